@@ -1,0 +1,15 @@
+#pragma once
+
+// What HostConsole::ReadKey returns when no key is waiting.
+inline constexpr int kNoKey = -1;
+inline constexpr int kKeyEscape = 27;
+
+// The keyboard. Main thread.
+class HostConsole {
+ public:
+  virtual ~HostConsole() = default;
+  // The code of the next key press, without waiting for one; kNoKey when none is waiting, also
+  // while the process is in the terminal's background or has no terminal. A lone Escape is
+  // kKeyEscape; keys that send escape sequences (arrows, function keys) are not Escape.
+  virtual int ReadKey() = 0;
+};

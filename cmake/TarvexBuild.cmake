@@ -1,0 +1,133 @@
+# The build in one place: flags, output folders, and one-line helpers.
+#
+#   tarvex_library(NAME SOURCES ... [DEPENDS ...] [PRIVATE ...] [TESTS ...] [TEST_DEPENDS ...])
+#   tarvex_interface(NAME [DEPENDS ...])
+#   tarvex_shared(NAME SOURCES ... [DEPENDS ...] [PRIVATE ...])
+#   tarvex_module(NAME SOURCES ... [DEPENDS ...] [PRIVATE ...] [TESTS ...] [TEST_DEPENDS ...])
+#   tarvex_test(NAME SOURCES ... [DEPENDS ...])
+#   tarvex_program(NAME SOURCES ... [DEPENDS ...] [OUTPUT_DIR ...])
+#
+# DEPENDS names targets whose headers this target's own headers include; PRIVATE those that only
+# its .cpp files need. TESTS are the <file>_test.cpp beside the code; they become one GoogleTest
+# program NAME_test. Every call is recorded for tests/layering.
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/bin")
+set(CMAKE_LIBRARY_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/lib")
+set(CMAKE_ARCHIVE_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/archive")
+set(CMAKE_BUILD_RPATH_USE_ORIGIN ON)
+
+add_compile_options(-Wall -Wextra -Wconversion -Werror -fstack-protector-strong)
+if(CMAKE_BUILD_TYPE STREQUAL "Release")
+  add_compile_options(-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
+endif()
+add_link_options(-Wl,-z,relro,-z,now -Wl,--as-needed)
+if(TARVEX_SANITIZE)
+  add_compile_options(-fsanitize=${TARVEX_SANITIZE} -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=${TARVEX_SANITIZE})
+  if(TARVEX_SANITIZE MATCHES "undefined")
+    add_compile_options(-fno-sanitize-recover=undefined)
+  endif()
+endif()
+
+find_package(PkgConfig REQUIRED)
+find_package(Threads REQUIRED)
+if(TARVEX_TESTS)
+  enable_testing()
+  find_package(GTest REQUIRED)
+  include(GoogleTest)
+endif()
+
+function(_tarvex_record name)
+  file(RELATIVE_PATH dir "${CMAKE_SOURCE_DIR}" "${CMAKE_CURRENT_SOURCE_DIR}")
+  list(JOIN ARGN " " deps)
+  set_property(GLOBAL APPEND PROPERTY TARVEX_LAYERING "${name}|${dir}|${deps}")
+endfunction()
+
+# Writes build/<preset>/layering.txt: one line per target, "name|folder|dependency dependency".
+function(tarvex_write_layering_map)
+  get_property(rows GLOBAL PROPERTY TARVEX_LAYERING)
+  list(JOIN rows "\n" text)
+  file(WRITE "${CMAKE_BINARY_DIR}/layering.txt" "${text}\n")
+endfunction()
+
+function(_tarvex_unit_test name)
+  cmake_parse_arguments(A "" "" "TESTS;TEST_DEPENDS;DEPENDS" ${ARGN})
+  if(TARVEX_TESTS AND A_TESTS)
+    tarvex_test(${name}_test SOURCES ${A_TESTS} DEPENDS ${A_DEPENDS} ${A_TEST_DEPENDS})
+  endif()
+endfunction()
+
+function(tarvex_library name)
+  cmake_parse_arguments(A "" "" "SOURCES;DEPENDS;PRIVATE;TESTS;TEST_DEPENDS" ${ARGN})
+  add_library(${name} STATIC ${A_SOURCES})
+  target_include_directories(${name} PUBLIC "${CMAKE_SOURCE_DIR}")
+  target_link_libraries(${name} PUBLIC ${A_DEPENDS} PRIVATE ${A_PRIVATE})
+  _tarvex_record(${name} ${A_DEPENDS} ${A_PRIVATE})
+  _tarvex_unit_test(${name} TESTS ${A_TESTS} TEST_DEPENDS ${A_TEST_DEPENDS}
+                    DEPENDS ${name} ${A_PRIVATE})
+endfunction()
+
+function(tarvex_interface name)
+  cmake_parse_arguments(A "" "" "DEPENDS" ${ARGN})
+  add_library(${name} INTERFACE)
+  target_include_directories(${name} INTERFACE "${CMAKE_SOURCE_DIR}")
+  target_link_libraries(${name} INTERFACE ${A_DEPENDS})
+  _tarvex_record(${name} ${A_DEPENDS})
+endfunction()
+
+function(tarvex_shared name)
+  cmake_parse_arguments(A "" "" "SOURCES;DEPENDS;PRIVATE" ${ARGN})
+  add_library(${name} SHARED ${A_SOURCES})
+  set_target_properties(${name} PROPERTIES PREFIX "lib" BUILD_RPATH "$ORIGIN" INSTALL_RPATH "$ORIGIN")
+  target_include_directories(${name} PUBLIC "${CMAKE_SOURCE_DIR}")
+  target_link_libraries(${name} PUBLIC ${A_DEPENDS} PRIVATE ${A_PRIVATE})
+  target_link_options(${name} PRIVATE -Wl,--exclude-libs,ALL)
+  _tarvex_record(${name} ${A_DEPENDS} ${A_PRIVATE})
+endfunction()
+
+# A diagnostic module: its code as a static library NAME_code for the unit tests, and the plug-in
+# build/<preset>/lib/orvan/modules/NAME.so, which exports OrvanModuleEntry and nothing else.
+function(tarvex_module name)
+  cmake_parse_arguments(A "" "" "SOURCES;DEPENDS;PRIVATE;TESTS;TEST_DEPENDS" ${ARGN})
+  tarvex_library(${name}_code SOURCES ${A_SOURCES} DEPENDS ${A_DEPENDS} PRIVATE ${A_PRIVATE}
+                 TESTS ${A_TESTS} TEST_DEPENDS ${A_TEST_DEPENDS})
+  add_library(${name}_module MODULE "${CMAKE_CURRENT_SOURCE_DIR}/entry.cpp")
+  target_link_libraries(${name}_module PRIVATE ${name}_code)
+  target_link_options(${name}_module PRIVATE
+    -Wl,--version-script=${CMAKE_SOURCE_DIR}/cmake/module_exports.map)
+  set_target_properties(${name}_module PROPERTIES PREFIX "" OUTPUT_NAME ${name}
+    LIBRARY_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/lib/orvan/modules"
+    BUILD_RPATH "$ORIGIN/../.." LINK_DEPENDS "${CMAKE_SOURCE_DIR}/cmake/module_exports.map")
+endfunction()
+
+function(tarvex_program name)
+  cmake_parse_arguments(A "" "OUTPUT_DIR" "SOURCES;DEPENDS" ${ARGN})
+  add_executable(${name} ${A_SOURCES})
+  target_include_directories(${name} PRIVATE "${CMAKE_SOURCE_DIR}")
+  target_link_libraries(${name} PRIVATE ${A_DEPENDS})
+  set_target_properties(${name} PROPERTIES BUILD_RPATH "$ORIGIN/../lib")
+  if(A_OUTPUT_DIR)
+    set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY "${A_OUTPUT_DIR}")
+  endif()
+  _tarvex_record(${name} ${A_DEPENDS})
+endfunction()
+
+function(tarvex_test name)
+  cmake_parse_arguments(A "" "" "SOURCES;DEPENDS" ${ARGN})
+  add_executable(${name} ${A_SOURCES})
+  target_include_directories(${name} PRIVATE "${CMAKE_SOURCE_DIR}")
+  target_link_libraries(${name} PRIVATE ${A_DEPENDS} GTest::gmock GTest::gtest_main)
+  target_compile_definitions(${name} PRIVATE TARVEX_SOURCE_DIR="${CMAKE_SOURCE_DIR}"
+                             TARVEX_BINARY_DIR="${CMAKE_BINARY_DIR}")
+  set_target_properties(${name} PROPERTIES
+    RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/tests" BUILD_RPATH "$ORIGIN/../lib")
+  # One process per test program keeps a full run short; the names inside are GoogleTest's.
+  add_test(NAME ${name} COMMAND ${name} --gtest_brief=1)
+  set_tests_properties(${name} PROPERTIES LABELS unit TIMEOUT 300)
+endfunction()

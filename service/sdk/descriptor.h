@@ -1,0 +1,42 @@
+#pragma once
+
+#include <cstdint>
+
+#include "service/sdk/module.h"
+
+namespace orvan::sdk {
+
+inline constexpr std::uint32_t kModuleMagic = 0x4E565254;  // "TRVN"
+// Raised with every change of a class or record in service/sdk or the boundary records.
+inline constexpr std::uint32_t kModuleAbiVersion = 1;
+
+// What a plug-in's one exported entry returns. The service checks magic, version and size before
+// it looks at anything else.
+struct ModuleDescriptor {
+  std::uint32_t magic = kModuleMagic;
+  std::uint32_t abiVersion = kModuleAbiVersion;
+  std::uint32_t size = sizeof(ModuleDescriptor);
+  const char* name = nullptr;  // for the log; the module's own Name() is shown
+  // Makes the module; may throw. `destroy` ends it.
+  Module* (*create)(const ModuleEnvironment& environment) = nullptr;
+  void (*destroy)(Module* module) = nullptr;
+};
+
+}  // namespace orvan::sdk
+
+// The entry of a plug-in, one file per module:
+//   ORVAN_MODULE(orvan::storage::StorageModule, "storage")
+#define ORVAN_MODULE(TYPE, NAME)                                                        \
+  extern "C" __attribute__((visibility("default"))) const orvan::sdk::ModuleDescriptor* \
+  OrvanModuleEntry() {                                                                  \
+    static const orvan::sdk::ModuleDescriptor descriptor{                               \
+        orvan::sdk::kModuleMagic,                                                       \
+        orvan::sdk::kModuleAbiVersion,                                                  \
+        sizeof(orvan::sdk::ModuleDescriptor),                                           \
+        NAME,                                                                           \
+        [](const orvan::sdk::ModuleEnvironment& environment) -> orvan::sdk::Module* {   \
+          return new TYPE(environment);                                                 \
+        },                                                                              \
+        [](orvan::sdk::Module* module) { delete module; }};                             \
+    return &descriptor;                                                                 \
+  }

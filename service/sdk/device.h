@@ -1,0 +1,25 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "boundary/orvan_service_records.h"
+
+namespace orvan::sdk {
+
+// A device that a module found. Immutable after the scan; any thread.
+class Device {
+ public:
+  virtual ~Device() = default;
+  // What the command line names, unique in the module.
+  virtual std::string Id() const = 0;
+  virtual DeviceInformation Information() const = 0;
+  virtual std::vector<DiagResource> Resources() const = 0;
+  // Stable across reboots: a serial number or a bus path, never an index.
+  virtual std::string UniqueId() const = 0;
+  // The text reported when the device's run ends; none: the service makes it.
+  virtual std::optional<std::string> ResultText() const { return std::nullopt; }
+};
+
+}  // namespace orvan::sdk

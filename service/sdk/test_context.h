@@ -1,0 +1,30 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <stop_token>
+#include <string>
+
+#include "service/sdk/device.h"
+
+namespace orvan::sdk {
+
+// The values that the user gave, by parameter name in lower case; a missing name means the
+// parameter's default. Already checked against the test's ParameterSpec list.
+using ParameterValues = std::map<std::string, std::string>;
+
+// What a running test may touch. Lives as long as the call; the test's own thread.
+class TestContext {
+ public:
+  virtual ~TestContext() = default;
+  // Null for the pseudo device.
+  virtual const Device* TestedDevice() const = 0;
+  virtual const ParameterValues& Parameters() const = 0;
+  // A test looks at it at least every 100 ms, and ends with Verdict::Canceled when it is set.
+  virtual std::stop_token StopToken() const = 0;
+  // Progress, 0 to 100, and a message key for the operator, which may be empty. Cheap.
+  virtual void Report(int percent, const std::string& message) = 0;
+  void Report(int percent) { Report(percent, {}); }
+};
+
+}  // namespace orvan::sdk

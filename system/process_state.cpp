@@ -1,0 +1,6 @@
+#include "system/process_state.h"
+
+ProcessState& GetProcessState() {
+  static ProcessState state;
+  return state;
+}

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+class Cli;
+class HostSemaphore;
+class OrvanService;
+
+// All state that belongs to the process and not to an object, in one place. Each member says who
+// writes it and who reads it.
+struct ProcessState {
+  // The one application object. Main thread; set by its constructor, cleared by its destructor.
+  Cli* cli = nullptr;
+  // The service, for host layer threads. Written by the main thread.
+  std::atomic<OrvanService*> service{nullptr};
+  // System event bits that happened. Host layer threads set bits; the main thread clears them.
+  std::atomic<std::uint32_t> systemEventWord{0};
+  // Handlers whose event bit is set here wait. Main thread writes and notifies.
+  std::atomic<std::uint32_t> systemEventHoldMask{0};
+  // A termination request was passed on to the service. Signal thread sets, main thread clears.
+  std::atomic<bool> signalPassed{false};
+  // A semaphore of 0 of 1, made with the application object.
+  HostSemaphore* semaphore = nullptr;
+  // The run was aborted from the keyboard or by the supervisor. Main thread.
+  bool abortRequested = false;
+  // What IsAbortRequested of a view answers without a keyboard. Nothing sets it.
+  std::atomic<bool> abortFlag{false};
+};
+
+ProcessState& GetProcessState();
