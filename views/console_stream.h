@@ -1,0 +1,57 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <functional>
+#include <ostream>
+#include <streambuf>
+#include <string_view>
+
+namespace tarvex {
+
+// Takes wide text and gives UTF-8 bytes to a sink, buffered. What is no Unicode scalar value (a
+// lone surrogate, or past U+10FFFF) becomes U+FFFD. The first failure of the sink stays: from then
+// on nothing is taken, which a stream over this buffer shows as badbit. One thread at a time.
+class ConsoleStreamBuffer : public std::wstreambuf {
+ public:
+  // Writes all `size` bytes; returns 0 or an errno value.
+  using Sink = std::function<int(const char* data, std::size_t size)>;
+
+  explicit ConsoleStreamBuffer(Sink sink);
+  // The buffer of a file descriptor, which it doesn't own.
+  explicit ConsoleStreamBuffer(int descriptor);
+  // Gives what is left to the sink.
+  ~ConsoleStreamBuffer() override;
+  ConsoleStreamBuffer(const ConsoleStreamBuffer&) = delete;
+  ConsoleStreamBuffer& operator=(const ConsoleStreamBuffer&) = delete;
+
+  // The errno value of the first failure; 0 while there was none.
+  int error() const { return error_; }
+
+ protected:
+  int_type overflow(int_type character) override;
+  std::streamsize xsputn(const wchar_t* text, std::streamsize count) override;
+  int sync() override;
+
+ private:
+  bool Put(wchar_t character);
+  bool Flush();
+
+  Sink sink_;
+  std::array<char, 8192> bytes_;
+  std::size_t used_ = 0;
+  int error_ = 0;
+};
+
+// The process's standard output as a stream of wide text, always UTF-8, in the classic locale. All
+// that the program prints on descriptor 1 goes through it. Flushed at the end of the process. One
+// thread at a time. To look at what is printed, put another buffer under it with rdbuf().
+std::wostream& ConsoleStream();
+
+// A newline and a flush.
+void EndLine(std::wostream& stream);
+
+// Writes `text` with each byte widened to the character of that code.
+void WriteWidened(std::wostream& stream, std::string_view text);
+
+}  // namespace tarvex

@@ -1,0 +1,92 @@
+#pragma once
+
+#include <ostream>
+#include <string>
+
+#include "boundary/orvan_service_records.h"
+#include "boundary/orvan_service_status.h"
+#include "views/view_result.h"
+
+class HostConsole;
+
+// The base of all views, and the view on the console: the one object through which the front end
+// reports. A run calls it in this nesting: BeginModule; BeginSuite and EndSuite around each device;
+// BeginDiagnostic and EndDiagnostic around each diagnostic; BeginTest, any number of
+// ShowTestProgress, and EndTest for each test; FinishExecutionBlock at the end of the command.
+//
+// An operation that fails leaves its name field as it was, and one that calls others stops at the
+// first result other than kViewOk. No operation throws for a failed stream. Main thread.
+class OrvanStdio {
+ public:
+  OrvanStdio() = default;
+  OrvanStdio(const OrvanStdio&) = delete;
+  OrvanStdio& operator=(const OrvanStdio&) = delete;
+  // Gives the console back.
+  virtual ~OrvanStdio();
+
+  // One line with a name column of fixed width and a value, both UTF-8.
+  virtual ViewResult PrintField(std::string name, std::string value, bool newLine);
+  // A key with its first letter raised.
+  virtual ViewResult PrintSentence(std::string text, bool newLine);
+  // A key with the first letter of each word raised.
+  virtual ViewResult PrintTitle(std::string text, bool newLine);
+  // The text as it is.
+  virtual ViewResult PrintRaw(std::string text, bool newLine);
+  // The text, through FormatKey when `format` is set. Each byte becomes one character.
+  virtual ViewResult PrintText(std::string text, bool newLine, bool format, bool titleCase,
+                               bool capitalizeFirst);
+  // The text, decoded as the current C locale says.
+  virtual ViewResult PrintUnicode(std::string text, bool newLine);
+  virtual ViewResult PrintNewLine();
+  virtual ViewResult PrintSeparator();
+  // 79 blanks and a carriage return, neither line end nor flush.
+  virtual ViewResult ClearLine();
+  virtual std::string FormatKey(std::string key, bool titleCase, bool capitalizeFirst,
+                                bool applyMarks);
+  virtual std::string FormatMarkedKey(std::string key, bool titleCase, bool capitalizeFirst);
+  // Keeps the name; kViewOutOfOrder while one is kept.
+  virtual ViewResult BeginModule(std::string name);
+  // Empties the name; kViewOutOfOrder when none is kept.
+  virtual ViewResult EndModule();
+  virtual ViewResult BeginSuite(std::string suiteName, std::string moduleName);
+  // The closing block of a device; kViewOutOfOrder, and nothing printed, without module and suite.
+  virtual ViewResult EndSuite(std::string resultText, double elapsedSeconds, bool failed);
+  // The final result block.
+  virtual ViewResult FinishExecutionBlock(std::string resultText);
+  virtual ViewResult BeginDiagnostic(std::string name);
+  virtual ViewResult EndDiagnostic();
+  // True when Escape was pressed since the last call, or the process-wide abort flag is set.
+  virtual bool IsAbortRequested();
+  // Reads keys until one says yes or no, and echoes its code. False without a console.
+  virtual bool AskYesNo();
+  virtual ViewResult BeginTest(std::string name, DiagKey key);
+  virtual ViewResult EndTest(TestStatus status, double elapsedSeconds);
+  // Redraws the progress line; nothing for a negative percent.
+  virtual ViewResult ShowTestProgress(int percent, double elapsedSeconds);
+  // Redraws the device scan line, or ends it.
+  virtual ViewResult ShowDeviceScan(std::string moduleName, bool finished);
+  virtual ViewResult ShowSuiteProgress(int percent, double elapsedSeconds);
+  // Writes a failed assertion to standard error.
+  virtual ViewResult ReportAssert(std::string expression, std::string file, int line);
+  virtual std::string FormatElapsed(double seconds);
+  // Takes the console into use. Once per view.
+  virtual ViewResult Open();
+  // A quiet view never reads the keyboard.
+  virtual void SetQuiet(bool value);
+
+ protected:
+  // kViewOk while the console stream is good, else `failure`.
+  static ViewResult ConsoleResult(ViewResult failure);
+  // Steps the spinner along - \ | / and returns the new character.
+  char AdvanceSpinner();
+  // What the device scan shows between its marks; with a closing newline when finished.
+  std::string DeviceScanText(const std::string& moduleName, bool finished);
+
+  std::string suiteName_;
+  std::string testName_;
+  std::string diagnosticName_;
+  std::string moduleName_;
+  HostConsole* console_ = nullptr;  // in use from Open to the destructor
+  bool quiet_ = false;
+  char spinner_ = '-';
+};

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <atomic>
+
+#include "boundary/hostlayer_thread.h"
+#include "system/input_peek.h"
+
+// What a supervising program says on standard input: single bytes, taken by a thread of its own.
+// Process-wide. Get and Stop are the main thread's; LastByte may be asked on any thread.
+class SupervisorInput {
+ public:
+  // What LastByte gives before a byte has come.
+  static constexpr unsigned char kNoByte = 255;
+
+  // The one record, made by the first call. Starts the reader unless it runs.
+  static SupervisorInput& Get();
+
+  SupervisorInput(const SupervisorInput&) = delete;
+  SupervisorInput& operator=(const SupervisorInput&) = delete;
+
+  // Ends the reader and waits for its end. Nothing when it doesn't run.
+  void Stop();
+  unsigned char LastByte() const { return lastByte_; }
+  // The last byte is the abort command.
+  bool IsAbort() const;
+
+ private:
+  SupervisorInput() = default;
+  void Start();
+  void Read();
+
+  tarvex::InputPeek peek_{0};
+  std::atomic<unsigned char> lastByte_{kNoByte};
+  std::atomic<bool> running_{false};   // the reader is to go on
+  HostThreadHandle reader_ = nullptr;  // main thread
+};
