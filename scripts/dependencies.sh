@@ -1,0 +1,74 @@
+#!/bin/sh
+# Installs the Debian packages that this project needs and the machine lacks.
+#
+#   scripts/dependencies.sh build          what building and running the program takes
+#   scripts/dependencies.sh test           that, and what the tests take
+#   scripts/dependencies.sh bench          that, and what the benchmarks take
+#   scripts/dependencies.sh --list KIND    prints the packages and installs nothing
+#
+# docs/dependencies.md says why each one is there. Packages are only installed when dpkg says that
+# one is missing, so on a prepared machine this neither needs root nor touches the network.
+set -eu
+
+build_packages="g++ cmake ninja-build pkg-config qtbase5-dev libsdl2-dev libudev-dev libblkid-dev
+libmount-dev liburing-dev libsystemd-dev nlohmann-json3-dev libfmt-dev"
+test_packages="libgtest-dev libgmock-dev libfuse3-dev fuse3 mount dbus python3 python3-pytest
+python3-pexpect python3-dbusmock"
+bench_packages="libbenchmark-dev fio"
+
+fail() {
+    printf 'dependencies: %s\n' "$*" >&2
+    exit 1
+}
+
+packages_of() {
+    case "$1" in
+        build) echo $build_packages ;;
+        test) echo $build_packages $test_packages ;;
+        bench) echo $build_packages $test_packages $bench_packages ;;
+        *) fail "unknown kind \"$1\"; use build, test or bench" ;;
+    esac
+}
+
+# The packages of the arguments that are not installed, one per line.
+missing_of() {
+    # A package that dpkg has never heard of only shows up as an error, so the answer is the
+    # difference between what was asked for and what is installed.
+    installed=" $(dpkg-query -W -f '${db:Status-Status} ${Package}\n' "$@" 2>/dev/null |
+        sed -n 's/^installed //p' | tr '\n' ' ')"
+    for package in "$@"; do
+        case "$installed" in
+            *" $package "*) ;;
+            *) printf '%s\n' "$package" ;;
+        esac
+    done
+}
+
+main() {
+    [ $# -gt 0 ] || set -- build
+    if [ "$1" = "--list" ]; then
+        packages_of "${2:-build}" | tr ' ' '\n'
+        return
+    fi
+    wanted=$(packages_of "$1")
+    command -v dpkg-query >/dev/null 2>&1 ||
+        fail "this is not a Debian system; install the counterparts of: $wanted"
+    missing=$(missing_of $wanted | tr '\n' ' ')
+    [ -n "$missing" ] || return 0
+
+    printf 'Installing missing packages: %s\n' "$missing" >&2
+    as_root=
+    if [ "$(id -u)" -ne 0 ]; then
+        command -v sudo >/dev/null 2>&1 ||
+            fail "root rights are needed to install; as root run: apt-get install $missing"
+        as_root="sudo"
+    fi
+    # Standard output belongs to the program that is run afterwards.
+    $as_root env DEBIAN_FRONTEND=noninteractive apt-get update -qq >&2 ||
+        fail "apt-get update failed; check the package sources and the network"
+    $as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends \
+        $missing >&2 ||
+        fail "apt-get could not install: $missing"
+}
+
+main "$@"

@@ -1,0 +1,94 @@
+#!/bin/sh
+# Installs what is missing, builds the program and runs every test.
+#
+#   ./test.sh               all tests, then the unit tests again under the sanitizers
+#   ./test.sh quick         all tests, without the sanitizers
+#   ./test.sh -R PATTERN    the tests whose name matches, without the sanitizers
+#   ./test.sh -L LABEL      the tests of one label: unit, golden, terminal, lab, layering
+#
+# The last line reads "N passed, M failed" (and ", K skipped" when something could not be tried
+# here; each of those is named). The exit status is 0 only when all was built and nothing failed.
+set -eu
+
+root=$(CDPATH='' cd -- "$(dirname -- "$0")" && pwd -P)
+cd "$root"
+
+usage() {
+    sed -n '2,/^set -eu/{s/^# \{0,1\}//;/^set -eu/d;p}' "$0" >&2
+    exit 2
+}
+
+say() {
+    printf '\n== %s\n' "$*"
+}
+
+# Builds one preset, quietly; the log is shown when it fails.
+build() {
+    log="build/$1.log"
+    say "building $1 (log: $log)"
+    {
+        { [ -f "build/$1/build.ninja" ] || cmake --preset "$1" $launcher; } &&
+            cmake --build --preset "$1" -j "$jobs"
+    } >"$log" 2>&1 </dev/null || {
+        tail -n 200 "$log"
+        broken="$broken $1"
+        return 1
+    }
+}
+
+# Runs the tests of one preset. Arguments behind the preset go to ctest.
+check() {
+    preset=$1
+    shift
+    say "testing $preset"
+    results="build/$preset/test-results.xml"
+    rm -f "$results"
+    # What ctest says is read from its report, so that a crash of ctest itself counts too.
+    ctest --test-dir "build/$preset" -j "$jobs" --output-on-failure --no-tests=error \
+        --output-junit "$root/$results" "$@" </dev/null || true
+    reports="$reports $preset=$results"
+}
+
+sanitize=yes
+selection=
+pattern=
+while [ $# -gt 0 ]; do
+    case "$1" in
+        quick) sanitize=no ;;
+        -R | -L)
+            [ $# -ge 2 ] || usage
+            selection=$1 pattern=$2 sanitize=no
+            shift
+            ;;
+        *) usage ;;
+    esac
+    shift
+done
+
+scripts/dependencies.sh test
+mkdir -p build
+jobs=$(nproc)
+reports=
+broken=
+launcher=
+if command -v ccache >/dev/null 2>&1; then
+    launcher="-DCMAKE_CXX_COMPILER_LAUNCHER=ccache"
+fi
+
+if build dev; then
+    if [ -n "$selection" ]; then
+        check dev "$selection" "$pattern"
+    else
+        check dev
+    fi
+fi
+if [ "$sanitize" = yes ]; then
+    for preset in asan tsan; do
+        if build "$preset"; then
+            check "$preset" -L '^unit$'
+        fi
+    done
+fi
+
+say "summary"
+exec /usr/bin/python3 scripts/test_summary.py --broken "$broken" -- $reports
