@@ -1,0 +1,96 @@
+#include "system/ini_file.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <charconv>
+
+namespace tarvex {
+namespace {
+
+constexpr std::size_t kLargestFile = 1U << 20;
+constexpr std::string_view kBlanks = " \t\r\f\v";
+
+std::string_view Trimmed(std::string_view text) {
+  const std::size_t first = text.find_first_not_of(kBlanks);
+  if (first == std::string_view::npos) return {};
+  return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
+}
+
+void ParseLine(std::string_view line, std::string& section, IniValues& values) {
+  line = Trimmed(line);
+  if (line.empty() || line.front() == '#' || line.front() == ';') return;
+  if (line.front() == '[') {
+    const std::size_t end = line.find(']');
+    if (end != std::string_view::npos) section = LowerAscii(Trimmed(line.substr(1, end - 1)));
+    return;
+  }
+  const std::size_t equals = line.find('=');
+  if (equals == std::string_view::npos) return;
+  const std::string key = LowerAscii(Trimmed(line.substr(0, equals)));
+  if (!key.empty()) values.emplace(section + "/" + key, Trimmed(line.substr(equals + 1)));
+}
+
+// Reads at most `limit` bytes; false when reading fails.
+bool ReadBytes(int descriptor, std::size_t limit, std::string& text) {
+  char chunk[4096];
+  while (text.size() < limit) {
+    const ssize_t count = read(descriptor, chunk, std::min(sizeof chunk, limit - text.size()));
+    if (count == 0) return true;
+    if (count > 0) {
+      text.append(chunk, static_cast<std::size_t>(count));
+    } else if (errno != EINTR) {
+      return false;
+    }
+  }
+  return true;
+}
+
+}  // namespace
+
+std::string LowerAscii(std::string_view text) {
+  std::string lower(text);
+  std::transform(lower.begin(), lower.end(), lower.begin(), [](char character) {
+    return character >= 'A' && character <= 'Z' ? static_cast<char>(character - 'A' + 'a')
+                                                : character;
+  });
+  return lower;
+}
+
+IniValues ParseIni(std::string_view text) {
+  IniValues values;
+  std::string section;
+  while (!text.empty()) {
+    const std::size_t end = text.find('\n');
+    ParseLine(text.substr(0, end), section, values);
+    text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
+  }
+  return values;
+}
+
+bool ReadIniFile(const std::string& path, IniValues& values) {
+  // Non-blocking, so that a FIFO in the file's place can't hold the program.
+  const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+  if (descriptor < 0) return false;
+  struct stat status {};
+  std::string text;
+  const bool read = fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode) &&
+                    ReadBytes(descriptor, kLargestFile + 1, text) && text.size() <= kLargestFile;
+  close(descriptor);
+  if (read) values = ParseIni(text);
+  return read;
+}
+
+bool ParseUnsigned(std::string_view text, unsigned& value) {
+  unsigned parsed = 0;
+  const char* const end = text.data() + text.size();
+  const auto [rest, error] = std::from_chars(text.data(), end, parsed);
+  if (error != std::errc{} || rest != end) return false;
+  value = parsed;
+  return true;
+}
+
+}  // namespace tarvex

@@ -1,0 +1,177 @@
+#include "system/text_conversion.h"
+
+#include <cstdint>
+#include <cwchar>
+
+namespace {
+
+constexpr wchar_t kReplacement = 0xFFFD;
+constexpr std::uint32_t kLastCharacter = 0x10FFFF;
+
+bool IsSurrogate(std::uint32_t value) {
+  return value >= 0xD800 && value <= 0xDFFF;
+}
+
+// What a lead byte asks of the bytes behind it. The first of them has bounds of its own, which keep
+// out overlong forms, surrogates and values past U+10FFFF.
+struct LeadByte {
+  unsigned char first;
+  unsigned char last;
+  unsigned following;
+  unsigned char secondFirst;
+  unsigned char secondLast;
+};
+
+constexpr LeadByte kLeadBytes[] = {
+    {0x00, 0x7F, 0, 0x80, 0xBF}, {0xC2, 0xDF, 1, 0x80, 0xBF}, {0xE0, 0xE0, 2, 0xA0, 0xBF},
+    {0xE1, 0xEC, 2, 0x80, 0xBF}, {0xED, 0xED, 2, 0x80, 0x9F}, {0xEE, 0xEF, 2, 0x80, 0xBF},
+    {0xF0, 0xF0, 3, 0x90, 0xBF}, {0xF1, 0xF3, 3, 0x80, 0xBF}, {0xF4, 0xF4, 3, 0x80, 0x8F},
+};
+
+// Payload bits of a lead byte, by the number of bytes that follow it.
+constexpr std::uint32_t kLeadMask[] = {0x7F, 0x1F, 0x0F, 0x07};
+
+const LeadByte* FindLead(unsigned char byte) {
+  for (const LeadByte& lead : kLeadBytes) {
+    if (byte >= lead.first && byte <= lead.last) return &lead;
+  }
+  return nullptr;
+}
+
+struct Decoded {
+  wchar_t character;
+  std::size_t length;  // bytes taken, at least 1
+  bool good;
+};
+
+// Decodes what `text` begins with; `text` is not empty. Bad input takes its maximal ill-formed
+// part.
+Decoded DecodeOne(std::string_view text) {
+  const auto leadByte = static_cast<unsigned char>(text[0]);
+  const LeadByte* const lead = FindLead(leadByte);
+  if (lead == nullptr) return {kReplacement, 1, false};
+  std::uint32_t value = leadByte & kLeadMask[lead->following];
+  unsigned char least = lead->secondFirst;
+  unsigned char most = lead->secondLast;
+  for (std::size_t at = 1; at <= lead->following; ++at) {
+    if (at >= text.size()) return {kReplacement, at, false};
+    const auto byte = static_cast<unsigned char>(text[at]);
+    if (byte < least || byte > most) return {kReplacement, at, false};
+    value = value << 6 | (byte & 0x3FU);
+    least = 0x80;
+    most = 0xBF;
+  }
+  return {static_cast<wchar_t>(value), lead->following + 1U, true};
+}
+
+void AppendValue(std::string& text, std::uint32_t value) {
+  if (value < 0x80) {
+    text.push_back(static_cast<char>(value));
+    return;
+  }
+  const unsigned following = value < 0x800 ? 1 : value < 0x10000 ? 2 : 3;
+  constexpr std::uint32_t kMark[] = {0x00, 0xC0, 0xE0, 0xF0};
+  text.push_back(static_cast<char>(kMark[following] | value >> (6 * following)));
+  for (unsigned left = following; left-- > 0;) {
+    text.push_back(static_cast<char>(0x80U | (value >> (6 * left) & 0x3FU)));
+  }
+}
+
+std::wstring Latin1ToWide(std::string_view text) {
+  std::wstring wide;
+  for (const char byte : text) wide.push_back(static_cast<unsigned char>(byte));
+  return wide;
+}
+
+std::string WideToLatin1(std::wstring_view text) {
+  std::string narrow;
+  for (const wchar_t character : text) {
+    if (static_cast<std::uint32_t>(character) > 0xFF) return {};
+    narrow.push_back(static_cast<char>(character));
+  }
+  return narrow;
+}
+
+template <typename View>
+View UntilNul(View text) {
+  return text.substr(0, text.find(typename View::value_type{}));
+}
+
+}  // namespace
+
+std::wstring Utf8ToWide(std::string_view text) {
+  text = UntilNul(text);
+  std::wstring wide;
+  wide.reserve(text.size());
+  while (!text.empty()) {
+    const Decoded decoded = DecodeOne(text);
+    if (!decoded.good) return {};
+    wide.push_back(decoded.character);
+    text.remove_prefix(decoded.length);
+  }
+  return wide;
+}
+
+std::string WideToUtf8(std::wstring_view text) {
+  std::string narrow;
+  for (const wchar_t character : UntilNul(text)) {
+    const auto value = static_cast<std::uint32_t>(character);
+    if (IsSurrogate(value) || value > kLastCharacter) return {};
+    AppendValue(narrow, value);
+  }
+  return narrow;
+}
+
+std::wstring NarrowToWide(std::string_view text, unsigned codePage) {
+  if (codePage == kCodePageUtf8) return Utf8ToWide(text);
+  if (codePage == kCodePageLatin1) return Latin1ToWide(UntilNul(text));
+  return {};
+}
+
+std::string WideToNarrow(std::wstring_view text, unsigned codePage) {
+  if (codePage == kCodePageUtf8) return WideToUtf8(text);
+  if (codePage == kCodePageLatin1) return WideToLatin1(UntilNul(text));
+  return {};
+}
+
+namespace tarvex {
+
+std::wstring Utf8ToWideLenient(std::string_view text) {
+  std::wstring wide;
+  wide.reserve(text.size());
+  while (!text.empty()) {
+    const Decoded decoded = DecodeOne(text);
+    wide.push_back(decoded.character);
+    text.remove_prefix(decoded.length);
+  }
+  return wide;
+}
+
+std::wstring LocaleToWideLenient(std::string_view text) {
+  std::wstring wide;
+  wide.reserve(text.size());
+  std::mbstate_t state{};
+  while (!text.empty()) {
+    wchar_t character = L'\0';
+    const std::size_t length = std::mbrtowc(&character, text.data(), text.size(), &state);
+    if (length > text.size()) {
+      // Undecodable, or the text ends inside a character.
+      state = std::mbstate_t{};
+      wide.push_back(kReplacement);
+      text.remove_prefix(1);
+      continue;
+    }
+    wide.push_back(character);
+    text.remove_prefix(length == 0 ? 1 : length);
+  }
+  return wide;
+}
+
+void AppendUtf8(std::string& text, wchar_t character) {
+  const auto value = static_cast<std::uint32_t>(character);
+  AppendValue(text, IsSurrogate(value) || value > kLastCharacter
+                        ? static_cast<std::uint32_t>(kReplacement)
+                        : value);
+}
+
+}  // namespace tarvex

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+// Conversions between narrow and wide texts. Any thread.
+
+inline constexpr unsigned kCodePageUtf8 = 65001;
+inline constexpr unsigned kCodePageLatin1 = 28591;
+
+// These four convert the text up to its first zero character and are strict: a text that holds
+// anything that can't be converted gives an empty text. UTF-8 means well-formed UTF-8: no overlong
+// forms, no surrogates, nothing past U+10FFFF.
+// Source: The Unicode Standard 15.0, table 3-7.
+std::wstring Utf8ToWide(std::string_view text);
+std::string WideToUtf8(std::wstring_view text);
+// The same for a code page: kCodePageUtf8 or kCodePageLatin1. Any other fails.
+std::wstring NarrowToWide(std::string_view text, unsigned codePage);
+std::string WideToNarrow(std::wstring_view text, unsigned codePage);
+
+namespace tarvex {
+
+// Decodes all of the text, zero bytes included. Each maximal ill-formed part gives one U+FFFD.
+std::wstring Utf8ToWideLenient(std::string_view text);
+// Decodes all of the text as the current C locale does. An undecodable byte gives U+FFFD.
+std::wstring LocaleToWideLenient(std::string_view text);
+// Appends the character's UTF-8 bytes; those of U+FFFD for a surrogate or one past U+10FFFF.
+void AppendUtf8(std::string& text, wchar_t character);
+
+}  // namespace tarvex
