@@ -1,0 +1,29 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "boundary/hostlayer_app_mutex.h"
+#include "host/unique_fd.h"
+
+namespace tarvex {
+
+// The lock on a file of the run folder. The open descriptor holds it, so it ends with the process
+// however that ends, and no program that is started from here inherits it.
+class AppMutex final : public HostAppMutex {
+ public:
+  // Opens the lock file below `folder`, making both when they are missing (0755, 0600; the
+  // folder's parent must exist). Null when that can't be done, or when the file is a link or no
+  // ordinary file.
+  static std::unique_ptr<AppMutex> Open(const std::string& folder);
+
+  // Asking again while this instance holds the lock gives false again.
+  bool IsAlreadyRunning() override;
+
+ private:
+  explicit AppMutex(UniqueFd file) : file_(std::move(file)) {}
+
+  UniqueFd file_;
+};
+
+}  // namespace tarvex

@@ -1,0 +1,70 @@
+#include "host/console.h"
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+#include "host/key_decoder.h"
+#include "host/terminal.h"
+
+namespace tarvex {
+namespace {
+
+// What the uses share.
+struct Keyboard {
+  std::mutex mutex;
+  std::vector<const HostConsole*> uses;  // guarded by mutex
+  KeyDecoder decoder;                    // guarded by mutex
+};
+
+// Never destroyed: a use may end after the static objects of this library.
+Keyboard& SharedKeyboard() {
+  static auto& keyboard = *new Keyboard;
+  return keyboard;
+}
+
+}  // namespace
+
+Console::Console() {
+  Keyboard& keyboard = SharedKeyboard();
+  const std::lock_guard lock(keyboard.mutex);
+  keyboard.uses.push_back(this);
+}
+
+Console::~Console() {
+  Keyboard& keyboard = SharedKeyboard();
+  const std::lock_guard lock(keyboard.mutex);
+  std::erase(keyboard.uses, this);
+  if (!keyboard.uses.empty()) return;
+  CloseTerminal();
+  keyboard.decoder = KeyDecoder();
+}
+
+int Console::ReadKey() {
+  Keyboard& keyboard = SharedKeyboard();
+  const std::lock_guard lock(keyboard.mutex);
+  const auto now = std::chrono::steady_clock::now();
+  // What is not needed yet stays with the terminal, which bounds it.
+  if (!keyboard.decoder.HasKey()) {
+    std::array<unsigned char, 64> bytes;
+    const std::size_t count = ReadTerminal(bytes.data(), bytes.size());
+    std::for_each_n(bytes.begin(), count,
+                    [&](unsigned char byte) { keyboard.decoder.Feed(byte, now); });
+  }
+  return keyboard.decoder.Next(now);
+}
+
+void Console::Release(HostConsole* console) {
+  {
+    Keyboard& keyboard = SharedKeyboard();
+    const std::lock_guard lock(keyboard.mutex);
+    const auto& uses = keyboard.uses;
+    if (std::find(uses.begin(), uses.end(), console) == uses.end()) return;
+  }
+  delete console;
+}
+
+}  // namespace tarvex

@@ -1,0 +1,17 @@
+#pragma once
+
+#include "boundary/hostlayer_module.h"
+
+namespace tarvex {
+
+// Loads libraries with all their symbols bound at once and none shown to other libraries. A path
+// may be written with either separator. An empty path, or one with a zero byte in it, is no
+// library. The system's loader counts the loads of a library; each wants its own Unload.
+class ModuleLoader final : public HostModule {
+ public:
+  HostModuleHandle Load(const std::string& path, int reserved) override;
+  HostModuleFunction GetSymbol(HostModuleHandle handle, const std::string& name) override;
+  void Unload(HostModuleHandle handle) override;
+};
+
+}  // namespace tarvex

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+#include "boundary/hostlayer_signal_handler.h"
+#include "host/layer_thread.h"
+
+namespace tarvex {
+
+// Calls the functions for each termination request, in the order in which they were set, on one
+// thread that the first SetHandler starts. While no function is set a request ends the process.
+class SignalHandler final : public HostSignalHandler {
+ public:
+  SignalHandler() : shared_(std::make_shared<Shared>()) {}
+  ~SignalHandler() override;
+  void SetHandler(HostSignalCallback function) override;
+  // Called by a function that runs on the layer's thread it does not wait.
+  void RemoveHandler(HostSignalCallback function) override;
+
+ private:
+  struct Shared {
+    std::mutex mutex;
+    std::condition_variable finished;
+    std::vector<HostSignalCallback> functions;  // guarded by mutex
+    HostSignalCallback running = nullptr;       // guarded by mutex
+  };
+
+  static void Serve(Shared& shared, int stop);
+  static void Dispatch(Shared& shared, int signal);
+  bool StartOnce();
+
+  const std::shared_ptr<Shared> shared_;
+  std::unique_ptr<LayerThread> thread_;  // guarded by shared_->mutex
+};
+
+}  // namespace tarvex
