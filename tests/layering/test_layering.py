@@ -1,0 +1,44 @@
+"""The tree of this project keeps the rules of layering.py."""
+
+import glob
+import os
+
+import layering
+
+ROOT = os.environ["TARVEX_SOURCE_DIR"]
+BUILD = os.environ["TARVEX_BINARY_DIR"]
+
+
+def modules():
+    return sorted(glob.glob(os.path.join(BUILD, "lib/orvan/modules/*.so")))
+
+
+def test_sources_include_only_what_their_room_allows():
+    assert list(layering.source_files(ROOT))
+    assert layering.check_sources(ROOT) == []
+
+
+def test_targets_depend_only_on_what_their_room_allows():
+    with open(os.path.join(BUILD, "layering.txt"), encoding="utf-8") as file:
+        text = file.read()
+    assert "TarvexDiagnosticsCLI" in layering.read_targets(text)
+    assert layering.check_targets(text) == []
+
+
+def test_every_module_exports_its_entry_and_nothing_else():
+    assert modules()
+    for module in modules():
+        assert layering.check_exports(module, layering.MODULE_ENTRIES) == []
+
+
+def test_host_layer_exports_its_18_entries_and_nothing_else():
+    assert len(layering.HOST_ENTRIES) == 18
+    library = os.path.join(BUILD, "lib/libhostlayer.so")
+    assert layering.check_exports(library, layering.HOST_ENTRIES) == []
+
+
+def test_service_exports_its_entries_and_nothing_else():
+    library = os.path.join(BUILD, "lib/liborvan_service.so")
+    assert (
+        layering.check_exports(library, layering.SERVICE_ENTRIES, layering.is_service_entry) == []
+    )
