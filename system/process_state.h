@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <mutex>
 
 class Cli;
 class HostSemaphore;
@@ -12,8 +13,10 @@ class OrvanService;
 struct ProcessState {
   // The one application object. Main thread; set by its constructor, cleared by its destructor.
   Cli* cli = nullptr;
-  // The service, for host layer threads. Written by the main thread.
-  std::atomic<OrvanService*> service{nullptr};
+  // The service, as host layer threads may use it: only under serviceMutex, so that it cannot end
+  // while one of them is in a call. Written by the main thread.
+  std::mutex serviceMutex;
+  OrvanService* service = nullptr;
   // System event bits that happened. Host layer threads set bits; the main thread clears them.
   std::atomic<std::uint32_t> systemEventWord{0};
   // Handlers whose event bit is set here wait. Main thread writes and notifies.

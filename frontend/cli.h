@@ -1,0 +1,266 @@
+#pragma once
+
+#include <cstdint>
+#include <exception>
+#include <memory>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "boundary/orvan_service_plan.h"
+#include "boundary/orvan_service_records.h"
+#include "boundary/orvan_service_status.h"
+#include "frontend/cli_diagnostic.h"
+#include "frontend/cli_flags.h"
+#include "frontend/option_table.h"
+#include "frontend/result_codes.h"
+#include "system/timer.h"
+
+class CliEventQueue;
+class CliSuiteListener;
+class CliTestListener;
+class DiagModule;
+class DiagTool;
+class HostNumberHandler;
+class HostSignalHandler;
+class HostSystemEvents;
+class HostTimeHandler;
+class OrvanService;
+class OrvanSettings;
+class OrvanStdio;
+class ProductVersion;
+class StringHandler;
+class ThreadCompletion;
+struct CliEvent;
+
+// The one application object: built by the entry point, it parses the command line, carries out
+// the one course that the line asks for, and its destructor is the one teardown. All operations
+// are for the main thread. The fields are open, since the operations of all families work on them.
+class Cli {
+ public:
+  explicit Cli(HostSystemEvents* events);
+  ~Cli();
+  Cli(const Cli&) = delete;
+  Cli& operator=(const Cli&) = delete;
+
+  // Parses the line, chooses the view, shows banner, failures and warnings, and hands the settings
+  // to the service. 0 when the run may go on. Never the exit status.
+  int Parse(int argc, char** argv);
+  // Chooses and opens the view; 0, or kParseFile when the report file could not be opened (the
+  // view is the console then).
+  int CreateView();
+  // The courses. Each does nothing unless its flag is set.
+  void ShowInformation();
+  void RunSelection();  // may throw InvalidAppKey
+  void RunAll();        // may throw InvalidAppKey
+  void HandOverToTool(int argc, char** argv);
+  // Starts this program again, detached; 0 when it runs.
+  int LaunchInBackground(int argc, char** argv);
+  // The closing line of a background run's report.
+  void WriteExecutionStatus();
+
+  // `result`; kResultNone becomes 0 first.
+  std::int32_t ExitStatus();
+  // Takes the code unless `result` holds one of a finished test that outranks it.
+  void MergeResult(std::int32_t code);
+  // Takes the code of the status unless `result` is as bad or worse.
+  void FoldStatus(TestStatus status);
+  // Appends the text unless it is there already.
+  void AddWarning(const std::string& text);
+  std::string ApplicationName() const;
+  std::string ApplicationVersion() const;
+
+  // Option parsing. Texts of failures are keys; results are parse codes.
+  int ParseCommandLine(int argc, char** argv, std::string& errorText);
+  int BuildOptionTable();
+  // 0, or 1 when the text does not have three or four parts.
+  int ParseCaller(const std::string& text, CallerInfo& caller);
+  bool SelectRunAllKind(const std::string& word);
+  DiagModule* FindModule(const std::string& name);
+  DiagTool* FindTool(ModuleSelection& selection, const std::string& name);
+
+  // The diagnostic grammar.
+  int ScanDeviceTokens(int argc, char** argv, bool finalPass, std::string& errorText);
+  int AddDiagnostic(int argc, char** argv, char optionValue, const char* optionText,
+                    std::string& errorText);
+  DiagDiagnostic* FindDiagnostic(const ModuleSelection& selection, const std::string& optionText);
+  DiagTest* FindTest(const CliDiagnostic& diagnostic, const std::string& name);
+  int ParseDiagnostic(const std::shared_ptr<CliDiagnostic>& diagnostic, std::string& errorText);
+  int SplitTests(const std::string& text, std::vector<std::string>& out, std::string& errorText);
+  int CheckParentheses(const std::string& text, std::string& errorText);
+  int ParseTest(const std::string& text, CliDiagnostic& diagnostic, std::string& errorText);
+  int ParseParameters(CliTest& test, std::string& errorText);
+
+  // Validation.
+  int ValidateSelections(std::string& errorText);
+  void ComposeWarnings();
+  void ReportUnavailableModules();
+
+  // Run plan.
+  void BuildRunPlan(ModuleSelection* selection);
+  static std::size_t CountPlannedTests(const std::vector<DeviceRunPlan>& plans);
+  bool HasPlannedTests(const ModuleSelection* selection) const;
+
+  // Run driver.
+  int RunModule(ModuleSelection* selection);
+
+  // Listings and help.
+  void ScanModuleDevices(ModuleSelection* selection);
+  void ShowGeneralHelp();
+  void ShowToolHint(DiagTool* tool, const std::string& moduleName);
+
+  // Fields, in their order of life.
+  std::vector<DiagModule*>* modules = nullptr;  // owned by the service; null: nothing loaded
+  std::unique_ptr<OrvanStdio> view;
+  HostSignalHandler* signalHandler = nullptr;
+  StringHandler* stringHandler = nullptr;
+  HostTimeHandler* timeHandler = nullptr;
+  HostNumberHandler* numberHandler = nullptr;
+  Timer* timer = nullptr;
+  std::unique_ptr<ThreadCompletion> threadStatus;
+  std::unique_ptr<CliSuiteListener> suiteListener;
+  std::unique_ptr<CliTestListener> testListener;
+  std::unique_ptr<ProductVersion> productVersion;
+  NamedRecords<ModuleSelection> selectedModules;
+  OptionTable optionTable;
+  const OptionRecord* optionTableData = nullptr;
+  std::uint32_t flags = 0;
+  std::vector<std::string> warnings;
+  std::string currentModule;  // lower case
+  CallerInfo callerInfo;
+  std::int32_t lastModuleArgIndex = 0;
+  std::int32_t argsScanned = 0;
+  std::int32_t optionsSeen = 0;
+  std::int64_t groupId = 0;  // seconds since the epoch, unless the user named a group
+  std::string shortOptions;
+  std::unique_ptr<CliEventQueue> eventQueue;
+  std::vector<std::string> duplicatedModules;
+  std::vector<std::string> duplicatedDevices;
+  std::vector<std::string> duplicatedTests;
+  std::vector<std::string> testsTakenAsDevices;
+  std::vector<std::string> testsWithSurplusArguments;
+  std::string toolName;
+  DiagTool* chosenTool = nullptr;          // owned by the service
+  DiagModule* chosenToolModule = nullptr;  // owned by the service
+  std::int32_t result = kResultNone;
+  bool bootable = false;  // nothing in the front end sets it
+  std::string outputFile;
+  std::set<const char*> consumedArgs;  // arguments that an option took as its value
+  NamedRecords<ModuleSelection> runAllModules;
+  bool runAllQuick = false;
+  bool runAllExtended = false;
+  bool runAllOnlyUnattended = false;
+  HostSystemEvents* systemEvents = nullptr;
+  std::string savePath;
+  std::uint32_t savedOutputCodePage = 0;
+  std::exception_ptr keptException;  // the InvalidAppKey that ended a run
+
+ private:
+  struct OptionScan;
+  struct OptionCase;
+  struct ModuleRun;
+
+  // Lifecycle.
+  void ReplaySystemEvents();
+  void PrintBanner();
+  int RunSettingsStep(std::string& errorText);
+  void FillSettings(OrvanSettings& settings) const;
+  void RemoveExecutionRecords();
+  int ShowParseFailure(int code, const std::string& errorText);
+  void ShowWarnings();
+  [[noreturn]] void EndProcess(const char* text);
+  OrvanService* Service() const;
+
+  // Option parsing.
+  static const OptionCase* FindOptionCase(int value);
+  int CheckArguments(int argc, char** argv, std::string& errorText);
+  int ScanOptions(OptionScan& scan);
+  int HandleInfoOption(OptionScan& scan, const OptionCase& option);
+  int HandleUnrecognized(OptionScan& scan, const OptionCase& option);
+  int HandleCaller(OptionScan& scan, const OptionCase& option);
+  int HandleGroup(OptionScan& scan, const OptionCase& option);
+  int HandleModule(OptionScan& scan, const OptionCase& option);
+  int HandleTool(OptionScan& scan, const OptionCase& option);
+  int HandleRunAll(OptionScan& scan, const OptionCase& option);
+  int HandleFlag(OptionScan& scan, const OptionCase& option);
+  int HandleSupervised(OptionScan& scan, const OptionCase& option);
+  int HandleBackground(OptionScan& scan, const OptionCase& option);
+  int HandleDataCollection(OptionScan& scan, const OptionCase& option);
+  int HandleOutput(OptionScan& scan, const OptionCase& option);
+  int HandleSave(OptionScan& scan, const OptionCase& option);
+  int HandleDiagnostic(OptionScan& scan, const OptionCase& option);
+  int CheckConflicts(std::string& errorText);
+  void CopyInfoFlags();
+  int ResolveTool(std::string& errorText);
+  int ScanWords(int first, int last, char** argv, std::string& errorText);
+  int NextWordIndex() const { return lastModuleArgIndex + argsScanned + 1; }
+  ModuleSelection* CurrentSelection();
+  void NoteDeviceInText(const std::string& item, const std::shared_ptr<CliDiagnostic>& diagnostic);
+
+  // Run plan.
+  void AddDefaultDiagnostic(ModuleSelection& selection);
+  void SpreadDiagnostics(ModuleSelection& selection);
+  void PlanDevice(ModuleSelection& selection, DeviceSelection& entry);
+  bool PlanAllTests(const CliDiagnostic& diagnostic, DiagDevice* device,
+                    const std::string& deviceName, std::vector<TestRunItem>& items);
+  void PlanNamedTests(const CliDiagnostic& diagnostic, DiagDevice* device,
+                      std::vector<TestRunItem>& items);
+  std::vector<TestParameter> MergeParameters(const std::map<std::string, std::string>& raw,
+                                             std::vector<TestParameter>& known);
+
+  // Run driver.
+  void OpenFinalResult(const ModuleSelection& selection, bool& opened);
+  void ShowFinalResult();
+  void OpenListeners();
+  void CloseListeners();
+  void PrintWarning(const std::string& key);
+  void PrintWarningList(const std::string& key, const std::vector<std::string>& names);
+  void SetResultUnlessRun(std::int32_t code);
+  void RunPlan(ModuleRun& run, const DeviceRunPlan& plan);
+  void RunEventLoop(ModuleRun& run);
+  void HandleEvent(ModuleRun& run, const CliEvent& event);
+  void OnSuiteStarted(ModuleRun& run, const CliEvent& event);
+  void OnDeviceStarted(ModuleRun& run, const CliEvent& event);
+  void OnDiagnosticStarted(ModuleRun& run, const CliEvent& event);
+  void OnTestStarted(ModuleRun& run, const CliEvent& event);
+  void WatchTest(ModuleRun& run, const CliEvent& event);
+  bool ShowTestMessage();
+  void OnTestFinished(ModuleRun& run, const CliEvent& event);
+  void OnDiagnosticFinished(ModuleRun& run, const CliEvent& event);
+  void OnDeviceFinished(ModuleRun& run, const CliEvent& event);
+  void OnSuiteFinished(ModuleRun& run, const CliEvent& event);
+  void AbortRun();
+
+  // Run All.
+  void SelectForRunAll(ModuleSelection& selection, DiagDevice* device, bool& foundSomething);
+
+  // Listings.
+  void ShowModuleInformation(ModuleSelection& selection);
+  void ShowProgramVersion();
+  void ShowModuleVersion(DiagModule* module);
+  void ShowModuleVersions();
+  void ShowModuleList();
+  void ShowModuleListHint();
+  void ShowModuleHelp(ModuleSelection& selection);
+  void ShowVersionOf(ModuleSelection& selection);
+  void ShowDevices(ModuleSelection& selection);
+  void ShowDeviceInformation(DiagDevice* device, DiagModule* module);
+  void ShowDeviceResources(DiagDevice* device);
+  void ShowTestRecords(DiagModule* module, DiagDevice* device);
+  void ShowTools(ModuleSelection& selection);
+  void ShowDiagnosticsTitle(DiagModule* module);
+  void ShowDiagnostics(ModuleSelection& selection);
+  void ShowParameters(ModuleSelection& selection);
+  void ShowValidation(ModuleSelection& selection);
+  std::string ValidateOneTest(DiagDevice* device, const CliTest& test);
+  static void ParametersInHand(const ModuleSelection& selection, DiagTest* test,
+                               std::vector<TestParameter>& parameters);
+  std::string VersionText(const ProductVersion& version) const;
+  std::string KeyVersionText(const DiagKey& key) const;
+
+  bool firstCancelSeen_ = false;  // the first canceled test keeps its time, later ones show none
+};
+
+// Called by the host layer for each termination request: stops the service's run once.
+bool OnSignal(int signal, std::uintptr_t first, std::uintptr_t second);

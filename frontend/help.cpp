@@ -1,0 +1,113 @@
+#include "boundary/orvan_service.h"
+#include "frontend/cli.h"
+#include "frontend/message_keys.h"
+#include "system/string_handler.h"
+#include "views/orvan_stdio.h"
+
+#define NAME "TarvexDiagnosticsCLI"
+
+namespace {
+
+// The general help, up to the names of the modules. "--remove" stands here although the long
+// option is "--remove-wmi"; users know it so.
+constexpr char kGeneralHelp[] =
+    "\n> General options\n"
+    "  Usage: " NAME
+    " [option]\n"
+    "  Options:\n"
+    "    -A, --list-modules              Lists available modules\n"
+    "    -h, --help                      Shows CLI general help\n"
+    "    -v, --version                   Lists module(s) version\n"
+    "    -o, --output                    Redirects CLI output to a file\n"
+    "    -b, --background                Runs CLI in background mode\n"
+    "    -W, --wmi                       Save the logs on WMI services\n"
+    "    -r, --remove                    Erase Tarvex Diagnostics namespace\n\n"
+    "  Example:\n"
+    "   => TarvexDiagnosticsCLI.exe -W -Mstorage -Mpci_express\n\n"
+    "> Module specific options\n"
+    "  Usage: " NAME
+    " -Mmodule_name [option]\n"
+    "         " NAME
+    " --module=module_name [option]\n"
+    "  Options:\n"
+    "    -h, --help                      Shows the help of the selected module\n"
+    "    -L, --list-diagnostics          Lists diagnostics of the selected module(s)\n"
+    "    -D, --list-devices              Lists devices of chosen module(s)\n"
+    "    -R, --list-resources            Lists devices resources of chosen module(s)\n"
+    "    -S, --list-tools                Lists tools of chosen module(s)\n"
+    "    -T[hint], --tool=[hint]         Executes a tool of the chosen module\n"
+    "    --data-collection=[value]       Enable or disable data collection by passing value 0 or "
+    "1\n\n"
+    "> Perform diagnostics\n"
+    "  Usage: " NAME
+    " [module] [diagnostic]\"[test(s)]\" [device id(s)]\n"
+    "    -M[module_name]                 Performs default diagnostic of the module\n"
+    "    -M[module_name] [diagnostic]    Perform all tests of the diagnostic\n\n"
+    "  Example:\n"
+    "   => Perform tests f and r of diagnostic Q on devices 0 and 1 of the storage module\n"
+    "      " NAME
+    " -Mstorage -Q\"f,r\" 0 1\n\n"
+    "> Perform Run All\n"
+    "  Usage: " NAME
+    " -U\"[options]\"\n"
+    "         " NAME
+    " --run-all=[options]\n"
+    "    -U                              Perform default diagnostics of all modules\n"
+    "    -U\"q\", -U\"quick\"                Perform quick diagnostics of all modules\n"
+    "    -U\"e\", -U\"extended\"             Perform extended diagnostics of all modules\n"
+    "    -U\"o\", -U\"only-unattended\"      Perform only-unattended diagnostics of all modules\n\n"
+    "  Example:\n"
+    "   => Perform quick, extended and only-unattended tests in all devices of all modules\n"
+    "      " NAME
+    " -U\"q,e,o\"\n"
+    "\n\n> Available module(s): ";
+
+constexpr char kModuleListHint[] =
+    "\n> See help of a module\n"
+    "  Usage: " NAME
+    " -Mmodule_name -h\n"
+    "  Examples:\n"
+    "    => See storage help\n"
+    "           " NAME " -Mstorage -h\n";
+
+}  // namespace
+
+#undef NAME
+
+void Cli::ShowGeneralHelp() {
+  std::string text = kGeneralHelp;
+  bool first = true;
+  for (DiagModule* module : *modules) {
+    if (!first) text += ", ";
+    first = false;
+    std::string name;
+    stringHandler->ToLower(module->GetDisplayName(name));
+    text += name;
+  }
+  view->PrintRaw(text, true);
+  view->PrintNewLine();
+}
+
+void Cli::ShowModuleListHint() {
+  view->PrintRaw(kModuleListHint, true);
+}
+
+void Cli::ShowToolHint(DiagTool* tool, const std::string& moduleName) {
+  // The module's name as the command line takes it.
+  std::string name = moduleName;
+  stringHandler->ToLower(name);
+  std::string toolKey;
+  std::string description;
+  std::string hint;
+  tool->GetName(toolKey);
+  tool->GetDescription(description);
+  tool->GetHint(hint);
+  view->PrintNewLine();
+  view->PrintRaw(" => ", false);
+  view->PrintTitle(toolKey, true);
+  view->PrintRaw("\t" + view->FormatKey("DESCRIPTION", true, true, true) + "\t" +
+                     view->FormatKey(description, false, true, true),
+                 true);
+  view->PrintRaw("\t" + view->FormatKey("HINT", true, true, true) + "\t\t" + hint, true);
+  view->PrintRaw(std::string("\tMore info\t") + kProgramName + " -M" + name + " -T" + hint, true);
+}

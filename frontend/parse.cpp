@@ -1,0 +1,201 @@
+#include <cstdlib>
+
+#include "boundary/hostlayer.h"
+#include "boundary/orvan_service.h"
+#include "boundary/orvan_service_errors.h"
+#include "boundary/orvan_service_settings.h"
+#include "frontend/cli.h"
+#include "frontend/message_keys.h"
+#include "frontend/thread_completion.h"
+#include "frontend/thread_manager.h"
+#include "system/execution_tracker.h"
+#include "system/machine_setting.h"
+#include "system/process_state.h"
+#include "views/cli_event_queue.h"
+#include "views/cli_stdio_file.h"
+#include "views/cli_stdio_null.h"
+#include "views/cli_suite_listener.h"
+#include "views/cli_test_listener.h"
+#include "views/console_stream.h"
+#include "views/hdk_io.h"
+#include "views/message_keys.h"
+#include "views/orvan_stdio.h"
+
+namespace {
+
+constexpr std::size_t kBannerWidth = 58;
+constexpr char kCollectDataSetting[] = "CollectData";
+
+bool MachineCollectsData() {
+  std::uint32_t value = 0;
+  return ReadMachineSetting(kCollectDataSetting, &value) == 0 && value == 1;
+}
+
+// False when the service cannot use the caller's cache folder.
+bool HandOverSettings(OrvanService& service, const OrvanSettings& settings) {
+  try {
+    service.ApplySettings(settings);
+    return true;
+  } catch (const FailedToVisitLocalCache&) {
+    return false;
+  }
+}
+
+}  // namespace
+
+void Cli::EndProcess(const char* text) {
+  tarvex::WriteWidened(tarvex::ConsoleStream(), text);
+  tarvex::EndLine(tarvex::ConsoleStream());
+  release_console_instance(get_console());
+  ThreadManager::Instance().Stop();
+  std::exit(0);
+}
+
+int Cli::Parse(int argc, char** argv) {
+  if (Service() == nullptr) return 1;
+  view.reset();
+  flags = 0;
+  std::string errorText;
+  if (Service() == nullptr) EndProcess(kTextNoService);
+  modules = ThreadManager::Instance().Modules();
+  if (modules == nullptr) EndProcess(kTextNoModules);
+
+  int code = ParseCommandLine(argc, argv, errorText);
+  if (code != kParseOk) flags &= ~CLI_FLAG_OUTPUT_FILE;
+  if ((flags & CLI_FLAG_CALLER) != 0 && (flags & CLI_FLAG_DATA_COLLECTION_SET) == 0) {
+    errorText = kKeyCallerNeedsDataCollection;
+    code = kParseFatal;
+  }
+  const int viewCode = CreateView();
+  if ((flags & CLI_FLAG_CALLER) == 0) callerInfo.appName = ApplicationName();
+  if (viewCode == kParseFile) {
+    result = kResultOutputFile;
+    errorText = kKeyErrorOpeningFile;
+    code = kParseFile;
+  } else if (code == kParseOk && viewCode == 0 && (flags & CLI_FLAG_BACKGROUND) != 0) {
+    return LaunchInBackground(argc, argv);
+  }
+  if (code == kParseOk) {
+    if ((flags & CLI_FLAG_TOOL) != 0) return 0;
+    code = ValidateSelections(errorText);
+  }
+  ComposeWarnings();
+  if (view != nullptr) PrintBanner();
+  if (code == kParseOk) {
+    code = RunSettingsStep(errorText);
+    if ((flags & CLI_FLAG_REMOVE_WMI) != 0) RemoveExecutionRecords();
+  }
+  if (code != kParseOk && ShowParseFailure(code, errorText) != 0) return 1;
+  ShowWarnings();
+  return code;
+}
+
+int Cli::CreateView() {
+  const bool background = (flags & CLI_FLAG_BACKGROUND_INSTANCE) != 0;
+  if ((flags & CLI_FLAG_SUPERVISED) != 0) {
+    view = std::make_unique<HDKio>();
+  } else if ((flags & CLI_FLAG_OUTPUT_FILE) != 0) {
+    view = std::make_unique<CliStdioFile>(outputFile);
+    if (background) {
+      view->SetQuiet(true);
+      return view->Open();
+    }
+    if (view->Open() == kViewOk) return 0;
+    view = std::make_unique<OrvanStdio>();
+    view->Open();
+    return kParseFile;
+  } else if (background) {
+    view = std::make_unique<CliStdioNull>();
+  } else {
+    view = std::make_unique<OrvanStdio>();
+  }
+  view->SetQuiet(background);
+  return view->Open();
+}
+
+void Cli::PrintBanner() {
+  constexpr std::uint32_t kNothingToAbort =
+      CLI_FLAG_NO_ABORT_BANNER | CLI_FLAG_HELP | CLI_FLAG_INFORMATION;
+  const std::string row(kBannerWidth, '=');
+  const auto line = [this](const char* key) {
+    view->PrintRaw(" " + view->FormatKey(key, true, true, true), true);
+  };
+  view->PrintNewLine();
+  view->PrintRaw(row, true);
+  line(kKeyApplicationName);
+  if ((flags & kNothingToAbort) == 0) {
+    line(kKeyPressEscape);
+    view->PrintRaw(row, true);
+  } else {
+    view->PrintRaw(row, true);
+    line("");
+  }
+  view->PrintNewLine();
+}
+
+void Cli::FillSettings(OrvanSettings& settings) const {
+  settings.SetString(kSettingAppName, ApplicationName());
+  settings.SetString(kSettingAppVersion, ApplicationVersion());
+  settings.SetBool(kSettingDataCollection, false);
+  settings.SetBool(kSettingExecutionTracker, false);
+  if ((flags & CLI_FLAG_CALLER) == 0) return;
+  settings.SetString(kSettingAppName, callerInfo.appName);
+  settings.SetString(kSettingAppVersion, callerInfo.appVersion);
+  settings.SetBool(kSettingDataCollection, (flags & CLI_FLAG_DATA_COLLECTION_SET) != 0
+                                               ? (flags & CLI_FLAG_DATA_COLLECTION_VALUE) != 0
+                                               : MachineCollectsData());
+  settings.SetString(kSettingAppKey, callerInfo.appKey);
+  settings.SetString(kSettingCacheDir, callerInfo.cacheDir);
+}
+
+int Cli::RunSettingsStep(std::string& errorText) {
+  OrvanService* service = Service();
+  OrvanSettings settings;
+  FillSettings(settings);
+  const bool savePathGiven = (flags & CLI_FLAG_SAVE_PATH) != 0;
+  settings.SetBool(kSettingLogPathChanged, savePathGiven);
+  if (savePathGiven) service->SetLogPath(savePath);
+
+  if ((flags & CLI_FLAG_DATA_COLLECTION_SET) == 0) {
+    settings.SetBool(kSettingDataCollection, MachineCollectsData());
+  } else {
+    const bool enabled = (flags & CLI_FLAG_DATA_COLLECTION_VALUE) != 0;
+    settings.SetBool(kSettingDataCollection, enabled);
+    view->PrintText(enabled ? kKeyDataCollectionOn : kKeyDataCollectionOff, true, true, false,
+                    false);
+    view->PrintNewLine();
+  }
+  const bool firstTaken = HandOverSettings(*service, settings);
+  settings.SetBool(kSettingExecutionTracker, (flags & CLI_FLAG_WMI) != 0);
+  const bool secondTaken = HandOverSettings(*service, settings);
+  if (firstTaken && secondTaken) return kParseOk;
+  errorText = kKeyInvalidCacheDirectory;
+  return kParseFatal;
+}
+
+void Cli::RemoveExecutionRecords() {
+  WindowsSystemExecutionTracker tracker;
+  const char* message = tracker.Remove() == 0 ? kKeyNamespaceRemoved : kKeyNamespaceNotRemoved;
+  view->PrintRaw(view->FormatKey(message, true, true, true), true);
+}
+
+int Cli::ShowParseFailure(int code, const std::string& errorText) {
+  view->PrintSentence(std::string(tarvex::kWarningTag) + " ", false);
+  view->PrintSentence(
+      std::string(code == kParseFatal ? kKeyFatalParsingError : kKeyRedirectionError) + ":", false);
+  view->PrintUnicode(view->FormatKey(" " + errorText, false, false, true), false);
+  view->PrintNewLine();
+  if (code != kParseFatal && code != kParseFile) return 0;
+  flags |= CLI_FLAG_HELP;
+  ShowGeneralHelp();
+  view.reset();
+  return 1;
+}
+
+void Cli::ShowWarnings() {
+  for (const std::string& warning : warnings) {
+    view->PrintSentence(std::string(tarvex::kWarningTag) + " ", false);
+    view->PrintSentence(warning, true);
+    view->PrintNewLine();
+  }
+}

@@ -1,0 +1,113 @@
+#include "frontend/program.h"
+
+#include <clocale>
+#include <cstring>
+#include <memory>
+
+#include "boundary/hostlayer.h"
+#include "boundary/hostlayer_app_mutex.h"
+#include "boundary/hostlayer_user_account.h"
+#include "boundary/orvan_service_errors.h"
+#include "frontend/cli.h"
+#include "frontend/message_keys.h"
+#include "frontend/result_codes.h"
+#include "frontend/system_event_handlers.h"
+#include "system/keep_awake.h"
+#include "system/process_start.h"
+#include "system/timer.h"
+#include "views/console_stream.h"
+
+namespace {
+
+constexpr char kBackgroundMarker[] = "--obg-instance";
+// Time for the parent of a background instance to leave before the single-instance check.
+constexpr std::uint32_t kParentLeavesMs = 1000;
+
+HostSystemEvents* SystemEventsOnce() {
+  static HostSystemEvents* const events = GetSystemEvents();
+  return events;
+}
+
+void PrintOnConsole(const char* text) {
+  tarvex::WriteWidened(tarvex::ConsoleStream(), text);
+  tarvex::EndLine(tarvex::ConsoleStream());
+}
+
+// 0, or the exit status that ends the program.
+int CheckPrivileges() {
+  HostUserAccount* account = CreatUserAccountInstance();
+  if (account == nullptr) return kResultHostFailed;
+  const bool enough = account->HasPrivileges();
+  if (!enough) PrintOnConsole(kTextNoPrivileges);
+  ReleaseUserAccountInstance(account);
+  return enough ? 0 : kResultNoPrivileges;
+}
+
+void AwaitParent(int argc, char** argv) {
+  for (int i = 0; i < argc; ++i) {
+    if (std::strcmp(argv[i], kBackgroundMarker) == 0) {
+      get_timer()->Sleep(kParentLeavesMs);
+      return;
+    }
+  }
+}
+
+// Takes the single-instance lock for the life of the process. 0, or the exit status.
+int TakeInstanceLock() {
+  HostAppMutex* mutex = get_app_mutex();
+  if (mutex == nullptr) return kResultHostFailed;
+  if (!mutex->IsAlreadyRunning()) return 0;
+  PrintOnConsole(kTextAlreadyRunning);
+  release_app_mutex(mutex);
+  return kResultAlreadyRunning;
+}
+
+// Runs the course; false when an InvalidAppKey ended it.
+bool RunCourse(Cli& cli, void (Cli::*course)()) {
+  try {
+    (cli.*course)();
+    return true;
+  } catch (const InvalidAppKey&) {
+    cli.keptException = std::current_exception();
+    return false;
+  }
+}
+
+// Picks one course by the flags, in this order, and returns the exit status.
+int Dispatch(Cli& cli, int argc, char** argv) {
+  if (cli.Parse(argc, argv) == 0) {
+    if ((cli.flags & CLI_FLAG_BACKGROUND) != 0) return 0;
+    if ((cli.flags & CLI_FLAG_TOOL) != 0) {
+      cli.HandOverToTool(argc, argv);
+      return 0;
+    }
+    if ((cli.flags & CLI_FLAG_INFORMATION) != 0) {
+      cli.ShowInformation();
+    } else if ((cli.flags & CLI_FLAG_RUN_ALL) != 0) {
+      if (!RunCourse(cli, &Cli::RunAll)) return cli.ExitStatus();
+    } else if ((cli.flags & CLI_FLAG_DIAGNOSTIC) != 0) {
+      if (!RunCourse(cli, &Cli::RunSelection)) return cli.ExitStatus();
+    }
+  }
+  constexpr std::uint32_t kReported = CLI_FLAG_OUTPUT_FILE | CLI_FLAG_BACKGROUND_INSTANCE;
+  if ((cli.flags & kReported) == kReported) cli.WriteExecutionStatus();
+  return cli.ExitStatus();
+}
+
+}  // namespace
+
+int RunProgram(int argc, char** argv) {
+  tarvex::FillStandardDescriptors();
+  tarvex::IgnoreBrokenPipes();
+  tarvex::PrepareEnvironment();
+  const tarvex::KeepAwake keepAwake;
+  HostSystemEvents* events = SystemEventsOnce();
+  RegisterSystemEventHandlers(events);
+  std::setlocale(LC_ALL, "");
+  if (const int status = CheckPrivileges(); status != 0) return status;
+  AwaitParent(argc, argv);
+  if (const int status = TakeInstanceLock(); status != 0) return status;
+  get_console();
+  Cli cli(events);
+  return Dispatch(cli, argc, argv);
+}

@@ -1,0 +1,158 @@
+#include <algorithm>
+#include <sstream>
+
+#include "boundary/orvan_service.h"
+#include "frontend/cli.h"
+#include "frontend/message_keys.h"
+#include "system/string_handler.h"
+#include "views/hdk_io.h"
+#include "views/message_keys.h"
+#include "views/orvan_stdio.h"
+
+namespace {
+
+constexpr char kCustomParameters[] = "::CUSTOM_PARAM";
+
+// "1024, INTEGER, 1 to 65536, block_kib=1024 ..." of one parameter, as much as there is.
+std::string ParameterText(const TestParameter& parameter) {
+  std::string text = parameter.name + "=" + parameter.initialValue + ", " +
+                     tarvex::ParameterTypeName(parameter.type);
+  if (parameter.range[0] != 0 || parameter.range[1] != 0) {
+    text += ", " + std::to_string(parameter.range[0]) + " to " + std::to_string(parameter.range[1]);
+  }
+  if (!parameter.extra.empty()) text += ", " + parameter.extra;
+  return text;
+}
+
+// Whether the diagnostic is part of the selection; all are when none was named.
+bool IsSelected(const ModuleSelection& selection, const DiagDiagnostic* diagnostic) {
+  return selection.diagnostics.empty() ||
+         std::any_of(selection.diagnostics.begin(), selection.diagnostics.end(),
+                     [diagnostic](const auto& chosen) { return chosen->diagnostic == diagnostic; });
+}
+
+}  // namespace
+
+void Cli::ShowDiagnosticsTitle(DiagModule* module) {
+  std::string name;
+  view->PrintSentence("DIAGNOSTICS - " + module->GetDisplayName(name) + " MODULE", true);
+}
+
+void Cli::ShowDiagnostics(ModuleSelection& selection) {
+  if ((flags & CLI_FLAG_LIST_DIAGNOSTICS) == 0 || view == nullptr) return;
+  const auto title = [this](const std::string& key) {
+    return view->FormatKey(key, true, true, true);
+  };
+  ShowDiagnosticsTitle(selection.module);
+  std::string body;
+  bool anyCustom = false;
+  for (DiagDiagnostic* diagnostic : *selection.module->GetDiagnostics()) {
+    std::string name;
+    body += "  - " + title(diagnostic->Name(name)) + ":\n";
+    for (DiagTest* test : *diagnostic->Tests()) {
+      DiagKey key;
+      const std::string version = KeyVersionText(test->Key(key));
+      std::vector<TestParameter> parameters;
+      const bool custom = !test->DefaultParameters(parameters).empty();
+      test->Name(name);
+      if ((flags & CLI_FLAG_SUPERVISED) != 0) {
+        view->PrintField(name, version + (custom ? kCustomParameters : ""), true);
+      }
+      body += "\t" + title(name) + (custom ? "*" : "") + "\n";
+      anyCustom = anyCustom || custom;
+    }
+  }
+  view->PrintRaw(body, true);
+  if (anyCustom) view->PrintRaw("  *" + title(kKeyAcceptsCustomParameters), true);
+}
+
+// Every test of the selected diagnostics with the parameters that it takes. What the first device
+// that the test applies to offers is shown; without such a device, what the test takes at all.
+void Cli::ShowParameters(ModuleSelection& selection) {
+  if ((flags & CLI_FLAG_LIST_PARAMETERS) == 0 || view == nullptr) return;
+  ScanModuleDevices(&selection);
+  view->PrintNewLine();
+  ShowDiagnosticsTitle(selection.module);
+  for (DiagDiagnostic* diagnostic : *selection.module->GetDiagnostics()) {
+    if (!IsSelected(selection, diagnostic)) continue;
+    std::string name;
+    view->PrintRaw("- " + view->FormatKey(diagnostic->Name(name), true, true, true), true);
+    for (DiagTest* test : *diagnostic->Tests()) {
+      std::vector<TestParameter> parameters;
+      ParametersInHand(selection, test, parameters);
+      view->PrintRaw("  - " + view->FormatKey(test->Name(name), true, true, true), true);
+      for (const TestParameter& parameter : parameters) {
+        view->PrintField(parameter.label, ParameterText(parameter), true);
+      }
+    }
+  }
+  view->PrintNewLine();
+}
+
+void Cli::ParametersInHand(const ModuleSelection& selection, DiagTest* test,
+                           std::vector<TestParameter>& parameters) {
+  if (selection.serviceDevices != nullptr) {
+    for (DiagDevice* device : *selection.serviceDevices) {
+      if (!test->AppliesTo(device)) continue;
+      test->GetParameters(parameters, device);
+      return;
+    }
+  }
+  test->DefaultParameters(parameters);
+}
+
+void Cli::ShowValidation(ModuleSelection& selection) {
+  if ((flags & CLI_FLAG_VALIDATE) == 0 || view == nullptr) return;
+  ScanModuleDevices(&selection);
+  if (selection.serviceDevices == nullptr || selection.serviceDevices->empty()) {
+    PrintWarning(kKeyNoDevicesFound);
+    return;
+  }
+  view->PrintNewLine();
+  std::vector<std::string> missing;
+  for (const auto& [name, entry] : selection.devices) {
+    const bool present = std::any_of(selection.serviceDevices->begin(),
+                                     selection.serviceDevices->end(), [&](DiagDevice* device) {
+                                       std::string id;
+                                       return device->GetId(id) == name;
+                                     });
+    if (!present) missing.push_back(name);
+  }
+  if (!missing.empty()) PrintWarningList(kKeyDevicesNotFound, missing);
+  for (DiagDevice* device : *selection.serviceDevices) {
+    std::string id;
+    device->GetId(id);
+    if (!selection.devices.empty() && FindByName(selection.devices, id) == nullptr) continue;
+    DeviceInformation information;
+    device->GetInformation(information);
+    for (const auto& diagnostic : selection.diagnostics) {
+      for (const auto& [name, test] : diagnostic->tests) {
+        view->PrintRaw(information.name + " - " + view->FormatKey(name, true, true, true), true);
+        view->PrintRaw(ValidateOneTest(device, *test), true);
+      }
+    }
+  }
+}
+
+// One line per parameter: its name, and whether the test knows it on that device.
+std::string Cli::ValidateOneTest(DiagDevice* device, const CliTest& test) {
+  std::vector<TestParameter> known;
+  test.test->GetParameters(known, device);
+  const auto upper = [this](std::string text) {
+    stringHandler->ToUpper(text);
+    return text;
+  };
+  std::ostringstream lines;
+  const char* separator = "";
+  for (const auto& [raw, text] : test.parameters) {
+    const std::vector<std::string> parts = stringHandler->Tokenize(raw, "=");
+    if (parts.empty() || parts.size() > 2) continue;
+    const bool isKnown = std::any_of(
+        known.begin(), known.end(),
+        [&](const TestParameter& parameter) { return upper(parameter.name) == upper(parts[0]); });
+    lines << separator << tarvex::kIndent << tarvex::kIndent << parts[0] << ": "
+          << (isKnown ? "OK" : kKeyInvalidParameter);
+    separator = "\n";
+  }
+  return lines.str();
+}

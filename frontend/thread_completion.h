@@ -1,0 +1,44 @@
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <mutex>
+
+// Through this a device scan reports its end. The service thread finishes it, the main thread
+// clears it and waits.
+class ThreadCompletion {
+ public:
+  void Clear() {
+    const std::lock_guard guard(mutex_);
+    done_ = false;
+    value_ = 0;
+  }
+  void Finish(std::uint64_t value) {
+    {
+      const std::lock_guard guard(mutex_);
+      value_ = value;
+      done_ = true;
+    }
+    finished_.notify_all();
+  }
+  // Returns as soon as the scan is over, after `longest` at the latest; true when it is over.
+  bool WaitDone(std::chrono::milliseconds longest) {
+    std::unique_lock guard(mutex_);
+    return finished_.wait_for(guard, longest, [this] { return done_; });
+  }
+  bool Done() const {
+    const std::lock_guard guard(mutex_);
+    return done_;
+  }
+  std::uint64_t Value() const {
+    const std::lock_guard guard(mutex_);
+    return value_;
+  }
+
+ private:
+  mutable std::mutex mutex_;
+  std::condition_variable finished_;
+  bool done_ = false;        // guarded by mutex_
+  std::uint64_t value_ = 0;  // guarded by mutex_
+};

@@ -1,0 +1,172 @@
+#include "frontend/thread_manager.h"
+
+#include "boundary/hostlayer.h"
+#include "boundary/hostlayer_semaphore.h"
+#include "boundary/orvan_service.h"
+#include "frontend/thread_completion.h"
+
+namespace {
+
+constexpr std::uintptr_t kEndedWithoutService = 2;
+constexpr std::size_t kScanParam = 0;
+constexpr std::size_t kRunParam = 3;
+
+std::unique_ptr<ThreadManager>& TheManager() {
+  static std::unique_ptr<ThreadManager> manager;
+  return manager;
+}
+
+HostSemaphore* MakeSemaphore(int initial, int maximum) {
+  HostSemaphore* semaphore = GetNewSemaphore();
+  semaphore->Init(initial, maximum);
+  return semaphore;
+}
+
+template <typename Pointer>
+std::uintptr_t ToWord(Pointer* pointer) {
+  return reinterpret_cast<std::uintptr_t>(pointer);
+}
+
+template <typename Type>
+Type* FromWord(std::uintptr_t word) {
+  return reinterpret_cast<Type*>(word);  // NOLINT(performance-no-int-to-ptr): argument words
+}
+
+}  // namespace
+
+ThreadManager& ThreadManager::Instance() {
+  if (TheManager() == nullptr) TheManager() = std::make_unique<ThreadManager>();
+  return *TheManager();
+}
+
+void ThreadManager::Destroy() {
+  TheManager().reset();
+}
+
+ThreadManager::ThreadManager()
+    : lock_(MakeSemaphore(1, 1)), ready_(MakeSemaphore(0, 1)), asked_(MakeSemaphore(0, 1)) {
+  for (auto& param : params_) param = std::make_shared<ThreadParam>();
+  HostThread* threads = get_thread();
+  if (threads->Start(&thread_, 0, &ThreadManager::ThreadMain, this, "ThreadManager") == 0) {
+    threads->AfterStart(thread_, 0);
+  } else {
+    state_ = State::kTaken;  // no thread, no service: Service answers null instead of waiting
+  }
+}
+
+ThreadManager::~ThreadManager() {
+  ReleaseSemaphoreInstance(asked_);
+  ReleaseSemaphoreInstance(ready_);
+  ReleaseSemaphoreInstance(lock_);
+}
+
+OrvanService* ThreadManager::Service() {
+  lock_->Wait();
+  const bool starting = state_ == State::kStarting;
+  lock_->Post();
+  if (starting) ready_->Wait();
+  return service_;
+}
+
+std::vector<DiagModule*>* ThreadManager::Modules() {
+  lock_->Wait();
+  std::vector<DiagModule*>* modules = modules_;
+  lock_->Post();
+  return modules;
+}
+
+void ThreadManager::SetTarget(DiagModule* module) {
+  lock_->Wait();
+  target_ = module;
+  lock_->Post();
+}
+
+void ThreadManager::Ask(State state) {
+  state_ = state;
+  lock_->Post();
+  asked_->Post();
+}
+
+void ThreadManager::StartScan(ThreadCompletion* completion) {
+  lock_->Wait();
+  completion->Clear();
+  completion_ = completion;
+  Ask(State::kScanAsked);
+}
+
+void ThreadManager::StartRun(DiagModule* module, DiagDevice* device,
+                             const std::vector<DiagnosticRunItem>& plan) {
+  lock_->Wait();
+  target_ = module;
+  device_ = device;
+  plan_ = &plan;
+  Ask(State::kRunAsked);
+}
+
+void ThreadManager::BeginFinalResult(std::int64_t groupId, const CallerInfo& caller) {
+  service_->BeginFinalResult(groupId, caller);
+}
+
+void ThreadManager::GetFinalResultCode(std::string& text, int size) {
+  service_->GetFinalResultCode(text, size);
+}
+
+void ThreadManager::Stop() {
+  lock_->Wait();
+  Ask(State::kStopAsked);
+  get_thread()->Join(thread_);
+  thread_ = nullptr;
+}
+
+std::uintptr_t ThreadManager::ThreadMain(void* self) {
+  return static_cast<ThreadManager*>(self)->Serve();
+}
+
+std::uintptr_t ThreadManager::Serve() {
+  OrvanService* service = GetOrvanServiceInstance();
+  if (service == nullptr) return kEndedWithoutService;
+  std::vector<DiagModule*>* modules = service->LoadModules(0);
+  lock_->Wait();
+  service_ = service;
+  modules_ = modules;
+  if (state_ == State::kStarting) state_ = State::kTaken;
+  lock_->Post();
+  ready_->Post();
+  for (;;) {
+    lock_->Wait();
+    const State state = state_;
+    if (state == State::kScanAsked || state == State::kRunAsked) state_ = State::kTaken;
+    lock_->Post();
+    switch (state) {
+      case State::kStopAsked:
+        ReleaseOrvanServiceInstance();
+        service_ = nullptr;
+        return 0;
+      case State::kScanAsked:
+        Scan();
+        break;
+      case State::kRunAsked:
+        Run();
+        break;
+      default:
+        asked_->Wait();
+    }
+  }
+}
+
+void ThreadManager::Scan() {
+  ThreadParam& param = *params_[kScanParam];
+  param.arguments->clear();
+  param.arguments->push_back(ToWord(completion_));
+  auto* completion = FromWord<ThreadCompletion>(param.arguments->front());
+  if (target_ != nullptr) target_->ScanDevices();
+  if (completion != nullptr) completion->Finish(0);
+}
+
+void ThreadManager::Run() {
+  ThreadParam& param = *params_[kRunParam];
+  *param.arguments = {ToWord(target_), ToWord(device_), ToWord(plan_)};
+  const auto& words = *param.arguments;
+  service_->ExecuteDiagnostics(FromWord<DiagModule>(words[0]), FromWord<DiagDevice>(words[1]),
+                               *FromWord<const std::vector<DiagnosticRunItem>>(words[2]));
+}
