@@ -13,6 +13,7 @@
 #include "boundary/orvan_service.h"
 #include "boundary/orvan_service_version.h"
 #include "frontend/message_keys.h"
+#include "frontend/system_event_handlers.h"
 #include "frontend/thread_completion.h"
 #include "frontend/thread_manager.h"
 #include "system/process_state.h"
@@ -114,8 +115,8 @@ Cli::~Cli() {
   eventQueue.reset();
   productVersion.reset();
   ProcessState& state = GetProcessState();
-  // Host layer threads must not reach a service that is about to end.
-  SetServicePointer(nullptr);
+  ForgetService();
+  ReleaseSystemEvents();
   ThreadManager::Instance().Stop();
   ThreadManager::Destroy();
   signalHandler->RemoveHandler(&OnSignal);
@@ -123,6 +124,11 @@ Cli::~Cli() {
   ReleaseSemaphoreInstance(state.semaphore);
   state.semaphore = nullptr;
   state.cli = nullptr;
+}
+
+// Host layer threads must not reach a service that is about to end.
+void Cli::ForgetService() {
+  SetServicePointer(nullptr);
 }
 
 void Cli::ReplaySystemEvents() {

@@ -163,6 +163,7 @@ class Cli {
 
   // Lifecycle.
   void ReplaySystemEvents();
+  void ForgetService();
   void PrintBanner();
   int RunSettingsStep(std::string& errorText);
   void FillSettings(OrvanSettings& settings) const;

@@ -47,6 +47,7 @@ void Cli::EndProcess(const char* text) {
   tarvex::WriteWidened(tarvex::ConsoleStream(), text);
   tarvex::EndLine(tarvex::ConsoleStream());
   release_console_instance(get_console());
+  ForgetService();
   ThreadManager::Instance().Stop();
   std::exit(0);
 }

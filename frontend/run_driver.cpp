@@ -92,6 +92,7 @@ int Cli::RunModule(ModuleSelection* selection) {
   ModuleRun run;
   run.startTick = timer->Now();
   HoldSystemEvents();
+  const SystemEventsRelease releaseAtEnd;
   OpenListeners();
   const std::vector<DeviceRunPlan> plans = selection->plans;
   if (selection->module == nullptr) return 0;
