@@ -44,7 +44,8 @@ check() {
     results="build/$preset/test-results.xml"
     rm -f "$results"
     # What ctest says is read from its report, so that a crash of ctest itself counts too.
-    ctest --test-dir "build/$preset" -j "$jobs" --output-on-failure --no-tests=error \
+    $runner ctest --test-dir "build/$preset" -j "$jobs" --output-on-failure --no-tests=error \
+        --test-output-size-passed 1000000 --test-output-size-failed 1000000 \
         --output-junit "$root/$results" "$@" </dev/null || true
     reports="$reports $preset=$results"
 }
@@ -70,6 +71,7 @@ mkdir -p build
 jobs=$(nproc)
 reports=
 broken=
+runner=
 launcher=
 if command -v ccache >/dev/null 2>&1; then
     launcher="-DCMAKE_CXX_COMPILER_LAUNCHER=ccache"
@@ -84,6 +86,10 @@ if build dev; then
 fi
 if [ "$sanitize" = yes ]; then
     for preset in asan tsan; do
+        if [ "$preset" = tsan ] && setarch -R true 2>/dev/null; then
+            # The thread sanitizer's shadow memory does not bear a widely spread address space.
+            runner="setarch -R"
+        fi
         if build "$preset"; then
             check "$preset" -L '^unit$'
         fi
