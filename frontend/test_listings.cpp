@@ -31,6 +31,13 @@ bool IsSelected(const ModuleSelection& selection, const DiagDiagnostic* diagnost
                      [diagnostic](const auto& chosen) { return chosen->diagnostic == diagnostic; });
 }
 
+bool HasDevice(const std::vector<DiagDevice*>& devices, const std::string& name) {
+  return std::any_of(devices.begin(), devices.end(), [&name](DiagDevice* device) {
+    std::string id;
+    return device->GetId(id) == name;
+  });
+}
+
 }  // namespace
 
 void Cli::ShowDiagnosticsTitle(DiagModule* module) {
@@ -110,13 +117,8 @@ void Cli::ShowValidation(ModuleSelection& selection) {
   }
   view->PrintNewLine();
   std::vector<std::string> missing;
-  for (const auto& [name, entry] : selection.devices) {
-    const bool present = std::any_of(selection.serviceDevices->begin(),
-                                     selection.serviceDevices->end(), [&](DiagDevice* device) {
-                                       std::string id;
-                                       return device->GetId(id) == name;
-                                     });
-    if (!present) missing.push_back(name);
+  for (const auto& named : selection.devices) {
+    if (!HasDevice(*selection.serviceDevices, named.first)) missing.push_back(named.first);
   }
   if (!missing.empty()) PrintWarningList(kKeyDevicesNotFound, missing);
   for (DiagDevice* device : *selection.serviceDevices) {
