@@ -1,10 +1,10 @@
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <functional>
 #include <ostream>
 #include <streambuf>
+#include <string>
 #include <string_view>
 
 namespace tarvex {
@@ -38,8 +38,7 @@ class ConsoleStreamBuffer : public std::wstreambuf {
   bool Flush();
 
   Sink sink_;
-  std::array<char, 8192> bytes_;
-  std::size_t used_ = 0;
+  std::string pending_;
   int error_ = 0;
 };
 

@@ -77,10 +77,18 @@ class OrvanStdio {
  protected:
   // kViewOk while the console stream is good, else `failure`.
   static ViewResult ConsoleResult(ViewResult failure);
+  // Ends a print on the console: a line end when the print went well and one is wanted.
+  static ViewResult EndPrint(bool newLine);
+  // A key as a title with ": " behind it, and the text as it is.
+  ViewResult PrintResult(std::string key, std::string resultText);
+  // The lines that close a test, without what blanks the progress line.
+  std::string TestEndText(TestStatus status, double elapsedSeconds);
+  // The indent, the key's label and the time, without a line end.
+  std::string ElapsedLine(const std::string& key, double elapsedSeconds);
   // Steps the spinner along - \ | / and returns the new character.
   char AdvanceSpinner();
-  // What the device scan shows between its marks; with a closing newline when finished.
-  std::string DeviceScanText(const std::string& moduleName, bool finished);
+  // The line that ends a device scan: the text with a newline, a blank and a carriage return.
+  std::string ScanFinishedLine(const std::string& moduleName);
 
   std::string suiteName_;
   std::string testName_;
@@ -89,4 +97,7 @@ class OrvanStdio {
   HostConsole* console_ = nullptr;  // in use from Open to the destructor
   bool quiet_ = false;
   char spinner_ = '-';
+
+ private:
+  std::string ScanText(const std::string& moduleName);
 };

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <memory>
 
 #include "boundary/hostlayer_thread.h"
 #include "system/input_peek.h"
@@ -29,7 +30,7 @@ class SupervisorInput {
   void Start();
   void Read();
 
-  tarvex::InputPeek peek_{0};
+  std::unique_ptr<tarvex::InputPeek> peek_;  // the reader's while it runs
   std::atomic<unsigned char> lastByte_{kNoByte};
   std::atomic<bool> running_{false};   // the reader is to go on
   HostThreadHandle reader_ = nullptr;  // main thread

@@ -1,0 +1,66 @@
+#include "system/input_peek.h"
+
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdint>
+
+namespace tarvex {
+namespace {
+
+constexpr short kEnded = POLLHUP | POLLERR | POLLNVAL;
+
+bool IsStream(int descriptor) {
+  struct stat about {};
+  return fstat(descriptor, &about) == 0 && (S_ISFIFO(about.st_mode) || S_ISSOCK(about.st_mode));
+}
+
+}  // namespace
+
+InputPeek::InputPeek(int descriptor)
+    : descriptor_(IsStream(descriptor) ? descriptor : -1),
+      wake_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
+
+InputPeek::~InputPeek() {
+  if (wake_ >= 0) {
+    close(wake_);
+  }
+}
+
+int InputPeek::PeekByte(int timeoutMs) {
+  std::array<pollfd, 2> waits{{{descriptor_, POLLIN, 0}, {wake_, POLLIN, 0}}};
+  if (poll(waits.data(), waits.size(), timeoutMs) <= 0) {
+    return kNoByteWaiting;
+  }
+  if (waits[1].revents != 0) {
+    std::uint64_t count = 0;
+    if (read(wake_, &count, sizeof count) > 0) {
+      return kNoByteWaiting;
+    }
+  }
+  if ((waits[0].revents & (POLLIN | kEnded)) == 0) {
+    return kNoByteWaiting;
+  }
+  unsigned char byte = 0;
+  const ssize_t got = (waits[0].revents & POLLIN) != 0 ? read(descriptor_, &byte, 1) : 0;
+  if (got > 0) {
+    return byte;
+  }
+  if (got < 0 && (errno == EINTR || errno == EAGAIN)) {
+    return kNoByteWaiting;
+  }
+  descriptor_ = -1;
+  return kInputClosed;
+}
+
+void InputPeek::Wake() {
+  const std::uint64_t one = 1;
+  // A counter that is full wakes just as well.
+  [[maybe_unused]] const ssize_t written = write(wake_, &one, sizeof one);
+}
+
+}  // namespace tarvex

@@ -1,0 +1,109 @@
+#include "system/input_peek.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdio>
+#include <string_view>
+#include <thread>
+
+namespace tarvex {
+namespace {
+
+constexpr int kNotAtAll = 0;
+constexpr int kForever = -1;
+
+// Both ends of a channel.
+struct Channel {
+  std::array<int, 2> ends{-1, -1};
+
+  ~Channel() {
+    Close(0);
+    Close(1);
+  }
+  void Close(std::size_t end) {
+    if (ends[end] >= 0) {
+      close(ends[end]);
+      ends[end] = -1;
+    }
+  }
+  void Say(std::string_view bytes) const {
+    ASSERT_EQ(write(ends[1], bytes.data(), bytes.size()), static_cast<ssize_t>(bytes.size()));
+  }
+};
+
+TEST(InputPeek, TakesTheBytesOfAPipeOneByOne) {
+  Channel channel;
+  ASSERT_EQ(pipe2(channel.ends.data(), O_CLOEXEC), 0);
+  InputPeek peek(channel.ends[0]);
+  EXPECT_EQ(peek.PeekByte(kNotAtAll), kNoByteWaiting);
+  channel.Say("a\xFF");
+  EXPECT_EQ(peek.PeekByte(kForever), 'a');
+  EXPECT_EQ(peek.PeekByte(kForever), 255);
+  EXPECT_EQ(peek.PeekByte(1), kNoByteWaiting);
+}
+
+TEST(InputPeek, WaitsForAByteThatIsStillToCome) {
+  Channel channel;
+  ASSERT_EQ(pipe2(channel.ends.data(), O_CLOEXEC), 0);
+  InputPeek peek(channel.ends[0]);
+  std::thread writer([&channel] { channel.Say("x"); });
+  EXPECT_EQ(peek.PeekByte(kForever), 'x');
+  writer.join();
+}
+
+TEST(InputPeek, TakesTheBytesOfASocket) {
+  Channel channel;
+  ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, channel.ends.data()), 0);
+  InputPeek peek(channel.ends[0]);
+  channel.Say("a");
+  EXPECT_EQ(peek.PeekByte(kForever), 'a');
+  channel.Close(1);
+  EXPECT_EQ(peek.PeekByte(kForever), kInputClosed);
+}
+
+TEST(InputPeek, GivesWhatIsLeftBeforeTheEnd) {
+  Channel channel;
+  ASSERT_EQ(pipe2(channel.ends.data(), O_CLOEXEC), 0);
+  InputPeek peek(channel.ends[0]);
+  channel.Say("z");
+  channel.Close(1);
+  EXPECT_EQ(peek.PeekByte(kForever), 'z');
+  EXPECT_EQ(peek.PeekByte(kForever), kInputClosed);
+  // From here on it only waits.
+  EXPECT_EQ(peek.PeekByte(1), kNoByteWaiting);
+}
+
+TEST(InputPeek, WakeEndsTheWaitOnce) {
+  Channel channel;
+  ASSERT_EQ(pipe2(channel.ends.data(), O_CLOEXEC), 0);
+  InputPeek peek(channel.ends[0]);
+  std::thread waker([&peek] { peek.Wake(); });
+  EXPECT_EQ(peek.PeekByte(kForever), kNoByteWaiting);
+  waker.join();
+  channel.Say("b");
+  EXPECT_EQ(peek.PeekByte(kForever), 'b');
+}
+
+TEST(InputPeek, OtherKindsOfInputHaveNoBytes) {
+  std::FILE* file = std::tmpfile();
+  ASSERT_NE(file, nullptr);
+  std::fputs("aaa", file);
+  std::rewind(file);
+  const int device = open("/dev/zero", O_RDONLY | O_CLOEXEC);
+  ASSERT_GE(device, 0);
+  for (const int descriptor : {fileno(file), device, -1}) {
+    InputPeek peek(descriptor);
+    EXPECT_EQ(peek.PeekByte(1), kNoByteWaiting) << descriptor;
+    peek.Wake();
+    EXPECT_EQ(peek.PeekByte(kForever), kNoByteWaiting) << descriptor;
+  }
+  close(device);
+  std::fclose(file);
+}
+
+}  // namespace
+}  // namespace tarvex

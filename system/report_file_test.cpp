@@ -1,0 +1,127 @@
+#include "system/report_file.h"
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+#include <sys/stat.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+namespace tarvex {
+namespace {
+
+namespace fs = std::filesystem;
+
+class ReportFileTest : public testing::Test {
+ protected:
+  ReportFileTest() {
+    std::string name = (fs::temp_directory_path() / "tarvex-file-XXXXXX").string();
+    folder_ = mkdtemp(name.data());
+  }
+  ~ReportFileTest() override { fs::remove_all(folder_); }
+
+  std::string At(const char* name) const { return (folder_ / name).string(); }
+  std::string Content(const char* name) const {
+    std::ifstream file(folder_ / name, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+  }
+
+  fs::path folder_;
+  ReportFile report_;
+};
+
+TEST_F(ReportFileTest, TextReachesTheFileAtFlush) {
+  EXPECT_FALSE(report_.IsOpen());
+  ASSERT_TRUE(report_.Open(At("report")));
+  EXPECT_TRUE(report_.IsOpen());
+  report_.Write("one ");
+  EXPECT_EQ(Content("report"), "");
+  report_.Write("two");
+  report_.Flush();
+  EXPECT_EQ(Content("report"), "one two");
+}
+
+TEST_F(ReportFileTest, TextLongerThanTheBufferReachesTheFileUnflushed) {
+  ASSERT_TRUE(report_.Open(At("report")));
+  const std::string text(100000, 'x');
+  report_.Write(text);
+  EXPECT_EQ(Content("report"), text);
+}
+
+TEST_F(ReportFileTest, CloseAndDestructionWriteTheRest) {
+  {
+    ReportFile report;
+    ASSERT_TRUE(report.Open(At("a")));
+    report.Write("rest");
+  }
+  EXPECT_EQ(Content("a"), "rest");
+  ASSERT_TRUE(report_.Open(At("b")));
+  report_.Write("rest");
+  report_.Close();
+  EXPECT_FALSE(report_.IsOpen());
+  EXPECT_EQ(Content("b"), "rest");
+}
+
+TEST_F(ReportFileTest, WritesToAClosedReportGoNowhere) {
+  report_.Write("lost");
+  report_.Flush();
+  report_.Close();
+  ASSERT_TRUE(report_.Open(At("report")));
+  report_.Close();
+  EXPECT_EQ(Content("report"), "");
+}
+
+TEST_F(ReportFileTest, OpenTruncates) {
+  std::ofstream(folder_ / "report") << "old and long";
+  ASSERT_TRUE(report_.Open(At("report")));
+  EXPECT_EQ(Content("report"), "");
+}
+
+TEST_F(ReportFileTest, BackslashesSeparate) {
+  fs::create_directory(folder_ / "deep");
+  std::string path = folder_.string() + "\\deep\\\\report";
+  ASSERT_TRUE(report_.Open(path));
+  EXPECT_TRUE(fs::exists(folder_ / "deep/report"));
+}
+
+TEST_F(ReportFileTest, SymbolicLinkIsRefusedAndItsTargetKept) {
+  std::ofstream(folder_ / "victim") << "keep";
+  fs::create_symlink(folder_ / "victim", folder_ / "link");
+  fs::create_symlink(folder_ / "absent", folder_ / "dangling");
+  EXPECT_FALSE(report_.Open(At("link")));
+  EXPECT_FALSE(report_.Open(At("dangling")));
+  EXPECT_FALSE(report_.IsOpen());
+  EXPECT_EQ(Content("victim"), "keep");
+  EXPECT_FALSE(fs::exists(folder_ / "absent"));
+}
+
+TEST_F(ReportFileTest, PipeAndFolderAreRefusedWithoutWaiting) {
+  ASSERT_EQ(mkfifo(At("pipe").c_str(), 0600), 0);
+  EXPECT_FALSE(report_.Open(At("pipe")));
+  EXPECT_FALSE(report_.Open(folder_.string()));
+  EXPECT_FALSE(report_.Open(At("absent/report")));
+  EXPECT_FALSE(report_.Open(""));
+}
+
+TEST_F(ReportFileTest, CharacterDeviceIsTaken) {
+  EXPECT_TRUE(report_.Open("/dev/null"));
+  report_.Write("nothing");
+}
+
+TEST_F(ReportFileTest, FullDiskIsNotReported) {
+  ASSERT_TRUE(report_.Open("/dev/full"));
+  report_.Write("text");
+  report_.Flush();
+  EXPECT_TRUE(report_.IsOpen());
+}
+
+TEST_F(ReportFileTest, OnlyTheOwnerMayWriteTheReport) {
+  const mode_t before = umask(0);
+  ASSERT_TRUE(report_.Open(At("report")));
+  umask(before);
+  EXPECT_EQ(fs::status(folder_ / "report").permissions(), static_cast<fs::perms>(0644));
+}
+
+}  // namespace
+}  // namespace tarvex

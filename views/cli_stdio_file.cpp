@@ -1,0 +1,162 @@
+#include "views/cli_stdio_file.h"
+
+#include <utility>
+
+#include "boundary/hostlayer.h"
+#include "system/filesystem.h"
+#include "system/system_path.h"
+#include "views/key_format.h"
+#include "views/message_keys.h"
+
+CliStdioFile::CliStdioFile(std::string path) {
+  const std::string normalized = CliStdioFile::NormalizePath(std::move(path));
+  const std::size_t last = normalized.rfind('\\');
+  // A separator at the very beginning belongs to the name and makes no directory.
+  const std::size_t nameStart = last == std::string::npos || last == 0 ? 0 : last + 1;
+  fileName_ = normalized.substr(nameStart);
+  directory_ = normalized.substr(0, nameStart);
+}
+
+CliStdioFile::~CliStdioFile() {
+  outputStream_.Close();
+}
+
+ViewResult CliStdioFile::WriteText(std::string_view text, bool newLine) {
+  if (!outputStream_.IsOpen()) {
+    return ReportClosedFile();
+  }
+  outputStream_.Write(text);
+  if (newLine) {
+    outputStream_.Write("\n");
+    outputStream_.Flush();
+  }
+  return kViewOk;
+}
+
+ViewResult CliStdioFile::ReportClosedFile() {
+  if (!closedReported_) {
+    closedReported_ = true;
+    // On the console: this class's own PrintText would find the file closed again.
+    OrvanStdio::PrintText(FormatKey(tarvex::kErrorOpeningFileKey, true, true, true), true, true,
+                          false, true);
+  }
+  return kViewFileClosed;
+}
+
+ViewResult CliStdioFile::PrintField(std::string name, std::string value, bool newLine) {
+  return WriteText(tarvex::FormatFieldName(name) + value, newLine);
+}
+
+ViewResult CliStdioFile::PrintText(std::string text, bool newLine, bool format, bool titleCase,
+                                   bool capitalizeFirst) {
+  if (format) {
+    text = FormatKey(std::move(text), titleCase, capitalizeFirst, true);
+  }
+  return WriteText(text, newLine);
+}
+
+ViewResult CliStdioFile::PrintUnicode(std::string text, bool newLine) {
+  return WriteText(text, newLine);
+}
+
+ViewResult CliStdioFile::PrintNewLine() {
+  return WriteText({}, true);
+}
+
+ViewResult CliStdioFile::PrintSeparator() {
+  return WriteText(tarvex::kSeparator, true);
+}
+
+ViewResult CliStdioFile::EndSuite(std::string resultText, double elapsedSeconds, bool /*failed*/) {
+  if (moduleName_.empty() || suiteName_.empty()) {
+    return kViewOutOfOrder;
+  }
+  PrintNewLine();
+  ViewResult result = PrintSeparator();
+  if (result == kViewOk) {
+    result = WriteText(tarvex::kIndent, false);
+  }
+  if (result == kViewOk) {
+    result = PrintResult(tarvex::kResultCodeKey, std::move(resultText));
+  }
+  if (result == kViewOk) {
+    result = WriteText(ElapsedLine(tarvex::kTotalElapsedTimeKey, elapsedSeconds), true);
+  }
+  if (result == kViewOk) {
+    result = PrintSeparator();
+  }
+  if (result == kViewOk) {
+    suiteName_.clear();
+  }
+  return result;
+}
+
+ViewResult CliStdioFile::EndTest(TestStatus status, double elapsedSeconds) {
+  const ViewResult result = WriteText(TestEndText(status, elapsedSeconds), false);
+  outputStream_.Flush();
+  if (result == kViewOk) {
+    testName_.clear();
+  }
+  return result;
+}
+
+ViewResult CliStdioFile::ShowTestProgress(int /*percent*/, double /*elapsedSeconds*/) {
+  return kViewOk;
+}
+
+ViewResult CliStdioFile::ShowDeviceScan(std::string moduleName, bool finished) {
+  if (!finished) {
+    return kViewOk;
+  }
+  const ViewResult result = WriteText(ScanFinishedLine(moduleName), false);
+  if (result == kViewOk) {
+    spinner_ = '-';
+  }
+  return result;
+}
+
+ViewResult CliStdioFile::ShowSuiteProgress(int /*percent*/, double /*elapsedSeconds*/) {
+  return kViewOk;
+}
+
+ViewResult CliStdioFile::Open() {
+  if (!quiet_) {
+    OrvanStdio::Open();
+  }
+  if (!fileName_.empty() && tarvex::IsSeparator(fileName_.back())) {
+    return kViewFileClosed;
+  }
+  Filesystem& filesystem = *get_filesystem();
+  if (filesystem.IsInvalidPath(directory_ + "\\" + fileName_) != 0) {
+    return kViewFileClosed;
+  }
+  const std::string wanted = directory_;
+  if (filesystem.CreateDirectoryTree(wanted, directory_) != 0) {
+    return kViewFileClosed;
+  }
+  return OpenOutputFile() ? kViewOk : kViewFileClosed;
+}
+
+bool CliStdioFile::OpenOutputFile() {
+  if (directory_.empty()) {
+    const char* beside = get_filesystem()->GetExecutableDirectory();
+    if (beside == nullptr) {
+      return false;
+    }
+    directory_ = beside;
+  }
+  return outputStream_.Open(directory_ + "\\" + fileName_);
+}
+
+std::string CliStdioFile::NormalizePath(std::string path) {
+  std::string cleaned;
+  cleaned.reserve(path.size());
+  for (const char character : path) {
+    if (!tarvex::IsSeparator(character)) {
+      cleaned += character;
+    } else if (cleaned.empty() || cleaned.back() != '\\') {
+      cleaned += '\\';
+    }
+  }
+  return cleaned;
+}

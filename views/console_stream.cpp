@@ -1,0 +1,101 @@
+#include "views/console_stream.h"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <locale>
+#include <utility>
+
+#include "system/descriptor_writer.h"
+#include "system/text_conversion.h"
+
+namespace tarvex {
+namespace {
+
+constexpr int kStandardOutput = 1;
+constexpr std::size_t kBufferSize = 8192;
+
+// A stream whose buffer is flushed when the process ends.
+class StandardOutput {
+ public:
+  StandardOutput() : buffer_(kStandardOutput), stream_(&buffer_) {
+    stream_.imbue(std::locale::classic());
+  }
+  std::wostream& stream() { return stream_; }
+
+ private:
+  ConsoleStreamBuffer buffer_;
+  std::wostream stream_;
+};
+
+}  // namespace
+
+ConsoleStreamBuffer::ConsoleStreamBuffer(Sink sink) : sink_(std::move(sink)) {}
+
+ConsoleStreamBuffer::ConsoleStreamBuffer(int descriptor)
+    : sink_([descriptor](const char* data, std::size_t size) {
+        return WriteAll(descriptor, data, size);
+      }) {}
+
+ConsoleStreamBuffer::~ConsoleStreamBuffer() {
+  Flush();
+}
+
+ConsoleStreamBuffer::int_type ConsoleStreamBuffer::overflow(int_type character) {
+  if (traits_type::eq_int_type(character, traits_type::eof())) {
+    return Flush() ? traits_type::not_eof(character) : traits_type::eof();
+  }
+  return Put(traits_type::to_char_type(character)) ? character : traits_type::eof();
+}
+
+std::streamsize ConsoleStreamBuffer::xsputn(const wchar_t* text, std::streamsize count) {
+  std::streamsize taken = 0;
+  while (taken < count && Put(text[taken])) {
+    ++taken;
+  }
+  return taken;
+}
+
+int ConsoleStreamBuffer::sync() {
+  return Flush() ? 0 : -1;
+}
+
+bool ConsoleStreamBuffer::Put(wchar_t character) {
+  if (error_ != 0 || (pending_.size() >= kBufferSize && !Flush())) {
+    return false;
+  }
+  AppendUtf8(pending_, character);
+  return true;
+}
+
+bool ConsoleStreamBuffer::Flush() {
+  if (error_ == 0 && !pending_.empty()) {
+    error_ = sink_(pending_.data(), pending_.size());
+  }
+  pending_.clear();
+  return error_ == 0;
+}
+
+std::wostream& ConsoleStream() {
+  static StandardOutput output;
+  return output.stream();
+}
+
+void EndLine(std::wostream& stream) {
+  stream.put(L'\n');
+  stream.flush();
+}
+
+void WriteWidened(std::wostream& stream, std::string_view text) {
+  std::array<wchar_t, 256> piece;
+  while (!text.empty()) {
+    const std::size_t size = std::min(text.size(), piece.size());
+    std::transform(
+        text.begin(), text.begin() + static_cast<std::ptrdiff_t>(size), piece.begin(),
+        [](char byte) { return static_cast<wchar_t>(static_cast<unsigned char>(byte)); });
+    stream.write(piece.data(), static_cast<std::streamsize>(size));
+    text.remove_prefix(size);
+  }
+}
+
+}  // namespace tarvex
