@@ -1,0 +1,54 @@
+#include "system/process_start.h"
+
+#include <fcntl.h>
+#include <glob.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <string>
+
+namespace tarvex {
+namespace {
+
+bool HasSoundCard() {
+  glob_t found{};
+  const bool any = glob("/dev/snd/controlC*", GLOB_NOSORT, nullptr, &found) == 0;
+  globfree(&found);
+  return any;
+}
+
+bool HasSoundServer() {
+  const char* const server = secure_getenv("PULSE_SERVER");
+  if (server != nullptr && *server != '\0') return true;
+  const char* const folder = secure_getenv("XDG_RUNTIME_DIR");
+  if (folder == nullptr || *folder == '\0') return false;
+  const std::string base(folder);
+  return access((base + "/pulse/native").c_str(), F_OK) == 0 ||
+         access((base + "/pipewire-0").c_str(), F_OK) == 0;
+}
+
+}  // namespace
+
+int FillStandardDescriptors() {
+  for (int number = STDIN_FILENO; number <= STDERR_FILENO; ++number) {
+    if (fcntl(number, F_GETFD) >= 0) continue;
+    // The wrong direction, so that reading or writing fails as it does on a closed descriptor. The
+    // lowest free number is this one: all below are open by now.
+    const int direction = number == STDIN_FILENO ? O_WRONLY : O_RDONLY;
+    if (open("/dev/null", direction) < 0) return errno;
+  }
+  return 0;
+}
+
+void IgnoreBrokenPipes() {
+  std::signal(SIGPIPE, SIG_IGN);
+}
+
+void PrepareEnvironment() {
+  unsetenv("POSIXLY_CORRECT");
+  if (!HasSoundCard() && !HasSoundServer()) setenv("SDL_AUDIODRIVER", "dummy", 0);
+}
+
+}  // namespace tarvex

@@ -1,0 +1,31 @@
+#include "system/system_path.h"
+
+#include <algorithm>
+
+#include "system/text_conversion.h"
+
+namespace tarvex {
+namespace {
+
+bool HasDrive(std::string_view path) {
+  return path.size() >= 3 && path.substr(1, 2) == ":\\";
+}
+
+}  // namespace
+
+bool IsAbsolutePath(std::string_view path) {
+  return (!path.empty() && IsSeparator(path[0])) || HasDrive(path);
+}
+
+std::string ToSystemPath(std::string_view path) {
+  if (HasDrive(path) || path.find('\0') != std::string_view::npos) return {};
+  std::string translated(path);
+  std::replace(translated.begin(), translated.end(), '\\', '/');
+  return translated;
+}
+
+std::size_t PathLength(std::string_view path) {
+  return Utf8ToWideLenient(path).size();
+}
+
+}  // namespace tarvex
