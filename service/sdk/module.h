@@ -31,6 +31,8 @@ struct TestRecord {
   // Returns a verdict for whatever the hardware does. An exception that leaves it is invalid.
   std::function<Verdict(TestContext&)> run;
   std::string summary;  // one plain line for the help text
+  // What the test takes on one device, where ranges or defaults depend on it; none: `parameters`.
+  std::function<std::vector<ParameterSpec>(const Device&)> parametersOn = {};
 };
 
 // One diagnostic: a named list of tests.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "boundary/orvan_service_records.h"
@@ -17,7 +18,8 @@ struct ParameterSpec {
   std::int32_t type = kParameterInteger;
   std::string extra;  // shown in listings
   std::uint64_t least = 0;
-  std::uint64_t greatest = 0;  // both 0: no range
+  std::uint64_t greatest = 0;             // both 0: no range
+  std::optional<std::string> value = {};  // shown as the present value; none: initialValue
 };
 
 }  // namespace orvan::sdk

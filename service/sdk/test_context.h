@@ -10,7 +10,8 @@
 namespace orvan::sdk {
 
 // The values that the user gave, by parameter name in lower case; a missing name means the
-// parameter's default. Already checked against the test's ParameterSpec list.
+// parameter's default. Already checked against the test's ParameterSpec list: an integer is decimal
+// digits within its range, a boolean "TRUE" or "FALSE".
 using ParameterValues = std::map<std::string, std::string>;
 
 // What a running test may touch. Lives as long as the call; the test's own thread.

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "boundary/orvan_service_objects.h"
+#include "service/core/log.h"
+#include "service/sdk/device.h"
+
+namespace orvan::core {
+
+// A module's device behind the boundary. An exception of the module becomes an empty answer and a
+// line of the log.
+class DeviceAdapter final : public DiagDevice {
+ public:
+  // Throws what the device's Id throws.
+  DeviceAdapter(std::unique_ptr<sdk::Device> device, ServiceLog& log)
+      : device_(std::move(device)), id_(device_->Id()), log_(log) {}
+
+  std::string& GetId(std::string& text) override { return text = id_; }
+  DeviceInformation& GetInformation(DeviceInformation& record) override;
+  std::vector<DiagResource>& GetResources(std::vector<DiagResource>& out) override;
+
+  const sdk::Device& Device() const { return *device_; }
+  const std::string& Id() const { return id_; }
+
+ private:
+  std::unique_ptr<sdk::Device> device_;
+  std::string id_;
+  ServiceLog& log_;
+};
+
+}  // namespace orvan::core

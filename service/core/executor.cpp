@@ -1,0 +1,249 @@
+#include "service/core/executor.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+
+#include "service/core/guard.h"
+#include "service/core/parameters.h"
+#include "system/execution_tracker.h"
+
+namespace orvan::core {
+namespace {
+
+constexpr char kInternalFault[] = "THE_TEST_ENDED_WITH_AN_INTERNAL_FAULT";
+constexpr char kForeignTest[] = "THE_TEST_IS_NO_PART_OF_THE_DIAGNOSTIC";
+constexpr char kWrongDevice[] = "THE_TEST_DOES_NOT_APPLY_TO_THE_DEVICE";
+constexpr char kNeedsDevice[] = "THE_TEST_NEEDS_A_DEVICE";
+
+struct SilentSuite final : orvan_service::SuiteListenerView {};
+struct SilentTest final : orvan_service::TestListenerView {};
+
+orvan_service::SuiteListenerView& OrSilent(orvan_service::SuiteListenerView* listener) {
+  static SilentSuite silent;
+  return listener != nullptr ? *listener : silent;
+}
+
+orvan_service::TestListenerView& OrSilent(orvan_service::TestListenerView* listener) {
+  static SilentTest silent;
+  return listener != nullptr ? *listener : silent;
+}
+
+class Context final : public sdk::TestContext {
+ public:
+  struct Subject {
+    DiagDevice* device;
+    DiagDiagnostic* diagnostic;
+    DiagTest* test;
+  };
+
+  Context(const Subject& subject, const sdk::Device* device, sdk::ParameterValues parameters,
+          const RunSurroundings& surroundings, orvan_service::TestListenerView& listener,
+          int& lastPercent)
+      : subject_(subject),
+        device_(device),
+        parameters_(std::move(parameters)),
+        surroundings_(surroundings),
+        listener_(listener),
+        lastPercent_(lastPercent) {}
+
+  const sdk::Device* TestedDevice() const override { return device_; }
+  const sdk::ParameterValues& Parameters() const override { return parameters_; }
+  std::stop_token StopToken() const override { return surroundings_.stop; }
+  void Report(int percent, const std::string& message) override {
+    lastPercent_ = surroundings_.source->IsScripted() ? percent : std::clamp(percent, 0, 100);
+    listener_.OnTestReport(subject_.device, subject_.diagnostic, subject_.test, lastPercent_,
+                           message);
+  }
+
+ private:
+  Subject subject_;
+  const sdk::Device* device_;
+  sdk::ParameterValues parameters_;
+  const RunSurroundings& surroundings_;
+  orvan_service::TestListenerView& listener_;
+  int& lastPercent_;
+};
+
+std::string LogText(const std::string& test, const std::string& device,
+                    const sdk::Verdict& verdict) {
+  std::string text = test + " on " + device + ": status " + std::to_string(verdict.status);
+  const std::pair<const char*, const std::string*> parts[] = {{"", &verdict.message},
+                                                              {"expected ", &verdict.expected},
+                                                              {"found ", &verdict.found},
+                                                              {"at ", &verdict.where}};
+  for (const auto& [label, part] : parts) {
+    if (!part->empty()) {
+      text += std::string("; ") + label + *part;
+    }
+  }
+  return text;
+}
+
+}  // namespace
+
+Executor::Executor(const RunSurroundings& surroundings)
+    : surroundings_(surroundings),
+      suite_(OrSilent(surroundings.suite)),
+      listener_(OrSilent(surroundings.test)) {}
+
+void Executor::Run(const ResolvedPlan& plan) {
+  module_ = plan.module;
+  device_ = plan.device;
+  deviceWorst_ = WorstVerdict();
+  if (!suite_.OnSuiteStart()) {
+    return;
+  }
+  if (module_ == nullptr || plan.unknownDevice) {
+    surroundings_.log->Write(module_ == nullptr ? "a plan for an unknown module was refused"
+                                                : "a plan for an unknown device was refused");
+    Count(kTestInvalid);
+  } else if (suite_.OnDeviceStart()) {
+    RunDevice(plan);
+  }
+  suite_.OnSuiteEnd();
+}
+
+void Executor::RunDevice(const ResolvedPlan& plan) {
+  const std::string device = device_ != nullptr ? device_->Id() : "no device";
+  surroundings_.log->Write("run of " + module_->Name() + " on " + device + " begins");
+  for (const ResolvedDiagnostic& item : plan.diagnostics) {
+    RunDiagnostic(item);
+  }
+  surroundings_.log->Write("run of " + module_->Name() + " on " + device +
+                           " ends: " + deviceWorst_.Word());
+  suite_.OnDeviceEnd(module_, const_cast<DeviceAdapter*>(device_), DeviceText());
+}
+
+std::string Executor::DeviceText() const {
+  std::optional<std::string> text =
+      device_ != nullptr
+          ? Guarded(*surroundings_.log, "result of device " + device_->Id(),
+                    std::optional<std::string>{}, [this] { return device_->Device().ResultText(); })
+          : surroundings_.source->PseudoDeviceResult();
+  return text ? *std::move(text)
+              : ProvisionalCode(surroundings_.version, deviceWorst_, surroundings_.groupId);
+}
+
+void Executor::RunDiagnostic(const ResolvedDiagnostic& item) {
+  if (item.diagnostic == nullptr) {
+    surroundings_.log->Write("an unknown diagnostic of a plan was refused");
+    Count(kTestInvalid);
+    return;
+  }
+  if (!suite_.OnDiagnosticStart(item.diagnostic)) {
+    return;
+  }
+  for (const ResolvedTest& test : item.tests) {
+    RunTest(*item.diagnostic, test);
+  }
+  suite_.OnDiagnosticEnd();
+}
+
+void Executor::RunTest(DiagnosticAdapter& diagnostic, const ResolvedTest& item) {
+  if (item.test == nullptr) {
+    surroundings_.log->Write("an unknown test of a plan was refused");
+    Count(kTestInvalid);
+    return;
+  }
+  DiagDevice* device = const_cast<DeviceAdapter*>(device_);
+  if (!suite_.OnTestStart(device, &diagnostic, item.test)) {
+    return;
+  }
+  const std::int64_t startMs = NowMilliseconds();
+  const auto start = std::chrono::steady_clock::now();
+  int lastPercent = 0;
+  const sdk::Verdict verdict = Judge(diagnostic, item, lastPercent);
+  const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
+  if (!verdict.message.empty()) {
+    listener_.OnTestReport(device, &diagnostic, item.test, lastPercent, verdict.message);
+  }
+  Count(verdict.status);
+  Record(*item.test, verdict, startMs, took.count());
+  suite_.OnTestEnd(device, &diagnostic, item.test, verdict.status);
+}
+
+bool Executor::IsDecided(const ResolvedTest& item, sdk::ParameterValues& parameters,
+                         sdk::Verdict& verdict) const {
+  if (surroundings_.stop.stop_requested()) {
+    verdict = sdk::Verdict::Canceled();
+    return true;
+  }
+  if (surroundings_.source->IsScripted()) {
+    return false;
+  }
+  const sdk::TestRecord& record = item.test->Record();
+  const sdk::Device* device = device_ != nullptr ? &device_->Device() : nullptr;
+  if (!item.belongs) {
+    verdict = sdk::Verdict::Invalid(kForeignTest);
+    return true;
+  }
+  if (record.appliesTo && (device == nullptr || !record.appliesTo(*device))) {
+    verdict = sdk::Verdict::NotApplicable(device == nullptr ? kNeedsDevice : kWrongDevice);
+    return true;
+  }
+  if (!item.item->parameters.empty()) {
+    CheckedParameters checked =
+        CheckParameters(item.test->ParametersOn(device), item.item->parameters);
+    if (!checked.fault.empty()) {
+      verdict = sdk::Verdict::Invalid(std::move(checked.fault));
+      return true;
+    }
+    parameters = std::move(checked.values);
+  }
+  return false;
+}
+
+sdk::Verdict Executor::Judge(DiagnosticAdapter& diagnostic, const ResolvedTest& item,
+                             int& lastPercent) {
+  try {
+    sdk::ParameterValues parameters;
+    sdk::Verdict verdict;
+    if (IsDecided(item, parameters, verdict)) {
+      return verdict;
+    }
+    DiagDevice* device = const_cast<DeviceAdapter*>(device_);
+    Context context({device, &diagnostic, item.test},
+                    device_ != nullptr ? &device_->Device() : nullptr, std::move(parameters),
+                    surroundings_, listener_, lastPercent);
+    return item.test->Record().run(context);
+  } catch (...) {
+    surroundings_.log->Write(item.test->Record().name + " ended: " + CurrentExceptionText());
+    return sdk::Verdict::Invalid(kInternalFault);
+  }
+}
+
+void Executor::Count(TestStatus status) {
+  deviceWorst_.Add(status);
+  surroundings_.group->Add(status);
+}
+
+void Executor::Record(const TestAdapter& test, const sdk::Verdict& verdict, std::int64_t startMs,
+                      double seconds) {
+  const std::string& name = test.Record().name;
+  if (verdict.status != kTestPassed) {
+    surroundings_.log->Write(
+        LogText(name, device_ != nullptr ? device_->Id() : "no device", verdict));
+  }
+  if (surroundings_.tracker == nullptr) {
+    return;
+  }
+  SystemExecutionRecord record;
+  record.moduleName = module_->Name();
+  record.status = static_cast<std::int32_t>(verdict.status);
+  record.testName = name;
+  record.startTimestamp = UtcTimeText(startMs);
+  char duration[40];
+  std::snprintf(duration, sizeof duration, "%.3f", seconds);
+  record.duration = duration;
+  Guarded(*surroundings_.log, "execution record of " + name, false, [&] {
+    if (device_ != nullptr) {
+      record.deviceUdi = device_->Device().UniqueId();
+      record.deviceDisplayName = device_->Device().Information().name;
+    }
+    surroundings_.tracker->Track(record);
+    return true;
+  });
+}
+
+}  // namespace orvan::core

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "boundary/orvan_service_status.h"
+
+namespace orvan::core {
+
+// The worst verdict of several: failed, warning, canceled, passed, invalid, not applicable, in this
+// order. A status outside this list counts for nothing. One thread at a time.
+class WorstVerdict {
+ public:
+  void Add(TestStatus status);
+  // The verdict's word in capitals; "NONE" as long as nothing counted.
+  const char* Word() const;
+
+ private:
+  int rank_ = 0;
+};
+
+// The provisional code of a result: "VERSION-WORD-GROUP", e.g. "5.0.0.0-PASSED-1732176000". VERSION
+// is at most 24 bytes, in which all but letters, digits and "." stands as "_".
+std::string ProvisionalCode(const std::string& version, const WorstVerdict& worst,
+                            std::int64_t groupId);
+
+// The text, cut to at most `size` bytes at the beginning of a UTF-8 character.
+std::string CutText(std::string text, int size);
+
+}  // namespace orvan::core

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <exception>
+#include <string>
+
+#include "service/core/log.h"
+
+namespace orvan::core {
+
+// The text of the exception that is being handled. Only inside a catch block.
+inline std::string CurrentExceptionText() {
+  try {
+    throw;
+  } catch (const std::exception& error) {
+    return error.what();
+  } catch (...) {
+    return "an exception of unknown type";
+  }
+}
+
+// What `call` returns; when it throws, `fallback`, and a line of the log that names `what`.
+template <typename Result, typename Call>
+Result Guarded(ServiceLog& log, const std::string& what, Result fallback, Call&& call) {
+  try {
+    return call();
+  } catch (...) {
+    log.Write(what + ": " + CurrentExceptionText());
+    return fallback;
+  }
+}
+
+}  // namespace orvan::core

@@ -1,0 +1,100 @@
+#include "service/core/module_adapter.h"
+
+#include "service/core/guard.h"
+
+namespace orvan::core {
+
+ModuleAdapter::ModuleAdapter(ModulePointer module, ServiceLog& log, CallObserver& observer)
+    : module_(std::move(module)),
+      log_(log),
+      observer_(observer),
+      name_(module_->Name()),
+      version_(module_->Version()) {
+  AddDiagnostics();
+  AddTools();
+}
+
+void ModuleAdapter::AddEntry(DiagCatalogue& catalogue, const DiagKey& key,
+                             const std::string& option, const std::string& longName,
+                             std::uint32_t rule) {
+  const auto [place, added] = catalogue.try_emplace(key, nullptr);
+  if (added) {
+    entries_.push_back(std::make_unique<CatalogEntry>(option, longName, rule));
+    place->second = entries_.back().get();
+  }
+}
+
+void ModuleAdapter::AddDiagnostics() {
+  for (const sdk::DiagnosticRecord& record : module_->Diagnostics()) {
+    diagnosticAdapters_.push_back(std::make_unique<DiagnosticAdapter>(record, *this));
+    DiagnosticAdapter* diagnostic = diagnosticAdapters_.back().get();
+    diagnostics_.push_back(diagnostic);
+    diagnosticByPointer_.emplace(diagnostic, diagnostic);
+    AddEntry(catalogue_, record.key, record.option, record.longName, record.parameterRule);
+    for (const std::unique_ptr<TestAdapter>& test : diagnostic->Adapters()) {
+      const sdk::TestRecord& row = test->Record();
+      testByPointer_.emplace(test.get(), OwnedTest{test.get(), diagnostic});
+      AddEntry(testCatalogue_, row.key, row.option, row.longName, row.parameterRule);
+    }
+  }
+}
+
+void ModuleAdapter::AddTools() {
+  for (const sdk::ToolRecord& record : module_->Tools()) {
+    toolAdapters_.push_back(std::make_unique<ToolAdapter>(record, *this, observer_));
+    tools_.push_back(toolAdapters_.back().get());
+  }
+}
+
+std::string& ModuleAdapter::GetHelpText(std::string& text) {
+  text = Guarded(log_, "help of module " + name_, std::string(),
+                 [this] { return module_->HelpText(); });
+  return text;
+}
+
+DiagDevice* ModuleAdapter::GetDevice(std::uint32_t index) {
+  return index < devices_.size() ? devices_[index] : nullptr;
+}
+
+void ModuleAdapter::ScanDevices() {
+  observer_.OnScanDevices(name_);
+  devices_.clear();
+  try {
+    std::vector<DiagDevice*> found;
+    for (std::unique_ptr<sdk::Device>& device : module_->ScanDevices(scanStop_.get_token())) {
+      auto adapter = std::make_unique<DeviceAdapter>(std::move(device), log_);
+      DeviceAdapter* pointer = adapter.get();
+      deviceAdapters_.emplace(pointer, std::move(adapter));
+      found.push_back(pointer);
+    }
+    devices_ = std::move(found);
+  } catch (...) {
+    log_.Write("scan of module " + name_ + " ended: " + CurrentExceptionText());
+  }
+}
+
+const DeviceAdapter* ModuleAdapter::FindDevice(const DiagDevice* device) const {
+  const auto found = deviceAdapters_.find(device);
+  return found != deviceAdapters_.end() ? found->second.get() : nullptr;
+}
+
+DiagnosticAdapter* ModuleAdapter::FindDiagnostic(const DiagDiagnostic* diagnostic) const {
+  const auto found = diagnosticByPointer_.find(diagnostic);
+  return found != diagnosticByPointer_.end() ? found->second : nullptr;
+}
+
+ModuleAdapter::OwnedTest ModuleAdapter::FindTest(const DiagTest* test) const {
+  const auto found = testByPointer_.find(test);
+  return found != testByPointer_.end() ? found->second : OwnedTest{};
+}
+
+ToolAdapter* ModuleAdapter::FindTool(const DiagTool* tool) const {
+  for (const std::unique_ptr<ToolAdapter>& adapter : toolAdapters_) {
+    if (adapter.get() == tool) {
+      return adapter.get();
+    }
+  }
+  return nullptr;
+}
+
+}  // namespace orvan::core

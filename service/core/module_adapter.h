@@ -1,0 +1,79 @@
+#pragma once
+
+#include <memory>
+#include <stop_token>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "boundary/orvan_service_objects.h"
+#include "boundary/orvan_service_version.h"
+#include "service/core/device_adapter.h"
+#include "service/core/module_source.h"
+#include "service/core/test_adapter.h"
+#include "service/core/tool_adapter.h"
+
+namespace orvan::core {
+
+// A module behind the boundary, with all that it gives out. Devices of earlier scans stay until it
+// ends, for callers keep pointers to them.
+class ModuleAdapter final : public DiagModule {
+ public:
+  // Throws what the module's Name and Version throw. Log and observer outlive the adapter.
+  ModuleAdapter(ModulePointer module, ServiceLog& log, CallObserver& observer);
+
+  DiagCatalogue* Catalogue() override { return &catalogue_; }
+  DiagCatalogue* TestCatalogue() override { return &testCatalogue_; }
+  std::string& GetHelpText(std::string& text) override;
+  std::string& GetDisplayName(std::string& text) override { return text = name_; }
+  std::vector<DiagDevice*>* GetDevices() override { return &devices_; }
+  std::vector<DiagTool*>* Tools() override { return &tools_; }
+  std::vector<DiagDiagnostic*>* GetDiagnostics() override { return &diagnostics_; }
+  DiagDevice* GetDevice(std::uint32_t index) override;
+  std::uint32_t DeviceCount() override { return static_cast<std::uint32_t>(devices_.size()); }
+  // A scan that throws finds no device and leaves a line in the log.
+  void ScanDevices() override;
+  const ProductVersion* Version() override { return &version_; }
+
+  // The adapter behind a pointer that a caller gave, which is never followed: null when it is none
+  // of this module's.
+  const DeviceAdapter* FindDevice(const DiagDevice* device) const;
+  DiagnosticAdapter* FindDiagnostic(const DiagDiagnostic* diagnostic) const;
+  ToolAdapter* FindTool(const DiagTool* tool) const;
+  struct OwnedTest {
+    TestAdapter* test = nullptr;
+    const DiagnosticAdapter* diagnostic = nullptr;
+  };
+  OwnedTest FindTest(const DiagTest* test) const;
+
+  const std::string& Name() const { return name_; }
+  ServiceLog& Log() const { return log_; }
+  // Ends a scan that is under way early. Any thread.
+  void StopScan() { scanStop_.request_stop(); }
+
+ private:
+  void AddDiagnostics();
+  void AddTools();
+  void AddEntry(DiagCatalogue& catalogue, const DiagKey& key, const std::string& option,
+                const std::string& longName, std::uint32_t rule);
+
+  ModulePointer module_;  // first: what follows refers to its records, and ends before it
+  ServiceLog& log_;
+  CallObserver& observer_;
+  std::string name_;
+  ProductVersion version_;
+  std::stop_source scanStop_;
+  std::vector<std::unique_ptr<CatalogEntry>> entries_;
+  DiagCatalogue catalogue_;
+  DiagCatalogue testCatalogue_;
+  std::vector<std::unique_ptr<DiagnosticAdapter>> diagnosticAdapters_;
+  std::vector<DiagDiagnostic*> diagnostics_;
+  std::unordered_map<const DiagDiagnostic*, DiagnosticAdapter*> diagnosticByPointer_;
+  std::unordered_map<const DiagTest*, OwnedTest> testByPointer_;
+  std::vector<std::unique_ptr<ToolAdapter>> toolAdapters_;
+  std::vector<DiagTool*> tools_;
+  std::unordered_map<const DiagDevice*, std::unique_ptr<DeviceAdapter>> deviceAdapters_;
+  std::vector<DiagDevice*> devices_;  // those of the last scan, in its order
+};
+
+}  // namespace orvan::core

@@ -1,0 +1,124 @@
+#include "service/core/plugin_loader.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <stdexcept>
+#include <system_error>
+
+#include "service/core/caller_rules.h"
+#include "service/core/guard.h"
+#include "service/core/platform.h"
+#include "service/sdk/descriptor.h"
+#include "system/ini_file.h"
+
+namespace orvan::core {
+namespace {
+
+constexpr char kEntryName[] = "OrvanModuleEntry";
+using EntryFunction = const sdk::ModuleDescriptor* (*)();
+
+std::string Mismatch(const char* what, std::uint32_t found, std::uint32_t expected) {
+  return std::string("has ") + what + ' ' + std::to_string(found) + " and not " +
+         std::to_string(expected);
+}
+
+// Looks at each word only when those before it are right: a stranger's record may be shorter.
+std::string DescriptorFault(const sdk::ModuleDescriptor* descriptor) {
+  if (descriptor == nullptr) {
+    return "gives no descriptor";
+  }
+  if (descriptor->magic != sdk::kModuleMagic) {
+    return "has a descriptor of another kind";
+  }
+  if (descriptor->abiVersion != sdk::kModuleAbiVersion) {
+    return Mismatch("interface version", descriptor->abiVersion, sdk::kModuleAbiVersion);
+  }
+  if (descriptor->size != sizeof(sdk::ModuleDescriptor)) {
+    return Mismatch("descriptor size", descriptor->size, sizeof(sdk::ModuleDescriptor));
+  }
+  if (descriptor->create == nullptr || descriptor->destroy == nullptr) {
+    return "has an incomplete descriptor";
+  }
+  return {};
+}
+
+void Require(const std::string& fault) {
+  if (!fault.empty()) {
+    throw std::runtime_error(fault);
+  }
+}
+
+ModulePointer LoadPlugin(const std::string& path, const sdk::ModuleEnvironment& environment) {
+  Require(TrustFault(path, false));
+  const LoadedLibrary library = OpenLibrary(path, kEntryName);
+  Require(library.fault);
+  const sdk::ModuleDescriptor* descriptor = reinterpret_cast<EntryFunction>(library.entry)();
+  if (const std::string fault = DescriptorFault(descriptor); !fault.empty()) {
+    CloseLibrary(library.handle);
+    throw std::runtime_error(fault);
+  }
+  ModulePointer module(descriptor->create(environment), descriptor->destroy);
+  if (module == nullptr) {
+    throw std::runtime_error("makes no module");
+  }
+  return module;
+}
+
+std::vector<std::string> PluginFiles(const std::string& folder) {
+  std::vector<std::string> files;
+  std::error_code error;
+  std::filesystem::directory_iterator entry(folder, error);
+  for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
+    if (entry->path().extension() == ".so") {
+      files.push_back(entry->path().string());
+    }
+  }
+  if (error) {
+    throw std::runtime_error(error.message());
+  }
+  std::sort(files.begin(), files.end());
+  return files;
+}
+
+}  // namespace
+
+LoadedPlugins LoadPlugins(const std::string& folder, const sdk::ModuleEnvironment& environment) {
+  LoadedPlugins loaded;
+  std::vector<std::string> files;
+  try {
+    Require(TrustFault(folder, true));
+    files = PluginFiles(folder);
+  } catch (...) {
+    loaded.refusals.push_back({folder, CurrentExceptionText()});
+  }
+  for (const std::string& file : files) {
+    try {
+      loaded.modules.push_back(LoadPlugin(file, environment));
+    } catch (...) {
+      loaded.refusals.push_back({file, CurrentExceptionText()});
+    }
+  }
+  return loaded;
+}
+
+std::optional<std::vector<ModulePointer>> PluginSource::Load(ServiceLog& log) {
+  sdk::ModuleEnvironment environment;
+  environment.libraryDirectory = LibraryFolder();
+  tarvex::ReadIniFile(settingFile_, environment.settings);
+  LoadedPlugins loaded = LoadPlugins(folder_, environment);
+  refusals_ = std::move(loaded.refusals);
+  for (const PluginRefusal& refusal : refusals_) {
+    log.Write("plug-in " + refusal.path + " was refused: " + refusal.reason);
+  }
+  return std::move(loaded.modules);
+}
+
+void PluginSource::CheckSettings(const OrvanSettings& settings) const {
+  RequireUsableCache(settings);
+}
+
+void PluginSource::CheckCaller(const CallerInfo& caller) const {
+  RequireAppKey(caller);
+}
+
+}  // namespace orvan::core

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "service/core/module_source.h"
+
+namespace orvan::core {
+
+// A plug-in, or a folder of them, that was not taken, and why.
+struct PluginRefusal {
+  std::string path;
+  std::string reason;
+};
+
+struct LoadedPlugins {
+  std::vector<ModulePointer> modules;  // in the order of their file names
+  std::vector<PluginRefusal> refusals;
+};
+
+// Loads every plug-in "*.so" of the folder, in the order of the file names. One that cannot be
+// trusted, loaded or made is refused, and the others go on. A folder that others may write, or that
+// is missing, is refused whole. Plug-ins stay mapped until the process ends, for a call into the
+// kernel that hangs may return into one at any time. Never throws but for want of memory.
+LoadedPlugins LoadPlugins(const std::string& folder, const sdk::ModuleEnvironment& environment);
+
+// The modules of this machine: the plug-ins of one folder, under the rules for callers.
+class PluginSource final : public ModuleSource {
+ public:
+  // `folder` holds the plug-ins; `settingFile` is the service setting file, which may be missing.
+  PluginSource(std::string folder, std::string settingFile)
+      : folder_(std::move(folder)), settingFile_(std::move(settingFile)) {}
+
+  std::optional<std::vector<ModulePointer>> Load(ServiceLog& log) override;
+  void CheckSettings(const OrvanSettings& settings) const override;
+  void CheckCaller(const CallerInfo& caller) const override;
+  const std::vector<PluginRefusal>& Refusals() const { return refusals_; }
+
+ private:
+  std::string folder_;
+  std::string settingFile_;
+  std::vector<PluginRefusal> refusals_;
+};
+
+}  // namespace orvan::core

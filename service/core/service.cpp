@@ -1,0 +1,215 @@
+#include "service/core/service.h"
+
+#include <utility>
+
+#include "boundary/orvan_service_settings.h"
+#include "service/core/guard.h"
+#include "system/execution_tracker.h"
+
+namespace orvan::core {
+namespace {
+
+bool IsOn(const std::map<std::string, bool>& truths, const char* key) {
+  const auto found = truths.find(key);
+  return found != truths.end() && found->second;
+}
+
+}  // namespace
+
+Service::Service(std::unique_ptr<ModuleSource> source, ServiceOptions options)
+    : source_(std::move(source)),
+      observer_(source_->Observer()),
+      options_(std::move(options)),
+      log_(options_.logFolder) {}
+
+Service::~Service() {
+  Close();
+}
+
+void Service::Close() {
+  if (closed_.exchange(true)) {
+    return;
+  }
+  observer_.OnRelease();
+  for (const std::unique_ptr<ModuleAdapter>& module : modules_) {
+    module->StopScan();
+  }
+  modulePointers_.clear();
+  modules_.clear();
+  tracker_.reset();
+}
+
+void Service::AddModule(ModulePointer module) {
+  try {
+    modules_.push_back(std::make_unique<ModuleAdapter>(std::move(module), log_, observer_));
+    modulePointers_.push_back(modules_.back().get());
+  } catch (...) {
+    log_.Write("a module was refused: " + CurrentExceptionText());
+  }
+}
+
+std::vector<DiagModule*>* Service::LoadModules(int /*reserved*/) {
+  if (!std::exchange(loadTried_, true)) {
+    std::optional<std::vector<ModulePointer>> found = source_->Load(log_);
+    loaded_ = found.has_value();
+    if (found) {
+      for (ModulePointer& module : *found) {
+        AddModule(std::move(module));
+      }
+    }
+  }
+  return loaded_ ? &modulePointers_ : nullptr;
+}
+
+void Service::SetSuiteListener(orvan_service::SuiteListenerView* listener) {
+  suiteListener_ = listener;
+}
+
+void Service::SetTestListener(orvan_service::TestListenerView* listener) {
+  testListener_ = listener;
+}
+
+void Service::ExecuteDiagnostics(DiagModule* module, DiagDevice* device,
+                                 std::vector<DiagnosticRunItem> plan) {
+  if (closed_) {
+    return;
+  }
+  const ResolvedPlan resolved = ResolvePlan(modules_, module, device, plan);
+  observer_.OnExecuteDiagnostics(resolved);
+  RunSurroundings surroundings;
+  surroundings.suite = suiteListener_;
+  surroundings.test = testListener_;
+  surroundings.stop = abort_.get_token();
+  surroundings.log = &log_;
+  surroundings.source = source_.get();
+  WorstVerdict worst;
+  surroundings.group = &worst;
+  bool tracked = false;
+  {
+    const std::lock_guard lock(mutex_);
+    surroundings.version = Version();
+    surroundings.groupId = groupId_;
+    worst = groupWorst_;
+    tracked = IsOn(truths_, kSettingExecutionTracker);
+  }
+  if (tracked && tracker_ == nullptr && options_.makeTracker) {
+    tracker_ = options_.makeTracker();
+  }
+  surroundings.tracker = tracked ? tracker_.get() : nullptr;
+  Executor(surroundings).Run(resolved);
+  const std::lock_guard lock(mutex_);
+  groupWorst_ = worst;
+}
+
+Service::OwnedTool Service::FindTool(const DiagTool* tool) const {
+  if (closed_) {
+    return {};
+  }
+  for (const std::unique_ptr<ModuleAdapter>& module : modules_) {
+    if (ToolAdapter* found = module->FindTool(tool)) {
+      return {found, module.get()};
+    }
+  }
+  return {};
+}
+
+void Service::RunTool(DiagTool* tool, orvan_service::ToolListenerView* listener,
+                      std::vector<DiagDevice*> devices) {
+  const OwnedTool found = FindTool(tool);
+  if (found.tool == nullptr) {
+    log_.Write("a run of an unknown tool was refused");
+    return;
+  }
+  std::vector<const DeviceAdapter*> known;
+  std::vector<std::string> ids;
+  for (const DiagDevice* device : devices) {
+    if (const DeviceAdapter* adapter = found.module->FindDevice(device)) {
+      known.push_back(adapter);
+      ids.push_back(adapter->Id());
+    } else {
+      log_.Write("tool " + found.tool->Name() + ": an unknown device was left out");
+    }
+  }
+  observer_.OnRunTool(found.tool->Name(), listener != nullptr, ids);
+  found.tool->Run(listener, known);
+}
+
+void Service::AbortTool(DiagTool* tool) {
+  if (ToolAdapter* found = FindTool(tool).tool) {
+    observer_.OnAbortTool(found->Name());
+    found->Abort();
+  }
+}
+
+void Service::AbortExecution(int /*signal*/, std::uintptr_t /*first*/, std::uintptr_t /*second*/) {
+  if (!closed_) {
+    observer_.OnAbortExecution();
+    abort_.request_stop();
+  }
+}
+
+void Service::NotifySystemEvent(std::uint32_t bit) {
+  if (!closed_) {
+    observer_.OnNotifySystemEvent(bit);
+    systemEvents_ |= bit;
+  }
+}
+
+void Service::ClearSystemEvents() {
+  if (!closed_) {
+    observer_.OnClearSystemEvents();
+    systemEvents_ = 0;
+  }
+}
+
+void Service::BeginFinalResult(std::int64_t groupId, const CallerInfo& caller) {
+  observer_.OnBeginFinalResult(groupId, caller);
+  source_->CheckCaller(caller);
+  const std::lock_guard lock(mutex_);
+  groupId_ = groupId;
+  groupWorst_ = WorstVerdict();
+}
+
+std::string Service::Version() const {
+  const auto found = texts_.find(kSettingAppVersion);
+  return found != texts_.end() && !found->second.empty() ? found->second : options_.version;
+}
+
+void Service::GetFinalResultCode(std::string& text, int size) {
+  observer_.OnGetFinalResultCode();
+  std::optional<std::string> code = source_->FinalResultCode();
+  if (!code) {
+    const std::lock_guard lock(mutex_);
+    code = ProvisionalCode(Version(), groupWorst_, groupId_);
+  }
+  text = CutText(*std::move(code), size);
+}
+
+void Service::SetLogPath(const std::string& path) {
+  observer_.OnSetLogPath(path);
+  log_.MoveTo(path);
+}
+
+void Service::SetNoDevicesMode(bool flag) {
+  observer_.OnSetNoDevicesMode(flag);
+  noDevices_ = flag;
+}
+
+void Service::EnableSupervisedRun() {
+  observer_.OnEnableSupervisedRun();
+  supervised_ = true;
+}
+
+void Service::ApplySettings(const OrvanSettings& settings) {
+  observer_.OnApplySettings(settings);
+  source_->CheckSettings(settings);
+  const std::lock_guard lock(mutex_);
+  for (const auto& [key, value] : settings.texts) {
+    texts_.insert_or_assign(key, value);
+  }
+  for (const auto& [key, value] : settings.truths) {
+    truths_.insert_or_assign(key, value);
+  }
+}
+
+}  // namespace orvan::core
