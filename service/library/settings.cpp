@@ -1,0 +1,11 @@
+#include "boundary/orvan_service_settings.h"
+
+OrvanSettings::OrvanSettings() = default;
+
+void OrvanSettings::SetBool(const std::string& key, bool value) {
+  truths.insert_or_assign(key, value);
+}
+
+void OrvanSettings::SetString(const std::string& key, const std::string& value) {
+  texts.insert_or_assign(key, value);
+}

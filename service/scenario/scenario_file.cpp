@@ -1,0 +1,459 @@
+#include "service/scenario/scenario_file.h"
+
+#include <algorithm>
+#include <fstream>
+#include <iterator>
+#include <limits>
+#include <nlohmann/json.hpp>
+#include <set>
+
+#include "service/scenario/player.h"
+
+namespace orvan::scenario {
+namespace {
+
+using Json = nlohmann::json;
+
+constexpr std::uint64_t kLongestMs = 7ULL * 24 * 60 * 60 * 1000;
+constexpr std::size_t kLargestFile = 64ULL * 1024 * 1024;
+constexpr std::uint32_t kMax32 = std::numeric_limits<std::uint32_t>::max();
+constexpr std::uint64_t kMax64 = std::numeric_limits<std::uint64_t>::max();
+
+[[noreturn]] void Fail(const std::string& place, const std::string& fault) {
+  throw ScenarioFault((place.empty() ? "the file" : place) + ": " + fault);
+}
+
+std::string Text(const Json& value, const std::string& place) {
+  if (!value.is_string()) {
+    Fail(place, "must be a text");
+  }
+  return value.get<std::string>();
+}
+
+std::uint64_t Number(const Json& value, const std::string& place, std::uint64_t greatest) {
+  if (!value.is_number_unsigned() || value.get<std::uint64_t>() > greatest) {
+    Fail(place, "must be a whole number from 0 to " + std::to_string(greatest));
+  }
+  return value.get<std::uint64_t>();
+}
+
+// Reads `value` as an array, each element by `read(element, place of the element)`.
+template <typename Read>
+auto List(const Json& value, const std::string& place, Read read) {
+  if (!value.is_array()) {
+    Fail(place, "must be a list");
+  }
+  std::vector<decltype(read(value, place))> items;
+  items.reserve(value.size());
+  for (const Json& item : value) {
+    items.push_back(read(item, place + '[' + std::to_string(items.size()) + ']'));
+  }
+  return items;
+}
+
+// Reads `value` as an object from any key to what `read` gives.
+template <typename Read>
+auto Map(const Json& value, const std::string& place, Read read) {
+  if (!value.is_object()) {
+    Fail(place, "must be an object");
+  }
+  std::map<std::string, decltype(read(value, place))> items;
+  for (const auto& [key, item] : value.items()) {
+    items.emplace(key, read(item, place + '.' + key));
+  }
+  return items;
+}
+
+std::vector<std::string> Texts(const Json& value, const std::string& place) {
+  return List(value, place, Text);
+}
+
+// One object of the file. Every key that is read counts as known; Finish refuses the others.
+class Fields {
+ public:
+  Fields(const Json& value, std::string place) : value_(value), place_(std::move(place)) {
+    if (!value.is_object()) {
+      Fail(place_, "must be an object");
+    }
+  }
+
+  std::string PlaceOf(const char* key) const { return place_.empty() ? key : place_ + '.' + key; }
+
+  const Json* Find(const char* key) {
+    known_.insert(key);
+    const auto found = value_.find(key);
+    return found != value_.end() ? &*found : nullptr;
+  }
+  const Json& Need(const char* key) {
+    const Json* found = Find(key);
+    if (found == nullptr) {
+      Fail(PlaceOf(key), "is missing");
+    }
+    return *found;
+  }
+
+  std::string NeedText(const char* key) { return Text(Need(key), PlaceOf(key)); }
+  std::string GetText(const char* key, std::string fallback = {}) {
+    const Json* found = Find(key);
+    return found != nullptr ? Text(*found, PlaceOf(key)) : std::move(fallback);
+  }
+  std::uint64_t GetNumber(const char* key, std::uint64_t greatest) {
+    const Json* found = Find(key);
+    return found != nullptr ? Number(*found, PlaceOf(key), greatest) : 0;
+  }
+  std::uint32_t Get32(const char* key) {
+    return static_cast<std::uint32_t>(GetNumber(key, kMax32));
+  }
+  std::int32_t GetSigned(const char* key, std::int32_t fallback) {
+    const Json* found = Find(key);
+    if (found == nullptr) {
+      return fallback;
+    }
+    const bool fits =
+        found->is_number_unsigned()
+            ? found->get<std::uint64_t>() <= kMax32 / 2
+            : found->is_number_integer() &&
+                  found->get<std::int64_t>() >= std::numeric_limits<std::int32_t>::min();
+    if (!fits) {
+      Fail(PlaceOf(key), "must be a whole number of 32 bits");
+    }
+    return found->get<std::int32_t>();
+  }
+  bool GetFlag(const char* key) {
+    const Json* found = Find(key);
+    if (found != nullptr && !found->is_boolean()) {
+      Fail(PlaceOf(key), "must be true or false");
+    }
+    return found != nullptr && found->get<bool>();
+  }
+  std::chrono::milliseconds GetMs(const char* key) {
+    return std::chrono::milliseconds(GetNumber(key, kLongestMs));
+  }
+  template <typename Read>
+  auto GetList(const char* key, Read read) {
+    const Json* found = Find(key);
+    return found != nullptr ? List(*found, PlaceOf(key), read)
+                            : decltype(List(*found, PlaceOf(key), read)){};
+  }
+  template <typename Read>
+  auto GetMap(const char* key, Read read) {
+    const Json* found = Find(key);
+    return found != nullptr ? Map(*found, PlaceOf(key), read)
+                            : decltype(Map(*found, PlaceOf(key), read)){};
+  }
+
+  void Finish() const {
+    for (const auto& item : value_.items()) {
+      if (known_.count(item.key()) == 0) {
+        Fail(PlaceOf(item.key().c_str()), "is an unknown key");
+      }
+    }
+  }
+
+ private:
+  const Json& value_;
+  std::string place_;
+  std::set<std::string, std::less<>> known_;
+};
+
+DiagKey ReadKey(const Json& value, const std::string& place) {
+  Fields fields(value, place);
+  DiagKey key;
+  key.major = fields.Get32("major");
+  key.minor = fields.Get32("minor");
+  key.build = fields.GetNumber("build", kMax64);
+  fields.Need("identifier");
+  key.identifier = fields.GetNumber("identifier", kMax64);
+  fields.Finish();
+  return key;
+}
+
+sdk::ParameterSpec ReadParameter(const Json& value, const std::string& place) {
+  Fields fields(value, place);
+  sdk::ParameterSpec spec;
+  spec.name = fields.NeedText("name");
+  spec.label = fields.GetText("label");
+  spec.detail = fields.GetText("detail");
+  spec.initialValue = fields.GetText("initialValue");
+  spec.value = fields.GetText("value", spec.initialValue);
+  spec.type = fields.GetSigned("type", kParameterText);
+  spec.extra = fields.GetText("extra");
+  const std::vector<std::uint64_t> range = fields.GetList(
+      "range",
+      [](const Json& bound, const std::string& where) { return Number(bound, where, kMax32); });
+  if (!range.empty()) {
+    if (range.size() != 2) {
+      Fail(fields.PlaceOf("range"), "must have two numbers");
+    }
+    spec.least = range[0];
+    spec.greatest = range[1];
+  }
+  fields.Finish();
+  return spec;
+}
+
+ReportScript ReadReport(const Json& value, const std::string& place) {
+  Fields fields(value, place);
+  ReportScript report;
+  report.at = fields.GetMs("atMs");
+  report.percent = fields.GetSigned("percent", 0);
+  report.message = fields.GetText("message");
+  fields.Finish();
+  return report;
+}
+
+OutcomeScript ReadOutcome(const Json& value, const std::string& place) {
+  Fields fields(value, place);
+  OutcomeScript outcome;
+  outcome.status = fields.Get32("status");
+  outcome.duration = fields.GetMs("durationMs");
+  outcome.reports = fields.GetList("reports", ReadReport);
+  fields.Finish();
+  return outcome;
+}
+
+// None when the key is absent: every device.
+std::function<bool(const sdk::Device&)> ReadAppliesTo(Fields& fields) {
+  if (fields.Find("appliesTo") == nullptr) {
+    return {};
+  }
+  const std::vector<std::string> ids = fields.GetList("appliesTo", Text);
+  return [known = std::set<std::string>(ids.begin(), ids.end())](const sdk::Device& device) {
+    return known.count(device.Id()) != 0;
+  };
+}
+
+sdk::TestRecord ReadTest(const Json& value, const std::string& place) {
+  Fields fields(value, place);
+  sdk::TestRecord test;
+  test.name = fields.NeedText("name");
+  test.option = fields.NeedText("option");
+  test.longName = fields.NeedText("longName");
+  test.parameterRule = fields.Get32("rule");
+  test.key = ReadKey(fields.Need("key"), fields.PlaceOf("key"));
+  test.needsOperator = fields.GetFlag("needsOperator");
+  test.appliesTo = ReadAppliesTo(fields);
+  test.parameters = fields.GetList("parameters", ReadParameter);
+  TestScript script;
+  if (const Json* outcome = fields.Find("outcome")) {
+    script.outcome = ReadOutcome(*outcome, fields.PlaceOf("outcome"));
+  }
+  script.outcomes = fields.GetMap("outcomes", ReadOutcome);
+  test.run = PlayTest(std::move(script));
+  fields.Finish();
+  return test;
+}
+
+sdk::DiagnosticRecord ReadDiagnostic(const Json& value, const std::string& place) {
+  Fields fields(value, place);
+  sdk::DiagnosticRecord diagnostic;
+  diagnostic.name = fields.NeedText("name");
+  diagnostic.option = fields.NeedText("option");
+  diagnostic.longName = fields.NeedText("longName");
+  diagnostic.parameterRule = fields.Get32("rule");
+  diagnostic.key = ReadKey(fields.Need("key"), fields.PlaceOf("key"));
+  diagnostic.tests = fields.GetList("tests", ReadTest);
+  fields.Finish();
+  return diagnostic;
+}
+
+struct LabelledValue {
+  std::string label;
+  std::string value;
+};
+
+LabelledValue ReadLabelledValue(const Json& value, const std::string& place) {
+  Fields fields(value, place);
+  LabelledValue pair{fields.NeedText("label"), fields.NeedText("value")};
+  fields.Finish();
+  return pair;
+}
+
+DiagResource ReadResource(const Json& value, const std::string& place) {
+  Fields fields(value, place);
+  DiagResource resource;
+  resource.type = fields.NeedText("type");
+  for (LabelledValue& pair : fields.GetList("pairs", ReadLabelledValue)) {
+    resource.pairs.emplace_back(std::move(pair.label), std::move(pair.value));
+  }
+  fields.Finish();
+  return resource;
+}
+
+DeviceScript ReadDevice(const Json& value, const std::string& place) {
+  Fields fields(value, place);
+  DeviceScript device;
+  device.id = fields.NeedText("id");
+  device.udi = fields.GetText("udi", "scenario-" + device.id);
+  device.result = fields.GetText("result", "SCENARIO-" + device.id);
+  device.information.name = fields.GetText("name");
+  for (LabelledValue& entry : fields.GetList("entries", ReadLabelledValue)) {
+    device.information.entries.emplace_back(std::move(entry.value), std::move(entry.label));
+  }
+  device.information.properties = fields.GetMap("properties", Text);
+  device.resources = fields.GetList("resources", ReadResource);
+  fields.Finish();
+  return device;
+}
+
+StepScript ReadStep(const Json& value, const std::string& place) {
+  Fields fields(value, place);
+  StepScript step;
+  step.after = fields.GetMs("afterMs");
+  step.set = fields.GetMap("set", Texts);
+  step.event = fields.GetText("event");
+  fields.Finish();
+  return step;
+}
+
+sdk::ToolRecord ReadTool(const Json& value, const std::string& place) {
+  Fields fields(value, place);
+  sdk::ToolRecord tool;
+  tool.name = fields.NeedText("name");
+  tool.description = fields.GetText("description");
+  tool.hint = fields.GetText("hint");
+  tool.appliesTo = ReadAppliesTo(fields);
+  ToolScript script;
+  script.run = fields.GetList("run", ReadStep);
+  script.abort = fields.GetList("abort", ReadStep);
+  tool.run = PlayTool(std::move(script));
+  fields.Finish();
+  return tool;
+}
+
+ProductVersion ReadVersion(const std::string& text, const std::string& place) {
+  std::uint32_t parts[4] = {};
+  std::size_t position = 0;
+  for (int part = 0; part < 4; ++part) {
+    std::size_t end = std::min(text.find('.', position), text.size());
+    const std::string digits = text.substr(position, end - position);
+    const bool isLast = part == 3;
+    if (digits.empty() || digits.size() > 10 ||
+        digits.find_first_not_of("0123456789") != std::string::npos ||
+        std::stoull(digits) > kMax32 || (end == text.size()) != isLast) {
+      Fail(place, "must be four numbers with \".\" between them");
+    }
+    parts[part] = static_cast<std::uint32_t>(std::stoull(digits));
+    position = end + 1;
+  }
+  return {parts[0], parts[1], parts[2], parts[3]};
+}
+
+ModuleScript ReadModule(const Json& value, const std::string& place) {
+  Fields fields(value, place);
+  ModuleScript module;
+  module.name = fields.NeedText("name");
+  module.version = ReadVersion(fields.GetText("version", "1.0.0.0"), fields.PlaceOf("version"));
+  module.help = fields.GetText("help");
+  module.scan = fields.GetMs("scanMs");
+  module.diagnostics = fields.GetList("diagnostics", ReadDiagnostic);
+  module.devices = fields.GetList("devices", ReadDevice);
+  module.tools = fields.GetList("tools", ReadTool);
+  fields.Finish();
+  return module;
+}
+
+ThrownError ReadThrown(Fields& fields, const char* key) {
+  const std::string name = fields.GetText(key);
+  if (name == "InvalidAppKey") {
+    return ThrownError::kInvalidAppKey;
+  }
+  if (name == "FailedToVisitLocalCache") {
+    return ThrownError::kFailedToVisitLocalCache;
+  }
+  if (fields.Find(key) != nullptr) {
+    Fail(fields.PlaceOf(key), "must be \"InvalidAppKey\" or \"FailedToVisitLocalCache\"");
+  }
+  return ThrownError::kNone;
+}
+
+void ReadService(const Json& value, Scenario& scenario) {
+  Fields fields(value, "service");
+  if (fields.Find("loadModules") != nullptr) {
+    if (fields.NeedText("loadModules") != "null") {
+      Fail(fields.PlaceOf("loadModules"), "must be \"null\"");
+    }
+    scenario.loadsModules = false;
+  }
+  scenario.applySettings = ReadThrown(fields, "applySettings");
+  scenario.beginFinalResult = ReadThrown(fields, "beginFinalResult");
+  scenario.finalResultCode = fields.GetText("finalResultCode", scenario.finalResultCode);
+  fields.Finish();
+}
+
+Scenario ReadRoot(const Json& value) {
+  Fields fields(value, "");
+  Scenario scenario;
+  if (fields.Find("trace") != nullptr) {
+    scenario.trace = fields.NeedText("trace");
+  }
+  if (const Json* service = fields.Find("service")) {
+    ReadService(*service, scenario);
+  }
+  scenario.modules = fields.GetList("modules", ReadModule);
+  fields.Finish();
+  return scenario;
+}
+
+[[noreturn]] void FailSyntax(std::string_view text, const Json::parse_error& error) {
+  // The byte is counted from 1 and may lie one behind the end.
+  const std::size_t at = std::min(error.byte > 0 ? error.byte - 1 : 0, text.size());
+  const std::string_view before = text.substr(0, at);
+  const auto line = 1 + std::count(before.begin(), before.end(), '\n');
+  const std::size_t lineStart = before.rfind('\n');
+  const std::size_t column = at - (lineStart == std::string_view::npos ? 0 : lineStart + 1) + 1;
+  throw ScenarioFault("line " + std::to_string(line) + ", column " + std::to_string(column) +
+                      ": is no JSON");
+}
+
+// The parser keeps the last of two equal keys in silence; a file that says two things is refused.
+class RepeatedKeys {
+ public:
+  bool operator()(int /*depth*/, Json::parse_event_t event, const Json& parsed) {
+    if (event == Json::parse_event_t::object_start) {
+      open_.emplace_back();
+    } else if (event == Json::parse_event_t::object_end) {
+      open_.pop_back();
+    } else if (event == Json::parse_event_t::key) {
+      const std::string key = parsed.get<std::string>();
+      if (!open_.back().insert(key).second) {
+        throw ScenarioFault(key + ": stands twice in one object");
+      }
+    }
+    return true;
+  }
+
+ private:
+  std::vector<std::set<std::string>> open_;
+};
+
+}  // namespace
+
+Scenario ParseScenario(std::string_view text) {
+  RepeatedKeys repeatedKeys;
+  Json root;
+  try {
+    root = Json::parse(text.begin(), text.end(), std::ref(repeatedKeys), true, true);
+  } catch (const Json::parse_error& error) {
+    FailSyntax(text, error);
+  } catch (const Json::exception& error) {
+    throw ScenarioFault("the file: is no JSON that can be read");
+  }
+  return ReadRoot(root);
+}
+
+Scenario ReadScenario(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  std::string text;
+  char block[65536];
+  while (file && text.size() <= kLargestFile) {
+    file.read(block, sizeof block);
+    text.append(block, static_cast<std::size_t>(file.gcount()));
+  }
+  if (!file.eof()) {
+    Fail("", text.size() > kLargestFile ? "is larger than 64 MiB" : "cannot be read");
+  }
+  return ParseScenario(text);
+}
+
+}  // namespace orvan::scenario

@@ -1,0 +1,211 @@
+#include "service/scenario/trace.h"
+
+#include <cstdio>
+
+#include "boundary/orvan_service_settings.h"
+#include "service/core/resolved_plan.h"
+
+namespace orvan::scenario {
+namespace {
+
+constexpr char kReplacement[] = "\xEF\xBF\xBD";
+
+unsigned char Byte(const std::string& text, std::size_t at) {
+  return at < text.size() ? static_cast<unsigned char>(text[at]) : 0;
+}
+
+// The length of the well-formed UTF-8 character at `at`, 1 to 4; 0 when there is none.
+// Source: The Unicode Standard, table 3-7.
+std::size_t CharacterLength(const std::string& text, std::size_t at) {
+  const unsigned char first = Byte(text, at);
+  const unsigned char second = Byte(text, at + 1);
+  const auto follows = [&](std::size_t offset) { return (Byte(text, at + offset) & 0xC0) == 0x80; };
+  if (first < 0x80) {
+    return 1;
+  }
+  if (first >= 0xC2 && first <= 0xDF) {
+    return follows(1) ? 2 : 0;
+  }
+  if (first >= 0xE0 && first <= 0xEF) {
+    const bool narrow = (first == 0xE0 && second < 0xA0) || (first == 0xED && second > 0x9F);
+    return follows(1) && follows(2) && !narrow ? 3 : 0;
+  }
+  if (first >= 0xF0 && first <= 0xF4) {
+    const bool narrow = (first == 0xF0 && second < 0x90) || (first == 0xF4 && second > 0x8F);
+    return follows(1) && follows(2) && follows(3) && !narrow ? 4 : 0;
+  }
+  return 0;
+}
+
+void AppendControl(std::string& out, char c) {
+  switch (c) {
+    case '"':
+      out += "\\\"";
+      break;
+    case '\\':
+      out += "\\\\";
+      break;
+    case '\n':
+      out += "\\n";
+      break;
+    case '\r':
+      out += "\\r";
+      break;
+    case '\t':
+      out += "\\t";
+      break;
+    default: {
+      char escape[8];
+      std::snprintf(escape, sizeof escape, "\\u%04x", static_cast<unsigned>(c));
+      out += escape;
+    }
+  }
+}
+
+const char* JsonTruth(bool value) {
+  return value ? "true" : "false";
+}
+
+template <typename Items, typename Write>
+std::string JsonList(const Items& items, Write write) {
+  std::string list = "[";
+  for (const auto& item : items) {
+    list += list.size() > 1 ? "," : "";
+    list += write(item);
+  }
+  return list + ']';
+}
+
+template <typename Items, typename Write>
+std::string JsonMap(const Items& items, Write write) {
+  std::string map = "{";
+  for (const auto& [key, value] : items) {
+    map += map.size() > 1 ? "," : "";
+    map += JsonText(key) + ':' + write(value);
+  }
+  return map + '}';
+}
+
+std::string Member(const char* key, const std::string& text) {
+  return std::string(",\"") + key + "\":" + JsonText(text);
+}
+
+std::string JsonParameter(const TestParameter& parameter) {
+  return "{\"name\":" + JsonText(parameter.name) + Member("label", parameter.label) +
+         Member("detail", parameter.detail) + Member("initialValue", parameter.initialValue) +
+         Member("value", parameter.value) + ",\"type\":" + std::to_string(parameter.type) +
+         Member("extra", parameter.extra) + '}';
+}
+
+// An object that the service does not know has no name.
+std::string JsonTest(const core::ResolvedTest& test) {
+  return "{\"test\":" + (test.test != nullptr ? JsonText(test.test->Record().name) : "null") +
+         ",\"raw\":" + JsonList(test.item->rawParameters, JsonText) +
+         ",\"parameters\":" + JsonList(test.item->parameters, JsonParameter) + '}';
+}
+
+std::string JsonDiagnostic(const core::ResolvedDiagnostic& item) {
+  return "{\"diagnostic\":" +
+         (item.diagnostic != nullptr ? JsonText(item.diagnostic->Record().name) : "null") +
+         ",\"tests\":" + JsonList(item.tests, JsonTest) + '}';
+}
+
+}  // namespace
+
+std::string JsonText(const std::string& text) {
+  std::string out = "\"";
+  std::size_t at = 0;
+  while (at < text.size()) {
+    const std::size_t length = CharacterLength(text, at);
+    const char c = text[at];
+    if (length == 0) {
+      out += kReplacement;
+    } else if (length == 1 && (static_cast<unsigned char>(c) < 0x20 || c == '"' || c == '\\')) {
+      AppendControl(out, c);
+    } else {
+      out.append(text, at, length);
+    }
+    at += length == 0 ? 1 : length;
+  }
+  return out + '"';
+}
+
+void Trace::Line(const char* call, const std::string& members) {
+  const std::lock_guard lock(mutex_);
+  if (file_.IsOpen()) {
+    file_.Write(std::string("{\"call\":\"") + call + '"' + members + "}\n");
+  }
+}
+
+void Trace::OnApplySettings(const OrvanSettings& settings) {
+  Line("ApplySettings", ",\"texts\":" + JsonMap(settings.texts, JsonText) +
+                            ",\"truths\":" + JsonMap(settings.truths, JsonTruth));
+}
+
+void Trace::OnSetLogPath(const std::string& path) {
+  Line("SetLogPath", Member("path", path));
+}
+
+void Trace::OnBeginFinalResult(std::int64_t groupId, const CallerInfo& caller) {
+  Line("BeginFinalResult", ",\"groupId\":" + std::to_string(groupId) + ",\"caller\":{\"appName\":" +
+                               JsonText(caller.appName) + Member("appVersion", caller.appVersion) +
+                               Member("appKey", caller.appKey) +
+                               Member("cacheDir", caller.cacheDir) + '}');
+}
+
+void Trace::OnGetFinalResultCode() {
+  Line("GetFinalResultCode");
+}
+
+void Trace::OnEnableSupervisedRun() {
+  Line("EnableSupervisedRun");
+}
+
+void Trace::OnSetNoDevicesMode(bool flag) {
+  Line("SetNoDevicesMode", std::string(",\"flag\":") + JsonTruth(flag));
+}
+
+void Trace::OnScanDevices(const std::string& module) {
+  Line("ScanDevices", Member("module", module));
+}
+
+void Trace::OnExecuteDiagnostics(const core::ResolvedPlan& plan) {
+  Line("ExecuteDiagnostics",
+       ",\"module\":" + (plan.module != nullptr ? JsonText(plan.module->Name()) : "null") +
+           ",\"device\":" + (plan.device != nullptr ? JsonText(plan.device->Id()) : "null") +
+           ",\"plan\":" + JsonList(plan.diagnostics, JsonDiagnostic));
+}
+
+void Trace::OnAbortExecution() {
+  Line("AbortExecution");
+}
+
+void Trace::OnNotifySystemEvent(std::uint32_t bit) {
+  Line("NotifySystemEvent", ",\"bit\":" + std::to_string(bit));
+}
+
+void Trace::OnClearSystemEvents() {
+  Line("ClearSystemEvents");
+}
+
+void Trace::OnSetToolProperty(const std::string& tool, const std::string& key,
+                              const std::vector<std::string>& values) {
+  Line("SetToolProperty",
+       Member("tool", tool) + Member("key", key) + ",\"values\":" + JsonList(values, JsonText));
+}
+
+void Trace::OnRunTool(const std::string& tool, bool listener,
+                      const std::vector<std::string>& devices) {
+  Line("RunTool", Member("tool", tool) + ",\"listener\":" + JsonTruth(listener) +
+                      ",\"devices\":" + JsonList(devices, JsonText));
+}
+
+void Trace::OnAbortTool(const std::string& tool) {
+  Line("AbortTool", Member("tool", tool));
+}
+
+void Trace::OnRelease() {
+  Line("Release");
+}
+
+}  // namespace orvan::scenario

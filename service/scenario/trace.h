@@ -1,0 +1,48 @@
+#pragma once
+
+#include <mutex>
+#include <string>
+
+#include "service/core/call_observer.h"
+#include "service/core/platform.h"
+
+namespace orvan::scenario {
+
+// Writes one JSON object and a line end for each call of the service, in the order of the calls,
+// whatever their threads. Bytes that are no UTF-8 become U+FFFD. What cannot be written is lost.
+class Trace final : public core::CallObserver {
+ public:
+  // Opens the file and empties it; false when it cannot be written. Without a file, or after a
+  // failure, nothing is written.
+  bool Open(const std::string& path) { return file_.Open(path, true); }
+
+  void OnApplySettings(const OrvanSettings& settings) override;
+  void OnSetLogPath(const std::string& path) override;
+  void OnBeginFinalResult(std::int64_t groupId, const CallerInfo& caller) override;
+  void OnGetFinalResultCode() override;
+  void OnEnableSupervisedRun() override;
+  void OnSetNoDevicesMode(bool flag) override;
+  void OnScanDevices(const std::string& module) override;
+  void OnExecuteDiagnostics(const core::ResolvedPlan& plan) override;
+  void OnAbortExecution() override;
+  void OnNotifySystemEvent(std::uint32_t bit) override;
+  void OnClearSystemEvents() override;
+  void OnSetToolProperty(const std::string& tool, const std::string& key,
+                         const std::vector<std::string>& values) override;
+  void OnRunTool(const std::string& tool, bool listener,
+                 const std::vector<std::string>& devices) override;
+  void OnAbortTool(const std::string& tool) override;
+  void OnRelease() override;
+
+ private:
+  // `members` is what follows the call's name in the object: empty, or begins with ",".
+  void Line(const char* call, const std::string& members = {});
+
+  core::AppendFile file_;  // opened before the first call
+  std::mutex mutex_;       // keeps lines whole and in order
+};
+
+// The text as a JSON string, with its quotes.
+std::string JsonText(const std::string& text);
+
+}  // namespace orvan::scenario
