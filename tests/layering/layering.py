@@ -28,7 +28,7 @@ ROOMS = {
 }
 
 # Of the views, the tools may use the key formatting and the console stream only.
-TOOLS_FROM_VIEWS = re.compile(r"^views/(format_key|key_format|formatting|console_stream)\w*\.h$")
+TOOLS_FROM_VIEWS = re.compile(r"^views/(key_format|console_stream|message_keys)\w*\.h$")
 
 # Rooms that meet the service and the host layer at link time only, in their tests too.
 BEHIND_THE_BOUNDARY = ("frontend", "views", "tools")
@@ -47,10 +47,9 @@ OS_ROOMS = ("host", "service/machine", "system")
 
 # Files that need the operating system for one named reason.
 OS_EXCEPTIONS = {
-    # Loads plug-ins, and refuses one that somebody else than root could have written.
-    "service/core/plugin_loader.cpp": ("dlfcn.h", "fcntl.h", "sys/stat.h", "unistd.h"),
-    # Opens its file without following links, which std::ofstream cannot.
-    "service/core/log.cpp": ("fcntl.h", "sys/stat.h", "unistd.h"),
+    # The service's own few calls: it loads plug-ins, refuses one that somebody else than root
+    # could have written, and opens its log without following links.
+    "service/core/platform.cpp": ("dlfcn.h", "fcntl.h", "sys/stat.h", "unistd.h"),
 }
 
 # Libraries of the operating system, as CMake targets, and the rooms that may link them.

@@ -1,0 +1,78 @@
+"""The real program on a pseudo terminal of its own, which outlives it and can be looked at."""
+
+import fcntl
+import os
+import signal
+import subprocess
+import termios
+
+from pexpect import fdpexpect
+from program import PROGRAM
+
+
+class Terminal:
+    """A pseudo terminal with the program as its controlling process."""
+
+    def __init__(self, world, arguments):
+        master, self.slave = os.openpty()
+        self.settings_before = termios.tcgetattr(self.slave)
+        self.process = subprocess.Popen(
+            [str(PROGRAM), *arguments],
+            env={**world.environment, "TERM": "xterm"},
+            cwd=world.work_dir,
+            stdin=self.slave,
+            stdout=self.slave,
+            stderr=self.slave,
+            start_new_session=True,
+            preexec_fn=lambda: fcntl.ioctl(0, termios.TIOCSCTTY, 0),
+        )
+        self.screen = fdpexpect.fdspawn(master, timeout=20)
+        self.screen.delaybeforesend = None
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        if self.process.poll() is None:
+            self.process.kill()
+            self.process.wait()
+        self.screen.close()
+        os.close(self.slave)
+
+    def expect(self, pattern):
+        """Waits until the pattern (a regular expression) appears."""
+        self.screen.expect(pattern)
+        return self.screen.match
+
+    def press(self, keys):
+        self.screen.send(keys)
+
+    def signal(self, number):
+        self.process.send_signal(number)
+
+    def wait(self, seconds=20):
+        """The exit status; the process has to end within these seconds."""
+        return self.process.wait(seconds)
+
+    def rest(self):
+        """What appeared and was not expected so far, up to now."""
+        text = self.screen.before or b""
+        os.set_blocking(self.screen.child_fd, False)
+        try:
+            while chunk := os.read(self.screen.child_fd, 65536):
+                text += chunk
+        except OSError:
+            pass
+        return self.screen.buffer + text
+
+    def settings(self):
+        return termios.tcgetattr(self.slave)
+
+    def is_as_before(self):
+        return self.settings() == self.settings_before
+
+    def reads_single_keys(self):
+        return not self.settings()[3] & termios.ICANON
+
+
+FATAL_SIGNALS = (signal.SIGSEGV, signal.SIGABRT, signal.SIGBUS, signal.SIGFPE, signal.SIGILL)

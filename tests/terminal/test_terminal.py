@@ -1,0 +1,178 @@
+"""Keys, progress, abort and the state of the terminal, on a pseudo terminal."""
+
+import os
+import signal
+import time
+from pathlib import Path
+
+import pytest
+from program import World
+from terminal import FATAL_SIGNALS, Terminal
+
+SCENARIO = Path(__file__).parent / "slow.json"
+CANCELED = 25
+ALREADY_RUNNING = 4
+FINAL = rb"Final Result Code: SCENARIO"
+
+
+@pytest.fixture
+def world(tmp_path):
+    return World(tmp_path, SCENARIO)
+
+
+def running(world, tests="l,z"):
+    """The program with a long test under way and its progress on the screen."""
+    terminal = Terminal(world, ["-Mstorage", "-Q" + tests, "0"])
+    terminal.expect(rb"Press ESC To Abort The Diagnostics")
+    terminal.expect(rb"   \d+% . \d+ seconds? \r")
+    return terminal
+
+
+def test_progress_line_shows_message_percent_spinner_and_time(world):
+    with Terminal(world, ["-Mstorage", "-Ql", "0"]) as terminal:
+        terminal.expect(rb"=> Long Test\r\n")
+        terminal.expect(rb" {79}\r   \[Info\] Warming up\r\n")
+        steps = [terminal.expect(rb"   10% (.) \d+ seconds? \r").group(1) for _ in range(5)]
+        # The spinner goes round one step at a time.
+        circle = [b"-", b"\\", b"|", b"/"]
+        first = circle.index(steps[0])
+        assert steps == [circle[(first + step) % 4] for step in range(5)]
+
+
+def test_escape_ends_the_run_within_a_second(world):
+    with running(world) as terminal:
+        start = time.monotonic()
+        terminal.press(b"\x1b")
+        terminal.expect(FINAL)
+        assert terminal.wait(5) == CANCELED
+        assert time.monotonic() - start < 1.0
+        assert terminal.is_as_before()
+
+
+def test_escape_cancels_the_running_test_and_those_behind_it(world):
+    with running(world) as terminal:
+        terminal.press(b"\x1b")
+        terminal.expect(rb"Test Status: Canceled!")
+        terminal.expect(rb"=> Last Test")
+        terminal.expect(rb"Test Status: Canceled!\r\n   Elapsed time: 0 seconds \r\n")
+        terminal.expect(FINAL)
+        assert terminal.wait() == CANCELED
+
+
+@pytest.mark.parametrize(
+    "keys",
+    [b"\x1b[A", b"\x1b[D", b"\x1bOP", b"\x1b[15~", b"\x1b[1;5C", b"q", b"\r", b"\x00"],
+    ids=["up", "left", "F1", "F5", "ctrl-right", "letter", "enter", "nul"],
+)
+def test_other_keys_do_not_abort(world, keys):
+    with running(world, "s") as terminal:
+        terminal.press(keys)
+        terminal.expect(rb"Test Status: Passed!")
+        terminal.expect(FINAL)
+        assert terminal.wait() == 0
+        assert terminal.is_as_before()
+
+
+def test_keys_are_not_echoed_during_a_run(world):
+    with running(world, "s") as terminal:
+        terminal.press(b"zxcv")
+        terminal.expect(rb"Test Status: Passed!")
+        assert b"zxcv" not in terminal.screen.before
+        assert terminal.wait() == 0
+
+
+def test_control_c_stops_the_run(world):
+    with running(world) as terminal:
+        start = time.monotonic()
+        terminal.press(b"\x03")
+        terminal.expect(FINAL)
+        assert terminal.wait(5) == CANCELED
+        assert time.monotonic() - start < 1.0
+        assert terminal.is_as_before()
+
+
+@pytest.mark.parametrize("number", [signal.SIGTERM, signal.SIGHUP, signal.SIGINT])
+def test_termination_request_stops_the_run_in_order(world, number):
+    with running(world) as terminal:
+        assert terminal.reads_single_keys()
+        terminal.signal(number)
+        terminal.expect(FINAL)
+        assert terminal.wait(5) == CANCELED
+        assert terminal.is_as_before()
+
+
+@pytest.mark.parametrize("number", FATAL_SIGNALS, ids=lambda number: number.name)
+def test_crash_puts_the_terminal_back(world, number):
+    with running(world) as terminal:
+        assert terminal.reads_single_keys()
+        terminal.signal(number)
+        assert terminal.wait(10) == -number
+        assert terminal.is_as_before()
+
+
+@pytest.mark.parametrize("arguments", [["-h"], ["-Mstorage", "-D"], ["-z"]])
+def test_terminal_is_as_before_after_a_normal_end(world, arguments):
+    with Terminal(world, arguments) as terminal:
+        terminal.wait()
+        assert terminal.is_as_before()
+
+
+MOMENTS = [
+    b"Tarvex Diagnostics",
+    b"Scanning storage",
+    b"Started diagnostic",
+    b"=> Long Test",
+    rb"   \d+% ",
+]
+
+
+@pytest.mark.parametrize("moment", MOMENTS)
+def test_kill_leaves_no_lock_behind(world, moment):
+    with Terminal(world, ["-Mstorage", "-Ql", "0"]) as terminal:
+        terminal.expect(moment)
+        terminal.process.kill()
+        terminal.wait()
+    assert world.run(["-v"]).returncode == 0
+
+
+def test_second_start_is_refused_while_the_first_runs(world):
+    with running(world) as terminal:
+        second = world.run(["-v"])
+        assert second.stdout == b"A Tarvex Diagnostics Tool is already running\n"
+        assert second.returncode == ALREADY_RUNNING
+        terminal.press(b"\x1b")
+        assert terminal.wait() == CANCELED
+    assert world.run(["-v"]).returncode == 0
+
+
+def test_ten_starts_at_once_run_one(world):
+    null = os.open(os.devnull, os.O_RDWR)
+    outputs = [world.root / f"out{number}" for number in range(10)]
+    started = []
+    for output in outputs:
+        with open(output, "wb") as file:
+            started.append(
+                world.start(
+                    ["-Mstorage", "-Ql", "0"], stdin=null, stdout=file, start_new_session=True
+                )
+            )
+    try:
+        deadline = time.monotonic() + 30
+        while sum(process.poll() is not None for process in started) < 9:
+            assert time.monotonic() < deadline
+            # Waits for one of the refused; the one that runs would need a minute.
+            os.waitid(os.P_ALL, 0, os.WEXITED | os.WNOWAIT)
+        refused = [process for process in started if process.poll() is not None]
+        assert [process.returncode for process in refused] == [ALREADY_RUNNING] * 9
+        for process in refused:
+            text = outputs[started.index(process)].read_bytes()
+            assert text == b"A Tarvex Diagnostics Tool is already running\n"
+        [runs] = [process for process in started if process.poll() is None]
+        runs.send_signal(signal.SIGTERM)
+        assert runs.wait(10) == CANCELED
+    finally:
+        os.close(null)
+        for process in started:
+            if process.poll() is None:
+                process.kill()
+                process.wait()
