@@ -72,7 +72,7 @@ BROKEN = [
         lambda tree: tree["modules"][0]["diagnostics"][0]["tests"][1].update({"speed": 9}),
         "modules[0].diagnostics[0].tests[1].speed",
     ),
-    (lambda tree: tree["modules"][0]["tools"][0].pop("hint"), "modules[0].tools[0].hint"),
+    (lambda tree: tree["modules"][0]["tools"][0].update({"hint": 3}), "modules[0].tools[0].hint"),
 ]
 
 

@@ -19,11 +19,12 @@ ROOMS = {
     "views": ("system", "boundary"),
     "tools": ("views", "system", "boundary"),
     "frontend": ("views", "tools", "system", "boundary"),
-    "service": ("service/core", "service/sdk", "service/scenario", "boundary"),
     "service/sdk": ("boundary",),
     "service/machine": (),
     "service/core": ("service/sdk", "boundary", "system"),
-    "service/scenario": ("service/sdk", "service/core"),
+    "service/scenario": ("service/sdk", "service/core", "boundary"),
+    # The parts of the service put together into one library.
+    "service/library": ("service/sdk", "service/core", "service/scenario", "boundary", "system"),
     "service/modules/*": ("service/sdk", "service/machine"),
 }
 
@@ -55,8 +56,11 @@ OS_EXCEPTIONS = {
 # Libraries of the operating system, as CMake targets, and the rooms that may link them.
 OS_LIBRARY = re.compile(r"(udev|blkid|mount|uring|systemd|sqlite)", re.I)
 
-# The program is the place where the two libraries come in.
-LINK_TIME_MEETING = {"TarvexDiagnosticsCLI": {"service", "service/core", "host"}}
+# Where the libraries come in: they are known by boundary/ only, and linked here.
+LINK_TIME_MEETING = {
+    "TarvexDiagnosticsCLI": {"service/library", "host"},
+    "orvan_service": {"host"},
+}
 
 HOST_ENTRIES = frozenset(
     """get_string_handler get_time_handler get_number_handler get_signal_handler get_filesystem

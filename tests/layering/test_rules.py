@@ -37,6 +37,7 @@ HEADERS = {
         "service/machine/a.h",
         "service/core/a.h",
         "service/scenario/a.h",
+        "service/library/a.h",
         "service/modules/one/a.h",
         "service/modules/two/a.h",
         "tests/fakes/a.h",
@@ -71,6 +72,10 @@ REFUSED = [
     ("service/modules/one/x.cpp", "system/a.h"),
     ("service/scenario/x.cpp", "service/machine/a.h"),
     ("service/scenario/x.cpp", "frontend/a.h"),
+    ("service/library/x.cpp", "service/machine/a.h"),
+    ("service/core/x.cpp", "service/library/a.h"),
+    ("frontend/x.cpp", "service/library/a.h"),
+    ("service/kitchen/x.cpp", "boundary/a.h"),
     ("kitchen/x.cpp", "boundary/a.h"),
 ]
 
@@ -150,7 +155,8 @@ def test_targets_are_held_to_the_same_rules():
             "sneaky|frontend|views hostlayer",
             "storage_code|service/modules/storage|PkgConfig::UDEV",
             "machine|service/machine|PkgConfig::BLKID",
-            "TarvexDiagnosticsCLI|frontend|views hostlayer",
+            "orvan_service|service/library|boundary hostlayer",
+            "TarvexDiagnosticsCLI|frontend|views hostlayer orvan_service",
             "stray|kitchen|",
         ]
     )
