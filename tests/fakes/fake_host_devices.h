@@ -1,0 +1,50 @@
+#pragma once
+
+#include <atomic>
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <mutex>
+#include <vector>
+
+#include "boundary/hostlayer_console.h"
+#include "system/timer.h"
+
+// A keyboard whose keys the test presses. Any thread.
+class FakeConsole : public HostConsole {
+ public:
+  int ReadKey() override;
+
+  void Press(int key);
+  // How often a key was asked for.
+  int Reads();
+  // Blocks until a key was asked for `count` times in all.
+  void AwaitReads(int count);
+
+ private:
+  std::mutex lock_;  // guards the rest
+  std::condition_variable changed_;
+  std::deque<int> keys_;
+  int reads_ = 0;
+};
+
+// A clock that stands still until the test moves it. Sleep moves it as well and does not wait.
+// Any thread.
+class FakeTimer : public Timer {
+ public:
+  void Sleep(std::uint32_t milliseconds) override;
+  double SecondsBetween(Tick start, Tick end) override;
+  Tick Now() override { return now_; }
+  void ClearTick(Tick* tick) override { *tick = 0; }
+  bool IsClear(const Tick* tick) override { return *tick == 0; }
+  bool TicksEqual(const Tick* left, const Tick* right) override { return *left == *right; }
+
+  void Advance(std::uint32_t milliseconds) { now_ += milliseconds; }
+  std::vector<std::uint32_t> Sleeps();
+
+ private:
+  std::atomic<Tick> now_{1000};
+  std::mutex lock_;  // guards sleeps_
+  std::vector<std::uint32_t> sleeps_;
+};
