@@ -17,7 +17,6 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr const char* kSystemBusSocket = "/run/dbus/system_bus_socket";
-constexpr std::chrono::milliseconds kPatience{100};
 
 struct BusClose {
   void operator()(sd_bus* bus) const { sd_bus_close_unref(bus); }
@@ -78,8 +77,8 @@ int TakeInhibitor(sd_bus* bus) {
 
 }  // namespace
 
-KeepAwake::KeepAwake() {
-  const Bus bus = OpenSystemBus(Clock::now() + kPatience);
+KeepAwake::KeepAwake(std::chrono::milliseconds patience) {
+  const Bus bus = OpenSystemBus(Clock::now() + patience);
   if (bus != nullptr) inhibitor_ = TakeInhibitor(bus.get());
 }
 

@@ -1,14 +1,17 @@
 #pragma once
 
+#include <chrono>
+
 namespace tarvex {
 
 // Keeps the machine from idling and from sleeping on its own for the object's life, by an
 // inhibitor of the login manager. Where there is no system bus or no login manager it does nothing
-// and says nothing. The constructor takes at most about 0.1 s. One thread.
+// and says nothing. One thread.
 // Source: org.freedesktop.login1(5), Inhibit.
 class KeepAwake {
  public:
-  KeepAwake();
+  // Waits for the bus and the login manager at most for `patience`.
+  explicit KeepAwake(std::chrono::milliseconds patience = std::chrono::milliseconds(100));
   ~KeepAwake();
   KeepAwake(const KeepAwake&) = delete;
   KeepAwake& operator=(const KeepAwake&) = delete;

@@ -1,0 +1,355 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <pthread.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <filesystem>
+#include <functional>
+#include <sstream>
+#include <string>
+#include <thread>
+
+#include "system/descriptor.h"
+#include "system/descriptor_writer.h"
+#include "system/detached_process.h"
+#include "system/process_start.h"
+#include "system/test_folder.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* kReportVariable = "TARVEX_TEST_DETACHED_REPORT";
+
+std::string DescriptorTarget(int number) {
+  std::error_code ignored;
+  return fs::read_symlink("/proc/self/fd/" + std::to_string(number), ignored).string();
+}
+
+// What the started copy of this test program says about itself.
+std::string DescribeProcess(int argumentCount, char** arguments) {
+  std::ostringstream report;
+  for (int at = 0; at < argumentCount; ++at) report << "argument " << arguments[at] << "\n";
+  for (int number = 0; number < 1024; ++number) {
+    if (fcntl(number, F_GETFD) >= 0) report << number << " " << DescriptorTarget(number) << "\n";
+  }
+  struct sigaction action {};
+  sigaction(SIGPIPE, nullptr, &action);
+  sigset_t blocked;
+  sigprocmask(SIG_SETMASK, nullptr, &blocked);
+  report << "pipe " << (action.sa_handler == SIG_DFL ? "default" : "other") << "\n"
+         << "blocked " << sigismember(&blocked, SIGUSR1) << "\n"
+         << "terminal " << (open("/dev/tty", O_RDWR | O_CLOEXEC) < 0 ? "none" : "some") << "\n"
+         << "leader " << (getsid(0) == getpid() ? "yes" : "no") << "\n"
+         << "session " << getsid(0) << "\n"
+         << "folder " << fs::current_path().string() << "\n";
+  return report.str();
+}
+
+// Runs before main: a copy of this program that StartDetached started reports and leaves.
+__attribute__((constructor)) void ReportAndLeave(int argumentCount, char** arguments, char**) {
+  const char* const path = std::getenv(kReportVariable);
+  if (path == nullptr) return;
+  const std::string report = DescribeProcess(argumentCount, arguments);
+  const int out = open(path, O_WRONLY | O_CLOEXEC);
+  _exit(tarvex::WriteAll(out, report.data(), report.size()));
+}
+
+// Reads until the other side has closed, at most a minute.
+std::string ReadToEnd(int descriptor) {
+  std::string text;
+  std::array<char, 4096> chunk{};
+  pollfd waiting{descriptor, POLLIN, 0};
+  while (poll(&waiting, 1, 60'000) == 1) {
+    const ssize_t count = read(descriptor, chunk.data(), chunk.size());
+    if (count <= 0) return text;
+    text.append(chunk.data(), static_cast<std::size_t>(count));
+  }
+  ADD_FAILURE() << "nothing came";
+  return text;
+}
+
+// Runs the function in a child process; its exit status.
+int InChild(const std::function<int()>& function) {
+  const pid_t child = fork();
+  if (child == 0) _exit(function());
+  int status = 0;
+  EXPECT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_TRUE(WIFEXITED(status));
+  return WEXITSTATUS(status);
+}
+
+// ---- StartDetached ------------------------------------------------------------------------------
+
+class DetachedProcessTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    const std::string path = folder_ / "report";
+    ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+    report_ = tarvex::Descriptor(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    // Keeps the pipe open until the new program has it.
+    keeper_ = tarvex::Descriptor(open(path.c_str(), O_WRONLY | O_CLOEXEC));
+    fcntl(report_.Get(), F_SETFL, 0);
+  }
+  std::string Start() {
+    const TestVariable variable(kReportVariable, folder_ / "report");
+    int error = -1;
+    EXPECT_EQ(tarvex::StartDetached({"name", "two words", "", "\"q\\"}, &error), 0);
+    EXPECT_EQ(error, 0);
+    // The first byte shows that the new program has the pipe; then only its end keeps it open.
+    pollfd waiting{report_.Get(), POLLIN, 0};
+    EXPECT_EQ(poll(&waiting, 1, 60'000), 1);
+    keeper_.Close();
+    return ReadToEnd(report_.Get());
+  }
+  static bool Holds(const std::string& report, const std::string& line) {
+    return ("\n" + report).find("\n" + line + "\n") != std::string::npos;
+  }
+
+  const TestFolder folder_;
+  tarvex::Descriptor report_;
+  tarvex::Descriptor keeper_;
+};
+
+TEST_F(DetachedProcessTest, PassesTheArgumentsAsTheyAre) {
+  const std::string report = Start();
+  EXPECT_EQ(report.rfind("argument name\nargument two words\nargument \nargument \"q\\\n0 ", 0), 0U)
+      << report;
+}
+
+TEST_F(DetachedProcessTest, HasNullStreamsAndNoOtherDescriptor) {
+  const tarvex::Descriptor inheritable(open("/dev/zero", O_RDONLY));
+  ASSERT_TRUE(inheritable.IsOpen());
+  const std::string report = Start();
+  EXPECT_NE(report.find("\n0 /dev/null\n1 /dev/null\n2 /dev/null\npipe "), std::string::npos)
+      << report;
+}
+
+TEST_F(DetachedProcessTest, LivesInANewSessionThatItDoesNotLeadWithoutTerminal) {
+  const std::string report = Start();
+  EXPECT_TRUE(Holds(report, "terminal none")) << report;
+  EXPECT_TRUE(Holds(report, "leader no")) << report;
+  EXPECT_FALSE(Holds(report, "session " + std::to_string(getsid(0)))) << report;
+}
+
+TEST_F(DetachedProcessTest, HasDefaultDispositionsAndNoBlockedSignals) {
+  struct sigaction ignore {};
+  ignore.sa_handler = SIG_IGN;
+  struct sigaction before {};
+  sigaction(SIGPIPE, &ignore, &before);
+  sigset_t blocked;
+  sigset_t maskBefore;
+  sigemptyset(&blocked);
+  sigaddset(&blocked, SIGUSR1);
+  pthread_sigmask(SIG_BLOCK, &blocked, &maskBefore);
+  const std::string report = Start();
+  sigset_t maskAfter;
+  pthread_sigmask(SIG_SETMASK, &maskBefore, &maskAfter);
+  sigaction(SIGPIPE, &before, nullptr);
+  EXPECT_TRUE(Holds(report, "pipe default")) << report;
+  EXPECT_TRUE(Holds(report, "blocked 0")) << report;
+  EXPECT_EQ(sigismember(&maskAfter, SIGUSR1), 1) << "the caller's own mask stays";
+}
+
+TEST_F(DetachedProcessTest, InheritsTheWorkingDirectory) {
+  EXPECT_TRUE(Holds(Start(), "folder " + fs::current_path().string()));
+}
+
+TEST_F(DetachedProcessTest, StartsWithClosedStandardStreamsToo) {
+  const TestVariable variable(kReportVariable, folder_ / "report");
+  EXPECT_EQ(InChild([] {
+              close(0);
+              close(1);
+              close(2);
+              return tarvex::StartDetached({"name"}, nullptr);
+            }),
+            0);
+  pollfd waiting{report_.Get(), POLLIN, 0};
+  EXPECT_EQ(poll(&waiting, 1, 60'000), 1);
+  keeper_.Close();
+  const std::string report = ReadToEnd(report_.Get());
+  EXPECT_NE(report.find("\n0 /dev/null\n1 /dev/null\n2 /dev/null\npipe "), std::string::npos)
+      << report;
+}
+
+TEST_F(DetachedProcessTest, LeavesNoChildBehind) {
+  Start();
+  EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1);
+  EXPECT_EQ(errno, ECHILD);
+}
+
+TEST_F(DetachedProcessTest, TellsWhyTheProgramDidNotStart) {
+  // One argument may not be longer than 32 pages.
+  int error = 0;
+  EXPECT_EQ(tarvex::StartDetached({"name", std::string(1U << 20, 'x')}, &error), E2BIG);
+  EXPECT_EQ(error, E2BIG);
+  EXPECT_EQ(tarvex::StartDetached({"name", std::string(1U << 20, 'x')}, nullptr), E2BIG);
+}
+
+// ---- Process start ------------------------------------------------------------------------------
+
+TEST(FillStandardDescriptors, FillsClosedOnesSoThatUseFails) {
+  EXPECT_EQ(InChild([] {
+              close(0);
+              close(1);
+              close(2);
+              if (tarvex::FillStandardDescriptors() != 0) return 1;
+              char byte = 'x';
+              if (read(0, &byte, 1) != -1 || errno != EBADF) return 2;
+              if (write(1, &byte, 1) != -1 || errno != EBADF) return 3;
+              if (write(2, &byte, 1) != -1 || errno != EBADF) return 4;
+              return open("/dev/null", O_RDONLY | O_CLOEXEC) > 2 ? 0 : 5;
+            }),
+            0);
+}
+
+TEST(FillStandardDescriptors, LeavesOpenOnesAlone) {
+  EXPECT_EQ(InChild([] {
+              const int null = open("/dev/null", O_RDWR | O_CLOEXEC);
+              dup2(null, 1);
+              close(2);
+              if (tarvex::FillStandardDescriptors() != 0) return 1;
+              if (write(1, "x", 1) != 1) return 2;
+              return write(2, "x", 1) == -1 && errno == EBADF ? 0 : 3;
+            }),
+            0);
+}
+
+TEST(IgnoreBrokenPipes, WriteWithoutReaderFails) {
+  EXPECT_EQ(InChild([] {
+              std::array<int, 2> ends{};
+              if (pipe(ends.data()) != 0) return 1;
+              close(ends[0]);
+              tarvex::IgnoreBrokenPipes();
+              return write(ends[1], "x", 1) == -1 && errno == EPIPE ? 0 : 2;
+            }),
+            0);
+}
+
+class PrepareEnvironmentTest : public testing::Test {
+ protected:
+  static std::string Driver() {
+    const char* const driver = std::getenv("SDL_AUDIODRIVER");
+    return driver != nullptr ? driver : "(none)";
+  }
+  void SetUp() override {
+    for (const char* const name : {"SDL_AUDIODRIVER", "PULSE_SERVER"}) unsetenv(name);
+  }
+
+  const TestFolder folder_;
+  const TestVariable driver_{"SDL_AUDIODRIVER", ""};
+  const TestVariable server_{"PULSE_SERVER", ""};
+  const TestVariable runtime_{"XDG_RUNTIME_DIR", folder_.Path()};
+  const TestVariable posix_{"POSIXLY_CORRECT", "1"};
+};
+
+TEST_F(PrepareEnvironmentTest, OptionsPermute) {
+  tarvex::PrepareEnvironment();
+  EXPECT_EQ(std::getenv("POSIXLY_CORRECT"), nullptr);
+}
+
+TEST_F(PrepareEnvironmentTest, NoSoundIsLookedForWhereThereIsNone) {
+  bool card = false;
+  std::error_code ignored;
+  for (const auto& entry : fs::directory_iterator("/dev/snd", ignored)) {
+    card = card || entry.path().filename().string().rfind("controlC", 0) == 0;
+  }
+  tarvex::PrepareEnvironment();
+  EXPECT_EQ(Driver(), card ? "(none)" : "dummy");
+}
+
+TEST_F(PrepareEnvironmentTest, SoundServersAreSound) {
+  fs::create_directory(folder_ / "pulse");
+  folder_.Write("pulse/native", "");
+  tarvex::PrepareEnvironment();
+  EXPECT_EQ(Driver(), "(none)");
+  fs::remove_all(folder_ / "pulse");
+  folder_.Write("pipewire-0", "");
+  tarvex::PrepareEnvironment();
+  EXPECT_EQ(Driver(), "(none)");
+  fs::remove(folder_ / "pipewire-0");
+  setenv("PULSE_SERVER", "tcp:host", 1);
+  tarvex::PrepareEnvironment();
+  EXPECT_EQ(Driver(), "(none)");
+}
+
+TEST_F(PrepareEnvironmentTest, UsersOwnDriverStays) {
+  setenv("SDL_AUDIODRIVER", "alsa", 1);
+  tarvex::PrepareEnvironment();
+  EXPECT_EQ(Driver(), "alsa");
+}
+
+// ---- WriteAll -----------------------------------------------------------------------------------
+
+class WriteAllTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    std::array<int, 2> ends{};
+    ASSERT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
+    read_ = tarvex::Descriptor(ends[0]);
+    write_ = tarvex::Descriptor(ends[1]);
+    for (std::size_t at = 0; at < text_.size(); ++at) {
+      text_[at] = static_cast<char>('a' + at % 23);
+    }
+  }
+
+  tarvex::Descriptor read_;
+  tarvex::Descriptor write_;
+  std::string text_ = std::string(1U << 20, ' ');  // many times what a pipe holds
+};
+
+TEST_F(WriteAllTest, WaitsForANonBlockingDescriptor) {
+  fcntl(write_.Get(), F_SETFL, O_NONBLOCK);
+  std::string received;
+  std::thread reader([&] { received = ReadToEnd(read_.Get()); });
+  EXPECT_EQ(tarvex::WriteAll(write_.Get(), text_.data(), text_.size()), 0);
+  write_.Close();
+  reader.join();
+  EXPECT_EQ(received, text_);
+}
+
+TEST_F(WriteAllTest, GoesOnAfterInterruptions) {
+  struct sigaction interrupt {};
+  interrupt.sa_handler = [](int) {};
+  struct sigaction before {};
+  sigaction(SIGUSR1, &interrupt, &before);
+  const pthread_t writer = pthread_self();
+  std::string received;
+  std::thread reader([&] {
+    for (int count = 0; count < 50; ++count) {
+      pthread_kill(writer, SIGUSR1);
+      std::array<char, 1000> chunk{};
+      const ssize_t size = read(read_.Get(), chunk.data(), chunk.size());
+      if (size > 0) received.append(chunk.data(), static_cast<std::size_t>(size));
+    }
+    received += ReadToEnd(read_.Get());
+  });
+  EXPECT_EQ(tarvex::WriteAll(write_.Get(), text_.data(), text_.size()), 0);
+  write_.Close();
+  reader.join();
+  sigaction(SIGUSR1, &before, nullptr);
+  EXPECT_EQ(received, text_);
+}
+
+TEST_F(WriteAllTest, TellsTheFirstFailure) {
+  EXPECT_EQ(tarvex::WriteAll(-1, "x", 1), EBADF);
+  const tarvex::Descriptor full(open("/dev/full", O_WRONLY | O_CLOEXEC));
+  EXPECT_EQ(tarvex::WriteAll(full.Get(), "x", 1), ENOSPC);
+  EXPECT_EQ(tarvex::WriteAll(-1, "", 0), 0);
+}
+
+TEST_F(WriteAllTest, TellsThatNobodyReads) {
+  read_.Close();
+  const auto before = signal(SIGPIPE, SIG_IGN);
+  EXPECT_EQ(tarvex::WriteAll(write_.Get(), "x", 1), EPIPE);
+  signal(SIGPIPE, before);
+}
+
+}  // namespace
