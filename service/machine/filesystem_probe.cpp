@@ -1,0 +1,77 @@
+#include "service/machine/filesystem_probe.h"
+
+#include <algorithm>
+#include <array>
+
+#include "service/machine/helper_process.h"
+#include "service/machine/helper_protocol.h"
+
+namespace orvan::machine {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr std::chrono::milliseconds kStopPoll{50};
+
+template <std::size_t N>
+bool Put(std::array<char, N>& field, const std::string& text) {
+  if (text.size() >= N) return false;
+  std::copy(text.begin(), text.end(), field.begin());
+  return true;
+}
+
+template <std::size_t N>
+std::string Get(const std::array<char, N>& field) {
+  return std::string(field.begin(), std::find(field.begin(), field.end(), '\0'));
+}
+
+class HelperProbe final : public FilesystemProbe {
+ public:
+  HelperProbe(std::string helperPath, std::chrono::milliseconds limit)
+      : helperPath_(std::move(helperPath)), limit_(limit) {}
+
+  std::optional<FilesystemFacts> Probe(const std::string& device, const std::string& mountPoint,
+                                       std::stop_token stop) override {
+    ProbeMessage question;
+    if (!Put(question.device, device) || !Put(question.mountPoint, mountPoint)) return {};
+    int error = 0;
+    if (!helper_) helper_ = HelperProcess::Start(helperPath_, error);
+    if (!helper_ || !helper_->Send(&question, sizeof(question))) return GiveUp();
+    ProbedMessage answer;
+    if (!Await(answer, stop)) return GiveUp();
+    FilesystemFacts facts{Get(answer.tableType), Get(answer.fileSystem), Get(answer.label), {}};
+    if (answer.hasUse != 0) facts.use = {answer.usedBytes, answer.freeBytes};
+    return facts;
+  }
+
+ private:
+  bool Await(ProbedMessage& answer, const std::stop_token& stop) {
+    const auto deadline = Clock::now() + limit_;
+    while (Clock::now() < deadline && !stop.stop_requested()) {
+      std::size_t size = 0;
+      const auto receipt = helper_->Receive(&answer, sizeof(answer), size, kStopPoll);
+      if (receipt == HelperProcess::Receipt::kNothing) continue;
+      return receipt == HelperProcess::Receipt::kMessage && size == sizeof(answer) &&
+             answer.head.kind == MessageKind::kProbed;
+    }
+    return false;
+  }
+
+  std::optional<FilesystemFacts> GiveUp() {
+    helper_.reset();
+    return {};
+  }
+
+  std::string helperPath_;
+  std::chrono::milliseconds limit_;
+  std::unique_ptr<HelperProcess> helper_;
+};
+
+}  // namespace
+
+std::unique_ptr<FilesystemProbe> MakeFilesystemProbe(std::string helperPath,
+                                                     std::chrono::milliseconds limit) {
+  return std::make_unique<HelperProbe>(std::move(helperPath), limit);
+}
+
+}  // namespace orvan::machine

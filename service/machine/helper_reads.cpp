@@ -1,0 +1,209 @@
+#include "service/machine/helper_reads.h"
+
+#include <poll.h>
+#include <sys/mman.h>
+#include <sys/socket.h>
+#include <sys/uio.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+
+namespace orvan::machine {
+namespace {
+
+constexpr std::size_t kHugePageBytes = 2U << 20;
+constexpr std::size_t kBufferAlignment = 4096;
+
+std::size_t RoundedUp(std::size_t bytes, std::size_t unit) {
+  return (bytes + unit - 1) / unit * unit;
+}
+
+}  // namespace
+
+HelperReads::HelperReads(int socket, const HelperDevice& device, const OpenMessage& request)
+    : socket_(socket),
+      device_(device),
+      largestReadBytes_(
+          static_cast<std::uint32_t>(RoundedUp(request.largestReadBytes, kBufferAlignment))),
+      timeLimit_(request.timeLimitMs),
+      slots_(request.depth) {}
+
+HelperReads::~HelperReads() {
+  if (hasRing_) io_uring_queue_exit(&ring_);
+  if (buffers_ != nullptr) munmap(buffers_, buffersBytes_);
+}
+
+int HelperReads::SetUp() {
+  buffersBytes_ = RoundedUp(slots_.size() * largestReadBytes_, kHugePageBytes);
+  void* memory =
+      mmap(nullptr, buffersBytes_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  if (memory == MAP_FAILED) return errno;
+  buffers_ = static_cast<std::byte*>(memory);
+  madvise(buffers_, buffersBytes_, MADV_HUGEPAGE);
+  const int made = io_uring_queue_init(static_cast<unsigned>(slots_.size()), &ring_, 0);
+  if (made < 0) return -made;
+  hasRing_ = true;
+  std::vector<iovec> parts(slots_.size());
+  for (std::uint32_t i = 0; i < parts.size(); ++i) parts[i] = {Buffer(i), largestReadBytes_};
+  // Refused where too little memory may be locked; reading works without.
+  registered_ =
+      io_uring_register_buffers(&ring_, parts.data(), static_cast<unsigned>(parts.size())) == 0;
+  return 0;
+}
+
+std::byte* HelperReads::Buffer(std::uint32_t slot) const {
+  return buffers_ + static_cast<std::size_t>(slot) * largestReadBytes_;
+}
+
+void HelperReads::Run() {
+  while (true) {
+    std::array<pollfd, 2> events{pollfd{socket_, POLLIN, 0}, pollfd{ring_.ring_fd, POLLIN, 0}};
+    if (poll(events.data(), events.size(), AwaitEvent()) < 0 && errno != EINTR) return;
+    if (events[0].revents != 0 && !TakeRequests()) return;
+    TakeCompletions();
+    ExpireOverdue();
+    StartQueued();
+    if (!SendResults()) return;
+  }
+}
+
+// Milliseconds to the next deadline, rounded up; -1 when nothing is in flight.
+int HelperReads::AwaitEvent() const {
+  Clock::time_point next = Clock::time_point::max();
+  for (const Slot& slot : slots_) {
+    if (slot.state == SlotState::kReading) next = std::min(next, slot.deadline);
+  }
+  if (next == Clock::time_point::max()) return -1;
+  const auto left = std::chrono::ceil<std::chrono::milliseconds>(next - Clock::now());
+  return static_cast<int>(std::max<std::int64_t>(left.count(), 0));
+}
+
+bool HelperReads::IsValid(const BlockRead& read) const {
+  const BlockGeometry& geometry = device_.Geometry();
+  return read.sizeBytes > 0 && read.sizeBytes <= largestReadBytes_ &&
+         read.sizeBytes % geometry.logicalSectorBytes == 0 &&
+         read.offsetBytes % geometry.logicalSectorBytes == 0 &&
+         read.offsetBytes <= geometry.sizeBytes &&
+         read.sizeBytes <= geometry.sizeBytes - read.offsetBytes;
+}
+
+// False when the client is gone or breaks the protocol.
+bool HelperReads::TakeRequests() {
+  while (true) {
+    ReadMessage message;
+    const ssize_t got = recv(socket_, &message, sizeof(message), MSG_DONTWAIT | MSG_TRUNC);
+    if (got < 0) return errno == EAGAIN || errno == EINTR;
+    const auto size = static_cast<std::size_t>(got);
+    if (size < sizeof(MessageHead) || message.head.kind != MessageKind::kRead ||
+        message.head.count > kMostReadsPerMessage ||
+        size != ListBytes<BlockRead>(message.head.count) ||
+        queue_.size() + message.head.count > kMostReadsOutstanding) {
+      return false;
+    }
+    const auto begin = message.reads.begin();
+    const auto end = begin + message.head.count;
+    if (!std::all_of(begin, end, [this](const BlockRead& read) { return IsValid(read); })) {
+      return false;
+    }
+    queue_.insert(queue_.end(), begin, end);
+  }
+}
+
+void HelperReads::StartQueued() {
+  bool started = false;
+  for (std::uint32_t i = 0; i < slots_.size() && !queue_.empty(); ++i) {
+    if (slots_[i].state != SlotState::kFree) continue;
+    slots_[i] = {SlotState::kReading, queue_.front(), 0, Clock::now() + timeLimit_};
+    queue_.pop_front();
+    StartRead(i);
+    started = true;
+  }
+  const auto isLost = [](const Slot& slot) { return slot.state == SlotState::kLost; };
+  if (std::all_of(slots_.begin(), slots_.end(), isLost)) {
+    // No slot will come free in time, so these would wait for ever.
+    for (const BlockRead& read : queue_) {
+      results_.push_back({read.id, ReadOutcome::kTimedOut, ETIMEDOUT});
+    }
+    queue_.clear();
+  }
+  if (started) io_uring_submit(&ring_);
+}
+
+void HelperReads::StartRead(std::uint32_t index) {
+  const Slot& slot = slots_[index];
+  // One entry per slot, so the submission queue cannot be full.
+  io_uring_sqe* entry = io_uring_get_sqe(&ring_);
+  std::byte* to = Buffer(index) + slot.doneBytes;
+  const std::uint32_t size = slot.read.sizeBytes - slot.doneBytes;
+  const std::uint64_t offset = slot.read.offsetBytes + slot.doneBytes;
+  if (registered_) {
+    io_uring_prep_read_fixed(entry, device_.Descriptor(), to, size, offset,
+                             static_cast<int>(index));
+  } else {
+    io_uring_prep_read(entry, device_.Descriptor(), to, size, offset);
+  }
+  entry->user_data = index;
+}
+
+void HelperReads::TakeCompletions() {
+  bool resumed = false;
+  io_uring_cqe* completion = nullptr;
+  while (io_uring_peek_cqe(&ring_, &completion) == 0) {
+    const auto index = static_cast<std::uint32_t>(completion->user_data);
+    const int result = completion->res;
+    io_uring_cqe_seen(&ring_, completion);
+    Slot& slot = slots_[index];
+    const bool partial =
+        result > 0 && slot.doneBytes + static_cast<std::uint32_t>(result) < slot.read.sizeBytes &&
+        static_cast<std::uint32_t>(result) % device_.Geometry().logicalSectorBytes == 0;
+    if (slot.state == SlotState::kReading && partial) {
+      slot.doneBytes += static_cast<std::uint32_t>(result);
+      StartRead(index);
+      resumed = true;
+    } else {
+      Finish(slot, result);
+    }
+  }
+  if (resumed) io_uring_submit(&ring_);
+}
+
+void HelperReads::Finish(Slot& slot, int result) {
+  const bool isAnswered = slot.state == SlotState::kLost;
+  slot.state = SlotState::kFree;
+  if (isAnswered) return;
+  const bool whole =
+      result > 0 && slot.doneBytes + static_cast<std::uint32_t>(result) == slot.read.sizeBytes;
+  if (whole) {
+    results_.push_back({slot.read.id, ReadOutcome::kRead, 0});
+    return;
+  }
+  // An end of the data before the device's end has no errno of its own.
+  const int error = device_.IsGone() ? ENODEV : result < 0 ? -result : EIO;
+  results_.push_back({slot.read.id, ReadOutcome::kFailed, error});
+}
+
+void HelperReads::ExpireOverdue() {
+  const Clock::time_point now = Clock::now();
+  for (Slot& slot : slots_) {
+    if (slot.state != SlotState::kReading || now < slot.deadline) continue;
+    slot.state = SlotState::kLost;
+    results_.push_back({slot.read.id, ReadOutcome::kTimedOut, ETIMEDOUT});
+  }
+}
+
+bool HelperReads::SendResults() {
+  for (std::size_t first = 0; first < results_.size(); first += kMostReadsPerMessage) {
+    DoneMessage message;
+    message.head.count = static_cast<std::uint32_t>(
+        std::min<std::size_t>(results_.size() - first, kMostReadsPerMessage));
+    std::copy_n(results_.begin() + static_cast<std::ptrdiff_t>(first), message.head.count,
+                message.results.begin());
+    const std::size_t size = ListBytes<BlockReadResult>(message.head.count);
+    if (send(socket_, &message, size, MSG_NOSIGNAL) != static_cast<ssize_t>(size)) return false;
+  }
+  results_.clear();
+  return true;
+}
+
+}  // namespace orvan::machine

@@ -1,0 +1,63 @@
+#pragma once
+
+#include <liburing.h>
+
+#include <chrono>
+#include <deque>
+#include <vector>
+
+#include "service/machine/helper_device.h"
+#include "service/machine/helper_protocol.h"
+
+namespace orvan::machine {
+
+// The reading side of the helper program: takes reads from the socket, keeps up to `depth` of them
+// in flight at the device, and answers each within the time limit. The program's one thread.
+class HelperReads {
+ public:
+  HelperReads(int socket, const HelperDevice& device, const OpenMessage& request);
+  ~HelperReads();
+  HelperReads(const HelperReads&) = delete;
+  HelperReads& operator=(const HelperReads&) = delete;
+
+  // Buffers and ring. 0, or the errno.
+  int SetUp();
+  // Serves until the socket closes or says something that no honest client says.
+  void Run();
+
+ private:
+  using Clock = std::chrono::steady_clock;
+  enum class SlotState { kFree, kReading, kLost };
+  struct Slot {
+    SlotState state = SlotState::kFree;
+    BlockRead read;
+    std::uint32_t doneBytes = 0;
+    Clock::time_point deadline;
+  };
+
+  int AwaitEvent() const;
+  bool TakeRequests();
+  bool IsValid(const BlockRead& read) const;
+  void StartQueued();
+  void StartRead(std::uint32_t index);
+  void TakeCompletions();
+  void Finish(Slot& slot, int result);
+  void ExpireOverdue();
+  bool SendResults();
+  std::byte* Buffer(std::uint32_t slot) const;
+
+  int socket_;
+  const HelperDevice& device_;
+  std::uint32_t largestReadBytes_;
+  std::chrono::milliseconds timeLimit_;
+  std::vector<Slot> slots_;
+  std::deque<BlockRead> queue_;
+  std::vector<BlockReadResult> results_;
+  std::byte* buffers_ = nullptr;
+  std::size_t buffersBytes_ = 0;
+  io_uring ring_{};
+  bool hasRing_ = false;
+  bool registered_ = false;  // the buffers are known to the ring
+};
+
+}  // namespace orvan::machine

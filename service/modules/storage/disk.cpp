@@ -1,0 +1,118 @@
+#include "service/modules/storage/disk.h"
+
+#include <array>
+#include <utility>
+
+namespace orvan::storage {
+namespace {
+
+constexpr char kNotObtained[] = "UNABLE_TO_OBTAIN";
+
+// "256060514304 bytes (256.0 GB)": decimal units as printed on the drive, cut and not rounded.
+std::string SizeText(std::uint64_t bytes) {
+  static constexpr std::array<const char*, 5> kUnits = {"kB", "MB", "GB", "TB", "PB"};
+  std::string text = std::to_string(bytes) + " bytes";
+  if (bytes < 1000) return text;
+  std::uint64_t tenths = bytes / 100;
+  std::size_t unit = 0;
+  while (tenths >= 10000 && unit + 1 < kUnits.size()) {
+    tenths /= 1000;
+    ++unit;
+  }
+  return text + " (" + std::to_string(tenths / 10) + '.' + std::to_string(tenths % 10) + ' ' +
+         kUnits[unit] + ')';
+}
+
+std::string ShownName(const DiskFacts& facts) {
+  const std::string model =
+      facts.model.empty() ? std::string(TransportName(facts.transport)) + " disk" : facts.model;
+  return model + " (" + facts.kernelName + ')';
+}
+
+}  // namespace
+
+const char* TransportName(Transport transport) {
+  switch (transport) {
+    case Transport::kUnknown:
+      return "Unknown";
+    case Transport::kSata:
+      return "SATA";
+    case Transport::kScsi:
+      return "SCSI";
+    case Transport::kSas:
+      return "SAS";
+    case Transport::kUsb:
+      return "USB";
+    case Transport::kNvme:
+      return "NVMe";
+    case Transport::kVirtio:
+      return "virtio";
+    case Transport::kMmc:
+      return "MMC";
+    case Transport::kXen:
+      return "Xen";
+    case Transport::kLoop:
+      return "Loop";
+  }
+  return "Unknown";
+}
+
+Disk::Disk(std::string id, DiskFacts facts, bool isUnique)
+    : id_(std::move(id)), facts_(std::move(facts)), isUnique_(isUnique) {}
+
+DeviceInformation Disk::Information() const {
+  DeviceInformation record;
+  record.name = ShownName(facts_);
+  const std::array<std::pair<const char*, std::string>, 11> rows = {{
+      {"MODEL", facts_.model},
+      {"SERIAL_NUMBER", facts_.serial},
+      {"FIRMWARE", facts_.firmware},
+      {"SIZE", SizeText(facts_.sizeBytes)},
+      {"LOGICAL_SECTOR_SIZE", std::to_string(facts_.logicalSectorBytes) + " bytes"},
+      {"PHYSICAL_SECTOR_SIZE", std::to_string(facts_.physicalSectorBytes) + " bytes"},
+      {"TRANSPORT", TransportName(facts_.transport)},
+      {"MEDIA_TYPE", facts_.isRotating ? "Rotating" : "Solid state"},
+      {"KERNEL_NAME", facts_.kernelName},
+      {"BUS_PATH", facts_.busPath},
+      {"BACKING_FILE", facts_.backingFile},
+  }};
+  for (const auto& [label, value] : rows) {
+    if (!value.empty()) record.entries.emplace_back(value, label);
+  }
+  record.properties["NonRotatingMedia"] = facts_.isRotating ? "F" : "T";
+  record.properties["KernelName"] = facts_.kernelName;
+  return record;
+}
+
+std::vector<DiagResource> Disk::Resources() const {
+  std::vector<DiagResource> resources;
+  for (const Partition& part : facts_.partitions) {
+    const auto use = [&part](std::uint64_t bytes) {
+      return part.hasUse ? std::to_string(bytes) : std::string(kNotObtained);
+    };
+    resources.push_back({"PARTITION",
+                         {{"PARTITION_TYPE", part.type},
+                          {"MOUNT_POINT", part.mountPoint.empty() ? kNotObtained : part.mountPoint},
+                          {"FILE_SYSTEM", part.fileSystem},
+                          {"LABEL", part.label},
+                          {"SIZE", std::to_string(part.sizeBytes)},
+                          {"USED", use(part.usedBytes)},
+                          {"FREE", use(part.freeBytes)},
+                          {"INDEX", std::to_string(part.index)}}});
+  }
+  return resources;
+}
+
+std::string HardwareIdentity(const DiskFacts& facts) {
+  if (!facts.worldWideName.empty()) return facts.worldWideName;
+  if (facts.serial.empty()) return {};
+  return facts.model.empty() ? facts.serial : facts.model + '_' + facts.serial;
+}
+
+std::string Disk::UniqueId() const {
+  const std::string identity = HardwareIdentity(facts_);
+  if (identity.empty()) return facts_.busPath;
+  return isUnique_ ? identity : identity + '@' + facts_.busPath;
+}
+
+}  // namespace orvan::storage

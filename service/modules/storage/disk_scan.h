@@ -1,0 +1,20 @@
+#pragma once
+
+#include <memory>
+#include <stop_token>
+#include <vector>
+
+#include "service/machine/filesystem_probe.h"
+#include "service/machine/machine_files.h"
+#include "service/modules/storage/disk.h"
+
+namespace orvan::storage {
+
+// Finds the whole disks of a machine, numbered "0", "1", ... in the order of their hardware path.
+// Loop devices with a backing file take part when `includeLoop` is set. A stop ends the scan with
+// what was found so far.
+std::vector<std::unique_ptr<Disk>> ScanDisks(const machine::MachineFiles& files,
+                                             machine::FilesystemProbe& probe, bool includeLoop,
+                                             std::stop_token stop);
+
+}  // namespace orvan::storage

@@ -1,0 +1,204 @@
+#include "service/modules/storage/hardware_path.h"
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <charconv>
+#include <cstdint>
+#include <string_view>
+#include <vector>
+
+namespace orvan::storage {
+namespace {
+
+constexpr std::size_t kWidestNumber = 20;  // digits of the largest 64-bit number
+
+bool IsDigit(char c) {
+  return std::isdigit(static_cast<unsigned char>(c)) != 0;
+}
+
+std::vector<std::string> Split(const std::string& text, char separator) {
+  std::vector<std::string> parts;
+  std::size_t begin = 0;
+  while (begin <= text.size()) {
+    const std::size_t end = std::min(text.find(separator, begin), text.size());
+    parts.push_back(text.substr(begin, end - begin));
+    begin = end + 1;
+  }
+  return parts;
+}
+
+std::string Padded(const std::string& digits) {
+  return std::string(kWidestNumber - std::min(kWidestNumber, digits.size()), '0') + digits;
+}
+
+// Every run of decimal digits widened, so that comparing bytes compares numbers.
+std::string NaturalKey(const std::string& text) {
+  std::string key;
+  for (std::size_t i = 0; i < text.size();) {
+    std::size_t end = i;
+    while (end < text.size() && IsDigit(text[end])) ++end;
+    key += end > i ? Padded(text.substr(i, end - i)) : std::string(1, text[i]);
+    i = std::max(end, i + 1);
+  }
+  return key;
+}
+
+// "prefix" followed by digits only.
+bool IsNumbered(const std::string& part, std::string_view prefix) {
+  return part.size() > prefix.size() && part.starts_with(prefix) &&
+         std::all_of(part.begin() + static_cast<std::ptrdiff_t>(prefix.size()), part.end(),
+                     IsDigit);
+}
+
+// Numbers joined by ":", as in the kernel's SCSI names; `count` of them.
+bool IsTuple(const std::string& part, std::size_t count) {
+  const std::vector<std::string> numbers = Split(part, ':');
+  return numbers.size() == count &&
+         std::all_of(numbers.begin(), numbers.end(),
+                     [](const std::string& number) { return IsNumbered(number, ""); });
+}
+
+// "0000:00:1f.2". The parts are hexadecimal.
+bool IsPciAddress(const std::string& part) {
+  const std::vector<std::string> numbers = Split(part, ':');
+  return numbers.size() == 3 && numbers[0].size() >= 4 && numbers[1].size() == 2 &&
+         numbers[2].size() == 4 && numbers[2][2] == '.';
+}
+
+std::string PciKey(const std::string& address) {
+  std::string key = "pci-";
+  for (const std::string& text : Split(address, ':')) {
+    for (const std::string& field : Split(text, '.')) {
+      std::uint64_t number = 0;
+      std::from_chars(field.data(), field.data() + field.size(), number, 16);
+      key += Padded(std::to_string(number)) + ':';
+    }
+  }
+  return key;
+}
+
+// The part behind the first ':', or nothing.
+std::string WithoutFirstNumber(const std::string& tuple) {
+  return tuple.substr(std::min(tuple.find(':'), tuple.size() - 1) + 1);
+}
+
+// What one folder of the path says; both empty for one that says nothing that lasts.
+struct Step {
+  std::string text;
+  std::string key;
+};
+
+Step Named(const std::string& text) {
+  return {text, NaturalKey(text)};
+}
+
+// ATA ports are numbered over all controllers; the port's own number stands in its class folder.
+Step AtaStep(const machine::MachineFiles& files, const std::string& folder,
+             const std::string& part) {
+  const std::string port = files.ReadText(folder + "/ata_port/" + part + "/port_no");
+  return Named("ata-" + (port.empty() ? part.substr(3) : port));
+}
+
+// "port-6:0", "end_device-6:0:1", "expander-6:0": the first number is the host's.
+Step SasStep(const std::string& part) {
+  const std::size_t dash = part.find('-');
+  return Named(part.substr(0, dash + 1) + WithoutFirstNumber(part.substr(dash + 1)));
+}
+
+bool IsUsbPort(const std::string& part) {
+  const std::size_t dash = part.find('-');
+  return dash != std::string::npos && dash > 0 && dash + 1 < part.size() &&
+         std::all_of(part.begin(), part.begin() + static_cast<std::ptrdiff_t>(dash), IsDigit) &&
+         std::all_of(part.begin() + static_cast<std::ptrdiff_t>(dash) + 1, part.end(),
+                     [](char c) { return IsDigit(c) || c == '.' || c == ':'; });
+}
+
+bool IsSilent(const std::string& part) {
+  static constexpr std::array<std::string_view, 6> kNumbered = {"host",        "virtio", "nvme",
+                                                                "nvme-subsys", "link",   "dev"};
+  static constexpr std::array<std::string_view, 6> kNames = {
+      "block", "nvme", "mmc_host", "virtual", "nvme-subsystem", "devices"};
+  return std::any_of(kNumbered.begin(), kNumbered.end(),
+                     [&](std::string_view prefix) { return IsNumbered(part, prefix); }) ||
+         std::any_of(kNames.begin(), kNames.end(),
+                     [&](std::string_view name) { return part == name; });
+}
+
+Step ReadStep(const machine::MachineFiles& files, const std::string& folder,
+              const std::string& part) {
+  if (IsSilent(part) || part.starts_with("pci0") || part.starts_with("pci1")) return {};
+  if (IsPciAddress(part)) return {"pci-" + part, PciKey(part)};
+  if (IsNumbered(part, "ata")) return AtaStep(files, folder, part);
+  if (part.starts_with("target") && IsTuple(part.substr(6), 3)) return {};
+  if (IsTuple(part, 4)) return Named("scsi-" + WithoutFirstNumber(part));
+  if (part.starts_with("port-") || part.starts_with("end_device-") ||
+      part.starts_with("expander-")) {
+    return SasStep(part);
+  }
+  if (IsUsbPort(part)) return Named("port-" + part.substr(part.find('-') + 1));
+  if (part.starts_with("mmc") && part.find(':') != std::string::npos) return {};
+  return Named(part);
+}
+
+// The last step: what tells disks of one controller apart.
+Step DiskStep(const machine::MachineFiles& files, const std::string& kernelName) {
+  if (kernelName.starts_with("loop")) return {};
+  const std::string nsid = files.ReadText("/sys/block/" + kernelName + "/nsid");
+  if (!nsid.empty()) return Named("namespace-" + nsid);
+  const std::size_t mark = kernelName.find_last_of('n');
+  const bool isNamespace = kernelName.starts_with("nvme") && mark != 0;
+  return isNamespace ? Named("namespace-" + kernelName.substr(mark + 1)) : Step{};
+}
+
+// A multipath NVMe disk lies below its subsystem; its controllers are links of the subsystem.
+std::string FirstController(const machine::MachineFiles& files, const std::string& subsystem) {
+  std::vector<std::pair<std::string, std::string>> controllers;
+  for (const std::string& name : files.List(subsystem)) {
+    const std::string folder = subsystem + '/' + name;
+    if (!IsNumbered(name, "nvme") || !files.ReadLink(folder)) continue;
+    const std::string resolved = files.Resolve(folder);
+    std::string key;
+    for (const std::string& part : Split(resolved, '/')) key += ReadStep(files, "", part).key + '/';
+    controllers.emplace_back(key, resolved);
+  }
+  std::sort(controllers.begin(), controllers.end());
+  return controllers.empty() ? std::string() : controllers.front().second;
+}
+
+}  // namespace
+
+std::string HardwareFolder(const machine::MachineFiles& files, const std::string& kernelName) {
+  const std::string folder = files.Resolve("/sys/block/" + kernelName);
+  if (folder.find("/nvme-subsystem/") == std::string::npos) return folder;
+  const std::string subsystem = folder.substr(0, folder.find_last_of('/'));
+  const std::string controller = FirstController(files, subsystem);
+  return controller.empty() ? folder : controller + '/' + kernelName;
+}
+
+HardwarePath ReadHardwarePath(const machine::MachineFiles& files, const std::string& kernelName) {
+  static const std::string kRoot = "/sys/devices/";
+  const std::string folder = HardwareFolder(files, kernelName);
+  const bool isLoop = kernelName.starts_with("loop");
+  HardwarePath path;
+  path.sortKey = isLoop ? "~" : "";
+  const auto append = [&path](const Step& step) {
+    if (step.text.empty()) return;
+    path.text += (path.text.empty() ? "" : "/") + step.text;
+    path.sortKey += step.key + '/';
+  };
+  std::string reached = "/sys/devices";
+  std::vector<std::string> parts =
+      Split(folder.starts_with(kRoot) ? folder.substr(kRoot.size()) : folder, '/');
+  if (!isLoop) parts.pop_back();
+  for (const std::string& part : parts) {
+    reached += '/' + part;
+    append(ReadStep(files, reached, part));
+  }
+  append(DiskStep(files, kernelName));
+  // Only where the hardware tells nothing more apart.
+  path.sortKey += '\x01' + NaturalKey(folder);
+  return path;
+}
+
+}  // namespace orvan::storage

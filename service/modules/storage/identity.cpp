@@ -1,0 +1,165 @@
+#include "service/modules/storage/identity.h"
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+
+#include "service/modules/storage/hardware_path.h"
+
+namespace orvan::storage {
+namespace {
+
+// Source: SPC-5, Unit Serial Number VPD page (80h): 4 bytes of head, then the text.
+constexpr std::size_t kVpdHeadBytes = 4;
+// Source: SAT-4, ATA Information VPD page (89h): IDENTIFY DEVICE data of 512 bytes from byte 60.
+constexpr std::size_t kIdentifyAt = 60;
+constexpr std::size_t kIdentifyBytes = 512;
+// Source: ACS-4, IDENTIFY DEVICE: serial number words 10-19, firmware 23-26, model 27-46.
+struct WordRange {
+  std::size_t first;
+  std::size_t count;
+};
+constexpr WordRange kSerialWords{10, 10};
+constexpr WordRange kFirmwareWords{23, 4};
+constexpr WordRange kModelWords{27, 20};
+
+// An ATA text: each word holds two characters, the first in the high byte.
+std::string AtaText(const std::string& identify, WordRange range) {
+  std::string text;
+  for (std::size_t word = range.first; word < range.first + range.count; ++word) {
+    text += identify[2 * word + 1];
+    text += identify[2 * word];
+  }
+  return Shown(text);
+}
+
+std::string FirstOf(const machine::MachineFiles& files, const std::string& folder,
+                    std::initializer_list<const char*> names) {
+  for (const char* name : names) {
+    std::string text = Shown(files.ReadText(folder + name));
+    if (!text.empty()) return text;
+  }
+  return {};
+}
+
+// The folder of the USB device that a path leads through; the innermost one.
+std::string UsbDeviceFolder(const machine::MachineFiles& files, std::string folder) {
+  while (folder.size() > 1) {
+    if (files.Exists(folder + "/idVendor")) return folder;
+    folder.erase(folder.find_last_of('/'));
+  }
+  return {};
+}
+
+void ReadScsi(const machine::MachineFiles& files, const std::string& device, DiskFacts& facts) {
+  const std::string vendor = FirstOf(files, device, {"/vendor"});
+  facts.model = FirstOf(files, device, {"/model"});
+  if (!vendor.empty() && vendor != "ATA") facts.model = Shown(vendor + ' ' + facts.model);
+  facts.firmware = FirstOf(files, device, {"/rev"});
+  facts.worldWideName = FirstOf(files, device, {"/wwid"});
+  const std::string page80 = files.ReadBytes(device + "/vpd_pg80", 260).value_or("");
+  if (page80.size() > kVpdHeadBytes) facts.serial = Shown(page80.substr(kVpdHeadBytes));
+  // INQUIRY cuts an ATA disk's model to 16 characters and its firmware to 4; this page does not.
+  const std::string page89 = files.ReadBytes(device + "/vpd_pg89", 4096).value_or("");
+  if (page89.size() < kIdentifyAt + kIdentifyBytes) return;
+  const std::string identify = page89.substr(kIdentifyAt, kIdentifyBytes);
+  const auto prefer = [&identify](std::string& field, WordRange words) {
+    std::string text = AtaText(identify, words);
+    if (!text.empty()) field = std::move(text);
+  };
+  prefer(facts.model, kModelWords);
+  prefer(facts.firmware, kFirmwareWords);
+  prefer(facts.serial, kSerialWords);
+}
+
+void ReadUsb(const machine::MachineFiles& files, const std::string& folder, DiskFacts& facts) {
+  const std::string usb = UsbDeviceFolder(files, folder);
+  if (usb.empty()) return;
+  if (facts.serial.empty()) facts.serial = FirstOf(files, usb, {"/serial"});
+  if (facts.model.empty()) facts.model = FirstOf(files, usb, {"/product"});
+}
+
+Transport FindTransport(const std::string& kernelName, const std::string& folder) {
+  struct Rule {
+    std::string_view name;    // the kernel name begins with it
+    std::string_view within;  // the folder contains it
+    Transport transport;
+  };
+  static constexpr std::array<Rule, 10> kRules = {{
+      {"loop", "", Transport::kLoop},
+      {"nvme", "", Transport::kNvme},
+      {"mmcblk", "", Transport::kMmc},
+      {"vd", "", Transport::kVirtio},
+      {"xvd", "", Transport::kXen},
+      {"sd", "/usb", Transport::kUsb},
+      {"sd", "/ata", Transport::kSata},
+      {"sd", "/end_device-", Transport::kSas},
+      {"sd", "", Transport::kScsi},
+      {"", "", Transport::kUnknown},
+  }};
+  return std::find_if(kRules.begin(), kRules.end(),
+                      [&](const Rule& rule) {
+                        return kernelName.starts_with(rule.name) &&
+                               folder.find(rule.within) != std::string::npos;
+                      })
+      ->transport;
+}
+
+}  // namespace
+
+std::string Shown(const std::string& text) {
+  static constexpr std::string_view kBlanks(" \t\r\n\0", 5);
+  const std::size_t begin = text.find_first_not_of(kBlanks);
+  if (begin == std::string::npos) return {};
+  std::string shown = text.substr(begin, text.find_last_not_of(kBlanks) - begin + 1);
+  for (std::size_t i = 0; i < shown.size(); ++i) {
+    const auto byte = static_cast<unsigned char>(shown[i]);
+    const auto next = static_cast<unsigned char>(i + 1 < shown.size() ? shown[i + 1] : 0);
+    // C2 80 to C2 9F are the control characters past ASCII in UTF-8; terminals obey those too.
+    const bool isHighControl = byte == 0xC2 && next >= 0x80 && next <= 0x9F;
+    if (isHighControl) shown.erase(i, 1);
+    if (isHighControl || byte < 0x20 || byte == 0x7F) shown[i] = '?';
+  }
+  return shown;
+}
+
+void ReadIdentity(const machine::MachineFiles& files, DiskFacts& facts) {
+  const std::string block = "/sys/block/" + facts.kernelName;
+  const std::string device = block + "/device";
+  const std::string folder = HardwareFolder(files, facts.kernelName);
+  facts.transport = FindTransport(facts.kernelName, folder);
+  switch (facts.transport) {
+    case Transport::kLoop:
+      facts.model = "Loop device";
+      facts.backingFile = FirstOf(files, block, {"/loop/backing_file"});
+      break;
+    case Transport::kNvme:
+      facts.model = FirstOf(files, device, {"/model"});
+      facts.firmware = FirstOf(files, device, {"/firmware_rev"});
+      facts.serial = FirstOf(files, device, {"/serial"});
+      facts.worldWideName = FirstOf(files, block, {"/wwid", "/eui", "/nguid"});
+      break;
+    case Transport::kMmc:
+      facts.model = FirstOf(files, device, {"/name"});
+      facts.firmware = FirstOf(files, device, {"/fwrev"});
+      facts.serial = FirstOf(files, device, {"/serial"});
+      facts.worldWideName = FirstOf(files, device, {"/cid"});
+      break;
+    case Transport::kVirtio:
+    case Transport::kXen:
+    case Transport::kUnknown:
+      facts.serial = FirstOf(files, block, {"/serial"});
+      break;
+    case Transport::kSata:
+    case Transport::kScsi:
+    case Transport::kSas:
+      ReadScsi(files, device, facts);
+      break;
+    case Transport::kUsb:
+      ReadScsi(files, device, facts);
+      ReadUsb(files, folder, facts);
+      break;
+  }
+}
+
+}  // namespace orvan::storage

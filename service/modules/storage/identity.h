@@ -1,0 +1,17 @@
+#pragma once
+
+#include <string>
+
+#include "service/machine/machine_files.h"
+#include "service/modules/storage/disk.h"
+
+namespace orvan::storage {
+
+// Fills transport, model, serial number, firmware and world-wide name of the disk named by
+// `facts.kernelName`. What the disk does not tell stays empty.
+void ReadIdentity(const machine::MachineFiles& files, DiskFacts& facts);
+
+// A text from a device, made fit to be shown: control characters become "?", the ends are cut.
+std::string Shown(const std::string& text);
+
+}  // namespace orvan::storage

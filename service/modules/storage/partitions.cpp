@@ -1,0 +1,203 @@
+#include "service/modules/storage/partitions.h"
+
+#include <algorithm>
+#include <charconv>
+#include <optional>
+#include <sstream>
+
+#include "service/modules/storage/identity.h"
+
+namespace orvan::storage {
+namespace {
+
+constexpr std::uint64_t kSysfsSectorBytes = 512;  // sysfs counts sizes in these, whatever the disk
+constexpr std::uint64_t kMountTableBytes = 4U << 20;
+constexpr std::uint32_t kMostPrimaryPartitions = 4;
+// The kernel gives an extended partition this length, so that only its table can be reached.
+constexpr std::uint64_t kExtendedBytes = 1024;
+
+using Facts = machine::FilesystemFacts;
+
+// "\040" as in /proc, "\x20" as in the device manager's database.
+std::string Decoded(const std::string& text) {
+  std::string out;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const bool isHex = i + 1 < text.size() && text[i + 1] == 'x';
+    const std::size_t begin = i + (isHex ? 2 : 1);
+    const std::size_t digits = isHex ? 2 : 3;
+    unsigned value = 0;
+    if (text[i] == '\\' && begin + digits <= text.size() &&
+        std::from_chars(text.data() + begin, text.data() + begin + digits, value, isHex ? 16 : 8)
+                .ptr == text.data() + begin + digits) {
+      out += static_cast<char>(value);
+      i = begin + digits - 1;
+    } else {
+      out += text[i];
+    }
+  }
+  return out;
+}
+
+// What the device manager has stored about a block device.
+struct Known {
+  Facts facts;
+  std::string entryScheme;  // of the table that the partition stands in
+  std::string entryType;    // e.g. "0xf"
+};
+
+std::optional<Known> ReadDeviceDatabase(const machine::MachineFiles& files,
+                                        const std::string& number) {
+  const auto text = files.ReadBytes("/run/udev/data/b" + number, 65536);
+  if (!text) return {};
+  Known known;
+  const std::map<std::string, std::string*> wanted = {
+      {"E:ID_FS_TYPE", &known.facts.fileSystem},
+      {"E:ID_FS_LABEL_ENC", &known.facts.label},
+      {"E:ID_PART_TABLE_TYPE", &known.facts.tableType},
+      {"E:ID_PART_ENTRY_SCHEME", &known.entryScheme},
+      {"E:ID_PART_ENTRY_TYPE", &known.entryType},
+  };
+  std::istringstream lines(*text);
+  for (std::string line; std::getline(lines, line);) {
+    const std::size_t equals = line.find('=');
+    const auto field = wanted.find(line.substr(0, equals));
+    if (field != wanted.end() && equals != std::string::npos) {
+      *field->second = Decoded(line.substr(equals + 1));
+    }
+  }
+  return known;
+}
+
+std::string NodePath(std::string kernelName) {
+  std::replace(kernelName.begin(), kernelName.end(), '!', '/');
+  return "/dev/" + kernelName;
+}
+
+class PartitionReader {
+ public:
+  PartitionReader(const machine::MachineFiles& files, machine::FilesystemProbe& probe,
+                  const MountTable& mounts, const DiskFacts& disk, std::stop_token stop)
+      : files_(files), probe_(probe), mounts_(mounts), disk_(disk), stop_(std::move(stop)) {}
+
+  std::vector<Partition> Read() {
+    std::vector<Partition> partitions;
+    const std::string folder = "/sys/block/" + disk_.kernelName;
+    for (const std::string& name : files_.List(folder)) {
+      if (stop_.stop_requested()) break;
+      const auto index = files_.ReadNumber(folder + '/' + name + "/partition");
+      if (!index || !name.starts_with(disk_.kernelName)) continue;
+      partitions.push_back(ReadOne(folder + '/' + name, name, static_cast<std::uint32_t>(*index)));
+    }
+    std::sort(partitions.begin(), partitions.end(),
+              [](const Partition& a, const Partition& b) { return a.index < b.index; });
+    if (partitions.empty() && disk_.sizeBytes != 0) {
+      Partition whole = ReadOne(folder, disk_.kernelName, 0);
+      if (!whole.fileSystem.empty() || !whole.mountPoint.empty()) {
+        partitions.push_back(std::move(whole));
+      }
+    }
+    return partitions;
+  }
+
+ private:
+  Partition ReadOne(const std::string& folder, const std::string& name, std::uint32_t index) {
+    const std::string number = files_.ReadText(folder + "/dev");
+    const std::string path = NodePath(name);
+    Partition part;
+    part.index = index;
+    part.sizeBytes = files_.ReadNumber(folder + "/size").value_or(0) * kSysfsSectorBytes;
+    part.mountPoint = mounts_.Find(number, path);
+    Known known = ReadDeviceDatabase(files_, number).value_or(Known());
+    const bool mustProbe = known.facts.fileSystem.empty() && known.entryScheme.empty();
+    if (mustProbe || !part.mountPoint.empty()) {
+      const Facts probed =
+          probe_.Probe(mustProbe ? path : std::string(), part.mountPoint, stop_).value_or(Facts());
+      if (mustProbe) known.facts = probed;
+      known.facts.use = probed.use;
+    }
+    part.type = TypeOf(part, known);
+    part.fileSystem = part.type == "EXTENDED" ? "" : Shown(known.facts.fileSystem);
+    part.label = Shown(known.facts.label);
+    part.hasUse = known.facts.use.has_value();
+    if (part.hasUse) {
+      part.usedBytes = known.facts.use->usedBytes;
+      part.freeBytes = known.facts.use->freeBytes;
+    }
+    return part;
+  }
+
+  std::string TypeOf(const Partition& part, const Known& known) {
+    const std::string scheme = known.entryScheme.empty() ? TableType() : known.entryScheme;
+    if (scheme != "dos" || part.index == 0) return "PRIMARY";
+    if (part.index > kMostPrimaryPartitions) return "LOGICAL";
+    const bool saysExtended =
+        known.entryType == "0x5" || known.entryType == "0xf" || known.entryType == "0x85";
+    const bool looksExtended =
+        known.entryType.empty() &&
+        part.sizeBytes <= std::max<std::uint64_t>(kExtendedBytes, disk_.logicalSectorBytes);
+    return saysExtended || looksExtended ? "EXTENDED" : "PRIMARY";
+  }
+
+  // The kind of the disk's partition table, asked once.
+  const std::string& TableType() {
+    if (!tableType_) {
+      const auto known =
+          ReadDeviceDatabase(files_, files_.ReadText("/sys/block/" + disk_.kernelName + "/dev"));
+      tableType_ = known && !known->facts.tableType.empty()
+                       ? known->facts.tableType
+                       : probe_.Probe(disk_.devicePath, "", stop_).value_or(Facts()).tableType;
+    }
+    return *tableType_;
+  }
+
+  const machine::MachineFiles& files_;
+  machine::FilesystemProbe& probe_;
+  const MountTable& mounts_;
+  const DiskFacts& disk_;
+  std::stop_token stop_;
+  std::optional<std::string> tableType_;
+};
+
+}  // namespace
+
+// Source: proc(5), /proc/pid/mountinfo: id, parent, number, root, mount point, options, optional
+// fields, "-", file system type, source, super options.
+MountTable::MountTable(const machine::MachineFiles& files) {
+  std::istringstream lines(
+      files.ReadBytes("/proc/self/mountinfo", kMountTableBytes).value_or(std::string()));
+  for (std::string line; std::getline(lines, line);) {
+    std::istringstream fields(line);
+    std::string id, parent, number, root, point;
+    if (!(fields >> id >> parent >> number >> root >> point)) continue;
+    const Mount mount{Decoded(point), root == "/"};
+    Keep(byNumber_, number, mount);
+    std::string field, type, source;
+    while (fields >> field && field != "-") continue;
+    if (fields >> type >> source && source.starts_with("/dev/")) {
+      Keep(byPath_, Decoded(source), mount);
+    }
+  }
+}
+
+// The first mount of a device stays, except that one of the whole file system beats one of a part.
+void MountTable::Keep(std::map<std::string, Mount>& mounts, const std::string& key,
+                      const Mount& mount) {
+  const auto [place, isNew] = mounts.try_emplace(key, mount);
+  if (!isNew && mount.isWhole && !place->second.isWhole) place->second = mount;
+}
+
+std::string MountTable::Find(const std::string& number, const std::string& devicePath) const {
+  if (const auto found = byNumber_.find(number); found != byNumber_.end()) {
+    return found->second.point;
+  }
+  const auto found = byPath_.find(devicePath);
+  return found == byPath_.end() ? std::string() : found->second.point;
+}
+
+std::vector<Partition> ReadPartitions(const machine::MachineFiles& files,
+                                      machine::FilesystemProbe& probe, const MountTable& mounts,
+                                      const DiskFacts& facts, std::stop_token stop) {
+  return PartitionReader(files, probe, mounts, facts, std::move(stop)).Read();
+}
+
+}  // namespace orvan::storage

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <map>
+#include <stop_token>
+#include <string>
+#include <vector>
+
+#include "service/machine/filesystem_probe.h"
+#include "service/machine/machine_files.h"
+#include "service/modules/storage/disk.h"
+
+namespace orvan::storage {
+
+// Where block devices are mounted, from /proc/self/mountinfo.
+class MountTable {
+ public:
+  explicit MountTable(const machine::MachineFiles& files);
+  // The mount point of a device by its number ("8:1") or, for file systems with numbers of their
+  // own, by its path; the one of the whole file system when there is one. Empty: not mounted.
+  std::string Find(const std::string& number, const std::string& devicePath) const;
+
+ private:
+  struct Mount {
+    std::string point;
+    bool isWhole = false;
+  };
+  static void Keep(std::map<std::string, Mount>& mounts, const std::string& key,
+                   const Mount& mount);
+  std::map<std::string, Mount> byNumber_;
+  std::map<std::string, Mount> byPath_;
+};
+
+// The partitions of a disk in the order of their index; a file system on the whole disk counts as
+// one with index 0. What the device manager already knows is taken from there, and only the rest
+// is probed. A probe that does not come back leaves file system and label empty.
+std::vector<Partition> ReadPartitions(const machine::MachineFiles& files,
+                                      machine::FilesystemProbe& probe, const MountTable& mounts,
+                                      const DiskFacts& facts, std::stop_token stop);
+
+}  // namespace orvan::storage

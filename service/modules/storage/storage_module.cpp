@@ -1,0 +1,69 @@
+#include "service/modules/storage/storage_module.h"
+
+#include <charconv>
+#include <utility>
+
+#include "service/machine/filesystem_probe.h"
+#include "service/machine/machine_files.h"
+#include "service/modules/storage/disk_scan.h"
+#include "service/modules/storage/tables.h"
+
+namespace orvan::storage {
+namespace {
+
+constexpr std::chrono::seconds kDefaultTimeLimit{30};
+constexpr std::chrono::seconds kLongestTimeLimit{600};
+// A disk that does not tell its file system by then is shown without it.
+constexpr std::chrono::seconds kProbeLimit{5};
+
+std::string Setting(const std::map<std::string, std::string>& settings, const char* name) {
+  const auto found = settings.find(name);
+  return found == settings.end() ? std::string() : found->second;
+}
+
+ReadEnvironment MakeEnvironment(const sdk::ModuleEnvironment& environment,
+                                const std::string& helperPath) {
+  return {[helperPath](const machine::BlockReaderOptions& options, std::stop_token stop) {
+            return machine::OpenBlockReader(helperPath, options, std::move(stop));
+          },
+          TimeLimitOf(environment.settings)};
+}
+
+}  // namespace
+
+std::chrono::seconds TimeLimitOf(const std::map<std::string, std::string>& settings) {
+  const std::string text = Setting(settings, "storage/timeout_seconds");
+  unsigned seconds = 0;
+  const char* end = text.data() + text.size();
+  const auto [at, error] = std::from_chars(text.data(), end, seconds);
+  const bool isNumber = !text.empty() && error == std::errc() && at == end;
+  const std::chrono::seconds limit(seconds);
+  return isNumber && limit.count() >= 1 && limit <= kLongestTimeLimit ? limit : kDefaultTimeLimit;
+}
+
+StorageModule::StorageModule(const sdk::ModuleEnvironment& environment)
+    : includeLoop_(Setting(environment.settings, "storage/include_loop") == "1"),
+      captureFile_(Setting(environment.settings, "storage/capture_file")),
+      helperPath_(environment.libraryDirectory + "/orvan/orvan-block-reader"),
+      diagnostics_(MakeDiagnostics(MakeEnvironment(environment, helperPath_))) {}
+
+std::string StorageModule::HelpText() const {
+  return MakeHelpText(diagnostics_);
+}
+
+std::vector<std::unique_ptr<sdk::Device>> StorageModule::ScanDevices(std::stop_token stop) {
+  const machine::LiveFiles live;
+  const machine::RecordingFiles recording(live);
+  const machine::MachineFiles& files =
+      captureFile_.empty() ? static_cast<const machine::MachineFiles&>(live) : recording;
+  const auto probe = machine::MakeFilesystemProbe(helperPath_, kProbeLimit);
+  std::vector<std::unique_ptr<sdk::Device>> devices;
+  for (auto& disk : ScanDisks(files, *probe, includeLoop_, std::move(stop))) {
+    devices.push_back(std::move(disk));
+  }
+  // A capture that cannot be written must not cost the scan.
+  if (!captureFile_.empty()) machine::WriteCapture(captureFile_, recording.Text());
+  return devices;
+}
+
+}  // namespace orvan::storage

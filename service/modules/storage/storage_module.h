@@ -1,0 +1,38 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "service/modules/storage/read_run.h"
+#include "service/sdk/module.h"
+
+namespace orvan::storage {
+
+// Finds the machine's disks and reads them. Settings:
+//   storage/include_loop     "1": loop devices with a backing file are disks too
+//   storage/timeout_seconds  the time limit of one transfer, 1 to 600; default 30
+//   storage/capture_file     a file to write what the scan read, for a field report
+class StorageModule final : public sdk::Module {
+ public:
+  explicit StorageModule(const sdk::ModuleEnvironment& environment);
+
+  std::string Name() const override { return "Storage"; }
+  ProductVersion Version() const override { return {5, 0, 0, 0}; }
+  std::string HelpText() const override;
+  const std::vector<sdk::DiagnosticRecord>& Diagnostics() const override { return diagnostics_; }
+  const std::vector<sdk::ToolRecord>& Tools() const override { return tools_; }
+  std::vector<std::unique_ptr<sdk::Device>> ScanDevices(std::stop_token stop) override;
+
+ private:
+  bool includeLoop_;
+  std::string captureFile_;
+  std::string helperPath_;
+  std::vector<sdk::DiagnosticRecord> diagnostics_;
+  std::vector<sdk::ToolRecord> tools_;
+};
+
+// The time limit that the settings ask for; anything but a number from 1 to 600 is the default.
+std::chrono::seconds TimeLimitOf(const std::map<std::string, std::string>& settings);
+
+}  // namespace orvan::storage

@@ -1,0 +1,240 @@
+#include "service/modules/storage/surface_read.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <map>
+#include <optional>
+#include <set>
+#include <vector>
+
+namespace orvan::storage {
+namespace {
+
+using machine::BlockRead;
+using machine::BlockReadResult;
+using machine::ReaderState;
+using machine::ReadOutcome;
+
+constexpr std::chrono::milliseconds kStopPoll{100};
+constexpr std::chrono::milliseconds kProgressPace{250};
+
+bool MeansGone(int error) {
+  return error == ENODEV || error == ENXIO || error == ENOMEDIUM;
+}
+
+// Errors that the kernel or we are to blame for, never the disk.
+bool IsOwnFault(int error) {
+  static const std::set<int> kOwnFaults = {EAGAIN, EINTR, ENOMEM,    EINVAL,    EFAULT,
+                                           EBADF,  EPERM, ECANCELED, EOPNOTSUPP};
+  return kOwnFaults.contains(error);
+}
+
+class SurfaceReader {
+ public:
+  SurfaceReader(machine::BlockReader& reader, const SurfacePlan& plan, std::stop_token stop,
+                const SurfaceHooks& hooks, std::uint64_t mostNarrowed)
+      : reader_(reader),
+        plan_(plan),
+        stop_(std::move(stop)),
+        hooks_(hooks),
+        mostNarrowed_(mostNarrowed),
+        sectorBytes_(reader.Geometry().logicalSectorBytes),
+        start_(hooks.now()) {}
+
+  SurfaceResult Run() {
+    Tell(0);
+    while (!ended_) {
+      if (failed_.empty()) Feed();
+      if (!inFlight_.empty()) {
+        Collect();
+      } else if (!failed_.empty()) {
+        NarrowFailed();
+      } else {
+        break;
+      }
+      TellProgress();
+    }
+    if (!ended_) result_.end = next_ < plan_.order.count ? SurfaceEnd::kTimeCap : result_.end;
+    if (result_.end == SurfaceEnd::kComplete || result_.end == SurfaceEnd::kTimeCap) Tell(100);
+    return std::move(result_);
+  }
+
+ private:
+  struct Extent {
+    std::uint64_t lba = 0;
+    std::uint32_t sectors = 0;
+  };
+
+  void End(SurfaceEnd end, std::uint64_t lba = 0, int error = 0) {
+    if (ended_) return;
+    ended_ = true;
+    result_.end = end;
+    result_.endLba = lba;
+    result_.endError = error;
+  }
+
+  bool CapReached() const {
+    return plan_.timeCap.count() > 0 && next_ > 0 && hooks_.now() - start_ >= plan_.timeCap;
+  }
+
+  Extent BlockExtent(std::uint64_t block) const {
+    const std::uint64_t lba = plan_.firstLba + block * plan_.sectorsPerBlock;
+    const std::uint64_t left = plan_.lastLba - lba + 1;
+    return {lba, static_cast<std::uint32_t>(std::min<std::uint64_t>(left, plan_.sectorsPerBlock))};
+  }
+
+  BlockRead ReadOf(const Extent& extent) {
+    inFlight_[nextId_] = extent;
+    return {nextId_++, extent.lba * sectorBytes_, extent.sectors * sectorBytes_, 0};
+  }
+
+  void Feed() {
+    // Handing over in lots of half the queue keeps the disk busy and the messages few.
+    if (inFlight_.size() > reader_.Capacity() / 2 || CapReached()) return;
+    std::vector<BlockRead> reads;
+    while (next_ < plan_.order.count && inFlight_.size() < reader_.Capacity()) {
+      reads.push_back(ReadOf(BlockExtent(plan_.order.at(next_++))));
+    }
+    if (!reads.empty()) reader_.Submit(reads);
+  }
+
+  // Waits for results of what is in flight, up to the stop token's pace.
+  std::vector<std::pair<Extent, BlockReadResult>> Wait() {
+    std::vector<std::pair<Extent, BlockReadResult>> finished;
+    if (stop_.stop_requested()) {
+      End(SurfaceEnd::kStopped);
+      return finished;
+    }
+    std::vector<BlockReadResult> results;
+    const ReaderState state = reader_.Collect(results, kStopPoll);
+    for (const BlockReadResult& result : results) {
+      const auto found = inFlight_.find(result.id);
+      finished.emplace_back(found->second, result);
+      inFlight_.erase(found);
+    }
+    const std::uint64_t oldest = inFlight_.empty() ? 0 : inFlight_.begin()->second.lba;
+    if (state == ReaderState::kHung) pendingEnd_ = {SurfaceEnd::kHung, oldest};
+    if (state == ReaderState::kLost) pendingEnd_ = {SurfaceEnd::kReaderLost, oldest};
+    return finished;
+  }
+
+  // What came together with the reader's end still counts, so the end is taken after it.
+  void TakePendingEnd() {
+    if (pendingEnd_) End(pendingEnd_->first, pendingEnd_->second);
+  }
+
+  // True when the result ends the run.
+  bool EndsRun(const Extent& extent, const BlockReadResult& result) {
+    if (result.outcome == ReadOutcome::kTimedOut) {
+      End(SurfaceEnd::kHung, extent.lba);
+    } else if (result.outcome == ReadOutcome::kFailed && MeansGone(result.error)) {
+      End(SurfaceEnd::kVanished, extent.lba, result.error);
+    } else if (result.outcome == ReadOutcome::kFailed && IsOwnFault(result.error)) {
+      End(SurfaceEnd::kOwnFault, extent.lba, result.error);
+    }
+    return ended_;
+  }
+
+  void Collect() {
+    for (const auto& [extent, result] : Wait()) {
+      if (EndsRun(extent, result)) return;
+      if (result.outcome == ReadOutcome::kRead) {
+        ++result_.blocksRead;
+        result_.bytesRead += static_cast<std::uint64_t>(extent.sectors) * sectorBytes_;
+      } else {
+        failed_.push_back({extent, result.error});
+      }
+    }
+    TakePendingEnd();
+  }
+
+  void NarrowFailed() {
+    for (const auto& [extent, error] : failed_) {
+      if (result_.bad.Total() < mostNarrowed_) {
+        if (!Narrow(extent)) return;
+      } else {
+        ++result_.unnarrowedBlocks;
+      }
+      ++result_.blocksRead;
+    }
+    failed_.clear();
+  }
+
+  // False when the run has ended.
+  bool Narrow(const Extent& block) {
+    bool allRead = true;
+    for (std::uint32_t i = 0; i < block.sectors; ++i) {
+      const std::uint64_t lba = block.lba + i;
+      reader_.Submit({ReadOf({lba, 1})});
+      while (!inFlight_.empty()) {
+        for (const auto& [extent, result] : Wait()) {
+          if (EndsRun(extent, result)) return false;
+          if (result.outcome == ReadOutcome::kRead) continue;
+          allRead = false;
+          AddBad(lba, result.error);
+        }
+        TakePendingEnd();
+        if (ended_) return false;
+      }
+      TellProgress();
+    }
+    if (allRead) result_.bytesRead += static_cast<std::uint64_t>(block.sectors) * sectorBytes_;
+    return true;
+  }
+
+  void AddBad(std::uint64_t lba, int error) {
+    if (result_.bad.IsEmpty() && hooks_.firstBadSector) hooks_.firstBadSector(lba);
+    result_.bad.Add(lba, error);
+  }
+
+  void Tell(int percent) {
+    if (hooks_.progress) hooks_.progress(percent);
+    told_ = percent;
+    lastTold_ = hooks_.now();
+  }
+
+  // Of blocks or of the time cap, whichever is further; 100 is left to the end.
+  void TellProgress() {
+    const auto now = hooks_.now();
+    if (ended_ || now - lastTold_ < kProgressPace) return;
+    const double blocks = static_cast<double>(result_.blocksRead) /
+                          static_cast<double>(std::max<std::uint64_t>(plan_.order.count, 1));
+    const double time = plan_.timeCap.count() > 0
+                            ? std::chrono::duration<double>(now - start_) / plan_.timeCap
+                            : 0.0;
+    const double share = std::clamp(std::max(blocks, time), 0.0, 0.99);
+    Tell(std::max(told_, static_cast<int>(share * 100)));
+  }
+
+  machine::BlockReader& reader_;
+  const SurfacePlan& plan_;
+  std::stop_token stop_;
+  const SurfaceHooks& hooks_;
+  std::uint64_t mostNarrowed_;
+  std::uint32_t sectorBytes_;
+  std::chrono::steady_clock::time_point start_;
+  std::chrono::steady_clock::time_point lastTold_;
+  int told_ = 0;
+  std::uint64_t next_ = 0;  // place in the order of the next block to begin
+  std::uint64_t nextId_ = 0;
+  std::map<std::uint64_t, Extent> inFlight_;  // by id, so the oldest comes first
+  std::vector<std::pair<Extent, int>> failed_;
+  std::optional<std::pair<SurfaceEnd, std::uint64_t>> pendingEnd_;
+  bool ended_ = false;
+  SurfaceResult result_;
+};
+
+}  // namespace
+
+SurfaceResult ReadSurface(machine::BlockReader& reader, const SurfacePlan& plan,
+                          std::stop_token stop, const SurfaceHooks& hooks,
+                          std::uint64_t mostNarrowedSectors) {
+  return SurfaceReader(reader, plan, std::move(stop), hooks, mostNarrowedSectors).Run();
+}
+
+std::uint64_t CountBlocks(std::uint64_t firstLba, std::uint64_t lastLba,
+                          std::uint32_t sectorsPerBlock) {
+  return (lastLba - firstLba) / sectorsPerBlock + 1;
+}
+
+}  // namespace orvan::storage

@@ -1,0 +1,69 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <stop_token>
+
+#include "service/machine/block_reader.h"
+#include "service/modules/storage/bad_ranges.h"
+#include "service/modules/storage/block_order.h"
+
+namespace orvan::storage {
+
+// What to read. The range is not empty and lies on the disk.
+struct SurfacePlan {
+  std::uint64_t firstLba = 0;
+  std::uint64_t lastLba = 0;
+  std::uint32_t sectorsPerBlock = 1;  // the last block of the range may be shorter
+  std::uint32_t depth = 1;            // blocks in flight, as the reader was opened with
+  BlockOrder order;
+  std::chrono::seconds timeCap{0};  // no new block is begun after it; 0: no cap
+};
+
+enum class SurfaceEnd {
+  kComplete,
+  kTimeCap,
+  kStopped,
+  kHung,        // a transfer ran past its time limit
+  kVanished,    // the disk has left the machine
+  kReaderLost,  // our own reader broke
+  kOwnFault,    // a read failed for a reason that is none of the disk's
+};
+
+struct SurfaceResult {
+  SurfaceEnd end = SurfaceEnd::kComplete;
+  BadRanges bad;
+  // Blocks that failed after so many sectors were bad already that no more were narrowed; their
+  // sectors are not among `bad`.
+  std::uint64_t unnarrowedBlocks = 0;
+  std::uint64_t blocksRead = 0;  // judged, readable or not
+  std::uint64_t bytesRead = 0;   // of the readable blocks
+  std::uint64_t endLba = 0;      // where it hung, vanished or failed
+  int endError = 0;
+};
+
+// How the engine tells how far it is, and asks for the time.
+struct SurfaceHooks {
+  // At most four times a second, and at 0 and, when all was read, 100 percent. Never falls.
+  std::function<void(int percent)> progress;
+  // The first time that a sector is found to be unreadable.
+  std::function<void(std::uint64_t lba)> firstBadSector;
+  std::function<std::chrono::steady_clock::time_point()> now = std::chrono::steady_clock::now;
+};
+
+// Above so many unreadable sectors a failed block is counted as one and not read sector by sector,
+// so that a dead disk of any size is still gone over in bounded time.
+inline constexpr std::uint64_t kMostNarrowedSectors = 65536;
+
+// Reads the blocks of the plan. A block that fails is read again sector by sector, one at a time,
+// and only a sector that fails by itself is bad. Looks at the stop token at least every 100 ms.
+SurfaceResult ReadSurface(machine::BlockReader& reader, const SurfacePlan& plan,
+                          std::stop_token stop, const SurfaceHooks& hooks,
+                          std::uint64_t mostNarrowedSectors = kMostNarrowedSectors);
+
+// The number of blocks of a range.
+std::uint64_t CountBlocks(std::uint64_t firstLba, std::uint64_t lastLba,
+                          std::uint32_t sectorsPerBlock);
+
+}  // namespace orvan::storage

@@ -1,0 +1,186 @@
+#include "service/modules/storage/words.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+
+namespace orvan::storage::words {
+namespace {
+
+using sdk::Verdict;
+
+constexpr std::size_t kRangesInMessage = 8;
+constexpr std::size_t kRangesInLog = 256;
+
+struct ErrorRow {
+  int error;
+  const char* key;
+};
+
+std::string AsKey(std::string text) {
+  std::replace(text.begin(), text.end(), ' ', '_');
+  return text;
+}
+
+std::string LbaKey(std::uint64_t lba) {
+  return "|L|B|A_" + std::to_string(lba);
+}
+
+std::string ErrorText(int error) {
+  return "ERROR_" + std::to_string(error) + "_(" + ErrorKey(error) + ')';
+}
+
+std::string SecondsKey(std::chrono::seconds seconds) {
+  return std::to_string(seconds.count()) + (seconds.count() == 1 ? "_SECOND" : "_SECONDS");
+}
+
+// "|UNREADABLE_SECTORS:_FIRST_|L|B|A_2048,_COUNT_3,_ERROR_5_(INPUT/OUTPUT_ERROR),_SECTORS_..."
+std::string BadKey(const SurfaceResult& result) {
+  const BadRanges& bad = result.bad;
+  const bool isMore = result.unnarrowedBlocks > 0;
+  return "|UNREADABLE_SECTORS:_FIRST_" + LbaKey(bad.FirstLba()) + ",_COUNT_" +
+         (isMore ? "OVER_" : "") + std::to_string(bad.Total()) + ",_" +
+         ErrorText(bad.FirstError()) + ",_SECTORS_" + AsKey(bad.Text(kRangesInMessage));
+}
+
+// Why reading did not come to its end, as the second half of a sentence; empty when it did.
+std::string EndKey(const SurfaceResult& result, std::chrono::seconds timeLimit) {
+  const std::string at = "_AT_" + LbaKey(result.endLba);
+  switch (result.end) {
+    case SurfaceEnd::kHung:
+      return "|A_READ" + at + "_DID_NOT_COME_BACK_WITHIN_" + SecondsKey(timeLimit);
+    case SurfaceEnd::kVanished:
+      return "|THE_DISK_VANISHED_WHILE_READING" + at;
+    case SurfaceEnd::kReaderLost:
+      return "|THE_DISK_READER_ENDED_UNEXPECTEDLY";
+    case SurfaceEnd::kOwnFault:
+      return "|READING" + at + "_COULD_NOT_BE_TRIED,_" + ErrorText(result.endError);
+    case SurfaceEnd::kStopped:
+      return "|STOPPED_BEFORE_ALL_WAS_READ";
+    case SurfaceEnd::kComplete:
+    case SurfaceEnd::kTimeCap:
+      break;
+  }
+  return {};
+}
+
+std::string ReadText(const SurfaceResult& result, std::uint64_t plannedBlocks) {
+  std::string text = std::to_string(result.blocksRead) + " of " + std::to_string(plannedBlocks) +
+                     " blocks, " + std::to_string(result.bytesRead) + " bytes readable";
+  if (!result.bad.IsEmpty()) {
+    text += ", " + std::to_string(result.bad.Total()) + " unreadable sectors";
+  }
+  if (result.unnarrowedBlocks > 0) {
+    text += ", " + std::to_string(result.unnarrowedBlocks) + " more unreadable blocks";
+  }
+  return text;
+}
+
+std::string TimeCapKey(const SurfaceResult& result, std::uint64_t plannedBlocks) {
+  return "|TIME_IS_UP:_" + std::to_string(result.blocksRead) + "_OF_" +
+         std::to_string(plannedBlocks) + "_BLOCKS_READ";
+}
+
+}  // namespace
+
+std::string ErrorKey(int error) {
+  static constexpr std::array<ErrorRow, 14> kRows = {{
+      {EIO, "INPUT/OUTPUT_ERROR"},
+      {ENODATA, "CRITICAL_MEDIUM_ERROR"},
+      {ETIMEDOUT, "TIMEOUT"},
+      {EREMOTEIO, "CRITICAL_TARGET_ERROR"},
+      {ENOLINK, "TRANSPORT_ERROR"},
+      {EILSEQ, "PROTECTION_ERROR"},
+      {ETIME, "COMMAND_DURATION_LIMIT"},
+      {EBADE, "RESERVATION_CONFLICT"},
+      {ENODEV, "NO_SUCH_DEVICE"},
+      {ENXIO, "NO_SUCH_DEVICE_OR_ADDRESS"},
+      {ENOENT, "NO_SUCH_FILE"},
+      {ENOMEM, "OUT_OF_MEMORY"},
+      {ENOSYS, "NOT_SUPPORTED_BY_THIS_KERNEL"},
+      {EINVAL, "INVALID_ARGUMENT"},
+  }};
+  const auto row = std::find_if(kRows.begin(), kRows.end(),
+                                [error](const ErrorRow& entry) { return entry.error == error; });
+  return row == kRows.end() ? "UNKNOWN_ERROR" : row->key;
+}
+
+std::string SeedKey(std::uint64_t seed) {
+  return "|READING_IN_RANDOM_ORDER_WITH_SEED_" + std::to_string(seed);
+}
+
+std::string FirstBadSectorKey(std::uint64_t lba) {
+  return "|UNREADABLE_SECTOR_AT_" + LbaKey(lba);
+}
+
+std::string InvalidParameterKey(const std::string& name) {
+  std::string key = "|INVALID_VALUE_OF_PARAMETER_";
+  for (const char c : name) key += c == '_' ? ' ' : c;
+  return AsKey(key);
+}
+
+Verdict OpenVerdict(const machine::OpenedReader& opened, std::chrono::seconds timeLimit) {
+  using machine::OpenFailure;
+  switch (opened.failure) {
+    case OpenFailure::kStopped:
+      return Verdict::Canceled();
+    case OpenFailure::kHung:
+      return Verdict::Failed("|OPENING_THE_DISK_DID_NOT_COME_BACK_WITHIN_" + SecondsKey(timeLimit),
+                             "the disk opens", "no answer", "open");
+    case OpenFailure::kReader:
+      return Verdict::Invalid("|THE_DISK_READER_COULD_NOT_BE_STARTED,_" + ErrorText(opened.error));
+    case OpenFailure::kDevice:
+    case OpenFailure::kNone:
+      break;
+  }
+  switch (opened.error) {
+    case ENOMEDIUM:
+      return Verdict::NotApplicable(kNoMedium);
+    case EACCES:
+    case EPERM:
+      return Verdict::Invalid("|NO_PERMISSION_TO_OPEN_THE_DISK");
+    case EBUSY:
+      return Verdict::Invalid("|THE_DISK_IS_IN_USE_AND_CANNOT_BE_OPENED");
+    case ENOENT:
+    case ENODEV:
+    case ENXIO:
+      return Verdict::Invalid("|THE_DISK_IS_NOT_THERE_ANY_MORE");
+    default:
+      return Verdict::Invalid("|THE_DISK_COULD_NOT_BE_OPENED,_" + ErrorText(opened.error));
+  }
+}
+
+Verdict SurfaceVerdict(const SurfaceResult& result, std::uint64_t plannedBlocks,
+                       std::chrono::seconds timeLimit, bool promisesAll) {
+  const std::string ending = EndKey(result, timeLimit);
+  const bool isBad = !result.bad.IsEmpty() || result.unnarrowedBlocks > 0;
+  const bool isDiskFault =
+      isBad || result.end == SurfaceEnd::kHung || result.end == SurfaceEnd::kVanished;
+  std::string message = isBad ? BadKey(result) : ending;
+  if (isBad && !ending.empty()) message += "._" + ending;
+  Verdict verdict;
+  if (result.end == SurfaceEnd::kStopped) {
+    verdict = Verdict::Canceled();
+    verdict.message = isBad ? message : std::string();
+  } else if (isDiskFault) {
+    verdict.status = kTestFailed;
+    verdict.message = message;
+    verdict.expected = "every sector can be read";
+  } else if (!ending.empty()) {
+    verdict = Verdict::Invalid(message);
+  } else if (result.end == SurfaceEnd::kTimeCap) {
+    const std::string cut = TimeCapKey(result, plannedBlocks);
+    verdict = promisesAll ? Verdict::Warning(cut) : Verdict::Passed(cut);
+  } else {
+    verdict = Verdict::Passed();
+  }
+  verdict.found = ReadText(result, plannedBlocks);
+  if (isBad) {
+    verdict.where = "LBA " + result.bad.Text(kRangesInLog);
+  } else if (isDiskFault || !ending.empty()) {
+    verdict.where = "LBA " + std::to_string(result.endLba);
+  }
+  return verdict;
+}
+
+}  // namespace orvan::storage::words

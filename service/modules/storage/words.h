@@ -1,0 +1,33 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <string>
+
+#include "service/machine/block_reader.h"
+#include "service/modules/storage/surface_read.h"
+#include "service/sdk/verdict.h"
+
+// All that the module says to the operator, as message keys: "_" is a blank, "|" keeps the next
+// letter a capital.
+namespace orvan::storage::words {
+
+inline constexpr char kNoDisk[] = "|NO_DISK_TO_TEST";
+inline constexpr char kNoCapacity[] = "|THE_DISK_HAS_NO_CAPACITY";
+inline constexpr char kNoMedium[] = "|NO_MEDIUM_IN_THE_DRIVE";
+
+// "input/output error": what a read error is called, for the operator.
+std::string ErrorKey(int error);
+// "|READING_IN_RANDOM_ORDER_WITH_SEED_N"
+std::string SeedKey(std::uint64_t seed);
+std::string FirstBadSectorKey(std::uint64_t lba);
+std::string InvalidParameterKey(const std::string& name);
+
+// Why a disk could not be opened.
+sdk::Verdict OpenVerdict(const machine::OpenedReader& opened, std::chrono::seconds timeLimit);
+// What reading came to. `promisesAll`: a run that its time cap cut short is a warning,
+// for a test whose name says that all is read.
+sdk::Verdict SurfaceVerdict(const SurfaceResult& result, std::uint64_t plannedBlocks,
+                            std::chrono::seconds timeLimit, bool promisesAll);
+
+}  // namespace orvan::storage::words
