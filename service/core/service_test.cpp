@@ -1,0 +1,240 @@
+#include "service/core/service.h"
+
+#include <gtest/gtest.h>
+
+#include <latch>
+#include <thread>
+
+#include "boundary/orvan_service_settings.h"
+#include "service/core/caller_rules.h"
+#include "service/core/test_support.h"
+
+namespace orvan::core {
+namespace {
+
+using testing::PlainModule;
+using testing::PlainSource;
+
+class ServiceTest : public ::testing::Test {
+ protected:
+  Service& Start(const std::string& logFolder = {}) {
+    service =
+        std::make_unique<Service>(std::move(source), ServiceOptions{"5.0.0.0", logFolder, {}});
+    return *service;
+  }
+  std::string FinalCode(int size = kFinalResultCodeSize) {
+    std::string text = "old";
+    service->GetFinalResultCode(text, size);
+    return text;
+  }
+
+  std::unique_ptr<PlainSource> source = std::make_unique<PlainSource>();
+  std::unique_ptr<Service> service;
+};
+
+class NoModules final : public PlainSource {
+ public:
+  std::optional<std::vector<ModulePointer>> Load(ServiceLog& /*log*/) override {
+    ++loads;
+    return std::nullopt;
+  }
+  int loads = 0;
+};
+
+class BrokenModule final : public sdk::Module {
+ public:
+  std::string Name() const override { throw std::runtime_error("nameless"); }
+  ProductVersion Version() const override { return {0, 0, 0, 0}; }
+  std::string HelpText() const override { return {}; }
+  const std::vector<sdk::DiagnosticRecord>& Diagnostics() const override { return diagnostics; }
+  const std::vector<sdk::ToolRecord>& Tools() const override { return tools; }
+  std::vector<std::unique_ptr<sdk::Device>> ScanDevices(std::stop_token) override { return {}; }
+  std::vector<sdk::DiagnosticRecord> diagnostics;
+  std::vector<sdk::ToolRecord> tools;
+};
+
+TEST_F(ServiceTest, LoadsOnceAndGivesTheSameVector) {
+  source->modules.push_back(testing::Own(std::make_unique<PlainModule>()));
+  Start();
+  std::vector<DiagModule*>* modules = service->LoadModules(0);
+  ASSERT_NE(modules, nullptr);
+  EXPECT_EQ(modules->size(), 1U);
+  EXPECT_EQ(service->LoadModules(0), modules);
+  EXPECT_EQ(modules->size(), 1U);
+}
+
+TEST_F(ServiceTest, NoModuleIsNoFailureButNoLoadIs) {
+  Start();
+  ASSERT_NE(service->LoadModules(0), nullptr);
+  EXPECT_TRUE(service->LoadModules(0)->empty());
+  auto none = std::make_unique<NoModules>();
+  NoModules& counter = *none;
+  Service empty(std::move(none), {});
+  EXPECT_EQ(empty.LoadModules(0), nullptr);
+  EXPECT_EQ(empty.LoadModules(0), nullptr);
+  EXPECT_EQ(counter.loads, 1);
+}
+
+TEST_F(ServiceTest, AModuleThatCannotSayItsNameIsLeftOut) {
+  source->modules.push_back(testing::Own(std::make_unique<BrokenModule>()));
+  source->modules.push_back(testing::Own(std::make_unique<PlainModule>()));
+  testing::TemporaryFolder folder;
+  Start(folder.Path());
+  EXPECT_EQ(service->LoadModules(0)->size(), 1U);
+  EXPECT_NE(testing::FileText(folder.Path("service.log")).find("nameless"), std::string::npos);
+}
+
+TEST_F(ServiceTest, TheFinalCodeNamesVersionVerdictAndGroup) {
+  Start();
+  service->BeginFinalResult(1732176000, {});
+  EXPECT_EQ(FinalCode(), "5.0.0.0-NONE-1732176000");
+  OrvanSettings settings;
+  settings.SetString(kSettingAppVersion, "9.1");
+  service->ApplySettings(settings);
+  EXPECT_EQ(FinalCode(), "9.1-NONE-1732176000");
+  EXPECT_EQ(FinalCode(8), "9.1-NONE");
+  EXPECT_EQ(FinalCode(0), "");
+}
+
+TEST_F(ServiceTest, AGroupBeginsWithoutTheVerdictsOfTheOneBefore) {
+  auto plain = std::make_unique<PlainModule>();
+  plain->diagnostics = {
+      testing::MakeDiagnostic("Q", 1, {testing::MakeTest("a", 1, testing::Passes())})};
+  source->modules.push_back(testing::Own(std::move(plain)));
+  Start();
+  DiagModule* module = service->LoadModules(0)->front();
+  service->BeginFinalResult(1, {});
+  service->ExecuteDiagnostics(module, nullptr, testing::WholePlan(*module));
+  EXPECT_EQ(FinalCode(), "5.0.0.0-PASSED-1");
+  service->BeginFinalResult(2, {});
+  EXPECT_EQ(FinalCode(), "5.0.0.0-NONE-2");
+}
+
+TEST_F(ServiceTest, ARefusedSettingLeavesTheOldOnes) {
+  PlainSource& rules = *source;
+  Start();
+  OrvanSettings settings;
+  settings.SetString(kSettingAppVersion, "1");
+  service->ApplySettings(settings);
+  rules.cacheFails = true;
+  settings.SetString(kSettingAppVersion, "2");
+  EXPECT_THROW(service->ApplySettings(settings), FailedToVisitLocalCache);
+  EXPECT_EQ(FinalCode(), "1-NONE-0");
+}
+
+TEST_F(ServiceTest, ARefusedCallerOpensNoGroup) {
+  PlainSource& rules = *source;
+  Start();
+  service->BeginFinalResult(1, {});
+  rules.keyFails = true;
+  EXPECT_THROW(service->BeginFinalResult(2, {}), InvalidAppKey);
+  EXPECT_EQ(FinalCode(), "5.0.0.0-NONE-1");
+}
+
+TEST_F(ServiceTest, KeepsTheSystemEventsUntilTheyAreCleared) {
+  Start();
+  service->NotifySystemEvent(8);
+  service->NotifySystemEvent(0);
+  service->NotifySystemEvent(32);
+  EXPECT_EQ(service->SystemEvents(), 40U);
+  service->ClearSystemEvents();
+  EXPECT_EQ(service->SystemEvents(), 0U);
+}
+
+TEST_F(ServiceTest, KeepsTheModesOfTheRun) {
+  Start();
+  EXPECT_FALSE(service->SupervisedRun());
+  service->EnableSupervisedRun();
+  EXPECT_TRUE(service->SupervisedRun());
+  service->SetNoDevicesMode(true);
+  EXPECT_TRUE(service->NoDevicesMode());
+  service->SetNoDevicesMode(false);
+  EXPECT_FALSE(service->NoDevicesMode());
+}
+
+TEST_F(ServiceTest, WritesItsLogWhereItWasMovedTo) {
+  source->modules.push_back(testing::Own(std::make_unique<PlainModule>()));
+  testing::TemporaryFolder folder;
+  Start(folder.Path("first"));
+  service->SetLogPath(folder.Path("second"));
+  DiagModule* module = service->LoadModules(0)->front();
+  service->ExecuteDiagnostics(module, nullptr, {});
+  EXPECT_FALSE(std::filesystem::exists(folder.Path("first")));
+  EXPECT_NE(testing::FileText(folder.Path("second/service.log")).find("run of Plain on no device"),
+            std::string::npos);
+}
+
+TEST_F(ServiceTest, CallsAfterTheEndDoNothing) {
+  source->modules.push_back(testing::Own(std::make_unique<PlainModule>()));
+  Start();
+  DiagModule* module = service->LoadModules(0)->front();
+  testing::CallList list;
+  testing::RecordingSuite suite(list);
+  service->SetSuiteListener(&suite);
+  service->Close();
+  service->Close();
+  service->AbortExecution(15, 0, 0);
+  service->NotifySystemEvent(1);
+  service->ClearSystemEvents();
+  service->AbortTool(reinterpret_cast<DiagTool*>(8));
+  service->ExecuteDiagnostics(module, nullptr, {});
+  EXPECT_TRUE(list.calls.empty());
+  EXPECT_EQ(service->SystemEvents(), 0U);
+}
+
+TEST_F(ServiceTest, AbortsAndEventsMayComeFromEveryThreadAtOnce) {
+  Start();
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i) {
+    threads.emplace_back([this] {
+      for (int round = 0; round < 100; ++round) {
+        service->AbortExecution(2, 0, 0);
+        service->NotifySystemEvent(1U << (round % 8));
+      }
+    });
+  }
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
+  EXPECT_EQ(service->SystemEvents(), 255U);
+}
+
+TEST(RequireUsableCache, RefusesATextThatNamesNoWritableFolder) {
+  testing::TemporaryFolder folder;
+  OrvanSettings settings;
+  EXPECT_NO_THROW(RequireUsableCache(settings));
+  settings.SetString(kSettingCacheDir, "");
+  EXPECT_NO_THROW(RequireUsableCache(settings));
+  settings.SetString(kSettingCacheDir, folder.Path());
+  EXPECT_NO_THROW(RequireUsableCache(settings));
+  settings.SetString(kSettingCacheDir, folder.Path("missing"));
+  EXPECT_THROW(RequireUsableCache(settings), FailedToVisitLocalCache);
+  settings.SetString(kSettingCacheDir, folder.Write("file", ""));
+  EXPECT_THROW(RequireUsableCache(settings), FailedToVisitLocalCache);
+}
+
+bool IsTaken(const std::string& key) {
+  CallerInfo caller;
+  caller.appName = "Caller";
+  caller.appKey = key;
+  try {
+    RequireAppKey(caller);
+    return true;
+  } catch (const InvalidAppKey&) {
+    return false;
+  }
+}
+
+TEST(RequireAppKey, IsSixteenToSixtyFourLettersDigitsOrHyphens) {
+  EXPECT_TRUE(IsTaken(""));
+  EXPECT_TRUE(IsTaken("abcdefgh-1234-XY"));
+  EXPECT_TRUE(IsTaken(std::string(64, '7')));
+  EXPECT_FALSE(IsTaken(std::string(15, 'a')));
+  EXPECT_FALSE(IsTaken(std::string(65, 'a')));
+  EXPECT_FALSE(IsTaken("abcdefgh_1234_XY"));
+  EXPECT_FALSE(IsTaken("abcdefgh 1234 XY"));
+  EXPECT_FALSE(IsTaken("abcdefgh-1234-X\xC3\xA4"));
+}
+
+}  // namespace
+}  // namespace orvan::core

@@ -1,0 +1,72 @@
+// The plug-ins of the loader's tests: one source, one fault each.
+
+#include <stdexcept>
+
+#include "service/sdk/descriptor.h"
+
+namespace {
+
+class SmallModule final : public orvan::sdk::Module {
+ public:
+  explicit SmallModule(const orvan::sdk::ModuleEnvironment& environment)
+      : help_(environment.libraryDirectory + '|') {
+    for (const auto& [key, value] : environment.settings) {
+      help_ += key + '=' + value + ';';
+    }
+  }
+  std::string Name() const override { return "Small"; }
+  ProductVersion Version() const override { return {1, 0, 0, 0}; }
+  std::string HelpText() const override { return help_; }
+  const std::vector<orvan::sdk::DiagnosticRecord>& Diagnostics() const override {
+    return diagnostics_;
+  }
+  const std::vector<orvan::sdk::ToolRecord>& Tools() const override { return tools_; }
+  std::vector<std::unique_ptr<orvan::sdk::Device>> ScanDevices(std::stop_token) override {
+    return {};
+  }
+
+ private:
+  std::string help_;
+  std::vector<orvan::sdk::DiagnosticRecord> diagnostics_;
+  std::vector<orvan::sdk::ToolRecord> tools_;
+};
+
+}  // namespace
+
+#if defined(PLUGIN_GOOD)
+
+ORVAN_MODULE(SmallModule, "small")
+
+#elif !defined(PLUGIN_NO_ENTRY)
+
+extern "C" __attribute__((visibility("default"))) const orvan::sdk::ModuleDescriptor*
+OrvanModuleEntry() {
+  static orvan::sdk::ModuleDescriptor descriptor;
+  descriptor.name = "small";
+  descriptor.create = [](const orvan::sdk::ModuleEnvironment& environment) -> orvan::sdk::Module* {
+    return new SmallModule(environment);
+  };
+  descriptor.destroy = [](orvan::sdk::Module* module) { delete module; };
+#if defined(PLUGIN_WRONG_MAGIC)
+  descriptor.magic = 1;
+#elif defined(PLUGIN_WRONG_ABI)
+  descriptor.abiVersion = 99;
+#elif defined(PLUGIN_WRONG_SIZE)
+  descriptor.size = 8;
+#elif defined(PLUGIN_NO_DESTROY)
+  descriptor.destroy = nullptr;
+#elif defined(PLUGIN_THROWS)
+  descriptor.create = [](const orvan::sdk::ModuleEnvironment&) -> orvan::sdk::Module* {
+    throw std::runtime_error("no machine here");
+  };
+#elif defined(PLUGIN_MAKES_NULL)
+  descriptor.create = [](const orvan::sdk::ModuleEnvironment&) -> orvan::sdk::Module* {
+    return nullptr;
+  };
+#elif defined(PLUGIN_NO_DESCRIPTOR)
+  return nullptr;
+#endif
+  return &descriptor;
+}
+
+#endif
