@@ -13,10 +13,11 @@ import sys
 import xml.etree.ElementTree as ElementTree
 
 # What the two test frameworks say at the end of their run.
+GTEST_RAN = re.compile(r"^\[==========\] (\d+) tests? from \d+ test suites? ran", re.M)
 GTEST_PASSED = re.compile(r"^\[  PASSED  \] (\d+) tests?\.", re.M)
-GTEST_FAILED = re.compile(r"^\[  FAILED  \] (\d+) tests?, listed below:", re.M)
-GTEST_SKIPPED = re.compile(r"^\[  SKIPPED \] (\d+) tests?, listed below:", re.M)
-GTEST_NAME = re.compile(r"^\[  (?:FAILED  |SKIPPED )\] ([\w/]+\.[\w/]+)", re.M)
+GTEST_SKIPPED = re.compile(r"^\[  SKIPPED \] (\d+) tests?[.,]", re.M)
+GTEST_NAME = re.compile(r"^\[  FAILED  \] ([\w/]+\.[\w/]+)", re.M)
+GTEST_SKIP = re.compile(r"^(\S+:\d+: Skipped\n.*)$", re.M)
 PYTEST_END = re.compile(r"^=+ (.*) in [\d.]+s.*=+$", re.M)
 PYTEST_COUNT = re.compile(r"(\d+) (passed|failed|errors?|skipped)")
 PYTEST_SKIP = re.compile(r"^SKIPPED \[\d+\] (.*)$", re.M)
@@ -27,10 +28,12 @@ def counts_of(output):
     """(passed, failed, skipped) as the frameworks in this output give them, or None."""
     total = [0, 0, 0]
     found = False
-    for place, pattern in enumerate((GTEST_PASSED, GTEST_FAILED, GTEST_SKIPPED)):
-        for match in pattern.finditer(output):
-            total[place] += int(match.group(1))
-            found = True
+    for match in GTEST_RAN.finditer(output):
+        # The brief form gives no sum of the failed.
+        passed = sum(map(int, GTEST_PASSED.findall(output)))
+        skipped = sum(map(int, GTEST_SKIPPED.findall(output)))
+        total = [passed, int(match.group(1)) - passed - skipped, skipped]
+        found = True
     for end in PYTEST_END.finditer(output):
         for number, word in PYTEST_COUNT.findall(end.group(1)):
             place = {"passed": 0, "skipped": 2}.get(word, 1)
@@ -47,7 +50,8 @@ def read_case(case):
     if case.find("skipped") is not None or case.get("status") in ("disabled", "notrun"):
         return 0, 0, 1, [], [f"{name}: not run"]
     counts = counts_of(output)
-    skipped_words = [f"{name}: {text}" for text in PYTEST_SKIP.findall(output)]
+    reasons = PYTEST_SKIP.findall(output) + GTEST_SKIP.findall(output)
+    skipped_words = [f"{name}: {' '.join(text.split())}" for text in reasons]
     if counts is None:
         return (1, 0, 0, [], []) if ran_well else (0, 1, 0, [name], [])
     passed, failed, skipped = counts
