@@ -1,0 +1,32 @@
+#include "service/scenario/trace.h"
+
+#include <gtest/gtest.h>
+
+namespace orvan::scenario {
+namespace {
+
+TEST(JsonText, EscapesWhatJsonDoesNotTake) {
+  EXPECT_EQ(JsonText(""), "\"\"");
+  EXPECT_EQ(JsonText("a\"b\\c/d"), "\"a\\\"b\\\\c/d\"");
+  EXPECT_EQ(JsonText("\n\r\t\x01\x1F\x7F"), "\"\\n\\r\\t\\u0001\\u001f\x7F\"");
+  EXPECT_EQ(JsonText(std::string("a\0b", 3)), "\"a\\u0000b\"");
+}
+
+TEST(JsonText, KeepsWellFormedUtf8) {
+  const std::string text = "\xC2\x80 \xE2\x82\xAC \xED\x9F\xBF \xF0\x90\x80\x80 \xF4\x8F\xBF\xBF";
+  EXPECT_EQ(JsonText(text), '"' + text + '"');
+}
+
+TEST(JsonText, ReplacesEachByteThatIsNoUtf8) {
+  const std::string bad = "\xEF\xBF\xBD";
+  EXPECT_EQ(JsonText("a\xFF"), "\"a" + bad + "\"");
+  EXPECT_EQ(JsonText("\xC0\x80"), '"' + bad + bad + '"');
+  EXPECT_EQ(JsonText("\xE2\x82"), '"' + bad + bad + '"');
+  EXPECT_EQ(JsonText("\xED\xA0\x80"), '"' + bad + bad + bad + '"');
+  EXPECT_EQ(JsonText("\xE0\x9F\x80"), '"' + bad + bad + bad + '"');
+  EXPECT_EQ(JsonText("\xF4\x90\x80\x80"), '"' + bad + bad + bad + bad + '"');
+  EXPECT_EQ(JsonText("\xF0\x8F\x80\x80"), '"' + bad + bad + bad + bad + '"');
+}
+
+}  // namespace
+}  // namespace orvan::scenario
