@@ -4,6 +4,7 @@
 
 #include <array>
 #include <atomic>
+#include <future>
 #include <memory>
 #include <thread>
 #include <utility>
@@ -142,17 +143,23 @@ TEST_F(CliEventQueueTest, EventsOfManyThreadsAllArriveEachThreadsInOrder) {
   }
 }
 
-TEST_F(CliEventQueueTest, MayEndAsSoonAsTheLastEventIsTaken) {
+TEST_F(CliEventQueueTest, MayEndWhileTheLastPushIsStillReturning) {
   for (int i = 0; i < 200; ++i) {
     auto queue = std::make_unique<CliEventQueue>();
+    std::atomic<bool> first{true};
+    std::promise<void> pushed;
+    host_->semaphores[0]->onPost = [&] {
+      if (first.exchange(false)) {
+        pushed.set_value();
+      }
+    };
     std::thread service([raw = queue.get()] { raw->Push({kEventSuiteFinished, {}}); });
-    while (queue->IsEmpty()) {
-      std::this_thread::yield();
-    }
+    pushed.get_future().wait();
     queue->Pop();
     queue.reset();
     service.join();
   }
+  EXPECT_EQ(host_->semaphoreReleases, 800);
 }
 
 }  // namespace

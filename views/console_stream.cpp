@@ -69,7 +69,7 @@ bool ConsoleStreamBuffer::Put(wchar_t character) {
 }
 
 bool ConsoleStreamBuffer::Flush() {
-  if (error_ == 0 && !pending_.empty()) {
+  if (!pending_.empty()) {
     error_ = sink_(pending_.data(), pending_.size());
   }
   pending_.clear();

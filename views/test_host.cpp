@@ -59,9 +59,14 @@ void TestSemaphore::Wait() {
 }
 
 void TestSemaphore::Post() {
-  const std::lock_guard lock(lock_);
-  count_ = std::min(count_ + 1, maximum_);
-  changed_.notify_all();
+  {
+    const std::lock_guard lock(lock_);
+    count_ = std::min(count_ + 1, maximum_);
+    changed_.notify_all();
+  }
+  if (onPost) {
+    onPost();
+  }
 }
 
 void TestSemaphore::AwaitWaiter() {

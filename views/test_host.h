@@ -53,7 +53,9 @@ class TestSemaphore : public HostSemaphore {
   int Count();
 
   std::pair<int, int> initValues{-1, -1};
-  std::function<void()> onWait;  // called at the beginning of each Wait; set before threads start
+  // Called at the beginning of each Wait and at the end of each Post; set before threads start.
+  std::function<void()> onWait;
+  std::function<void()> onPost;
 
  private:
   std::mutex lock_;  // guards the rest
