@@ -128,14 +128,13 @@ LoginConnection::End LoginConnection::ProcessUntil(int stopDescriptor) {
   while (true) {
     const int done = sd_bus_process(bus_.get(), nullptr);
     if (done < 0) return End::kLost;
-    const int wait = WaitForWork(done > 0 ? -1 : stopDescriptor);
+    const int wait = WaitForWork(stopDescriptor, done == 0);
     if (wait < 0) return End::kLost;
     if (wait > 0) return End::kStopped;
   }
 }
 
-int LoginConnection::WaitForWork(int stopDescriptor) {
-  if (stopDescriptor < 0) return 0;
+int LoginConnection::WaitForWork(int stopDescriptor, bool mayWait) {
   const int events = sd_bus_get_events(bus_.get());
   std::uint64_t deadline = 0;
   if (events < 0 || sd_bus_get_timeout(bus_.get(), &deadline) < 0) return -1;
@@ -143,7 +142,8 @@ int LoginConnection::WaitForWork(int stopDescriptor) {
       {stopDescriptor, POLLIN, 0},
       {sd_bus_get_fd(bus_.get()), static_cast<short>(events), 0},
   }};
-  const int ready = ::poll(waiting.data(), waiting.size(), MillisecondsUntil(deadline));
+  const int timeout = mayWait ? MillisecondsUntil(deadline) : 0;
+  const int ready = ::poll(waiting.data(), waiting.size(), timeout);
   if (ready < 0) return errno == EINTR ? 0 : -1;
   return waiting[0].revents != 0 ? 1 : 0;
 }

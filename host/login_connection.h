@@ -48,9 +48,8 @@ class LoginConnection {
   bool WatchSignal(const char* path, const char* interface, const char* member,
                    sd_bus_message_handler_t handler, std::unique_ptr<sd_bus_slot, SlotUnref>* slot);
   End ProcessUntil(int stopDescriptor);
-  // 1 when it is to stop, 0 when the bus may have work, -1 when it is lost. Does not wait with a
-  // descriptor below 0.
-  int WaitForWork(int stopDescriptor);
+  // 1 when it is to stop, 0 when the bus may have work, -1 when it is lost.
+  int WaitForWork(int stopDescriptor, bool mayWait);
 
   void TakeInhibitor();
   void FindSession();

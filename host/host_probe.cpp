@@ -1,0 +1,98 @@
+// A program around the host layer for process_test.py and system_events_test.py: what only whole
+// processes can show. It writes a line for each thing that happens and obeys lines of its input.
+
+#include <atomic>
+#include <iostream>
+#include <mutex>
+#include <string>
+
+#include "host/app_mutex.h"
+#include "host/signal_handler.h"
+#include "host/system_events.h"
+
+namespace {
+
+void Say(const std::string& line) {
+  static std::mutex mutex;
+  const std::lock_guard lock(mutex);
+  std::cout << line << std::endl;
+}
+
+// Waits for "go", then says whether the lock was had, and keeps it until the input ends.
+int Lock(const std::string& folder) {
+  std::string line;
+  std::getline(std::cin, line);
+  const auto mutex = tarvex::AppMutex::Open(folder);
+  if (mutex == nullptr) {
+    Say("failed");
+    return 1;
+  }
+  const bool isRunning = mutex->IsAlreadyRunning();
+  Say(isRunning ? "running" : "taken");
+  while (!isRunning && std::getline(std::cin, line)) {
+  }
+  return 0;
+}
+
+bool OnSignal(int signal, std::uintptr_t /*first*/, std::uintptr_t /*second*/) {
+  Say("signal " + std::to_string(signal));
+  return true;
+}
+
+int Signals() {
+  tarvex::SignalHandler handler;
+  handler.SetHandler(OnSignal);
+  Say("ready");
+  std::string line;
+  while (std::getline(std::cin, line)) {
+  }
+  return 0;
+}
+
+// Handlers return while it is open.
+std::atomic<bool> isOpen{true};
+
+template <std::uint32_t kMessage, std::uint32_t kParameter>
+void OnEvent(std::intptr_t* result) {
+  const std::string name = std::to_string(kMessage) + " " + std::to_string(kParameter);
+  Say("event " + name);
+  *result = 1;
+  isOpen.wait(false);
+  Say("done " + name);
+}
+
+template <std::uint32_t kMessage, std::uint32_t kParameter>
+void Register(HostSystemEvents& events) {
+  events.RegisterHandler(OnEvent<kMessage, kParameter>, kMessage, kParameter);
+}
+
+// "hold" keeps the handlers from returning, "free" lets them go on. Ends by exit() with "exit",
+// also while a handler is held.
+int Events() {
+  static tarvex::SystemEvents events;
+  Register<kMessagePower, kPowerSuspend>(events);
+  Register<kMessagePower, kPowerResume>(events);
+  Register<kMessageSession, kSessionConsoleGone>(events);
+  Register<kMessageEndSession, kEndSessionLogOff>(events);
+  Register<kMessageSession, kSessionLocked>(events);
+  Register<kMessageEndSession, kEndSessionShutdown>(events);
+  Say("ready");
+  std::string line;
+  while (std::getline(std::cin, line) && line != "exit") {
+    isOpen = line != "hold";
+    isOpen.notify_all();
+    Say("is " + line);
+  }
+  return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const std::string role = argc > 1 ? argv[1] : "";
+  if (role == "lock" && argc == 3) return Lock(argv[2]);
+  if (role == "signals") return Signals();
+  if (role == "events") return Events();
+  std::cerr << "usage: host_probe lock FOLDER | signals | events\n";
+  return 2;
+}

@@ -1,0 +1,196 @@
+#include "host/signal_handler.h"
+
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <condition_variable>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+namespace tarvex {
+namespace {
+
+using Calls = std::vector<int>;
+
+// What the functions below did. They are plain functions, so it can't be kept elsewhere.
+struct Record {
+  std::mutex mutex;
+  std::condition_variable changed;
+  Calls calls;                   // guarded by mutex: signal + 1000 * function
+  bool ranOnOtherThread = true;  // guarded by mutex
+  SignalHandler* handler = nullptr;
+  pid_t thread = 0;
+} record;
+
+void Note(int function, int signal) {
+  const std::lock_guard lock(record.mutex);
+  record.calls.push_back(signal + 1000 * function);
+  if (::gettid() == record.thread) record.ranOnOtherThread = false;
+  record.changed.notify_all();
+}
+
+bool First(int signal, std::uintptr_t /*first*/, std::uintptr_t /*second*/) {
+  Note(1, signal);
+  return true;
+}
+bool Second(int signal, std::uintptr_t /*first*/, std::uintptr_t /*second*/) {
+  Note(2, signal);
+  return true;
+}
+bool RemovesItself(int signal, std::uintptr_t /*first*/, std::uintptr_t /*second*/) {
+  record.handler->RemoveHandler(RemovesItself);
+  Note(3, signal);
+  return true;
+}
+bool RemovesSecond(int signal, std::uintptr_t /*first*/, std::uintptr_t /*second*/) {
+  record.handler->RemoveHandler(Second);
+  Note(4, signal);
+  return true;
+}
+
+std::atomic<bool> isInside{false};
+std::atomic<bool> mayLeave{false};
+std::atomic<bool> hasLeft{false};
+bool Stays(int /*signal*/, std::uintptr_t /*first*/, std::uintptr_t /*second*/) {
+  isInside = true;
+  isInside.notify_all();
+  mayLeave.wait(false);
+  hasLeft = true;
+  return true;
+}
+
+class SignalHandlerTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    record.calls.clear();
+    record.ranOnOtherThread = true;
+    record.handler = &handler_;
+    record.thread = ::gettid();
+  }
+  static Calls WaitForCalls(std::size_t count) {
+    std::unique_lock lock(record.mutex);
+    record.changed.wait(lock, [count] { return record.calls.size() >= count; });
+    return record.calls;
+  }
+  static void Send(int signal) { ASSERT_EQ(::kill(::getpid(), signal), 0); }
+
+  SignalHandler handler_;
+};
+
+TEST_F(SignalHandlerTest, DeliversEveryTerminationSignalOnAThreadOfTheLayer) {
+  handler_.SetHandler(First);
+  Calls expected;
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+    Send(signal);
+    expected.push_back(1000 + signal);
+    EXPECT_EQ(WaitForCalls(expected.size()), expected);
+  }
+  const std::lock_guard lock(record.mutex);
+  EXPECT_TRUE(record.ranOnOtherThread);
+}
+
+TEST_F(SignalHandlerTest, DeliversEachOfManySignals) {
+  handler_.SetHandler(First);
+  for (std::size_t i = 1; i <= 500; ++i) {
+    Send(SIGINT);
+    ASSERT_EQ(WaitForCalls(i).size(), i);
+  }
+}
+
+TEST_F(SignalHandlerTest, CallsFunctionsInTheOrderOfTheirSettingAndEachOnce) {
+  handler_.SetHandler(First);
+  handler_.SetHandler(Second);
+  handler_.SetHandler(First);
+  handler_.SetHandler(nullptr);
+  Send(SIGTERM);
+  EXPECT_EQ(WaitForCalls(2), (Calls{1000 + SIGTERM, 2000 + SIGTERM}));
+  Send(SIGINT);
+  EXPECT_EQ(WaitForCalls(4), (Calls{1000 + SIGTERM, 2000 + SIGTERM, 1000 + SIGINT, 2000 + SIGINT}));
+}
+
+TEST_F(SignalHandlerTest, RemovedFunctionIsCalledNoMore) {
+  handler_.SetHandler(First);
+  handler_.SetHandler(Second);
+  handler_.RemoveHandler(First);
+  Send(SIGINT);
+  EXPECT_EQ(WaitForCalls(1), Calls{2000 + SIGINT});
+}
+
+TEST_F(SignalHandlerTest, RemovingWhatIsNotSetDoesNothing) {
+  handler_.RemoveHandler(First);
+  handler_.RemoveHandler(nullptr);
+  handler_.SetHandler(Second);
+  handler_.RemoveHandler(First);
+  Send(SIGINT);
+  EXPECT_EQ(WaitForCalls(1), Calls{2000 + SIGINT});
+}
+
+TEST_F(SignalHandlerTest, FunctionMayRemoveItselfWhileItRuns) {
+  handler_.SetHandler(RemovesItself);
+  handler_.SetHandler(First);
+  Send(SIGINT);
+  EXPECT_EQ(WaitForCalls(2), (Calls{3000 + SIGINT, 1000 + SIGINT}));
+  Send(SIGTERM);
+  EXPECT_EQ(WaitForCalls(3), (Calls{3000 + SIGINT, 1000 + SIGINT, 1000 + SIGTERM}));
+}
+
+TEST_F(SignalHandlerTest, FunctionRemovedByAnEarlierOneIsNotCalledForTheSameSignal) {
+  handler_.SetHandler(RemovesSecond);
+  handler_.SetHandler(Second);
+  handler_.SetHandler(First);
+  Send(SIGINT);
+  EXPECT_EQ(WaitForCalls(2), (Calls{4000 + SIGINT, 1000 + SIGINT}));
+}
+
+TEST_F(SignalHandlerTest, RemoveWaitsForARunningFunction) {
+  handler_.SetHandler(Stays);
+  Send(SIGINT);
+  isInside.wait(false);
+  std::atomic<bool> removing{false};
+  bool hadLeft = false;
+  std::thread remover([&] {
+    removing = true;
+    removing.notify_one();
+    handler_.RemoveHandler(Stays);
+    hadLeft = hasLeft;
+  });
+  removing.wait(false);
+  mayLeave = true;
+  mayLeave.notify_all();
+  remover.join();
+  EXPECT_TRUE(hadLeft);
+}
+
+// The signal that ended a process which ran `body` and then asked itself to end.
+int EndAfter(void (*body)(SignalHandler&)) {
+  const pid_t child = ::fork();
+  if (child == 0) {
+    SignalHandler handler;
+    body(handler);
+    ::kill(::getpid(), SIGTERM);
+    ::pause();
+    ::_exit(0);
+  }
+  int status = 0;
+  EXPECT_EQ(::waitpid(child, &status, 0), child);
+  return WIFSIGNALED(status) ? WTERMSIG(status) : 0;
+}
+
+TEST_F(SignalHandlerTest, WithoutFunctionsASignalEndsTheProcess) {
+  EXPECT_EQ(EndAfter([](SignalHandler& /*handler*/) {}), SIGTERM);
+}
+
+TEST_F(SignalHandlerTest, WithItsLastFunctionGoneASignalEndsTheProcess) {
+  EXPECT_EQ(EndAfter([](SignalHandler& handler) {
+              handler.SetHandler(First);
+              handler.RemoveHandler(First);
+            }),
+            SIGTERM);
+}
+
+}  // namespace
+}  // namespace tarvex
