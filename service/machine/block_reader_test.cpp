@@ -1,0 +1,344 @@
+#include "service/machine/block_reader.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <filesystem>
+#include <fstream>
+
+#include "service/machine/faulty_block_reader.h"
+#include "service/machine/helper_process.h"
+#include "service/machine/helper_protocol.h"
+
+namespace orvan::machine {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr std::uint32_t kSector = 4096;  // every file system takes unbuffered reads of this size
+constexpr std::uint64_t kSectors = 256;
+
+std::string HelperPath() {
+  return std::string(TARVEX_BINARY_DIR) + "/lib/orvan/orvan-block-reader";
+}
+
+// A file that stands in for a disk; in the build folder, where unbuffered reads work.
+class DiskFile {
+ public:
+  DiskFile() {
+    path_ = std::string(TARVEX_BINARY_DIR) + "/tests/disk_XXXXXX";
+    const int fd = mkstemp(path_.data());
+    EXPECT_GE(fd, 0);
+    EXPECT_EQ(ftruncate(fd, kSectors * kSector), 0);
+    close(fd);
+  }
+  ~DiskFile() { unlink(path_.c_str()); }
+  const std::string& Path() const { return path_; }
+
+ private:
+  std::string path_;
+};
+
+BlockReaderOptions OptionsFor(const std::string& path) {
+  BlockReaderOptions options;
+  options.device = path;
+  options.depth = 4;
+  options.largestReadBytes = 8 * kSector;
+  options.timeLimit = 5s;
+  options.fileSectorBytes = kSector;
+  return options;
+}
+
+class BlockReaderContract : public testing::TestWithParam<std::string> {
+ protected:
+  void SetUp() override {
+    if (GetParam() == "faulty") {
+      reader_ = std::make_unique<FaultyBlockReader>(
+          BlockGeometry{kSectors * kSector, kSector, kSector}, DiskFaults{}, 4);
+      return;
+    }
+    OpenedReader opened = OpenBlockReader(HelperPath(), OptionsFor(file_.Path()), {});
+    ASSERT_EQ(opened.failure, OpenFailure::kNone) << "error " << opened.error;
+    reader_ = std::move(opened.reader);
+  }
+
+  std::vector<BlockReadResult> CollectAll(std::size_t count) {
+    std::vector<BlockReadResult> results;
+    while (results.size() < count) {
+      if (reader_->Collect(results, 1000ms) != ReaderState::kWorking) break;
+    }
+    return results;
+  }
+
+  DiskFile file_;
+  std::unique_ptr<BlockReader> reader_;
+};
+
+TEST_P(BlockReaderContract, TellsTheGeometry) {
+  EXPECT_EQ(reader_->Geometry().sizeBytes, kSectors * kSector);
+  EXPECT_EQ(reader_->Geometry().logicalSectorBytes, kSector);
+  EXPECT_EQ(reader_->Capacity(), 8U);
+}
+
+TEST_P(BlockReaderContract, AnswersEveryReadOnce) {
+  std::vector<std::uint64_t> ids;
+  for (std::uint64_t round = 0; round < 20; ++round) {
+    std::vector<BlockRead> reads;
+    for (std::uint64_t i = 0; i < 8; ++i) {
+      reads.push_back({round * 8 + i, (round * 8 + i) * kSector, kSector, 0});
+    }
+    reader_->Submit(reads);
+    for (const BlockReadResult& result : CollectAll(8)) {
+      EXPECT_EQ(result.outcome, ReadOutcome::kRead);
+      ids.push_back(result.id);
+    }
+  }
+  std::sort(ids.begin(), ids.end());
+  ASSERT_EQ(ids.size(), 160U);
+  for (std::uint64_t i = 0; i < ids.size(); ++i) EXPECT_EQ(ids[i], i);
+}
+
+TEST_P(BlockReaderContract, ReadsTheLastSectorAndTheLargestBlock) {
+  reader_->Submit(
+      {{7, (kSectors - 1) * kSector, kSector, 0}, {8, (kSectors - 8) * kSector, 8 * kSector, 0}});
+  const auto results = CollectAll(2);
+  ASSERT_EQ(results.size(), 2U);
+  EXPECT_EQ(results[0].outcome, ReadOutcome::kRead);
+  EXPECT_EQ(results[1].outcome, ReadOutcome::kRead);
+}
+
+TEST_P(BlockReaderContract, CollectWithoutReadsGivesNothing) {
+  std::vector<BlockReadResult> results;
+  EXPECT_EQ(reader_->Collect(results, 1ms), ReaderState::kWorking);
+  EXPECT_TRUE(results.empty());
+}
+
+INSTANTIATE_TEST_SUITE_P(All, BlockReaderContract, testing::Values("live", "faulty"),
+                         [](const auto& info) { return info.param; });
+
+TEST(LiveBlockReader, AReadPastAFileThatShrankFails) {
+  const DiskFile file;
+  OpenedReader opened = OpenBlockReader(HelperPath(), OptionsFor(file.Path()), {});
+  ASSERT_EQ(opened.failure, OpenFailure::kNone);
+  ASSERT_EQ(truncate(file.Path().c_str(), kSector), 0);
+  opened.reader->Submit({{1, 0, 2 * kSector, 0}, {2, 4 * kSector, kSector, 0}, {3, 0, kSector, 0}});
+  std::vector<BlockReadResult> results;
+  while (results.size() < 3) {
+    ASSERT_EQ(opened.reader->Collect(results, 1000ms), ReaderState::kWorking);
+  }
+  for (const BlockReadResult& result : results) {
+    EXPECT_EQ(result.outcome, result.id == 3 ? ReadOutcome::kRead : ReadOutcome::kFailed);
+    EXPECT_EQ(result.error, result.id == 3 ? 0 : EIO);
+  }
+}
+
+struct OpenCase {
+  const char* name;
+  std::function<BlockReaderOptions(const DiskFile&)> options;
+  OpenFailure failure;
+  int error;
+};
+
+class OpenFailures : public testing::TestWithParam<OpenCase> {};
+
+TEST_P(OpenFailures, HaveTheirOwnAnswer) {
+  const DiskFile file;
+  const OpenedReader opened = OpenBlockReader(HelperPath(), GetParam().options(file), {});
+  EXPECT_EQ(opened.reader, nullptr);
+  EXPECT_EQ(opened.failure, GetParam().failure);
+  EXPECT_EQ(opened.error, GetParam().error);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    All, OpenFailures,
+    testing::Values(
+        OpenCase{"missing", [](const DiskFile&) { return OptionsFor("/dev/no-such-disk"); },
+                 OpenFailure::kDevice, ENOENT},
+        OpenCase{"regular_file",
+                 [](const DiskFile& file) {
+                   BlockReaderOptions options = OptionsFor(file.Path());
+                   options.fileSectorBytes = 0;
+                   return options;
+                 },
+                 OpenFailure::kDevice, ENOTBLK},
+        OpenCase{"depth",
+                 [](const DiskFile& file) {
+                   BlockReaderOptions options = OptionsFor(file.Path());
+                   options.depth = kMostReadsInFlight + 1;
+                   return options;
+                 },
+                 OpenFailure::kReader, EINVAL},
+        OpenCase{"long_path",
+                 [](const DiskFile&) { return OptionsFor(std::string(kPathBytes, 'x')); },
+                 OpenFailure::kReader, EINVAL}),
+    [](const auto& info) { return info.param.name; });
+
+TEST(LiveBlockReader, ALinkIsNotFollowed) {
+  const DiskFile file;
+  const std::string link = file.Path() + ".link";
+  ASSERT_EQ(symlink(file.Path().c_str(), link.c_str()), 0);
+  const OpenedReader opened = OpenBlockReader(HelperPath(), OptionsFor(link), {});
+  unlink(link.c_str());
+  EXPECT_EQ(opened.failure, OpenFailure::kDevice);
+  EXPECT_EQ(opened.error, ELOOP);
+}
+
+TEST(LiveBlockReader, AMissingHelperIsOurOwnFault) {
+  const DiskFile file;
+  const OpenedReader opened = OpenBlockReader("/no/such/helper", OptionsFor(file.Path()), {});
+  EXPECT_EQ(opened.failure, OpenFailure::kReader);
+  EXPECT_EQ(opened.error, ENOENT);
+}
+
+// A pipe without a writer stands in for a device whose opening hangs.
+TEST(LiveBlockReader, AnOpeningThatHangsEndsAtTheTimeLimit) {
+  const std::string path =
+      std::string(TARVEX_BINARY_DIR) + "/tests/pipe_" + std::to_string(getpid());
+  ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+  BlockReaderOptions options = OptionsFor(path);
+  options.timeLimit = 100ms;
+  EXPECT_EQ(OpenBlockReader(HelperPath(), options, {}).failure, OpenFailure::kHung);
+  std::stop_source stop;
+  stop.request_stop();
+  options.timeLimit = 1h;
+  EXPECT_EQ(OpenBlockReader(HelperPath(), options, stop.get_token()).failure,
+            OpenFailure::kStopped);
+  unlink(path.c_str());
+}
+
+// What a client that breaks the protocol gets: the end of the connection, and no answer.
+class HelperProtocol : public testing::Test {
+ protected:
+  void SetUp() override {
+    int error = 0;
+    helper_ = HelperProcess::Start(HelperPath(), error);
+    ASSERT_NE(helper_, nullptr) << "error " << error;
+  }
+
+  OpenMessage Opening() const {
+    OpenMessage open;
+    open.depth = 2;
+    open.largestReadBytes = 8 * kSector;
+    open.timeLimitMs = 5000;
+    open.fileSectorBytes = kSector;
+    std::copy(file_.Path().begin(), file_.Path().end(), open.device.begin());
+    return open;
+  }
+
+  void Open() {
+    const OpenMessage open = Opening();
+    ASSERT_TRUE(helper_->Send(&open, sizeof(open)));
+    ASSERT_EQ(Answer(), HelperProcess::Receipt::kMessage);
+  }
+
+  HelperProcess::Receipt Answer() {
+    std::array<std::byte, kLargestMessageBytes> buffer{};
+    std::size_t size = 0;
+    return helper_->Receive(buffer.data(), buffer.size(), size, 5000ms);
+  }
+
+  void ExpectRefused(const ReadMessage& message, std::size_t size) {
+    ASSERT_TRUE(helper_->Send(&message, size));
+    EXPECT_EQ(Answer(), HelperProcess::Receipt::kClosed);
+  }
+
+  DiskFile file_;
+  std::unique_ptr<HelperProcess> helper_;
+};
+
+TEST_F(HelperProtocol, RefusesAnOpeningThatIsNotWhole) {
+  const OpenMessage open = Opening();
+  ASSERT_TRUE(helper_->Send(&open, sizeof(open) - 1));
+  EXPECT_EQ(Answer(), HelperProcess::Receipt::kClosed);
+}
+
+TEST_F(HelperProtocol, RefusesAnotherVersion) {
+  OpenMessage open = Opening();
+  ++open.head.count;
+  ASSERT_TRUE(helper_->Send(&open, sizeof(open)));
+  EXPECT_EQ(Answer(), HelperProcess::Receipt::kClosed);
+}
+
+TEST_F(HelperProtocol, RefusesANameWithoutEnd) {
+  OpenMessage open = Opening();
+  open.device.fill('x');
+  ASSERT_TRUE(helper_->Send(&open, sizeof(open)));
+  EXPECT_EQ(Answer(), HelperProcess::Receipt::kClosed);
+}
+
+TEST_F(HelperProtocol, RefusesDepthAndSizeOutOfRange) {
+  OpenMessage open = Opening();
+  open.depth = 0;
+  ASSERT_TRUE(helper_->Send(&open, sizeof(open)));
+  EXPECT_EQ(Answer(), HelperProcess::Receipt::kClosed);
+}
+
+TEST_F(HelperProtocol, RefusesReadsBeforeTheOpening) {
+  ReadMessage message;
+  message.head.count = 1;
+  message.reads[0] = {1, 0, kSector, 0};
+  ExpectRefused(message, ListBytes<BlockRead>(1));
+}
+
+TEST_F(HelperProtocol, RefusesAListOfAnotherLengthThanItSays) {
+  Open();
+  ReadMessage message;
+  message.head.count = 2;
+  message.reads[0] = {1, 0, kSector, 0};
+  ExpectRefused(message, ListBytes<BlockRead>(1));
+}
+
+TEST_F(HelperProtocol, RefusesReadsThatLeaveTheDevice) {
+  Open();
+  ReadMessage message;
+  message.head.count = 1;
+  message.reads[0] = {1, (kSectors - 1) * kSector, 2 * kSector, 0};
+  ExpectRefused(message, ListBytes<BlockRead>(1));
+}
+
+TEST_F(HelperProtocol, RefusesReadsWhoseEndOverflows) {
+  Open();
+  ReadMessage message;
+  message.head.count = 1;
+  message.reads[0] = {1, ~std::uint64_t{0} - kSector + 1, kSector, 0};
+  ExpectRefused(message, ListBytes<BlockRead>(1));
+}
+
+TEST_F(HelperProtocol, RefusesReadsThatAreTooLargeOrNotWholeSectors) {
+  Open();
+  ReadMessage message;
+  message.head.count = 1;
+  message.reads[0] = {1, 512, kSector, 0};
+  ExpectRefused(message, ListBytes<BlockRead>(1));
+}
+
+TEST_F(HelperProtocol, TheHelperEndsWhenItsOwnerCloses) {
+  Open();
+  const std::string folder = "/proc/" + std::to_string(helper_->Id());
+  ASSERT_EQ(access(folder.c_str(), F_OK), 0);
+  helper_.reset();
+  EXPECT_NE(access(folder.c_str(), F_OK), 0);
+}
+
+TEST_F(HelperProtocol, TheHelperHasNoTerminalAndNoOtherDescriptors) {
+  const auto count = [this](const std::string& what) {
+    const std::string folder = "/proc/" + std::to_string(helper_->Id()) + what;
+    return std::distance(std::filesystem::directory_iterator(folder), {});
+  };
+  // The answer proves that the helper runs its own code by now.
+  ProbeMessage question;
+  ASSERT_TRUE(helper_->Send(&question, sizeof(question)));
+  ASSERT_EQ(Answer(), HelperProcess::Receipt::kMessage);
+  EXPECT_EQ(count("/fd"), 3);
+  EXPECT_EQ(getsid(helper_->Id()), helper_->Id());
+}
+
+}  // namespace
+}  // namespace orvan::machine

@@ -1,0 +1,100 @@
+#include "service/machine/filesystem_probe.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+
+namespace orvan::machine {
+namespace {
+
+using namespace std::chrono_literals;
+
+std::string HelperPath() {
+  return std::string(TARVEX_BINARY_DIR) + "/lib/orvan/orvan-block-reader";
+}
+
+class FilesystemProbeTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    std::string name = (std::filesystem::temp_directory_path() / "probe_XXXXXX").string();
+    folder_ = mkdtemp(name.data());
+  }
+  void TearDown() override { std::filesystem::remove_all(folder_); }
+  std::string folder_;
+};
+
+// Source: Linux, include/linux/swap.h: version at 1024, pages at 1028, label at 1052, and the
+// magic in the last ten bytes of the first page of 4096.
+std::string SwapImage(const std::string& label) {
+  std::string image(1 << 20, '\0');
+  image[1024] = 1;
+  image[1028] = static_cast<char>(255);
+  image.replace(1036, 16, "0123456789abcdef");
+  image.replace(1052, label.size(), label);
+  image.replace(4086, 10, "SWAPSPACE2");
+  return image;
+}
+
+// A table with one partition of type 83h at sector 1, 1024 sectors long.
+std::string DosTableImage() {
+  std::string image(1 << 20, '\0');
+  image[446 + 4] = static_cast<char>(0x83);
+  image[446 + 8] = 1;
+  image[446 + 13] = 4;
+  image[510] = static_cast<char>(0x55);
+  image[511] = static_cast<char>(0xAA);
+  return image;
+}
+
+TEST_F(FilesystemProbeTest, FindsKindAndLabelOfAFileSystem) {
+  std::ofstream(folder_ + "/image") << SwapImage("my disk");
+  const auto facts = MakeFilesystemProbe(HelperPath(), 5s)->Probe(folder_ + "/image", "", {});
+  ASSERT_TRUE(facts);
+  EXPECT_EQ(facts->fileSystem, "swap");
+  EXPECT_EQ(facts->label, "my disk");
+  EXPECT_EQ(facts->tableType, "");
+  EXPECT_FALSE(facts->use);
+}
+
+TEST_F(FilesystemProbeTest, FindsTheKindOfAPartitionTable) {
+  std::ofstream(folder_ + "/image") << DosTableImage();
+  const auto facts = MakeFilesystemProbe(HelperPath(), 5s)->Probe(folder_ + "/image", "", {});
+  ASSERT_TRUE(facts);
+  EXPECT_EQ(facts->tableType, "dos");
+  EXPECT_EQ(facts->fileSystem, "");
+}
+
+TEST_F(FilesystemProbeTest, TellsTheUseOfAMountedFileSystem) {
+  struct statvfs status {};
+  ASSERT_EQ(statvfs("/", &status), 0);
+  const auto facts = MakeFilesystemProbe(HelperPath(), 5s)->Probe("", "/", {});
+  ASSERT_TRUE(facts && facts->use);
+  EXPECT_GT(facts->use->usedBytes, 0U);
+  // Used and free make up the whole, however much is written meanwhile.
+  EXPECT_EQ(facts->use->usedBytes + facts->use->freeBytes, status.f_blocks * status.f_frsize);
+}
+
+TEST_F(FilesystemProbeTest, WhatCannotBeOpenedHasNoFacts) {
+  const auto facts = MakeFilesystemProbe(HelperPath(), 5s)->Probe("/no/device", "/no/mount", {});
+  ASSERT_TRUE(facts);
+  EXPECT_EQ(facts->fileSystem, "");
+  EXPECT_FALSE(facts->use);
+}
+
+TEST_F(FilesystemProbeTest, OneProbeThatCannotBeTriedDoesNotSpoilTheNext) {
+  const auto probe = MakeFilesystemProbe(HelperPath(), 5s);
+  EXPECT_FALSE(probe->Probe(std::string(10000, 'x'), "", {}));
+  std::stop_source stop;
+  stop.request_stop();
+  EXPECT_FALSE(probe->Probe("", "/", stop.get_token()));
+  EXPECT_TRUE(probe->Probe("", "/", {}));
+  EXPECT_FALSE(MakeFilesystemProbe("/no/such/helper", 5s)->Probe("", "/", {}));
+}
+
+}  // namespace
+}  // namespace orvan::machine

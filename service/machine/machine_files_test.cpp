@@ -1,0 +1,170 @@
+#include "service/machine/machine_files.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+
+namespace orvan::machine {
+namespace {
+
+namespace fs = std::filesystem;
+
+class TemporaryFolder {
+ public:
+  TemporaryFolder() {
+    std::string name = (fs::temp_directory_path() / "machine_files_XXXXXX").string();
+    path_ = mkdtemp(name.data());
+  }
+  ~TemporaryFolder() { fs::remove_all(path_); }
+  std::string Path() const { return path_; }
+
+ private:
+  std::string path_;
+};
+
+// One small machine, live below a folder and as the capture that describes it.
+constexpr char kCapture[] =
+    "# a comment\n"
+    "f /sys/devices/pci0/sda/size 2048\\x0a\n"
+    "f /sys/devices/pci0/sda/model  Disk\\x20One \\x00\n"
+    "f /sys/devices/pci0/sda/odd\\x20name x\n"
+    "f /sys/devices/pci0/sda/text 12a\n"
+    "f /sys/devices/pci0/sda/empty \n"
+    "l /sys/block/sda ../devices/pci0/sda\n"
+    "l /sys/block/round round\n"
+    "l /sys/block/absolute /sys/devices/pci0\n"
+    "d /sys/bare\n";
+
+std::unique_ptr<MachineFiles> MakeLive(const std::string& root) {
+  const fs::path disk = fs::path(root) / "sys/devices/pci0/sda";
+  fs::create_directories(disk);
+  fs::create_directories(fs::path(root) / "sys/block");
+  fs::create_directories(fs::path(root) / "sys/bare");
+  std::ofstream(disk / "size") << "2048\n";
+  std::ofstream(disk / "model") << " Disk One " << '\0';
+  std::ofstream(disk / "odd name") << "x";
+  std::ofstream(disk / "text") << "12a";
+  std::ofstream(disk / "empty");
+  fs::create_symlink("../devices/pci0/sda", fs::path(root) / "sys/block/sda");
+  fs::create_symlink("round", fs::path(root) / "sys/block/round");
+  fs::create_symlink("/sys/devices/pci0", fs::path(root) / "sys/block/absolute");
+  return std::make_unique<LiveFiles>(root);
+}
+
+class MachineFilesContract : public testing::TestWithParam<std::string> {
+ protected:
+  void SetUp() override {
+    if (GetParam() == "captured") {
+      files_ = std::make_unique<CapturedFiles>(kCapture);
+      return;
+    }
+    live_ = MakeLive(folder_.Path());
+    if (GetParam() == "live") {
+      files_ = std::move(live_);
+    } else {
+      files_ = std::make_unique<RecordingFiles>(*live_);
+    }
+  }
+  TemporaryFolder folder_;
+  std::unique_ptr<MachineFiles> live_;
+  std::unique_ptr<MachineFiles> files_;
+};
+
+TEST_P(MachineFilesContract, ReadsThroughLinksAndTrims) {
+  EXPECT_EQ(files_->ReadText("/sys/block/sda/model"), "Disk One");
+  EXPECT_EQ(files_->ReadText("/sys/block/sda/odd name"), "x");
+  EXPECT_EQ(files_->ReadText("/sys/block/sda/empty"), "");
+}
+
+TEST_P(MachineFilesContract, ReadBytesKeepsEveryByteAndTheLimit) {
+  EXPECT_EQ(files_->ReadBytes("/sys/block/sda/model", 100), std::string(" Disk One \0", 11));
+  EXPECT_EQ(files_->ReadBytes("/sys/block/sda/model", 3), " Di");
+}
+
+TEST_P(MachineFilesContract, WhatIsMissingIsNoFile) {
+  EXPECT_FALSE(files_->ReadBytes("/sys/block/sdb/size", 10));
+  EXPECT_FALSE(files_->ReadBytes("/sys/bare", 10));
+  EXPECT_EQ(files_->ReadText("/nothing"), "");
+  EXPECT_TRUE(files_->List("/nothing").empty());
+  EXPECT_FALSE(files_->Exists("/nothing"));
+  EXPECT_TRUE(files_->Exists("/sys/block/sda/size"));
+  EXPECT_TRUE(files_->Exists("/sys/bare"));
+}
+
+TEST_P(MachineFilesContract, NumbersAreDigitsOnly) {
+  EXPECT_EQ(files_->ReadNumber("/sys/block/sda/size"), 2048U);
+  EXPECT_FALSE(files_->ReadNumber("/sys/block/sda/text"));
+  EXPECT_FALSE(files_->ReadNumber("/sys/block/sda/empty"));
+}
+
+TEST_P(MachineFilesContract, LinksAreShownAsStoredAndResolvedWhole) {
+  EXPECT_EQ(files_->ReadLink("/sys/block/sda"), "../devices/pci0/sda");
+  EXPECT_FALSE(files_->ReadLink("/sys/block/sda/size"));
+  EXPECT_EQ(files_->Resolve("/sys/block/sda"), "/sys/devices/pci0/sda");
+  EXPECT_EQ(files_->Resolve("/sys/block/./sda/../sda/size"), "/sys/devices/pci0/sda/size");
+  EXPECT_EQ(files_->Resolve("/sys/block/absolute/sda"), "/sys/devices/pci0/sda");
+  EXPECT_EQ(files_->Resolve("/../.."), "/");
+}
+
+TEST_P(MachineFilesContract, ALinkToItselfResolvesToNothing) {
+  EXPECT_EQ(files_->Resolve("/sys/block/round"), "");
+}
+
+TEST_P(MachineFilesContract, ListsSortedNamesThroughLinks) {
+  EXPECT_EQ(files_->List("/sys/block/sda"),
+            (std::vector<std::string>{"empty", "model", "odd name", "size", "text"}));
+  EXPECT_EQ(files_->List("/sys"), (std::vector<std::string>{"bare", "block", "devices"}));
+}
+
+INSTANTIATE_TEST_SUITE_P(All, MachineFilesContract,
+                         testing::Values("live", "captured", "recording"),
+                         [](const auto& info) { return info.param; });
+
+TEST(RecordingFilesTest, TheCaptureAnswersAsTheMachineDid) {
+  const CapturedFiles machine(kCapture);
+  const RecordingFiles recording(machine);
+  const auto look = [](const MachineFiles& files) {
+    std::string seen = files.ReadBytes("/sys/block/sda/model", 100).value_or("none");
+    for (const std::string& name : files.List("/sys/block/sda")) seen += name + ',';
+    seen += files.Resolve("/sys/block/sda") + files.ReadText("/sys/block/sda/odd name");
+    return seen;
+  };
+  const std::string first = look(recording);
+  EXPECT_EQ(look(CapturedFiles(recording.Text())), first);
+}
+
+TEST(RecordingFilesTest, TextIsOneLinePerEntryInOrder) {
+  const CapturedFiles machine("f /a/b x\\x0a\nl /a/c b\n");
+  const RecordingFiles recording(machine);
+  recording.List("/a");
+  recording.ReadText("/a/c");
+  EXPECT_EQ(recording.Text(), "f /a/b x\\x0a\nl /a/c b\n");
+}
+
+TEST(CapturedFilesTest, DamagedLinesAreSkipped) {
+  const CapturedFiles files("f\nx /a b\nf relative x\nf /a \\xZZ\\x4\nnoise\n\nf /b\n");
+  EXPECT_EQ(files.ReadText("/a"), "\\xZZ\\x4");
+  EXPECT_EQ(files.ReadBytes("/b", 10), "");
+  EXPECT_EQ(files.List("/"), (std::vector<std::string>{"a", "b"}));
+}
+
+TEST(WriteCaptureTest, ReplacesAFileButNeverWritesThroughALink) {
+  const TemporaryFolder folder;
+  const std::string path = folder.Path() + "/capture";
+  ASSERT_EQ(WriteCapture(path, "a longer first text"), 0);
+  ASSERT_EQ(WriteCapture(path, "second"), 0);
+  EXPECT_EQ(LiveFiles(folder.Path()).ReadBytes("/capture", 100), "second");
+  struct stat status {};
+  ASSERT_EQ(stat(path.c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 0777, 0600U);
+  fs::create_symlink(path, folder.Path() + "/link");
+  EXPECT_EQ(WriteCapture(folder.Path() + "/link", "third"), ELOOP);
+  EXPECT_EQ(LiveFiles(folder.Path()).ReadBytes("/capture", 100), "second");
+}
+
+}  // namespace
+}  // namespace orvan::machine

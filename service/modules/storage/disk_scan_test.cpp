@@ -1,0 +1,280 @@
+#include "service/modules/storage/disk_scan.h"
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "service/machine/block_reader.h"
+#include "service/modules/storage/identity.h"
+
+namespace orvan::storage {
+namespace {
+
+machine::CapturedFiles Capture(const std::string& name) {
+  const machine::LiveFiles files(TARVEX_SOURCE_DIR "/service/modules/storage/testdata");
+  const auto text = files.ReadBytes("/" + name + ".capture", 1 << 20);
+  EXPECT_TRUE(text) << name;
+  return machine::CapturedFiles(text.value_or(""));
+}
+
+// Answers from a list, and remembers what it was asked.
+class ListedProbe final : public machine::FilesystemProbe {
+ public:
+  std::optional<machine::FilesystemFacts> Probe(const std::string& device,
+                                                const std::string& mountPoint,
+                                                std::stop_token) override {
+    asked.push_back(device + '@' + mountPoint);
+    if (hangs) return {};
+    machine::FilesystemFacts answer = facts[device];
+    if (!mountPoint.empty()) answer.use = {1000, 24};
+    return answer;
+  }
+  std::map<std::string, machine::FilesystemFacts> facts;
+  std::vector<std::string> asked;
+  bool hangs = false;
+};
+
+std::vector<std::string> KernelNames(const machine::MachineFiles& files, bool includeLoop = false) {
+  ListedProbe probe;
+  std::vector<std::string> names;
+  for (const auto& disk : ScanDisks(files, probe, includeLoop, {})) {
+    EXPECT_EQ(disk->Id(), std::to_string(names.size()));
+    names.push_back(disk->Facts().kernelName);
+  }
+  return names;
+}
+
+std::unique_ptr<Disk> Find(const std::string& capture, const std::string& name) {
+  ListedProbe probe;
+  for (auto& disk : ScanDisks(Capture(capture), probe, true, {})) {
+    if (disk->Facts().kernelName == name) return std::move(disk);
+  }
+  ADD_FAILURE() << name << " was not found";
+  return nullptr;
+}
+
+std::map<std::string, std::string> Entries(const Disk& disk) {
+  std::map<std::string, std::string> entries;
+  for (const auto& [value, label] : disk.Information().entries) entries[label] = value;
+  return entries;
+}
+
+using Names = std::vector<std::string>;
+
+TEST(DiskScan, TakesHardwareDisksInTheOrderOfTheirBusAddress) {
+  // PCI 14.0 (USB) before 1d.0 (NVMe behind a bridge) before 1f.2 (SATA ports 1 and 2). No CD
+  // drive, no loop, zram, dm, md or RAM disk.
+  EXPECT_EQ(KernelNames(Capture("desktop")), (Names{"sdc", "nvme0n1", "sda", "sdb"}));
+}
+
+TEST(DiskScan, LoopDevicesWithABackingFileComeLastWhenAskedFor) {
+  EXPECT_EQ(KernelNames(Capture("desktop"), true),
+            (Names{"sdc", "nvme0n1", "sda", "sdb", "loop2", "loop10"}));
+}
+
+TEST(DiskScan, ComparesSlotsAndLunsAsNumbers) {
+  // Slot 04.0 LUN 2, LUN 10, then slots 05.0 and 0a.0, whatever the kernel names.
+  EXPECT_EQ(KernelNames(Capture("virtual_machine")), (Names{"sdb", "sda", "vdb", "vda"}));
+}
+
+TEST(DiskScan, AnIdStaysWithItsDiskWhenKernelNamesSwap) {
+  ListedProbe probe;
+  const auto first = ScanDisks(Capture("two_controllers_boot_1"), probe, false, {});
+  const auto second = ScanDisks(Capture("two_controllers_boot_2"), probe, false, {});
+  ASSERT_EQ(first.size(), 2U);
+  ASSERT_EQ(second.size(), 2U);
+  for (std::size_t i = 0; i < 2; ++i) {
+    EXPECT_EQ(first[i]->Facts().model, second[i]->Facts().model);
+    EXPECT_NE(first[i]->Facts().kernelName, second[i]->Facts().kernelName);
+    EXPECT_EQ(first[i]->UniqueId(), second[i]->UniqueId());
+  }
+  EXPECT_EQ(first[0]->Facts().model, "DISK LOW");
+}
+
+TEST(DiskScan, MultipathNvmeIsOneDiskPerNamespaceAtItsControllersPlace) {
+  // PCI domain order: 3b:00.0 (SAS ports 2 and 11), 81:00.0 (namespaces 2 and 10), then the card.
+  // Neither hidden paths, nor the card's boot area, nor the enclosure.
+  EXPECT_EQ(KernelNames(Capture("server")),
+            (Names{"sdr", "sdq", "nvme0n2", "nvme0n10", "mmcblk0"}));
+}
+
+TEST(DiskScan, BusPathsNameNoNumberThatFollowsTheOrderOfDetection) {
+  EXPECT_EQ(Find("desktop", "sdb")->Facts().busPath, "pci-0000:00:1f.2/ata-2/scsi-0:0:0");
+  EXPECT_EQ(Find("desktop", "nvme0n1")->Facts().busPath,
+            "pci-0000:00:1d.0/pci-0000:01:00.0/namespace-1");
+  EXPECT_EQ(Find("desktop", "sdc")->Facts().busPath,
+            "pci-0000:00:14.0/usb2/port-4/port-4:1.0/scsi-0:0:0");
+  EXPECT_EQ(Find("desktop", "loop2")->Facts().busPath, "loop2");
+  EXPECT_EQ(Find("server", "nvme0n10")->Facts().busPath,
+            "pci-0000:80:01.0/pci-0000:81:00.0/namespace-10");
+  EXPECT_EQ(Find("server", "sdq")->Facts().busPath,
+            "pci-0000:3a:00.0/pci-0000:3b:00.0/port-11/end_device-11/scsi-0:1:0");
+  EXPECT_EQ(Find("virtual_machine", "vda")->Facts().busPath, "pci-0000:00:0a.0");
+}
+
+TEST(DiskScan, AStopEndsTheScan) {
+  ListedProbe probe;
+  std::stop_source stop;
+  stop.request_stop();
+  EXPECT_TRUE(ScanDisks(Capture("desktop"), probe, true, stop.get_token()).empty());
+}
+
+TEST(DiskScan, AMachineWithoutDisksHasNone) {
+  EXPECT_TRUE(KernelNames(machine::CapturedFiles("d /sys/block\n")).empty());
+  EXPECT_TRUE(KernelNames(machine::CapturedFiles("")).empty());
+}
+
+TEST(DiskInformation, OfASataDiskComesWholeFromItsIdentifyData) {
+  const auto disk = Find("desktop", "sdb");
+  EXPECT_EQ(disk->Information().name, "WDC WD10EZEX-08WN4A0 (sdb)");
+  EXPECT_EQ(Entries(*disk), (std::map<std::string, std::string>{
+                                {"MODEL", "WDC WD10EZEX-08WN4A0"},
+                                {"SERIAL_NUMBER", "WD-WCC6Y0ABCDEF"},
+                                {"FIRMWARE", "01.01A01"},
+                                {"SIZE", "1000204886016 bytes (1.0 TB)"},
+                                {"LOGICAL_SECTOR_SIZE", "512 bytes"},
+                                {"PHYSICAL_SECTOR_SIZE", "4096 bytes"},
+                                {"TRANSPORT", "SATA"},
+                                {"MEDIA_TYPE", "Rotating"},
+                                {"KERNEL_NAME", "sdb"},
+                                {"BUS_PATH", "pci-0000:00:1f.2/ata-2/scsi-0:0:0"}}));
+  EXPECT_EQ(disk->Information().properties.at("NonRotatingMedia"), "F");
+  EXPECT_EQ(disk->UniqueId(), "naa.50014ee2b1234567");
+  EXPECT_EQ(disk->Facts().deviceNumber, machine::DeviceNumber(8, 16));
+}
+
+TEST(DiskInformation, OfASataDiskWithoutThatPageComesFromTheInquiry) {
+  const auto disk = Find("desktop", "sda");
+  EXPECT_EQ(disk->Facts().model, "Samsung SSD 860");
+  EXPECT_EQ(disk->Facts().firmware, "3B6Q");
+  EXPECT_EQ(disk->Facts().serial, "S3Z9NB0K123456X");
+  EXPECT_EQ(disk->UniqueId(), "Samsung SSD 860_S3Z9NB0K123456X");
+  EXPECT_EQ(disk->Information().properties.at("NonRotatingMedia"), "T");
+  EXPECT_EQ(Entries(*disk)["MEDIA_TYPE"], "Solid state");
+}
+
+TEST(DiskInformation, OfOtherTransports) {
+  EXPECT_EQ(Find("desktop", "nvme0n1")->Information().name, "Samsung SSD 970 EVO 500GB (nvme0n1)");
+  EXPECT_EQ(Find("desktop", "nvme0n1")->Facts().firmware, "2B2QEXE7");
+  EXPECT_EQ(Find("desktop", "nvme0n1")->UniqueId(), "eui.0025385b71b0a1b2");
+  EXPECT_EQ(Entries(*Find("desktop", "sdc"))["TRANSPORT"], "USB");
+  EXPECT_EQ(Find("desktop", "sdc")->Facts().model, "Kingston DataTraveler 3.0");
+  EXPECT_EQ(Find("desktop", "sdc")->Facts().serial, "60A44C4138E8E311D96A0F4D");
+  EXPECT_EQ(Find("virtual_machine", "vda")->Information().name, "virtio disk (vda)");
+  EXPECT_EQ(Find("virtual_machine", "vda")->UniqueId(), "root-disk");
+  EXPECT_EQ(Find("virtual_machine", "sda")->Facts().logicalSectorBytes, 4096U);
+  EXPECT_EQ(Entries(*Find("virtual_machine", "sda"))["TRANSPORT"], "SCSI");
+  EXPECT_EQ(Entries(*Find("server", "sdq"))["TRANSPORT"], "SAS");
+  EXPECT_EQ(Find("server", "sdq")->Facts().model, "SEAGATE ST4000NM0025");
+  EXPECT_EQ(Find("server", "nvme0n2")->Facts().model, "DC P5510");
+  EXPECT_EQ(Find("server", "mmcblk0")->Facts().model, "BJTD4R");
+  EXPECT_EQ(Entries(*Find("server", "mmcblk0"))["TRANSPORT"], "MMC");
+  EXPECT_EQ(Entries(*Find("desktop", "loop2"))["BACKING_FILE"], "/srv/two.img");
+}
+
+TEST(DiskInformation, DisksThatShareAnIdentityAreToldApartByTheirPath) {
+  EXPECT_EQ(Find("virtual_machine", "sda")->UniqueId(),
+            "QEMU QEMU HARDDISK_same@pci-0000:00:04.0/scsi-0:0:10");
+  EXPECT_EQ(Find("virtual_machine", "vdb")->UniqueId(), "pci-0000:00:05.0");
+}
+
+TEST(DiskInformation, SizesAreCutToOneDigit) {
+  const auto size = [](std::uint64_t bytes) {
+    DiskFacts facts;
+    facts.sizeBytes = bytes;
+    return Entries(Disk("0", facts, true))["SIZE"];
+  };
+  EXPECT_EQ(size(0), "0 bytes");
+  EXPECT_EQ(size(999), "999 bytes");
+  EXPECT_EQ(size(1000), "1000 bytes (1.0 kB)");
+  EXPECT_EQ(size(999999), "999999 bytes (999.9 kB)");
+  EXPECT_EQ(size(1000000), "1000000 bytes (1.0 MB)");
+  EXPECT_EQ(size(18446744073709551615ULL), "18446744073709551615 bytes (18446.7 PB)");
+}
+
+TEST(Shown, TakesControlCharactersOutOfWhatADeviceSays) {
+  EXPECT_EQ(Shown("  evil\x1b[2J\x07 disk \n"), "evil?[2J? disk");
+  EXPECT_EQ(Shown("a\xc2\x9b"
+                  "b\x7f"),
+            "a?b?");
+  EXPECT_EQ(Shown("Gr\xc3\xb6\xc3\x9f"
+                  "e"),
+            "Gr\xc3\xb6\xc3\x9f"
+            "e");
+  EXPECT_EQ(Shown("\xc2"), "\xc2");
+  EXPECT_EQ(Shown(" \t"), "");
+}
+
+std::string Text(const DiagResource& resource) {
+  std::string text = resource.type;
+  for (const auto& [label, value] : resource.pairs) text += ' ' + label + '=' + value;
+  return text;
+}
+
+std::vector<std::string> Resources(ListedProbe& probe, const std::string& name) {
+  std::vector<std::string> texts;
+  for (const auto& disk : ScanDisks(Capture("desktop"), probe, true, {})) {
+    if (disk->Facts().kernelName != name) continue;
+    for (const DiagResource& resource : disk->Resources()) texts.push_back(Text(resource));
+  }
+  return texts;
+}
+
+TEST(Partitions, WhatTheDeviceManagerKnowsIsNotReadAgain) {
+  ListedProbe probe;
+  EXPECT_EQ(
+      Resources(probe, "sda"),
+      (Names{"PARTITION PARTITION_TYPE=PRIMARY MOUNT_POINT=/boot/efi FILE_SYSTEM=vfat LABEL=EFI "
+             "SIZE=536870912 USED=1000 FREE=24 INDEX=1",
+             "PARTITION PARTITION_TYPE=PRIMARY MOUNT_POINT=/ FILE_SYSTEM=ext4 LABEL=the root "
+             "SIZE=499568869376 USED=1000 FREE=24 INDEX=2"}));
+  for (const std::string& asked : probe.asked) EXPECT_FALSE(asked.starts_with("/dev/sda"));
+}
+
+TEST(Partitions, ADosTableHasPrimaryExtendedAndLogicalOnes) {
+  ListedProbe probe;
+  probe.facts["/dev/sdb"].tableType = "dos";
+  probe.facts["/dev/sdb1"] = {"", "swap", "", {}};
+  probe.facts["/dev/sdb2"] = {"dos", "", "", {}};
+  probe.facts["/dev/sdb5"] = {"", "ext4", "data\n", {}};
+  probe.facts["/dev/sdb6"] = {"", "btrfs", "", {}};
+  EXPECT_EQ(
+      Resources(probe, "sdb"),
+      (Names{
+          "PARTITION PARTITION_TYPE=PRIMARY MOUNT_POINT=UNABLE_TO_OBTAIN FILE_SYSTEM=swap LABEL= "
+          "SIZE=536870912 USED=UNABLE_TO_OBTAIN FREE=UNABLE_TO_OBTAIN INDEX=1",
+          "PARTITION PARTITION_TYPE=EXTENDED MOUNT_POINT=UNABLE_TO_OBTAIN FILE_SYSTEM= LABEL= "
+          "SIZE=1024 USED=UNABLE_TO_OBTAIN FREE=UNABLE_TO_OBTAIN INDEX=2",
+          "PARTITION PARTITION_TYPE=LOGICAL MOUNT_POINT=/srv/my data FILE_SYSTEM=ext4 LABEL=data "
+          "SIZE=2147483648 USED=1000 FREE=24 INDEX=5",
+          "PARTITION PARTITION_TYPE=LOGICAL MOUNT_POINT=/srv/btrfs FILE_SYSTEM=btrfs LABEL= "
+          "SIZE=4294967296 USED=1000 FREE=24 INDEX=6"}));
+}
+
+TEST(Partitions, AProbeThatHangsCostsOnlyWhatItWouldHaveSaid) {
+  ListedProbe probe;
+  probe.hangs = true;
+  const auto texts = Resources(probe, "sdb");
+  ASSERT_EQ(texts.size(), 4U);
+  EXPECT_EQ(texts[2],
+            "PARTITION PARTITION_TYPE=PRIMARY MOUNT_POINT=/srv/my data FILE_SYSTEM= LABEL= "
+            "SIZE=2147483648 USED=UNABLE_TO_OBTAIN FREE=UNABLE_TO_OBTAIN INDEX=5");
+}
+
+TEST(Partitions, AFileSystemOnTheWholeDiskCountsAsOne) {
+  ListedProbe probe;
+  probe.facts["/dev/vda"].fileSystem = "ext4";
+  for (const auto& disk : ScanDisks(Capture("virtual_machine"), probe, false, {})) {
+    const auto resources = disk->Resources();
+    ASSERT_EQ(resources.size(), disk->Facts().kernelName == "vda" ? 1U : 0U);
+    if (resources.empty()) continue;
+    EXPECT_EQ(Text(resources[0]),
+              "PARTITION PARTITION_TYPE=PRIMARY MOUNT_POINT=/ FILE_SYSTEM=ext4 LABEL= "
+              "SIZE=21474836480 USED=1000 FREE=24 INDEX=0");
+  }
+}
+
+}  // namespace
+}  // namespace orvan::storage
