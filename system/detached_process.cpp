@@ -5,16 +5,14 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <climits>
-#include <cstring>
+
+#include "system/descriptor.h"
 
 namespace tarvex {
 namespace {
-
-constexpr int kReportDescriptor = STDERR_FILENO + 1;
 
 // Everything that the new processes need, made before the fork: between fork and exec only
 // async-signal-safe calls are allowed.
@@ -39,13 +37,9 @@ void ResetSignals() {
   sigprocmask(SIG_SETMASK, &none, nullptr);
 }
 
-// Leaves the standard streams, on /dev/null, and the report. Returns 0 or an errno value; `report`
-// names the report all the time.
-int ArrangeDescriptors(int& report) {
-  // Above the standard streams first, whatever number the pipe got.
-  const int kept = fcntl(report, F_DUPFD_CLOEXEC, kReportDescriptor);
-  if (kept < 0) return errno;
-  report = kept;
+// Leaves the standard streams, on /dev/null, and the report, which lies above them. Returns 0 or an
+// errno value.
+int ArrangeDescriptors(int report) {
   const int null = open("/dev/null", O_RDWR | O_CLOEXEC);
   if (null < 0) return errno;
   for (int number = STDIN_FILENO; number <= STDERR_FILENO; ++number) {
@@ -53,11 +47,10 @@ int ArrangeDescriptors(int& report) {
     const int result = null == number ? fcntl(number, F_SETFD, 0) : dup2(null, number);
     if (result < 0) return errno;
   }
-  if (report != kReportDescriptor) {
-    if (dup3(report, kReportDescriptor, O_CLOEXEC) < 0) return errno;
-    report = kReportDescriptor;
-  }
-  return close_range(kReportDescriptor + 1, ~0U, 0) == 0 ? 0 : errno;
+  const auto first = static_cast<unsigned>(STDERR_FILENO + 1);
+  const auto kept = static_cast<unsigned>(report);
+  if (kept > first && close_range(first, kept - 1, 0) != 0) return errno;
+  return close_range(kept + 1, ~0U, 0) == 0 ? 0 : errno;
 }
 
 // The first child: leads the new session and leaves its child, which can't get a terminal as it
@@ -74,6 +67,18 @@ int ArrangeDescriptors(int& report) {
   ReportFailure(launch.report, errno);
 }
 
+// A pipe above the standard streams, so that nothing that is printed can get into it. 0 or an errno
+// value.
+int MakeReport(std::array<Descriptor, 2>& report) {
+  std::array<int, 2> ends{};
+  if (pipe2(ends.data(), O_CLOEXEC) != 0) return errno;
+  for (std::size_t at = 0; at < ends.size(); ++at) {
+    const Descriptor first(ends[at]);
+    report[at] = Descriptor(fcntl(ends[at], F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
+  }
+  return report[0].IsOpen() && report[1].IsOpen() ? 0 : EMFILE;
+}
+
 // What came through the report pipe: 0 when the exec closed it.
 int ReadReport(int descriptor) {
   int error = 0;
@@ -86,9 +91,10 @@ int ReadReport(int descriptor) {
 }
 
 int StartProgram(const char* program, char* const* arguments) {
-  std::array<int, 2> report{};
-  if (pipe2(report.data(), O_CLOEXEC) != 0) return errno;
-  const Launch launch{program, arguments, report[1]};
+  std::array<Descriptor, 2> report;
+  const int made = MakeReport(report);
+  if (made != 0) return made;
+  const Launch launch{program, arguments, report[1].Get()};
 
   // No handler of this process may run in the child before its dispositions are reset.
   sigset_t all;
@@ -100,13 +106,12 @@ int StartProgram(const char* program, char* const* arguments) {
   int error = child < 0 ? errno : 0;
   pthread_sigmask(SIG_SETMASK, &before, nullptr);
 
-  close(report[1]);
+  report[1].Close();
   if (child > 0) {
-    error = ReadReport(report[0]);
+    error = ReadReport(report[0].Get());
     while (waitpid(child, nullptr, 0) < 0 && errno == EINTR) {
     }
   }
-  close(report[0]);
   return error;
 }
 

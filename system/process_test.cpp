@@ -78,6 +78,8 @@ std::string ReadToEnd(int descriptor) {
 
 // Runs the function in a child process; its exit status.
 int InChild(const std::function<int()>& function) {
+  // What is buffered is printed once only.
+  std::fflush(nullptr);
   const pid_t child = fork();
   if (child == 0) _exit(function());
   int status = 0;
