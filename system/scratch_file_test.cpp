@@ -168,25 +168,36 @@ TEST_F(ScratchFileTest, CloseThatFailsIsToldAndEndsTheHandle) {
 
 // ---- Transfers, on each engine ------------------------------------------------------------------
 
-// Blocks until the test opens the gate; then it still touches its buffer.
+// Holds transfers until the test lets them go, and knows when all of them are through.
 struct Gate {
   std::mutex mutex;
   std::condition_variable changed;
-  bool open = false;
-  bool passed = false;
+  bool open = false;  // guarded by mutex
+  int passed = 0;     // guarded by mutex
 
   static Gate& Get() {
     static Gate gate;
     return gate;
   }
-  void Set(bool Gate::*flag) {
+  void Close() {
     const std::lock_guard lock(mutex);
-    this->*flag = true;
+    open = false;
+    passed = 0;
+  }
+  void AwaitOpen() {
+    std::unique_lock lock(mutex);
+    changed.wait(lock, [this] { return open; });
+  }
+  void Pass() {
+    const std::lock_guard lock(mutex);
+    ++passed;
     changed.notify_all();
   }
-  void Await(bool Gate::*flag) {
+  void OpenAndAwait(int transfers) {
     std::unique_lock lock(mutex);
-    changed.wait(lock, [this, flag] { return this->*flag; });
+    open = true;
+    changed.notify_all();
+    changed.wait(lock, [this, transfers] { return passed == transfers; });
   }
 };
 
@@ -367,11 +378,12 @@ TEST(ThreadEngine, TransferThatDoesNotEndInTimeNeverTouchesTheCallersBuffer) {
   const TestFolder folder;
   folder.Write("file", "01234567");
   const auto held = [](const TransferRequest& request) -> std::int64_t {
-    Gate::Get().Await(&Gate::open);
+    Gate::Get().AwaitOpen();
     std::memset(request.buffer->Data(), 'L', request.size);
-    Gate::Get().Set(&Gate::passed);
+    Gate::Get().Pass();
     return static_cast<std::int64_t>(request.size);
   };
+  Gate::Get().Close();
   std::array<char, 8> buffer{'.', '.', '.', '.', '.', '.', '.', '.'};
   std::size_t done = 99;
   {
@@ -381,8 +393,7 @@ TEST(ThreadEngine, TransferThatDoesNotEndInTimeNeverTouchesTheCallersBuffer) {
     EXPECT_EQ(done, 0U);
     EXPECT_EQ(file.Write(0, 8, done, 0, buffer.data()), 135);
   }
-  Gate::Get().Set(&Gate::open);
-  Gate::Get().Await(&Gate::passed);
+  Gate::Get().OpenAndAwait(2);
   EXPECT_EQ(std::string(buffer.data(), 8), "........");
 }
 
