@@ -1,0 +1,303 @@
+#include "service/modules/storage/storage_module.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <map>
+#include <set>
+
+#include "service/machine/faulty_block_reader.h"
+#include "service/modules/storage/disk.h"
+#include "service/modules/storage/tables.h"
+#include "service/modules/storage/test_support.h"
+
+namespace orvan::storage {
+namespace {
+
+using namespace std::chrono_literals;
+using machine::BlockReaderOptions;
+using machine::DiskFaults;
+using machine::FaultyBlockReader;
+using machine::OpenedReader;
+using machine::OpenFailure;
+
+constexpr std::uint64_t kSectors = 100000;  // 48 MiB, the last block of 64 KiB is short
+
+Disk MakeDisk() {
+  DiskFacts facts;
+  facts.kernelName = "sdx";
+  facts.devicePath = "/dev/sdx";
+  facts.deviceNumber = machine::DeviceNumber(8, 1);
+  facts.serial = "one";
+  return Disk("0", facts, true);
+}
+
+// A module's tests over a disk in memory.
+struct Bench {
+  explicit Bench(DiskFaults faults = {}, std::uint64_t sectors = kSectors) {
+    environment.openReader = [this, faults, sectors](const BlockReaderOptions& options,
+                                                     std::stop_token) {
+      opened = options;
+      if (failure.failure != OpenFailure::kNone) {
+        return OpenedReader{nullptr, failure.failure, failure.error};
+      }
+      auto reader = std::make_unique<FaultyBlockReader>(
+          machine::BlockGeometry{sectors * 512, 512, 512}, faults, options.depth);
+      live = reader.get();
+      reader->onCollect = [this] { submitted = live->Submitted(); };
+      return OpenedReader{std::move(reader), OpenFailure::kNone, 0};
+    };
+    diagnostics = MakeDiagnostics(environment);
+  }
+
+  sdk::Verdict Run(const std::string& diagnostic, const std::string& test,
+                   sdk::ParameterValues parameters = {}) {
+    context = std::make_unique<RememberingContext>(&disk, std::move(parameters));
+    return FindTest(diagnostics, diagnostic, test).run(*context);
+  }
+
+  Disk disk = MakeDisk();
+  OpenedReader failure;
+  ReadEnvironment environment;
+  std::vector<sdk::DiagnosticRecord> diagnostics;
+  std::unique_ptr<RememberingContext> context;
+  BlockReaderOptions opened;
+  FaultyBlockReader* live = nullptr;
+  std::vector<machine::BlockRead> submitted;
+};
+
+struct Named {
+  const char* diagnostic;
+  const char* test;
+};
+
+class EveryTest : public testing::TestWithParam<Named> {
+ protected:
+  sdk::Verdict RunOn(Bench& bench, sdk::ParameterValues parameters = {}) {
+    return bench.Run(GetParam().diagnostic, GetParam().test, std::move(parameters));
+  }
+};
+
+INSTANTIATE_TEST_SUITE_P(All, EveryTest,
+                         testing::Values(Named{"Q", "f"}, Named{"Q", "r"}, Named{"E", "f"},
+                                         Named{"E", "r"}, Named{"E", "l"}),
+                         [](const auto& info) {
+                           return std::string(info.param.diagnostic) + info.param.test;
+                         });
+
+TEST_P(EveryTest, PassesAGoodDiskAndEndsAt100Percent) {
+  Bench bench;
+  EXPECT_EQ(RunOn(bench).status, kTestPassed);
+  EXPECT_EQ(bench.context->percents.front(), 0);
+  EXPECT_EQ(bench.context->percents.back(), 100);
+  EXPECT_EQ(bench.opened.device, "/dev/sdx");
+  EXPECT_EQ(bench.opened.expectedDevice, machine::DeviceNumber(8, 1));
+  EXPECT_EQ(bench.opened.timeLimit, 30s);
+}
+
+TEST_P(EveryTest, KeepsAtMostAFewMebibytesInFlight) {
+  for (const char* kib : {"4", "64", "1024", "4096"}) {
+    Bench bench;
+    RunOn(bench, {{"block_kib", kib}});
+    EXPECT_GE(bench.opened.depth, 1U);
+    EXPECT_LE(bench.opened.depth * std::uint64_t{bench.opened.largestReadBytes}, 4U << 20);
+  }
+}
+
+TEST_P(EveryTest, FindsTheOneBadSectorOfARange) {
+  DiskFaults faults;
+  faults.badSectors = {{5003, ENODATA}};
+  Bench bench(faults);
+  const sdk::Verdict verdict = RunOn(bench, {{"first_lba", "5000"}, {"last_lba", "5010"}});
+  EXPECT_EQ(verdict.status, kTestFailed);
+  EXPECT_EQ(verdict.message,
+            "|UNREADABLE_SECTORS:_FIRST_|L|B|A_5003,_COUNT_1,_ERROR_61_(CRITICAL_MEDIUM_ERROR),"
+            "_SECTORS_5003");
+  EXPECT_TRUE(std::count(bench.context->messages.begin(), bench.context->messages.end(),
+                         "|UNREADABLE_SECTOR_AT_|L|B|A_5003") == 1);
+}
+
+TEST_P(EveryTest, ReadsOnlyInsideTheRange) {
+  Bench bench;
+  RunOn(bench, {{"first_lba", "5000"}, {"last_lba", "9999"}});
+  ASSERT_FALSE(bench.submitted.empty());
+  for (const machine::BlockRead& read : bench.submitted) {
+    EXPECT_GE(read.offsetBytes, 5000U * 512);
+    EXPECT_LE(read.offsetBytes + read.sizeBytes, 10000U * 512);
+  }
+}
+
+TEST_P(EveryTest, AStopIsCanceled) {
+  Bench bench;
+  bench.context = std::make_unique<RememberingContext>(&bench.disk, sdk::ParameterValues{});
+  bench.context->stop.request_stop();
+  const auto& test = FindTest(bench.diagnostics, GetParam().diagnostic, GetParam().test);
+  EXPECT_EQ(test.run(*bench.context).status, kTestCanceled);
+}
+
+TEST_P(EveryTest, ADiskWithoutCapacityIsNotApplicable) {
+  Bench bench({}, 0);
+  const sdk::Verdict verdict = RunOn(bench);
+  EXPECT_EQ(verdict.status, kTestNotApplicable);
+  EXPECT_EQ(verdict.message, "|THE_DISK_HAS_NO_CAPACITY");
+}
+
+TEST_P(EveryTest, ADiskThatMayNotBeOpenedIsInvalid) {
+  Bench bench;
+  bench.failure = {nullptr, OpenFailure::kDevice, EACCES};
+  EXPECT_EQ(RunOn(bench).status, kTestInvalid);
+}
+
+TEST_P(EveryTest, ThePseudoDeviceIsNotApplicable) {
+  Bench bench;
+  RememberingContext context(nullptr, {});
+  const auto& test = FindTest(bench.diagnostics, GetParam().diagnostic, GetParam().test);
+  EXPECT_EQ(test.run(context).status, kTestNotApplicable);
+}
+
+TEST_P(EveryTest, ValuesThatDoNotFitAreInvalidAndNamed) {
+  const std::vector<std::pair<std::string, std::string>> wrong = {
+      {"block_kib", "3"},     {"block_kib", "4097"}, {"block_kib", ""},
+      {"block_kib", "64k"},   {"first_lba", "-1"},   {"first_lba", "100000"},
+      {"last_lba", "100000"}, {"seconds", "604801"}, {"last_lba", "99999999999999999999"},
+  };
+  for (const auto& [name, value] : wrong) {
+    Bench bench;
+    const sdk::Verdict verdict = RunOn(bench, {{name, value}});
+    EXPECT_EQ(verdict.status, kTestInvalid) << name << '=' << value;
+    std::string words = name;
+    EXPECT_EQ(verdict.message, "|INVALID_VALUE_OF_PARAMETER_" + words);
+  }
+  Bench bench;
+  EXPECT_EQ(RunOn(bench, {{"first_lba", "10"}, {"last_lba", "9"}}).status, kTestInvalid);
+}
+
+TEST(FunnelRead, AlternatesBetweenTheEdgesOneBlockAtATime) {
+  Bench bench;
+  bench.Run("Q", "f", {{"blocks", "5"}, {"block_kib", "64"}, {"last_lba", "1151"}});
+  std::vector<std::uint64_t> blocks;
+  for (const auto& read : bench.submitted) blocks.push_back(read.offsetBytes / 65536);
+  EXPECT_EQ(blocks, (std::vector<std::uint64_t>{0, 8, 2, 6, 4}));
+  EXPECT_EQ(bench.opened.depth, 1U);
+}
+
+TEST(RandomRead, SaysItsSeedAndRepeatsWithIt) {
+  Bench first;
+  const sdk::Verdict verdict = first.Run("Q", "r");
+  ASSERT_EQ(first.context->messages.size(), 1U);
+  const std::string message = first.context->messages[0];
+  const std::string prefix = "|READING_IN_RANDOM_ORDER_WITH_SEED_";
+  ASSERT_TRUE(message.starts_with(prefix));
+  const std::string seed = message.substr(prefix.size());
+  EXPECT_TRUE(verdict.found.ends_with(", seed " + seed));
+  Bench second;
+  second.Run("Q", "r", {{"seed", seed}});
+  ASSERT_EQ(first.submitted.size(), second.submitted.size());
+  for (std::size_t i = 0; i < first.submitted.size(); ++i) {
+    EXPECT_EQ(first.submitted[i].offsetBytes, second.submitted[i].offsetBytes);
+  }
+}
+
+TEST(LinearRead, ReadsTheWholeSurfaceInOrder) {
+  Bench bench;
+  bench.Run("E", "l");
+  std::uint64_t next = 0;
+  for (const auto& read : bench.submitted) {
+    EXPECT_EQ(read.offsetBytes, next);
+    next += read.sizeBytes;
+  }
+  EXPECT_EQ(next, kSectors * 512);
+}
+
+TEST(Tables, QuickAndExtendedHoldTheirTests) {
+  const auto diagnostics = MakeDiagnostics({});
+  ASSERT_EQ(diagnostics.size(), 2U);
+  EXPECT_EQ(diagnostics[0].name, "QUICK_TEST");
+  EXPECT_EQ(diagnostics[0].option, "Q");
+  EXPECT_EQ(diagnostics[0].key.minor, kDiagnosticKindQuick);
+  EXPECT_EQ(diagnostics[1].name, "EXTENDED_TEST");
+  EXPECT_EQ(diagnostics[1].option, "E");
+  EXPECT_EQ(diagnostics[1].key.minor, kDiagnosticKindExtended);
+  const auto options = [](const sdk::DiagnosticRecord& diagnostic) {
+    std::string text;
+    for (const auto& test : diagnostic.tests) text += test.option;
+    return text;
+  };
+  EXPECT_EQ(options(diagnostics[0]), "fr");
+  EXPECT_EQ(options(diagnostics[1]), "frl");
+}
+
+TEST(Tables, OneIdentifierBelongsToOneTest) {
+  std::map<std::string, std::set<std::uint64_t>> identifiers;
+  std::set<std::uint64_t> all;
+  for (const auto& diagnostic : MakeDiagnostics({})) {
+    for (const auto& test : diagnostic.tests) {
+      identifiers[test.name].insert(test.key.identifier);
+      all.insert(test.key.identifier);
+    }
+  }
+  EXPECT_EQ(identifiers.size(), 3U);
+  EXPECT_EQ(all.size(), 3U);
+  for (const auto& [name, values] : identifiers) EXPECT_EQ(values.size(), 1U) << name;
+}
+
+TEST(Tables, EveryParameterHasALabelARangeAndADefaultInIt) {
+  for (const auto& diagnostic : MakeDiagnostics({})) {
+    for (const auto& test : diagnostic.tests) {
+      std::set<std::string> names;
+      for (const auto& parameter : test.parameters) {
+        EXPECT_TRUE(names.insert(parameter.name).second);
+        EXPECT_FALSE(parameter.label.empty());
+        EXPECT_EQ(parameter.type, kParameterInteger);
+        const std::uint64_t value = std::stoull(parameter.initialValue);
+        EXPECT_GE(value, parameter.least) << parameter.name;
+        EXPECT_LE(value, parameter.greatest) << parameter.name;
+        EXPECT_EQ(parameter.extra,
+                  std::to_string(parameter.least) + '-' + std::to_string(parameter.greatest));
+      }
+      for (const char* name : {"block_kib", "seconds", "first_lba", "last_lba"}) {
+        EXPECT_TRUE(names.contains(name)) << test.name;
+      }
+      EXPECT_EQ(names.contains("blocks"), test.option != "l");
+    }
+  }
+}
+
+TEST(Tables, TheHelpTextNamesEveryRow) {
+  const auto diagnostics = MakeDiagnostics({});
+  const std::string text = MakeHelpText(diagnostics);
+  for (const auto& diagnostic : diagnostics) {
+    EXPECT_NE(text.find("-" + diagnostic.option + ", --" + diagnostic.longName), std::string::npos);
+    for (const auto& test : diagnostic.tests) {
+      EXPECT_NE(text.find(test.option + ", " + test.longName), std::string::npos);
+      for (const auto& parameter : test.parameters) {
+        EXPECT_NE(text.find(parameter.name + "=" + parameter.initialValue), std::string::npos);
+      }
+    }
+  }
+}
+
+TEST(StorageModule, TellsNameAndVersion) {
+  const StorageModule module({});
+  EXPECT_EQ(module.Name(), "Storage");
+  EXPECT_EQ(module.Version().Major(), 5U);
+  EXPECT_EQ(module.Version().Build(), 0U);
+  EXPECT_TRUE(module.Tools().empty());
+  EXPECT_EQ(module.Diagnostics().size(), 2U);
+}
+
+TEST(StorageModule, TheTimeLimitComesFromTheSettings) {
+  const auto limit = [](const char* value) {
+    return TimeLimitOf({{"storage/timeout_seconds", value}}).count();
+  };
+  EXPECT_EQ(TimeLimitOf({}).count(), 30);
+  EXPECT_EQ(limit("1"), 1);
+  EXPECT_EQ(limit("600"), 600);
+  for (const char* wrong : {"0", "601", "-1", "", "ten", "5s", "99999999999"}) {
+    EXPECT_EQ(limit(wrong), 30) << wrong;
+  }
+}
+
+}  // namespace
+}  // namespace orvan::storage

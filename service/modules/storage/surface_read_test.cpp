@@ -1,0 +1,408 @@
+#include "service/modules/storage/surface_read.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <vector>
+
+#include "service/machine/faulty_block_reader.h"
+#include "service/modules/storage/words.h"
+
+namespace orvan::storage {
+namespace {
+
+using namespace std::chrono_literals;
+using machine::DiskFaults;
+using machine::FaultyBlockReader;
+
+// A run over a disk in memory, with a clock that moves 10 ms at every look.
+struct MemoryRun {
+  explicit MemoryRun(DiskFaults faults, std::uint64_t sectors = 1000,
+                     std::uint32_t sectorBytes = 512, std::uint32_t depth = 4)
+      : reader({sectors * sectorBytes, sectorBytes, sectorBytes}, std::move(faults), depth) {
+    plan.lastLba = sectors - 1;
+    plan.sectorsPerBlock = 8;
+    plan.depth = depth;
+    hooks.now = [this] { return time += 10ms; };
+    hooks.progress = [this](int percent) { percents.push_back(percent); };
+    hooks.firstBadSector = [this](std::uint64_t lba) { firstBad.push_back(lba); };
+  }
+
+  SurfaceResult Go(std::uint64_t mostNarrowed = kMostNarrowedSectors) {
+    if (!plan.order.at) plan.order = LinearOrder(Blocks());
+    return ReadSurface(reader, plan, stop.get_token(), hooks, mostNarrowed);
+  }
+
+  std::uint64_t Blocks() const {
+    return CountBlocks(plan.firstLba, plan.lastLba, plan.sectorsPerBlock);
+  }
+
+  // How often each sector was read.
+  std::vector<int> SectorReads() const {
+    const auto& geometry = reader.Geometry();
+    std::vector<int> counts(geometry.sizeBytes / geometry.logicalSectorBytes);
+    for (const machine::BlockRead& read : reader.Submitted()) {
+      const std::uint64_t first = read.offsetBytes / geometry.logicalSectorBytes;
+      for (std::uint64_t i = 0; i < read.sizeBytes / geometry.logicalSectorBytes; ++i) {
+        ++counts.at(first + i);
+      }
+    }
+    return counts;
+  }
+
+  FaultyBlockReader reader;
+  SurfacePlan plan;
+  SurfaceHooks hooks;
+  std::stop_source stop;
+  std::chrono::steady_clock::time_point time;
+  std::vector<int> percents;
+  std::vector<std::uint64_t> firstBad;
+};
+
+DiskFaults Bad(std::initializer_list<std::uint64_t> sectors, int error = EIO) {
+  DiskFaults faults;
+  for (const std::uint64_t sector : sectors) faults.badSectors[sector] = error;
+  return faults;
+}
+
+TEST(SurfaceRead, ReadsEverySectorOfAGoodDiskOnce) {
+  MemoryRun run({});
+  const SurfaceResult result = run.Go();
+  EXPECT_EQ(result.end, SurfaceEnd::kComplete);
+  EXPECT_TRUE(result.bad.IsEmpty());
+  EXPECT_EQ(result.blocksRead, 125U);
+  EXPECT_EQ(result.bytesRead, 512000U);
+  EXPECT_EQ(run.SectorReads(), std::vector<int>(1000, 1));
+}
+
+TEST(SurfaceRead, TheLastBlockMayBeShorter) {
+  MemoryRun run({}, 1003);
+  EXPECT_EQ(run.Go().blocksRead, 126U);
+  EXPECT_EQ(run.SectorReads(), std::vector<int>(1003, 1));
+}
+
+TEST(SurfaceRead, ReadsTheRangeAndNothingElse) {
+  MemoryRun run({});
+  run.plan.firstLba = 13;
+  run.plan.lastLba = 37;
+  run.Go();
+  std::vector<int> expected(1000, 0);
+  std::fill(expected.begin() + 13, expected.begin() + 38, 1);
+  EXPECT_EQ(run.SectorReads(), expected);
+}
+
+TEST(SurfaceRead, ARangeOfOneSector) {
+  MemoryRun run(Bad({999}));
+  run.plan.firstLba = 999;
+  const SurfaceResult result = run.Go();
+  EXPECT_EQ(result.bad.Text(8), "999");
+}
+
+TEST(SurfaceRead, NamesExactlyTheBadSectorsAtBlockEdgesAndAcrossThem) {
+  // Blocks are 8 sectors: the first and last of the disk, the last of a block, a run over an edge.
+  MemoryRun run(Bad({0, 7, 15, 16, 17, 64, 999}));
+  const SurfaceResult result = run.Go();
+  EXPECT_EQ(result.end, SurfaceEnd::kComplete);
+  EXPECT_EQ(result.bad.Text(99), "0, 7, 15-17, 64, 999");
+  EXPECT_EQ(result.bad.Total(), 7U);
+  EXPECT_EQ(result.blocksRead, 125U);
+  EXPECT_EQ(run.firstBad, std::vector<std::uint64_t>{0});
+}
+
+TEST(SurfaceRead, TheRemainingSurfaceIsStillRead) {
+  MemoryRun run(Bad({0}));
+  run.Go();
+  const std::vector<int> reads = run.SectorReads();
+  EXPECT_EQ(reads[0], 2);
+  EXPECT_TRUE(std::all_of(reads.begin() + 8, reads.end(), [](int count) { return count == 1; }));
+}
+
+TEST(SurfaceRead, SectorsThatCanBeReadOnTheSecondTryAreNotBad) {
+  DiskFaults faults = Bad({100});
+  faults.failuresLeft = {{40, 1}, {500, 1}};
+  MemoryRun run(faults);
+  const SurfaceResult result = run.Go();
+  EXPECT_EQ(result.bad.Text(8), "100");
+  EXPECT_EQ(result.bytesRead, 1000U * 512 - 8 * 512);
+}
+
+TEST(SurfaceRead, NeighboursThatFailAlongInTheQueueAreNotBad) {
+  DiskFaults faults = Bad({16, 200});
+  faults.failNeighbours = true;
+  MemoryRun run(faults);
+  EXPECT_EQ(run.Go().bad.Text(8), "16, 200");
+}
+
+TEST(SurfaceRead, SectorsAreReadAgainOneAtATime) {
+  MemoryRun run(Bad({3}));
+  run.plan.lastLba = 7;
+  run.Go();
+  ASSERT_EQ(run.reader.Submitted().size(), 9U);
+  EXPECT_EQ(run.reader.MostOutstanding(), 1U);
+}
+
+TEST(SurfaceRead, CountsInSectorsOf4096BytesWhereTheDiskDoes) {
+  MemoryRun run(Bad({3, 4}), 100, 4096);
+  const SurfaceResult result = run.Go();
+  EXPECT_EQ(result.bad.Text(8), "3-4");
+  EXPECT_EQ(run.reader.Submitted().back().sizeBytes % 4096, 0U);
+}
+
+TEST(SurfaceRead, KeepsTheErrorOfTheLowestSectorWhateverTheOrder) {
+  DiskFaults faults = Bad({900});
+  faults.badSectors[80] = ENODATA;
+  MemoryRun run(faults);
+  run.plan.order = FunnelOrder(125, 125);
+  const SurfaceResult result = run.Go();
+  EXPECT_EQ(result.bad.FirstLba(), 80U);
+  EXPECT_EQ(result.bad.FirstError(), ENODATA);
+}
+
+TEST(SurfaceRead, NeverHasMoreOutstandingThanTheReaderTakes) {
+  MemoryRun run({});
+  run.Go();
+  EXPECT_LE(run.reader.MostOutstanding(), run.reader.Capacity());
+  EXPECT_GE(run.reader.MostOutstanding(), 4U);
+}
+
+TEST(SurfaceRead, ProgressRisesFrom0To100) {
+  MemoryRun run({}, 100000);
+  run.Go();
+  ASSERT_GE(run.percents.size(), 5U);
+  EXPECT_EQ(run.percents.front(), 0);
+  EXPECT_EQ(run.percents.back(), 100);
+  EXPECT_TRUE(std::is_sorted(run.percents.begin(), run.percents.end()));
+}
+
+TEST(SurfaceRead, ADeadDiskIsGoneOverInBoundedReads) {
+  DiskFaults faults;
+  faults.isBad = [](std::uint64_t) { return EIO; };
+  MemoryRun run(faults, 800000);
+  const SurfaceResult result = run.Go(1000);
+  EXPECT_EQ(result.end, SurfaceEnd::kComplete);
+  EXPECT_EQ(result.bad.Total(), 1000U);
+  EXPECT_EQ(result.unnarrowedBlocks, 100000U - 125U);
+  EXPECT_EQ(result.blocksRead, 100000U);
+  EXPECT_EQ(result.bytesRead, 0U);
+  EXPECT_EQ(run.reader.Submitted().size(), 100000U + 1000U);
+  EXPECT_EQ(run.percents.back(), 100);
+}
+
+TEST(SurfaceRead, AVanishedDiskEndsTheRunWithoutBadSectors) {
+  DiskFaults faults;
+  faults.vanishAfterReads = 50;
+  MemoryRun run(faults);
+  const SurfaceResult result = run.Go();
+  EXPECT_EQ(result.end, SurfaceEnd::kVanished);
+  EXPECT_EQ(result.endLba, 400U);
+  EXPECT_TRUE(result.bad.IsEmpty());
+  EXPECT_NE(run.percents.back(), 100);
+}
+
+TEST(SurfaceRead, ADiskThatVanishesWhileItsSectorsAreReadAgain) {
+  DiskFaults faults = Bad({0, 1, 2, 3, 4, 5, 6, 7});
+  faults.vanishAfterReads = 11;
+  MemoryRun run(faults);
+  run.plan.lastLba = 63;
+  const SurfaceResult result = run.Go();
+  EXPECT_EQ(result.end, SurfaceEnd::kVanished);
+  EXPECT_EQ(result.bad.Text(8), "0-2");
+}
+
+TEST(SurfaceRead, AHangingReadEndsTheRun) {
+  DiskFaults faults;
+  faults.hangingSectors = {77};
+  MemoryRun run(faults);
+  const SurfaceResult result = run.Go();
+  EXPECT_EQ(result.end, SurfaceEnd::kHung);
+  EXPECT_EQ(result.endLba, 72U);
+}
+
+TEST(SurfaceRead, AReaderThatFallsSilentCountsAsAHang) {
+  DiskFaults faults;
+  faults.hangingSectors = {77};
+  faults.callsUntilTimeOut = 0;
+  MemoryRun run(faults);
+  const SurfaceResult result = run.Go();
+  EXPECT_EQ(result.end, SurfaceEnd::kHung);
+  EXPECT_EQ(result.endLba, 72U);
+}
+
+TEST(SurfaceRead, AReaderThatBreaksIsNoFaultOfTheDisk) {
+  DiskFaults faults;
+  faults.loseAfterReads = 10;
+  EXPECT_EQ(MemoryRun(faults).Go().end, SurfaceEnd::kReaderLost);
+}
+
+TEST(SurfaceRead, AnErrorOfTheKernelIsNoFaultOfTheDisk) {
+  MemoryRun run(Bad({40}, ENOMEM));
+  const SurfaceResult result = run.Go();
+  EXPECT_EQ(result.end, SurfaceEnd::kOwnFault);
+  EXPECT_EQ(result.endError, ENOMEM);
+  EXPECT_TRUE(result.bad.IsEmpty());
+}
+
+// A stop at the n-th wait, whatever the engine is doing by then.
+class StopAt : public testing::TestWithParam<int> {};
+
+TEST_P(StopAt, EndsTheRunAtTheNextLook) {
+  DiskFaults faults;
+  faults.isBad = [](std::uint64_t sector) { return sector % 100 < 3 ? EIO : 0; };
+  MemoryRun run(faults);
+  int calls = 0;
+  run.reader.onCollect = [&] {
+    if (++calls == GetParam()) run.stop.request_stop();
+  };
+  EXPECT_EQ(run.Go().end, SurfaceEnd::kStopped);
+  EXPECT_EQ(calls, GetParam());
+}
+
+INSTANTIATE_TEST_SUITE_P(FirstReadsAndNarrowing, StopAt, testing::Values(1, 2, 3, 5, 9, 20, 60));
+
+TEST(SurfaceRead, AStopBeforeTheFirstReadReadsNothing) {
+  MemoryRun run({});
+  run.stop.request_stop();
+  EXPECT_EQ(run.Go().end, SurfaceEnd::kStopped);
+}
+
+TEST(SurfaceRead, AStopEndsWaitingForADiskThatNeverAnswers) {
+  DiskFaults faults;
+  faults.hangingSectors = {0};
+  faults.callsUntilTimeOut = -1;
+  MemoryRun run(faults);
+  int calls = 0;
+  run.reader.onCollect = [&] {
+    if (++calls == 100) run.stop.request_stop();
+  };
+  EXPECT_EQ(run.Go().end, SurfaceEnd::kStopped);
+}
+
+TEST(SurfaceRead, TheTimeCapEndsTheFeedingButNotWhatIsBegun) {
+  MemoryRun run({}, 1000000);
+  run.plan.timeCap = 1s;
+  const SurfaceResult result = run.Go();
+  EXPECT_EQ(result.end, SurfaceEnd::kTimeCap);
+  EXPECT_GT(result.blocksRead, 0U);
+  EXPECT_EQ(result.blocksRead, run.reader.Submitted().size());
+  EXPECT_EQ(run.percents.back(), 100);
+}
+
+TEST(SurfaceRead, ATimeCapAfterTheLastBlockCutsNothing) {
+  MemoryRun run({}, 8);
+  run.plan.timeCap = 1s;
+  run.time += 1h;
+  EXPECT_EQ(run.Go().end, SurfaceEnd::kComplete);
+}
+
+// Verdicts.
+
+sdk::Verdict VerdictOf(SurfaceResult result, bool promisesAll = false) {
+  return words::SurfaceVerdict(result, 100, 30s, promisesAll);
+}
+
+SurfaceResult ResultOf(SurfaceEnd end, std::initializer_list<std::uint64_t> bad = {}) {
+  SurfaceResult result;
+  result.end = end;
+  for (const std::uint64_t lba : bad) result.bad.Add(lba, EIO);
+  result.endLba = 4096;
+  return result;
+}
+
+TEST(SurfaceVerdict, PassesOnlyACompleteRunWithoutBadSectors) {
+  EXPECT_EQ(VerdictOf(ResultOf(SurfaceEnd::kComplete)).status, kTestPassed);
+  for (const SurfaceEnd end : {SurfaceEnd::kStopped, SurfaceEnd::kHung, SurfaceEnd::kVanished,
+                               SurfaceEnd::kReaderLost, SurfaceEnd::kOwnFault}) {
+    EXPECT_NE(VerdictOf(ResultOf(end)).status, kTestPassed);
+  }
+  EXPECT_EQ(VerdictOf(ResultOf(SurfaceEnd::kComplete, {1})).status, kTestFailed);
+}
+
+TEST(SurfaceVerdict, NamesFirstLbaCountErrorAndSectors) {
+  const sdk::Verdict verdict = VerdictOf(ResultOf(SurfaceEnd::kComplete, {2048, 2049, 5000}));
+  EXPECT_EQ(verdict.message,
+            "|UNREADABLE_SECTORS:_FIRST_|L|B|A_2048,_COUNT_3,_ERROR_5_(INPUT/OUTPUT_ERROR),"
+            "_SECTORS_2048-2049,_5000");
+  EXPECT_EQ(verdict.where, "LBA 2048-2049, 5000");
+  EXPECT_EQ(verdict.expected, "every sector can be read");
+  EXPECT_EQ(verdict.found, "0 of 100 blocks, 0 bytes readable, 3 unreadable sectors");
+}
+
+TEST(SurfaceVerdict, SaysThatThereAreMoreWhenNotAllWereNarrowed) {
+  SurfaceResult result = ResultOf(SurfaceEnd::kComplete, {1});
+  result.unnarrowedBlocks = 5;
+  EXPECT_EQ(VerdictOf(result).message,
+            "|UNREADABLE_SECTORS:_FIRST_|L|B|A_1,_COUNT_OVER_1,_ERROR_5_(INPUT/OUTPUT_ERROR),"
+            "_SECTORS_1");
+}
+
+TEST(SurfaceVerdict, AHangAndAVanishedDiskFailInTheirOwnWords) {
+  const sdk::Verdict hung = VerdictOf(ResultOf(SurfaceEnd::kHung));
+  EXPECT_EQ(hung.status, kTestFailed);
+  EXPECT_EQ(hung.message, "|A_READ_AT_|L|B|A_4096_DID_NOT_COME_BACK_WITHIN_30_SECONDS");
+  EXPECT_EQ(hung.where, "LBA 4096");
+  const sdk::Verdict gone = VerdictOf(ResultOf(SurfaceEnd::kVanished));
+  EXPECT_EQ(gone.status, kTestFailed);
+  EXPECT_EQ(gone.message, "|THE_DISK_VANISHED_WHILE_READING_AT_|L|B|A_4096");
+}
+
+TEST(SurfaceVerdict, BadSectorsBeforeAHangAreNotForgotten) {
+  EXPECT_EQ(VerdictOf(ResultOf(SurfaceEnd::kHung, {7})).message,
+            "|UNREADABLE_SECTORS:_FIRST_|L|B|A_7,_COUNT_1,_ERROR_5_(INPUT/OUTPUT_ERROR),_SECTORS_7."
+            "_|A_READ_AT_|L|B|A_4096_DID_NOT_COME_BACK_WITHIN_30_SECONDS");
+  EXPECT_EQ(VerdictOf(ResultOf(SurfaceEnd::kReaderLost, {7})).status, kTestFailed);
+}
+
+TEST(SurfaceVerdict, AStopIsCanceledEvenWithBadSectors) {
+  EXPECT_EQ(VerdictOf(ResultOf(SurfaceEnd::kStopped)).status, kTestCanceled);
+  EXPECT_EQ(VerdictOf(ResultOf(SurfaceEnd::kStopped)).message, "");
+  const sdk::Verdict verdict = VerdictOf(ResultOf(SurfaceEnd::kStopped, {7}));
+  EXPECT_EQ(verdict.status, kTestCanceled);
+  EXPECT_EQ(verdict.where, "LBA 7");
+}
+
+TEST(SurfaceVerdict, OurOwnFaultIsInvalid) {
+  EXPECT_EQ(VerdictOf(ResultOf(SurfaceEnd::kReaderLost)).status, kTestInvalid);
+  EXPECT_EQ(VerdictOf(ResultOf(SurfaceEnd::kOwnFault)).status, kTestInvalid);
+}
+
+TEST(SurfaceVerdict, TimeThatIsUpPassesASampleAndWarnsWhereAllWasPromised) {
+  SurfaceResult result = ResultOf(SurfaceEnd::kTimeCap);
+  result.blocksRead = 40;
+  EXPECT_EQ(VerdictOf(result).status, kTestPassed);
+  EXPECT_EQ(VerdictOf(result, true).status, kTestWarning);
+  EXPECT_EQ(VerdictOf(result, true).message, "|TIME_IS_UP:_40_OF_100_BLOCKS_READ");
+}
+
+struct OpenCase {
+  machine::OpenFailure failure;
+  int error;
+  TestStatus status;
+  const char* message;
+};
+
+TEST(OpenVerdict, EachFailureHasItsWordsAndItsStatus) {
+  using machine::OpenFailure;
+  const OpenCase cases[] = {
+      {OpenFailure::kStopped, 0, kTestCanceled, ""},
+      {OpenFailure::kHung, 0, kTestFailed, "|OPENING_THE_DISK_DID_NOT_COME_BACK_WITHIN_1_SECOND"},
+      {OpenFailure::kReader, ENOENT, kTestInvalid,
+       "|THE_DISK_READER_COULD_NOT_BE_STARTED,_ERROR_2_(NO_SUCH_FILE)"},
+      {OpenFailure::kDevice, EACCES, kTestInvalid, "|NO_PERMISSION_TO_OPEN_THE_DISK"},
+      {OpenFailure::kDevice, EPERM, kTestInvalid, "|NO_PERMISSION_TO_OPEN_THE_DISK"},
+      {OpenFailure::kDevice, EBUSY, kTestInvalid, "|THE_DISK_IS_IN_USE_AND_CANNOT_BE_OPENED"},
+      {OpenFailure::kDevice, ENODEV, kTestInvalid, "|THE_DISK_IS_NOT_THERE_ANY_MORE"},
+      {OpenFailure::kDevice, ENXIO, kTestInvalid, "|THE_DISK_IS_NOT_THERE_ANY_MORE"},
+      {OpenFailure::kDevice, ENOMEDIUM, kTestNotApplicable, "|NO_MEDIUM_IN_THE_DRIVE"},
+      {OpenFailure::kDevice, 9999, kTestInvalid,
+       "|THE_DISK_COULD_NOT_BE_OPENED,_ERROR_9999_(UNKNOWN_ERROR)"},
+  };
+  for (const OpenCase& row : cases) {
+    const sdk::Verdict verdict = words::OpenVerdict({nullptr, row.failure, row.error}, 1s);
+    EXPECT_EQ(verdict.status, row.status) << row.message;
+    EXPECT_EQ(verdict.message, row.message);
+  }
+}
+
+}  // namespace
+}  // namespace orvan::storage
