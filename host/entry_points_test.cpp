@@ -124,7 +124,8 @@ TEST(EntryPointsTest, AppMutexLivesInTheRunFolder) {
 TEST(EntryPointsTest, UserAccountAnswers) {
   HostUserAccount* const account = CreatUserAccountInstance();
   ASSERT_NE(account, nullptr);
-  if (::geteuid() == 0) EXPECT_TRUE(account->HasPrivileges());
+  const bool mayRun = account->HasPrivileges();
+  EXPECT_TRUE(mayRun || ::geteuid() != 0);
   ReleaseUserAccountInstance(account);
 }
 
