@@ -2,37 +2,50 @@
 """Tests of no length by the ten thousand: time, and whether it grows in a straight line."""
 
 import sys
+from pathlib import Path
 
 import world
 
 SIZES = (10_000, 20_000, 40_000)
-RUNS = 3
+ROUNDS = 5
+
+
+def scenario_of(folder, size):
+    place = Path(folder) / str(size)
+    place.mkdir()
+    tests = [
+        {"name": f"TEST_{number}", "option": f"t{number}", "longName": f"test-{number}"}
+        | {"key": {"identifier": 100 + number}}
+        for number in range(size)
+    ]
+    return world.write_scenario(place, tests)
+
+
+def run(folder, scenario, size):
+    """Seconds and MiB of one run with its standard output in a file."""
+    output = Path(folder) / "output"
+    words = ["/bin/sh", "-c", f'exec "$0" -Mstorage -Q 0 > {output}', world.PROGRAM]
+    result = world.measure(1, words, world.environment(folder, scenario))
+    shown = output.read_bytes().count(b"Test Status: Passed!")
+    assert shown == size, f"{shown} of {size} tests are in the output"
+    return result["median_ms"] / 1000, result["peak_mib"]
 
 
 def main():
-    print("Tests of no length (median of %d runs)" % RUNS)
-    times = {}
-    for size in SIZES:
-        with world.folder() as folder:
-            tests = [
-                {"name": f"TEST_{number}", "option": f"t{number}", "longName": f"test-{number}"}
-                | {"key": {"identifier": 100 + number}}
-                for number in range(size)
-            ]
-            scenario = world.write_scenario(folder, tests)
-            values = world.environment(folder, scenario)
-            words = ["/bin/sh", "-c", f'exec "$0" -Mstorage -Q 0 > {folder}/output', world.PROGRAM]
-            times[size] = world.measure(RUNS, words, values)
-            with open(f"{folder}/output", "rb") as file:
-                shown = file.read().count(b"Test Status: Passed!")
-            assert shown == size, f"{shown} of {size} tests are in the output"
-        result = times[size]
-        print(
-            f"  {size:6} tests {result['median_ms'] / 1000:6.2f} s"
-            f" {result['median_ms'] / size * 1000:6.1f} us each {result['peak_mib']:6.1f} MiB"
-        )
-    each = [times[size]["median_ms"] / size for size in SIZES]
-    good = world.verdict("seconds for 10,000", times[SIZES[0]]["median_ms"] / 1000, 2)
+    with world.folder() as folder:
+        scenarios = {size: scenario_of(folder, size) for size in SIZES}
+        found = {size: [] for size in SIZES}
+        # The sizes take turns, so that a slow moment of the machine meets all of them.
+        for _ in range(ROUNDS):
+            for size in SIZES:
+                found[size].append(run(folder, scenarios[size], size))
+    print("Tests of no length, the scenario file read included (least of %d runs)" % ROUNDS)
+    least = {size: min(found[size]) for size in SIZES}
+    for size, (seconds, mebibytes) in least.items():
+        each = seconds / size * 1e6
+        print(f"  {size:6} tests {seconds:6.2f} s {each:6.1f} us each {mebibytes:6.1f} MiB")
+    each = [least[size][0] / size for size in SIZES]
+    good = world.verdict("seconds for 10,000", least[SIZES[0]][0], 2)
     good &= world.verdict("cost of one test at 40,000 to that at 10,000", each[-1] / each[0], 1.25)
     return 0 if good else 1
 

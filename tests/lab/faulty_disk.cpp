@@ -12,6 +12,7 @@
 //   resume                   lets every waiting read go on, and no further one wait
 //   vanish ERRNO             from now on every read answers with this errno
 //   reads                    answers with "ok" and the number of read requests so far
+//   wait                     answers once a read hangs
 //
 // It ends, and takes the mount away, when standard input is closed.
 #define FUSE_USE_VERSION 312
@@ -84,15 +85,26 @@ class Faults {
       if (fault->second != kHangs) {
         return -fault->second;
       }
+      ++waiting_;
+      hangs_.notify_all();
       changed_.wait(lock);
+      --waiting_;
     }
+  }
+
+  // Returns once a read hangs.
+  void AwaitHungRead() {
+    std::unique_lock lock(mutex_);
+    hangs_.wait(lock, [this] { return waiting_ > 0; });
   }
 
  private:
   std::mutex mutex_;
-  std::condition_variable changed_;
+  std::condition_variable changed_;  // a waiting read may go on
+  std::condition_variable hangs_;    // a read begins to wait
   std::map<std::uint64_t, int> bad_;
   int vanished_ = 0;
+  int waiting_ = 0;  // reads that hang
 };
 
 Faults faults;
@@ -165,6 +177,8 @@ std::string Answer(const std::string& line) {
     faults.Resume();
   } else if (command == "vanish" && words >> error && error > 0) {
     faults.Vanish(error);
+  } else if (command == "wait") {
+    faults.AwaitHungRead();
   } else if (command == "reads") {
     return "ok " + std::to_string(reads.load());
   } else {

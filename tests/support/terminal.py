@@ -13,11 +13,15 @@ from program import PROGRAM
 class Terminal:
     """A pseudo terminal with the program as its controlling process."""
 
-    def __init__(self, world, arguments):
+    def __init__(self, world, arguments, shell=None):
+        """`shell` is a bash script to run the program from; it finds it and its arguments in "$@"."""
+        words = [str(PROGRAM), *arguments]
+        if shell:
+            words = ["bash", "-c", shell, "bash", *words]
         master, self.slave = os.openpty()
         self.settings_before = termios.tcgetattr(self.slave)
         self.process = subprocess.Popen(
-            [str(PROGRAM), *arguments],
+            words,
             env={**world.environment, "TERM": "xterm"},
             cwd=world.work_dir,
             stdin=self.slave,

@@ -117,6 +117,37 @@ def test_terminal_is_as_before_after_a_normal_end(world, arguments):
         assert terminal.is_as_before()
 
 
+def test_stop_and_continue_from_a_shell(world):
+    # Job control: the program is the foreground job of a shell, is stopped by Control-Z, and goes
+    # on when the shell brings it back.
+    script = 'set -m; "$@"; echo "stopped $?"; read -r word; fg; echo "ended $?"'
+    with Terminal(world, ["-Mstorage", "-Ql", "0"], shell=script) as terminal:
+        terminal.expect(rb"   \d+% . \d+ seconds? \r")
+        assert terminal.reads_single_keys()
+        terminal.press(b"\x1a")
+        terminal.expect(rb"stopped 148")
+        assert terminal.is_as_before()
+        terminal.press(b"go\r")
+        terminal.expect(rb"   \d+% . \d+ seconds? \r")
+        assert terminal.reads_single_keys()
+        terminal.press(b"\x1b")
+        terminal.expect(FINAL)
+        terminal.expect(rb"ended 25")
+        terminal.wait()
+        assert terminal.is_as_before()
+
+
+def test_background_job_leaves_the_terminal_alone(world):
+    # A job in the terminal's background neither reads keys nor changes the terminal.
+    script = 'set -m; "$@" & wait; echo "ended $?"'
+    with Terminal(world, ["-Mstorage", "-Qs", "0"], shell=script) as terminal:
+        terminal.expect(rb"   \d+% . \d+ seconds? \r")
+        assert terminal.is_as_before()
+        terminal.press(b"\x1b")
+        terminal.expect(FINAL)
+        terminal.expect(rb"ended 0")
+
+
 MOMENTS = [
     b"Tarvex Diagnostics",
     b"Scanning storage",
