@@ -1,10 +1,9 @@
 #include "service/core/log.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
-
-#include <regex>
 
 #include "service/core/test_support.h"
 
@@ -20,9 +19,9 @@ TEST(ServiceLog, MakesItsFolderAndFileWithTheFirstLine) {
   EXPECT_FALSE(std::filesystem::exists(folder.Path("state")));
   log.Write("one");
   log.Write("two");
-  EXPECT_TRUE(std::regex_match(
-      FileText(folder.Path("state/log/service.log")),
-      std::regex("\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\d\\.\\d{3}Z one\n.{24} two\n")));
+  EXPECT_THAT(FileText(folder.Path("state/log/service.log")),
+              ::testing::MatchesRegex("[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}"
+                                      "[.][0-9]{3}Z one\n.{24} two\n"));
   struct stat status {};
   ASSERT_EQ(stat(folder.Path("state/log/service.log").c_str(), &status), 0);
   EXPECT_EQ(status.st_mode & 0137U, 0U);

@@ -54,8 +54,9 @@ class Service final : public OrvanService {
   void EnableSupervisedRun() override;
   void ApplySettings(const OrvanSettings& settings) override;
 
-  // Ends modules and all that they gave out. Later calls do nothing: a termination request may
-  // still come in on a thread that had the pointer. Not during a run; later calls have no effect.
+  // Ends the modules and all that they gave out; again has no effect. Not during a run. Aborts,
+  // event bits, runs and tools that are asked for later do nothing: a termination request may still
+  // come in on a thread that had the pointer.
   void Close();
 
   // What the service was told. Any thread.
