@@ -10,8 +10,8 @@
 # one is missing, so on a prepared machine this neither needs root nor touches the network.
 set -eu
 
-build_packages="g++ cmake ninja-build pkg-config qtbase5-dev libsdl2-dev libudev-dev libblkid-dev
-libmount-dev liburing-dev libsystemd-dev nlohmann-json3-dev libfmt-dev"
+build_packages="g++ cmake ninja-build pkg-config qtbase5-dev libsdl2-dev libsystemd-dev liburing-dev
+libblkid-dev nlohmann-json3-dev"
 test_packages="libgtest-dev libgmock-dev libfuse3-dev fuse3 mount dbus python3 python3-pytest
 python3-pexpect python3-dbusmock"
 bench_packages="libbenchmark-dev fio"

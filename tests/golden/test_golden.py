@@ -3,6 +3,7 @@
 import json
 import random
 import re
+import time
 from pathlib import Path
 
 import cases
@@ -197,3 +198,39 @@ def test_calls_across_the_service_boundary_come_in_their_order(tmp_path):
     ]
 
 
+
+
+# What a report file holds of a run of one test: no abort line in its banner, of the scan the
+# finished line only, and no line that blanks a progress line.
+REPORT = (
+    cases.expand("plain_banner", [])
+    + b"[Info] Scanning storage devices finished\n \r"
+    + cases.expand("device_start", ["0", "Disk A"])
+    + cases.expand("rule", [])
+    + cases.expand("diagnostic_start", ["Quick Test"])
+    + b"=> Read Test\n   Test Status: Passed!\n   Elapsed time: 0 seconds \n\n"
+    + cases.expand("diagnostic_end", ["Quick Test"])
+    + cases.expand("device_end", ["SCENARIO-0"])
+    + cases.expand("final", ["SCENARIO"])
+)
+
+
+def test_report_file_holds_the_run_and_the_console_nothing(tmp_path):
+    world = World(tmp_path, SCENARIOS / "two_modules.json")
+    report = tmp_path / "reports" / "today" / "report.txt"
+    result = world.run(["-Mstorage", "-Q", "0", f"-o{report}"])
+    assert result.stdout == b""
+    assert report.read_bytes() == REPORT
+    assert result.returncode == 0
+
+
+def test_background_run_ends_its_report_with_its_status(tmp_path):
+    world = World(tmp_path, SCENARIOS / "two_modules.json")
+    report = tmp_path / "report.txt"
+    result = world.run(["-b", "-Mstorage", "-Q", "0", f"-o{report}"])
+    assert result.returncode == 0
+    wanted = REPORT + b"\nCLI Execution status: 0"
+    deadline = time.monotonic() + 30
+    while not (report.exists() and report.read_bytes() == wanted):
+        assert time.monotonic() < deadline, report.exists() and report.read_bytes()
+        time.sleep(0.05)
