@@ -13,15 +13,15 @@ namespace {
 
 constexpr char kCustomParameters[] = "::CUSTOM_PARAM";
 
-// "1024, INTEGER, 1 to 65536, block_kib=1024 ..." of one parameter, as much as there is.
+// What a parameter takes: "blocks=64, INTEGER, 1 to 1024". A test that says more of its values in
+// `extra` knows better than the range, which is only 32 bits wide.
 std::string ParameterText(const TestParameter& parameter) {
   std::string text = parameter.name + "=" + parameter.initialValue + ", " +
                      tarvex::ParameterTypeName(parameter.type);
-  if (parameter.range[0] != 0 || parameter.range[1] != 0) {
-    text += ", " + std::to_string(parameter.range[0]) + " to " + std::to_string(parameter.range[1]);
-  }
-  if (!parameter.extra.empty()) text += ", " + parameter.extra;
-  return text;
+  if (!parameter.extra.empty()) return text + ", " + parameter.extra;
+  if (parameter.range[0] == 0 && parameter.range[1] == 0) return text;
+  return text + ", " + std::to_string(parameter.range[0]) + " to " +
+         std::to_string(parameter.range[1]);
 }
 
 // Whether the diagnostic is part of the selection; all are when none was named.
