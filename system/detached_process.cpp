@@ -131,6 +131,7 @@ int StartDetached(const std::vector<std::string>& arguments, int* error) {
     std::vector<std::string> texts(arguments);
     if (texts.empty()) texts.emplace_back(program.data());
     std::vector<char*> pointers;
+    pointers.reserve(texts.size() + 1);
     for (std::string& text : texts) pointers.push_back(text.data());
     pointers.push_back(nullptr);
     result = StartProgram(program.data(), pointers.data());

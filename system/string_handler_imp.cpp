@@ -260,7 +260,7 @@ std::string StringHandlerImp::StringFromBuffer(const char* buffer, std::size_t c
 std::vector<std::string> StringHandlerImp::Tokenize(const std::string& text,
                                                     const std::string& delimiters) {
   std::vector<std::string> tokens;
-  std::string copy(text.c_str());
+  std::string copy = CopyUntilNul(text);
   char* rest = nullptr;
   for (char* token = strtok_r(copy.data(), delimiters.c_str(), &rest); token != nullptr;
        token = strtok_r(nullptr, delimiters.c_str(), &rest)) {

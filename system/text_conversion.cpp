@@ -8,6 +8,11 @@ namespace {
 constexpr wchar_t kReplacement = 0xFFFD;
 constexpr std::uint32_t kLastCharacter = 0x10FFFF;
 
+// A wide character is a signed number here; a negative one is no character.
+std::uint32_t ValueOf(wchar_t character) {
+  return static_cast<std::uint32_t>(static_cast<std::int32_t>(character));
+}
+
 bool IsSurrogate(std::uint32_t value) {
   return value >= 0xD800 && value <= 0xDFFF;
 }
@@ -86,7 +91,7 @@ std::wstring Latin1ToWide(std::string_view text) {
 std::string WideToLatin1(std::wstring_view text) {
   std::string narrow;
   for (const wchar_t character : text) {
-    if (static_cast<std::uint32_t>(character) > 0xFF) return {};
+    if (ValueOf(character) > 0xFF) return {};
     narrow.push_back(static_cast<char>(character));
   }
   return narrow;
@@ -115,7 +120,7 @@ std::wstring Utf8ToWide(std::string_view text) {
 std::string WideToUtf8(std::wstring_view text) {
   std::string narrow;
   for (const wchar_t character : UntilNul(text)) {
-    const auto value = static_cast<std::uint32_t>(character);
+    const auto value = ValueOf(character);
     if (IsSurrogate(value) || value > kLastCharacter) return {};
     AppendValue(narrow, value);
   }
@@ -168,7 +173,7 @@ std::wstring LocaleToWideLenient(std::string_view text) {
 }
 
 void AppendUtf8(std::string& text, wchar_t character) {
-  const auto value = static_cast<std::uint32_t>(character);
+  const auto value = ValueOf(character);
   AppendValue(text, IsSurrogate(value) || value > kLastCharacter
                         ? static_cast<std::uint32_t>(kReplacement)
                         : value);

@@ -326,6 +326,12 @@ TEST_F(ListFilesTest, PatternWithoutDirectoryLooksIntoTheWorkingDirectory) {
   fs::current_path(before);
 }
 
+TEST_F(ListFilesTest, PatternMayBeOneOfTheNames) {
+  names_ = {Pattern("*.txt")};
+  EXPECT_EQ(List(names_[0]), 0);
+  EXPECT_EQ(names_, Full({"a.txt"}));
+}
+
 TEST_F(ListFilesTest, EmptyPatternFails) {
   EXPECT_EQ(List(""), 1);
   EXPECT_TRUE(names_.empty());

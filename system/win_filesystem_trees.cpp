@@ -8,6 +8,7 @@
 #include <cstring>
 #include <memory>
 #include <string_view>
+#include <utility>
 
 #include "system/descriptor.h"
 #include "system/system_path.h"
@@ -145,22 +146,24 @@ int RemoveTree(int parent, const char* name, const Mount& mount) {
 }  // namespace
 
 int WinFilesystem::ListFiles(const std::string& pattern, std::vector<std::string>& names) {
-  const std::string wanted(pattern);
-  names.clear();
-  if (wanted.empty()) return 1;
-  const std::size_t last = wanted.find_last_of(tarvex::kSeparators);
-  const std::string folder = last == std::string::npos ? "" : wanted.substr(0, last + 1);
-  const std::wstring form =
-      tarvex::Utf8ToWideLenient(std::string_view(wanted).substr(folder.size()));
-
-  const std::string place = folder.empty() ? "." : tarvex::ToSystemPath(folder);
-  const Directory directory(opendir(place.c_str()));
-  std::vector<std::string> entries;
-  const bool whole = directory != nullptr && ReadNames(directory.get(), entries);
-  std::sort(entries.begin(), entries.end());
-  for (const std::string& entry : entries) {
-    if (MatchesPattern(tarvex::Utf8ToWideLenient(entry), form)) names.push_back(folder + entry);
+  // Gathered apart, as the pattern may be one of the names.
+  std::vector<std::string> found;
+  bool whole = false;
+  if (!pattern.empty()) {
+    const std::size_t last = pattern.find_last_of(tarvex::kSeparators);
+    const std::string folder = last == std::string::npos ? "" : pattern.substr(0, last + 1);
+    const std::wstring form =
+        tarvex::Utf8ToWideLenient(std::string_view(pattern).substr(folder.size()));
+    const std::string place = folder.empty() ? "." : tarvex::ToSystemPath(folder);
+    const Directory directory(opendir(place.c_str()));
+    std::vector<std::string> entries;
+    whole = directory != nullptr && ReadNames(directory.get(), entries);
+    std::sort(entries.begin(), entries.end());
+    for (const std::string& entry : entries) {
+      if (MatchesPattern(tarvex::Utf8ToWideLenient(entry), form)) found.push_back(folder + entry);
+    }
   }
+  names = std::move(found);
   return whole && !names.empty() ? 0 : 1;
 }
 
