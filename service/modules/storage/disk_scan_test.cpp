@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <map>
 #include <string>
 #include <vector>
@@ -259,8 +260,12 @@ TEST(Partitions, AProbeThatHangsCostsOnlyWhatItWouldHaveSaid) {
   const auto texts = Resources(probe, "sdb");
   ASSERT_EQ(texts.size(), 4U);
   EXPECT_EQ(texts[2],
-            "PARTITION PARTITION_TYPE=PRIMARY MOUNT_POINT=/srv/my data FILE_SYSTEM= LABEL= "
+            "PARTITION PARTITION_TYPE=PRIMARY MOUNT_POINT=/srv/my data FILE_SYSTEM=ext4 LABEL= "
             "SIZE=2147483648 USED=UNABLE_TO_OBTAIN FREE=UNABLE_TO_OBTAIN INDEX=5");
+  // Each disk is asked once and then left alone.
+  const auto asked = std::count_if(probe.asked.begin(), probe.asked.end(),
+                                   [](const auto& text) { return text.starts_with("/dev/sdb"); });
+  EXPECT_EQ(asked, 1);
 }
 
 TEST(Partitions, AFileSystemOnTheWholeDiskCountsAsOne) {

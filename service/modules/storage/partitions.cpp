@@ -106,17 +106,18 @@ class PartitionReader {
     Partition part;
     part.index = index;
     part.sizeBytes = files_.ReadNumber(folder + "/size").value_or(0) * kSysfsSectorBytes;
-    part.mountPoint = mounts_.Find(number, path);
+    const Mount mount = mounts_.Find(number, path);
+    part.mountPoint = mount.point;
     Known known = ReadDeviceDatabase(files_, number).value_or(Known());
     const bool mustProbe = known.facts.fileSystem.empty() && known.entryScheme.empty();
     if (mustProbe || !part.mountPoint.empty()) {
-      const Facts probed =
-          probe_.Probe(mustProbe ? path : std::string(), part.mountPoint, stop_).value_or(Facts());
+      const Facts probed = Probe(mustProbe ? path : std::string(), part.mountPoint);
       if (mustProbe) known.facts = probed;
       known.facts.use = probed.use;
     }
     part.type = TypeOf(part, known);
     part.fileSystem = part.type == "EXTENDED" ? "" : Shown(known.facts.fileSystem);
+    if (part.fileSystem.empty()) part.fileSystem = Shown(mount.fileSystem);
     part.label = Shown(known.facts.label);
     part.hasUse = known.facts.use.has_value();
     if (part.hasUse) {
@@ -127,8 +128,9 @@ class PartitionReader {
   }
 
   std::string TypeOf(const Partition& part, const Known& known) {
+    if (part.index == 0) return "PRIMARY";
     const std::string scheme = known.entryScheme.empty() ? TableType() : known.entryScheme;
-    if (scheme != "dos" || part.index == 0) return "PRIMARY";
+    if (scheme != "dos") return "PRIMARY";
     if (part.index > kMostPrimaryPartitions) return "LOGICAL";
     const bool saysExtended =
         known.entryType == "0x5" || known.entryType == "0xf" || known.entryType == "0x85";
@@ -138,14 +140,21 @@ class PartitionReader {
     return saysExtended || looksExtended ? "EXTENDED" : "PRIMARY";
   }
 
+  // A disk that did not answer once is not asked again: each probe may take its whole limit.
+  Facts Probe(const std::string& device, const std::string& mountPoint) {
+    if (gaveUp_) return {};
+    std::optional<Facts> facts = probe_.Probe(device, mountPoint, stop_);
+    gaveUp_ = !facts;
+    return std::move(facts).value_or(Facts());
+  }
+
   // The kind of the disk's partition table, asked once.
   const std::string& TableType() {
     if (!tableType_) {
       const auto known =
           ReadDeviceDatabase(files_, files_.ReadText("/sys/block/" + disk_.kernelName + "/dev"));
-      tableType_ = known && !known->facts.tableType.empty()
-                       ? known->facts.tableType
-                       : probe_.Probe(disk_.devicePath, "", stop_).value_or(Facts()).tableType;
+      tableType_ = known && !known->facts.tableType.empty() ? known->facts.tableType
+                                                            : Probe(disk_.devicePath, "").tableType;
     }
     return *tableType_;
   }
@@ -156,6 +165,7 @@ class PartitionReader {
   const DiskFacts& disk_;
   std::stop_token stop_;
   std::optional<std::string> tableType_;
+  bool gaveUp_ = false;
 };
 
 }  // namespace
@@ -169,13 +179,12 @@ MountTable::MountTable(const machine::MachineFiles& files) {
     std::istringstream fields(line);
     std::string id, parent, number, root, point;
     if (!(fields >> id >> parent >> number >> root >> point)) continue;
-    const Mount mount{Decoded(point), root == "/"};
-    Keep(byNumber_, number, mount);
     std::string field, type, source;
     while (fields >> field && field != "-") continue;
-    if (fields >> type >> source && source.starts_with("/dev/")) {
-      Keep(byPath_, Decoded(source), mount);
-    }
+    fields >> type >> source;
+    const Mount mount{Decoded(point), type, root == "/"};
+    Keep(byNumber_, number, mount);
+    if (source.starts_with("/dev/")) Keep(byPath_, Decoded(source), mount);
   }
 }
 
@@ -186,12 +195,10 @@ void MountTable::Keep(std::map<std::string, Mount>& mounts, const std::string& k
   if (!isNew && mount.isWhole && !place->second.isWhole) place->second = mount;
 }
 
-std::string MountTable::Find(const std::string& number, const std::string& devicePath) const {
-  if (const auto found = byNumber_.find(number); found != byNumber_.end()) {
-    return found->second.point;
-  }
+Mount MountTable::Find(const std::string& number, const std::string& devicePath) const {
+  if (const auto found = byNumber_.find(number); found != byNumber_.end()) return found->second;
   const auto found = byPath_.find(devicePath);
-  return found == byPath_.end() ? std::string() : found->second.point;
+  return found == byPath_.end() ? Mount() : found->second;
 }
 
 std::vector<Partition> ReadPartitions(const machine::MachineFiles& files,
