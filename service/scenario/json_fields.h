@@ -62,7 +62,9 @@ auto Map(const Json& value, const std::string& place, Read read) {
   }
   std::map<std::string, decltype(read(value, place))> items;
   for (const auto& [key, item] : value.items()) {
-    items.emplace(key, read(item, place + '.' + key));
+    std::string where = place;
+    where.append(".").append(key);
+    items.emplace(key, read(item, where));
   }
   return items;
 }
