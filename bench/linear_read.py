@@ -36,7 +36,14 @@ def fio_seconds(device):
     return job["runtime"] / 1000
 
 
-def own_seconds(identifier, values):
+def bytes_read_from(device):
+    """What the kernel says the device has been read, in bytes."""
+    fields = Path(f"/sys/block/{os.path.basename(device)}/stat").read_text().split()
+    return int(fields[2]) * 512
+
+
+def own_seconds(device, identifier, values):
+    before = bytes_read_from(device)
     start = time.monotonic()
     result = subprocess.run(
         [world.PROGRAM, "-Mstorage", f"-El(block_kib={BLOCK_KIB})", identifier],
@@ -47,6 +54,7 @@ def own_seconds(identifier, values):
     took = time.monotonic() - start
     assert result.returncode == 0, result.stdout.decode()
     assert b"Test Status: Passed!" in result.stdout
+    assert bytes_read_from(device) - before >= SIZE_MIB * 1024 * 1024
     return took
 
 
@@ -73,7 +81,10 @@ def main():
             ).stdout.strip()
             try:
                 identifier = identifier_of(os.path.basename(device), values)
-                pairs = [(own_seconds(identifier, values), fio_seconds(device)) for _ in range(ROUNDS)]
+                pairs = [
+                    (own_seconds(device, identifier, values), fio_seconds(device))
+                    for _ in range(ROUNDS)
+                ]
             finally:
                 subprocess.run(["losetup", "--detach", device], check=True)
         finally:
