@@ -1,9 +1,11 @@
 #!/usr/bin/env python3
 """System events, against a simulated login manager on a private system bus."""
 
+import ctypes
 import os
 import queue
 import shutil
+import signal
 import subprocess
 import sys
 import tempfile
@@ -48,6 +50,14 @@ BUS_CONFIGURATION = '''<busconfig>
   </policy>
 </busconfig>
 '''
+
+
+LIBC = ctypes.CDLL(None)
+PR_SET_PDEATHSIG = 1
+
+
+def end_with_this_test():
+    LIBC.prctl(PR_SET_PDEATHSIG, signal.SIGKILL)
 
 
 def wait_until(condition, what):
@@ -95,7 +105,8 @@ class SystemEventsTest(unittest.TestCase):
         self.start_manager()
 
     def start(self, *command, **options):
-        process = subprocess.Popen(command, env=self.environment, text=True, **options)
+        process = subprocess.Popen(command, env=self.environment, text=True,
+                                   preexec_fn=end_with_this_test, **options)
         self.addCleanup(self.stop, process)
         return process
 
@@ -244,12 +255,13 @@ class SystemEventsTest(unittest.TestCase):
 
     def test_signals_of_others_do_not_count(self):
         self.watch()
-        message = dbus.lowlevel.SignalMessage(PATH, MANAGER + '.Manager', 'PrepareForShutdown')
-        message.append(True, signature='b')
         for name in self.bus.list_names():
-            if name.startswith(':'):
-                message.set_destination(name)
-                self.bus.send_message(message)
+            if not name.startswith(':') or name == self.bus.get_unique_name():
+                continue
+            message = dbus.lowlevel.SignalMessage(PATH, MANAGER + '.Manager', 'PrepareForShutdown')
+            message.append(True, signature='b')
+            message.set_destination(name)
+            self.bus.send_message(message)
         self.bus.flush()
         self.sleep(True)
         self.expect(SUSPEND)
