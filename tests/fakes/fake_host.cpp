@@ -106,6 +106,7 @@ int FakeCim::RemoveNamespace(const std::string& root, const std::string& parent,
 
 bool FakeAppMutex::IsAlreadyRunning() {
   ++asked;
+  askedAt = TheFakeHost().timer.Now();
   return alreadyRunning;
 }
 

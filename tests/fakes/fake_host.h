@@ -97,6 +97,7 @@ class FakeAppMutex : public HostAppMutex {
 
   bool alreadyRunning = false;
   int asked = 0;
+  Tick askedAt = 0;  // the time of the last question
 };
 
 class FakeUserAccount : public HostUserAccount {

@@ -71,11 +71,19 @@ void OrvanSettings::SetString(const std::string& key, const std::string& value) 
 void FakeService::Note(const std::string& call) {
   const std::lock_guard guard(lock);
   calls_.push_back(call);
+  called_.notify_all();
+}
+
+void FakeService::AwaitCall(const std::string& call) {
+  std::unique_lock guard(lock);
+  called_.wait(guard,
+               [&] { return std::find(calls_.begin(), calls_.end(), call) != calls_.end(); });
 }
 
 void FakeService::NoteThread(const std::string& operation) {
   const std::lock_guard guard(lock);
   calls_.push_back(operation);
+  called_.notify_all();
   threads.emplace_back(operation, std::this_thread::get_id());
 }
 

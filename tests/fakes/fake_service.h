@@ -73,6 +73,8 @@ class FakeService : public OrvanService {
   std::vector<std::string> Calls();
   bool Called(const std::string& call);
   int CountCalls(const std::string& call);
+  // Blocks until that call was made.
+  void AwaitCall(const std::string& call);
   // Adds a call to the record. Any thread.
   void Note(const std::string& call);
   // Notes an operation that only the service thread may enter.
@@ -102,6 +104,7 @@ class FakeService : public OrvanService {
   std::vector<std::unique_ptr<FakeModule>> modules_;
   std::vector<std::string> calls_;  // guarded by lock
   std::condition_variable aborted_;
+  std::condition_variable called_;
   bool abortAsked_ = false;  // guarded by lock
 };
 
