@@ -24,7 +24,7 @@ class HelperBlockReader final : public BlockReader {
                     const BlockReaderOptions& options)
       : helper_(std::move(helper)),
         geometry_(geometry),
-        capacity_(std::min(2 * options.depth, kMostReadsOutstanding)),
+        capacity_(options.depth + options.queued),
         silenceLimit_(options.timeLimit + kSilenceGrace) {}
 
   const BlockGeometry& Geometry() const override { return geometry_; }
@@ -123,7 +123,8 @@ OpenedReader OpenBlockReader(const std::string& helperPath, const BlockReaderOpt
                              std::stop_token stop) {
   OpenMessage open;
   if (options.device.size() >= open.device.size() || options.depth == 0 ||
-      options.depth > kMostReadsInFlight || options.largestReadBytes > kLargestReadBytes) {
+      options.depth > kMostReadsInFlight || options.queued == 0 ||
+      options.queued > kMostReadsQueued || options.largestReadBytes > kLargestReadBytes) {
     return {nullptr, OpenFailure::kReader, EINVAL};
   }
   open.depth = options.depth;

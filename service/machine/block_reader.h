@@ -60,14 +60,18 @@ class BlockReader {
                               std::chrono::milliseconds wait) = 0;
 };
 
-// Most reads that may be in flight at once, and the largest single read.
+// Most reads that may be in flight at once, and wait behind them; the largest single read.
 inline constexpr std::uint32_t kMostReadsInFlight = 64;
+inline constexpr std::uint32_t kMostReadsQueued = 64;
 inline constexpr std::uint32_t kLargestReadBytes = 4U << 20;
 
 struct BlockReaderOptions {
   std::string device;                // "/dev/sda"
   std::uint64_t expectedDevice = 0;  // DeviceNumber(); another device under that name is ENODEV
   std::uint32_t depth = 1;           // reads in flight, 1 to kMostReadsInFlight
+  // Reads accepted beyond those in flight, 1 to kMostReadsQueued. They cost nothing until they are
+  // started, and keep the device busy while the caller waits for a processor.
+  std::uint32_t queued = 1;
   std::uint32_t largestReadBytes = 1U << 20;   // up to kLargestReadBytes
   std::chrono::milliseconds timeLimit{30000};  // of the opening, and of each read
   // Not 0: a regular file of sectors of this size may stand in for a device (tests).

@@ -50,6 +50,7 @@ BlockReaderOptions OptionsFor(const std::string& path) {
   BlockReaderOptions options;
   options.device = path;
   options.depth = 4;
+  options.queued = 4;
   options.largestReadBytes = 8 * kSector;
   options.timeLimit = 5s;
   options.fileSectorBytes = kSector;

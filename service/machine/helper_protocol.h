@@ -15,8 +15,7 @@ namespace orvan::machine {
 inline constexpr std::uint32_t kHelperProtocolVersion = 1;
 inline constexpr std::size_t kPathBytes = 256;
 inline constexpr std::uint32_t kMostReadsPerMessage = 64;
-// Twice as many reads are accepted as are in flight.
-inline constexpr std::uint32_t kMostReadsOutstanding = 2 * kMostReadsInFlight;
+inline constexpr std::uint32_t kMostReadsOutstanding = kMostReadsInFlight + kMostReadsQueued;
 
 enum class MessageKind : std::uint32_t {
   kOpen = 1,    // to the helper: OpenMessage, once

@@ -14,6 +14,10 @@ namespace {
 
 constexpr std::size_t kHugePageBytes = 2U << 20;
 constexpr std::size_t kBufferAlignment = 4096;
+// While enough reads are waiting to be started, results are gathered up to this number and age, so
+// that a fast disk does not cost the caller one wake-up per read.
+constexpr std::size_t kResultsPerMessage = 16;
+constexpr std::chrono::milliseconds kOldestUnsent{5};
 
 std::size_t RoundedUp(std::size_t bytes, std::size_t unit) {
   return (bytes + unit - 1) / unit * unit;
@@ -64,13 +68,14 @@ void HelperReads::Run() {
     TakeCompletions();
     ExpireOverdue();
     StartQueued();
-    if (!SendResults()) return;
+    if (MustSend() && !SendResults()) return;
   }
 }
 
-// Milliseconds to the next deadline, rounded up; -1 when nothing is in flight.
+// Milliseconds to the next deadline, rounded up; -1 when there is none.
 int HelperReads::AwaitEvent() const {
-  Clock::time_point next = Clock::time_point::max();
+  Clock::time_point next =
+      results_.empty() ? Clock::time_point::max() : oldestResult_ + kOldestUnsent;
   for (const Slot& slot : slots_) {
     if (slot.state == SlotState::kReading) next = std::min(next, slot.deadline);
   }
@@ -123,7 +128,7 @@ void HelperReads::StartQueued() {
   if (std::all_of(slots_.begin(), slots_.end(), isLost)) {
     // No slot will come free in time, so these would wait for ever.
     for (const BlockRead& read : queue_) {
-      results_.push_back({read.id, ReadOutcome::kTimedOut, ETIMEDOUT});
+      Answer(read.id, ReadOutcome::kTimedOut, ETIMEDOUT);
     }
     queue_.clear();
   }
@@ -175,12 +180,12 @@ void HelperReads::Finish(Slot& slot, int result) {
   const bool whole =
       result > 0 && slot.doneBytes + static_cast<std::uint32_t>(result) == slot.read.sizeBytes;
   if (whole) {
-    results_.push_back({slot.read.id, ReadOutcome::kRead, 0});
+    Answer(slot.read.id, ReadOutcome::kRead, 0);
     return;
   }
   // An end of the data before the device's end has no errno of its own.
   const int error = device_.IsGone() ? ENODEV : result < 0 ? -result : EIO;
-  results_.push_back({slot.read.id, ReadOutcome::kFailed, error});
+  Answer(slot.read.id, ReadOutcome::kFailed, error);
 }
 
 void HelperReads::ExpireOverdue() {
@@ -188,8 +193,19 @@ void HelperReads::ExpireOverdue() {
   for (Slot& slot : slots_) {
     if (slot.state != SlotState::kReading || now < slot.deadline) continue;
     slot.state = SlotState::kLost;
-    results_.push_back({slot.read.id, ReadOutcome::kTimedOut, ETIMEDOUT});
+    Answer(slot.read.id, ReadOutcome::kTimedOut, ETIMEDOUT);
   }
+}
+
+void HelperReads::Answer(std::uint64_t id, ReadOutcome outcome, int error) {
+  if (results_.empty()) oldestResult_ = Clock::now();
+  results_.push_back({id, outcome, error});
+}
+
+bool HelperReads::MustSend() const {
+  return !results_.empty() &&
+         (queue_.size() < slots_.size() || results_.size() >= kResultsPerMessage ||
+          Clock::now() >= oldestResult_ + kOldestUnsent);
 }
 
 bool HelperReads::SendResults() {

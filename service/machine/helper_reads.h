@@ -43,6 +43,8 @@ class HelperReads {
   void TakeCompletions();
   void Finish(Slot& slot, int result);
   void ExpireOverdue();
+  void Answer(std::uint64_t id, ReadOutcome outcome, int error);
+  bool MustSend() const;
   bool SendResults();
   std::byte* Buffer(std::uint32_t slot) const;
 
@@ -52,7 +54,8 @@ class HelperReads {
   std::chrono::milliseconds timeLimit_;
   std::vector<Slot> slots_;
   std::deque<BlockRead> queue_;
-  std::vector<BlockReadResult> results_;
+  std::vector<BlockReadResult> results_;  // not sent yet
+  Clock::time_point oldestResult_;
   std::byte* buffers_ = nullptr;
   std::size_t buffersBytes_ = 0;
   io_uring ring_{};

@@ -4,9 +4,12 @@ namespace orvan::storage {
 
 const ReadStyle& LinearRead() {
   static const ReadStyle style{
-      16, true,
-      [](std::uint64_t totalBlocks, const ReadParameters&) { return LinearOrder(totalBlocks); },
-      nullptr};
+      .mostInFlight = 16,
+      .queued = 48,
+      .promisesAll = true,
+      .order = [](std::uint64_t totalBlocks,
+                  const ReadParameters&) { return LinearOrder(totalBlocks); },
+      .opening = nullptr};
   return style;
 }
 

@@ -5,11 +5,14 @@ namespace orvan::storage {
 
 const ReadStyle& RandomRead() {
   static const ReadStyle style{
-      8, false,
-      [](std::uint64_t totalBlocks, const ReadParameters& parameters) {
-        return RandomOrder(totalBlocks, parameters.blocks, parameters.seed);
-      },
-      [](const ReadParameters& parameters) { return words::SeedKey(parameters.seed); }};
+      .mostInFlight = 8,
+      .queued = 8,
+      .promisesAll = false,
+      .order =
+          [](std::uint64_t totalBlocks, const ReadParameters& parameters) {
+            return RandomOrder(totalBlocks, parameters.blocks, parameters.seed);
+          },
+      .opening = [](const ReadParameters& parameters) { return words::SeedKey(parameters.seed); }};
   return style;
 }
 

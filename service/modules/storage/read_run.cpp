@@ -99,6 +99,7 @@ Verdict RunReadTest(sdk::TestContext& context, const ReadEnvironment& environmen
   options.largestReadBytes = static_cast<std::uint32_t>(parameters.blockBytes);
   options.depth = static_cast<std::uint32_t>(
       std::clamp<std::uint64_t>(kMostBytesInFlight / parameters.blockBytes, 1, style.mostInFlight));
+  options.queued = style.queued;
   options.timeLimit = environment.timeLimit;
   const machine::OpenedReader opened = environment.openReader(options, context.StopToken());
   if (!opened.reader) return words::OpenVerdict(opened, environment.timeLimit);

@@ -31,6 +31,9 @@ struct ReadParameters {
 // What sets one read test apart from the others.
 struct ReadStyle {
   std::uint32_t mostInFlight = 1;
+  // Blocks handed over beyond those. Those are read even when the time is up, so tests with a time
+  // cap take few.
+  std::uint32_t queued = 1;
   bool promisesAll = false;
   std::function<BlockOrder(std::uint64_t totalBlocks, const ReadParameters&)> order;
   // Said at the start; none: nothing.
