@@ -420,27 +420,6 @@ TEST_F(OptionParsing, TheConflictsAreCheckedInTheirOrder) {
               "can not show information and perform diagnostic at the same time");
 }
 
-// Copied flags.
-
-struct InfoFlagsCase {
-  const char* option;
-  std::uint32_t infoFlags;
-};
-class InfoFlags : public OptionParsing, public ::testing::WithParamInterface<InfoFlagsCase> {};
-
-TEST_P(InfoFlags, ReachEachSelection) {
-  EXPECT_EQ(Parse({"-Mstorage", "-Mmemory", GetParam().option}), 0);
-  EXPECT_EQ(Selection("storage").infoFlags, GetParam().infoFlags);
-  EXPECT_EQ(Selection("memory").infoFlags, GetParam().infoFlags);
-}
-
-INSTANTIATE_TEST_SUITE_P(Rows, InfoFlags,
-                         Values(InfoFlagsCase{"-h", 1}, InfoFlagsCase{"-v", 2},
-                                InfoFlagsCase{"-D", 4}, InfoFlagsCase{"-R", 4},
-                                InfoFlagsCase{"-L", 8}, InfoFlagsCase{"-S", 16},
-                                InfoFlagsCase{"-P", 32}, InfoFlagsCase{"-V", 64},
-                                InfoFlagsCase{"-W", 0}));
-
 TEST_F(OptionParsing, OptionsAndDeviceWordsAreCounted) {
   EXPECT_EQ(Parse({"-Mstorage", "-Qf", "0", "1", "-W"}), 0);
   EXPECT_EQ(cli->optionsSeen, 5);

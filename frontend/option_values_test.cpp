@@ -295,4 +295,25 @@ TEST_P(BadLogFolder, IsAFileErrorWithHelp) {
 
 INSTANTIATE_TEST_SUITE_P(Paths, BadLogFolder, Values("a", "/dev/null/x"));
 
+// Copied flags.
+
+struct InfoFlagsCase {
+  const char* option;
+  std::uint32_t infoFlags;
+};
+class InfoFlags : public OptionValues, public ::testing::WithParamInterface<InfoFlagsCase> {};
+
+TEST_P(InfoFlags, ReachEachSelection) {
+  EXPECT_EQ(Parse({"-Mstorage", "-Mmemory", GetParam().option}), 0);
+  EXPECT_EQ(Selection("storage").infoFlags, GetParam().infoFlags);
+  EXPECT_EQ(Selection("memory").infoFlags, GetParam().infoFlags);
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, InfoFlags,
+                         Values(InfoFlagsCase{"-h", 1}, InfoFlagsCase{"-v", 2},
+                                InfoFlagsCase{"-D", 4}, InfoFlagsCase{"-R", 4},
+                                InfoFlagsCase{"-L", 8}, InfoFlagsCase{"-S", 16},
+                                InfoFlagsCase{"-P", 32}, InfoFlagsCase{"-V", 64},
+                                InfoFlagsCase{"-W", 0}));
+
 }  // namespace
