@@ -264,20 +264,35 @@ Scenario ReadRoot(const Json& value) {
 }
 
 // The parser keeps the last of two equal keys in silence; a file that says two things is refused.
-class RepeatedKeys {
+// A pass of its own over the text: the parser's callback makes the parse itself quadratic.
+class RepeatedKeys : public Json::json_sax_t {
  public:
-  bool operator()(int /*depth*/, Json::parse_event_t event, const Json& parsed) {
-    if (event == Json::parse_event_t::object_start) {
-      open_.emplace_back();
-    } else if (event == Json::parse_event_t::object_end) {
-      open_.pop_back();
-    } else if (event == Json::parse_event_t::key) {
-      const std::string key = parsed.get<std::string>();
-      if (!open_.back().insert(key).second) {
-        throw ScenarioFault(key + ": stands twice in one object");
-      }
-    }
+  bool start_object(std::size_t /*elements*/) override {
+    open_.emplace_back();
     return true;
+  }
+  bool end_object() override {
+    open_.pop_back();
+    return true;
+  }
+  bool key(string_t& name) override {
+    if (!open_.back().insert(name).second)
+      throw ScenarioFault(name + ": stands twice in one object");
+    return true;
+  }
+  bool null() override { return true; }
+  bool boolean(bool /*value*/) override { return true; }
+  bool number_integer(number_integer_t /*value*/) override { return true; }
+  bool number_unsigned(number_unsigned_t /*value*/) override { return true; }
+  bool number_float(number_float_t /*value*/, const string_t& /*text*/) override { return true; }
+  bool string(string_t& /*value*/) override { return true; }
+  bool binary(binary_t& /*value*/) override { return true; }
+  bool start_array(std::size_t /*elements*/) override { return true; }
+  bool end_array() override { return true; }
+  // The parse that follows tells the error with its place.
+  bool parse_error(std::size_t /*position*/, const std::string& /*token*/,
+                   const nlohmann::detail::exception& /*error*/) override {
+    return false;
   }
 
  private:
@@ -290,7 +305,9 @@ Scenario ParseScenario(std::string_view text) {
   RepeatedKeys repeatedKeys;
   Json root;
   try {
-    root = Json::parse(text.begin(), text.end(), std::ref(repeatedKeys), true, true);
+    Json::sax_parse(text.begin(), text.end(), &repeatedKeys, nlohmann::json::input_format_t::json,
+                    true, true);
+    root = Json::parse(text.begin(), text.end(), nullptr, true, true);
   } catch (const Json::parse_error& error) {
     FailSyntax(text, error);
   } catch (const Json::exception& error) {
