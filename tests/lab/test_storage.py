@@ -17,6 +17,7 @@ pytestmark = pytest.mark.skipif(
 
 PASSED, FAILED = 0, 21
 SECTORS = 32 * 1024 * 2  # 32 MiB
+SMALL = 4 * 1024 * 2  # 4 MiB
 
 
 @pytest.fixture
@@ -33,6 +34,13 @@ def world(tmp_path):
 def disk(tmp_path):
     assert SERVER.exists()
     with FaultyDisk(tmp_path, SECTORS) as disk:
+        yield disk
+
+
+@pytest.fixture
+def small_disk(tmp_path):
+    """For what makes every sector be tried on its own."""
+    with FaultyDisk(tmp_path, SMALL) as disk:
         yield disk
 
 
@@ -106,9 +114,9 @@ def test_healed_disk_passes_again(world, disk):
 
 
 @pytest.mark.parametrize("diagnostic", ["-Qf", "-Qr"])
-def test_other_reads_of_a_dead_surface_fail_too(world, disk, diagnostic):
-    disk.command("fail", 0, SECTORS, EIO)
-    status, output = read_whole_surface(world, disk, diagnostic)
+def test_other_reads_of_a_dead_surface_fail_too(world, small_disk, diagnostic):
+    small_disk.command("fail", 0, SMALL, EIO)
+    status, output = read_whole_surface(world, small_disk, diagnostic)
     assert "Test Status: Failed!" in output
     assert status == FAILED
 
@@ -149,9 +157,9 @@ def test_stopping_does_not_wait_for_a_transfer_that_hangs(world, disk):
 
 
 @pytest.mark.parametrize("error", [ENODEV, ETIMEDOUT], ids=["no device", "timed out"])
-def test_disk_that_vanishes_never_passes(world, disk, error):
-    identifier = device_id(world, disk.kernel_name)
-    disk.command("vanish", error)
+def test_disk_that_vanishes_never_passes(world, small_disk, error):
+    identifier = device_id(world, small_disk.kernel_name)
+    small_disk.command("vanish", error)
     result = world.run(["-Mstorage", "-El", identifier])
     assert "Passed!" not in result.stdout.decode()
     assert result.returncode not in (PASSED, 23)
@@ -163,3 +171,12 @@ def test_disk_whose_server_is_killed_fails(world, disk):
     result = world.run(["-Mstorage", "-El", identifier])
     assert "Passed!" not in result.stdout.decode()
     assert result.returncode not in (PASSED, 23)
+
+
+def test_listing_does_not_wait_for_a_disk_that_hangs(world, disk):
+    disk.command("hang", 0, SECTORS)
+    start = time.monotonic()
+    listing = world.run(["-Mstorage", "-D"], timeout=60).stdout.decode()
+    # One look at what is on the disk is given 5 s, and no second one follows.
+    assert time.monotonic() - start < 9.0
+    assert disk.kernel_name in listing
