@@ -165,9 +165,9 @@ def test_disk_that_vanishes_never_passes(world, small_disk, error):
     assert result.returncode not in (PASSED, 23)
 
 
-def test_disk_whose_server_is_killed_fails(world, disk):
-    identifier = device_id(world, disk.kernel_name)
-    disk.kill()
+def test_disk_whose_server_is_killed_fails(world, small_disk):
+    identifier = device_id(world, small_disk.kernel_name)
+    small_disk.kill()
     result = world.run(["-Mstorage", "-El", identifier])
     assert "Passed!" not in result.stdout.decode()
     assert result.returncode not in (PASSED, 23)
