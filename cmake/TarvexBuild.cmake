@@ -35,6 +35,11 @@ if(TARVEX_SANITIZE)
   endif()
 endif()
 
+if(TARVEX_FUZZ)
+  add_compile_options(-fsanitize=fuzzer-no-link)
+  add_link_options(-fsanitize=fuzzer-no-link)
+endif()
+
 find_package(PkgConfig REQUIRED)
 find_package(Threads REQUIRED)
 if(TARVEX_TESTS)
