@@ -149,6 +149,10 @@ void TerminalJob::SetSettings(const termios& settings) {
 }
 
 char TerminalJob::NextCommand() {
+  // The thread checker holds a signal back while its thread is in a read that goes on after it.
+  pollfd waiting{commandRead_.Get(), POLLIN, 0};
+  while (::poll(&waiting, 1, -1) < 0) {
+  }
   char command = 0;
   return ::read(commandRead_.Get(), &command, 1) == 1 ? command : '\0';
 }
