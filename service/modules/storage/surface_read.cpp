@@ -149,6 +149,9 @@ class SurfaceReader {
   }
 
   void NarrowFailed() {
+    // Blocks come back in any order; what is said first should be the lowest.
+    std::sort(failed_.begin(), failed_.end(),
+              [](const auto& a, const auto& b) { return a.first.lba < b.first.lba; });
     for (const auto& [extent, error] : failed_) {
       if (result_.bad.Total() < mostNarrowed_) {
         if (!Narrow(extent)) return;

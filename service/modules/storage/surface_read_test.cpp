@@ -159,6 +159,13 @@ TEST(SurfaceRead, KeepsTheErrorOfTheLowestSectorWhateverTheOrder) {
   EXPECT_EQ(result.bad.FirstError(), ENODATA);
 }
 
+TEST(SurfaceRead, OfBlocksThatFailTogetherTheLowestIsNamedFirst) {
+  MemoryRun run(Bad({999, 8}));
+  run.plan.order = FunnelOrder(125, 125);
+  run.Go();
+  EXPECT_EQ(run.firstBad, std::vector<std::uint64_t>{8});
+}
+
 TEST(SurfaceRead, NeverHasMoreOutstandingThanTheReaderTakes) {
   MemoryRun run({});
   run.Go();
