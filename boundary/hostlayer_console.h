@@ -8,7 +8,8 @@ inline constexpr int kKeyEscape = 27;
 class HostConsole {
  public:
   virtual ~HostConsole() = default;
-  // The code of the next key press, without waiting for one; kNoKey when none is waiting, also
+  // The code of the next key press, without waiting for one (an ESC byte alone costs the 50 ms that
+  // tell it from the beginning of another key); kNoKey when none is waiting, also
   // while the process is in the terminal's background or has no terminal. A lone Escape is
   // kKeyEscape; keys that send escape sequences (arrows, function keys) are not Escape.
   virtual int ReadKey() = 0;

@@ -116,7 +116,7 @@ int Cli::RunModule(ModuleSelection* selection) {
   if (run.plannedTests == 0) {
     result = kResultNotApplicable;
     view->PrintSentence(tarvex::kWarningTag, false);
-    view->PrintRaw(kTextNothingApplicable, true);
+    view->PrintRaw(kTextNothingApplicable, false);
     return 0;
   }
   if (!selection->missingDevices.empty()) {

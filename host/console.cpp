@@ -46,15 +46,18 @@ Console::~Console() {
 int Console::ReadKey() {
   Keyboard& keyboard = SharedKeyboard();
   const std::lock_guard lock(keyboard.mutex);
-  const auto now = std::chrono::steady_clock::now();
-  // What is not needed yet stays with the terminal, which bounds it.
-  if (!keyboard.decoder.HasKey()) {
+  KeyDecoder& decoder = keyboard.decoder;
+  const auto feed = [&decoder](std::chrono::milliseconds patience) {
     std::array<unsigned char, 64> bytes;
-    const std::size_t count = ReadTerminal(bytes.data(), bytes.size());
-    std::for_each_n(bytes.begin(), count,
-                    [&](unsigned char byte) { keyboard.decoder.Feed(byte, now); });
-  }
-  return keyboard.decoder.Next(now);
+    const std::size_t count = ReadTerminal(bytes.data(), bytes.size(), patience);
+    const auto now = std::chrono::steady_clock::now();
+    std::for_each_n(bytes.begin(), count, [&](unsigned char byte) { decoder.Feed(byte, now); });
+  };
+  // What is not needed yet stays with the terminal, which bounds it.
+  if (!decoder.HasKey()) feed(std::chrono::milliseconds(0));
+  // Callers may look only twice a second, so an Escape is settled now and not at the next look.
+  if (decoder.IsEscapePending()) feed(KeyDecoder::kEscapeDelay);
+  return decoder.Next(std::chrono::steady_clock::now());
 }
 
 void Console::Release(HostConsole* console) {

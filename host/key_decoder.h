@@ -30,6 +30,8 @@ class KeyDecoder {
   int Next(TimePoint now);
   // A key is there whatever the time.
   bool HasKey() const { return !keys_.empty(); }
+  // An ESC came last, and only what follows within kEscapeDelay tells whether it is a key.
+  bool IsEscapePending() const { return keys_.empty() && state_ == State::kEscape; }
 
  private:
   enum class State {

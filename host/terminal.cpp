@@ -99,12 +99,15 @@ bool MakeRaw(int terminal) {
 
 }  // namespace
 
-std::size_t ReadTerminal(unsigned char* bytes, std::size_t size) {
+std::size_t ReadTerminal(unsigned char* bytes, std::size_t size,
+                         std::chrono::milliseconds patience) {
   if (!OpenTerminal()) return 0;
   const int terminal = descriptor.load();
   if (!IsForeground(terminal) || !MakeRaw(terminal)) return 0;
   pollfd waiting{terminal, POLLIN, 0};
-  if (::poll(&waiting, 1, 0) <= 0 || (waiting.revents & POLLIN) == 0) return 0;
+  if (::poll(&waiting, 1, static_cast<int>(patience.count())) <= 0 ||
+      (waiting.revents & POLLIN) == 0)
+    return 0;
   const JobControlPause pause;
   const ssize_t count = ::read(terminal, bytes, size);
   return count > 0 ? static_cast<std::size_t>(count) : 0;

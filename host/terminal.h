@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 
 namespace tarvex {
@@ -12,9 +13,10 @@ namespace tarvex {
 // return translation (Control-C and its kin still send signals). From the first reading on, the
 // terminal is put back on every end of the process that a handler can see, and while it is stopped.
 
-// Reads up to `size` bytes that are waiting and returns their number, 0 when none can be read.
-// Opens the terminal on first use. Main thread.
-std::size_t ReadTerminal(unsigned char* bytes, std::size_t size);
+// Reads up to `size` bytes and returns their number, 0 when none came within `patience`. Opens the
+// terminal on first use. Main thread.
+std::size_t ReadTerminal(unsigned char* bytes, std::size_t size,
+                         std::chrono::milliseconds patience);
 
 // Puts the terminal back as it was before the first reading and lets it go; the next reading
 // begins anew. Main thread.

@@ -276,7 +276,8 @@ ViewResult OrvanStdio::ShowDeviceScan(std::string moduleName, bool finished) {
     line = ScanFinishedLine(moduleName);
     spinner_ = '-';
   } else {
-    line = AdvanceSpinner() + (" " + ScanText(moduleName) + " \r");
+    line = {AdvanceSpinner(), ' '};
+    line += ScanText(moduleName) + " \r";
   }
   WriteWidened(ConsoleStream(), line);
   ConsoleStream().flush();
