@@ -1,6 +1,9 @@
 // A program around the host layer for process_test.py and system_events_test.py: what only whole
 // processes can show. It writes a line for each thing that happens and obeys lines of its input.
 
+#include <poll.h>
+#include <unistd.h>
+
 #include <atomic>
 #include <iostream>
 #include <mutex>
@@ -18,10 +21,24 @@ void Say(const std::string& line) {
   std::cout << line << std::endl;
 }
 
+// The next line of the input; false at its end. Byte by byte, and each waited for by poll(): the
+// thread checker holds a signal back while its thread is in a read that goes on after it.
+bool NextLine(std::string& line) {
+  line.clear();
+  while (true) {
+    pollfd waiting{STDIN_FILENO, POLLIN, 0};
+    if (::poll(&waiting, 1, -1) < 0) continue;
+    char byte = 0;
+    if (::read(STDIN_FILENO, &byte, 1) != 1) return false;
+    if (byte == '\n') return true;
+    line += byte;
+  }
+}
+
 // Waits for "go", then says whether the lock was had, and keeps it until the input ends.
 int Lock(const std::string& folder) {
   std::string line;
-  std::getline(std::cin, line);
+  NextLine(line);
   const auto mutex = tarvex::AppMutex::Open(folder);
   if (mutex == nullptr) {
     Say("failed");
@@ -29,7 +46,7 @@ int Lock(const std::string& folder) {
   }
   const bool isRunning = mutex->IsAlreadyRunning();
   Say(isRunning ? "running" : "taken");
-  while (!isRunning && std::getline(std::cin, line)) {
+  while (!isRunning && NextLine(line)) {
   }
   return 0;
 }
@@ -44,7 +61,7 @@ int Signals() {
   handler.SetHandler(OnSignal);
   Say("ready");
   std::string line;
-  while (std::getline(std::cin, line)) {
+  while (NextLine(line)) {
   }
   return 0;
 }
@@ -78,7 +95,7 @@ int Events() {
   Register<kMessageEndSession, kEndSessionShutdown>(events);
   Say("ready");
   std::string line;
-  while (std::getline(std::cin, line) && line != "exit") {
+  while (NextLine(line) && line != "exit") {
     isOpen = line != "hold";
     isOpen.notify_all();
     Say("is " + line);
