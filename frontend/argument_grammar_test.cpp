@@ -36,8 +36,8 @@ TEST_F(ArgumentGrammar, TheLineOfTheHelpSelectsBothDevices) {
   EXPECT_EQ(TestNames(), (Words{"FUNNEL_TEST", "READ_TEST"}));
   EXPECT_TRUE(Has(CLI_FLAG_DEVICES_CHOSEN | CLI_FLAG_DIAGNOSTIC));
   EXPECT_TRUE(Selection("storage").devicesNamed);
-  EXPECT_TRUE(Selection("storage").devices[1].second->namedForModule);
-  EXPECT_EQ(Selection("storage").devices[1].second->name, "1");
+  EXPECT_TRUE(Selection("storage").devices.at(1).second->namedForModule);
+  EXPECT_EQ(Selection("storage").devices.at(1).second->name, "1");
 }
 
 TEST_F(ArgumentGrammar, EachWordBelongsToTheModuleBeforeIt) {
@@ -128,7 +128,7 @@ TEST_F(ArgumentGrammar, ADiagnosticWithoutTextTakesAllTestsOnAllDevices) {
   EXPECT_TRUE(Diagnostic().allTests);
   EXPECT_TRUE(Diagnostic().allDevices);
   EXPECT_EQ(Diagnostic().name, "QUICK_CHECK");
-  EXPECT_EQ(Diagnostic().diagnostic, service().moduleList[0]->GetDiagnostics()->at(0));
+  EXPECT_EQ(Diagnostic().diagnostic, service().moduleList.at(0)->GetDiagnostics()->at(0));
 }
 
 TEST_F(ArgumentGrammar, ADiagnosticTextOfBlanksTakesAllTests) {
@@ -163,10 +163,10 @@ TEST_F(ArgumentGrammar, AMissingModuleDropsItsDiagnostics) {
 
 TEST_F(ArgumentGrammar, FindDiagnosticTakesLongAndShortNamesExactly) {
   EXPECT_EQ(Parse({"-Mstorage"}), 0);
-  auto& diagnostics = *service().moduleList[0]->GetDiagnostics();
+  auto& diagnostics = *service().moduleList.at(0)->GetDiagnostics();
   ModuleSelection& selection = Selection("storage");
-  EXPECT_EQ(cli->FindDiagnostic(selection, "Q"), diagnostics[0]);
-  EXPECT_EQ(cli->FindDiagnostic(selection, "extended"), diagnostics[1]);
+  EXPECT_EQ(cli->FindDiagnostic(selection, "Q"), diagnostics.at(0));
+  EXPECT_EQ(cli->FindDiagnostic(selection, "extended"), diagnostics.at(1));
   EXPECT_EQ(cli->FindDiagnostic(selection, "q"), nullptr);
   EXPECT_EQ(cli->FindDiagnostic(selection, "quic"), nullptr);
   cli->currentModule.clear();
@@ -174,7 +174,7 @@ TEST_F(ArgumentGrammar, FindDiagnosticTakesLongAndShortNamesExactly) {
 }
 
 TEST_F(ArgumentGrammar, ACatalogueRowWithoutItsDiagnosticIsPassedOver) {
-  FakeModule& module = *static_cast<FakeModule*>(service().moduleList[0]);
+  FakeModule& module = *static_cast<FakeModule*>(service().moduleList.at(0));
   FakeCatalogEntry orphan;
   orphan.option = "Q";
   orphan.longName = "orphan";
@@ -195,7 +195,7 @@ TEST_F(ArgumentGrammar, BlanksInTheTextGo) {
 TEST_F(ArgumentGrammar, ParametersInParenthesesDoNotSplit) {
   EXPECT_EQ(Parse({"-Mstorage", "-Qf(1,2),r"}), 0);
   EXPECT_EQ(TestNames(), (Words{"FUNNEL_TEST", "READ_TEST"}));
-  const CliTest& test = *Diagnostic().tests[0].second;
+  const CliTest& test = *Diagnostic().tests.at(0).second;
   EXPECT_EQ(test.parameters, (std::map<std::string, std::string>{{"1", "1"}, {"2", "2"}}));
   EXPECT_EQ(test.parametersText, "(1,2)");
   EXPECT_EQ(test.test, Diagnostic().diagnostic->Tests()->at(0));
@@ -206,7 +206,7 @@ TEST_F(ArgumentGrammar, ParametersInParenthesesDoNotSplit) {
 TEST_F(ArgumentGrammar, ATestTwiceIsOneTestAndAWarning) {
   EXPECT_EQ(Parse({"-Mstorage", "-Qf(1),f(2),funnel"}), 0);
   EXPECT_EQ(TestNames(), Words{"FUNNEL_TEST"});
-  EXPECT_EQ(Diagnostic().tests[0].second->parameters.count("2"), 0U)
+  EXPECT_EQ(Diagnostic().tests.at(0).second->parameters.count("2"), 0U)
       << "the parameters of the second mention are dropped";
   EXPECT_EQ(cli->duplicatedTests, (Words{"f", "funnel"}));
 }
@@ -304,7 +304,7 @@ INSTANTIATE_TEST_SUITE_P(Texts, ParameterFormat,
 
 TEST_F(ArgumentGrammar, AParameterTwiceIsOneParameterWithoutAWord) {
   EXPECT_EQ(Parse({"-Mstorage", "-Qf(a=1,a=1,b)"}), 0);
-  EXPECT_EQ(Diagnostic().tests[0].second->parameters.size(), 2U);
+  EXPECT_EQ(Diagnostic().tests.at(0).second->parameters.size(), 2U);
   EXPECT_TRUE(cli->warnings.empty());
 }
 
@@ -313,7 +313,7 @@ TEST_F(ArgumentGrammar, AParameterTwiceIsOneParameterWithoutAWord) {
 class ParameterRules : public ArgumentGrammar {
  protected:
   void SetRule(std::uint32_t rule) {
-    TestOf(*static_cast<FakeModule*>(service().moduleList[0]), 0, 0).Rule(rule);
+    TestOf(*static_cast<FakeModule*>(service().moduleList.at(0)), 0, 0).Rule(rule);
   }
 };
 
@@ -334,7 +334,7 @@ TEST_F(ParameterRules, MandatoryParametersThatAreGivenPass) {
 
 TEST_F(ParameterRules, EmptyParenthesesAreNoParameters) {
   EXPECT_EQ(Parse({"-Mstorage", "-Qf()"}), 0);
-  EXPECT_TRUE(Diagnostic().tests[0].second->parameters.empty());
+  EXPECT_TRUE(Diagnostic().tests.at(0).second->parameters.empty());
 }
 
 TEST_F(ParameterRules, ParametersThatAreNotWantedWarn) {
@@ -377,11 +377,11 @@ TEST_F(ArgumentGrammar, AWordThatIsNoTestIsADeviceOfThatDiagnostic) {
   ExpectWarns({"-Mstorage", "-Q0"}, "Test(s) not found, argument(s) treated as device: 0");
   EXPECT_EQ(cli->testsTakenAsDevices, Words{"0"});
   ASSERT_EQ(DeviceNames("storage"), Words{"0"});
-  const DeviceSelection& device = *Selection("storage").devices[0].second;
+  const DeviceSelection& device = *Selection("storage").devices.at(0).second;
   EXPECT_FALSE(device.namedForModule);
   EXPECT_FALSE(Selection("storage").devicesNamed);
   ASSERT_EQ(device.diagnostics.size(), 1U);
-  EXPECT_EQ(device.diagnostics[0].get(), &Diagnostic());
+  EXPECT_EQ(device.diagnostics.at(0).get(), &Diagnostic());
   EXPECT_TRUE(Diagnostic().allTests) << "no test was named";
   EXPECT_FALSE(Diagnostic().allDevices);
 }
@@ -397,13 +397,13 @@ TEST_F(ArgumentGrammar, TestsAndDevicesMayBeMixed) {
 TEST_F(ArgumentGrammar, ADeviceOfTheLineInADiagnosticsTextIsRedundant) {
   ExpectWarns({"-Mstorage", "-Q0", "0"}, "Redundant device entry(ies) on diagnostic scope ignored");
   EXPECT_EQ(DeviceNames("storage"), Words{"0"});
-  EXPECT_EQ(Selection("storage").devices[0].second->diagnostics.size(), 1U);
+  EXPECT_EQ(Selection("storage").devices.at(0).second->diagnostics.size(), 1U);
 }
 
 TEST_F(ArgumentGrammar, ADeviceTwiceInATextIsRedundant) {
   ExpectWarns({"-Mstorage", "-Q0,0"}, "Redundant device entry(ies) on diagnostic scope ignored");
   EXPECT_EQ(cli->testsTakenAsDevices, Words{"0"});
-  EXPECT_EQ(Selection("storage").devices[0].second->diagnostics.size(), 2U);
+  EXPECT_EQ(Selection("storage").devices.at(0).second->diagnostics.size(), 2U);
 }
 
 TEST_F(ArgumentGrammar, AWordWithParametersThatIsNoTestIsADeviceAsItStands) {

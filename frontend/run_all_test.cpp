@@ -82,7 +82,7 @@ TEST_F(RunAllTest, ExtendedRunsDiagnosticsOfThatKindAndWarnsForModulesWithoutOne
 
 TEST_F(RunAllTest, QuickAndExtendedRunAllThatApplies) {
   Run({"-Uq,e"});
-  EXPECT_EQ(Runs()[0],
+  EXPECT_EQ(Runs().at(0),
             "storage/0: QUICK_CHECK(FUNNEL_TEST,READ_TEST) EXTENDED_CHECK(SURFACE_TEST)");
 }
 
@@ -96,38 +96,38 @@ TEST_F(RunAllTest, OnlyUnattendedAloneRunsTheQuickOnesWithoutAPerson) {
 TEST_F(RunAllTest, AllKindsOnlyUnattendedLeaveOutTestsThatNeedAPerson) {
   TestOf(*storage, 0, 1).Operator();
   Run({"-Uq,e,o"});
-  EXPECT_EQ(Runs()[0], "storage/0: QUICK_CHECK(FUNNEL_TEST) EXTENDED_CHECK(SURFACE_TEST)");
+  EXPECT_EQ(Runs().at(0), "storage/0: QUICK_CHECK(FUNNEL_TEST) EXTENDED_CHECK(SURFACE_TEST)");
 }
 
 TEST_F(RunAllTest, TestsThatNeedAPersonRunOtherwise) {
   TestOf(*storage, 0, 1).Operator();
   Run({"-Uq"});
-  EXPECT_EQ(Runs()[0], "storage/0: QUICK_CHECK(FUNNEL_TEST,READ_TEST)");
+  EXPECT_EQ(Runs().at(0), "storage/0: QUICK_CHECK(FUNNEL_TEST,READ_TEST)");
 }
 
 TEST_F(RunAllTest, OtherKindsOfDiagnosticsRunUnderEverySelection) {
   storage->AddDiagnostic("ODD_CHECK", "O", "odd", 7).AddTest("ODD_TEST", "o", "odd");
   Run({"-Ue"});
-  EXPECT_EQ(Runs()[0], "storage/0: EXTENDED_CHECK(SURFACE_TEST) ODD_CHECK(ODD_TEST)");
+  EXPECT_EQ(Runs().at(0), "storage/0: EXTENDED_CHECK(SURFACE_TEST) ODD_CHECK(ODD_TEST)");
 }
 
 TEST_F(RunAllTest, TestsThatDoNotApplyAreLeftOut) {
   TestOf(*storage, 0, 0).NotOn("1");
   Run({"-Uq"});
-  EXPECT_EQ(Runs()[1], "storage/1: QUICK_CHECK(READ_TEST)");
+  EXPECT_EQ(Runs().at(1), "storage/1: QUICK_CHECK(READ_TEST)");
 }
 
 TEST_F(RunAllTest, TestsOfOneNameRunOnce) {
-  static_cast<FakeDiagnostic*>(storage->diagnosticList[1])
+  static_cast<FakeDiagnostic*>(storage->diagnosticList.at(1))
       ->AddTest("SURFACE_TEST", "s2", "surface2");
   Run({"-Ue"});
-  EXPECT_EQ(Runs()[0], "storage/0: EXTENDED_CHECK(SURFACE_TEST)");
+  EXPECT_EQ(Runs().at(0), "storage/0: EXTENDED_CHECK(SURFACE_TEST)");
 }
 
 TEST_F(RunAllTest, TestsHaveNoParameters) {
   TestOf(*memory, 0, 0).Parameter("loops", kParameterInteger);
   Run({"-Uq"});
-  const TestRunItem& item = service().runs.back().plan[0].tests[0];
+  const TestRunItem& item = service().runs.back().plan.at(0).tests.at(0);
   EXPECT_TRUE(item.rawParameters.empty());
   EXPECT_TRUE(item.parameters.empty());
 }
@@ -209,8 +209,8 @@ TEST_F(RunAllAlone, DevicesOfOneIdentifierShareAnEntryAndEachAddsItsDiagnostics)
   Run({"-Uq"});
   ModuleSelection& selection = *cli->runAllModules.at(0).second;
   ASSERT_EQ(selection.devices.size(), 1U);
-  EXPECT_EQ(selection.devices[0].first, "2");
-  EXPECT_EQ(selection.devices[0].second->diagnostics.size(), 2U);
+  EXPECT_EQ(selection.devices.at(0).first, "2");
+  EXPECT_EQ(selection.devices.at(0).second->diagnostics.size(), 2U);
   EXPECT_EQ(service().runs.size(), 1U);
 }
 
@@ -220,7 +220,7 @@ TEST_F(RunAllAlone, ADiagnosticWithoutTestsForTheDeviceIsKeptAsAnEmptyItem) {
   Run({"-Uq"});
   ModuleSelection& selection = *cli->runAllModules.at(0).second;
   ASSERT_EQ(selection.devices.at(0).second->diagnostics.size(), 2U);
-  const CliDiagnostic& second = *selection.devices[0].second->diagnostics[1];
+  const CliDiagnostic& second = *selection.devices.at(0).second->diagnostics.at(1);
   EXPECT_EQ(second.name, "SECOND_CHECK");
   EXPECT_TRUE(second.tests.empty());
   EXPECT_FALSE(second.allTests);

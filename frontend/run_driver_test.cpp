@@ -59,14 +59,14 @@ TEST_F(RunDriver, TheServiceIsCalledInTheOrderOfARun) {
 TEST_F(RunDriver, ThePlansReachTheService) {
   Run({"-Mstorage", "-Qf(a=1)", "1"});
   ASSERT_EQ(service().runs.size(), 1U);
-  const FakeService::Run& run = service().runs[0];
+  const FakeService::Run& run = service().runs.at(0);
   EXPECT_EQ(run.module, storage);
-  EXPECT_EQ(run.device, storage->deviceList[1]);
+  EXPECT_EQ(run.device, storage->deviceList.at(1));
   ASSERT_EQ(run.plan.size(), 1U);
-  EXPECT_EQ(run.plan[0].diagnostic, storage->diagnosticList[0]);
-  ASSERT_EQ(run.plan[0].tests.size(), 1U);
-  EXPECT_EQ(run.plan[0].tests[0].test, &F());
-  EXPECT_EQ(run.plan[0].tests[0].parameters.at(0).value, "1");
+  EXPECT_EQ(run.plan.at(0).diagnostic, storage->diagnosticList.at(0));
+  ASSERT_EQ(run.plan.at(0).tests.size(), 1U);
+  EXPECT_EQ(run.plan.at(0).tests.at(0).test, &F());
+  EXPECT_EQ(run.plan.at(0).tests.at(0).parameters.at(0).value, "1");
   EXPECT_NE(run.thread, std::this_thread::get_id());
 }
 
@@ -105,9 +105,9 @@ TEST_F(RunDriver, AModuleThatIsNotThereIsSkipped) {
 TEST_F(RunDriver, TheFinalResultIsOpenedWithGroupAndCaller) {
   Run({"-G77", "-CHelm,1.2,key,/cache", "-e1", "-Mstorage", "-Qf", "0"});
   ASSERT_EQ(service().finalResults.size(), 1U);
-  EXPECT_EQ(service().finalResults[0].groupId, 77);
-  EXPECT_EQ(service().finalResults[0].caller.appName, "Helm");
-  EXPECT_EQ(service().finalResults[0].caller.cacheDir, "/cache");
+  EXPECT_EQ(service().finalResults.at(0).groupId, 77);
+  EXPECT_EQ(service().finalResults.at(0).caller.appName, "Helm");
+  EXPECT_EQ(service().finalResults.at(0).caller.cacheDir, "/cache");
 }
 
 TEST_F(RunDriver, InvalidAppKeyPassesUpward) {
@@ -124,7 +124,9 @@ TEST_F(RunDriver, ANullSelectionIsNoModuleToRun) {
 }
 
 TEST_F(RunDriver, ADeviceInformationEntryIsShownWithItsLabel) {
-  static_cast<FakeDevice*>(storage->deviceList[0])->Entry("SERIAL", "_ABC_|D").Entry("SIZE", "5_G");
+  static_cast<FakeDevice*>(storage->deviceList.at(0))
+      ->Entry("SERIAL", "_ABC_|D")
+      .Entry("SIZE", "5_G");
   const std::string screen = Run({"-Mstorage", "-Qf", "0"});
   EXPECT_NE(screen.find(FieldText("DISPLAY_NAME", "Display Name", "Disk A") +
                         FieldText("SERIAL", "Serial", "Abc D") + FieldText("SIZE", "Size", "5_G")),
@@ -202,8 +204,8 @@ TEST_F(RunDriver, APlanWithoutTestItemsStillGoesToTheService) {
   S().NotOn("1");
   Run({"-Mstorage", "-E"});
   ASSERT_EQ(service().runs.size(), 2U);
-  EXPECT_EQ(service().runs[1].device, storage->deviceList[1]);
-  EXPECT_TRUE(service().runs[1].plan.empty());
+  EXPECT_EQ(service().runs.at(1).device, storage->deviceList.at(1));
+  EXPECT_TRUE(service().runs.at(1).plan.empty());
 }
 
 // Statuses and times.
@@ -280,7 +282,7 @@ TEST_F(RunDriver, OnlyTheFirstCanceledTestKeepsItsTime) {
   };
   F().Body(cancel);
   R().Body(cancel);
-  TestOf(*static_cast<FakeModule*>(service().moduleList[1]), 0, 0).Body(cancel);
+  TestOf(*static_cast<FakeModule*>(service().moduleList.at(1)), 0, 0).Body(cancel);
   const std::string screen = Run({"-Mstorage", "-Qf,r", "0", "-Mmemory"});
   EXPECT_NE(screen.find(TestText("Funnel Test", "Canceled", "5 seconds")), std::string::npos);
   EXPECT_NE(screen.find(TestText("Read Test", "Canceled", "0 seconds")), std::string::npos);

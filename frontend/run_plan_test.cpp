@@ -117,8 +117,8 @@ TEST_F(RunPlan, ForASupervisorAModuleWithoutDevicesGetsThePseudoDevice) {
   storage->deviceList.clear();
   ModuleSelection& selection = Plan({"--HDK", "-Mstorage"});
   ASSERT_EQ(selection.devices.size(), 1U);
-  EXPECT_EQ(selection.devices[0].first, "NO_DEVICE_FOUND");
-  EXPECT_EQ(selection.devices[0].second->name, "NO_DEVICE_FOUND");
+  EXPECT_EQ(selection.devices.at(0).first, "NO_DEVICE_FOUND");
+  EXPECT_EQ(selection.devices.at(0).second->name, "NO_DEVICE_FOUND");
   EXPECT_EQ(Shape(selection), Words{std::string("null:") + kQuickAll});
 }
 
@@ -201,7 +201,7 @@ TEST_F(PlannedParameters, AKnownParameterKeepsItsRecordAndTakesTheValue) {
   const TestRunItem item = FirstItem(Plan({"-Mstorage", "-Qf(LOOPS=5)", "0"}));
   EXPECT_EQ(item.rawParameters, std::set<std::string>{"LOOPS=5"});
   ASSERT_EQ(item.parameters.size(), 1U) << "only what the user gave";
-  const TestParameter& parameter = item.parameters[0];
+  const TestParameter& parameter = item.parameters.at(0);
   EXPECT_EQ(parameter.name, "Loops") << "compared without regard to case";
   EXPECT_EQ(parameter.label, "LABEL_OF_Loops");
   EXPECT_EQ(parameter.detail, "detail of Loops");
@@ -225,15 +225,15 @@ TEST_F(PlannedParameters, ATextValueStaysAsItIs) {
 TEST_F(PlannedParameters, ParametersComeInTheOrderOfTheSet) {
   const TestRunItem item = FirstItem(Plan({"-Mstorage", "-Qf(pattern=x,Loops=1,verify=t)", "0"}));
   ASSERT_EQ(item.parameters.size(), 3U);
-  EXPECT_EQ(item.parameters[0].name, "Loops");
-  EXPECT_EQ(item.parameters[1].name, "pattern");
-  EXPECT_EQ(item.parameters[2].name, "verify");
+  EXPECT_EQ(item.parameters.at(0).name, "Loops");
+  EXPECT_EQ(item.parameters.at(1).name, "pattern");
+  EXPECT_EQ(item.parameters.at(2).name, "verify");
 }
 
 TEST_F(PlannedParameters, AnUnknownParameterIsPassedOn) {
   const TestRunItem item = FirstItem(Plan({"-Mstorage", "-Qf(speed=fast)", "0"}));
   ASSERT_EQ(item.parameters.size(), 1U);
-  const TestParameter& parameter = item.parameters[0];
+  const TestParameter& parameter = item.parameters.at(0);
   EXPECT_EQ(parameter.name, "speed");
   EXPECT_EQ(parameter.label, "speed");
   EXPECT_EQ(parameter.detail, "");
@@ -247,22 +247,22 @@ TEST_F(PlannedParameters, AnUnknownParameterIsPassedOn) {
 TEST_F(PlannedParameters, ANameAloneHasAnEmptyValue) {
   const TestRunItem item = FirstItem(Plan({"-Mstorage", "-Qf(loops)", "0"}));
   ASSERT_EQ(item.parameters.size(), 1U);
-  EXPECT_EQ(item.parameters[0].value, "");
+  EXPECT_EQ(item.parameters.at(0).value, "");
 }
 
 TEST_F(PlannedParameters, ThreePartsAreIgnored) {
   const TestRunItem item = FirstItem(Plan({"-Mstorage", "-Qf(loops=1=2,pattern=x)", "0"}));
   ASSERT_EQ(item.parameters.size(), 1U);
-  EXPECT_EQ(item.parameters[0].name, "pattern");
+  EXPECT_EQ(item.parameters.at(0).name, "pattern");
   EXPECT_EQ(item.rawParameters.count("loops=1=2"), 1U) << "the raw text stays";
 }
 
 TEST_F(PlannedParameters, ANewParameterIsKnownToThoseBehindIt) {
   const TestRunItem item = FirstItem(Plan({"-Mstorage", "-Qf(speed=1,SPEED=2)", "0"}));
   ASSERT_EQ(item.parameters.size(), 2U);
-  EXPECT_EQ(item.parameters[0].name, "SPEED") << "capitals sort first";
-  EXPECT_EQ(item.parameters[1].name, "SPEED");
-  EXPECT_EQ(item.parameters[1].value, "1");
+  EXPECT_EQ(item.parameters.at(0).name, "SPEED") << "capitals sort first";
+  EXPECT_EQ(item.parameters.at(1).name, "SPEED");
+  EXPECT_EQ(item.parameters.at(1).value, "1");
 }
 
 TEST_F(PlannedParameters, TheParametersAreThoseOfTheDevice) {

@@ -38,7 +38,7 @@ TEST_F(Validation, AMissingModuleBesideOneThatIsThereOnlyWarns) {
 
 TEST_F(Validation, TheDiagnosticsOfAModuleBehindAMissingOneAreParsed) {
   EXPECT_EQ(Parse({"-Mnosuch", "-Mstorage", "-Qr"}), 0);
-  EXPECT_EQ(Selection("storage").diagnostics[0]->tests.size(), 1U);
+  EXPECT_EQ(Selection("storage").diagnostics.at(0)->tests.size(), 1U);
   EXPECT_EQ(cli->result, -1);
 }
 
@@ -49,7 +49,7 @@ TEST_F(Validation, TheGrammarOfAMissingModulesDiagnosticIsNotLookedAt) {
 
 TEST_F(Validation, AFailureOfTheGrammarIsFatalAndStopsAtIt) {
   ExpectFatal({"-Mstorage", "-Qf,", "-Es"}, "empty test", -1, "storage");
-  EXPECT_TRUE(Selection("storage").diagnostics[1]->tests.empty());
+  EXPECT_TRUE(Selection("storage").diagnostics.at(1)->tests.empty());
 }
 
 TEST_F(Validation, AModuleWithoutADiagnosticTakesItsDefault) {
