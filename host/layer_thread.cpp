@@ -39,7 +39,7 @@ std::unique_ptr<LayerThread> LayerThread::Start(const char* name, Body body) {
     thread->shared_ = nullptr;
     return nullptr;
   }
-  argument.release();
+  static_cast<void>(argument.release());
   return thread;
 }
 

@@ -42,7 +42,7 @@ int Thread::Start(HostThreadHandle* handle, int /*reserved*/, HostThreadFunction
     *handle = nullptr;
     return result;
   }
-  state.release();
+  static_cast<void>(state.release());
   return 0;
 }
 
