@@ -73,6 +73,10 @@ int Obey(TerminalJob& job) {
       case 'w':  // looks until there is a key
         job.Report(std::to_string(WaitForKey(*console)));
         break;
+      case 'i':  // lets what was typed arrive
+        job.WaitForInput();
+        job.Report("done");
+        break;
       case 'b':
       case 'f':
         job.SetForeground(command == 'f');
@@ -177,6 +181,13 @@ TEST_F(ConsoleTest, LoneEscapeIs27) {
   job_.Type("\x1b");
   EXPECT_EQ(job_.Ask('w'), "27");
   EXPECT_EQ(job_.Ask('k'), "-1");
+}
+
+TEST_F(ConsoleTest, OneLookSettlesALoneEscape) {
+  Begin();
+  job_.Type("\x1b");
+  ASSERT_EQ(job_.Ask('i'), "done");
+  EXPECT_EQ(job_.Ask('k'), "27");
 }
 
 TEST_F(ConsoleTest, ArrowAndFunctionKeysAreNotEscape) {

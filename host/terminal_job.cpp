@@ -161,6 +161,12 @@ void TerminalJob::Report(const std::string& line) {
   WriteAll(reportWrite_.Get(), line + "\n");
 }
 
+void TerminalJob::WaitForInput() {
+  pollfd waiting{slave_.Get(), POLLIN, 0};
+  while (::poll(&waiting, 1, -1) < 0) {
+  }
+}
+
 void TerminalJob::SetForeground(bool foreground) {
   GiveTerminalTo(slave_.Get(), foreground ? ::getpgrp() : ::getppid());
 }

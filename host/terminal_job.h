@@ -38,6 +38,8 @@ class TerminalJob {
   // On the job's side.
   char NextCommand();
   void Report(const std::string& line);
+  // Waits until typed bytes can be read.
+  void WaitForInput();
   // Sends the job into the background, or fetches it back.
   void SetForeground(bool foreground);
 
