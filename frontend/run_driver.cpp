@@ -135,7 +135,7 @@ void Cli::AbortRun() {
 void Cli::RunPlan(ModuleRun& run, const DeviceRunPlan& plan) {
   const bool empty = CountPlannedTests({plan}) == 0;
   if ((flags & CLI_FLAG_RUN_ALL) != 0 && empty) return;
-  if (view->IsAbortRequested()) AbortRun();
+  if (GetProcessState().abortRequested || view->IsAbortRequested()) AbortRun();
   run.device = plan.device;
   run.percentStep = 0;
   run.percentSum = 0;

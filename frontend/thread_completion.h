@@ -14,12 +14,11 @@ class ThreadCompletion {
     done_ = false;
     value_ = 0;
   }
+  // The waiting thread may end this object as soon as the lock is free, so nothing follows it.
   void Finish(std::uint64_t value) {
-    {
-      const std::lock_guard guard(mutex_);
-      value_ = value;
-      done_ = true;
-    }
+    const std::lock_guard guard(mutex_);
+    value_ = value;
+    done_ = true;
     finished_.notify_all();
   }
   // Returns as soon as the scan is over, after `longest` at the latest; true when it is over.
