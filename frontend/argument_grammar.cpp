@@ -3,6 +3,7 @@
 #include "boundary/orvan_service.h"
 #include "frontend/cli.h"
 #include "frontend/message_keys.h"
+#include "frontend/parse_text.h"
 #include "system/string_handler.h"
 
 namespace {
@@ -11,15 +12,6 @@ std::string WithoutBlanks(StringHandler& handler, const std::string& text) {
   std::string result;
   handler.RemoveBlanks(text, result);
   return result;
-}
-
-void AddOnce(std::vector<std::string>& list, const std::string& text) {
-  if (std::find(list.begin(), list.end(), text) == list.end()) list.push_back(text);
-}
-
-int Fail(std::string& errorText, const char* key, int code = kParseFatal) {
-  errorText = key;
-  return code;
 }
 
 // The thing among `candidates` whose key belongs to a catalogue entry of that long or short name;
@@ -73,14 +65,8 @@ int Cli::ScanWords(int first, int last, char** argv, std::string& errorText) {
       errorText += std::string(") ") + kKeyOutsideModule;
       return kParseFatal;
     }
-    DeviceSelection* device = FindByName(selection->devices, token);
-    if (device != nullptr) {
-      AddOnce(duplicatedDevices, token);
-    } else {
-      device = AddNamed(selection->devices, token);
-      device->name = token;
-    }
-    device->namedForModule = true;
+    if (FindByName(selection->devices, token) != nullptr) AddOnce(duplicatedDevices, token);
+    selection->DeviceEntry(token).namedForModule = true;
     selection->devicesNamed = true;
   }
   return kParseOk;
@@ -150,14 +136,8 @@ void Cli::NoteDeviceInText(const std::string& item,
                            const std::shared_ptr<CliDiagnostic>& diagnostic) {
   AddOnce(testsTakenAsDevices, item);
   ModuleSelection* selection = CurrentSelection();
-  DeviceSelection* device = FindByName(selection->devices, item);
-  if (device != nullptr) {
-    AddWarning(kKeyRedundantDevice);
-  } else {
-    device = AddNamed(selection->devices, item);
-    device->name = item;
-  }
-  device->diagnostics.push_back(diagnostic);
+  if (FindByName(selection->devices, item) != nullptr) AddWarning(kKeyRedundantDevice);
+  selection->DeviceEntry(item).diagnostics.push_back(diagnostic);
 }
 
 int Cli::CheckParentheses(const std::string& text, std::string& errorText) {

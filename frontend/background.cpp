@@ -1,13 +1,8 @@
 #include "frontend/cli.h"
+#include "frontend/message_keys.h"
 #include "system/detached_process.h"
 #include "views/console_stream.h"
 #include "views/orvan_stdio.h"
-
-namespace {
-
-constexpr char kBackgroundMarker[] = "--obg-instance";
-
-}  // namespace
 
 int Cli::LaunchInBackground(int argc, char** argv) {
   std::vector<std::string> arguments;

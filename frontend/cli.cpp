@@ -18,6 +18,7 @@
 #include "frontend/thread_manager.h"
 #include "system/process_state.h"
 #include "system/storage_sender.h"
+#include "system/string_handler.h"
 #include "views/cli_event_queue.h"
 #include "views/cli_suite_listener.h"
 #include "views/cli_test_listener.h"
@@ -163,6 +164,11 @@ void Cli::AddWarning(const std::string& text) {
   if (std::find(warnings.begin(), warnings.end(), text) == warnings.end()) {
     warnings.push_back(text);
   }
+}
+
+std::string Cli::Upper(std::string text) const {
+  stringHandler->ToUpper(text);
+  return text;
 }
 
 std::string Cli::ApplicationName() const {

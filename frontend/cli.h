@@ -220,6 +220,7 @@ class Cli {
   void SetResultUnlessRun(std::int32_t code);
   void RunPlan(ModuleRun& run, const DeviceRunPlan& plan);
   void RunEventLoop(ModuleRun& run);
+  void DrainEvents();
   void HandleEvent(ModuleRun& run, const CliEvent& event);
   void OnSuiteStarted(ModuleRun& run, const CliEvent& event);
   void OnDeviceStarted(ModuleRun& run, const CliEvent& event);
@@ -258,6 +259,7 @@ class Cli {
   static void ParametersInHand(const ModuleSelection& selection, DiagTest* test,
                                std::vector<TestParameter>& parameters);
   std::string VersionText(const ProductVersion& version) const;
+  std::string Upper(std::string text) const;
   std::string KeyVersionText(const DiagKey& key) const;
 
   bool firstCancelSeen_ = false;  // the first canceled test keeps its time, later ones show none

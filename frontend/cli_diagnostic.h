@@ -72,4 +72,16 @@ struct ModuleSelection {
   std::vector<std::string> missingDevices;
   bool defaultDiagnostics = false;
   bool devicesNamed = false;
+
+  // True when the scan found no device, or there was none.
+  bool HasNoDevices() const { return serviceDevices == nullptr || serviceDevices->empty(); }
+  // The entry of that device, made when it is not there yet.
+  DeviceSelection& DeviceEntry(const std::string& deviceName) {
+    DeviceSelection* entry = FindByName(devices, deviceName);
+    if (entry == nullptr) {
+      entry = AddNamed(devices, deviceName);
+      entry->name = deviceName;
+    }
+    return *entry;
+  }
 };

@@ -8,7 +8,9 @@
 namespace {
 
 constexpr char kDots[] = "..............................................";  // 46 dots
-constexpr std::uint32_t kVersionMask = 0xFFFF;  // what is shown of a test's major version
+// What is shown of a test's version.
+constexpr std::uint32_t kMajorMask = 0xFFFF;
+constexpr std::uint64_t kBuildMask = 0xFFFFFFFF;
 constexpr char kPartsSeparator[] = "::";
 
 }  // namespace
@@ -18,7 +20,7 @@ void Cli::ShowDevices(ModuleSelection& selection) {
   if ((flags & CLI_FLAG_LIST_DEVICES) == 0 || view == nullptr) return;
   view->PrintNewLine();
   view->PrintSeparator();
-  if (selection.serviceDevices == nullptr || selection.serviceDevices->empty()) {
+  if (selection.HasNoDevices()) {
     view->PrintRaw(view->FormatKey(kKeyNoDevicesFound, false, true, true), true);
     view->PrintNewLine();
     return;
@@ -68,9 +70,9 @@ void Cli::ShowDeviceResources(DiagDevice* device) {
 }
 
 std::string Cli::KeyVersionText(const DiagKey& key) const {
-  return numberHandler->NumberToString(key.major & kVersionMask) + "." +
+  return numberHandler->NumberToString(key.major & kMajorMask) + "." +
          numberHandler->NumberToString(key.minor) + "." +
-         numberHandler->NumberToString(static_cast<std::int64_t>(key.build));
+         numberHandler->NumberToString(static_cast<std::int64_t>(key.build & kBuildMask));
 }
 
 // For a supervising program: each test of the module, whether it applies to the device, and its

@@ -1,8 +1,8 @@
 #include <algorithm>
 #include <array>
-#include <chrono>
 
 #include "boundary/orvan_service.h"
+#include "frontend/cadence.h"
 #include "frontend/cli.h"
 #include "frontend/message_keys.h"
 #include "frontend/module_run.h"
@@ -16,8 +16,6 @@
 
 namespace {
 
-// The cadence of progress lines and of the look at the abort key.
-constexpr std::chrono::milliseconds kCadence{500};
 constexpr int kAllPercent = 100;
 
 }  // namespace
@@ -27,6 +25,18 @@ void Cli::RunEventLoop(ModuleRun& run) {
     eventQueue->WaitForEvent();
     HandleEvent(run, *eventQueue->Front());
     eventQueue->Pop();
+  }
+}
+
+// Lets the service run to the end of its suite without showing anything.
+void Cli::DrainEvents() {
+  for (bool ended = false; !ended; eventQueue->Pop()) {
+    eventQueue->WaitForEvent();
+    const std::uint32_t id = eventQueue->Front()->id;
+    if (id == kEventDiagnosticStart) eventQueue->startAcknowledge.Post();
+    if (id == kEventTestFinished) eventQueue->testGate.Post();
+    if (id == kEventDiagnosticFinished) eventQueue->diagnosticGate.Post();
+    ended = id == kEventSuiteFinished;
   }
 }
 

@@ -291,7 +291,8 @@ TEST_F(EventLoop, AnAbortSpansPlansAndModules) {
   Run({"-Mstorage", "-Qr,f", "-Mmemory"});
   EXPECT_EQ(cli->result, 25);
   EXPECT_EQ(service().runs.size(), 3U);
-  EXPECT_GE(service().aborts.size(), 3U) << "for the key, and for each diagnostic behind it";
+  EXPECT_EQ(service().aborts.size(), 5U)
+      << "for the key, and at the start of each later plan and of its diagnostic";
 }
 
 TEST_F(EventLoop, OtherKeysDoNotAbort) {

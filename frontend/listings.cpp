@@ -1,9 +1,9 @@
 #include <array>
-#include <chrono>
 
 #include "boundary/hostlayer_number_handler.h"
 #include "boundary/orvan_service.h"
 #include "boundary/orvan_service_version.h"
+#include "frontend/cadence.h"
 #include "frontend/cli.h"
 #include "frontend/message_keys.h"
 #include "frontend/thread_completion.h"
@@ -11,13 +11,6 @@
 #include "system/string_handler.h"
 #include "views/message_keys.h"
 #include "views/orvan_stdio.h"
-
-namespace {
-
-// The cadence at which the device scan line is redrawn.
-constexpr std::chrono::milliseconds kCadence{500};
-
-}  // namespace
 
 void Cli::ShowInformation() {
   if ((flags & CLI_FLAG_INFORMATION) == 0) return;

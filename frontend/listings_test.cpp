@@ -199,7 +199,7 @@ TEST_F(Listings, TestsWithParametersOfTheirOwnHaveAnAsteriskAndAFootnote) {
 TEST_F(Listings, ASupervisorGetsTheVersionOfEachTest) {
   TestOf(*storage, 0, 0).key.major = 0x30007;
   TestOf(*storage, 0, 0).key.minor = 8;
-  TestOf(*storage, 0, 0).key.build = 900;
+  TestOf(*storage, 0, 0).key.build = (std::uint64_t{5} << 32) + 900;  // the low 32 bits show
   TestOf(*storage, 0, 1).Parameter("loops", kParameterInteger);
   EXPECT_EQ(Inform({"--HDK", "-Mstorage", "-L"}),
             "FUNNEL_TEST:::7.8.900\n"

@@ -7,6 +7,8 @@
 inline constexpr char kKeyApplicationName[] = "TARVEX_DIAGNOSTICS_-_C|L|I";
 inline constexpr char kKeyPressEscape[] = "PRESS_|E|S|C_TO_ABORT_THE_DIAGNOSTICS";
 inline constexpr char kProgramName[] = "TarvexDiagnosticsCLI";
+// The argument by which a background instance knows what it is.
+inline constexpr char kBackgroundMarker[] = "--obg-instance";
 
 // Start-up and ending.
 inline constexpr char kTextNoPrivileges[] = "Not Enough Privileges";

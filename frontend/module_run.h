@@ -10,7 +10,6 @@ struct Cli::ModuleRun {
   DiagModule* module = nullptr;
   std::string moduleName;        // as the module displays it
   DiagDevice* device = nullptr;  // of the plan in hand; null for the pseudo device
-  Tick startTick = 0;
   std::size_t plannedTests = 0;  // of all plans of the module
   int percentStep = 0;
   int percentSum = 0;

@@ -8,7 +8,9 @@
 #include "frontend/cli.h"
 #include "frontend/message_keys.h"
 #include "frontend/option_scan.h"
+#include "frontend/parse_text.h"
 #include "system/string_handler.h"
+#include "system/text_conversion.h"
 #include "system/win_filesystem.h"
 
 namespace {
@@ -21,15 +23,6 @@ bool IsMissing(const char* text) {
 std::string Trimmed(StringHandler& handler, std::string text) {
   handler.Trim(text);
   return handler.CopyUntilNul(text);
-}
-
-void AddOnce(std::vector<std::string>& list, const std::string& text) {
-  if (std::find(list.begin(), list.end(), text) == list.end()) list.push_back(text);
-}
-
-int Fail(std::string& errorText, const char* key, int code = kParseFatal) {
-  errorText = key;
-  return code;
 }
 
 }  // namespace
@@ -292,7 +285,8 @@ int Cli::HandleOutput(OptionScan& scan, const OptionCase& /*option*/) {
 int Cli::HandleSave(OptionScan& scan, const OptionCase& /*option*/) {
   if (IsMissing(scan.text)) return Fail(scan.errorText, kKeyFileNotSpecified);
   savePath = scan.text;
-  if (WinFilesystem::Instance().IsInvalidPath(savePath) != 0) {
+  // A name that is no UTF-8 would make one folder here and another in the service.
+  if (WinFilesystem::Instance().IsInvalidPath(savePath) != 0 || Utf8ToWide(savePath).empty()) {
     return Fail(scan.errorText, kKeyErrorOpeningFile, kParseFile);
   }
   QString folder = QString::fromUtf8(savePath.c_str());

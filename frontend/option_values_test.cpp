@@ -293,7 +293,7 @@ TEST_P(BadLogFolder, IsAFileErrorWithHelp) {
   EXPECT_FALSE(HasAny(CLI_FLAG_SAVE_PATH));
 }
 
-INSTANTIATE_TEST_SUITE_P(Paths, BadLogFolder, Values("a", "/dev/null/x"));
+INSTANTIATE_TEST_SUITE_P(Paths, BadLogFolder, Values("a", "/dev/null/x", "/tmp/\xff\xfe"));
 
 // Copied flags.
 

@@ -57,6 +57,7 @@ int Cli::Parse(int argc, char** argv) {
   view.reset();
   flags = 0;
   std::string errorText;
+  // Answered above; it stays for a service that goes away in between.
   if (Service() == nullptr) EndProcess(kTextNoService);
   modules = ThreadManager::Instance().Modules();
   if (modules == nullptr) EndProcess(kTextNoModules);

@@ -19,7 +19,6 @@
 
 namespace {
 
-constexpr char kBackgroundMarker[] = "--obg-instance";
 // Time for the parent of a background instance to leave before the single-instance check.
 constexpr std::uint32_t kParentLeavesMs = 1000;
 

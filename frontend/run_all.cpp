@@ -21,8 +21,7 @@ void Cli::RunAll() {
     if (selection->module == nullptr) continue;
     ScanModuleDevices(selection.get());
     bool foundSomething = false;
-    const bool hasDevices =
-        selection->serviceDevices != nullptr && !selection->serviceDevices->empty();
+    const bool hasDevices = !selection->HasNoDevices();
     if (hasDevices) {
       for (DiagDevice* device : *selection->serviceDevices) {
         SelectForRunAll(*selection, device, foundSomething);
@@ -46,11 +45,7 @@ void Cli::RunAll() {
 void Cli::SelectForRunAll(ModuleSelection& selection, DiagDevice* device, bool& foundSomething) {
   std::string id;
   device->GetId(id);
-  DeviceSelection* entry = FindByName(selection.devices, id);
-  if (entry == nullptr) {
-    entry = AddNamed(selection.devices, id);
-    entry->name = id;
-  }
+  DeviceSelection& entry = selection.DeviceEntry(id);
   if (!runAllQuick && !runAllExtended && !runAllOnlyUnattended) {
     selection.defaultDiagnostics = true;
     foundSomething = true;
@@ -78,6 +73,6 @@ void Cli::SelectForRunAll(ModuleSelection& selection, DiagDevice* device, bool& 
       chosen->test = test;
       foundSomething = true;
     }
-    entry->diagnostics.push_back(std::move(record));
+    entry.diagnostics.push_back(std::move(record));
   }
 }

@@ -90,7 +90,6 @@ void Cli::SetResultUnlessRun(std::int32_t code) {
 int Cli::RunModule(ModuleSelection* selection) {
   if (selection == nullptr) return 0;
   ModuleRun run;
-  run.startTick = timer->Now();
   HoldSystemEvents();
   const SystemEventsRelease releaseAtEnd;
   OpenListeners();
@@ -99,7 +98,7 @@ int Cli::RunModule(ModuleSelection* selection) {
   run.module = selection->module;
   run.module->GetDisplayName(run.moduleName);
 
-  const bool noDevices = selection->serviceDevices == nullptr || selection->serviceDevices->empty();
+  const bool noDevices = selection->HasNoDevices();
   Service()->SetNoDevicesMode(noDevices);
   view->BeginModule(run.moduleName);
   if (noDevices) {
@@ -133,7 +132,8 @@ void Cli::AbortRun() {
 }
 
 void Cli::RunPlan(ModuleRun& run, const DeviceRunPlan& plan) {
-  const bool empty = CountPlannedTests({plan}) == 0;
+  const bool empty = std::all_of(plan.diagnostics.begin(), plan.diagnostics.end(),
+                                 [](const DiagnosticRunItem& item) { return item.tests.empty(); });
   if ((flags & CLI_FLAG_RUN_ALL) != 0 && empty) return;
   if (GetProcessState().abortRequested || view->IsAbortRequested()) AbortRun();
   run.device = plan.device;
@@ -142,5 +142,12 @@ void Cli::RunPlan(ModuleRun& run, const DeviceRunPlan& plan) {
   run.planFinished = false;
   HoldSystemEvents();
   ThreadManager::Instance().StartRun(run.module, plan.device, plan.diagnostics);
-  RunEventLoop(run);
+  try {
+    RunEventLoop(run);
+  } catch (...) {
+    // The service still calls the listeners, which must outlive its run.
+    Service()->AbortExecution();
+    DrainEvents();
+    throw;
+  }
 }

@@ -18,10 +18,6 @@ DiagDevice* FindDevice(const std::vector<DiagDevice*>* devices, const std::strin
   return nullptr;
 }
 
-bool HasNoDevices(const ModuleSelection& selection) {
-  return selection.serviceDevices == nullptr || selection.serviceDevices->empty();
-}
-
 }  // namespace
 
 void Cli::BuildRunPlan(ModuleSelection* selection) {
@@ -46,12 +42,7 @@ void Cli::AddDefaultDiagnostic(ModuleSelection& selection) {
 void Cli::SpreadDiagnostics(ModuleSelection& selection) {
   const auto giveTo = [&selection](const std::string& name,
                                    const std::shared_ptr<CliDiagnostic>& diagnostic) {
-    DeviceSelection* entry = FindByName(selection.devices, name);
-    if (entry == nullptr) {
-      entry = AddNamed(selection.devices, name);
-      entry->name = name;
-    }
-    entry->diagnostics.push_back(diagnostic);
+    selection.DeviceEntry(name).diagnostics.push_back(diagnostic);
   };
   for (const auto& diagnostic : selection.diagnostics) {
     if (!diagnostic->allDevices) continue;
@@ -61,7 +52,7 @@ void Cli::SpreadDiagnostics(ModuleSelection& selection) {
       }
       continue;
     }
-    if (!HasNoDevices(selection)) {
+    if (!selection.HasNoDevices()) {
       std::string id;
       for (DiagDevice* device : *selection.serviceDevices) giveTo(device->GetId(id), diagnostic);
     } else if ((flags & CLI_FLAG_SUPERVISED) != 0) {
@@ -136,20 +127,16 @@ void Cli::PlanNamedTests(const CliDiagnostic& diagnostic, DiagDevice* device,
 // ones for names that the test does not know. The new ones join `known`.
 std::vector<TestParameter> Cli::MergeParameters(const std::map<std::string, std::string>& raw,
                                                 std::vector<TestParameter>& known) {
-  const auto upper = [this](std::string text) {
-    stringHandler->ToUpper(text);
-    return text;
-  };
   std::vector<TestParameter> given;
   for (const auto& [word, text] : raw) {
     const std::vector<std::string> parts = stringHandler->Split(word, '=');
     if (parts.empty() || parts.size() > 2) continue;
     const std::string value = parts.size() == 2 ? parts[1] : std::string();
     const auto found = std::find_if(known.begin(), known.end(), [&](const TestParameter& one) {
-      return upper(one.name) == upper(parts[0]);
+      return Upper(one.name) == Upper(parts[0]);
     });
     if (found != known.end()) {
-      found->value = found->type == kParameterBoolean ? upper(value) : value;
+      found->value = found->type == kParameterBoolean ? Upper(value) : value;
       given.push_back(*found);
       continue;
     }
@@ -173,6 +160,6 @@ std::size_t Cli::CountPlannedTests(const std::vector<DeviceRunPlan>& plans) {
 
 bool Cli::HasPlannedTests(const ModuleSelection* selection) const {
   if (selection == nullptr || selection->module == nullptr) return false;
-  if (HasNoDevices(*selection) && (flags & CLI_FLAG_SUPERVISED) == 0) return false;
+  if (selection->HasNoDevices() && (flags & CLI_FLAG_SUPERVISED) == 0) return false;
   return CountPlannedTests(selection->plans) > 0;
 }

@@ -111,7 +111,7 @@ void Cli::ParametersInHand(const ModuleSelection& selection, DiagTest* test,
 void Cli::ShowValidation(ModuleSelection& selection) {
   if ((flags & CLI_FLAG_VALIDATE) == 0 || view == nullptr) return;
   ScanModuleDevices(&selection);
-  if (selection.serviceDevices == nullptr || selection.serviceDevices->empty()) {
+  if (selection.HasNoDevices()) {
     PrintWarning(kKeyNoDevicesFound);
     return;
   }
@@ -140,10 +140,6 @@ void Cli::ShowValidation(ModuleSelection& selection) {
 std::string Cli::ValidateOneTest(DiagDevice* device, const CliTest& test) {
   std::vector<TestParameter> known;
   test.test->GetParameters(known, device);
-  const auto upper = [this](std::string text) {
-    stringHandler->ToUpper(text);
-    return text;
-  };
   std::ostringstream lines;
   const char* separator = "";
   for (const auto& [raw, text] : test.parameters) {
@@ -151,7 +147,7 @@ std::string Cli::ValidateOneTest(DiagDevice* device, const CliTest& test) {
     if (parts.empty() || parts.size() > 2) continue;
     const bool isKnown = std::any_of(
         known.begin(), known.end(),
-        [&](const TestParameter& parameter) { return upper(parameter.name) == upper(parts[0]); });
+        [&](const TestParameter& parameter) { return Upper(parameter.name) == Upper(parts[0]); });
     lines << separator << tarvex::kIndent << tarvex::kIndent << parts[0] << ": "
           << (isKnown ? "OK" : kKeyInvalidParameter);
     separator = "\n";

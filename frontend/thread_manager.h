@@ -69,7 +69,9 @@ class ThreadManager {
   void Run();
   void Ask(State state);
 
-  HostSemaphore* lock_;   // 1 of 1; guards the members below
+  // 1 of 1; guards state_. What belongs to a request is written before its state is set, and not
+  // again until the request is over, so the thread reads it without the lock.
+  HostSemaphore* lock_;
   HostSemaphore* ready_;  // 0 of 1; given once, when the service and its modules are there
   HostSemaphore* asked_;  // 0 of 1; given with each request, so that the thread sleeps when idle
   State state_ = State::kStarting;

@@ -11,5 +11,4 @@ void Cli::HandOverToTool(int /*argc*/, char** /*argv*/) {
   chosenTool->GetName(name);
   PrintWarning("THE_TOOL_" + view->FormatKey(name, false, false, false) +
                "_IS_NOT_AVAILABLE_IN_THIS_VERSION");
-  result = kResultPassed;
 }

@@ -11,20 +11,20 @@ namespace {
 
 constexpr char kLockFile[] = "instance.lock";
 
-UniqueFd OpenFolder(const std::string& folder) {
-  if (::mkdir(folder.c_str(), 0755) != 0 && errno != EEXIST) return UniqueFd();
-  return UniqueFd(::open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+Descriptor OpenFolder(const std::string& folder) {
+  if (::mkdir(folder.c_str(), 0755) != 0 && errno != EEXIST) return Descriptor();
+  return Descriptor(::open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
 }
 
 }  // namespace
 
 std::unique_ptr<AppMutex> AppMutex::Open(const std::string& folder) {
-  const UniqueFd directory = OpenFolder(folder);
+  const Descriptor directory = OpenFolder(folder);
   if (!directory.IsOpen()) return nullptr;
   // Reading is enough for the lock, and lets a user without root's name but with the capability
   // to read everything share root's file. O_NONBLOCK: a planted pipe must not hold us up.
-  UniqueFd file(::openat(directory.Get(), kLockFile,
-                         O_RDONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0600));
+  Descriptor file(::openat(directory.Get(), kLockFile,
+                           O_RDONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0600));
   struct stat status {};
   if (!file.IsOpen() || ::fstat(file.Get(), &status) != 0 || !S_ISREG(status.st_mode)) {
     return nullptr;

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "boundary/hostlayer_app_mutex.h"
-#include "host/unique_fd.h"
+#include "system/descriptor.h"
 
 namespace tarvex {
 
@@ -21,9 +21,9 @@ class AppMutex final : public HostAppMutex {
   bool IsAlreadyRunning() override;
 
  private:
-  explicit AppMutex(UniqueFd file) : file_(std::move(file)) {}
+  explicit AppMutex(Descriptor file) : file_(std::move(file)) {}
 
-  UniqueFd file_;
+  Descriptor file_;
 };
 
 }  // namespace tarvex

@@ -8,7 +8,7 @@
 #include <utility>
 
 #include "host/thread_start.h"
-#include "host/unique_fd.h"
+#include "system/descriptor.h"
 
 namespace tarvex {
 namespace {
@@ -21,7 +21,7 @@ constexpr std::chrono::milliseconds kLongestWait{500};
 struct LayerThread::Shared {
   const char* name = nullptr;
   Body body;
-  UniqueFd stop;
+  Descriptor stop;
   std::mutex mutex;
   std::condition_variable ended;
   bool hasEnded = false;  // guarded by mutex

@@ -8,7 +8,7 @@
 #include <string>
 
 #include "host/login_watch.h"
-#include "host/unique_fd.h"
+#include "system/descriptor.h"
 
 namespace tarvex {
 
@@ -82,7 +82,7 @@ class LoginConnection {
   SessionFacts session_;
   std::unique_ptr<sd_bus_slot, SlotUnref> sessionChanges_;
   std::unique_ptr<sd_bus_slot, SlotUnref> sessionLocks_;
-  UniqueFd inhibitor_;
+  Descriptor inhibitor_;
   bool shuttingDown_ = false;
   bool established_ = false;
 };

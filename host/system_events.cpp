@@ -6,20 +6,9 @@
 #include <map>
 
 #include "host/login_watch.h"
+#include "system/system_bus.h"
 
 namespace tarvex {
-namespace {
-
-// Source: D-Bus Specification, "Well-known Message Bus Instances".
-constexpr char kSystemBusSocket[] = "/run/dbus/system_bus_socket";
-
-bool HasSystemBus() {
-  return ::secure_getenv("DBUS_SYSTEM_BUS_ADDRESS") != nullptr ||
-         ::access(kSystemBusSocket, F_OK) == 0;
-}
-
-}  // namespace
-
 struct SystemEvents::HandlerTable {
   std::mutex mutex;
   // Message, then parameter. Guarded by mutex.

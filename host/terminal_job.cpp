@@ -15,7 +15,7 @@
 namespace tarvex {
 namespace {
 
-void MakePipe(UniqueFd& read, UniqueFd& write) {
+void MakePipe(Descriptor& read, Descriptor& write) {
   std::array<int, 2> ends{-1, -1};
   EXPECT_EQ(::pipe2(ends.data(), O_CLOEXEC), 0);
   read.Reset(ends[0]);

@@ -6,7 +6,7 @@
 #include <functional>
 #include <string>
 
-#include "host/unique_fd.h"
+#include "system/descriptor.h"
 
 namespace tarvex {
 
@@ -48,14 +48,14 @@ class TerminalJob {
   void RunJob(const Body& body);
   void ReportEnds(pid_t job);
 
-  UniqueFd master_;
-  UniqueFd slave_;
-  UniqueFd commandRead_;
-  UniqueFd commandWrite_;
-  UniqueFd reportRead_;
-  UniqueFd reportWrite_;
-  UniqueFd goodbyeRead_;
-  UniqueFd goodbyeWrite_;
+  Descriptor master_;
+  Descriptor slave_;
+  Descriptor commandRead_;
+  Descriptor commandWrite_;
+  Descriptor reportRead_;
+  Descriptor reportWrite_;
+  Descriptor goodbyeRead_;
+  Descriptor goodbyeWrite_;
   std::string unread_;
   pid_t shell_ = -1;
   pid_t job_ = -1;

@@ -11,12 +11,12 @@
 #include <memory>
 #include <utility>
 
+#include "system/system_bus.h"
+
 namespace tarvex {
 namespace {
 
 using Clock = std::chrono::steady_clock;
-
-constexpr const char* kSystemBusSocket = "/run/dbus/system_bus_socket";
 
 struct BusClose {
   void operator()(sd_bus* bus) const { sd_bus_close_unref(bus); }
@@ -26,11 +26,6 @@ struct MessageUnref {
 };
 using Bus = std::unique_ptr<sd_bus, BusClose>;
 using Message = std::unique_ptr<sd_bus_message, MessageUnref>;
-
-// True when a connection is worth trying; a missing bus then costs nothing.
-bool HasSystemBus() {
-  return secure_getenv("DBUS_SYSTEM_BUS_ADDRESS") != nullptr || access(kSystemBusSocket, F_OK) == 0;
-}
 
 // What is left until the deadline, in microseconds.
 std::uint64_t Left(Clock::time_point deadline) {

@@ -12,12 +12,15 @@
 
 namespace {
 
+// Case is that of ASCII: texts are UTF-8, and a locale of single bytes would tear them apart.
 char Upper(char character) {
-  return static_cast<char>(std::toupper(static_cast<unsigned char>(character)));
+  return character >= 'a' && character <= 'z' ? static_cast<char>(character - 'a' + 'A')
+                                              : character;
 }
 
 char Lower(char character) {
-  return static_cast<char>(std::tolower(static_cast<unsigned char>(character)));
+  return character >= 'A' && character <= 'Z' ? static_cast<char>(character - 'A' + 'a')
+                                              : character;
 }
 
 int AsResult(std::size_t length) {

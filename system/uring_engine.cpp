@@ -95,7 +95,8 @@ class UringEngine : public TransferEngine {
     io_uring_sqe_set_data64(entry, ++current_);
     ring_->unfinished.emplace(current_, request.buffer);
     const int submitted = io_uring_submit(&ring_->queue);
-    if (submitted == 1) return 0;
+    // An entry that an earlier call left behind may go along, so only what stays queued counts.
+    if (submitted > 0 && io_uring_sq_ready(&ring_->queue) == 0) return 0;
     // The entry stays queued: turn it into nothing, so that no later submission carries it out.
     io_uring_prep_nop(entry);
     io_uring_sqe_set_data64(entry, current_);

@@ -55,7 +55,8 @@ class OrvanStdio {
   virtual ViewResult FinishExecutionBlock(std::string resultText);
   virtual ViewResult BeginDiagnostic(std::string name);
   virtual ViewResult EndDiagnostic();
-  // True when Escape was pressed since the last call, or the process-wide abort flag is set.
+  // True when the next key that is waiting is Escape; one key is read per call. A quiet view reads
+  // none and answers with the process-wide abort flag.
   virtual bool IsAbortRequested();
   // Reads keys until one says yes or no, and echoes its code. False without a console.
   virtual bool AskYesNo();

@@ -215,7 +215,7 @@ sdk::Verdict Executor::Judge(DiagnosticAdapter& diagnostic, const ResolvedTest& 
 
 void Executor::Count(TestStatus status) {
   deviceWorst_.Add(status);
-  surroundings_.group->Add(status);
+  surroundings_.countForGroup(status);
 }
 
 void Executor::Record(const TestAdapter& test, const sdk::Verdict& verdict, std::int64_t startMs,

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <stop_token>
 #include <string>
 
@@ -21,7 +22,7 @@ struct RunSurroundings {
   std::stop_token stop;
   SystemExecutionTracker* tracker = nullptr;  // null: no execution records are kept
   ServiceLog* log = nullptr;
-  WorstVerdict* group = nullptr;  // takes every verdict
+  std::function<void(TestStatus)> countForGroup;  // takes every verdict, before its test ends
   std::string version;
   std::int64_t groupId = 0;
   ModuleSource* source = nullptr;

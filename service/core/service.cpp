@@ -82,14 +82,17 @@ void Service::ExecuteDiagnostics(DiagModule* module, DiagDevice* device,
   surroundings.stop = abort_.get_token();
   surroundings.log = &log_;
   surroundings.source = source_.get();
-  WorstVerdict worst;
-  surroundings.group = &worst;
+  // The caller may ask for the final code as soon as the suite's end is reported, so each verdict
+  // is there before its test ends.
+  surroundings.countForGroup = [this](TestStatus status) {
+    const std::lock_guard lock(mutex_);
+    groupWorst_.Add(status);
+  };
   bool tracked = false;
   {
     const std::lock_guard lock(mutex_);
     surroundings.version = Version();
     surroundings.groupId = groupId_;
-    worst = groupWorst_;
     tracked = IsOn(truths_, kSettingExecutionTracker);
   }
   if (tracked && tracker_ == nullptr && options_.makeTracker) {
@@ -97,8 +100,6 @@ void Service::ExecuteDiagnostics(DiagModule* module, DiagDevice* device,
   }
   surroundings.tracker = tracked ? tracker_.get() : nullptr;
   Executor(surroundings).Run(resolved);
-  const std::lock_guard lock(mutex_);
-  groupWorst_ = worst;
 }
 
 Service::OwnedTool Service::FindTool(const DiagTool* tool) const {

@@ -96,6 +96,25 @@ TEST_F(ServiceTest, TheFinalCodeNamesVersionVerdictAndGroup) {
   EXPECT_EQ(FinalCode(0), "");
 }
 
+TEST_F(ServiceTest, TheFinalCodeIsWholeWhenTheSuiteEnds) {
+  auto plain = std::make_unique<PlainModule>();
+  plain->diagnostics = {
+      testing::MakeDiagnostic("Q", 1, {testing::MakeTest("a", 1, [](sdk::TestContext&) {
+                                return sdk::Verdict::Failed("BROKEN", "whole", "broken", "here");
+                              })})};
+  source->modules.push_back(testing::Own(std::move(plain)));
+  Start();
+  testing::CallList calls;
+  testing::RecordingSuite suite(calls);
+  std::string atTheEnd;
+  suite.onSuiteEnd = [&] { atTheEnd = FinalCode(); };
+  service->SetSuiteListener(&suite);
+  DiagModule* module = service->LoadModules(0)->front();
+  service->BeginFinalResult(7, {});
+  service->ExecuteDiagnostics(module, nullptr, testing::WholePlan(*module));
+  EXPECT_EQ(atTheEnd, "5.0.0.0-FAILED-7");
+}
+
 TEST_F(ServiceTest, AGroupBeginsWithoutTheVerdictsOfTheOneBefore) {
   auto plain = std::make_unique<PlainModule>();
   plain->diagnostics = {

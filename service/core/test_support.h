@@ -179,7 +179,12 @@ class RecordingSuite final : public orvan_service::SuiteListenerView {
  public:
   explicit RecordingSuite(CallList& list) : list_(list) {}
   bool OnSuiteStart() override { return list_.Add("suite"); }
-  void OnSuiteEnd() override { list_.Add("suite end"); }
+  void OnSuiteEnd() override {
+    list_.Add("suite end");
+    if (onSuiteEnd) {
+      onSuiteEnd();
+    }
+  }
   bool OnDeviceStart() override { return list_.Add("device"); }
   void OnDeviceEnd(DiagModule* /*module*/, DiagDevice* device, std::string text) override {
     std::string id;
@@ -203,6 +208,7 @@ class RecordingSuite final : public orvan_service::SuiteListenerView {
   }
 
   std::function<void(const std::string&)> onTestStart;
+  std::function<void()> onSuiteEnd;
 
  private:
   CallList& list_;
