@@ -2,8 +2,12 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -12,6 +16,7 @@
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
+#include <thread>
 
 #include "service/machine/faulty_block_reader.h"
 #include "service/machine/helper_process.h"
@@ -212,6 +217,58 @@ TEST(LiveBlockReader, AnOpeningThatHangsEndsAtTheTimeLimit) {
   EXPECT_EQ(OpenBlockReader(HelperPath(), options, stop.get_token()).failure,
             OpenFailure::kStopped);
   unlink(path.c_str());
+}
+
+// Runs `work` in a thread for which, and for whose helpers, a system call fails with that error.
+void WhereTheKernelRefuses(long call, int error, const std::function<void()>& work) {
+  std::thread([&] {
+    const sock_filter steps[] = {
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, 0),  // the number of the call
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, static_cast<std::uint32_t>(call), 0, 1),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | static_cast<std::uint32_t>(error)),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW)};
+    const sock_fprog program{std::size(steps), const_cast<sock_filter*>(steps)};
+    ASSERT_EQ(prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0), 0);
+    ASSERT_EQ(prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program), 0);
+    work();
+  }).join();
+}
+
+// A kernel short of memory for long, one that overflows, and one that refuses for good.
+class RefusedSubmission : public testing::TestWithParam<int> {};
+
+TEST_P(RefusedSubmission, IsAnsweredWithItsErrorAndNotAsSilence) {
+  const DiskFile file;
+  WhereTheKernelRefuses(SYS_io_uring_enter, GetParam(), [&] {
+    OpenedReader opened = OpenBlockReader(HelperPath(), OptionsFor(file.Path()), {});
+    ASSERT_EQ(opened.failure, OpenFailure::kNone) << "error " << opened.error;
+    std::vector<BlockRead> reads;
+    for (std::uint64_t id = 0; id < 8; ++id) reads.push_back({id, id * kSector, kSector, 0});
+    opened.reader->Submit(reads);
+    std::vector<BlockReadResult> results;
+    while (results.size() < reads.size()) {
+      ASSERT_EQ(opened.reader->Collect(results, 1000ms), ReaderState::kWorking);
+    }
+    opened.reader->Submit({{8, 0, kSector, 0}});
+    while (results.size() < 9) {
+      ASSERT_EQ(opened.reader->Collect(results, 1000ms), ReaderState::kWorking);
+    }
+    for (const BlockReadResult& result : results) {
+      EXPECT_EQ(result.outcome, ReadOutcome::kFailed);
+      EXPECT_EQ(result.error, GetParam());
+    }
+  });
+}
+
+INSTANTIATE_TEST_SUITE_P(All, RefusedSubmission, testing::Values(EAGAIN, ENOMEM, EBUSY, EPERM));
+
+TEST(LiveBlockReader, AKernelThatForbidsTheInterfaceIsNoFaultOfTheDevice) {
+  const DiskFile file;
+  WhereTheKernelRefuses(SYS_io_uring_setup, EPERM, [&] {
+    const OpenedReader opened = OpenBlockReader(HelperPath(), OptionsFor(file.Path()), {});
+    EXPECT_EQ(opened.failure, OpenFailure::kReader);
+    EXPECT_EQ(opened.error, EPERM);
+  });
 }
 
 // What a client that breaks the protocol gets: the end of the connection, and no answer.

@@ -27,11 +27,22 @@ std::string Get(const std::array<char, N>& field) {
 
 class HelperProbe final : public FilesystemProbe {
  public:
-  HelperProbe(std::string helperPath, std::chrono::milliseconds limit)
-      : helperPath_(std::move(helperPath)), limit_(limit) {}
+  HelperProbe(std::string helperPath, std::chrono::milliseconds limit,
+              std::chrono::milliseconds budget)
+      : helperPath_(std::move(helperPath)), limit_(limit), budget_(budget) {}
 
   std::optional<FilesystemFacts> Probe(const std::string& device, const std::string& mountPoint,
                                        std::stop_token stop) override {
+    if (budget_ <= Clock::duration::zero()) return {};
+    const auto start = Clock::now();
+    auto facts = Ask(device, mountPoint, stop);
+    budget_ -= Clock::now() - start;
+    return facts;
+  }
+
+ private:
+  std::optional<FilesystemFacts> Ask(const std::string& device, const std::string& mountPoint,
+                                     const std::stop_token& stop) {
     ProbeMessage question;
     if (!Put(question.device, device) || !Put(question.mountPoint, mountPoint)) return {};
     int error = 0;
@@ -44,9 +55,8 @@ class HelperProbe final : public FilesystemProbe {
     return facts;
   }
 
- private:
   bool Await(ProbedMessage& answer, const std::stop_token& stop) {
-    const auto deadline = Clock::now() + limit_;
+    const auto deadline = Clock::now() + std::min<Clock::duration>(limit_, budget_);
     while (Clock::now() < deadline && !stop.stop_requested()) {
       std::size_t size = 0;
       const auto receipt = helper_->Receive(&answer, sizeof(answer), size, kStopPoll);
@@ -64,14 +74,16 @@ class HelperProbe final : public FilesystemProbe {
 
   std::string helperPath_;
   std::chrono::milliseconds limit_;
+  Clock::duration budget_;  // what is left of it
   std::unique_ptr<HelperProcess> helper_;
 };
 
 }  // namespace
 
 std::unique_ptr<FilesystemProbe> MakeFilesystemProbe(std::string helperPath,
-                                                     std::chrono::milliseconds limit) {
-  return std::make_unique<HelperProbe>(std::move(helperPath), limit);
+                                                     std::chrono::milliseconds limit,
+                                                     std::chrono::milliseconds budget) {
+  return std::make_unique<HelperProbe>(std::move(helperPath), limit, budget);
 }
 
 }  // namespace orvan::machine

@@ -53,7 +53,7 @@ std::string DosTableImage() {
 
 TEST_F(FilesystemProbeTest, FindsKindAndLabelOfAFileSystem) {
   std::ofstream(folder_ + "/image") << SwapImage("my disk");
-  const auto facts = MakeFilesystemProbe(HelperPath(), 5s)->Probe(folder_ + "/image", "", {});
+  const auto facts = MakeFilesystemProbe(HelperPath(), 5s, 5s)->Probe(folder_ + "/image", "", {});
   ASSERT_TRUE(facts);
   EXPECT_EQ(facts->fileSystem, "swap");
   EXPECT_EQ(facts->label, "my disk");
@@ -63,7 +63,7 @@ TEST_F(FilesystemProbeTest, FindsKindAndLabelOfAFileSystem) {
 
 TEST_F(FilesystemProbeTest, FindsTheKindOfAPartitionTable) {
   std::ofstream(folder_ + "/image") << DosTableImage();
-  const auto facts = MakeFilesystemProbe(HelperPath(), 5s)->Probe(folder_ + "/image", "", {});
+  const auto facts = MakeFilesystemProbe(HelperPath(), 5s, 5s)->Probe(folder_ + "/image", "", {});
   ASSERT_TRUE(facts);
   EXPECT_EQ(facts->tableType, "dos");
   EXPECT_EQ(facts->fileSystem, "");
@@ -72,7 +72,7 @@ TEST_F(FilesystemProbeTest, FindsTheKindOfAPartitionTable) {
 TEST_F(FilesystemProbeTest, TellsTheUseOfAMountedFileSystem) {
   struct statvfs status {};
   ASSERT_EQ(statvfs("/", &status), 0);
-  const auto facts = MakeFilesystemProbe(HelperPath(), 5s)->Probe("", "/", {});
+  const auto facts = MakeFilesystemProbe(HelperPath(), 5s, 5s)->Probe("", "/", {});
   ASSERT_TRUE(facts && facts->use);
   EXPECT_GT(facts->use->usedBytes, 0U);
   // Used and free make up the whole, however much is written meanwhile.
@@ -80,20 +80,29 @@ TEST_F(FilesystemProbeTest, TellsTheUseOfAMountedFileSystem) {
 }
 
 TEST_F(FilesystemProbeTest, WhatCannotBeOpenedHasNoFacts) {
-  const auto facts = MakeFilesystemProbe(HelperPath(), 5s)->Probe("/no/device", "/no/mount", {});
+  const auto facts =
+      MakeFilesystemProbe(HelperPath(), 5s, 5s)->Probe("/no/device", "/no/mount", {});
   ASSERT_TRUE(facts);
   EXPECT_EQ(facts->fileSystem, "");
   EXPECT_FALSE(facts->use);
 }
 
 TEST_F(FilesystemProbeTest, OneProbeThatCannotBeTriedDoesNotSpoilTheNext) {
-  const auto probe = MakeFilesystemProbe(HelperPath(), 5s);
+  const auto probe = MakeFilesystemProbe(HelperPath(), 5s, 5s);
   EXPECT_FALSE(probe->Probe(std::string(10000, 'x'), "", {}));
   std::stop_source stop;
   stop.request_stop();
   EXPECT_FALSE(probe->Probe("", "/", stop.get_token()));
   EXPECT_TRUE(probe->Probe("", "/", {}));
-  EXPECT_FALSE(MakeFilesystemProbe("/no/such/helper", 5s)->Probe("", "/", {}));
+  EXPECT_FALSE(MakeFilesystemProbe("/no/such/helper", 5s, 5s)->Probe("", "/", {}));
+}
+
+// A helper that never answers stands in for one that hangs at a device.
+TEST_F(FilesystemProbeTest, HangingDevicesTogetherCostTheBudgetAndNoMore) {
+  const auto probe = MakeFilesystemProbe("/bin/cat", 1h, 100ms);
+  const auto start = std::chrono::steady_clock::now();
+  for (int device = 0; device < 50; ++device) EXPECT_FALSE(probe->Probe("/dev/a", "", {}));
+  EXPECT_LT(std::chrono::steady_clock::now() - start, 2s);
 }
 
 }  // namespace

@@ -18,6 +18,13 @@ constexpr std::size_t kBufferAlignment = 4096;
 // that a fast disk does not cost the caller one wake-up per read.
 constexpr std::size_t kResultsPerMessage = 16;
 constexpr std::chrono::milliseconds kOldestUnsent{5};
+// A kernel that is short of something for the moment is asked again at this pace and for so long.
+constexpr std::chrono::milliseconds kSubmitPace{10};
+constexpr std::chrono::milliseconds kSubmitPatience{500};
+
+bool MayPass(int error) {
+  return error == EAGAIN || error == ENOMEM || error == EBUSY || error == EINTR;
+}
 
 std::size_t RoundedUp(std::size_t bytes, std::size_t unit) {
   return (bytes + unit - 1) / unit * unit;
@@ -31,7 +38,8 @@ HelperReads::HelperReads(int socket, const HelperDevice& device, const OpenMessa
       largestReadBytes_(
           static_cast<std::uint32_t>(RoundedUp(request.largestReadBytes, kBufferAlignment))),
       timeLimit_(request.timeLimitMs),
-      slots_(request.depth) {}
+      slots_(request.depth),
+      refusedSince_(Clock::time_point::max()) {}
 
 HelperReads::~HelperReads() {
   if (hasRing_) io_uring_queue_exit(&ring_);
@@ -68,6 +76,7 @@ void HelperReads::Run() {
     TakeCompletions();
     ExpireOverdue();
     StartQueued();
+    Submit();
     if (MustSend() && !SendResults()) return;
   }
 }
@@ -79,6 +88,7 @@ int HelperReads::AwaitEvent() const {
   for (const Slot& slot : slots_) {
     if (slot.state == SlotState::kReading) next = std::min(next, slot.deadline);
   }
+  if (!unsubmitted_.empty() && refusal_ == 0) next = std::min(next, Clock::now() + kSubmitPace);
   if (next == Clock::time_point::max()) return -1;
   const auto left = std::chrono::ceil<std::chrono::milliseconds>(next - Clock::now());
   return static_cast<int>(std::max<std::int64_t>(left.count(), 0));
@@ -116,13 +126,16 @@ bool HelperReads::TakeRequests() {
 }
 
 void HelperReads::StartQueued() {
-  bool started = false;
+  if (refusal_ != 0) {
+    for (const BlockRead& read : queue_) Answer(read.id, ReadOutcome::kFailed, refusal_);
+    queue_.clear();
+  }
   for (std::uint32_t i = 0; i < slots_.size() && !queue_.empty(); ++i) {
     if (slots_[i].state != SlotState::kFree) continue;
-    slots_[i] = {SlotState::kReading, queue_.front(), 0, Clock::now() + timeLimit_};
+    // Its time begins when the kernel takes it.
+    slots_[i] = {SlotState::kReading, queue_.front(), 0, Clock::time_point::max()};
     queue_.pop_front();
     StartRead(i);
-    started = true;
   }
   const auto isLost = [](const Slot& slot) { return slot.state == SlotState::kLost; };
   if (std::all_of(slots_.begin(), slots_.end(), isLost)) {
@@ -132,7 +145,37 @@ void HelperReads::StartQueued() {
     }
     queue_.clear();
   }
-  if (started) io_uring_submit(&ring_);
+}
+
+// Hands over what the kernel has not taken yet. It never fails a read for the disk's sake, so what
+// it refuses for good is answered with its own error at once and not as the disk's silence.
+void HelperReads::Submit() {
+  if (unsubmitted_.empty() || refusal_ != 0) return;
+  const int taken = io_uring_submit(&ring_);
+  const Clock::time_point now = Clock::now();
+  for (int i = 0; i < taken && !unsubmitted_.empty(); ++i) {
+    Slot& slot = slots_[unsubmitted_.front()];
+    unsubmitted_.pop_front();
+    if (slot.doneBytes == 0) slot.deadline = now + timeLimit_;
+  }
+  if (taken > 0) refusedSince_ = Clock::time_point::max();
+  if (taken >= 0) return;
+  refusedSince_ = std::min(refusedSince_, now);
+  if (!MayPass(-taken) || now - refusedSince_ >= kSubmitPatience) FailUnsubmitted(-taken);
+}
+
+// The entries stay in the ring, so their slots are never used again.
+void HelperReads::FailUnsubmitted(int error) {
+  refusal_ = error;
+  for (const std::uint32_t index : unsubmitted_) {
+    Slot& slot = slots_[index];
+    if (slot.state != SlotState::kReading) continue;
+    slot.state = SlotState::kLost;
+    Answer(slot.read.id, ReadOutcome::kFailed, error);
+  }
+  unsubmitted_.clear();
+  for (const BlockRead& read : queue_) Answer(read.id, ReadOutcome::kFailed, error);
+  queue_.clear();
 }
 
 void HelperReads::StartRead(std::uint32_t index) {
@@ -149,10 +192,10 @@ void HelperReads::StartRead(std::uint32_t index) {
     io_uring_prep_read(entry, device_.Descriptor(), to, size, offset);
   }
   entry->user_data = index;
+  unsubmitted_.push_back(index);
 }
 
 void HelperReads::TakeCompletions() {
-  bool resumed = false;
   io_uring_cqe* completion = nullptr;
   while (io_uring_peek_cqe(&ring_, &completion) == 0) {
     const auto index = static_cast<std::uint32_t>(completion->user_data);
@@ -165,16 +208,14 @@ void HelperReads::TakeCompletions() {
     if (slot.state == SlotState::kReading && partial) {
       slot.doneBytes += static_cast<std::uint32_t>(result);
       StartRead(index);
-      resumed = true;
     } else {
       Finish(slot, result);
     }
   }
-  if (resumed) io_uring_submit(&ring_);
 }
 
 void HelperReads::Finish(Slot& slot, int result) {
-  const bool isAnswered = slot.state == SlotState::kLost;
+  const bool isAnswered = slot.state != SlotState::kReading;
   slot.state = SlotState::kFree;
   if (isAnswered) return;
   const bool whole =

@@ -40,6 +40,8 @@ class HelperReads {
   bool IsValid(const BlockRead& read) const;
   void StartQueued();
   void StartRead(std::uint32_t index);
+  void Submit();
+  void FailUnsubmitted(int error);
   void TakeCompletions();
   void Finish(Slot& slot, int result);
   void ExpireOverdue();
@@ -54,7 +56,10 @@ class HelperReads {
   std::chrono::milliseconds timeLimit_;
   std::vector<Slot> slots_;
   std::deque<BlockRead> queue_;
-  std::vector<BlockReadResult> results_;  // not sent yet
+  std::deque<std::uint32_t> unsubmitted_;  // slots that the kernel has not taken yet, in order
+  Clock::time_point refusedSince_;         // max: the kernel takes what it is given
+  int refusal_ = 0;                        // not 0: why the kernel takes no more reads
+  std::vector<BlockReadResult> results_;   // not sent yet
   Clock::time_point oldestResult_;
   std::byte* buffers_ = nullptr;
   std::size_t buffersBytes_ = 0;

@@ -287,6 +287,8 @@ int WriteCapture(const std::string& path, const std::string& text) {
   struct stat status {};
   if (!fd || fstat(fd.Get(), &status) != 0) return errno;
   if (!S_ISREG(status.st_mode)) return EINVAL;
+  // It names serial numbers; an older file of that name may have been open to all.
+  if (fchmod(fd.Get(), 0600) != 0) return errno;
   if (ftruncate(fd.Get(), 0) != 0) return errno;
   for (std::size_t done = 0; done < text.size();) {
     const ssize_t put = write(fd.Get(), text.data() + done, text.size() - done);

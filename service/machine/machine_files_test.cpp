@@ -161,6 +161,10 @@ TEST(WriteCaptureTest, ReplacesAFileButNeverWritesThroughALink) {
   struct stat status {};
   ASSERT_EQ(stat(path.c_str(), &status), 0);
   EXPECT_EQ(status.st_mode & 0777, 0600U);
+  ASSERT_EQ(chmod(path.c_str(), 0644), 0);
+  ASSERT_EQ(WriteCapture(path, "second"), 0);
+  ASSERT_EQ(stat(path.c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 0777, 0600U);
   fs::create_symlink(path, folder.Path() + "/link");
   EXPECT_EQ(WriteCapture(folder.Path() + "/link", "third"), ELOOP);
   EXPECT_EQ(LiveFiles(folder.Path()).ReadBytes("/capture", 100), "second");

@@ -14,7 +14,9 @@ namespace {
 constexpr std::chrono::seconds kDefaultTimeLimit{30};
 constexpr std::chrono::seconds kLongestTimeLimit{600};
 // A disk that does not tell its file system by then is shown without it.
-constexpr std::chrono::seconds kProbeLimit{5};
+constexpr std::chrono::seconds kProbeLimit{2};
+// Of all disks of a scan; what is not told by then is left out.
+constexpr std::chrono::seconds kScanLimit{5};
 
 std::string Setting(const std::map<std::string, std::string>& settings, const char* name) {
   const auto found = settings.find(name);
@@ -56,7 +58,7 @@ std::vector<std::unique_ptr<sdk::Device>> StorageModule::ScanDevices(std::stop_t
   const machine::RecordingFiles recording(live);
   const machine::MachineFiles& files =
       captureFile_.empty() ? static_cast<const machine::MachineFiles&>(live) : recording;
-  const auto probe = machine::MakeFilesystemProbe(helperPath_, kProbeLimit);
+  const auto probe = machine::MakeFilesystemProbe(helperPath_, kProbeLimit, kScanLimit);
   std::vector<std::unique_ptr<sdk::Device>> devices;
   for (auto& disk : ScanDisks(files, *probe, includeLoop_, std::move(stop))) {
     devices.push_back(std::move(disk));
