@@ -106,13 +106,29 @@ TEST(DiskScan, BusPathsNameNoNumberThatFollowsTheOrderOfDetection) {
   EXPECT_EQ(Find("desktop", "nvme0n1")->Facts().busPath,
             "pci-0000:00:1d.0/pci-0000:01:00.0/namespace-1");
   EXPECT_EQ(Find("desktop", "sdc")->Facts().busPath,
-            "pci-0000:00:14.0/usb2/port-4/port-4:1.0/scsi-0:0:0");
+            "pci-0000:00:14.0/usb3/port-4/port-4:1.0/scsi-0:0:0");
   EXPECT_EQ(Find("desktop", "loop2")->Facts().busPath, "loop2");
   EXPECT_EQ(Find("server", "nvme0n10")->Facts().busPath,
             "pci-0000:80:01.0/pci-0000:81:00.0/namespace-10");
   EXPECT_EQ(Find("server", "sdq")->Facts().busPath,
             "pci-0000:3a:00.0/pci-0000:3b:00.0/port-11/end_device-11/scsi-0:1:0");
   EXPECT_EQ(Find("virtual_machine", "vda")->Facts().busPath, "pci-0000:00:0a.0");
+  EXPECT_EQ(Find("server", "mmcblk0")->Facts().busPath, "platform/soc/fe340000.mmc");
+}
+
+TEST(DiskScan, AUsbBusIsNamedByTheSpeedOfItsRootHub) {
+  const auto path = [](const std::string& speed) {
+    const std::string hub = "/sys/devices/pci0000:00/0000:00:14.0/usb7";
+    const std::string disk = hub + "/7-4/7-4:1.0/host6/target6:0:0/6:0:0:0/block/sdc";
+    const machine::CapturedFiles files("l /sys/block/sdc " + disk + "\nf " + disk + "/size 8\nf " +
+                                       hub + "/speed " + speed + '\n');
+    ListedProbe probe;
+    return ScanDisks(files, probe, false, {}).at(0)->Facts().busPath;
+  };
+  EXPECT_EQ(path("20000"), "pci-0000:00:14.0/usb3/port-4/port-4:1.0/scsi-0:0:0");
+  EXPECT_EQ(path("480"), "pci-0000:00:14.0/usb2/port-4/port-4:1.0/scsi-0:0:0");
+  EXPECT_EQ(path("12"), "pci-0000:00:14.0/usb1/port-4/port-4:1.0/scsi-0:0:0");
+  EXPECT_EQ(path(""), "pci-0000:00:14.0/port-4/port-4:1.0/scsi-0:0:0");
 }
 
 TEST(DiskScan, AStopEndsTheScan) {
@@ -266,6 +282,18 @@ TEST(Partitions, AProbeThatHangsCostsOnlyWhatItWouldHaveSaid) {
   const auto asked = std::count_if(probe.asked.begin(), probe.asked.end(),
                                    [](const auto& text) { return text.starts_with("/dev/sdb"); });
   EXPECT_EQ(asked, 1);
+}
+
+TEST(Partitions, AMountPointIsShownWithoutControlCharactersButAskedAsItIs) {
+  const machine::CapturedFiles files(
+      "f /sys/block/vda/dev 254:0\nf /sys/block/vda/size 2048\n"
+      "f /proc/self/mountinfo 22 1 254:0 / /mnt/a\\x5c033[2J rw - ext4 /dev/vda rw\\x0a\n");
+  ListedProbe probe;
+  const auto disks = ScanDisks(files, probe, false, {});
+  ASSERT_EQ(disks.size(), 1U);
+  ASSERT_EQ(disks[0]->Resources().size(), 1U);
+  EXPECT_NE(Text(disks[0]->Resources()[0]).find("MOUNT_POINT=/mnt/a?[2J "), std::string::npos);
+  EXPECT_EQ(probe.asked, (Names{"/dev/vda@/mnt/a\033[2J"}));
 }
 
 TEST(Partitions, AFileSystemOnTheWholeDiskCountsAsOne) {

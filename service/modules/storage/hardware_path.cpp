@@ -114,9 +114,17 @@ bool IsUsbPort(const std::string& part) {
                      [](char c) { return IsDigit(c) || c == '.' || c == ':'; });
 }
 
+// The root hubs of a controller differ in their speed; the number of the bus is none of theirs.
+// Source: Linux, Documentation/ABI/stable/sysfs-bus-usb: speed in Mbit/s.
+Step RootHubStep(const machine::MachineFiles& files, const std::string& folder) {
+  const std::uint64_t speed = files.ReadNumber(folder + "/speed").value_or(0);
+  if (speed == 0) return {};
+  return Named(speed >= 5000 ? "usb3" : speed >= 480 ? "usb2" : "usb1");
+}
+
 bool IsSilent(const std::string& part) {
-  static constexpr std::array<std::string_view, 6> kNumbered = {"host",        "virtio", "nvme",
-                                                                "nvme-subsys", "link",   "dev"};
+  static constexpr std::array<std::string_view, 7> kNumbered = {
+      "host", "virtio", "nvme", "nvme-subsys", "link", "dev", "mmc"};
   static constexpr std::array<std::string_view, 6> kNames = {
       "block", "nvme", "mmc_host", "virtual", "nvme-subsystem", "devices"};
   return std::any_of(kNumbered.begin(), kNumbered.end(),
@@ -136,6 +144,7 @@ Step ReadStep(const machine::MachineFiles& files, const std::string& folder,
       part.starts_with("expander-")) {
     return SasStep(part);
   }
+  if (IsNumbered(part, "usb")) return RootHubStep(files, folder);
   if (IsUsbPort(part)) return Named("port-" + part.substr(part.find('-') + 1));
   if (part.starts_with("mmc") && part.find(':') != std::string::npos) return {};
   return Named(part);

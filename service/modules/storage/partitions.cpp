@@ -107,11 +107,11 @@ class PartitionReader {
     part.index = index;
     part.sizeBytes = files_.ReadNumber(folder + "/size").value_or(0) * kSysfsSectorBytes;
     const Mount mount = mounts_.Find(number, path);
-    part.mountPoint = mount.point;
+    part.mountPoint = Shown(mount.point);
     Known known = ReadDeviceDatabase(files_, number).value_or(Known());
     const bool mustProbe = known.facts.fileSystem.empty() && known.entryScheme.empty();
-    if (mustProbe || !part.mountPoint.empty()) {
-      const Facts probed = Probe(mustProbe ? path : std::string(), part.mountPoint);
+    if (mustProbe || !mount.point.empty()) {
+      const Facts probed = Probe(mustProbe ? path : std::string(), mount.point);
       if (mustProbe) known.facts = probed;
       known.facts.use = probed.use;
     }

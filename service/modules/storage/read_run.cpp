@@ -57,13 +57,16 @@ std::uint64_t NewSeed() {
 // Fills the plan's range from the parameters; the name of the one that does not fit the disk.
 std::optional<std::string> FitRange(const ReadParameters& parameters,
                                     const machine::BlockGeometry& geometry, SurfacePlan& plan) {
+  if (parameters.blockBytes == 0 || parameters.blockBytes % geometry.logicalSectorBytes != 0) {
+    return "block_kib";
+  }
   const std::uint64_t sectors = geometry.sizeBytes / geometry.logicalSectorBytes;
   plan.firstLba = parameters.firstLba;
   plan.lastLba = parameters.lastLba == 0 ? sectors - 1 : parameters.lastLba;
   if (plan.firstLba >= sectors) return "first_lba";
   if (plan.lastLba >= sectors || plan.lastLba < plan.firstLba) return "last_lba";
-  plan.sectorsPerBlock = static_cast<std::uint32_t>(
-      std::max<std::uint64_t>(parameters.blockBytes / geometry.logicalSectorBytes, 1));
+  plan.sectorsPerBlock =
+      static_cast<std::uint32_t>(parameters.blockBytes / geometry.logicalSectorBytes);
   return {};
 }
 

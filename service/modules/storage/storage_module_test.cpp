@@ -35,15 +35,17 @@ Disk MakeDisk() {
 
 // A module's tests over a disk in memory.
 struct Bench {
-  explicit Bench(DiskFaults faults = {}, std::uint64_t sectors = kSectors) {
-    environment.openReader = [this, faults, sectors](const BlockReaderOptions& options,
-                                                     std::stop_token) {
+  explicit Bench(DiskFaults faults = {}, std::uint64_t sectors = kSectors,
+                 std::uint32_t sectorBytes = 512) {
+    environment.openReader = [this, faults, sectors, sectorBytes](const BlockReaderOptions& options,
+                                                                  std::stop_token) {
       opened = options;
       if (failure.failure != OpenFailure::kNone) {
         return OpenedReader{nullptr, failure.failure, failure.error};
       }
       auto reader = std::make_unique<FaultyBlockReader>(
-          machine::BlockGeometry{sectors * 512, 512, 512}, faults, options.depth);
+          machine::BlockGeometry{sectors * sectorBytes, sectorBytes, sectorBytes}, faults,
+          options.depth);
       live = reader.get();
       reader->onCollect = [this] { submitted = live->Submitted(); };
       return OpenedReader{std::move(reader), OpenFailure::kNone, 0};
@@ -173,6 +175,17 @@ TEST_P(EveryTest, ValuesThatDoNotFitAreInvalidAndNamed) {
   EXPECT_EQ(RunOn(bench, {{"first_lba", "10"}, {"last_lba", "9"}}).status, kTestInvalid);
 }
 
+TEST_P(EveryTest, ABlockThatIsNoMultipleOfTheSectorIsInvalid) {
+  for (const char* kib : {"4", "12"}) {
+    Bench bench({}, 1000, 8192);
+    const sdk::Verdict verdict = RunOn(bench, {{"block_kib", kib}});
+    EXPECT_EQ(verdict.status, kTestInvalid);
+    EXPECT_EQ(verdict.message, "|INVALID_VALUE_OF_PARAMETER_block_kib");
+  }
+  Bench bench({}, 1000, 8192);
+  EXPECT_EQ(RunOn(bench, {{"block_kib", "8"}}).status, kTestPassed);
+}
+
 TEST(FunnelRead, AlternatesBetweenTheEdgesOneBlockAtATime) {
   Bench bench;
   bench.Run("Q", "f", {{"blocks", "5"}, {"block_kib", "64"}, {"last_lba", "1151"}});
@@ -249,6 +262,8 @@ TEST(Tables, EveryParameterHasALabelARangeAndADefaultInIt) {
       for (const auto& parameter : test.parameters) {
         EXPECT_TRUE(names.insert(parameter.name).second);
         EXPECT_FALSE(parameter.label.empty());
+        // Columns are filled up by the stored name, so a bar would shift what follows.
+        EXPECT_EQ(parameter.label.find('|'), std::string::npos) << parameter.label;
         EXPECT_EQ(parameter.type, kParameterInteger);
         const std::uint64_t value = std::stoull(parameter.initialValue);
         EXPECT_GE(value, parameter.least) << parameter.name;
@@ -276,6 +291,12 @@ TEST(Tables, TheHelpTextNamesEveryRow) {
       }
     }
   }
+  EXPECT_NE(text.find("last_lba=0  (0-9007199254740991)  "
+                      "Last sector of the range, 0: the end of the disk\n"),
+            std::string::npos);
+  EXPECT_NE(text.find("seconds=30  (0-604800)  Begin no block after this time, 0: no limit\n"),
+            std::string::npos);
+  EXPECT_NE(text.find("Size of a block in KiB\n"), std::string::npos);
 }
 
 TEST(StorageModule, TellsNameAndVersion) {

@@ -24,8 +24,8 @@ bool MeansGone(int error) {
 
 // Errors that the kernel or we are to blame for, never the disk.
 bool IsOwnFault(int error) {
-  static const std::set<int> kOwnFaults = {EAGAIN, EINTR, ENOMEM,    EINVAL,    EFAULT,
-                                           EBADF,  EPERM, ECANCELED, EOPNOTSUPP};
+  static const std::set<int> kOwnFaults = {EAGAIN, EINTR,  ENOMEM, EINVAL, EFAULT,    EBADF,
+                                           EPERM,  EACCES, EBUSY,  ENOSYS, ECANCELED, EOPNOTSUPP};
   return kOwnFaults.contains(error);
 }
 
@@ -54,6 +54,8 @@ class SurfaceReader {
       }
       TellProgress();
     }
+    // What the end left no time to look at closer.
+    for (const auto& [extent, error] : failed_) CountUnnarrowed(extent, error);
     if (!ended_) result_.end = next_ < plan_.order.count ? SurfaceEnd::kTimeCap : result_.end;
     if (result_.end == SurfaceEnd::kComplete || result_.end == SurfaceEnd::kTimeCap) Tell(100);
     return std::move(result_);
@@ -123,7 +125,7 @@ class SurfaceReader {
     if (pendingEnd_) End(pendingEnd_->first, pendingEnd_->second);
   }
 
-  // True when the result ends the run.
+  // True when the result is one that ends the run, which the first of them does.
   bool EndsRun(const Extent& extent, const BlockReadResult& result) {
     if (result.outcome == ReadOutcome::kTimedOut) {
       End(SurfaceEnd::kHung, extent.lba);
@@ -131,13 +133,16 @@ class SurfaceReader {
       End(SurfaceEnd::kVanished, extent.lba, result.error);
     } else if (result.outcome == ReadOutcome::kFailed && IsOwnFault(result.error)) {
       End(SurfaceEnd::kOwnFault, extent.lba, result.error);
+    } else {
+      return false;
     }
-    return ended_;
+    return true;
   }
 
   void Collect() {
     for (const auto& [extent, result] : Wait()) {
-      if (EndsRun(extent, result)) return;
+      // Those that came along with the end still count.
+      if (EndsRun(extent, result)) continue;
       if (result.outcome == ReadOutcome::kRead) {
         ++result_.blocksRead;
         result_.bytesRead += static_cast<std::uint64_t>(extent.sectors) * sectorBytes_;
@@ -152,21 +157,37 @@ class SurfaceReader {
     // Blocks come back in any order; what is said first should be the lowest.
     std::sort(failed_.begin(), failed_.end(),
               [](const auto& a, const auto& b) { return a.first.lba < b.first.lba; });
-    for (const auto& [extent, error] : failed_) {
-      if (result_.bad.Total() < mostNarrowed_) {
-        if (!Narrow(extent)) return;
+    std::size_t done = 0;
+    while (done < failed_.size() && !ended_) {
+      const auto& [extent, error] = failed_[done];
+      const bool isNarrowed = MayNarrow() && Narrow(extent);
+      if (ended_) break;  // this one is left with those behind it
+      if (isNarrowed) {
+        ++result_.blocksRead;
       } else {
-        ++result_.unnarrowedBlocks;
+        CountUnnarrowed(extent, error);
       }
-      ++result_.blocksRead;
+      ++done;
     }
-    failed_.clear();
+    failed_.erase(failed_.begin(), failed_.begin() + static_cast<std::ptrdiff_t>(done));
   }
 
-  // False when the run has ended.
+  bool MayNarrow() const { return result_.bad.Total() < mostNarrowed_ && !CapReached(); }
+
+  void CountUnnarrowed(const Extent& block, int error) {
+    if (result_.unnarrowedBlocks == 0 || block.lba < result_.firstUnnarrowedLba) {
+      result_.firstUnnarrowedLba = block.lba;
+      result_.firstUnnarrowedError = error;
+    }
+    ++result_.unnarrowedBlocks;
+    ++result_.blocksRead;
+  }
+
+  // False when the run or its time ended before all sectors of the block were read.
   bool Narrow(const Extent& block) {
     bool allRead = true;
     for (std::uint32_t i = 0; i < block.sectors; ++i) {
+      if (i > 0 && CapReached()) return false;
       const std::uint64_t lba = block.lba + i;
       reader_.Submit({ReadOf({lba, 1})});
       while (!inFlight_.empty()) {
@@ -181,7 +202,10 @@ class SurfaceReader {
       }
       TellProgress();
     }
-    if (allRead) result_.bytesRead += static_cast<std::uint64_t>(block.sectors) * sectorBytes_;
+    if (allRead) {
+      result_.bytesRead += static_cast<std::uint64_t>(block.sectors) * sectorBytes_;
+      ++result_.secondTryBlocks;
+    }
     return true;
   }
 

@@ -18,7 +18,8 @@ struct SurfacePlan {
   std::uint32_t sectorsPerBlock = 1;  // the last block of the range may be shorter
   std::uint32_t depth = 1;            // blocks in flight, as the reader was opened with
   BlockOrder order;
-  std::chrono::seconds timeCap{0};  // no new block is begun after it; 0: no cap
+  // After it no new block is begun, and no sector of a failed one read by itself; 0: no cap.
+  std::chrono::seconds timeCap{0};
 };
 
 enum class SurfaceEnd {
@@ -34,9 +35,13 @@ enum class SurfaceEnd {
 struct SurfaceResult {
   SurfaceEnd end = SurfaceEnd::kComplete;
   BadRanges bad;
-  // Blocks that failed after so many sectors were bad already that no more were narrowed; their
-  // sectors are not among `bad`.
+  // Blocks that failed and whose sectors were not all read one by one, because too many were bad
+  // already, the time was up or the run ended. Of one that was begun, what was found is in `bad`.
   std::uint64_t unnarrowedBlocks = 0;
+  std::uint64_t firstUnnarrowedLba = 0;  // where the lowest of them begins
+  int firstUnnarrowedError = 0;          // and its error
+  // Blocks that failed, and of which every sector could be read by itself.
+  std::uint64_t secondTryBlocks = 0;
   std::uint64_t blocksRead = 0;  // judged, readable or not
   std::uint64_t bytesRead = 0;   // of the readable blocks
   std::uint64_t endLba = 0;      // where it hung, vanished or failed
@@ -57,7 +62,8 @@ struct SurfaceHooks {
 inline constexpr std::uint64_t kMostNarrowedSectors = 65536;
 
 // Reads the blocks of the plan. A block that fails is read again sector by sector, one at a time,
-// and only a sector that fails by itself is bad. Looks at the stop token at least every 100 ms.
+// and only a sector that fails by itself is bad. No failed block is forgotten, however the run
+// ends. Looks at the stop token at least every 100 ms.
 SurfaceResult ReadSurface(machine::BlockReader& reader, const SurfacePlan& plan,
                           std::stop_token stop, const SurfaceHooks& hooks,
                           std::uint64_t mostNarrowedSectors = kMostNarrowedSectors);

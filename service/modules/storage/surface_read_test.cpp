@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "service/machine/faulty_block_reader.h"
-#include "service/modules/storage/words.h"
 
 namespace orvan::storage {
 namespace {
@@ -302,113 +301,66 @@ TEST(SurfaceRead, ATimeCapAfterTheLastBlockCutsNothing) {
   EXPECT_EQ(run.Go().end, SurfaceEnd::kComplete);
 }
 
-// Verdicts.
-
-sdk::Verdict VerdictOf(SurfaceResult result, bool promisesAll = false) {
-  return words::SurfaceVerdict(result, 100, 30s, promisesAll);
+TEST(SurfaceRead, AFaultThatComesAlongWithAHangIsNotForgotten) {
+  // Read 1 fails in the batch in which the reader falls silent; nothing is left to narrow it.
+  DiskFaults faults = Bad({9}, ENODATA);
+  faults.hangingSectors = {0};
+  faults.callsUntilTimeOut = 1;
+  MemoryRun run(faults, 32);
+  const SurfaceResult result = run.Go();
+  EXPECT_EQ(result.end, SurfaceEnd::kHung);
+  EXPECT_TRUE(result.bad.IsEmpty());
+  EXPECT_EQ(result.unnarrowedBlocks, 1U);
+  EXPECT_EQ(result.firstUnnarrowedLba, 8U);
+  EXPECT_EQ(result.firstUnnarrowedError, ENODATA);
+  EXPECT_EQ(result.blocksRead, 3U);
 }
 
-SurfaceResult ResultOf(SurfaceEnd end, std::initializer_list<std::uint64_t> bad = {}) {
-  SurfaceResult result;
-  result.end = end;
-  for (const std::uint64_t lba : bad) result.bad.Add(lba, EIO);
-  result.endLba = 4096;
-  return result;
+TEST(SurfaceRead, AFaultBehindTheEndInOneBatchIsNotForgotten) {
+  DiskFaults faults = Bad({9});
+  faults.badSectors[0] = ENOMEM;
+  MemoryRun run(faults, 32);
+  const SurfaceResult result = run.Go();
+  EXPECT_EQ(result.end, SurfaceEnd::kOwnFault);
+  EXPECT_EQ(result.endLba, 0U);
+  EXPECT_EQ(result.unnarrowedBlocks, 1U);
+  EXPECT_EQ(result.firstUnnarrowedLba, 8U);
 }
 
-TEST(SurfaceVerdict, PassesOnlyACompleteRunWithoutBadSectors) {
-  EXPECT_EQ(VerdictOf(ResultOf(SurfaceEnd::kComplete)).status, kTestPassed);
-  for (const SurfaceEnd end : {SurfaceEnd::kStopped, SurfaceEnd::kHung, SurfaceEnd::kVanished,
-                               SurfaceEnd::kReaderLost, SurfaceEnd::kOwnFault}) {
-    EXPECT_NE(VerdictOf(ResultOf(end)).status, kTestPassed);
-  }
-  EXPECT_EQ(VerdictOf(ResultOf(SurfaceEnd::kComplete, {1})).status, kTestFailed);
-}
-
-TEST(SurfaceVerdict, NamesFirstLbaCountErrorAndSectors) {
-  const sdk::Verdict verdict = VerdictOf(ResultOf(SurfaceEnd::kComplete, {2048, 2049, 5000}));
-  EXPECT_EQ(verdict.message,
-            "|UNREADABLE_SECTORS:_FIRST_|L|B|A_2048,_COUNT_3,_ERROR_5_(INPUT/OUTPUT_ERROR),"
-            "_SECTORS_2048-2049,_5000");
-  EXPECT_EQ(verdict.where, "LBA 2048-2049, 5000");
-  EXPECT_EQ(verdict.expected, "every sector can be read");
-  EXPECT_EQ(verdict.found, "0 of 100 blocks, 0 bytes readable, 3 unreadable sectors");
-}
-
-TEST(SurfaceVerdict, SaysThatThereAreMoreWhenNotAllWereNarrowed) {
-  SurfaceResult result = ResultOf(SurfaceEnd::kComplete, {1});
-  result.unnarrowedBlocks = 5;
-  EXPECT_EQ(VerdictOf(result).message,
-            "|UNREADABLE_SECTORS:_FIRST_|L|B|A_1,_COUNT_OVER_1,_ERROR_5_(INPUT/OUTPUT_ERROR),"
-            "_SECTORS_1");
-}
-
-TEST(SurfaceVerdict, AHangAndAVanishedDiskFailInTheirOwnWords) {
-  const sdk::Verdict hung = VerdictOf(ResultOf(SurfaceEnd::kHung));
-  EXPECT_EQ(hung.status, kTestFailed);
-  EXPECT_EQ(hung.message, "|A_READ_AT_|L|B|A_4096_DID_NOT_COME_BACK_WITHIN_30_SECONDS");
-  EXPECT_EQ(hung.where, "LBA 4096");
-  const sdk::Verdict gone = VerdictOf(ResultOf(SurfaceEnd::kVanished));
-  EXPECT_EQ(gone.status, kTestFailed);
-  EXPECT_EQ(gone.message, "|THE_DISK_VANISHED_WHILE_READING_AT_|L|B|A_4096");
-}
-
-TEST(SurfaceVerdict, BadSectorsBeforeAHangAreNotForgotten) {
-  EXPECT_EQ(VerdictOf(ResultOf(SurfaceEnd::kHung, {7})).message,
-            "|UNREADABLE_SECTORS:_FIRST_|L|B|A_7,_COUNT_1,_ERROR_5_(INPUT/OUTPUT_ERROR),_SECTORS_7."
-            "_|A_READ_AT_|L|B|A_4096_DID_NOT_COME_BACK_WITHIN_30_SECONDS");
-  EXPECT_EQ(VerdictOf(ResultOf(SurfaceEnd::kReaderLost, {7})).status, kTestFailed);
-}
-
-TEST(SurfaceVerdict, AStopIsCanceledEvenWithBadSectors) {
-  EXPECT_EQ(VerdictOf(ResultOf(SurfaceEnd::kStopped)).status, kTestCanceled);
-  EXPECT_EQ(VerdictOf(ResultOf(SurfaceEnd::kStopped)).message, "");
-  const sdk::Verdict verdict = VerdictOf(ResultOf(SurfaceEnd::kStopped, {7}));
-  EXPECT_EQ(verdict.status, kTestCanceled);
-  EXPECT_EQ(verdict.where, "LBA 7");
-}
-
-TEST(SurfaceVerdict, OurOwnFaultIsInvalid) {
-  EXPECT_EQ(VerdictOf(ResultOf(SurfaceEnd::kReaderLost)).status, kTestInvalid);
-  EXPECT_EQ(VerdictOf(ResultOf(SurfaceEnd::kOwnFault)).status, kTestInvalid);
-}
-
-TEST(SurfaceVerdict, TimeThatIsUpPassesASampleAndWarnsWhereAllWasPromised) {
-  SurfaceResult result = ResultOf(SurfaceEnd::kTimeCap);
-  result.blocksRead = 40;
-  EXPECT_EQ(VerdictOf(result).status, kTestPassed);
-  EXPECT_EQ(VerdictOf(result, true).status, kTestWarning);
-  EXPECT_EQ(VerdictOf(result, true).message, "|TIME_IS_UP:_40_OF_100_BLOCKS_READ");
-}
-
-struct OpenCase {
-  machine::OpenFailure failure;
-  int error;
-  TestStatus status;
-  const char* message;
-};
-
-TEST(OpenVerdict, EachFailureHasItsWordsAndItsStatus) {
-  using machine::OpenFailure;
-  const OpenCase cases[] = {
-      {OpenFailure::kStopped, 0, kTestCanceled, ""},
-      {OpenFailure::kHung, 0, kTestFailed, "|OPENING_THE_DISK_DID_NOT_COME_BACK_WITHIN_1_SECOND"},
-      {OpenFailure::kReader, ENOENT, kTestInvalid,
-       "|THE_DISK_READER_COULD_NOT_BE_STARTED,_ERROR_2_(NO_SUCH_FILE)"},
-      {OpenFailure::kDevice, EACCES, kTestInvalid, "|NO_PERMISSION_TO_OPEN_THE_DISK"},
-      {OpenFailure::kDevice, EPERM, kTestInvalid, "|NO_PERMISSION_TO_OPEN_THE_DISK"},
-      {OpenFailure::kDevice, EBUSY, kTestInvalid, "|THE_DISK_IS_IN_USE_AND_CANNOT_BE_OPENED"},
-      {OpenFailure::kDevice, ENODEV, kTestInvalid, "|THE_DISK_IS_NOT_THERE_ANY_MORE"},
-      {OpenFailure::kDevice, ENXIO, kTestInvalid, "|THE_DISK_IS_NOT_THERE_ANY_MORE"},
-      {OpenFailure::kDevice, ENOMEDIUM, kTestNotApplicable, "|NO_MEDIUM_IN_THE_DRIVE"},
-      {OpenFailure::kDevice, 9999, kTestInvalid,
-       "|THE_DISK_COULD_NOT_BE_OPENED,_ERROR_9999_(UNKNOWN_ERROR)"},
+TEST(SurfaceRead, AFaultBeforeAStopOrALostReaderIsNotForgotten) {
+  MemoryRun stopped(Bad({9}), 32);
+  int calls = 0;
+  stopped.reader.onCollect = [&] {
+    if (++calls == 2) stopped.stop.request_stop();
   };
-  for (const OpenCase& row : cases) {
-    const sdk::Verdict verdict = words::OpenVerdict({nullptr, row.failure, row.error}, 1s);
-    EXPECT_EQ(verdict.status, row.status) << row.message;
-    EXPECT_EQ(verdict.message, row.message);
-  }
+  EXPECT_EQ(stopped.Go().unnarrowedBlocks, 1U);
+  DiskFaults faults = Bad({9});
+  faults.loseAfterReads = 4;
+  MemoryRun lost(faults, 32);
+  const SurfaceResult result = lost.Go();
+  EXPECT_EQ(result.end, SurfaceEnd::kReaderLost);
+  EXPECT_EQ(result.unnarrowedBlocks, 1U);
+}
+
+TEST(SurfaceRead, AfterTheTimeCapFailedBlocksAreNotReadSectorBySector) {
+  DiskFaults faults;
+  faults.isBad = [](std::uint64_t) { return EIO; };
+  MemoryRun run(faults, 100000);
+  run.plan.timeCap = 1s;
+  const SurfaceResult result = run.Go();
+  EXPECT_EQ(result.end, SurfaceEnd::kTimeCap);
+  EXPECT_GT(result.bad.Total(), 0U);
+  EXPECT_GT(result.unnarrowedBlocks, 0U);
+  // 10 ms pass at every look, and each sector costs at least one.
+  EXPECT_LT(run.reader.Submitted().size(), 110U);
+  EXPECT_LT(run.time - std::chrono::steady_clock::time_point(), 1100ms);
+}
+
+TEST(SurfaceRead, BlocksThatCanBeReadOnTheSecondTryAreCounted) {
+  DiskFaults faults = Bad({100});
+  faults.failuresLeft = {{40, 1}, {500, 1}};
+  EXPECT_EQ(MemoryRun(faults).Go().secondTryBlocks, 2U);
+  EXPECT_EQ(MemoryRun(Bad({100})).Go().secondTryBlocks, 0U);
 }
 
 }  // namespace

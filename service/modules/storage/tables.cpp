@@ -28,21 +28,21 @@ ParameterSpec Blocks(const char* initial) {
 }
 
 ParameterSpec BlockKib(const char* initial) {
-  return Number("block_kib", "BLOCK_SIZE_IN_|KI|B", "|SIZE_OF_A_BLOCK_IN_|KI|B", initial, 4,
+  return Number("block_kib", "BLOCK_SIZE_KIB", "|SIZE_OF_A_BLOCK_IN_|KI|B", initial, 4,
                 kLargestBlockKib);
 }
 
 ParameterSpec Seconds(const char* initial) {
-  return Number("seconds", "TIME_IN_SECONDS", "|BEGIN_NO_BLOCK_AFTER_THIS_TIME,_0:_NO_LIMIT",
-                initial, 0, kMostSeconds);
+  return Number("seconds", "SECONDS", "|BEGIN_NO_BLOCK_AFTER_THIS_TIME,_0:_NO_LIMIT", initial, 0,
+                kMostSeconds);
 }
 
 ParameterSpec FirstLba() {
-  return Number("first_lba", "FIRST_|L|B|A", "|FIRST_SECTOR_OF_THE_RANGE", "0", 0, kGreatestLba);
+  return Number("first_lba", "FIRST_SECTOR", "|FIRST_SECTOR_OF_THE_RANGE", "0", 0, kGreatestLba);
 }
 
 ParameterSpec LastLba() {
-  return Number("last_lba", "LAST_|L|B|A", "|LAST_SECTOR_OF_THE_RANGE,_0:_THE_END_OF_THE_DISK", "0",
+  return Number("last_lba", "LAST_SECTOR", "|LAST_SECTOR_OF_THE_RANGE,_0:_THE_END_OF_THE_DISK", "0",
                 0, kGreatestLba);
 }
 
@@ -98,10 +98,24 @@ DiagnosticRecord MakeDiagnostic(const char* name, const char* option, const char
   return diagnostic;
 }
 
+// A message key as a sentence: "_" is a blank, and only the letter behind "|" is a capital.
+std::string PlainText(const std::string& key) {
+  std::string text;
+  bool keepsCapital = false;
+  for (const char c : key) {
+    const bool isCapital = c >= 'A' && c <= 'Z';
+    if (c != '|') {
+      text += c == '_' ? ' ' : isCapital && !keepsCapital ? static_cast<char>(c - 'A' + 'a') : c;
+    }
+    keepsCapital = c == '|';
+  }
+  return text;
+}
+
 void AppendParameters(std::string& text, const TestRecord& test) {
   for (const ParameterSpec& parameter : test.parameters) {
     text += "          " + parameter.name + "=" + parameter.initialValue + "  (" + parameter.extra +
-            ")\n";
+            ")  " + PlainText(parameter.detail) + '\n';
   }
 }
 

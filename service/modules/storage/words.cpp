@@ -35,8 +35,13 @@ std::string SecondsKey(std::chrono::seconds seconds) {
 }
 
 // "|UNREADABLE_SECTORS:_FIRST_|L|B|A_2048,_COUNT_3,_ERROR_5_(INPUT/OUTPUT_ERROR),_SECTORS_..."
+// Where no sector was read by itself, the same of the blocks: "|UNREADABLE_BLOCKS:_..."
 std::string BadKey(const SurfaceResult& result) {
   const BadRanges& bad = result.bad;
+  if (bad.IsEmpty()) {
+    return "|UNREADABLE_BLOCKS:_FIRST_AT_" + LbaKey(result.firstUnnarrowedLba) + ",_COUNT_" +
+           std::to_string(result.unnarrowedBlocks) + ",_" + ErrorText(result.firstUnnarrowedError);
+  }
   const bool isMore = result.unnarrowedBlocks > 0;
   return "|UNREADABLE_SECTORS:_FIRST_" + LbaKey(bad.FirstLba()) + ",_COUNT_" +
          (isMore ? "OVER_" : "") + std::to_string(bad.Total()) + ",_" +
@@ -64,6 +69,21 @@ std::string EndKey(const SurfaceResult& result, std::chrono::seconds timeLimit) 
   return {};
 }
 
+std::string SecondTryText(std::uint64_t blocks) {
+  return std::to_string(blocks) + (blocks == 1 ? " block was" : " blocks were") +
+         " read at the second try";
+}
+
+// "3_BLOCKS_WERE_READ_AT_THE_SECOND_TRY", of a run that passes; empty when there were none.
+std::string SecondTryKey(const SurfaceResult& result) {
+  if (result.secondTryBlocks == 0) return {};
+  std::string key = AsKey(SecondTryText(result.secondTryBlocks));
+  std::transform(key.begin(), key.end(), key.begin(), [](char c) {
+    return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+  });
+  return key;
+}
+
 std::string ReadText(const SurfaceResult& result, std::uint64_t plannedBlocks) {
   std::string text = std::to_string(result.blocksRead) + " of " + std::to_string(plannedBlocks) +
                      " blocks, " + std::to_string(result.bytesRead) + " bytes readable";
@@ -71,8 +91,10 @@ std::string ReadText(const SurfaceResult& result, std::uint64_t plannedBlocks) {
     text += ", " + std::to_string(result.bad.Total()) + " unreadable sectors";
   }
   if (result.unnarrowedBlocks > 0) {
-    text += ", " + std::to_string(result.unnarrowedBlocks) + " more unreadable blocks";
+    text += ", " + std::to_string(result.unnarrowedBlocks) + (result.bad.IsEmpty() ? "" : " more") +
+            " unreadable blocks";
   }
+  if (result.secondTryBlocks > 0) text += ", " + SecondTryText(result.secondTryBlocks);
   return text;
 }
 
@@ -84,7 +106,7 @@ std::string TimeCapKey(const SurfaceResult& result, std::uint64_t plannedBlocks)
 }  // namespace
 
 std::string ErrorKey(int error) {
-  static constexpr std::array<ErrorRow, 14> kRows = {{
+  static constexpr std::array<ErrorRow, 21> kRows = {{
       {EIO, "INPUT/OUTPUT_ERROR"},
       {ENODATA, "CRITICAL_MEDIUM_ERROR"},
       {ETIMEDOUT, "TIMEOUT"},
@@ -99,6 +121,13 @@ std::string ErrorKey(int error) {
       {ENOMEM, "OUT_OF_MEMORY"},
       {ENOSYS, "NOT_SUPPORTED_BY_THIS_KERNEL"},
       {EINVAL, "INVALID_ARGUMENT"},
+      {EPERM, "OPERATION_NOT_PERMITTED"},
+      {EACCES, "PERMISSION_DENIED"},
+      {EBUSY, "DEVICE_OR_RESOURCE_BUSY"},
+      {EMFILE, "TOO_MANY_OPEN_FILES"},
+      {EPROTO, "PROTOCOL_ERROR"},
+      {EPIPE, "BROKEN_PIPE"},
+      {EAGAIN, "RESOURCE_TEMPORARILY_UNAVAILABLE"},
   }};
   const auto row = std::find_if(kRows.begin(), kRows.end(),
                                 [error](const ErrorRow& entry) { return entry.error == error; });
@@ -128,6 +157,11 @@ Verdict OpenVerdict(const machine::OpenedReader& opened, std::chrono::seconds ti
       return Verdict::Failed("|OPENING_THE_DISK_DID_NOT_COME_BACK_WITHIN_" + SecondsKey(timeLimit),
                              "the disk opens", "no answer", "open");
     case OpenFailure::kReader:
+      // A security policy refuses io_uring with EPERM; a kernel built without it has no such call.
+      if (opened.error == EPERM || opened.error == ENOSYS) {
+        return Verdict::Invalid("|THE_KERNEL_FORBIDS_THE_DISK_READER'S_INTERFACE_(IO_URING),_" +
+                                ErrorText(opened.error));
+      }
       return Verdict::Invalid("|THE_DISK_READER_COULD_NOT_BE_STARTED,_" + ErrorText(opened.error));
     case OpenFailure::kDevice:
     case OpenFailure::kNone:
@@ -169,14 +203,18 @@ Verdict SurfaceVerdict(const SurfaceResult& result, std::uint64_t plannedBlocks,
   } else if (!ending.empty()) {
     verdict = Verdict::Invalid(message);
   } else if (result.end == SurfaceEnd::kTimeCap) {
-    const std::string cut = TimeCapKey(result, plannedBlocks);
+    const std::string retried = SecondTryKey(result);
+    const std::string cut =
+        TimeCapKey(result, plannedBlocks) + (retried.empty() ? "" : "._" + retried);
     verdict = promisesAll ? Verdict::Warning(cut) : Verdict::Passed(cut);
   } else {
-    verdict = Verdict::Passed();
+    verdict = Verdict::Passed(SecondTryKey(result));
   }
   verdict.found = ReadText(result, plannedBlocks);
-  if (isBad) {
+  if (!result.bad.IsEmpty()) {
     verdict.where = "LBA " + result.bad.Text(kRangesInLog);
+  } else if (isBad) {
+    verdict.where = "block at LBA " + std::to_string(result.firstUnnarrowedLba);
   } else if (isDiskFault || !ending.empty()) {
     verdict.where = "LBA " + std::to_string(result.endLba);
   }
