@@ -34,7 +34,9 @@ void ServiceLog::Write(std::string_view text) noexcept {
     if (!opened_ && !folder_.empty()) {
       opened_ = true;
       MakeFolder(folder_);
-      file_.Open(folder_ + "/service.log", false);
+      const std::string path = folder_ + "/service.log";
+      SetLargeFileAside(path, kLargestLog);
+      file_.Open(path, false);
     }
     if (file_.IsOpen()) {
       file_.Write(line);

@@ -8,9 +8,12 @@
 
 namespace orvan::core {
 
+inline constexpr std::size_t kLargestLog = 4ULL * 1024 * 1024;
+
 // The service's log: lines at the end of "service.log" in one folder, each "TIME TEXT" with the
-// time in UTC (2024-11-21T08:00:00.000Z). The file is opened with the first line; a log that cannot
-// be written is silent. Any thread.
+// time in UTC (2024-11-21T08:00:00.000Z). The file is opened with the first line; one of more than
+// kLargestLog bytes first becomes "service.log.1" in place of the one before. A log that cannot be
+// written is silent. Any thread.
 class ServiceLog {
  public:
   explicit ServiceLog(std::string folder) : folder_(std::move(folder)) {}

@@ -43,6 +43,25 @@ TEST(ServiceLog, AddsToWhatIsThere) {
   EXPECT_EQ(FileText(folder.Path("service.log")).substr(0, 4), "old\n");
 }
 
+TEST(ServiceLog, SetsAFileOfMoreThanFourMebibytesAside) {
+  TemporaryFolder folder;
+  folder.Write("service.log", std::string(4194305, 'x'));
+  folder.Write("service.log.1", "older\n");
+  ServiceLog log(folder.Path());
+  log.Write("new");
+  EXPECT_EQ(FileText(folder.Path("service.log")).substr(25), "new\n");
+  EXPECT_EQ(std::filesystem::file_size(folder.Path("service.log.1")), 4194305U);
+}
+
+TEST(ServiceLog, GoesOnWithAFileOfFourMebibytes) {
+  TemporaryFolder folder;
+  folder.Write("service.log", std::string(4194304, 'x'));
+  ServiceLog log(folder.Path());
+  log.Write("new");
+  EXPECT_GT(std::filesystem::file_size(folder.Path("service.log")), 4194304U);
+  EXPECT_FALSE(std::filesystem::exists(folder.Path("service.log.1")));
+}
+
 TEST(ServiceLog, MovesToAnotherFolderWhoseNameMayHaveBackslashes) {
   TemporaryFolder folder;
   ServiceLog log(folder.Path("a"));
@@ -105,6 +124,59 @@ TEST(TrustFault, TakesOnlyWhatNobodyElseMayWrite) {
   EXPECT_EQ(TrustFault(folder.Path("link.so"), false), "is no regular file");
   ASSERT_EQ(chmod(folder.Path().c_str(), 0777), 0);
   EXPECT_EQ(TrustFault(folder.Path(), true), "can be written by others");
+}
+
+TEST(ReadRegularFile, ReadsToItsEndOrToTheLimit) {
+  TemporaryFolder folder;
+  const std::string path = folder.Write("file", "four");
+  std::string text = "old";
+  EXPECT_TRUE(ReadRegularFile(path, 5, text));
+  EXPECT_EQ(text, "four");
+  EXPECT_TRUE(ReadRegularFile(path, 3, text));
+  EXPECT_EQ(text, "fou");
+  ASSERT_EQ(symlink("file", folder.Path("link").c_str()), 0);
+  EXPECT_TRUE(ReadRegularFile(folder.Path("link"), 4, text));
+  EXPECT_EQ(text, "four");
+}
+
+TEST(ReadRegularFile, RefusesAllElse) {
+  TemporaryFolder folder;
+  ASSERT_EQ(mkfifo(folder.Path("pipe").c_str(), 0600), 0);
+  std::string text = "old";
+  EXPECT_FALSE(ReadRegularFile(folder.Path("pipe"), 9, text));
+  EXPECT_FALSE(ReadRegularFile(folder.Path(), 9, text));
+  EXPECT_FALSE(ReadRegularFile("/dev/zero", 9, text));
+  EXPECT_FALSE(ReadRegularFile(folder.Path("missing"), 9, text));
+  EXPECT_EQ(text, "old");
+}
+
+TEST(TrustFault, LooksAtTheFoldersAbove) {
+  TemporaryFolder folder;
+  const std::string above = folder.Path("above");
+  const std::string inner = above + "/between/inner";
+  std::filesystem::create_directories(inner);
+  EXPECT_EQ(TrustFault(inner, true), "");
+  ASSERT_EQ(chmod(above.c_str(), 0777), 0);
+  const std::string real = std::filesystem::canonical(above).string();
+  EXPECT_EQ(TrustFault(inner, true), "lies in " + real + ", which can be written by others");
+  ASSERT_EQ(symlink(inner.c_str(), folder.Path("link").c_str()), 0);
+  EXPECT_EQ(TrustFault(folder.Path("link"), true),
+            "lies in " + real + ", which can be written by others");
+  ASSERT_EQ(chmod(above.c_str(), 01777), 0);
+  EXPECT_EQ(TrustFault(inner, true), "");
+}
+
+TEST(TrustFault, RefusesAFolderBelowAStrangers) {
+  if (geteuid() != 0) {
+    GTEST_SKIP() << "only root can give a folder away";
+  }
+  TemporaryFolder folder;
+  const std::string inner = folder.Path("above/inner");
+  std::filesystem::create_directories(inner);
+  ASSERT_EQ(chown(folder.Path("above").c_str(), 12345, 0), 0);
+  EXPECT_EQ(TrustFault(inner, true), "lies in " +
+                                         std::filesystem::canonical(folder.Path("above")).string() +
+                                         ", which belongs to another user");
 }
 
 TEST(TrustFault, RefusesAStrangersFile) {

@@ -1,5 +1,7 @@
 #include "service/core/module_adapter.h"
 
+#include <set>
+
 #include "service/core/guard.h"
 
 namespace orvan::core {
@@ -61,9 +63,18 @@ void ModuleAdapter::ScanDevices() {
   devices_.clear();
   try {
     std::vector<DiagDevice*> found;
+    std::set<std::string> ids;
     for (std::unique_ptr<sdk::Device>& device : module_->ScanDevices(scanStop_.get_token())) {
+      if (device == nullptr) {
+        log_.Write("scan of module " + name_ + ": a device that is none was left out");
+        continue;
+      }
       auto adapter = std::make_unique<DeviceAdapter>(std::move(device), log_);
       DeviceAdapter* pointer = adapter.get();
+      if (!ids.insert(pointer->Id()).second) {
+        log_.Write("scan of module " + name_ + ": more than one device has the id " +
+                   pointer->Id());
+      }
       deviceAdapters_.emplace(pointer, std::move(adapter));
       found.push_back(pointer);
     }

@@ -31,7 +31,8 @@ class ModuleAdapter final : public DiagModule {
   std::vector<DiagDiagnostic*>* GetDiagnostics() override { return &diagnostics_; }
   DiagDevice* GetDevice(std::uint32_t index) override;
   std::uint32_t DeviceCount() override { return static_cast<std::uint32_t>(devices_.size()); }
-  // A scan that throws finds no device and leaves a line in the log.
+  // A scan that throws finds no device and leaves a line in the log. So does a device that is null,
+  // which is left out, and one with the id of an earlier one, which is kept.
   void ScanDevices() override;
   const ProductVersion* Version() override { return &version_; }
 

@@ -93,6 +93,30 @@ TEST_F(ModuleAdapterTest, AScanThatThrowsFindsNothing) {
   EXPECT_EQ(shown.DeviceCount(), 0U);
 }
 
+TEST_F(ModuleAdapterTest, LeavesOutNoDeviceAndKeepsEqualIdsAndTellsBothToTheLog) {
+  module->scan = [](std::stop_token) {
+    std::vector<std::unique_ptr<sdk::Device>> devices;
+    devices.push_back(std::make_unique<PlainDevice>("7"));
+    devices.push_back(nullptr);
+    devices.push_back(std::make_unique<PlainDevice>("7"));
+    devices.push_back(std::make_unique<PlainDevice>("8"));
+    return devices;
+  };
+  testing::TemporaryFolder folder;
+  log.MoveTo(folder.Path());
+  ModuleAdapter& shown = Adapt();
+  shown.ScanDevices();
+  ASSERT_EQ(shown.DeviceCount(), 3U);
+  std::string id;
+  EXPECT_EQ(shown.GetDevice(1)->GetId(id), "7");
+  EXPECT_EQ(shown.GetDevice(2)->GetId(id), "8");
+  const std::string text = testing::FileText(folder.Path("service.log"));
+  const std::string first = "scan of module Plain: a device that is none was left out\n";
+  EXPECT_EQ(text.substr(25, first.size()), first);
+  EXPECT_EQ(text.substr(2 * 25 + first.size()),
+            "scan of module Plain: more than one device has the id 7\n");
+}
+
 TEST_F(ModuleAdapterTest, ADeviceThatThrowsAnswersEmpty) {
   module->scan = [](std::stop_token) {
     std::vector<std::unique_ptr<sdk::Device>> devices;

@@ -15,12 +15,17 @@ class ServiceLog;
 // A module and the way to end it: what a plug-in made, the plug-in ends.
 using ModulePointer = std::unique_ptr<sdk::Module, void (*)(sdk::Module*)>;
 
+struct LoadedModule {
+  ModulePointer module;
+  std::string origin;  // where it came from, for the log: a plug-in's path, a place in a file
+};
+
 // Where the service's modules come from, and the rules that go with that place.
 class ModuleSource {
  public:
   virtual ~ModuleSource() = default;
   // Called once, on the service thread. No value: LoadModules returns null.
-  virtual std::optional<std::vector<ModulePointer>> Load(ServiceLog& log) = 0;
+  virtual std::optional<std::vector<LoadedModule>> Load(ServiceLog& log) = 0;
   // Throws FailedToVisitLocalCache when the settings name a cache folder that cannot be used.
   virtual void CheckSettings(const OrvanSettings& settings) const = 0;
   // Throws InvalidAppKey when the caller's key is none.

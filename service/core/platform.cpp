@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <cstdio>
 #include <cstdlib>
 #include <system_error>
 #include <utility>
@@ -25,6 +26,41 @@ std::string ErrorText(int error) {
 std::string FolderOf(const std::string& path) {
   const std::size_t slash = path.find_last_of('/');
   return slash == std::string::npos ? std::string() : path.substr(0, slash);
+}
+
+std::string OwnerFault(const struct stat& status) {
+  return status.st_uid != 0 && status.st_uid != geteuid() ? "belongs to another user" : "";
+}
+
+bool OthersMayWrite(const struct stat& status) {
+  const bool groupIsOurs = status.st_gid == 0 || status.st_gid == getegid();
+  return (status.st_mode & S_IWOTH) != 0 || ((status.st_mode & S_IWGRP) != 0 && !groupIsOurs);
+}
+
+// Who may rename a folder on the way decides what stands at its end.
+std::string FaultAbove(const std::string& path) {
+  char resolved[PATH_MAX];
+  if (realpath(path.c_str(), resolved) == nullptr) {
+    return ErrorText(errno);
+  }
+  std::string folder = resolved;
+  while (folder != "/") {
+    folder = FolderOf(folder);
+    if (folder.empty()) {
+      folder = "/";
+    }
+    struct stat status {};
+    if (stat(folder.c_str(), &status) != 0) {
+      return "lies in " + folder + ": " + ErrorText(errno);
+    }
+    if (const std::string fault = OwnerFault(status); !fault.empty()) {
+      return "lies in " + folder + ", which " + fault;
+    }
+    if (OthersMayWrite(status) && (status.st_mode & S_ISVTX) == 0) {
+      return "lies in " + folder + ", which can be written by others";
+    }
+  }
+  return {};
 }
 
 }  // namespace
@@ -63,14 +99,13 @@ std::string TrustFault(const std::string& path, bool folder) {
   if (folder ? !S_ISDIR(status.st_mode) : !S_ISREG(status.st_mode)) {
     return folder ? "is no folder" : "is no regular file";
   }
-  if (status.st_uid != 0 && status.st_uid != geteuid()) {
-    return "belongs to another user";
+  if (const std::string fault = OwnerFault(status); !fault.empty()) {
+    return fault;
   }
-  const bool groupIsOurs = status.st_gid == 0 || status.st_gid == getegid();
-  if ((status.st_mode & S_IWOTH) != 0 || ((status.st_mode & S_IWGRP) != 0 && !groupIsOurs)) {
+  if (OthersMayWrite(status)) {
     return "can be written by others";
   }
-  return {};
+  return folder ? FaultAbove(path) : std::string();
 }
 
 LoadedLibrary OpenLibrary(const std::string& path, const char* entry) {
@@ -133,6 +168,51 @@ bool AppendFile::Write(std::string_view text) const {
     text.remove_prefix(static_cast<std::size_t>(written));
   }
   return true;
+}
+
+namespace {
+
+// Reads to the end or to `limit` bytes; false when reading fails.
+bool ReadBytes(int descriptor, std::size_t limit, std::string& text) {
+  char block[65536];
+  while (text.size() < limit) {
+    const ssize_t count = read(descriptor, block, std::min(sizeof block, limit - text.size()));
+    if (count == 0) {
+      return true;
+    }
+    if (count > 0) {
+      text.append(block, static_cast<std::size_t>(count));
+    } else if (errno != EINTR) {
+      return false;
+    }
+  }
+  return true;
+}
+
+}  // namespace
+
+bool ReadRegularFile(const std::string& path, std::size_t limit, std::string& text) {
+  const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+  if (descriptor < 0) {
+    return false;
+  }
+  struct stat status {};
+  std::string content;
+  const bool isRead = fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode) &&
+                      ReadBytes(descriptor, limit, content);
+  close(descriptor);
+  if (isRead) {
+    text = std::move(content);
+  }
+  return isRead;
+}
+
+void SetLargeFileAside(const std::string& path, std::size_t limit) {
+  struct stat status {};
+  if (lstat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
+      static_cast<std::size_t>(status.st_size) > limit) {
+    std::rename(path.c_str(), (path + ".1").c_str());
+  }
 }
 
 void MakeFolder(const std::string& path) {

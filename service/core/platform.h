@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -17,7 +18,9 @@ std::string SystemPath(const std::string& path);
 bool IsWritableFolder(const std::string& path);
 
 // Why nothing may be loaded from here: empty for a regular file (a folder, when `folder`) that root
-// or the effective user owns and that nobody else may write. Links are not followed to a file.
+// or the effective user owns and that nobody else may write. Links are not followed to a file. The
+// folders above a folder must be theirs, too, and may be written by others only where nobody can
+// rename what is not his own (sticky).
 std::string TrustFault(const std::string& path, bool folder);
 
 // Loads a plug-in and finds `entry` in it. Null with a one-line reason on failure. What was loaded
@@ -49,6 +52,15 @@ class AppendFile {
  private:
   int descriptor_ = -1;
 };
+
+// Replaces `text` by the content of a regular file, which may be reached over a link, of which at
+// most `limit` bytes are read. False, with `text` as it was, for anything else and when reading
+// fails; a pipe or a device in the file's place holds nobody.
+bool ReadRegularFile(const std::string& path, std::size_t limit, std::string& text);
+
+// Renames a regular file of more than `limit` bytes to its name and ".1", over what is there. A
+// file that cannot be renamed stays.
+void SetLargeFileAside(const std::string& path, std::size_t limit);
 
 // Makes the folder and the folder above it (0755) when they are missing.
 void MakeFolder(const std::string& path);

@@ -93,7 +93,7 @@ LoadedPlugins LoadPlugins(const std::string& folder, const sdk::ModuleEnvironmen
   }
   for (const std::string& file : files) {
     try {
-      loaded.modules.push_back(LoadPlugin(file, environment));
+      loaded.modules.push_back({LoadPlugin(file, environment), file});
     } catch (...) {
       loaded.refusals.push_back({file, CurrentExceptionText()});
     }
@@ -101,7 +101,7 @@ LoadedPlugins LoadPlugins(const std::string& folder, const sdk::ModuleEnvironmen
   return loaded;
 }
 
-std::optional<std::vector<ModulePointer>> PluginSource::Load(ServiceLog& log) {
+std::optional<std::vector<LoadedModule>> PluginSource::Load(ServiceLog& log) {
   sdk::ModuleEnvironment environment;
   environment.libraryDirectory = LibraryFolder();
   tarvex::ReadIniFile(settingFile_, environment.settings);

@@ -39,8 +39,10 @@ TEST_F(PluginLoaderTest, LoadsInTheOrderOfTheFileNamesAndLooksAtNothingElse) {
   const LoadedPlugins loaded = LoadPlugins(folder.Path(), {{{"s/k", "v"}}, "/lib/x"});
   ASSERT_EQ(loaded.modules.size(), 2U);
   EXPECT_TRUE(loaded.refusals.empty());
-  EXPECT_EQ(loaded.modules[0]->Name(), "Small");
-  EXPECT_EQ(loaded.modules[0]->HelpText(), "/lib/x|s/k=v;");
+  EXPECT_EQ(loaded.modules[0].origin, folder.Path("a.so"));
+  EXPECT_EQ(loaded.modules[1].origin, folder.Path("b.so"));
+  EXPECT_EQ(loaded.modules[0].module->Name(), "Small");
+  EXPECT_EQ(loaded.modules[0].module->HelpText(), "/lib/x|s/k=v;");
 }
 
 TEST_F(PluginLoaderTest, OneThatIsRefusedDoesNotStopTheOthers) {
@@ -129,10 +131,10 @@ TEST_F(PluginLoaderTest, TheSourceReadsTheSettingFileAndLogsRefusals) {
   const std::string settings = other.Write("service.ini", "[storage]\ninclude_loop=1\n");
   ServiceLog log(other.Path());
   PluginSource source(folder.Path(), settings);
-  const std::optional<std::vector<ModulePointer>> modules = source.Load(log);
+  const std::optional<std::vector<LoadedModule>> modules = source.Load(log);
   ASSERT_TRUE(modules.has_value());
   ASSERT_EQ(modules->size(), 1U);
-  EXPECT_EQ(modules->front()->HelpText(), LibraryFolder() + "|storage/include_loop=1;");
+  EXPECT_EQ(modules->front().module->HelpText(), LibraryFolder() + "|storage/include_loop=1;");
   EXPECT_EQ(source.Refusals().size(), 1U);
   EXPECT_EQ(testing::FileText(other.Path("service.log")).substr(25),
             "plug-in " + folder.Path("b.so") + " was refused: no machine here\n");

@@ -35,26 +35,25 @@ void Service::Close() {
     module->StopScan();
   }
   modulePointers_.clear();
-  modules_.clear();
   tracker_.reset();
 }
 
-void Service::AddModule(ModulePointer module) {
+void Service::AddModule(LoadedModule loaded) {
   try {
-    modules_.push_back(std::make_unique<ModuleAdapter>(std::move(module), log_, observer_));
+    modules_.push_back(std::make_unique<ModuleAdapter>(std::move(loaded.module), log_, observer_));
     modulePointers_.push_back(modules_.back().get());
   } catch (...) {
-    log_.Write("a module was refused: " + CurrentExceptionText());
+    log_.Write("module " + loaded.origin + " was refused: " + CurrentExceptionText());
   }
 }
 
 std::vector<DiagModule*>* Service::LoadModules(int /*reserved*/) {
   if (!std::exchange(loadTried_, true)) {
-    std::optional<std::vector<ModulePointer>> found = source_->Load(log_);
+    std::optional<std::vector<LoadedModule>> found = source_->Load(log_);
     loaded_ = found.has_value();
     if (found) {
-      for (ModulePointer& module : *found) {
-        AddModule(std::move(module));
+      for (LoadedModule& loaded : *found) {
+        AddModule(std::move(loaded));
       }
     }
   }

@@ -54,9 +54,10 @@ class Service final : public OrvanService {
   void EnableSupervisedRun() override;
   void ApplySettings(const OrvanSettings& settings) override;
 
-  // Ends the modules and all that they gave out; again has no effect. Not during a run. Aborts,
-  // event bits, runs and tools that are asked for later do nothing: a termination request may still
-  // come in on a thread that had the pointer.
+  // Ends the service's work; again has no effect. Not during a run. Aborts, event bits, runs and
+  // tools that are asked for later do nothing. The modules and all that they gave out stay until
+  // the service is destroyed: a termination request may still come in, or be under way, on a thread
+  // that had the pointer.
   void Close();
 
   // What the service was told. Any thread.
@@ -70,7 +71,7 @@ class Service final : public OrvanService {
     ModuleAdapter* module = nullptr;
   };
   OwnedTool FindTool(const DiagTool* tool) const;
-  void AddModule(ModulePointer module);
+  void AddModule(LoadedModule loaded);
   std::string Version() const;  // under mutex_
 
   std::unique_ptr<ModuleSource> source_;
@@ -84,7 +85,7 @@ class Service final : public OrvanService {
   std::atomic<bool> supervised_{false};
   std::atomic<orvan_service::SuiteListenerView*> suiteListener_{nullptr};
   std::atomic<orvan_service::TestListenerView*> testListener_{nullptr};
-  // Written by LoadModules and Close only; every pointer into it is younger than that.
+  // Written by LoadModules only, once; every pointer into it is younger than that.
   std::vector<std::unique_ptr<ModuleAdapter>> modules_;
   std::vector<DiagModule*> modulePointers_;
   bool loadTried_ = false;                           // service thread

@@ -34,7 +34,7 @@ class ServiceTest : public ::testing::Test {
 
 class NoModules final : public PlainSource {
  public:
-  std::optional<std::vector<ModulePointer>> Load(ServiceLog& /*log*/) override {
+  std::optional<std::vector<LoadedModule>> Load(ServiceLog& /*log*/) override {
     ++loads;
     return std::nullopt;
   }
@@ -81,7 +81,8 @@ TEST_F(ServiceTest, AModuleThatCannotSayItsNameIsLeftOut) {
   testing::TemporaryFolder folder;
   Start(folder.Path());
   EXPECT_EQ(service->LoadModules(0)->size(), 1U);
-  EXPECT_NE(testing::FileText(folder.Path("service.log")).find("nameless"), std::string::npos);
+  EXPECT_EQ(testing::FileText(folder.Path("service.log")).substr(25),
+            "module number 0 was refused: nameless\n");
 }
 
 TEST_F(ServiceTest, TheFinalCodeNamesVersionVerdictAndGroup) {
@@ -199,6 +200,42 @@ TEST_F(ServiceTest, CallsAfterTheEndDoNothing) {
   service->ExecuteDiagnostics(module, nullptr, {});
   EXPECT_TRUE(list.calls.empty());
   EXPECT_EQ(service->SystemEvents(), 0U);
+}
+
+TEST_F(ServiceTest, WhatAModuleGaveOutLivesUntilTheServiceIsDestroyed) {
+  auto life = std::make_shared<int>(0);
+  const std::weak_ptr<int> watch = life;
+  auto plain = std::make_unique<PlainModule>();
+  plain->tools.push_back({});
+  plain->tools.back().run = [life](sdk::ToolContext&) {};
+  life.reset();
+  source->modules.push_back(testing::Own(std::move(plain)));
+  Start();
+  service->LoadModules(0);
+  service->Close();
+  EXPECT_FALSE(watch.expired());
+  service.reset();
+  EXPECT_TRUE(watch.expired());
+}
+
+TEST_F(ServiceTest, AToolMayBeAbortedWhileTheServiceEnds) {
+  for (int round = 0; round < 50; ++round) {
+    source = std::make_unique<PlainSource>();
+    auto plain = std::make_unique<PlainModule>();
+    plain->tools.resize(3);
+    source->modules.push_back(testing::Own(std::move(plain)));
+    Start();
+    DiagTool* const last = service->LoadModules(0)->front()->Tools()->back();
+    std::latch both(2);
+    std::thread aborter([&] {
+      both.arrive_and_wait();
+      service->AbortTool(last);
+    });
+    both.arrive_and_wait();
+    service->Close();
+    aborter.join();
+    EXPECT_TRUE(last->GetToolProperty("any").empty());
+  }
 }
 
 TEST_F(ServiceTest, AbortsAndEventsMayComeFromEveryThreadAtOnce) {

@@ -111,8 +111,12 @@ inline ModulePointer Own(std::unique_ptr<sdk::Module> module) {
 
 class PlainSource : public ModuleSource {
  public:
-  std::optional<std::vector<ModulePointer>> Load(ServiceLog& /*log*/) override {
-    return std::move(modules);
+  std::optional<std::vector<LoadedModule>> Load(ServiceLog& /*log*/) override {
+    std::vector<LoadedModule> loaded;
+    for (ModulePointer& module : modules) {
+      loaded.push_back({std::move(module), "number " + std::to_string(loaded.size())});
+    }
+    return loaded;
   }
   void CheckSettings(const OrvanSettings& /*settings*/) const override {
     if (cacheFails) {

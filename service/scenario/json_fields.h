@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 #include <set>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -82,7 +83,9 @@ class Fields {
     }
   }
 
-  std::string PlaceOf(const char* key) const { return place_.empty() ? key : place_ + '.' + key; }
+  std::string PlaceOf(std::string_view key) const {
+    return (place_.empty() ? place_ : place_ + '.').append(key);
+  }
 
   const Json* Find(const char* key) {
     known_.insert(key);
@@ -150,7 +153,7 @@ class Fields {
   void Finish() const {
     for (const auto& item : value_.items()) {
       if (known_.count(item.key()) == 0) {
-        Fail(PlaceOf(item.key().c_str()), "is an unknown key");
+        Fail(PlaceOf(item.key()), "is an unknown key");
       }
     }
   }

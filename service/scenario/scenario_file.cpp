@@ -1,10 +1,10 @@
 #include "service/scenario/scenario_file.h"
 
 #include <algorithm>
-#include <fstream>
-#include <iterator>
+#include <cstdio>
 #include <set>
 
+#include "service/core/platform.h"
 #include "service/scenario/json_fields.h"
 #include "service/scenario/player.h"
 
@@ -267,28 +267,25 @@ Scenario ReadRoot(const Json& value) {
 // A pass of its own over the text: the parser's callback makes the parse itself quadratic.
 class RepeatedKeys : public Json::json_sax_t {
  public:
-  bool start_object(std::size_t /*elements*/) override {
-    open_.emplace_back();
-    return true;
-  }
-  bool end_object() override {
-    open_.pop_back();
-    return true;
-  }
+  bool start_object(std::size_t /*elements*/) override { return Open(false); }
+  bool end_object() override { return Close(); }
   bool key(string_t& name) override {
-    if (!open_.back().insert(name).second)
-      throw ScenarioFault(name + ": stands twice in one object");
+    Level& object = open_.back();
+    object.key = name;
+    if (!object.keys.insert(name).second) {
+      Fail(Place(), "stands twice");
+    }
     return true;
   }
-  bool null() override { return true; }
-  bool boolean(bool /*value*/) override { return true; }
-  bool number_integer(number_integer_t /*value*/) override { return true; }
-  bool number_unsigned(number_unsigned_t /*value*/) override { return true; }
-  bool number_float(number_float_t /*value*/, const string_t& /*text*/) override { return true; }
-  bool string(string_t& /*value*/) override { return true; }
-  bool binary(binary_t& /*value*/) override { return true; }
-  bool start_array(std::size_t /*elements*/) override { return true; }
-  bool end_array() override { return true; }
+  bool null() override { return Count(); }
+  bool boolean(bool /*value*/) override { return Count(); }
+  bool number_integer(number_integer_t /*value*/) override { return Count(); }
+  bool number_unsigned(number_unsigned_t /*value*/) override { return Count(); }
+  bool number_float(number_float_t /*value*/, const string_t& /*text*/) override { return Count(); }
+  bool string(string_t& /*value*/) override { return Count(); }
+  bool binary(binary_t& /*value*/) override { return Count(); }
+  bool start_array(std::size_t /*elements*/) override { return Open(true); }
+  bool end_array() override { return Close(); }
   // The parse that follows tells the error with its place.
   bool parse_error(std::size_t /*position*/, const std::string& /*token*/,
                    const nlohmann::detail::exception& /*error*/) override {
@@ -296,10 +293,67 @@ class RepeatedKeys : public Json::json_sax_t {
   }
 
  private:
-  std::vector<std::set<std::string>> open_;
+  struct Level {
+    bool isList = false;
+    std::size_t begun = 0;  // elements of a list, the last of which is being read
+    std::set<std::string> keys;
+    std::string key;  // the one that is being read
+  };
+
+  // A value begins, which counts where a list holds it.
+  bool Count() {
+    if (!open_.empty()) {
+      ++open_.back().begun;
+    }
+    return true;
+  }
+  bool Open(bool isList) {
+    Count();
+    open_.push_back({isList, 0, {}, {}});
+    return true;
+  }
+  bool Close() {
+    open_.pop_back();
+    return true;
+  }
+  std::string Place() const {
+    std::string place;
+    for (const Level& level : open_) {
+      if (level.isList) {
+        place += '[' + std::to_string(level.begun - 1) + ']';
+      } else {
+        place += (place.empty() ? "" : ".") + level.key;
+      }
+    }
+    return place;
+  }
+
+  std::vector<Level> open_;  // what is being read, from the outside in
 };
 
 }  // namespace
+
+std::string OneLine(std::string_view text) {
+  std::string line;
+  for (std::size_t at = 0; at < text.size(); ++at) {
+    unsigned code = static_cast<unsigned char>(text[at]);
+    // U+0080 to U+009F are C2 80 to C2 9F in UTF-8.
+    const unsigned next = at + 1 < text.size() ? static_cast<unsigned char>(text[at + 1]) : 0;
+    const bool isC1 = code == 0xC2 && next >= 0x80 && next <= 0x9F;
+    if (isC1) {
+      code = next;
+      ++at;
+    }
+    if (isC1 || code < 0x20 || code == 0x7F) {
+      char escape[8];
+      std::snprintf(escape, sizeof escape, "\\u%04X", code & 0xFFU);
+      line += escape;
+    } else {
+      line += text[at];
+    }
+  }
+  return line;
+}
 
 Scenario ParseScenario(std::string_view text) {
   RepeatedKeys repeatedKeys;
@@ -317,15 +371,12 @@ Scenario ParseScenario(std::string_view text) {
 }
 
 Scenario ReadScenario(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
   std::string text;
-  char block[65536];
-  while (file && text.size() <= kLargestFile) {
-    file.read(block, sizeof block);
-    text.append(block, static_cast<std::size_t>(file.gcount()));
+  if (!core::ReadRegularFile(path, kLargestFile + 1, text)) {
+    Fail("", "cannot be read");
   }
-  if (!file.eof()) {
-    Fail("", text.size() > kLargestFile ? "is larger than 64 MiB" : "cannot be read");
+  if (text.size() > kLargestFile) {
+    Fail("", "is larger than 64 MiB");
   }
   return ParseScenario(text);
 }

@@ -8,11 +8,16 @@
 
 namespace orvan::scenario {
 
-// What is wrong with a scenario, in one line: "PLACE: FAULT", where PLACE is a path such as
+// The text with each control character (those of Unicode's C0 and C1 sets, and DEL) written as
+// a "u" escape of JSON does (ESC: "\u001B"), so that it is one line that tells a terminal nothing.
+// Twice is as good as once.
+std::string OneLine(std::string_view text);
+
+// What is wrong with a scenario, as OneLine: "PLACE: FAULT", where PLACE is a path such as
 // "modules[0].devices[2].id", or "line L, column C" for what is no JSON.
 class ScenarioFault : public std::runtime_error {
  public:
-  using std::runtime_error::runtime_error;
+  explicit ScenarioFault(std::string_view text) : std::runtime_error(OneLine(text)) {}
 };
 
 // Reads a scenario: JSON in UTF-8, with comments ("//" and "/* */") allowed. Throws ScenarioFault

@@ -1,6 +1,7 @@
 #include "service/scenario/scenario_file.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include "service/core/test_support.h"
 
@@ -226,8 +227,26 @@ TEST(ParseScenario, NamesLineAndColumnOfWhatIsNoJson) {
 }
 
 TEST(ParseScenario, RefusesAKeyThatStandsTwice) {
-  EXPECT_EQ(FaultOf(R"({"trace":"a","trace":"b"})"), "trace: stands twice in one object");
+  EXPECT_EQ(FaultOf(R"({"trace":"a","trace":"b"})"), "trace: stands twice");
+  EXPECT_EQ(FaultOf(R"({"modules":[{"name":"M","name":"N"}]})"), "modules[0].name: stands twice");
+  EXPECT_EQ(FaultOf(WithDevice(R"({"id":"0","resources":[]},{"id":"1","id":"2"})")),
+            "modules[0].devices[1].id: stands twice");
+  EXPECT_EQ(FaultOf(R"({"a":[1,"s",true,null,-1,1.5,[],{},[{"b":0,"b":0}]]})"),
+            "a[8][0].b: stands twice");
+  EXPECT_EQ(FaultOf(R"({"a":{"b":{}},"c":{"d":1,"d":1}})"), "c.d: stands twice");
   EXPECT_EQ(FaultOf(WithDevice(R"({"id":"0"},{"id":"0"})")), "no fault");
+}
+
+TEST(ParseScenario, AFaultIsOneLineThatTellsATerminalNothing) {
+  EXPECT_EQ(FaultOf(R"({"a\n\u001b[2J\u0000\u007f\u009bb":1})"),
+            "a\\u000A\\u001B[2J\\u0000\\u007F\\u009Bb: is an unknown key");
+  EXPECT_EQ(FaultOf(R"({"x\r":1,"x\r":1})"), "x\\u000D: stands twice");
+}
+
+TEST(OneLine, LeavesAllElseAsItIs) {
+  EXPECT_EQ(OneLine("a\tb"), "a\\u0009b");
+  EXPECT_EQ(OneLine("caf\xC3\xA9 \xC2\xA0 ~ \\u000A"), "caf\xC3\xA9 \xC2\xA0 ~ \\u000A");
+  EXPECT_EQ(OneLine("\xC2"), "\xC2");
 }
 
 TEST(ParseScenario, KeepsTheOrderOfTheFile) {
@@ -244,6 +263,31 @@ TEST(ReadScenario, RefusesAFileThatCannotBeRead) {
   EXPECT_THROW(ReadScenario(folder.Path("missing.json")), ScenarioFault);
   EXPECT_THROW(ReadScenario(folder.Path()), ScenarioFault);
   EXPECT_NO_THROW(ReadScenario(folder.Write("empty.json", "{}")));
+}
+
+TEST(ReadScenario, RefusesWhatIsNoRegularFile) {
+  core::testing::TemporaryFolder folder;
+  ASSERT_EQ(mkfifo(folder.Path("pipe").c_str(), 0600), 0);
+  for (const std::string& path : {folder.Path("pipe"), folder.Path(), std::string("/dev/zero")}) {
+    try {
+      ReadScenario(path);
+      FAIL() << path;
+    } catch (const ScenarioFault& fault) {
+      EXPECT_STREQ(fault.what(), "the file: cannot be read") << path;
+    }
+  }
+}
+
+TEST(ReadScenario, TakesNoMoreThanSixtyFourMebibytes) {
+  core::testing::TemporaryFolder folder;
+  const std::string path = folder.Write("large.json", "{}");
+  std::filesystem::resize_file(path, 67108865);
+  try {
+    ReadScenario(path);
+    FAIL();
+  } catch (const ScenarioFault& fault) {
+    EXPECT_STREQ(fault.what(), "the file: is larger than 64 MiB");
+  }
 }
 
 }  // namespace

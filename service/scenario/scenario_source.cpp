@@ -33,14 +33,15 @@ class ScenarioSource final : public core::ModuleSource {
     }
   }
 
-  std::optional<std::vector<core::ModulePointer>> Load(core::ServiceLog& /*log*/) override {
+  std::optional<std::vector<core::LoadedModule>> Load(core::ServiceLog& /*log*/) override {
     if (!scenario_.loadsModules) {
       return std::nullopt;
     }
-    std::vector<core::ModulePointer> modules;
+    std::vector<core::LoadedModule> modules;
     for (ModuleScript& script : scenario_.modules) {
-      modules.emplace_back(MakeModule(std::move(script)).release(),
-                           [](sdk::Module* module) { delete module; });
+      modules.push_back({core::ModulePointer(MakeModule(std::move(script)).release(),
+                                             [](sdk::Module* module) { delete module; }),
+                         "modules[" + std::to_string(modules.size()) + ']'});
     }
     return modules;
   }
@@ -62,7 +63,7 @@ class ScenarioSource final : public core::ModuleSource {
 
 class EmptySource final : public core::ModuleSource {
  public:
-  std::optional<std::vector<core::ModulePointer>> Load(core::ServiceLog& /*log*/) override {
+  std::optional<std::vector<core::LoadedModule>> Load(core::ServiceLog& /*log*/) override {
     return std::nullopt;
   }
   void CheckSettings(const OrvanSettings& /*settings*/) const override {}
@@ -76,7 +77,7 @@ std::unique_ptr<core::ModuleSource> MakeScenarioSource(const std::string& path,
   try {
     return std::make_unique<ScenarioSource>(path);
   } catch (const std::exception& error) {
-    fault = path + ": " + error.what();
+    fault = OneLine(path + ": " + error.what());
     return nullptr;
   }
 }

@@ -337,6 +337,8 @@ TEST_F(ScenarioSourceTest, AFaultNamesFileAndPlace) {
   const std::string path = folder.Write("bad.json", R"({"modules":[{"nam":"x"}]})");
   EXPECT_EQ(MakeScenarioSource(path, fault), nullptr);
   EXPECT_EQ(fault, path + ": modules[0].name: is missing");
+  EXPECT_EQ(MakeScenarioSource(folder.Path("a\x1B\n.json"), fault), nullptr);
+  EXPECT_EQ(fault, folder.Path("a\\u001B\\u000A.json") + ": the file: cannot be read");
   EXPECT_EQ(MakeScenarioSource(folder.Path("none.json"), fault), nullptr);
   EXPECT_EQ(fault, folder.Path("none.json") + ": the file: cannot be read");
   const std::string traced = folder.Write("traced.json", R"({"trace":"no/such/folder"})");
