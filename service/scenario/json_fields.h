@@ -84,7 +84,8 @@ class Fields {
   }
 
   std::string PlaceOf(std::string_view key) const {
-    return (place_.empty() ? place_ : place_ + '.').append(key);
+    std::string place = place_.empty() ? place_ : place_ + '.';
+    return place.append(key);
   }
 
   const Json* Find(const char* key) {
