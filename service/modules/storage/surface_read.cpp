@@ -114,6 +114,8 @@ class SurfaceReader {
       finished.emplace_back(found->second, result);
       inFlight_.erase(found);
     }
+    std::sort(finished.begin(), finished.end(),
+              [](const auto& one, const auto& other) { return one.second.id < other.second.id; });
     const std::uint64_t oldest = inFlight_.empty() ? 0 : inFlight_.begin()->second.lba;
     if (state == ReaderState::kHung) pendingEnd_ = {SurfaceEnd::kHung, oldest};
     if (state == ReaderState::kLost) pendingEnd_ = {SurfaceEnd::kReaderLost, oldest};
@@ -130,7 +132,9 @@ class SurfaceReader {
     if (result.outcome == ReadOutcome::kTimedOut) {
       End(SurfaceEnd::kHung, extent.lba);
     } else if (result.outcome == ReadOutcome::kFailed && MeansGone(result.error)) {
-      End(SurfaceEnd::kVanished, extent.lba, result.error);
+      // Reads come back in any order; what is named is the oldest that was not read.
+      const bool older = !inFlight_.empty() && inFlight_.begin()->first < result.id;
+      End(SurfaceEnd::kVanished, older ? inFlight_.begin()->second.lba : extent.lba, result.error);
     } else if (result.outcome == ReadOutcome::kFailed && IsOwnFault(result.error)) {
       End(SurfaceEnd::kOwnFault, extent.lba, result.error);
     } else {
