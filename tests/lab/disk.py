@@ -1,9 +1,16 @@
 """A loop device on a file that fails on purpose (faulty_disk.cpp), for the real program to test."""
 
 import os
+import re
 import subprocess
 
+import pytest
 from program import BINARY_DIR
+
+LACKING = [path for path in ("/dev/fuse", "/dev/loop-control") if not os.path.exists(path)]
+needs_devices = pytest.mark.skipif(
+    bool(LACKING), reason=f"no block device can be made to fail here: {' '.join(LACKING)} is missing"
+)
 
 SECTOR = 512
 SERVER = BINARY_DIR / "tests" / "faulty_disk"
@@ -13,6 +20,10 @@ EIO = 5
 ENODEV = 19
 ENODATA = 61  # a medium error
 ETIMEDOUT = 110
+
+SECTORS = 32 * 1024 * 2  # 32 MiB
+SMALL = 4 * 1024 * 2  # 4 MiB
+ENDLESS = 4 * 1024 * 1024 * 1024 * 2  # 4 TiB, which no test reads to its end
 
 
 class FaultyDisk:
@@ -76,3 +87,12 @@ class FaultyDisk:
         subprocess.run(
             ["umount", "--lazy", str(self.folder)], check=False, stderr=subprocess.DEVNULL
         )
+
+
+def device_id(world, kernel_name):
+    """The id under which the module lists the device of that kernel name."""
+    listing = world.run(["-Mstorage", "-D"]).stdout.decode()
+    for block in listing.split("-" * 62):
+        if re.search(rf"\b{kernel_name}$", block, re.M):
+            return re.search(r"^Id +(\S+)$", block, re.M).group(1)
+    raise AssertionError(f"{kernel_name} is not in the list:\n{listing}")

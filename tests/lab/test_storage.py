@@ -1,56 +1,27 @@
-"""The storage module on real block devices that fail on purpose."""
+"""The storage module's tests on real block devices that fail on purpose."""
 
-import os
 import re
 import signal
 import subprocess
 import time
 
 import pytest
-from disk import EIO, ENODATA, ENODEV, ETIMEDOUT, SERVER, FaultyDisk
+from disk import (
+    EIO,
+    ENODATA,
+    ENODEV,
+    ETIMEDOUT,
+    SECTORS,
+    SMALL,
+    device_id,
+    needs_devices,
+)
 from program import World
 
-LACKING = [path for path in ("/dev/fuse", "/dev/loop-control") if not os.path.exists(path)]
-pytestmark = pytest.mark.skipif(
-    bool(LACKING), reason=f"no block device can be made to fail here: {' '.join(LACKING)} is missing"
-)
+pytestmark = needs_devices
 
-PASSED, FAILED = 0, 21
-SECTORS = 32 * 1024 * 2  # 32 MiB
-SMALL = 4 * 1024 * 2  # 4 MiB
-
-
-@pytest.fixture
-def world(tmp_path):
-    assert os.geteuid() == 0, "the lab needs root"
-    world = World(tmp_path)
-    (world.config_dir / "service.ini").write_text(
-        "[storage]\ninclude_loop=1\ntimeout_seconds=2\n", encoding="utf-8"
-    )
-    return world
-
-
-@pytest.fixture
-def disk(tmp_path):
-    assert SERVER.exists()
-    with FaultyDisk(tmp_path, SECTORS) as disk:
-        yield disk
-
-
-@pytest.fixture
-def small_disk(tmp_path):
-    """For what makes every sector be tried on its own."""
-    with FaultyDisk(tmp_path, SMALL) as disk:
-        yield disk
-
-
-def device_id(world, kernel_name):
-    """The id under which the module lists the device of that kernel name."""
-    listing = world.run(["-Mstorage", "-D"]).stdout.decode()
-    for block in listing.split("-" * 62):
-        if re.search(rf"\b{kernel_name}$", block, re.M):
-            return re.search(r"^Id +(\S+)$", block, re.M).group(1)
-    raise AssertionError(f"{kernel_name} is not in the list:\n{listing}")
+PASSED, FAILED, CANCELED = 0, 21, 25
+NAMES = {EIO: "input/output error", ENODATA: "critical medium error", ETIMEDOUT: "timeout"}
 
 
 def read_whole_surface(world, disk, diagnostic="-El"):
@@ -58,13 +29,19 @@ def read_whole_surface(world, disk, diagnostic="-El"):
     return result.returncode, result.stdout.decode()
 
 
-def named_fault(output):
-    """(first sector, count, error) as the verdict's message on the screen names them."""
-    found = re.findall(
-        r"\[Info\] Unreadable sectors: first LBA (\d+), count (\d+), error (\d+) ", output
-    )
+def said(output, beginning):
+    """The one line of the screen that says something beginning so, whole."""
+    found = re.findall(rf"\[Info\] ({beginning}.*)$", output, re.M)
     assert len(found) == 1, output
-    return tuple(int(number) for number in found[0])
+    return found[0]
+
+
+def unreadable(first, count, error, ranges):
+    """How the verdict names unreadable sectors."""
+    return (
+        f"Unreadable sectors: first LBA {first}, count {count}, "
+        f"error {error} ({NAMES[error]}), sectors {ranges}"
+    )
 
 
 def test_healthy_disk_passes(world, disk):
@@ -80,22 +57,22 @@ def test_loop_devices_are_no_disks_without_the_setting(tmp_path, disk):
 
 
 @pytest.mark.parametrize(
-    "first,count,error",
+    "first,count,error,ranges",
     [
-        (0, 1, EIO),
-        (1000, 1, EIO),
-        (1000, 3, EIO),
-        (4095, 2, ENODATA),
-        (20479, 130, EIO),
-        (SECTORS - 1, 1, ENODATA),
+        (0, 1, EIO, "0"),
+        (1000, 1, EIO, "1000"),
+        (1000, 3, EIO, "1000-1002"),
+        (4095, 2, ENODATA, "4095-4096"),  # on both sides of a block's edge
+        (20479, 130, EIO, "20479-20608"),
+        (SECTORS - 1, 1, ENODATA, "65535"),
     ],
 )
-def test_unreadable_sectors_are_named_exactly(world, disk, first, count, error):
+def test_unreadable_sectors_are_named_exactly(world, disk, first, count, error, ranges):
     disk.command("fail", first, count, error)
     status, output = read_whole_surface(world, disk)
     assert "Test Status: Failed!" in output
     assert status == FAILED
-    assert named_fault(output) == (first, count, error)
+    assert said(output, "Unreadable sectors:") == unreadable(first, count, error, ranges)
 
 
 def test_faults_in_two_places_are_counted_together_and_the_rest_is_read(world, disk):
@@ -103,7 +80,18 @@ def test_faults_in_two_places_are_counted_together_and_the_rest_is_read(world, d
     disk.command("fail", 60000, 2, ENODATA)
     status, output = read_whole_surface(world, disk)
     assert status == FAILED
-    assert named_fault(output) == (2000, 7, EIO)
+    assert said(output, "Unreadable sectors:") == unreadable(
+        2000, 7, EIO, "2000-2004, 60000-60001"
+    )
+
+
+def test_eight_places_are_listed_and_more_are_hinted_at(world, disk):
+    for place in range(1, 10):
+        disk.command("fail", 5000 * place, 2 if place == 8 else 1, EIO)
+    status, output = read_whole_surface(world, disk)
+    assert status == FAILED
+    listed = "5000, 10000, 15000, 20000, 25000, 30000, 35000, 40000-40001, ..."
+    assert said(output, "Unreadable sectors:") == unreadable(5000, 10, EIO, listed)
 
 
 def test_healed_disk_passes_again(world, disk):
@@ -149,28 +137,65 @@ def test_stopping_does_not_wait_for_a_transfer_that_hangs(world, disk):
         disk.command("wait")
         start = time.monotonic()
         process.send_signal(signal.SIGTERM)
-        assert process.wait(10) == 25
+        assert process.wait(10) == CANCELED
         assert time.monotonic() - start < 1.0
     finally:
         process.kill()
         process.wait()
 
 
-@pytest.mark.parametrize("error", [ENODEV, ETIMEDOUT], ids=["no device", "timed out"])
-def test_disk_that_vanishes_never_passes(world, small_disk, error):
-    identifier = device_id(world, small_disk.kernel_name)
+def test_disk_that_vanished_fails_and_is_said_to_have_vanished(world, small_disk):
+    small_disk.command("vanish", ENODEV)
+    status, output = read_whole_surface(world, small_disk)
+    assert said(output, "The disk") == "The disk vanished while reading at LBA 0"
+    assert "Test Status: Failed!" in output
+    assert status == FAILED
+
+
+def test_disk_that_vanishes_during_a_read_fails_at_the_oldest_read(world, disk):
+    identifier = device_id(world, disk.kernel_name)
+    (world.config_dir / "service.ini").write_text(
+        "[storage]\ninclude_loop=1\ntimeout_seconds=30\n", encoding="utf-8"
+    )
+    disk.command("hang", 20500, 1)
+    process = world.start(
+        ["-Mstorage", "-El", identifier],
+        start_new_session=True,
+        stdin=subprocess.DEVNULL,
+        stdout=subprocess.PIPE,
+    )
+    try:
+        disk.command("wait")
+        disk.command("vanish", ENODEV)
+        disk.command("resume")
+        output = process.communicate(timeout=20)[0].decode()
+    finally:
+        process.kill()
+        process.wait()
+    # Blocks are 1 MiB, and the one that hung begins at sector 10 * 2048.
+    assert said(output, "The disk") == "The disk vanished while reading at LBA 20480"
+    assert "Test Status: Failed!" in output
+    assert process.returncode == FAILED
+
+
+@pytest.mark.parametrize("error", [ETIMEDOUT, ENODATA], ids=["timed out", "medium"])
+def test_disk_that_answers_every_read_with_an_error_fails(world, small_disk, error):
     small_disk.command("vanish", error)
-    result = world.run(["-Mstorage", "-El", identifier])
-    assert "Passed!" not in result.stdout.decode()
-    assert result.returncode not in (PASSED, 23)
+    status, output = read_whole_surface(world, small_disk)
+    assert said(output, "Unreadable sectors:") == unreadable(0, SMALL, error, f"0-{SMALL - 1}")
+    assert "Test Status: Failed!" in output
+    assert status == FAILED
 
 
 def test_disk_whose_server_is_killed_fails(world, small_disk):
     identifier = device_id(world, small_disk.kernel_name)
     small_disk.kill()
     result = world.run(["-Mstorage", "-El", identifier])
-    assert "Passed!" not in result.stdout.decode()
-    assert result.returncode not in (PASSED, 23)
+    output = result.stdout.decode()
+    # The loop device has one word for all that it does not know.
+    assert said(output, "Unreadable sectors:") == unreadable(0, SMALL, EIO, f"0-{SMALL - 1}")
+    assert "Test Status: Failed!" in output
+    assert result.returncode == FAILED
 
 
 def test_listing_does_not_wait_for_a_disk_that_hangs(world, disk):
