@@ -4,6 +4,7 @@
 #   scripts/dependencies.sh build          what building and running the program takes
 #   scripts/dependencies.sh test           that, and what the tests take
 #   scripts/dependencies.sh bench          that, and what the benchmarks take
+#   scripts/dependencies.sh lint           what building takes, and what scripts/tidy.sh takes
 #   scripts/dependencies.sh --list KIND    prints the packages and installs nothing
 #
 # docs/dependencies.md says why each one is there. Packages are only installed when dpkg says that
@@ -15,6 +16,7 @@ libblkid-dev nlohmann-json3-dev"
 test_packages="libgtest-dev libgmock-dev libfuse3-dev fuse3 mount dbus python3 python3-pytest
 python3-pexpect python3-dbusmock"
 bench_packages="libbenchmark-dev fio"
+lint_packages="clang-tidy"
 
 fail() {
     printf 'dependencies: %s\n' "$*" >&2
@@ -26,7 +28,8 @@ packages_of() {
         build) echo $build_packages ;;
         test) echo $build_packages $test_packages ;;
         bench) echo $build_packages $test_packages $bench_packages ;;
-        *) fail "unknown kind \"$1\"; use build, test or bench" ;;
+        lint) echo $build_packages $lint_packages ;;
+        *) fail "unknown kind \"$1\"; use build, test, bench or lint" ;;
     esac
 }
 
