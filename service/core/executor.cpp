@@ -2,11 +2,10 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cstdio>
 
+#include "service/core/execution_record.h"
 #include "service/core/guard.h"
 #include "service/core/parameters.h"
-#include "system/execution_tracker.h"
 
 namespace orvan::core {
 namespace {
@@ -228,22 +227,10 @@ void Executor::Record(const TestAdapter& test, const sdk::Verdict& verdict, std:
   if (surroundings_.tracker == nullptr) {
     return;
   }
-  SystemExecutionRecord record;
-  record.moduleName = module_->Name();
-  record.status = static_cast<std::int32_t>(verdict.status);
-  record.testName = name;
-  record.startTimestamp = UtcTimeText(startMs);
-  char duration[40];
-  std::snprintf(duration, sizeof duration, "%.3f", seconds);
-  record.duration = duration;
-  Guarded(*surroundings_.log, "execution record of " + name, false, [&] {
-    if (device_ != nullptr) {
-      record.deviceUdi = device_->Device().UniqueId();
-      record.deviceDisplayName = device_->Device().Information().name;
-    }
-    surroundings_.tracker->Track(record);
-    return true;
-  });
+  TrackFinishedTest(
+      *surroundings_.tracker,
+      {module_->Name(), name, verdict.status, startMs, std::chrono::duration<double>(seconds)},
+      device_ != nullptr ? &device_->Device() : nullptr, *surroundings_.log);
 }
 
 }  // namespace orvan::core

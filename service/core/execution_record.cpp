@@ -1,0 +1,55 @@
+#include "service/core/execution_record.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+
+#include "service/core/guard.h"
+#include "system/execution_tracker.h"
+
+namespace orvan::core {
+
+std::string LocalTimeText(std::int64_t millisecondsSinceEpoch) {
+  const std::chrono::milliseconds sinceEpoch(millisecondsSinceEpoch);
+  const auto whole = std::chrono::floor<std::chrono::seconds>(sinceEpoch);
+  const std::time_t seconds = whole.count();
+  std::tm parts{};
+  localtime_r(&seconds, &parts);
+  char day[48];
+  char offset[16];
+  std::strftime(day, sizeof day, "%Y-%m-%dT%H:%M:%S", &parts);
+  const long minutes = std::labs(parts.tm_gmtoff) / 60;
+  std::snprintf(offset, sizeof offset, "%c%02ld:%02ld", parts.tm_gmtoff < 0 ? '-' : '+',
+                minutes / 60 % 24, minutes % 60);
+  char fraction[16];
+  std::snprintf(fraction, sizeof fraction, ".%03d", static_cast<int>((sinceEpoch - whole).count()));
+  return std::string(day) + fraction + offset;
+}
+
+std::string DurationText(std::chrono::duration<double> took) {
+  const std::int64_t milliseconds = std::chrono::round<std::chrono::milliseconds>(took).count();
+  char text[32];
+  std::snprintf(text, sizeof text, "%lld.%03d", static_cast<long long>(milliseconds / 1000),
+                static_cast<int>(milliseconds % 1000));
+  return text;
+}
+
+void TrackFinishedTest(SystemExecutionTracker& tracker, const FinishedTest& test,
+                       const sdk::Device* device, ServiceLog& log) {
+  SystemExecutionRecord record;
+  record.moduleName = test.moduleName;
+  record.status = static_cast<std::int32_t>(test.status);
+  record.testName = test.testName;
+  record.startTimestamp = LocalTimeText(test.startMs);
+  record.duration = DurationText(test.took);
+  Guarded(log, "execution record of " + test.testName, false, [&] {
+    if (device != nullptr) {
+      record.deviceUdi = device->UniqueId();
+      record.deviceDisplayName = device->Information().name;
+    }
+    tracker.Track(record);
+    return true;
+  });
+}
+
+}  // namespace orvan::core

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <string>
+
+#include "boundary/orvan_service_status.h"
+#include "service/core/log.h"
+#include "service/sdk/device.h"
+
+class SystemExecutionTracker;
+
+namespace orvan::core {
+
+struct FinishedTest {
+  std::string moduleName;
+  std::string testName;
+  TestStatus status = 0;
+  std::int64_t startMs = 0;  // since the epoch
+  std::chrono::duration<double> took{};
+};
+
+// Gives the record of a finished test to the tracker. No device: its fields stay empty. An
+// exception of the device or of the tracker becomes a line of the log. Service thread.
+void TrackFinishedTest(SystemExecutionTracker& tracker, const FinishedTest& test,
+                       const sdk::Device* device, ServiceLog& log);
+
+// A time as the records write it: local, ISO 8601 with milliseconds and the offset to UTC
+// (2024-11-21T09:00:00.007+01:00).
+std::string LocalTimeText(std::int64_t millisecondsSinceEpoch);
+// A duration as the records write it: seconds, to the nearest millisecond ("12.345"), with a point
+// in every locale.
+std::string DurationText(std::chrono::duration<double> took);
+
+}  // namespace orvan::core
