@@ -95,6 +95,23 @@ TEST_F(Background, AnEmptyArgumentEndsTheCopying) {
   EXPECT_EQ(Told(), Description("[TarvexDiagnosticsCLI][-b][--obg-instance]"));
 }
 
+TEST_F(Background, TheMarkerStandsInFrontOfTheEndOfTheOptions) {
+  EXPECT_EQ(Parse({"-b", "-Mstorage", "--", "0", "--"}), 0);
+  EXPECT_EQ(Told(),
+            Description("[TarvexDiagnosticsCLI][-b][-Mstorage][--obg-instance][--][0][--]"));
+}
+
+TEST_F(Background, ASecondInstanceStartsNoThird) {
+  Start();
+  Argv line({"-b", "--", "--obg-instance"});
+  EXPECT_EQ(cli->LaunchInBackground(line.Count(), line.Data()), 1);
+  EXPECT_EQ(Screen(), "");
+  // The next one to tell is the one that is started now.
+  Argv next({"-b", "x--obg-instance"});
+  EXPECT_EQ(cli->LaunchInBackground(next.Count(), next.Data()), 0);
+  EXPECT_EQ(Told(), Description("[TarvexDiagnosticsCLI][-b][x--obg-instance][--obg-instance]"));
+}
+
 TEST_F(Background, TheProgramEndsWithZeroAndRunsNothing) {
   Argv line({"-b", "-Mstorage"});
   EXPECT_EQ(RunProgram(line.Count(), line.Data()), 0);

@@ -3,6 +3,7 @@
 #include <poll.h>
 #include <pthread.h>
 #include <signal.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -44,11 +45,14 @@ std::string DescribeProcess(int argumentCount, char** arguments) {
   sigaction(SIGPIPE, nullptr, &action);
   sigset_t blocked;
   sigprocmask(SIG_SETMASK, nullptr, &blocked);
+  const mode_t mask = umask(0);
   report << "pipe " << (action.sa_handler == SIG_DFL ? "default" : "other") << "\n"
          << "blocked " << sigismember(&blocked, SIGUSR1) << "\n"
          << "terminal " << (open("/dev/tty", O_RDWR | O_CLOEXEC) < 0 ? "none" : "some") << "\n"
          << "leader " << (getsid(0) == getpid() ? "yes" : "no") << "\n"
          << "session " << getsid(0) << "\n"
+         << "niceness " << getpriority(PRIO_PROCESS, 0) << "\n"
+         << "umask " << mask << "\n"
          << "folder " << fs::current_path().string() << "\n";
   return report.str();
 }
@@ -158,6 +162,24 @@ TEST_F(DetachedProcessTest, HasDefaultDispositionsAndNoBlockedSignals) {
   EXPECT_TRUE(Holds(report, "pipe default")) << report;
   EXPECT_TRUE(Holds(report, "blocked 0")) << report;
   EXPECT_EQ(sigismember(&maskAfter, SIGUSR1), 1) << "the caller's own mask stays";
+}
+
+TEST_F(DetachedProcessTest, HurriesWhileTheNewProgramKeepsTheNiceness) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root may hurry";
+  const int before = getpriority(PRIO_PROCESS, 0);
+  ASSERT_EQ(setpriority(PRIO_PROCESS, 0, 7), 0);
+  const std::string report = Start();
+  const int after = getpriority(PRIO_PROCESS, 0);
+  setpriority(PRIO_PROCESS, 0, before);
+  EXPECT_TRUE(Holds(report, "niceness 7")) << report;
+  EXPECT_EQ(after, -10);
+}
+
+TEST_F(DetachedProcessTest, InheritsTheUmask) {
+  const mode_t before = umask(0345);
+  const std::string report = Start();
+  umask(before);
+  EXPECT_TRUE(Holds(report, "umask " + std::to_string(0345))) << report;
 }
 
 TEST_F(DetachedProcessTest, InheritsTheWorkingDirectory) {
