@@ -17,9 +17,17 @@ class Case:
     arguments: list = field(default_factory=list)
     environment: dict = field(default_factory=dict)
     status: int = 0
-    body: bytes = b""
+    body: bytes | None = None  # standard output, when it is given whole
+    report: bytes | None = None  # the report file, when there is one
     contained: list = field(default_factory=list)
     errors: list = field(default_factory=list)
+
+    def add(self, text):
+        """What stands behind "report" belongs to the report, all else to standard output."""
+        if self.report is None:
+            self.body = (self.body or b"") + text
+        else:
+            self.report += text
 
 
 def unescape(text):
@@ -69,6 +77,10 @@ def expand(name, words):
     """The bytes of a shared block with its $1, $2, ... filled in."""
     out = b""
     for line in BLOCKS[name]:
+        if line[0] == "@":
+            inner, _, rest = line[1:].partition(" ")
+            out += expand(inner, shlex.split(rest))
+            continue
         for number, word in enumerate(words, 1):
             line = line.replace(f"${number}", word)
         # A value may be empty at the end of its line.
@@ -83,9 +95,9 @@ def parse_case(name, lines):
     for line in lines:
         word, _, rest = line.partition(" ")
         if line[0] == "|":
-            case.body += line_bytes(line[1:])
+            case.add(line_bytes(line[1:]))
         elif line[0] == "@":
-            case.body += expand(word[1:], shlex.split(rest))
+            case.add(expand(word[1:], shlex.split(rest)))
         elif line[0] == "~":
             case.contained.append(unescape(line[1:]))
         elif line[0] == "!":
@@ -94,6 +106,9 @@ def parse_case(name, lines):
             case.scenario = rest
         elif word == "args":
             case.arguments = shlex.split(rest)
+        elif word == "report":
+            case.add(b"")  # standard output is given whole, if only as nothing
+            case.report = b""
         elif word == "env":
             key, _, value = rest.partition("=")
             case.environment[key] = value
@@ -101,7 +116,7 @@ def parse_case(name, lines):
             case.status = int(rest)
         else:
             raise ValueError(f"{name}: cannot read {line!r}")
-    if bool(case.body) == bool(case.contained):
+    if (case.body is not None) == bool(case.contained):
         raise ValueError(f"{name}: either a whole output or contained texts")
     return case
 
