@@ -1,12 +1,12 @@
 #include "system/ini_file.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
+
+#include "system/regular_file.h"
 
 namespace tarvex {
 namespace {
@@ -72,16 +72,12 @@ IniValues ParseIni(std::string_view text) {
 }
 
 bool ReadIniFile(const std::string& path, IniValues& values) {
-  // Non-blocking, so that a FIFO in the file's place can't hold the program.
-  const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
-  if (descriptor < 0) return false;
-  struct stat status {};
+  const Descriptor file = OpenRegularFile(path, LastLink::kFollow);
   std::string text;
-  const bool read = fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode) &&
-                    ReadBytes(descriptor, kLargestFile + 1, text) && text.size() <= kLargestFile;
-  close(descriptor);
-  if (read) values = ParseIni(text);
-  return read;
+  if (!file.IsOpen() || !ReadBytes(file.Get(), kLargestFile + 1, text)) return false;
+  if (text.size() > kLargestFile) return false;
+  values = ParseIni(text);
+  return true;
 }
 
 bool ParseUnsigned(std::string_view text, unsigned& value) {

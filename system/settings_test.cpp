@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "system/folders.h"
 #include "system/ini_file.h"
@@ -71,6 +72,31 @@ TEST_F(MachineSettingTest, ReadsANumberOfTheGeneralSection) {
   EXPECT_EQ(ReadMachineSetting("CollectData", &value_), 0);
   EXPECT_EQ(value_, 1U);
   EXPECT_EQ(ReadMachineSetting("collectdata", &value_), 0);
+}
+
+TEST_F(MachineSettingTest, TheNumberIsGivenAsItIs) {
+  for (const std::uint32_t number : {0U, 1U, 2U, 4294967295U}) {
+    folder_.Write("orvan.ini", "[General]\nCollectData=" + std::to_string(number));
+    EXPECT_EQ(ReadMachineSetting("CollectData", &value_), 0);
+    EXPECT_EQ(value_, number);
+  }
+}
+
+TEST_F(MachineSettingTest, ALinkIsFollowedToARegularFileOnly) {
+  folder_.Write("real.ini", "[General]\nCollectData=1\n");
+  const std::string path = folder_ / "orvan.ini";
+  ASSERT_EQ(symlink("real.ini", path.c_str()), 0);
+  EXPECT_EQ(ReadMachineSetting("CollectData", &value_), 0);
+  EXPECT_EQ(value_, 1U);
+  for (const char* const target : {"/dev/zero", "/dev/tty", "nowhere", "."}) {
+    ASSERT_EQ(unlink(path.c_str()), 0);
+    ASSERT_EQ(symlink(target, path.c_str()), 0);
+    EXPECT_EQ(ReadMachineSetting("CollectData", &value_), 1) << target;
+  }
+  ASSERT_EQ(unlink(path.c_str()), 0);
+  ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+  EXPECT_EQ(ReadMachineSetting("CollectData", &value_), 1);
+  EXPECT_EQ(value_, 1U);
 }
 
 TEST_F(MachineSettingTest, MissingFileIsAFailure) {

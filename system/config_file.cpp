@@ -1,0 +1,186 @@
+#include "system/config_file.h"
+
+#include <QFile>
+#include <QTextStream>
+#include <locale>
+#include <regex>
+#include <utility>
+#include <vector>
+
+#include "system/regular_file.h"
+#include "system/system_path.h"
+#include "system/win_string_handler_imp.h"
+
+namespace {
+
+constexpr char kDriveInfoFile[] = "config.ini";
+constexpr char kDriveInfoSection[] = "STORAGE";
+constexpr char kDriveInfoKey[] = "ENABLE_TARVEX_DRIVE_INFO";
+constexpr char kOn[] = "1";
+
+std::regex Compile(const char* pattern) {
+  std::regex expression;
+  // What a word character is must not follow the locale.
+  expression.imbue(std::locale::classic());
+  expression.assign(pattern, std::regex::ECMAScript);
+  return expression;
+}
+
+struct Expressions {
+  const std::regex blank = Compile(R"(^\s*$)");
+  const std::regex section = Compile(R"(\[([\w\s*]+)\])");
+  const std::regex pair = Compile(R"(([\w]+)\s*=\s*([^]+)$)");
+};
+
+// A mistake that holds where the expression is found, and `missing` (0: none) is not in the line.
+struct Mistake {
+  std::int32_t code;
+  char missing;
+  std::regex expression;
+};
+
+const Expressions& TheExpressions() {
+  static const Expressions expressions;
+  return expressions;
+}
+
+// In the order of the checks: the first one that holds counts.
+const std::vector<Mistake>& Mistakes() {
+  static const std::vector<Mistake> mistakes{
+      {kConfigSecondOpening, 0, Compile(R"((\[\s*\w+\[)|(\[\[))")},
+      {kConfigSecondClosing, 0, Compile(R"((\]\s*\w+\])|(\]\]))")},
+      {kConfigSecondEquals, 0, Compile(R"((=\s*\w+=)|(==))")},
+      {kConfigBracketAtEquals, 0,
+       Compile(R"(((=\w+(\[|\]))|((\[|\]))\w+=)|(\[=)|(\]=)|(=\[)|(=\]))")},
+      {kConfigNoClosing, ']', Compile(R"((\[\]{0}[\w]+)|(\]{0}[\w]+\[+))")},
+      {kConfigNoOpening, '[', Compile(R"((\[{0}[\w]+\]+)|(\]\[{0}[\w]+))")},
+      {kConfigReversedBrackets, 0, Compile(R"((\]\w+\[)|(\]\[))")},
+      {kConfigEmptyBrackets, 0, Compile(R"(\[\s*\]+)")},
+      {kConfigNoKey, 0, Compile(R"(^\s*=\s*[\w]+)")},
+      {kConfigNoValue, 0, Compile(R"(^[\w]+\s*=\s*$)")},
+  };
+  return mistakes;
+}
+
+bool IsFound(const std::regex& expression, const std::string& line) {
+  return std::regex_search(line, expression);
+}
+
+ConfigParseResult Fault(std::int32_t code, std::int32_t line, std::string section = {},
+                        std::string key = {}) {
+  ConfigParseResult result;
+  result.code = code;
+  result.line = line;
+  result.section = std::move(section);
+  result.key = std::move(key);
+  return result;
+}
+
+std::string UpperCase(std::string text) {
+  WinStringHandlerImp::Instance().ToUpper(text);
+  return text;
+}
+
+// Takes the lines of one text into a config.
+class LineParser {
+ public:
+  explicit LineParser(ConfigFile& config) : config_(config) { config.sections[section_]; }
+
+  // `line` is the line up to its comment.
+  ConfigParseResult Take(const std::string& line, std::int32_t number) {
+    if (line.size() > kLongestConfigLine) return Fault(kConfigTooLarge, number);
+    if (IsFound(TheExpressions().blank, line)) return {};
+    ConfigParseResult result = ValidateConfigLine(line, number);
+    if (!result.IsError()) result = TakeSection(line, number);
+    if (!result.IsError()) result = TakePair(line, number);
+    return result;
+  }
+
+ private:
+  ConfigParseResult TakeSection(const std::string& line, std::int32_t number) {
+    std::smatch parts;
+    if (!std::regex_search(line, parts, TheExpressions().section)) return {};
+    std::string name = UpperCase(parts.str(1));
+    if (!config_.sections.try_emplace(name).second) {
+      return Fault(kConfigRepeatedSection, number, std::move(name));
+    }
+    section_ = std::move(name);
+    return {};
+  }
+
+  ConfigParseResult TakePair(const std::string& line, std::int32_t number) {
+    std::smatch parts;
+    if (!std::regex_search(line, parts, TheExpressions().pair)) return {};
+    ConfigSection& section = config_.sections[section_];
+    std::string key = UpperCase(parts.str(1));
+    if (!section.values.try_emplace(key, parts.str(2)).second) {
+      return Fault(kConfigRepeatedKey, number, section_, std::move(key));
+    }
+    section.keyLines["[" + section_ + "]" + key] = number;
+    return {};
+  }
+
+  ConfigFile& config_;
+  std::string section_;
+};
+
+}  // namespace
+
+bool ConfigFile::HasSection(const std::string& name) const {
+  return sections.count(name) != 0;
+}
+
+bool ConfigFile::HasKey(const std::string& section, const std::string& key) const {
+  const auto found = sections.find(section);
+  return found != sections.end() && found->second.values.count(key) != 0;
+}
+
+std::string ConfigFile::GetValue(const std::string& section, const std::string& key) const {
+  return HasKey(section, key) ? sections.at(section).values.at(key) : std::string();
+}
+
+ConfigParseResult ValidateConfigLine(const std::string& line, std::int32_t lineNumber) {
+  if (line.find_first_of("[]=") == std::string::npos) return Fault(kConfigBareWord, lineNumber);
+  for (const Mistake& mistake : Mistakes()) {
+    if (mistake.missing != 0 && line.find(mistake.missing) != std::string::npos) continue;
+    if (IsFound(mistake.expression, line)) return Fault(mistake.code, lineNumber);
+  }
+  return {};
+}
+
+ConfigParseResult ParseConfigStream(QTextStream& stream, ConfigFile& config) {
+  LineParser parser(config);
+  std::size_t room = kLongestConfigText;
+  for (std::int32_t number = 1; !stream.atEnd(); ++number) {
+    // Bounded, for a text may have no line end at all.
+    const QString line = stream.readLine(static_cast<qint64>(room + 1));
+    const std::size_t length = static_cast<std::size_t>(line.size()) + 1;
+    if (length > room) return Fault(kConfigTooLarge, number);
+    room -= length;
+    const std::string text = line.left(line.indexOf(QLatin1Char(';'))).toStdString();
+    ConfigParseResult result = parser.Take(text, number);
+    if (result.IsError()) return result;
+  }
+  return {};
+}
+
+ConfigParseResult ReadConfigFile(const std::string& path, ConfigFile& config) {
+  using tarvex::LastLink;
+  const tarvex::Descriptor descriptor =
+      tarvex::OpenRegularFile(tarvex::ToSystemPath(path), LastLink::kRefuse);
+  QFile file;
+  if (!descriptor.IsOpen() || !file.open(descriptor.Get(), QIODevice::ReadOnly | QIODevice::Text)) {
+    return {};
+  }
+  QTextStream stream(&file);
+  stream.setCodec("UTF-8");
+  ConfigParseResult result = ParseConfigStream(stream, config);
+  result.opened = 1;
+  return result;
+}
+
+bool tarvex::IsDriveInfoEnabled() {
+  ConfigFile config;
+  return !ReadConfigFile(kDriveInfoFile, config).IsError() &&
+         config.GetValue(kDriveInfoSection, kDriveInfoKey) == kOn;
+}
