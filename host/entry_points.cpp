@@ -1,9 +1,9 @@
 #include "boundary/hostlayer.h"
 #include "host/app_mutex.h"
-#include "host/cim.h"
 #include "host/console.h"
 #include "host/module_loader.h"
 #include "host/number_handler.h"
+#include "host/record_store.h"
 #include "host/semaphore.h"
 #include "host/signal_handler.h"
 #include "host/system_events.h"
@@ -50,7 +50,8 @@ HostModule* get_module() {
   return Process<tarvex::ModuleLoader>();
 }
 HostCim* get_cim() {
-  return Process<tarvex::RefusingCim>();
+  static tarvex::RecordStore store(tarvex::StateFolder());
+  return &store;
 }
 HostSystemEvents* GetSystemEvents() {
   return Process<tarvex::SystemEvents>();

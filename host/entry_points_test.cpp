@@ -18,9 +18,14 @@
 #include "boundary/hostlayer_user_account.h"
 #include "system/filesystem.h"
 #include "system/string_handler.h"
+#include "system/test_folder.h"
 #include "system/timer.h"
 
 namespace {
+
+// The store is made with the folder that is set when it is first asked for.
+const TestFolder stateFolder;
+const TestVariable stateVariable("TARVEX_STATE_DIR", stateFolder.Path());
 
 long CountThreads() {
   const auto tasks = std::filesystem::directory_iterator("/proc/self/task");
@@ -61,6 +66,9 @@ TEST(EntryPointsTest, ObjectsDoTheirWork) {
   EXPECT_TRUE(get_string_handler()->StartsWith("abc", "ab"));
   EXPECT_EQ(get_timer()->SecondsBetween(1000, 3500), 2.5);
   EXPECT_NE(get_filesystem()->GetExecutablePath(), nullptr);
+  EXPECT_EQ(get_cim()->WriteRecord({"key"}, {"value"}, "class", L"root\\parent\\name"), 0);
+  EXPECT_TRUE(std::filesystem::exists(stateFolder / "records.db"));
+  EXPECT_EQ(get_cim()->RemoveNamespace("root", "parent", "name"), 0);
   EXPECT_EQ(get_cim()->RemoveNamespace("root", "parent", "name"), 1);
   EXPECT_EQ(get_module()->Load("", 1), nullptr);
 }

@@ -1,0 +1,108 @@
+#include "host/record_folder.h"
+
+#include <fcntl.h>
+#include <stdlib.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+
+#include "host/sqlite_database.h"
+
+namespace tarvex {
+namespace {
+
+constexpr char kStoreFile[] = "records.db";
+constexpr char kLockFile[] = "records.lock";
+// The store itself comes last: as long as it has its name, it is damaged and will be set aside,
+// and a log that was left behind would be taken for that of the new store.
+constexpr std::array<const char*, 3> kSuffixes = {"-wal", "-shm", ""};
+
+[[noreturn]] void Refuse(const std::string& text) {
+  throw StoreError(StoreError::Kind::kOther, text);
+}
+
+[[noreturn]] void RefuseWithReason(const std::string& text) {
+  Refuse(text + ": " + std::strerror(errno));
+}
+
+// Only root and the effective user may write what this describes.
+bool IsOurs(const struct stat& status) {
+  return (status.st_uid == 0 || status.st_uid == ::geteuid()) &&
+         (status.st_mode & (S_IWGRP | S_IWOTH)) == 0;
+}
+
+}  // namespace
+
+std::optional<RecordFolder> RecordFolder::Open(const std::string& path, bool create) {
+  if (create && ::mkdir(path.c_str(), 0755) != 0 && errno != EEXIST) {
+    RefuseWithReason("the folder cannot be made");
+  }
+  const std::unique_ptr<char, decltype(&::free)> resolved(::realpath(path.c_str(), nullptr),
+                                                          &::free);
+  if (resolved == nullptr && errno == ENOENT && !create) return std::nullopt;
+  Descriptor folder;
+  if (resolved != nullptr) {
+    folder.Reset(::open(resolved.get(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+  }
+  struct stat status {};
+  if (!folder.IsOpen() || ::fstat(folder.Get(), &status) != 0) {
+    RefuseWithReason("the folder cannot be opened");
+  }
+  if (!IsOurs(status)) Refuse("the folder could be written by others");
+  return RecordFolder(std::move(folder), std::string(resolved.get()) + '/' + kStoreFile);
+}
+
+bool RecordFolder::Exists(const std::string& name) const {
+  struct stat status {};
+  return ::fstatat(folder_.Get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0;
+}
+
+bool RecordFolder::HasStore() const {
+  return Exists(kStoreFile);
+}
+
+void RecordFolder::CheckFiles() const {
+  for (const char* suffix : kSuffixes) {
+    const std::string name = std::string(kStoreFile) + suffix;
+    struct stat status {};
+    if (::fstatat(folder_.Get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) continue;
+    if (!S_ISREG(status.st_mode)) Refuse(name + " is no regular file");
+    if (!IsOurs(status)) Refuse(name + " could be written by others");
+  }
+}
+
+Descriptor RecordFolder::Lock() const {
+  // Closed to others, for whoever can open the file could hold us up.
+  Descriptor file(::openat(folder_.Get(), kLockFile,
+                           O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0600));
+  if (!file.IsOpen()) RefuseWithReason(std::string(kLockFile) + " cannot be opened");
+  int result = 0;
+  do {
+    result = ::flock(file.Get(), LOCK_EX);
+  } while (result != 0 && errno == EINTR);
+  if (result != 0) RefuseWithReason(std::string(kLockFile) + " cannot be locked");
+  return file;
+}
+
+std::string RecordFolder::SetAside() const {
+  std::string name;
+  int number = 0;
+  do {
+    name = "records.damaged-" + std::to_string(++number) + ".db";
+  } while (Exists(name) || Exists(name + "-wal") || Exists(name + "-shm"));
+  for (const char* suffix : kSuffixes) {
+    if (::renameat(folder_.Get(), (std::string(kStoreFile) + suffix).c_str(), folder_.Get(),
+                   (name + suffix).c_str()) != 0 &&
+        errno != ENOENT) {
+      RefuseWithReason("the damaged store cannot be set aside");
+    }
+  }
+  return name;
+}
+
+}  // namespace tarvex

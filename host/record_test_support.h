@@ -1,0 +1,63 @@
+#pragma once
+
+#include <sqlite3.h>
+
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "host/record_store.h"
+#include "host/sqlite_database.h"
+#include "system/test_folder.h"
+
+// What the tests of the record store share.
+namespace tarvex::testing {
+
+inline const std::wstring kNamespace = L"ROOT\\Tarvex\\Tarvex_Diagnostics";
+
+// A record in the form that the execution tracker gives it, told apart by its test's name.
+inline int Write(RecordStore& store, const std::string& test,
+                 const std::wstring& nameSpace = kNamespace) {
+  return store.WriteRecord(
+      {"ModuleName", "DeviceUdi", "DeviceDisplayName", "TestName", "TestStatus",
+       "TestStartTimestamp", "TestDuration"},
+      {"storage", "udi-1", "Disk 1", test, "PASSED", "2024-11-21T09:00:00.007+01:00", "12.345"},
+      "storage", nameSpace);
+}
+
+inline std::string Joined(const std::vector<std::string>& texts) {
+  std::string joined;
+  for (const std::string& text : texts) joined += (joined.empty() ? "" : ";") + text;
+  return joined;
+}
+
+// The lines of text without the folder's name in them, joined.
+inline std::string Notes(RecordStore& store, const TestFolder& folder) {
+  const std::string head = "execution records in " + folder.Path() + ": ";
+  std::vector<std::string> notes = store.TakeNotes();
+  for (std::string& note : notes) {
+    EXPECT_TRUE(note.starts_with(head)) << note;
+    note.erase(0, head.size());
+  }
+  return Joined(notes);
+}
+
+// What another program sees in the store: one value of one row.
+inline std::string Ask(const std::string& path, const std::string& sql) {
+  return SqliteDatabase(path).Text(sql.c_str());
+}
+
+// The names of the tests in the store, in the order in which they were written.
+inline std::string Tests(const TestFolder& folder) {
+  return Ask(folder / "records.db",
+             "SELECT group_concat(value, ' ') FROM (SELECT value FROM property"
+             " WHERE name = 'TestName' ORDER BY instance_id)");
+}
+
+inline std::string FileText(const std::string& path) {
+  std::ostringstream text;
+  text << std::ifstream(path, std::ios::binary).rdbuf();
+  return text.str();
+}
+
+}  // namespace tarvex::testing
