@@ -31,30 +31,27 @@ InputPeek::~InputPeek() {
   }
 }
 
-int InputPeek::PeekByte(int timeoutMs) {
-  std::array<pollfd, 2> waits{{{descriptor_, POLLIN, 0}, {wake_, POLLIN, 0}}};
-  if (poll(waits.data(), waits.size(), timeoutMs) <= 0) {
-    return kNoByteWaiting;
-  }
-  if (waits[1].revents != 0) {
-    std::uint64_t count = 0;
-    if (read(wake_, &count, sizeof count) > 0) {
-      return kNoByteWaiting;
-    }
-  }
-  if ((waits[0].revents & (POLLIN | kEnded)) == 0) {
-    return kNoByteWaiting;
-  }
-  unsigned char byte = 0;
-  const ssize_t got = (waits[0].revents & POLLIN) != 0 ? read(descriptor_, &byte, 1) : 0;
-  if (got > 0) {
-    return byte;
-  }
-  if (got < 0 && (errno == EINTR || errno == EAGAIN)) {
-    return kNoByteWaiting;
-  }
+// What poll says of the descriptor; 0 when nothing happened in time or Wake ended the wait.
+int InputPeek::Wait(int descriptor, int timeoutMs) {
+  std::array<pollfd, 2> waits{{{descriptor, POLLIN, 0}, {wake_, POLLIN, 0}}};
+  if (poll(waits.data(), waits.size(), timeoutMs) <= 0) return 0;
+  std::uint64_t count = 0;
+  if (waits[1].revents != 0 && read(wake_, &count, sizeof count) > 0) return 0;
+  return waits[0].revents & (POLLIN | kEnded);
+}
+
+int InputPeek::Take(unsigned char* bytes, std::size_t capacity, int timeoutMs) {
+  const int happened = Wait(descriptor_, timeoutMs);
+  if (happened == 0) return kNoByteWaiting;
+  const ssize_t got = (happened & POLLIN) != 0 ? read(descriptor_, bytes, capacity) : 0;
+  if (got > 0) return static_cast<int>(got);
+  if (got < 0 && (errno == EINTR || errno == EAGAIN)) return kNoByteWaiting;
   descriptor_ = -1;
   return kInputClosed;
+}
+
+void InputPeek::Rest(int milliseconds) {
+  Wait(-1, milliseconds);
 }
 
 void InputPeek::Wake() {

@@ -16,6 +16,13 @@ namespace {
 constexpr int kNotAtAll = 0;
 constexpr int kForever = -1;
 
+// What one Take gives: a byte's value, or what Take returned instead of a number of bytes.
+int TakeOne(InputPeek& peek, int timeoutMs) {
+  unsigned char byte = 0;
+  const int count = peek.Take(&byte, 1, timeoutMs);
+  return count == 1 ? byte : count;
+}
+
 // Both ends of a channel.
 struct Channel {
   std::array<int, 2> ends{-1, -1};
@@ -39,11 +46,11 @@ TEST(InputPeek, TakesTheBytesOfAPipeOneByOne) {
   Channel channel;
   ASSERT_EQ(pipe2(channel.ends.data(), O_CLOEXEC), 0);
   InputPeek peek(channel.ends[0]);
-  EXPECT_EQ(peek.PeekByte(kNotAtAll), kNoByteWaiting);
+  EXPECT_EQ(TakeOne(peek, kNotAtAll), kNoByteWaiting);
   channel.Say("a\xFF");
-  EXPECT_EQ(peek.PeekByte(kForever), 'a');
-  EXPECT_EQ(peek.PeekByte(kForever), 255);
-  EXPECT_EQ(peek.PeekByte(1), kNoByteWaiting);
+  EXPECT_EQ(TakeOne(peek, kForever), 'a');
+  EXPECT_EQ(TakeOne(peek, kForever), 255);
+  EXPECT_EQ(TakeOne(peek, 1), kNoByteWaiting);
 }
 
 TEST(InputPeek, WaitsForAByteThatIsStillToCome) {
@@ -51,7 +58,7 @@ TEST(InputPeek, WaitsForAByteThatIsStillToCome) {
   ASSERT_EQ(pipe2(channel.ends.data(), O_CLOEXEC), 0);
   InputPeek peek(channel.ends[0]);
   std::thread writer([&channel] { channel.Say("x"); });
-  EXPECT_EQ(peek.PeekByte(kForever), 'x');
+  EXPECT_EQ(TakeOne(peek, kForever), 'x');
   writer.join();
 }
 
@@ -60,9 +67,9 @@ TEST(InputPeek, TakesTheBytesOfASocket) {
   ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, channel.ends.data()), 0);
   InputPeek peek(channel.ends[0]);
   channel.Say("a");
-  EXPECT_EQ(peek.PeekByte(kForever), 'a');
+  EXPECT_EQ(TakeOne(peek, kForever), 'a');
   channel.Close(1);
-  EXPECT_EQ(peek.PeekByte(kForever), kInputClosed);
+  EXPECT_EQ(TakeOne(peek, kForever), kInputClosed);
 }
 
 TEST(InputPeek, GivesWhatIsLeftBeforeTheEnd) {
@@ -71,10 +78,10 @@ TEST(InputPeek, GivesWhatIsLeftBeforeTheEnd) {
   InputPeek peek(channel.ends[0]);
   channel.Say("z");
   channel.Close(1);
-  EXPECT_EQ(peek.PeekByte(kForever), 'z');
-  EXPECT_EQ(peek.PeekByte(kForever), kInputClosed);
+  EXPECT_EQ(TakeOne(peek, kForever), 'z');
+  EXPECT_EQ(TakeOne(peek, kForever), kInputClosed);
   // From here on it only waits.
-  EXPECT_EQ(peek.PeekByte(1), kNoByteWaiting);
+  EXPECT_EQ(TakeOne(peek, 1), kNoByteWaiting);
 }
 
 TEST(InputPeek, WakeEndsTheWaitOnce) {
@@ -82,10 +89,33 @@ TEST(InputPeek, WakeEndsTheWaitOnce) {
   ASSERT_EQ(pipe2(channel.ends.data(), O_CLOEXEC), 0);
   InputPeek peek(channel.ends[0]);
   std::thread waker([&peek] { peek.Wake(); });
-  EXPECT_EQ(peek.PeekByte(kForever), kNoByteWaiting);
+  EXPECT_EQ(TakeOne(peek, kForever), kNoByteWaiting);
   waker.join();
   channel.Say("b");
-  EXPECT_EQ(peek.PeekByte(kForever), 'b');
+  EXPECT_EQ(TakeOne(peek, kForever), 'b');
+}
+
+TEST(InputPeek, TakesAllThatIsThereUpToTheCapacity) {
+  Channel channel;
+  ASSERT_EQ(pipe2(channel.ends.data(), O_CLOEXEC), 0);
+  InputPeek peek(channel.ends[0]);
+  channel.Say("abcde");
+  std::array<unsigned char, 3> bytes{};
+  EXPECT_EQ(peek.Take(bytes.data(), bytes.size(), kForever), 3);
+  EXPECT_EQ(bytes, (std::array<unsigned char, 3>{'a', 'b', 'c'}));
+  EXPECT_EQ(peek.Take(bytes.data(), bytes.size(), kForever), 2);
+  EXPECT_EQ(bytes, (std::array<unsigned char, 3>{'d', 'e', 'c'}));
+}
+
+TEST(InputPeek, RestTakesNothingAndWakeEndsIt) {
+  Channel channel;
+  ASSERT_EQ(pipe2(channel.ends.data(), O_CLOEXEC), 0);
+  InputPeek peek(channel.ends[0]);
+  channel.Say("a");
+  peek.Rest(1);
+  peek.Wake();
+  peek.Rest(kForever);
+  EXPECT_EQ(TakeOne(peek, kNotAtAll), 'a');
 }
 
 TEST(InputPeek, OtherKindsOfInputHaveNoBytes) {
@@ -97,9 +127,9 @@ TEST(InputPeek, OtherKindsOfInputHaveNoBytes) {
   ASSERT_GE(device, 0);
   for (const int descriptor : {fileno(file), device, -1}) {
     InputPeek peek(descriptor);
-    EXPECT_EQ(peek.PeekByte(1), kNoByteWaiting) << descriptor;
+    EXPECT_EQ(TakeOne(peek, 1), kNoByteWaiting) << descriptor;
     peek.Wake();
-    EXPECT_EQ(peek.PeekByte(kForever), kNoByteWaiting) << descriptor;
+    EXPECT_EQ(TakeOne(peek, kForever), kNoByteWaiting) << descriptor;
   }
   close(device);
   std::fclose(file);

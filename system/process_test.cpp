@@ -15,13 +15,13 @@
 #include <functional>
 #include <sstream>
 #include <string>
-#include <thread>
 
 #include "system/descriptor.h"
 #include "system/descriptor_writer.h"
 #include "system/detached_process.h"
 #include "system/process_start.h"
 #include "system/test_folder.h"
+#include "system/test_pipe.h"
 
 namespace {
 
@@ -64,20 +64,6 @@ __attribute__((constructor)) void ReportAndLeave(int argumentCount, char** argum
   const std::string report = DescribeProcess(argumentCount, arguments);
   const int out = open(path, O_WRONLY | O_CLOEXEC);
   _exit(tarvex::WriteAll(out, report.data(), report.size()));
-}
-
-// Reads until the other side has closed, at most a minute.
-std::string ReadToEnd(int descriptor) {
-  std::string text;
-  std::array<char, 4096> chunk{};
-  pollfd waiting{descriptor, POLLIN, 0};
-  while (poll(&waiting, 1, 60'000) == 1) {
-    const ssize_t count = read(descriptor, chunk.data(), chunk.size());
-    if (count <= 0) return text;
-    text.append(chunk.data(), static_cast<std::size_t>(count));
-  }
-  ADD_FAILURE() << "nothing came";
-  return text;
 }
 
 // Runs the function in a child process; its exit status.
@@ -308,72 +294,6 @@ TEST_F(PrepareEnvironmentTest, UsersOwnDriverStays) {
   setenv("SDL_AUDIODRIVER", "alsa", 1);
   tarvex::PrepareEnvironment();
   EXPECT_EQ(Driver(), "alsa");
-}
-
-// ---- WriteAll -----------------------------------------------------------------------------------
-
-class WriteAllTest : public testing::Test {
- protected:
-  void SetUp() override {
-    std::array<int, 2> ends{};
-    ASSERT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
-    read_ = tarvex::Descriptor(ends[0]);
-    write_ = tarvex::Descriptor(ends[1]);
-    for (std::size_t at = 0; at < text_.size(); ++at) {
-      text_[at] = static_cast<char>('a' + at % 23);
-    }
-  }
-
-  tarvex::Descriptor read_;
-  tarvex::Descriptor write_;
-  std::string text_ = std::string(1U << 20, ' ');  // many times what a pipe holds
-};
-
-TEST_F(WriteAllTest, WaitsForANonBlockingDescriptor) {
-  fcntl(write_.Get(), F_SETFL, O_NONBLOCK);
-  std::string received;
-  std::thread reader([&] { received = ReadToEnd(read_.Get()); });
-  EXPECT_EQ(tarvex::WriteAll(write_.Get(), text_.data(), text_.size()), 0);
-  write_.Close();
-  reader.join();
-  EXPECT_EQ(received, text_);
-}
-
-TEST_F(WriteAllTest, GoesOnAfterInterruptions) {
-  struct sigaction interrupt {};
-  interrupt.sa_handler = [](int) {};
-  struct sigaction before {};
-  sigaction(SIGUSR1, &interrupt, &before);
-  const pthread_t writer = pthread_self();
-  std::string received;
-  std::thread reader([&] {
-    for (int count = 0; count < 50; ++count) {
-      pthread_kill(writer, SIGUSR1);
-      std::array<char, 1000> chunk{};
-      const ssize_t size = read(read_.Get(), chunk.data(), chunk.size());
-      if (size > 0) received.append(chunk.data(), static_cast<std::size_t>(size));
-    }
-    received += ReadToEnd(read_.Get());
-  });
-  EXPECT_EQ(tarvex::WriteAll(write_.Get(), text_.data(), text_.size()), 0);
-  write_.Close();
-  reader.join();
-  sigaction(SIGUSR1, &before, nullptr);
-  EXPECT_EQ(received, text_);
-}
-
-TEST_F(WriteAllTest, TellsTheFirstFailure) {
-  EXPECT_EQ(tarvex::WriteAll(-1, "x", 1), EBADF);
-  const tarvex::Descriptor full(open("/dev/full", O_WRONLY | O_CLOEXEC));
-  EXPECT_EQ(tarvex::WriteAll(full.Get(), "x", 1), ENOSPC);
-  EXPECT_EQ(tarvex::WriteAll(-1, "", 0), 0);
-}
-
-TEST_F(WriteAllTest, TellsThatNobodyReads) {
-  read_.Close();
-  const auto before = signal(SIGPIPE, SIG_IGN);
-  EXPECT_EQ(tarvex::WriteAll(write_.Get(), "x", 1), EPIPE);
-  signal(SIGPIPE, before);
 }
 
 }  // namespace

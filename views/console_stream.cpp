@@ -6,7 +6,7 @@
 #include <locale>
 #include <utility>
 
-#include "system/descriptor_writer.h"
+#include "system/process_state.h"
 #include "system/text_conversion.h"
 
 namespace tarvex {
@@ -15,26 +15,38 @@ namespace {
 constexpr int kStandardOutput = 1;
 constexpr std::size_t kBufferSize = 8192;
 
+// With a person.
+int ForEver() {
+  return -1;
+}
+
 // A stream whose buffer is flushed when the process ends.
 class StandardOutput {
  public:
-  StandardOutput() : buffer_(kStandardOutput), stream_(&buffer_) {
+  StandardOutput() : buffer_(kStandardOutput, ConsolePatienceMs), stream_(&buffer_) {
     stream_.imbue(std::locale::classic());
   }
   std::wostream& stream() { return stream_; }
+
+  WritePatience patience = ForEver;
 
  private:
   ConsoleStreamBuffer buffer_;
   std::wostream stream_;
 };
 
+StandardOutput& TheOutput() {
+  static StandardOutput output;
+  return output;
+}
+
 }  // namespace
 
 ConsoleStreamBuffer::ConsoleStreamBuffer(Sink sink) : sink_(std::move(sink)) {}
 
-ConsoleStreamBuffer::ConsoleStreamBuffer(int descriptor)
-    : sink_([descriptor](const char* data, std::size_t size) {
-        return WriteAll(descriptor, data, size);
+ConsoleStreamBuffer::ConsoleStreamBuffer(int descriptor, WritePatience patience)
+    : sink_([descriptor, patience = std::move(patience)](const char* data, std::size_t size) {
+        return WriteAll(descriptor, data, size, patience);
       }) {}
 
 ConsoleStreamBuffer::~ConsoleStreamBuffer() {
@@ -77,8 +89,22 @@ bool ConsoleStreamBuffer::Flush() {
 }
 
 std::wostream& ConsoleStream() {
-  static StandardOutput output;
-  return output.stream();
+  return TheOutput().stream();
+}
+
+int ConsolePatienceMs() {
+  const int wanted = TheOutput().patience();
+  const bool isLong = wanted < 0 || wanted > kEndingPatienceMs;
+  return isLong && GetProcessState().signalPassed ? kEndingPatienceMs : wanted;
+}
+
+ScopedConsolePatience::ScopedConsolePatience(WritePatience patience) {
+  TheOutput().patience = std::move(patience);
+}
+
+ScopedConsolePatience::~ScopedConsolePatience() {
+  ConsoleStream().flush();
+  TheOutput().patience = ForEver;
 }
 
 void EndLine(std::wostream& stream) {

@@ -7,6 +7,8 @@
 #include <string>
 #include <string_view>
 
+#include "system/descriptor_writer.h"
+
 namespace tarvex {
 
 // Takes wide text and gives UTF-8 bytes to a sink, buffered. What is no Unicode scalar value (a
@@ -18,8 +20,9 @@ class ConsoleStreamBuffer : public std::wstreambuf {
   using Sink = std::function<int(const char* data, std::size_t size)>;
 
   explicit ConsoleStreamBuffer(Sink sink);
-  // The buffer of a file descriptor, which it doesn't own.
-  explicit ConsoleStreamBuffer(int descriptor);
+  // The buffer of a file descriptor, which it doesn't own. A reader that takes nothing for longer
+  // than the patience is a failure (ETIMEDOUT).
+  explicit ConsoleStreamBuffer(int descriptor, WritePatience patience = nullptr);
   // Gives what is left to the sink.
   ~ConsoleStreamBuffer() override;
   ConsoleStreamBuffer(const ConsoleStreamBuffer&) = delete;
@@ -45,7 +48,26 @@ class ConsoleStreamBuffer : public std::wstreambuf {
 // The process's standard output as a stream of wide text, always UTF-8, in the classic locale. All
 // that the program prints on descriptor 1 goes through it. Flushed at the end of the process. One
 // thread at a time. To look at what is printed, put another buffer under it with rdbuf().
+//
+// A reader that takes nothing holds the program up: a person may read page by page. Once a
+// termination request has come, the stream fails when it is not read for a second.
 std::wostream& ConsoleStream();
+
+inline constexpr int kEndingPatienceMs = 1000;
+
+// How many milliseconds the console stream waits for a reader that takes nothing, as things are
+// now; negative for ever.
+int ConsolePatienceMs();
+
+// Sets how long the console stream waits while this lives; a termination request shortens it all
+// the same. At its end what is left goes to the reader. One at a time. Main thread.
+class ScopedConsolePatience {
+ public:
+  explicit ScopedConsolePatience(WritePatience patience);
+  ~ScopedConsolePatience();
+  ScopedConsolePatience(const ScopedConsolePatience&) = delete;
+  ScopedConsolePatience& operator=(const ScopedConsolePatience&) = delete;
+};
 
 // A newline and a flush.
 void EndLine(std::wostream& stream);

@@ -11,6 +11,9 @@
 #include <string>
 #include <vector>
 
+#include "system/process_state.h"
+#include "system/test_pipe.h"
+
 namespace tarvex {
 namespace {
 
@@ -40,16 +43,6 @@ std::string Encoded(const std::wstring& text) {
   std::wostream stream(&buffer);
   stream << text << std::flush;
   return received.Text();
-}
-
-std::string ReadAll(int descriptor) {
-  std::string text;
-  std::array<char, 256> piece;
-  ssize_t got = 0;
-  while ((got = read(descriptor, piece.data(), piece.size())) > 0) {
-    text.append(piece.data(), static_cast<std::size_t>(got));
-  }
-  return text;
 }
 
 TEST(ConsoleStreamBuffer, EncodesEachLengthOfUtf8) {
@@ -140,6 +133,16 @@ TEST(ConsoleStreamBuffer, AClosedDescriptorFails) {
   EXPECT_EQ(buffer.error(), EBADF);
 }
 
+TEST(ConsoleStreamBuffer, AReaderThatTakesNothingIsAFailureWhenThePatienceEnds) {
+  TestPipe pipe;
+  pipe.Fill();
+  ConsoleStreamBuffer buffer(pipe.writing.Get(), [] { return 0; });
+  std::wostream stream(&buffer);
+  stream << L"text" << std::flush;
+  EXPECT_TRUE(stream.fail());
+  EXPECT_EQ(buffer.error(), ETIMEDOUT);
+}
+
 TEST(WriteWidened, EachByteBecomesTheCharacterOfThatCode) {
   Received received;
   ConsoleStreamBuffer buffer(received.Sink());
@@ -173,8 +176,43 @@ TEST(ConsoleStream, WritesUtf8ToDescriptorOneWhateverTheLocale) {
   dup2(saved, STDOUT_FILENO);
   close(saved);
   close(ends[1]);
-  EXPECT_EQ(ReadAll(ends[0]), "\xE2\x82\xAC 1234567\n");
+  EXPECT_EQ(ReadToEnd(ends[0]), "\xE2\x82\xAC 1234567\n");
   close(ends[0]);
+}
+
+TEST(ConsoleStream, WaitsForAPersonForEverAndASecondOnceItIsToEnd) {
+  EXPECT_LT(ConsolePatienceMs(), 0);
+  GetProcessState().signalPassed = true;
+  EXPECT_EQ(ConsolePatienceMs(), 1000);
+  GetProcessState().signalPassed = false;
+}
+
+TEST(ConsoleStream, ItsPatienceCanBeSetForATime) {
+  {
+    const ScopedConsolePatience twoSeconds([] { return 2000; });
+    EXPECT_EQ(ConsolePatienceMs(), 2000);
+    GetProcessState().signalPassed = true;
+    EXPECT_EQ(ConsolePatienceMs(), 1000);
+    GetProcessState().signalPassed = false;
+  }
+  EXPECT_LT(ConsolePatienceMs(), 0);
+}
+
+TEST(ConsoleStream, AFullPipeFailsItWithinItsPatience) {
+  TestPipe pipe;
+  pipe.Fill();
+  std::fflush(stdout);
+  const pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    dup2(pipe.writing.Get(), STDOUT_FILENO);
+    const ScopedConsolePatience none([] { return 0; });
+    ConsoleStream() << L"text" << std::flush;
+    _exit(ConsoleStream().bad() ? 0 : 1);
+  }
+  int status = -1;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0);
 }
 
 TEST(ConsoleStream, IsFlushedAtTheEndOfTheProcess) {
@@ -189,7 +227,7 @@ TEST(ConsoleStream, IsFlushedAtTheEndOfTheProcess) {
     std::exit(0);
   }
   close(ends[1]);
-  EXPECT_EQ(ReadAll(ends[0]), "no line end");
+  EXPECT_EQ(ReadToEnd(ends[0]), "no line end");
   close(ends[0]);
   int status = -1;
   ASSERT_EQ(waitpid(child, &status, 0), child);

@@ -4,11 +4,12 @@
 
 #include "system/process_state.h"
 #include "system/text_conversion.h"
-#include "views/console_stream.h"
 #include "views/status_words.h"
 #include "views/supervisor_input.h"
 
 namespace {
+
+constexpr int kSupervisorPatienceMs = 30000;
 
 // Whole seconds, rounded, filled with zeros to five characters.
 std::string SecondsField(double seconds) {
@@ -26,7 +27,10 @@ std::string PercentField(int percent) {
 
 }  // namespace
 
-HDKio::HDKio() : input_(&SupervisorInput::Get()) {}
+HDKio::HDKio()
+    : input_(&SupervisorInput::Get()), patience_([this] {
+        return input_->IsAbort() ? tarvex::kEndingPatienceMs : kSupervisorPatienceMs;
+      }) {}
 
 HDKio::~HDKio() {
   input_->Stop();

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <string>
 
+#include "views/console_stream.h"
 #include "views/orvan_stdio.h"
 
 class SupervisorInput;
@@ -10,6 +11,10 @@ class SupervisorInput;
 // The view for a supervising program: it silences what is meant for a person and sends one line per
 // report on the console stream. Operations that write return kViewStreamFailed when that fails. The
 // abort command is the byte "a" or "A" on standard input. Main thread.
+//
+// A supervising program that doesn't read must not keep the machine under test for ever: when it
+// takes nothing for 30 seconds, or for one once the run is to end, the stream fails and the run
+// goes on without it.
 class HDKio : public OrvanStdio {
  public:
   // Starts the reader of standard input.
@@ -51,7 +56,8 @@ class HDKio : public OrvanStdio {
   ViewResult Send(const std::string& line);
 
   SupervisorInput* input_;  // process-wide
-  int lastPercent_ = -1;    // last percent that was sent for the running test
+  tarvex::ScopedConsolePatience patience_;
+  int lastPercent_ = -1;  // last percent that was sent for the running test
 };
 
 namespace tarvex {

@@ -6,7 +6,9 @@
 
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <memory>
+#include <thread>
 
 #include "system/process_state.h"
 #include "views/console_capture.h"
@@ -192,10 +194,8 @@ TEST_F(HDKioTest, ReaderThatCannotStartLeavesAViewWithoutInput) {
 TEST_F(HDKioTest, AbortByteBeforeTheStartAbortsAndStays) {
   for (const char* command : {"a", "A"}) {
     Say(command);
-    HDKio& view = View();
-    host_->thread.AwaitEnd();
-    EXPECT_TRUE(view.IsAbortRequested());
-    EXPECT_TRUE(view.IsAbortRequested());
+    EXPECT_TRUE(View().IsAbortRequested()) << "at the first look, however late the reader's thread";
+    EXPECT_TRUE(View().IsAbortRequested());
     view_.reset();
   }
 }
@@ -205,6 +205,44 @@ TEST_F(HDKioTest, AbortByteBehindOthersAborts) {
   Say("xyza");
   host_->thread.AwaitEnd();
   EXPECT_TRUE(view.IsAbortRequested());
+}
+
+TEST_F(HDKioTest, AbortByteBehindHalfAMegabyteOfOthersAborts) {
+  HDKio& view = View();
+  const std::string garbage(1U << 19, '\0');
+  std::thread supervisor([&] {
+    Say(garbage);
+    Say("A");
+  });
+  host_->thread.AwaitEnd();
+  supervisor.join();
+  EXPECT_TRUE(view.IsAbortRequested());
+  EXPECT_EQ(SupervisorInput::Get().LastByte(), 'A');
+}
+
+TEST_F(HDKioTest, InputThatNeverEndsIsTakenSlowly) {
+  View();
+  const auto start = std::chrono::steady_clock::now();
+  // More than three looks can take, with 100 ms between them.
+  Say(std::string(4 * 65536, 'x'));
+  EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(200));
+}
+
+TEST_F(HDKioTest, WhatComesBehindTheAbortByteIsNotAsked) {
+  Say("xAyz");
+  EXPECT_TRUE(View().IsAbortRequested());
+  EXPECT_EQ(SupervisorInput::Get().LastByte(), 'A');
+}
+
+TEST_F(HDKioTest, ASupervisorThatDoesNotReadIsWaitedForHalfAMinuteAndASecondAfterItsAbort) {
+  HDKio& view = View();
+  EXPECT_EQ(tarvex::ConsolePatienceMs(), 30000);
+  Say("a");
+  host_->thread.AwaitEnd();
+  EXPECT_TRUE(view.IsAbortRequested());
+  EXPECT_EQ(tarvex::ConsolePatienceMs(), 1000);
+  view_.reset();
+  EXPECT_LT(tarvex::ConsolePatienceMs(), 0);
 }
 
 TEST_F(HDKioTest, OtherBytesAreKeptAndChangeNothing) {

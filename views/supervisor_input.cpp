@@ -1,5 +1,7 @@
 #include "views/supervisor_input.h"
 
+#include <algorithm>
+#include <array>
 #include <cstdint>
 
 #include "boundary/hostlayer.h"
@@ -7,8 +9,10 @@
 namespace {
 
 constexpr int kStandardInput = 0;
-// The longest the reader goes without looking whether it is to end.
+// The longest the reader goes without looking whether it is to end, and the shortest between two
+// looks at an input that says other things: one that never ends must not keep a processor busy.
 constexpr int kReaderCadenceMs = 100;
+constexpr int kAtOnce = 0;
 
 bool IsAbortCommand(int byte) {
   return byte == 'a' || byte == 'A';
@@ -29,28 +33,41 @@ void SupervisorInput::Start() {
   peek_ = std::make_unique<tarvex::InputPeek>(kStandardInput);
   lastByte_ = kNoByte;
   running_ = true;
+  hasLooked_ = false;
   const HostThreadFunction read = [](void* self) -> std::uintptr_t {
     static_cast<SupervisorInput*>(self)->Read();
     return 0;
   };
   if (get_thread()->Start(&reader_, 0, read, this, "HDKio") == 0) {
     get_thread()->AfterStart(reader_, 0);
+    hasLooked_.wait(false);
   }
 }
 
 void SupervisorInput::Read() {
-  while (running_) {
-    const int byte = peek_->PeekByte(kReaderCadenceMs);
-    if (byte == tarvex::kInputClosed) {
-      return;
+  std::array<unsigned char, 65536> bytes;
+  int count = peek_->Take(bytes.data(), bytes.size(), kAtOnce);
+  bool goOn = Keep(bytes.data(), count);
+  hasLooked_ = true;
+  hasLooked_.notify_all();
+  while (goOn && running_) {
+    if (count > 0) {
+      peek_->Rest(kReaderCadenceMs);
     }
-    if (byte != tarvex::kNoByteWaiting) {
-      lastByte_ = static_cast<unsigned char>(byte);
-      if (IsAbortCommand(byte)) {
-        return;
-      }
-    }
+    count = peek_->Take(bytes.data(), bytes.size(), kReaderCadenceMs);
+    goOn = Keep(bytes.data(), count);
   }
+}
+
+// Keeps the last byte, or the abort command; false when no more is wanted or no more can come.
+bool SupervisorInput::Keep(const unsigned char* bytes, int count) {
+  if (count <= 0) {
+    return count != tarvex::kInputClosed;
+  }
+  const unsigned char* const command = std::find_if(bytes, bytes + count, IsAbortCommand);
+  const bool isAbort = command != bytes + count;
+  lastByte_ = isAbort ? *command : bytes[count - 1];
+  return !isAbort;
 }
 
 void SupervisorInput::Stop() {

@@ -13,7 +13,8 @@ class SupervisorInput {
   // What LastByte gives before a byte has come.
   static constexpr unsigned char kNoByte = 255;
 
-  // The one record, made by the first call. Starts the reader unless it runs.
+  // The one record, made by the first call. Starts the reader unless it runs, and waits until it
+  // has taken what was said before.
   static SupervisorInput& Get();
 
   SupervisorInput(const SupervisorInput&) = delete;
@@ -29,9 +30,11 @@ class SupervisorInput {
   SupervisorInput() = default;
   void Start();
   void Read();
+  bool Keep(const unsigned char* bytes, int count);
 
   std::unique_ptr<tarvex::InputPeek> peek_;  // the reader's while it runs
   std::atomic<unsigned char> lastByte_{kNoByte};
-  std::atomic<bool> running_{false};   // the reader is to go on
-  HostThreadHandle reader_ = nullptr;  // main thread
+  std::atomic<bool> running_{false};    // the reader is to go on
+  std::atomic<bool> hasLooked_{false};  // the reader's first look is over
+  HostThreadHandle reader_ = nullptr;   // main thread
 };
