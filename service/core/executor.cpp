@@ -5,6 +5,7 @@
 
 #include "service/core/execution_record.h"
 #include "service/core/guard.h"
+#include "service/core/log_time.h"
 #include "service/core/parameters.h"
 
 namespace orvan::core {
@@ -38,12 +39,13 @@ class Context final : public sdk::TestContext {
 
   Context(const Subject& subject, const sdk::Device* device, sdk::ParameterValues parameters,
           const RunSurroundings& surroundings, orvan_service::TestListenerView& listener,
-          int& lastPercent)
+          StepLog& step, int& lastPercent)
       : subject_(subject),
         device_(device),
         parameters_(std::move(parameters)),
         surroundings_(surroundings),
         listener_(listener),
+        step_(step),
         lastPercent_(lastPercent) {}
 
   const sdk::Device* TestedDevice() const override { return device_; }
@@ -51,9 +53,11 @@ class Context final : public sdk::TestContext {
   std::stop_token StopToken() const override { return surroundings_.stop; }
   void Report(int percent, const std::string& message) override {
     lastPercent_ = surroundings_.source->IsScripted() ? percent : std::clamp(percent, 0, 100);
+    step_.Message(message);
     listener_.OnTestReport(subject_.device, subject_.diagnostic, subject_.test, lastPercent_,
                            message);
   }
+  void Measure(const sdk::Measurement& measurement) override { step_.Measure(measurement); }
 
  private:
   Subject subject_;
@@ -61,22 +65,17 @@ class Context final : public sdk::TestContext {
   sdk::ParameterValues parameters_;
   const RunSurroundings& surroundings_;
   orvan_service::TestListenerView& listener_;
+  StepLog& step_;
   int& lastPercent_;
 };
 
-std::string LogText(const std::string& test, const std::string& device,
-                    const sdk::Verdict& verdict) {
-  std::string text = test + " on " + device + ": status " + std::to_string(verdict.status);
-  const std::pair<const char*, const std::string*> parts[] = {{"", &verdict.message},
-                                                              {"expected ", &verdict.expected},
-                                                              {"found ", &verdict.found},
-                                                              {"at ", &verdict.where}};
-  for (const auto& [label, part] : parts) {
-    if (!part->empty()) {
-      text += std::string("; ") + label + *part;
-    }
+// What the user gave, by name.
+sdk::ParameterValues GivenParameters(const ResolvedTest& item) {
+  sdk::ParameterValues values;
+  for (const TestParameter& parameter : item.item->parameters) {
+    values.insert_or_assign(parameter.name, parameter.value);
   }
-  return text;
+  return values;
 }
 
 }  // namespace
@@ -94,9 +93,7 @@ void Executor::Run(const ResolvedPlan& plan) {
     return;
   }
   if (module_ == nullptr || plan.unknownDevice) {
-    surroundings_.log->Write(module_ == nullptr ? "a plan for an unknown module was refused"
-                                                : "a plan for an unknown device was refused");
-    Count(kTestInvalid);
+    Refuse(module_ == nullptr ? "a plan for an unknown module" : "a plan for an unknown device");
   } else if (suite_.OnDeviceStart()) {
     RunDevice(plan);
   }
@@ -104,14 +101,19 @@ void Executor::Run(const ResolvedPlan& plan) {
 }
 
 void Executor::RunDevice(const ResolvedPlan& plan) {
-  const std::string device = device_ != nullptr ? device_->Id() : "no device";
-  surroundings_.log->Write("run of " + module_->Name() + " on " + device + " begins");
+  const std::string subject =
+      "run of " + module_->Name() + " on " + (device_ != nullptr ? device_->Id() : "no device");
+  surroundings_.log->Text(LogSeverity::kInfo, subject + " begins");
   for (const ResolvedDiagnostic& item : plan.diagnostics) {
     RunDiagnostic(item);
   }
-  surroundings_.log->Write("run of " + module_->Name() + " on " + device +
-                           " ends: " + deviceWorst_.Word());
+  surroundings_.log->Text(LogSeverity::kInfo, subject + " ends: " + deviceWorst_.Word());
   suite_.OnDeviceEnd(module_, const_cast<DeviceAdapter*>(device_), DeviceText());
+}
+
+std::string Executor::StepName(const DiagnosticAdapter& diagnostic, const TestAdapter& test) const {
+  return module_->Name() + '/' + diagnostic.Record().name + '/' + test.Record().name +
+         (device_ != nullptr ? '/' + device_->Id() : std::string());
 }
 
 std::string Executor::DeviceText() const {
@@ -126,8 +128,7 @@ std::string Executor::DeviceText() const {
 
 void Executor::RunDiagnostic(const ResolvedDiagnostic& item) {
   if (item.diagnostic == nullptr) {
-    surroundings_.log->Write("an unknown diagnostic of a plan was refused");
-    Count(kTestInvalid);
+    Refuse("an unknown diagnostic of a plan");
     return;
   }
   if (!suite_.OnDiagnosticStart(item.diagnostic)) {
@@ -141,22 +142,25 @@ void Executor::RunDiagnostic(const ResolvedDiagnostic& item) {
 
 void Executor::RunTest(DiagnosticAdapter& diagnostic, const ResolvedTest& item) {
   if (item.test == nullptr) {
-    surroundings_.log->Write("an unknown test of a plan was refused");
-    Count(kTestInvalid);
+    Refuse("an unknown test of a plan");
     return;
   }
   DiagDevice* device = const_cast<DeviceAdapter*>(device_);
   if (!suite_.OnTestStart(device, &diagnostic, item.test)) {
     return;
   }
+  StepLog step(*surroundings_.log, StepName(diagnostic, *item.test), surroundings_.hardware,
+               surroundings_.hardwareIsListed);
+  step.Parameters(GivenParameters(item));
   const std::int64_t startMs = NowMilliseconds();
   const auto start = std::chrono::steady_clock::now();
   int lastPercent = 0;
-  const sdk::Verdict verdict = Judge(diagnostic, item, lastPercent);
+  const sdk::Verdict verdict = Judge(diagnostic, item, step, lastPercent);
   const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
   if (!verdict.message.empty()) {
     listener_.OnTestReport(device, &diagnostic, item.test, lastPercent, verdict.message);
   }
+  step.End(item.test->Record().name, verdict);
   Count(verdict.status);
   Record(*item.test, verdict, startMs, took.count());
   suite_.OnTestEnd(device, &diagnostic, item.test, verdict.status);
@@ -193,7 +197,7 @@ bool Executor::IsDecided(const ResolvedTest& item, sdk::ParameterValues& paramet
   return false;
 }
 
-sdk::Verdict Executor::Judge(DiagnosticAdapter& diagnostic, const ResolvedTest& item,
+sdk::Verdict Executor::Judge(DiagnosticAdapter& diagnostic, const ResolvedTest& item, StepLog& step,
                              int& lastPercent) {
   try {
     sdk::ParameterValues parameters;
@@ -204,33 +208,34 @@ sdk::Verdict Executor::Judge(DiagnosticAdapter& diagnostic, const ResolvedTest& 
     DiagDevice* device = const_cast<DeviceAdapter*>(device_);
     Context context({device, &diagnostic, item.test},
                     device_ != nullptr ? &device_->Device() : nullptr, std::move(parameters),
-                    surroundings_, listener_, lastPercent);
+                    surroundings_, listener_, step, lastPercent);
     return item.test->Record().run(context);
   } catch (...) {
-    surroundings_.log->Write(item.test->Record().name + " ended: " + CurrentExceptionText());
+    step.Exception(CurrentExceptionText());
     return sdk::Verdict::Invalid(kInternalFault);
   }
 }
 
+void Executor::Refuse(const std::string& what) {
+  surroundings_.log->Error("plan-refused", what + " was refused");
+  Count(kTestInvalid);
+}
+
 void Executor::Count(TestStatus status) {
   deviceWorst_.Add(status);
+  surroundings_.log->Count(status);
   surroundings_.countForGroup(status);
 }
 
 void Executor::Record(const TestAdapter& test, const sdk::Verdict& verdict, std::int64_t startMs,
                       double seconds) {
-  const std::string& name = test.Record().name;
-  if (verdict.status != kTestPassed) {
-    surroundings_.log->Write(
-        LogText(name, device_ != nullptr ? device_->Id() : "no device", verdict));
-  }
   if (surroundings_.tracker == nullptr) {
     return;
   }
-  TrackFinishedTest(
-      *surroundings_.tracker,
-      {module_->Name(), name, verdict.status, startMs, std::chrono::duration<double>(seconds)},
-      device_ != nullptr ? &device_->Device() : nullptr, *surroundings_.log);
+  TrackFinishedTest(*surroundings_.tracker,
+                    {module_->Name(), test.Record().name, verdict.status, startMs,
+                     std::chrono::duration<double>(seconds)},
+                    device_ != nullptr ? &device_->Device() : nullptr, *surroundings_.log);
 }
 
 }  // namespace orvan::core

@@ -8,6 +8,7 @@
 #include "boundary/orvan_service_listeners.h"
 #include "service/core/group_result.h"
 #include "service/core/log.h"
+#include "service/core/log_step.h"
 #include "service/core/resolved_plan.h"
 #include "service/sdk/verdict.h"
 
@@ -22,6 +23,8 @@ struct RunSurroundings {
   std::stop_token stop;
   SystemExecutionTracker* tracker = nullptr;  // null: no execution records are kept
   ServiceLog* log = nullptr;
+  const LogHardware* hardware = nullptr;          // the device in the log; null: the pseudo device
+  bool hardwareIsListed = false;                  // the log's run start lists it
   std::function<void(TestStatus)> countForGroup;  // takes every verdict, before its test ends
   std::string version;
   std::int64_t groupId = 0;
@@ -51,11 +54,16 @@ class Executor {
   // The verdict before the test may run; false: it runs.
   bool IsDecided(const ResolvedTest& item, sdk::ParameterValues& parameters,
                  sdk::Verdict& verdict) const;
-  sdk::Verdict Judge(DiagnosticAdapter& diagnostic, const ResolvedTest& item, int& lastPercent);
+  sdk::Verdict Judge(DiagnosticAdapter& diagnostic, const ResolvedTest& item, StepLog& step,
+                     int& lastPercent);
+  // A plan holds what the service does not know.
+  void Refuse(const std::string& what);
   void Count(TestStatus status);
   void Record(const TestAdapter& test, const sdk::Verdict& verdict, std::int64_t startMs,
               double seconds);
   std::string DeviceText() const;
+  // "MODULE/DIAGNOSTIC/TEST/DEVICE", as the log names a test's step.
+  std::string StepName(const DiagnosticAdapter& diagnostic, const TestAdapter& test) const;
 
   const RunSurroundings& surroundings_;
   orvan_service::SuiteListenerView& suite_;

@@ -18,13 +18,13 @@ inline std::string CurrentExceptionText() {
   }
 }
 
-// What `call` returns; when it throws, `fallback`, and a line of the log that names `what`.
+// What `call` returns; when it throws, `fallback`, and an error in the log that names `what`.
 template <typename Result, typename Call>
 Result Guarded(ServiceLog& log, const std::string& what, Result fallback, Call&& call) {
   try {
     return call();
   } catch (...) {
-    log.Write(what + ": " + CurrentExceptionText());
+    log.Error("exception", what + ": " + CurrentExceptionText());
     return fallback;
   }
 }

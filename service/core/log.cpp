@@ -1,56 +1,238 @@
 #include "service/core/log.h"
 
-#include <chrono>
-#include <cstdio>
-#include <ctime>
+#include <algorithm>
+#include <utility>
+#include <vector>
+
+#include "service/core/log_crash.h"
+#include "service/core/log_time.h"
+#include "service/core/platform.h"
 
 namespace orvan::core {
 
-std::string UtcTimeText(std::int64_t millisecondsSinceEpoch) {
-  const std::time_t seconds = static_cast<std::time_t>(millisecondsSinceEpoch / 1000);
-  std::tm parts{};
-  gmtime_r(&seconds, &parts);
-  char text[80];
-  const int length =
-      std::snprintf(text, sizeof text, "%04d-%02d-%02dT%02d:%02d:%02d.%03dZ", parts.tm_year + 1900,
-                    parts.tm_mon + 1, parts.tm_mday, parts.tm_hour, parts.tm_min, parts.tm_sec,
-                    static_cast<int>(millisecondsSinceEpoch % 1000));
-  return {text, static_cast<std::size_t>(length)};
+void LogOutcome::Add(TestStatus status) {
+  Rank rank = Rank::kInvalid;
+  switch (status) {
+    case kTestPassed:
+    case kTestWarning:
+      rank = Rank::kPassed;
+      break;
+    case kTestFailed:
+      rank = Rank::kFailed;
+      break;
+    case kTestNotApplicable:
+      rank = Rank::kNothing;
+      break;
+    case kTestCanceled:
+      rank = Rank::kCanceled;
+      break;
+    default:
+      break;
+  }
+  rank_ = std::max(rank_, rank);
 }
 
-std::int64_t NowMilliseconds() {
-  const auto now = std::chrono::system_clock::now().time_since_epoch();
-  return std::chrono::duration_cast<std::chrono::milliseconds>(now).count();
+LogStatus LogOutcome::Status() const {
+  switch (rank_) {
+    case Rank::kPassed:
+    case Rank::kFailed:
+      return LogStatus::kComplete;
+    case Rank::kInvalid:
+      return LogStatus::kError;
+    case Rank::kCanceled:
+      return LogStatus::kSkip;
+    case Rank::kNothing:
+      break;
+  }
+  return hasError_ ? LogStatus::kError : LogStatus::kSkip;
 }
 
-void ServiceLog::Write(std::string_view text) noexcept {
+LogResult LogOutcome::Result() const {
+  return rank_ == Rank::kFailed   ? LogResult::kFail
+         : rank_ == Rank::kPassed ? LogResult::kPass
+                                  : LogResult::kNotApplicable;
+}
+
+namespace {
+
+// A run never stops for its log.
+template <typename Call>
+void Quietly(Call&& call) noexcept {
   try {
-    std::string line = UtcTimeText(NowMilliseconds()) + ' ';
-    for (const char c : text) {
-      line += static_cast<unsigned char>(c) < 0x20 || c == 0x7F ? ' ' : c;
-    }
-    line += '\n';
-    const std::lock_guard lock(mutex_);
-    if (!opened_ && !folder_.empty()) {
-      opened_ = true;
-      MakeFolder(folder_);
-      const std::string path = folder_ + "/service.log";
-      SetLargeFileAside(path, kLargestLog);
-      file_.Open(path, false);
-    }
-    if (file_.IsOpen()) {
-      file_.Write(line);
-    }
+    call();
   } catch (...) {
-    // A run never stops for its log.
   }
 }
 
-void ServiceLog::MoveTo(const std::string& folder) {
-  const std::lock_guard lock(mutex_);
-  folder_ = SystemPath(folder);
-  file_ = AppendFile();
-  opened_ = false;
+std::string CrashText(const UnfinishedLog& log) {
+  std::string text = "an earlier run did not come to its end: " + log.name;
+  const std::vector<std::string> steps = OpenSteps(log.tail);
+  text += steps.empty() ? "; no test was running" : "; running: ";
+  for (const std::string& step : steps) {
+    text += (&step == &steps.front() ? "" : ", ") + step;
+  }
+  return text;
+}
+
+}  // namespace
+
+ServiceLog::ServiceLog(std::string folder, LogSubject subject, LogLimits limits)
+    : limits_(limits), folder_(std::move(folder)), subject_(std::move(subject)) {}
+
+LogLine ServiceLog::NextLine() {
+  // A line that could not be written leaves a gap in the numbers, which tells of the loss.
+  return {nextLine_++, NowMilliseconds()};
+}
+
+bool ServiceLog::Open() {
+  if (tried_ || ended_) {
+    return file_.IsOpen();
+  }
+  tried_ = true;
+  const std::int64_t now = NowMilliseconds();
+  if (!file_.Create(folder_, now)) {
+    return false;
+  }
+  nextLine_ = 0;
+  const std::string version = SchemaVersionLine({nextLine_++, now});
+  const std::string start = RunLine({nextLine_++, now}, RunStartArtifact(subject_));
+  if (!file_.Append(version) || !file_.Append(start)) {
+    file_.Discard();
+    return false;
+  }
+  sync_ = std::make_shared<LogSync>(file_.Syncer());
+  TellOfCrashes();
+  PruneLogs(folder_, limits_, file_.Name());
+  return true;
+}
+
+void ServiceLog::TellOfCrashes() {
+  for (const UnfinishedLog& log : TakeUnfinishedLogs(folder_)) {
+    Write(RunLine(NextLine(), ErrorArtifact("earlier-run-unfinished", CrashText(log))));
+  }
+}
+
+void ServiceLog::Write(const std::string& line) {
+  if (file_.IsOpen()) {
+    file_.Append(line);
+  }
+}
+
+void ServiceLog::Run(const std::string& artifact) {
+  if (Open()) {
+    Write(RunLine(NextLine(), artifact));
+  }
+}
+
+void ServiceLog::Error(const std::string& symptom, const std::string& message) noexcept {
+  Quietly([&] {
+    const std::lock_guard lock(mutex_);
+    outcome_.AddError();
+    Run(ErrorArtifact(symptom, message));
+  });
+}
+
+void ServiceLog::Text(LogSeverity severity, const std::string& message) noexcept {
+  Quietly([&] {
+    const std::lock_guard lock(mutex_);
+    Run(TextArtifact(severity, message));
+  });
+}
+
+bool ServiceLog::Begin(LogSubject subject) noexcept {
+  bool begins = false;
+  Quietly([&] {
+    const std::lock_guard lock(mutex_);
+    if (!tried_) {
+      subject_ = std::move(subject);
+      begins = Open();
+    }
+  });
+  return begins;
+}
+
+void ServiceLog::End() noexcept {
+  std::shared_ptr<LogSync> sync;  // ends outside the lock
+  Quietly([&] {
+    const std::lock_guard lock(mutex_);
+    if (file_.IsOpen()) {
+      Run(RunEndArtifact(outcome_.Status(), outcome_.Result()));
+    }
+    ended_ = true;
+    file_.Close();
+    sync.swap(sync_);
+  });
+}
+
+std::uint64_t ServiceLog::StartStep(const std::string& name) noexcept {
+  std::uint64_t step = 0;
+  std::shared_ptr<LogSync> sync;
+  Quietly([&] {
+    const std::lock_guard lock(mutex_);
+    step = nextStep_++;
+    if (Open()) {
+      Write(StepLine(NextLine(), step, StepStartArtifact(name)));
+      sync = sync_;
+    }
+  });
+  Quietly([&] {
+    if (sync != nullptr) {
+      sync->SyncNow();
+    }
+  });
+  return step;
+}
+
+void ServiceLog::Step(std::uint64_t step, const std::string& artifact) noexcept {
+  Quietly([&] {
+    const std::lock_guard lock(mutex_);
+    if (file_.IsOpen()) {
+      Write(StepLine(NextLine(), step, artifact));
+    }
+  });
+}
+
+void ServiceLog::EndStep(std::uint64_t step, LogStatus status) noexcept {
+  std::shared_ptr<LogSync> sync;
+  Quietly([&] {
+    const std::lock_guard lock(mutex_);
+    if (file_.IsOpen()) {
+      Write(StepLine(NextLine(), step, StepEndArtifact(status)));
+      sync = sync_;
+    }
+  });
+  Quietly([&] {
+    if (sync != nullptr) {
+      sync->SyncSoon();
+    }
+  });
+}
+
+void ServiceLog::Count(TestStatus status) noexcept {
+  Quietly([&] {
+    const std::lock_guard lock(mutex_);
+    outcome_.Add(status);
+  });
+}
+
+void ServiceLog::MoveTo(const std::string& folder) noexcept {
+  std::shared_ptr<LogSync> sync;  // ends outside the lock
+  Quietly([&] {
+    const std::string place = SystemPath(folder);
+    const std::lock_guard lock(mutex_);
+    if (place == folder_ || ended_) {
+      return;
+    }
+    if (!file_.IsOpen()) {
+      folder_ = place;
+      tried_ = false;
+    } else if (file_.MoveTo(place, NowMilliseconds())) {
+      folder_ = place;
+      sync = std::exchange(sync_, std::make_shared<LogSync>(file_.Syncer()));
+      TellOfCrashes();
+      PruneLogs(folder_, limits_, file_.Name());
+    }
+  });
 }
 
 }  // namespace orvan::core

@@ -66,21 +66,22 @@ void ModuleAdapter::ScanDevices() {
     std::set<std::string> ids;
     for (std::unique_ptr<sdk::Device>& device : module_->ScanDevices(scanStop_.get_token())) {
       if (device == nullptr) {
-        log_.Write("scan of module " + name_ + ": a device that is none was left out");
+        log_.Error("scan-fault",
+                   "scan of module " + name_ + ": a device that is none was left out");
         continue;
       }
       auto adapter = std::make_unique<DeviceAdapter>(std::move(device), log_);
       DeviceAdapter* pointer = adapter.get();
       if (!ids.insert(pointer->Id()).second) {
-        log_.Write("scan of module " + name_ + ": more than one device has the id " +
-                   pointer->Id());
+        log_.Error("scan-fault", "scan of module " + name_ + ": more than one device has the id " +
+                                     pointer->Id());
       }
       deviceAdapters_.emplace(pointer, std::move(adapter));
       found.push_back(pointer);
     }
     devices_ = std::move(found);
   } catch (...) {
-    log_.Write("scan of module " + name_ + " ended: " + CurrentExceptionText());
+    log_.Error("exception", "scan of module " + name_ + " ended: " + CurrentExceptionText());
   }
 }
 

@@ -108,7 +108,7 @@ std::optional<std::vector<LoadedModule>> PluginSource::Load(ServiceLog& log) {
   LoadedPlugins loaded = LoadPlugins(folder_, environment);
   refusals_ = std::move(loaded.refusals);
   for (const PluginRefusal& refusal : refusals_) {
-    log.Write("plug-in " + refusal.path + " was refused: " + refusal.reason);
+    log.Error("plugin-refused", "plug-in " + refusal.path + " was refused: " + refusal.reason);
   }
   return std::move(loaded.modules);
 }

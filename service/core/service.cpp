@@ -4,6 +4,7 @@
 
 #include "boundary/orvan_service_settings.h"
 #include "service/core/guard.h"
+#include "service/core/machine_identity.h"
 #include "system/execution_tracker.h"
 
 namespace orvan::core {
@@ -14,13 +15,25 @@ bool IsOn(const std::map<std::string, bool>& truths, const char* key) {
   return found != truths.end() && found->second;
 }
 
+LogSubject SubjectOf(const ServiceOptions& options, const ModuleSource& source) {
+  const MachineIdentity machine = ThisMachine();
+  LogSubject subject;
+  subject.program = ProgramName();
+  subject.version = options.version;
+  subject.machine = machine.hostName;
+  subject.isSimulated = source.IsScripted();
+  subject.software = {{"Tarvex Diagnostics", options.version},
+                      {machine.system, machine.release, "SYSTEM"}};
+  return subject;
+}
+
 }  // namespace
 
 Service::Service(std::unique_ptr<ModuleSource> source, ServiceOptions options)
     : source_(std::move(source)),
       observer_(source_->Observer()),
       options_(std::move(options)),
-      log_(options_.logFolder) {}
+      log_(options_.logFolder, SubjectOf(options_, *source_)) {}
 
 Service::~Service() {
   Close();
@@ -36,6 +49,7 @@ void Service::Close() {
   }
   modulePointers_.clear();
   tracker_.reset();
+  log_.End();
 }
 
 void Service::AddModule(LoadedModule loaded) {
@@ -43,7 +57,8 @@ void Service::AddModule(LoadedModule loaded) {
     modules_.push_back(std::make_unique<ModuleAdapter>(std::move(loaded.module), log_, observer_));
     modulePointers_.push_back(modules_.back().get());
   } catch (...) {
-    log_.Write("module " + loaded.origin + " was refused: " + CurrentExceptionText());
+    log_.Error("module-refused",
+               "module " + loaded.origin + " was refused: " + CurrentExceptionText());
   }
 }
 
@@ -75,11 +90,16 @@ void Service::ExecuteDiagnostics(DiagModule* module, DiagDevice* device,
   }
   const ResolvedPlan resolved = ResolvePlan(modules_, module, device, plan);
   observer_.OnExecuteDiagnostics(resolved);
+  BeginLog();
   RunSurroundings surroundings;
   surroundings.suite = suiteListener_;
   surroundings.test = testListener_;
   surroundings.stop = abort_.get_token();
   surroundings.log = &log_;
+  if (resolved.module != nullptr && resolved.device != nullptr) {
+    surroundings.hardware = &inventory_.Of(*resolved.module, *resolved.device);
+    surroundings.hardwareIsListed = inventory_.IsListed(*resolved.device);
+  }
   surroundings.source = source_.get();
   // The caller may ask for the final code as soon as the suite's end is reported, so each verdict
   // is there before its test ends.
@@ -101,6 +121,16 @@ void Service::ExecuteDiagnostics(DiagModule* module, DiagDevice* device,
   Executor(surroundings).Run(resolved);
 }
 
+void Service::BeginLog() {
+  if (!std::exchange(logBegun_, true)) {
+    LogSubject subject = SubjectOf(options_, *source_);
+    inventory_.List(modules_, subject);
+    if (!log_.Begin(std::move(subject))) {
+      inventory_.Unlist();
+    }
+  }
+}
+
 Service::OwnedTool Service::FindTool(const DiagTool* tool) const {
   if (closed_) {
     return {};
@@ -117,7 +147,7 @@ void Service::RunTool(DiagTool* tool, orvan_service::ToolListenerView* listener,
                       std::vector<DiagDevice*> devices) {
   const OwnedTool found = FindTool(tool);
   if (found.tool == nullptr) {
-    log_.Write("a run of an unknown tool was refused");
+    log_.Error("tool-refused", "a run of an unknown tool was refused");
     return;
   }
   std::vector<const DeviceAdapter*> known;
@@ -127,7 +157,7 @@ void Service::RunTool(DiagTool* tool, orvan_service::ToolListenerView* listener,
       known.push_back(adapter);
       ids.push_back(adapter->Id());
     } else {
-      log_.Write("tool " + found.tool->Name() + ": an unknown device was left out");
+      log_.Error("tool-refused", "tool " + found.tool->Name() + ": an unknown device was left out");
     }
   }
   observer_.OnRunTool(found.tool->Name(), listener != nullptr, ids);

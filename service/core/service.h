@@ -12,6 +12,7 @@
 #include "boundary/orvan_service.h"
 #include "service/core/executor.h"
 #include "service/core/log.h"
+#include "service/core/log_inventory.h"
 #include "service/core/module_adapter.h"
 #include "service/core/module_source.h"
 
@@ -73,6 +74,8 @@ class Service final : public OrvanService {
   OwnedTool FindTool(const DiagTool* tool) const;
   void AddModule(LoadedModule loaded);
   std::string Version() const;  // under mutex_
+  // The log's run starts with the first plan, when devices are known.
+  void BeginLog();
 
   std::unique_ptr<ModuleSource> source_;
   CallObserver& observer_;
@@ -90,6 +93,8 @@ class Service final : public OrvanService {
   std::vector<DiagModule*> modulePointers_;
   bool loadTried_ = false;                           // service thread
   bool loaded_ = false;                              // service thread
+  bool logBegun_ = false;                            // service thread
+  LogInventory inventory_;                           // service thread
   std::unique_ptr<SystemExecutionTracker> tracker_;  // service thread
   mutable std::mutex mutex_;                         // guards all below
   std::map<std::string, std::string> texts_;

@@ -81,8 +81,9 @@ TEST_F(ServiceTest, AModuleThatCannotSayItsNameIsLeftOut) {
   testing::TemporaryFolder folder;
   Start(folder.Path());
   EXPECT_EQ(service->LoadModules(0)->size(), 1U);
-  EXPECT_EQ(testing::FileText(folder.Path("service.log")).substr(25),
-            "module number 0 was refused: nameless\n");
+  EXPECT_EQ(testing::LogLinesAfterStart(folder.Path()),
+            std::vector<std::string>{
+                testing::RunErrorLine("module-refused", "module number 0 was refused: nameless")});
 }
 
 TEST_F(ServiceTest, TheFinalCodeNamesVersionVerdictAndGroup) {
@@ -180,8 +181,9 @@ TEST_F(ServiceTest, WritesItsLogWhereItWasMovedTo) {
   DiagModule* module = service->LoadModules(0)->front();
   service->ExecuteDiagnostics(module, nullptr, {});
   EXPECT_FALSE(std::filesystem::exists(folder.Path("first")));
-  EXPECT_NE(testing::FileText(folder.Path("second/service.log")).find("run of Plain on no device"),
-            std::string::npos);
+  const std::string begins =
+      R"("testRunArtifact":{"log":{"severity":"INFO","message":"run of Plain on no device begins"}}})";
+  EXPECT_EQ(testing::LogLinesAfterStart(folder.Path("second")).front(), begins);
 }
 
 TEST_F(ServiceTest, CallsAfterTheEndDoNothing) {

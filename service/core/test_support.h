@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -50,6 +51,44 @@ class TemporaryFolder {
 inline std::string FileText(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
   return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+// The names in a folder, sorted.
+inline std::vector<std::string> NamesIn(const std::string& folder) {
+  std::vector<std::string> names;
+  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+    names.push_back(entry.path().filename().string());
+  }
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+// The lines of all logs in a folder, in the order of their names, each without the sequence number
+// and the timestamp in front.
+inline std::vector<std::string> LogLines(const std::string& folder) {
+  std::vector<std::string> lines;
+  for (const std::string& name : NamesIn(folder)) {
+    std::ifstream file(folder + '/' + name);
+    for (std::string line; std::getline(file, line);) {
+      const std::size_t time = line.find("\"timestamp\":\"");
+      lines.push_back(time != std::string::npos ? line.substr(time + 39) : line);
+    }
+  }
+  return lines;
+}
+
+// The same without the first two lines, which tell the version of the format and the run's start.
+inline std::vector<std::string> LogLinesAfterStart(const std::string& folder) {
+  std::vector<std::string> lines = LogLines(folder);
+  lines.erase(lines.begin(),
+              lines.begin() + static_cast<std::ptrdiff_t>(std::min<std::size_t>(lines.size(), 2)));
+  return lines;
+}
+
+// The line, as LogLines gives it, of an error of the run.
+inline std::string RunErrorLine(const std::string& symptom, const std::string& message) {
+  return R"("testRunArtifact":{"error":{"symptom":")" + symptom + R"(","message":")" + message +
+         R"("}}})";
 }
 
 class PlainDevice final : public sdk::Device {

@@ -87,7 +87,7 @@ void ToolAdapter::Run(orvan_service::ToolListenerView* listener,
   try {
     record_.run(context);
   } catch (...) {
-    module_.Log().Write("tool " + record_.name + " ended: " + CurrentExceptionText());
+    module_.Log().Error("exception", "tool " + record_.name + " ended: " + CurrentExceptionText());
   }
   EndRun();
 }

@@ -42,7 +42,4 @@ class Trace final : public core::CallObserver {
   std::mutex mutex_;       // keeps lines whole and in order
 };
 
-// The text as a JSON string, with its quotes.
-std::string JsonText(const std::string& text);
-
 }  // namespace orvan::scenario

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "service/sdk/device.h"
+#include "service/sdk/measurement.h"
 
 namespace orvan::sdk {
 
@@ -26,6 +27,8 @@ class TestContext {
   // Progress, 0 to 100, and a message key for the operator, which may be empty. Cheap.
   virtual void Report(int percent, const std::string& message) = 0;
   void Report(int percent) { Report(percent, {}); }
+  // A measured value for the log, at any time of the test. A surrounding without a log drops it.
+  virtual void Measure(const Measurement& /*measurement*/) {}
 };
 
 }  // namespace orvan::sdk

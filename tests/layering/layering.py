@@ -48,9 +48,16 @@ OS_ROOMS = ("host", "service/machine", "system")
 
 # Files that need the operating system for one named reason.
 OS_EXCEPTIONS = {
-    # The service's own few calls: it loads plug-ins, refuses one that somebody else than root
-    # could have written, and opens its log without following links.
+    # The service's own few calls: it loads plug-ins and refuses one that somebody else than root
+    # could have written.
     "service/core/platform.cpp": ("dlfcn.h", "fcntl.h", "sys/stat.h", "unistd.h"),
+    # The log's own file follows no link, is locked, and is synchronized with the disk.
+    "service/core/log_file.cpp": ("fcntl.h", "sys/file.h", "sys/resource.h", "sys/stat.h",
+                                  "unistd.h"),
+    # Logs that earlier runs left are listed, told from those of live runs, and removed.
+    "service/core/log_folder.cpp": ("dirent.h", "fcntl.h", "sys/file.h", "sys/stat.h", "unistd.h"),
+    # The log names the machine and its kernel.
+    "service/core/machine_identity.cpp": ("sys/utsname.h",),
 }
 
 # Libraries of the operating system, as CMake targets, and the rooms that may link them.

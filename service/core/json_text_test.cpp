@@ -1,8 +1,10 @@
-#include "service/scenario/trace.h"
+#include "service/core/json_text.h"
 
 #include <gtest/gtest.h>
 
-namespace orvan::scenario {
+#include <limits>
+
+namespace orvan::core {
 namespace {
 
 TEST(JsonText, EscapesWhatJsonDoesNotTake) {
@@ -28,5 +30,26 @@ TEST(JsonText, ReplacesEachByteThatIsNoUtf8) {
   EXPECT_EQ(JsonText("\xF0\x8F\x80\x80"), '"' + bad + bad + bad + bad + '"');
 }
 
+TEST(JsonNumber, IsShortestAndReadsBack) {
+  EXPECT_EQ(JsonNumber(0), "0");
+  EXPECT_EQ(JsonNumber(-7), "-7");
+  EXPECT_EQ(JsonNumber(0.1), "0.1");
+  EXPECT_EQ(JsonNumber(1e12), "1000000000000");
+  EXPECT_EQ(JsonNumber(9007199254740992), "9007199254740992");
+  EXPECT_EQ(JsonNumber(1e300), "1e+300");
+}
+
+TEST(JsonNumber, IsATextWhereThereIsNoNumber) {
+  EXPECT_EQ(JsonNumber(std::numeric_limits<double>::quiet_NaN()), "\"nan\"");
+  EXPECT_EQ(JsonNumber(std::numeric_limits<double>::infinity()), "\"inf\"");
+  EXPECT_EQ(JsonNumber(-std::numeric_limits<double>::infinity()), "\"-inf\"");
+}
+
+TEST(JsonObject, KeepsTheOrderOfItsMembers) {
+  EXPECT_EQ(JsonObject().Take(), "{}");
+  EXPECT_EQ(JsonObject().Text("b", "x\n").Number("a", 2).Raw("c", "[]").Take(),
+            R"({"b":"x\n","a":2,"c":[]})");
+}
+
 }  // namespace
-}  // namespace orvan::scenario
+}  // namespace orvan::core

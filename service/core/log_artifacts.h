@@ -1,0 +1,70 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "service/sdk/measurement.h"
+
+// The artifacts of a log, each as the JSON text of one member without braces: "log":{...}. Texts
+// are cut at kLongestLogText bytes.
+// Source: Open Compute Project, Test and Validation Output Specification, version 2.0.
+namespace orvan::core {
+
+inline constexpr std::size_t kLongestLogText = 16384;
+
+enum class LogSeverity { kInfo, kWarning, kError };
+enum class LogStatus { kComplete, kError, kSkip };
+enum class LogResult { kNotApplicable, kPass, kFail };
+enum class LogDiagnosis { kPass, kFail, kUnknown };
+
+struct LogSoftware {
+  std::string name;
+  std::string version;
+  const char* type = "APPLICATION";  // or "SYSTEM"
+};
+
+// Absent texts are left out.
+struct LogHardware {
+  std::string id;  // unique in the run; what other artifacts refer to
+  std::string name;
+  std::string location;
+  std::string serialNumber;
+  std::string partType;
+};
+
+// What is known of a run at its start.
+struct LogSubject {
+  std::string program;       // as it was called, without arguments
+  std::string version;       // of the program
+  std::string machine;       // its host name
+  bool isSimulated = false;  // the hardware is one of a scenario file
+  std::vector<LogSoftware> software;
+  std::vector<LogHardware> hardware;
+};
+
+std::string RunStartArtifact(const LogSubject& subject);
+std::string RunEndArtifact(LogStatus status, LogResult result);
+std::string TextArtifact(LogSeverity severity, const std::string& message);
+// `symptom` is a short word that can be counted, e.g. "plugin-refused".
+std::string ErrorArtifact(const std::string& symptom, const std::string& message);
+std::string StepStartArtifact(const std::string& name);
+std::string StepEndArtifact(LogStatus status);
+std::string DiagnosisArtifact(LogDiagnosis type, const std::string& verdict,
+                              const std::string& message, const std::string& hardwareId);
+std::string MeasurementArtifact(const sdk::Measurement& measurement, const std::string& hardwareId);
+// A device that was not known when the run started.
+std::string HardwareArtifact(const LogHardware& hardware);
+// `content` is a JSON object.
+std::string ExtensionArtifact(const std::string& name, const std::string& content);
+
+// Lines of the file, each with its line end.
+struct LogLine {
+  std::uint64_t sequence = 0;
+  std::int64_t timeMs = 0;  // since the epoch
+};
+std::string SchemaVersionLine(const LogLine& line);
+std::string RunLine(const LogLine& line, const std::string& artifact);
+std::string StepLine(const LogLine& line, std::uint64_t step, const std::string& artifact);
+
+}  // namespace orvan::core

@@ -1,0 +1,130 @@
+#include "service/core/log_file.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <utility>
+
+#include "service/core/log_time.h"
+#include "service/core/platform.h"
+
+namespace orvan::core {
+namespace {
+
+// Names in one folder differ by process or by time; more than a few collisions are no accident.
+constexpr int kNameTries = 16;
+
+// A write beyond the limit would end the process by SIGXFSZ.
+bool Exceeds(std::uint64_t size) {
+  struct rlimit limit {};
+  return getrlimit(RLIMIT_FSIZE, &limit) == 0 && limit.rlim_cur != RLIM_INFINITY &&
+         size > limit.rlim_cur;
+}
+
+}  // namespace
+
+bool LogFile::Create(const std::string& folder, std::int64_t nowMs) {
+  if (folder.empty() || folder.find('\0') != std::string::npos) {
+    return false;
+  }
+  MakeFolder(folder);
+  auto fresh = std::make_shared<Open>();
+  fresh->folder.Reset(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!fresh->folder.IsOpen()) {
+    return false;
+  }
+  constexpr int kFlags = O_RDWR | O_APPEND | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC | O_NOCTTY;
+  std::string name;
+  for (int tries = 0; tries < kNameTries && !fresh->file.IsOpen(); ++tries) {
+    name = "tarvex-" + FileTimeText(nowMs + tries) + '-' + std::to_string(getpid()) + ".jsonl";
+    fresh->file.Reset(openat(fresh->folder.Get(), name.c_str(), kFlags, 0640));
+    if (!fresh->file.IsOpen() && errno != EEXIST) {
+      return false;
+    }
+  }
+  if (!fresh->file.IsOpen()) {
+    return false;
+  }
+  // Others leave an empty file alone, so nobody else holds the lock before this.
+  flock(fresh->file.Get(), LOCK_EX | LOCK_NB);
+  file_ = std::move(fresh);
+  folder_ = folder;
+  name_ = std::move(name);
+  size_ = 0;
+  return true;
+}
+
+bool LogFile::Append(std::string_view line) {
+  if (file_ == nullptr || Exceeds(size_ + line.size())) {
+    return false;
+  }
+  ssize_t written = -1;
+  do {
+    written = write(file_->file.Get(), line.data(), line.size());
+  } while (written < 0 && errno == EINTR);
+  if (written == static_cast<ssize_t>(line.size())) {
+    size_ += line.size();
+    return true;
+  }
+  // What a full disk took of the line would spoil the next one.
+  if (written > 0 && ftruncate(file_->file.Get(), static_cast<off_t>(size_)) != 0) {
+    Close();
+  }
+  return false;
+}
+
+bool LogFile::CopyFrom(const LogFile& other) {
+  char block[65536];
+  std::uint64_t at = 0;
+  while (at < other.size_) {
+    const std::size_t wanted =
+        static_cast<std::size_t>(std::min<std::uint64_t>(sizeof block, other.size_ - at));
+    const ssize_t count = pread(other.file_->file.Get(), block, wanted, static_cast<off_t>(at));
+    if (count <= 0 || !Append({block, static_cast<std::size_t>(count)})) {
+      return false;
+    }
+    at += static_cast<std::uint64_t>(count);
+  }
+  return true;
+}
+
+bool LogFile::MoveTo(const std::string& folder, std::int64_t nowMs) {
+  LogFile next;
+  if (file_ == nullptr || !next.Create(folder, nowMs)) {
+    return false;
+  }
+  if (!next.CopyFrom(*this)) {
+    next.Discard();
+    return false;
+  }
+  Discard();
+  *this = std::move(next);
+  return true;
+}
+
+void LogFile::Discard() {
+  if (file_ != nullptr) {
+    unlinkat(file_->folder.Get(), name_.c_str(), 0);
+    Close();
+  }
+}
+
+void LogFile::Close() {
+  file_.reset();
+}
+
+std::function<void()> LogFile::Syncer() const {
+  return [file = file_] {
+    if (file != nullptr) {
+      fdatasync(file->file.Get());
+      fsync(file->folder.Get());  // a new file's name lies in its folder
+    }
+  };
+}
+
+}  // namespace orvan::core

@@ -1,0 +1,159 @@
+#include "service/core/log_folder.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <memory>
+
+#include "service/core/log_crash.h"
+#include "system/descriptor.h"
+
+namespace orvan::core {
+namespace {
+
+using tarvex::Descriptor;
+
+constexpr std::string_view kEnding = ".jsonl";
+constexpr std::string_view kCrashedEnding = ".crashed.jsonl";
+
+// Long enough for the longest lines of a test.
+constexpr off_t kTailBytes = 1 << 20;
+
+struct Entry {
+  std::string name;
+  std::uint64_t bytes = 0;
+};
+
+bool TakeDigits(std::string_view& text, std::size_t least, std::size_t most) {
+  std::size_t count = 0;
+  while (count < text.size() && count < most && text[count] >= '0' && text[count] <= '9') {
+    ++count;
+  }
+  text.remove_prefix(count);
+  return count >= least;
+}
+
+bool TakeText(std::string_view& text, std::string_view wanted) {
+  if (text.substr(0, wanted.size()) != wanted) {
+    return false;
+  }
+  text.remove_prefix(wanted.size());
+  return true;
+}
+
+bool EndsWith(std::string_view text, std::string_view end) {
+  return text.size() >= end.size() && text.substr(text.size() - end.size()) == end;
+}
+
+Descriptor OpenFolder(const std::string& folder) {
+  return Descriptor(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+}
+
+// The logs of the folder that are regular files, oldest first.
+std::vector<Entry> LogsIn(const Descriptor& folder) {
+  std::vector<Entry> logs;
+  const int copy = fcntl(folder.Get(), F_DUPFD_CLOEXEC, 0);
+  const std::unique_ptr<DIR, int (*)(DIR*)> stream(copy >= 0 ? fdopendir(copy) : nullptr, closedir);
+  if (stream == nullptr) {
+    Descriptor(copy).Close();
+    return logs;
+  }
+  rewinddir(stream.get());  // the copy shares its place with the folder's descriptor
+  while (const dirent* entry = readdir(stream.get())) {
+    struct stat status {};
+    if (IsLogName(entry->d_name) &&
+        fstatat(folder.Get(), entry->d_name, &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+        S_ISREG(status.st_mode)) {
+      logs.push_back({entry->d_name, static_cast<std::uint64_t>(status.st_size)});
+    }
+  }
+  std::sort(logs.begin(), logs.end(),
+            [](const Entry& one, const Entry& other) { return one.name < other.name; });
+  return logs;
+}
+
+// The log, when no run holds it any more; while it is open, no other run takes it for its own.
+Descriptor OpenEnded(const Descriptor& folder, const std::string& name) {
+  constexpr int kFlags = O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
+  Descriptor file(openat(folder.Get(), name.c_str(), kFlags));
+  if (file.IsOpen() && flock(file.Get(), LOCK_EX | LOCK_NB) != 0) {
+    file.Reset();
+  }
+  return file;
+}
+
+std::string Tail(const Descriptor& file) {
+  struct stat status {};
+  if (fstat(file.Get(), &status) != 0 || !S_ISREG(status.st_mode)) {
+    return {};
+  }
+  const off_t from = std::max<off_t>(0, status.st_size - kTailBytes);
+  std::string text(static_cast<std::size_t>(status.st_size - from), '\0');
+  const ssize_t count = pread(file.Get(), text.data(), text.size(), from);
+  text.resize(count > 0 ? static_cast<std::size_t>(count) : 0);
+  return text;
+}
+
+}  // namespace
+
+bool IsLogName(std::string_view name) {
+  const bool isOurs = TakeText(name, "tarvex-") && TakeDigits(name, 8, 8) && TakeText(name, "T") &&
+                      TakeDigits(name, 6, 6) && TakeText(name, ".") && TakeDigits(name, 3, 3) &&
+                      TakeText(name, "Z-") && TakeDigits(name, 1, 10);
+  return isOurs && (name == kEnding || name == kCrashedEnding);
+}
+
+std::vector<UnfinishedLog> TakeUnfinishedLogs(const std::string& folder) {
+  std::vector<UnfinishedLog> taken;
+  const Descriptor place = OpenFolder(folder);
+  if (!place.IsOpen()) {
+    return taken;
+  }
+  for (const Entry& log : LogsIn(place)) {
+    // An empty one may be so new that its run has not locked it yet.
+    if (log.bytes == 0 || EndsWith(log.name, kCrashedEnding)) {
+      continue;
+    }
+    const Descriptor file = OpenEnded(place, log.name);
+    std::string tail = file.IsOpen() ? Tail(file) : std::string();
+    if (tail.empty() || HasRunEnd(tail)) {
+      continue;
+    }
+    const std::string stem = log.name.substr(0, log.name.size() - kEnding.size());
+    const std::string name = stem + std::string(kCrashedEnding);
+    if (renameat(place.Get(), log.name.c_str(), place.Get(), name.c_str()) == 0) {
+      taken.push_back({name, std::move(tail)});
+    }
+  }
+  return taken;
+}
+
+void PruneLogs(const std::string& folder, const LogLimits& limits, const std::string& own) {
+  const Descriptor place = OpenFolder(folder);
+  if (!place.IsOpen()) {
+    return;
+  }
+  const std::vector<Entry> logs = LogsIn(place);
+  std::size_t files = logs.size();
+  std::uint64_t bytes = 0;
+  for (const Entry& log : logs) {
+    bytes += log.bytes;
+  }
+  for (const Entry& log : logs) {
+    if (files <= limits.files && bytes <= limits.bytes) {
+      return;
+    }
+    if (log.name != own && OpenEnded(place, log.name).IsOpen() &&
+        unlinkat(place.Get(), log.name.c_str(), 0) == 0) {
+      --files;
+      bytes -= log.bytes;
+    }
+  }
+}
+
+}  // namespace orvan::core

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace orvan::core {
+
+// What is kept of earlier logs. The oldest go first.
+struct LogLimits {
+  std::size_t files = 100;            // the running one among them
+  std::uint64_t bytes = 64ULL << 20;  // of all of them together
+};
+
+// True for the name of a log: of a run that ended or goes on, or, with ".crashed" in it, of one
+// that was found without its end.
+bool IsLogName(std::string_view name);
+
+struct UnfinishedLog {
+  std::string name;  // as it is called from now on
+  std::string tail;  // its last lines, the first of them perhaps cut
+};
+
+// The logs in the folder that have no end and whose run goes on no more, each of them once: the
+// file gets ".crashed" into its name. Regular files with the name of a log only. Any thread.
+std::vector<UnfinishedLog> TakeUnfinishedLogs(const std::string& folder);
+
+// Removes the oldest logs beyond the limits. A log whose run goes on stays, and so does `own`.
+void PruneLogs(const std::string& folder, const LogLimits& limits, const std::string& own);
+
+}  // namespace orvan::core

@@ -1,0 +1,117 @@
+#include "service/core/log_step.h"
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+#include "service/core/json_text.h"
+
+namespace orvan::core {
+namespace {
+
+struct Row {
+  TestStatus status;
+  LogStatus step;
+  const char* word;
+};
+
+constexpr std::array<Row, 6> kRows{{{kTestPassed, LogStatus::kComplete, "passed"},
+                                    {kTestFailed, LogStatus::kComplete, "failed"},
+                                    {kTestWarning, LogStatus::kComplete, "warning"},
+                                    {kTestNotApplicable, LogStatus::kSkip, "not applicable"},
+                                    {kTestCanceled, LogStatus::kSkip, "canceled"},
+                                    {kTestInvalid, LogStatus::kError, "invalid"}}};
+
+Row RowOf(TestStatus status) {
+  const auto* const found = std::find_if(kRows.begin(), kRows.end(),
+                                         [status](const Row& row) { return row.status == status; });
+  return found != kRows.end() ? *found : Row{status, LogStatus::kError, "unrecognized"};
+}
+
+LogDiagnosis DiagnosisOf(TestStatus status) {
+  return status == kTestPassed   ? LogDiagnosis::kPass
+         : status == kTestFailed ? LogDiagnosis::kFail
+                                 : LogDiagnosis::kUnknown;
+}
+
+// "FUNNEL_READ_TEST" and "failed": "funnel-read-test-failed".
+std::string VerdictWord(const std::string& test, const char* word) {
+  std::string text = test + '-' + word;
+  std::transform(text.begin(), text.end(), text.begin(), [](char c) {
+    return c == '_' ? '-' : c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+  });
+  return text;
+}
+
+// "expected EXPECTED; found FOUND; at WHERE; MESSAGE", of what there is.
+std::string VerdictText(const sdk::Verdict& verdict) {
+  const std::pair<const char*, const std::string*> parts[] = {{"expected ", &verdict.expected},
+                                                              {"found ", &verdict.found},
+                                                              {"at ", &verdict.where},
+                                                              {"", &verdict.message}};
+  std::string text;
+  for (const auto& [label, part] : parts) {
+    if (!part->empty()) {
+      text += (text.empty() ? "" : "; ") + std::string(label) + *part;
+    }
+  }
+  return text;
+}
+
+}  // namespace
+
+StepLog::StepLog(ServiceLog& log, const std::string& name, const LogHardware* hardware,
+                 bool isListed)
+    : log_(log), step_(log.StartStep(name)) {
+  if (hardware != nullptr && isListed) {
+    hardwareId_ = hardware->id;
+  } else if (hardware != nullptr) {
+    log_.Step(step_, HardwareArtifact(*hardware));
+  }
+}
+
+void StepLog::Parameters(const sdk::ParameterValues& values) {
+  if (values.empty()) {
+    return;
+  }
+  JsonObject content;
+  for (const auto& [name, value] : values) {
+    content.Text(name, value);
+  }
+  log_.Step(step_, ExtensionArtifact("parameters", content.Take()));
+}
+
+void StepLog::Message(const std::string& message) {
+  if (!message.empty()) {
+    log_.Step(step_, TextArtifact(LogSeverity::kInfo, message));
+  }
+}
+
+void StepLog::Measure(const sdk::Measurement& measurement) {
+  log_.Step(step_, MeasurementArtifact(measurement, hardwareId_));
+}
+
+void StepLog::Exception(const std::string& text) {
+  hasError_ = true;
+  log_.Step(step_, ErrorArtifact("exception", text));
+}
+
+void StepLog::End(const std::string& test, const sdk::Verdict& verdict) {
+  const Row row = RowOf(verdict.status);
+  const std::string text = VerdictText(verdict);
+  const std::string told = row.word + (text.empty() ? "" : ": " + text);
+  if (row.step == LogStatus::kComplete) {
+    log_.Step(step_, DiagnosisArtifact(DiagnosisOf(verdict.status), VerdictWord(test, row.word),
+                                       text, hardwareId_));
+  } else if (row.step == LogStatus::kSkip) {
+    log_.Step(step_, TextArtifact(LogSeverity::kInfo, told));
+  } else if (!hasError_) {
+    log_.Step(step_, ErrorArtifact("test-" + std::string(row.word),
+                                   row.status == kTestInvalid
+                                       ? text
+                                       : "status " + std::to_string(row.status) + "; " + text));
+  }
+  log_.EndStep(step_, row.step);
+}
+
+}  // namespace orvan::core

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <string>
+
+namespace orvan::core {
+
+// Brings a log to the disk on a thread of its own, so that a run never waits long for a disk that
+// is slow, busy with a test, or dead. The one place in which the log is synchronized. Any
+// thread.
+class LogSync {
+ public:
+  // A request that comes sooner after the one before waits for nothing, and is done together with
+  // others that come meanwhile.
+  static constexpr std::chrono::milliseconds kBurst{100};
+  // The longest that anybody waits.
+  static constexpr std::chrono::milliseconds kPatience{100};
+
+  // `sync` returns when all that was written before its call is on the disk. It may outlive this
+  // object when it hangs. Starts the thread; without one, nothing is ever synchronized.
+  explicit LogSync(std::function<void()> sync);
+  // Brings the last lines to the disk, and leaves the thread behind when that takes too long.
+  ~LogSync();
+  LogSync(const LogSync&) = delete;
+  LogSync& operator=(const LogSync&) = delete;
+
+  // For the line that must outlive a crash of the machine. Waits for it, up to kPatience, when the
+  // last such request is kBurst ago or more and no sync hangs; else it is done within kBurst and
+  // the time that one sync takes. True when the line is known to be on the disk.
+  bool SyncNow();
+  // Within kBurst and the time that one sync takes.
+  void SyncSoon();
+
+ private:
+  struct Shared;
+  std::shared_ptr<Shared> shared_;
+};
+
+}  // namespace orvan::core

@@ -1,0 +1,18 @@
+#pragma once
+
+#include <string>
+
+namespace orvan::core {
+
+// This machine's name and the kernel that it runs; empty texts where the system does not tell.
+struct MachineIdentity {
+  std::string hostName;
+  std::string system;   // e.g. "Linux"
+  std::string release;  // e.g. "6.1.0-28-amd64"
+};
+MachineIdentity ThisMachine();
+
+// The running program as it was called, without arguments, which may hold a caller's key.
+std::string ProgramName();
+
+}  // namespace orvan::core
