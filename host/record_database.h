@@ -21,7 +21,7 @@ struct StoredRecord {
 class RecordDatabase {
  public:
   // How long a call waits for other processes that write.
-  static constexpr int kPatienceMs = 5000;
+  static constexpr int kPatienceMs = 2000;
 
   // Opens the store, or makes it when `create`; else null when there is none. One that is damaged
   // gets another name and is treated as missing; `note` then says so.
