@@ -65,7 +65,7 @@ int Cli::ScanWords(int first, int last, char** argv, std::string& errorText) {
       errorText += std::string(") ") + kKeyOutsideModule;
       return kParseFatal;
     }
-    if (FindByName(selection->devices, token) != nullptr) AddOnce(duplicatedDevices, token);
+    if (selection->devices.Find(token) != nullptr) AddOnce(duplicatedDevices, token);
     selection->DeviceEntry(token).namedForModule = true;
     selection->devicesNamed = true;
   }
@@ -136,7 +136,7 @@ void Cli::NoteDeviceInText(const std::string& item,
                            const std::shared_ptr<CliDiagnostic>& diagnostic) {
   AddOnce(testsTakenAsDevices, item);
   ModuleSelection* selection = CurrentSelection();
-  if (FindByName(selection->devices, item) != nullptr) AddWarning(kKeyRedundantDevice);
+  if (selection->devices.Find(item) != nullptr) AddWarning(kKeyRedundantDevice);
   selection->DeviceEntry(item).diagnostics.push_back(diagnostic);
 }
 
@@ -186,11 +186,11 @@ int Cli::ParseTest(const std::string& text, CliDiagnostic& diagnostic, std::stri
 
   std::string ownName;
   test->Name(ownName);
-  CliTest* record = FindByName(diagnostic.tests, ownName);
+  CliTest* record = diagnostic.tests.Find(ownName);
   if (record != nullptr) {
     AddOnce(duplicatedTests, name);
   } else {
-    record = AddNamed(diagnostic.tests, ownName);
+    record = diagnostic.tests.Add(ownName);
     record->name = ownName;
     record->parametersText = clean.substr(open);
     record->test = test;

@@ -202,7 +202,7 @@ class Cli {
   // Run plan.
   void AddDefaultDiagnostic(ModuleSelection& selection);
   void SpreadDiagnostics(ModuleSelection& selection);
-  void PlanDevice(ModuleSelection& selection, DeviceSelection& entry);
+  void PlanDevice(ModuleSelection& selection, DeviceSelection& entry, DiagDevice* device);
   bool PlanAllTests(const CliDiagnostic& diagnostic, DiagDevice* device,
                     const std::string& deviceName, std::vector<TestRunItem>& items);
   void PlanNamedTests(const CliDiagnostic& diagnostic, DiagDevice* device,

@@ -1,9 +1,11 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <memory>
 #include <string>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -15,25 +17,52 @@ class DiagModule;
 class DiagTest;
 class DiagTool;
 
-// Records in the order of first mention, looked up by exact text.
+// Records in the order of first mention, looked up by exact text. A record stays where it is.
 template <typename Record>
-using NamedRecords = std::vector<std::pair<std::string, std::unique_ptr<Record>>>;
+class NamedRecords {
+ public:
+  using Named = std::pair<std::string, std::unique_ptr<Record>>;
 
-// The record of that name, or null.
-template <typename Record>
-Record* FindByName(const NamedRecords<Record>& records, const std::string& name) {
-  for (const auto& [key, record] : records) {
-    if (key == name) return record.get();
+  // The record of that name, or null.
+  Record* Find(const std::string& name) const {
+    if (!places_.empty()) {
+      const auto found = places_.find(name);
+      return found == places_.end() ? nullptr : records_[found->second].second.get();
+    }
+    for (const auto& [key, record] : records_) {
+      if (key == name) return record.get();
+    }
+    return nullptr;
   }
-  return nullptr;
-}
+  // Appends a new record under that name, which is not there yet.
+  Record* Add(const std::string& name) {
+    records_.emplace_back(name, std::make_unique<Record>());
+    if (!places_.empty()) {
+      places_.emplace(name, records_.size() - 1);
+    } else if (records_.size() > kSearched) {
+      for (std::size_t i = 0; i < records_.size(); ++i) places_.emplace(records_[i].first, i);
+    }
+    return records_.back().second.get();
+  }
+  void clear() {
+    records_.clear();
+    places_.clear();
+  }
 
-// Appends a new record under that name, which is not there yet.
-template <typename Record>
-Record* AddNamed(NamedRecords<Record>& records, const std::string& name) {
-  records.emplace_back(name, std::make_unique<Record>());
-  return records.back().second.get();
-}
+  auto begin() const { return records_.begin(); }
+  auto end() const { return records_.end(); }
+  const Named& at(std::size_t place) const { return records_.at(place); }
+  std::size_t size() const { return records_.size(); }
+  bool empty() const { return records_.empty(); }
+
+ private:
+  // Most lists are short, and there are very many of them: they are searched, and the names of
+  // longer ones are kept a second time.
+  static constexpr std::size_t kSearched = 16;
+
+  std::vector<Named> records_;
+  std::unordered_map<std::string, std::size_t> places_;  // empty up to kSearched records
+};
 
 // A test that the user named.
 struct CliTest {
@@ -77,9 +106,9 @@ struct ModuleSelection {
   bool HasNoDevices() const { return serviceDevices == nullptr || serviceDevices->empty(); }
   // The entry of that device, made when it is not there yet.
   DeviceSelection& DeviceEntry(const std::string& deviceName) {
-    DeviceSelection* entry = FindByName(devices, deviceName);
+    DeviceSelection* entry = devices.Find(deviceName);
     if (entry == nullptr) {
-      entry = AddNamed(devices, deviceName);
+      entry = devices.Add(deviceName);
       entry->name = deviceName;
     }
     return *entry;

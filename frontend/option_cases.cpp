@@ -135,12 +135,12 @@ int Cli::HandleModule(OptionScan& scan, const OptionCase& /*option*/) {
   if (currentModule != scan.text) AddWarning(kKeyUseLowercase);
   lastModuleArgIndex = optind - 1;
   argsScanned = 0;
-  ModuleSelection* selection = FindByName(selectedModules, currentModule);
+  ModuleSelection* selection = selectedModules.Find(currentModule);
   if (selection != nullptr) {
     scan.errorText = kKeyDuplicatedModules;
     AddOnce(duplicatedModules, currentModule);
   } else {
-    selection = AddNamed(selectedModules, currentModule);
+    selection = selectedModules.Add(currentModule);
   }
   selection->module = FindModule(currentModule);
   return ScanDeviceTokens(scan.argc, scan.argv, false, scan.errorText) == kParseOk ? kParseOk
@@ -217,12 +217,12 @@ int Cli::HandleRunAll(OptionScan& scan, const OptionCase& /*option*/) {
   for (DiagModule* module : *modules) {
     std::string name;
     stringHandler->ToLower(module->GetDisplayName(name));
-    if (FindByName(runAllModules, name) != nullptr) {
+    if (runAllModules.Find(name) != nullptr) {
       AddOnce(duplicatedModules, name);
       scan.errorText = kKeyDuplicatedModules;
       continue;
     }
-    AddNamed(runAllModules, name)->module = FindModule(name);
+    runAllModules.Add(name)->module = FindModule(name);
   }
   return kParseOk;
 }

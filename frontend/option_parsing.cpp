@@ -237,5 +237,5 @@ int Cli::ResolveTool(std::string& errorText) {
 }
 
 ModuleSelection* Cli::CurrentSelection() {
-  return currentModule.empty() ? nullptr : FindByName(selectedModules, currentModule);
+  return currentModule.empty() ? nullptr : selectedModules.Find(currentModule);
 }

@@ -87,8 +87,8 @@ TEST_F(OptionValues, PlainRunAllChoosesNoKind) {
   EXPECT_TRUE(Has(CLI_FLAG_RUN_ALL));
   EXPECT_FALSE(cli->runAllQuick || cli->runAllExtended || cli->runAllOnlyUnattended);
   ASSERT_EQ(cli->runAllModules.size(), 2U);
-  EXPECT_EQ(cli->runAllModules[0].first, "storage");
-  EXPECT_EQ(cli->runAllModules[1].second->module, service().moduleList[1]);
+  EXPECT_EQ(cli->runAllModules.at(0).first, "storage");
+  EXPECT_EQ(cli->runAllModules.at(1).second->module, service().moduleList[1]);
 }
 
 struct RunAllCase {

@@ -67,8 +67,8 @@ void Cli::SelectForRunAll(ModuleSelection& selection, DiagDevice* device, bool& 
       test->Name(name);
       if (!test->AppliesTo(device)) continue;
       if (runAllOnlyUnattended && test->NeedsOperator()) continue;
-      if (FindByName(record->tests, name) != nullptr) continue;
-      CliTest* chosen = AddNamed(record->tests, name);
+      if (record->tests.Find(name) != nullptr) continue;
+      CliTest* chosen = record->tests.Add(name);
       chosen->name = name;
       chosen->test = test;
       foundSomething = true;

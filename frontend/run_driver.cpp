@@ -93,7 +93,7 @@ int Cli::RunModule(ModuleSelection* selection) {
   HoldSystemEvents();
   const SystemEventsRelease releaseAtEnd;
   OpenListeners();
-  const std::vector<DeviceRunPlan> plans = selection->plans;
+  const std::vector<DeviceRunPlan>& plans = selection->plans;
   if (selection->module == nullptr) return 0;
   run.module = selection->module;
   run.module->GetDisplayName(run.moduleName);

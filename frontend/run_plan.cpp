@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <unordered_map>
 
 #include "boundary/orvan_service.h"
 #include "frontend/cli.h"
@@ -9,13 +10,13 @@
 
 namespace {
 
-DiagDevice* FindDevice(const std::vector<DiagDevice*>* devices, const std::string& name) {
-  if (devices == nullptr) return nullptr;
+// The first device of each id.
+std::unordered_map<std::string, DiagDevice*> ById(const std::vector<DiagDevice*>* devices) {
+  std::unordered_map<std::string, DiagDevice*> found;
+  if (devices == nullptr) return found;
   std::string id;
-  for (DiagDevice* device : *devices) {
-    if (device->GetId(id) == name) return device;
-  }
-  return nullptr;
+  for (DiagDevice* device : *devices) found.emplace(device->GetId(id), device);
+  return found;
 }
 
 }  // namespace
@@ -24,7 +25,11 @@ void Cli::BuildRunPlan(ModuleSelection* selection) {
   if (selection == nullptr || selection->module == nullptr) return;
   AddDefaultDiagnostic(*selection);
   SpreadDiagnostics(*selection);
-  for (auto& [name, entry] : selection->devices) PlanDevice(*selection, *entry);
+  const auto devices = ById(selection->serviceDevices);
+  for (auto& [name, entry] : selection->devices) {
+    const auto found = devices.find(name);
+    PlanDevice(*selection, *entry, found == devices.end() ? nullptr : found->second);
+  }
 }
 
 void Cli::AddDefaultDiagnostic(ModuleSelection& selection) {
@@ -61,9 +66,9 @@ void Cli::SpreadDiagnostics(ModuleSelection& selection) {
   }
 }
 
-void Cli::PlanDevice(ModuleSelection& selection, DeviceSelection& entry) {
+void Cli::PlanDevice(ModuleSelection& selection, DeviceSelection& entry, DiagDevice* device) {
   DeviceRunPlan plan;
-  plan.device = FindDevice(selection.serviceDevices, entry.name);
+  plan.device = device;
   if (plan.device == nullptr) {
     selection.missingDevices.push_back(entry.name);
     if ((flags & CLI_FLAG_SUPERVISED) == 0) return;
@@ -94,6 +99,7 @@ void Cli::PlanDevice(ModuleSelection& selection, DeviceSelection& entry) {
 bool Cli::PlanAllTests(const CliDiagnostic& diagnostic, DiagDevice* device,
                        const std::string& deviceName, std::vector<TestRunItem>& items) {
   const std::vector<DiagTest*>& tests = *diagnostic.diagnostic->Tests();
+  items.reserve(tests.size());
   std::size_t refused = 0;
   for (DiagTest* test : tests) {
     if ((flags & CLI_FLAG_SUPERVISED) == 0 && !test->AppliesTo(device)) {
@@ -112,6 +118,7 @@ bool Cli::PlanAllTests(const CliDiagnostic& diagnostic, DiagDevice* device,
 
 void Cli::PlanNamedTests(const CliDiagnostic& diagnostic, DiagDevice* device,
                          std::vector<TestRunItem>& items) {
+  items.reserve(diagnostic.tests.size());
   for (const auto& [name, chosen] : diagnostic.tests) {
     std::vector<TestParameter> known;
     chosen->test->GetParameters(known, device);

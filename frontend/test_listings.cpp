@@ -124,7 +124,7 @@ void Cli::ShowValidation(ModuleSelection& selection) {
   for (DiagDevice* device : *selection.serviceDevices) {
     std::string id;
     device->GetId(id);
-    if (!selection.devices.empty() && FindByName(selection.devices, id) == nullptr) continue;
+    if (!selection.devices.empty() && selection.devices.Find(id) == nullptr) continue;
     DeviceInformation information;
     device->GetInformation(information);
     for (const auto& diagnostic : selection.diagnostics) {

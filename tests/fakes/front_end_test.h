@@ -16,6 +16,7 @@
 #include "frontend/cli.h"
 #include "frontend/thread_completion.h"
 #include "system/process_state.h"
+#include "tests/fakes/argv.h"
 #include "tests/fakes/expected_texts.h"
 #include "tests/fakes/fake_host.h"
 #include "tests/fakes/fake_service.h"
@@ -24,22 +25,6 @@
 #include "views/cli_test_listener.h"
 #include "views/console_capture.h"
 #include "views/orvan_stdio.h"
-
-// A command line as the process gets it; the bytes stay where they are.
-class Argv {
- public:
-  explicit Argv(const std::vector<std::string>& words) : words_{"TarvexDiagnosticsCLI"} {
-    words_.insert(words_.end(), words.begin(), words.end());
-    for (std::string& word : words_) pointers_.push_back(word.data());
-    pointers_.push_back(nullptr);
-  }
-  int Count() const { return static_cast<int>(words_.size()); }
-  char** Data() { return pointers_.data(); }
-
- private:
-  std::vector<std::string> words_;
-  std::vector<char*> pointers_;
-};
 
 // The front end on a fake host and a fake service, in this process. A test builds the service's
 // modules, starts the application object and looks at output, fields and the fakes.
@@ -121,7 +106,7 @@ class FrontEndTest : public ::testing::Test {
   bool HasAny(std::uint32_t bits) const { return (cli->flags & bits) != 0; }
   // The selection of that name; fails the test when there is none.
   ModuleSelection& Selection(const std::string& name) {
-    ModuleSelection* found = FindByName(cli->selectedModules, name);
+    ModuleSelection* found = cli->selectedModules.Find(name);
     if (found == nullptr) throw std::runtime_error("no selection " + name);
     return *found;
   }
