@@ -97,7 +97,7 @@ int Dispatch(Cli& cli, int argc, char** argv) {
 
 int RunProgram(int argc, char** argv) {
   tarvex::FillStandardDescriptors();
-  tarvex::IgnoreBrokenPipes();
+  tarvex::SurviveFailedWrites();
   tarvex::PrepareEnvironment();
   const tarvex::KeepAwake keepAwake;
   HostSystemEvents* events = SystemEventsOnce();

@@ -42,8 +42,9 @@ int FillStandardDescriptors() {
   return 0;
 }
 
-void IgnoreBrokenPipes() {
+void SurviveFailedWrites() {
   std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGXFSZ, SIG_IGN);
 }
 
 void PrepareEnvironment() {

@@ -8,8 +8,9 @@ namespace tarvex {
 // their numbers. Their use goes on failing with EBADF. 0, or an errno value.
 int FillStandardDescriptors();
 
-// A write to a pipe without a reader fails with EPIPE instead of ending the process.
-void IgnoreBrokenPipes();
+// A write to a pipe without a reader, or past the size that files may have here, fails (EPIPE,
+// EFBIG) instead of ending the process.
+void SurviveFailedWrites();
 
 // Settles what libraries read from the environment: the scanner of options permutes
 // (POSIXLY_CORRECT goes), and the sound library doesn't look for sound hardware where there is

@@ -232,13 +232,27 @@ TEST(FillStandardDescriptors, LeavesOpenOnesAlone) {
             0);
 }
 
-TEST(IgnoreBrokenPipes, WriteWithoutReaderFails) {
+TEST(SurviveFailedWrites, WriteWithoutReaderFails) {
   EXPECT_EQ(InChild([] {
               std::array<int, 2> ends{};
               if (pipe(ends.data()) != 0) return 1;
               close(ends[0]);
-              tarvex::IgnoreBrokenPipes();
+              tarvex::SurviveFailedWrites();
               return write(ends[1], "x", 1) == -1 && errno == EPIPE ? 0 : 2;
+            }),
+            0);
+}
+
+TEST(SurviveFailedWrites, WritePastTheSizeOfFilesFails) {
+  const TestFolder folder;
+  EXPECT_EQ(InChild([&folder] {
+              const rlimit small{4, RLIM_INFINITY};
+              if (setrlimit(RLIMIT_FSIZE, &small) != 0) return 1;
+              const std::string path = folder / "file";
+              const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+              tarvex::SurviveFailedWrites();
+              if (write(file, "four++", 6) != 4) return 2;
+              return write(file, "x", 1) == -1 && errno == EFBIG ? 0 : 3;
             }),
             0);
 }

@@ -2,10 +2,12 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include "system/descriptor_writer.h"
 #include "system/system_path.h"
+#include "system/trusted_path.h"
 
 namespace tarvex {
 namespace {
@@ -13,13 +15,38 @@ namespace {
 constexpr std::size_t kBufferSize = 8192;
 constexpr mode_t kReportMode = S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH;
 
-// A device is written as it is; a file loses what it held.
-bool Prepare(int descriptor) {
+// Memory devices of that kind take everything, or nothing, at once. Any other device may hold a
+// writer up, or take a report for orders.
+// Source: Linux, Documentation/admin-guide/devices.txt, 1 char.
+bool IsSink(const struct stat& about) {
+  constexpr unsigned kMemoryDevices = 1;
+  constexpr unsigned kNull = 3;
+  constexpr unsigned kFull = 7;
+  return S_ISCHR(about.st_mode) && major(about.st_rdev) == kMemoryDevices &&
+         (minor(about.st_rdev) == kNull || minor(about.st_rdev) == kFull);
+}
+
+// A file with a second name may be one that nobody means to lose.
+bool IsWritten(const struct stat& about) {
+  return IsSink(about) || (S_ISREG(about.st_mode) && about.st_nlink <= 1);
+}
+
+// Opens what is fit to be written, or makes a file. What is unfit isn't even opened, which can be
+// an order to a device, unless it took the place of something fit in this moment.
+Descriptor OpenEntry(const Descriptor& folder, const char* name) {
+  constexpr int kFlags = O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
   struct stat about {};
-  if (fstat(descriptor, &about) != 0) {
-    return false;
+  if (fstatat(folder.Get(), name, &about, AT_SYMLINK_NOFOLLOW) == 0 && !IsWritten(about)) {
+    return Descriptor();
   }
-  return S_ISCHR(about.st_mode) || (S_ISREG(about.st_mode) && ftruncate(descriptor, 0) == 0);
+  Descriptor file(openat(folder.Get(), name, kFlags, kReportMode));
+  if (!file.IsOpen() || fstat(file.Get(), &about) != 0 || !IsWritten(about)) {
+    return Descriptor();
+  }
+  if (S_ISREG(about.st_mode) && ftruncate(file.Get(), 0) != 0) {
+    return Descriptor();
+  }
+  return file;
 }
 
 }  // namespace
@@ -30,18 +57,13 @@ ReportFile::~ReportFile() {
 
 bool ReportFile::Open(const std::string& path) {
   Close();
-  // Truncated only when it is known what it is, and without waiting for the reader of a pipe.
-  const int flags = O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
-  const int descriptor = open(ToSystemPath(path).c_str(), flags, kReportMode);
-  if (descriptor < 0) {
-    return false;
+  const std::string whole = ToSystemPath(path);
+  const std::size_t nameStart = whole.rfind('/') + 1;  // 0 for a bare name
+  Descriptor folder;
+  if (OpenFolderOverOwnLinks(nameStart == 0 ? "." : whole.substr(0, nameStart), folder) == 0) {
+    file_ = OpenEntry(folder, whole.c_str() + nameStart);
   }
-  if (!Prepare(descriptor)) {
-    close(descriptor);
-    return false;
-  }
-  descriptor_ = descriptor;
-  return true;
+  return IsOpen();
 }
 
 void ReportFile::Write(std::string_view text) {
@@ -56,17 +78,14 @@ void ReportFile::Write(std::string_view text) {
 
 void ReportFile::Flush() {
   if (IsOpen() && !pending_.empty()) {
-    WriteAll(descriptor_, pending_.data(), pending_.size());
+    WriteAll(file_.Get(), pending_.data(), pending_.size());
   }
   pending_.clear();
 }
 
 void ReportFile::Close() {
   Flush();
-  if (IsOpen()) {
-    close(descriptor_);
-    descriptor_ = -1;
-  }
+  file_.Reset();
 }
 
 }  // namespace tarvex

@@ -3,9 +3,12 @@
 #include <string>
 #include <string_view>
 
+#include "system/descriptor.h"
+
 namespace tarvex {
 
-// A report that is written from its beginning, buffered. Once open, a failed write isn't reported.
+// A report that is written from its beginning, buffered. Once open, a failed write isn't reported,
+// and what was written before stays.
 // Others may read and write the file meanwhile. One thread at a time.
 class ReportFile {
  public:
@@ -16,17 +19,18 @@ class ReportFile {
   ReportFile& operator=(const ReportFile&) = delete;
 
   // Creates or truncates the file; separators are "\" or "/". False, with nothing changed on disk,
-  // when that fails or when the path leads to a symbolic link or to something other than a regular
-  // file or a character device. A file that was open is closed first.
+  // when that fails, when a symbolic link stands at the path's end or a stranger's on the way, and
+  // for all but a regular file with one name, /dev/null and /dev/full. Never waits for a reader. A
+  // file that was open is closed first.
   bool Open(const std::string& path);
-  bool IsOpen() const { return descriptor_ >= 0; }
+  bool IsOpen() const { return file_.IsOpen(); }
   void Write(std::string_view text);
   void Flush();
   // Flushes and closes. Nothing when closed.
   void Close();
 
  private:
-  int descriptor_ = -1;
+  Descriptor file_;
   std::string pending_;
 };
 

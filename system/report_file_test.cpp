@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
@@ -104,9 +105,44 @@ TEST_F(ReportFileTest, PipeAndFolderAreRefusedWithoutWaiting) {
   EXPECT_FALSE(report_.Open(""));
 }
 
-TEST_F(ReportFileTest, CharacterDeviceIsTaken) {
+TEST_F(ReportFileTest, StrangersLinkOnTheWayIsRefusedAndAnOwnOneFollowed) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can give a link away";
+  fs::create_directory(folder_ / "deep");
+  std::ofstream(folder_ / "deep/report") << "keep";
+  fs::create_directory_symlink("deep", folder_ / "link");
+  ASSERT_EQ(lchown(At("link").c_str(), 12345, 12345), 0);
+  EXPECT_FALSE(report_.Open(At("link/report")));
+  EXPECT_FALSE(report_.Open(At("link/new")));
+  EXPECT_EQ(Content("deep/report"), "keep");
+  EXPECT_FALSE(fs::exists(folder_ / "deep/new"));
+  ASSERT_EQ(lchown(At("link").c_str(), 0, 0), 0);
+  ASSERT_TRUE(report_.Open(At("link/report")));
+  EXPECT_EQ(Content("deep/report"), "");
+}
+
+TEST_F(ReportFileTest, FileWithASecondNameIsRefusedAndKept) {
+  std::ofstream(folder_ / "first") << "keep";
+  fs::create_hard_link(folder_ / "first", folder_ / "second");
+  EXPECT_FALSE(report_.Open(At("second")));
+  EXPECT_EQ(Content("first"), "keep");
+}
+
+TEST_F(ReportFileTest, NullDeviceIsTakenAndNoOtherIsOpened) {
   EXPECT_TRUE(report_.Open("/dev/null"));
   report_.Write("nothing");
+  report_.Close();
+  for (const char* path : {"/dev/zero", "/dev/random", "/dev/tty", "/dev/stdout", "/dev/ptmx"}) {
+    EXPECT_FALSE(report_.Open(path)) << path;
+  }
+}
+
+TEST_F(ReportFileTest, BareNameLiesInTheWorkingDirectory) {
+  const fs::path before = fs::current_path();
+  fs::current_path(folder_);
+  const bool opened = report_.Open("report");
+  fs::current_path(before);
+  EXPECT_TRUE(opened);
+  EXPECT_TRUE(fs::exists(folder_ / "report"));
 }
 
 TEST_F(ReportFileTest, FullDiskIsNotReported) {

@@ -191,6 +191,20 @@ TEST_F(WinFilesystemTest, DriveFormIsAbsoluteAndNamesNothingHere) {
   EXPECT_FALSE(fs::exists("C:"));
 }
 
+TEST_F(WinFilesystemTest, NothingIsMadeBehindAStrangersLink) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can give a link away";
+  fs::create_directory(folder_ / "real");
+  fs::create_directory_symlink("real", folder_ / "link");
+  ASSERT_EQ(lchown((folder_ / "link").c_str(), 12345, 12345), 0);
+  EXPECT_EQ(Create(folder_ / "link/new"), 1);
+  EXPECT_EQ(result_, folder_ / "link/new\\");
+  EXPECT_EQ(Create(folder_ / "link"), 1);
+  EXPECT_TRUE(fs::is_empty(folder_ / "real"));
+  ASSERT_EQ(lchown((folder_ / "link").c_str(), 0, 0), 0);
+  EXPECT_EQ(Create(folder_ / "link/new"), 0);
+  EXPECT_TRUE(fs::is_directory(folder_ / "real/new"));
+}
+
 // ---- RemoveDirectoryTree ------------------------------------------------------------------------
 
 TEST_F(WinFilesystemTest, RemovesATreeWithReadOnlyFiles) {

@@ -13,6 +13,7 @@
 #include "system/descriptor.h"
 #include "system/system_path.h"
 #include "system/text_conversion.h"
+#include "system/trusted_path.h"
 #include "system/win_filesystem.h"
 
 namespace {
@@ -76,6 +77,12 @@ bool MakePrefix(std::string_view prefix, std::vector<std::string>& made) {
     return true;
   }
   return errno == EEXIST || errno == EACCES || errno == EPERM || IsDirectory(path);
+}
+
+// Nothing may be made where somebody else decides the place.
+bool LeadsOverStrangersLink(std::string_view path) {
+  tarvex::Descriptor ignored;
+  return tarvex::OpenFolderOverOwnLinks(tarvex::ToSystemPath(path), ignored) == ELOOP;
 }
 
 // Creates every prefix of a path that ends in a separator, or leaves none that it made.
@@ -176,7 +183,7 @@ int WinFilesystem::CreateDirectoryTree(const std::string& path, std::string& res
     full = std::string(base) + "\\" + full;
   }
   if (!tarvex::IsSeparator(full.back())) full += '\\';
-  const bool made = MakePrefixes(full);
+  const bool made = !LeadsOverStrangersLink(full) && MakePrefixes(full);
   result = full;
   return made ? 0 : 1;
 }

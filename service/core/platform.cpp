@@ -10,7 +10,6 @@
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
-#include <system_error>
 #include <utility>
 
 namespace orvan::core {
@@ -19,48 +18,9 @@ namespace {
 // Any address of this file names the library.
 const char kAnchor = 0;
 
-std::string ErrorText(int error) {
-  return std::generic_category().message(error);
-}
-
 std::string FolderOf(const std::string& path) {
   const std::size_t slash = path.find_last_of('/');
   return slash == std::string::npos ? std::string() : path.substr(0, slash);
-}
-
-std::string OwnerFault(const struct stat& status) {
-  return status.st_uid != 0 && status.st_uid != geteuid() ? "belongs to another user" : "";
-}
-
-bool OthersMayWrite(const struct stat& status) {
-  const bool groupIsOurs = status.st_gid == 0 || status.st_gid == getegid();
-  return (status.st_mode & S_IWOTH) != 0 || ((status.st_mode & S_IWGRP) != 0 && !groupIsOurs);
-}
-
-// Who may rename a folder on the way decides what stands at its end.
-std::string FaultAbove(const std::string& path) {
-  char resolved[PATH_MAX];
-  if (realpath(path.c_str(), resolved) == nullptr) {
-    return ErrorText(errno);
-  }
-  std::string folder = resolved;
-  while (folder != "/") {
-    folder = FolderOf(folder);
-    if (folder.empty()) {
-      folder = "/";
-    }
-    struct stat status {};
-    if (stat(folder.c_str(), &status) != 0) {
-      return "lies in " + folder + ": " + ErrorText(errno);
-    }
-    if (const std::string fault = OwnerFault(status); !fault.empty()) {
-      return "lies in " + folder + ", which " + fault;
-    }
-    if (OthersMayWrite(status) && (status.st_mode & S_ISVTX) == 0) {
-      return "lies in " + folder + ", which can be written by others";
-    }
-  }
-  return {};
 }
 
 }  // namespace
@@ -87,25 +47,6 @@ bool IsWritableFolder(const std::string& path) {
   struct stat status {};
   return path.find('\0') == std::string::npos && stat(path.c_str(), &status) == 0 &&
          S_ISDIR(status.st_mode) && faccessat(AT_FDCWD, path.c_str(), W_OK | X_OK, AT_EACCESS) == 0;
-}
-
-std::string TrustFault(const std::string& path, bool folder) {
-  struct stat status {};
-  // A folder may be reached over a link, as /lib is; what counts is where it leads.
-  const int result = folder ? stat(path.c_str(), &status) : lstat(path.c_str(), &status);
-  if (result != 0) {
-    return ErrorText(errno);
-  }
-  if (folder ? !S_ISDIR(status.st_mode) : !S_ISREG(status.st_mode)) {
-    return folder ? "is no folder" : "is no regular file";
-  }
-  if (const std::string fault = OwnerFault(status); !fault.empty()) {
-    return fault;
-  }
-  if (OthersMayWrite(status)) {
-    return "can be written by others";
-  }
-  return folder ? FaultAbove(path) : std::string();
 }
 
 LoadedLibrary OpenLibrary(const std::string& path, const char* entry) {

@@ -17,12 +17,6 @@ std::string SystemPath(const std::string& path);
 // True for an existing folder in which this process may make files.
 bool IsWritableFolder(const std::string& path);
 
-// Why nothing may be loaded from here: empty for a regular file (a folder, when `folder`) that root
-// or the effective user owns and that nobody else may write. Links are not followed to a file. The
-// folders above a folder must be theirs, too, and may be written by others only where nobody can
-// rename what is not his own (sticky).
-std::string TrustFault(const std::string& path, bool folder);
-
 // Loads a plug-in and finds `entry` in it. Null with a one-line reason on failure. What was loaded
 // stays mapped for the life of the process unless CloseLibrary is called.
 struct LoadedLibrary {

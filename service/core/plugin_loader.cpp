@@ -10,6 +10,7 @@
 #include "service/core/platform.h"
 #include "service/sdk/descriptor.h"
 #include "system/ini_file.h"
+#include "system/trusted_path.h"
 
 namespace orvan::core {
 namespace {
@@ -49,7 +50,7 @@ void Require(const std::string& fault) {
 }
 
 ModulePointer LoadPlugin(const std::string& path, const sdk::ModuleEnvironment& environment) {
-  Require(TrustFault(path, false));
+  Require(tarvex::TrustFault(path, false));
   const LoadedLibrary library = OpenLibrary(path, kEntryName);
   Require(library.fault);
   const sdk::ModuleDescriptor* descriptor = reinterpret_cast<EntryFunction>(library.entry)();
@@ -86,7 +87,7 @@ LoadedPlugins LoadPlugins(const std::string& folder, const sdk::ModuleEnvironmen
   LoadedPlugins loaded;
   std::vector<std::string> files;
   try {
-    Require(TrustFault(folder, true));
+    Require(tarvex::TrustFault(folder, true));
     files = PluginFiles(folder);
   } catch (...) {
     loaded.refusals.push_back({folder, CurrentExceptionText()});

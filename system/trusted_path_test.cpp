@@ -1,0 +1,143 @@
+#include "system/trusted_path.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <filesystem>
+
+#include "system/test_folder.h"
+
+namespace tarvex {
+namespace {
+
+namespace fs = std::filesystem;
+
+TEST(TrustFault, TakesOnlyWhatNobodyElseMayWrite) {
+  const TestFolder folder;
+  const std::string file = folder / "a.so";
+  folder.Write("a.so", "");
+  ASSERT_EQ(chmod(file.c_str(), 0644), 0);
+  EXPECT_EQ(TrustFault(file, false), "");
+  EXPECT_EQ(TrustFault(folder.Path(), true), "");
+  EXPECT_EQ(TrustFault(folder.Path(), false), "is no regular file");
+  EXPECT_EQ(TrustFault(file, true), "is no folder");
+  EXPECT_EQ(TrustFault(folder / "missing", false), "No such file or directory");
+  ASSERT_EQ(chmod(file.c_str(), 0646), 0);
+  EXPECT_EQ(TrustFault(file, false), "can be written by others");
+  ASSERT_EQ(symlink("a.so", (folder / "link.so").c_str()), 0);
+  EXPECT_EQ(TrustFault(folder / "link.so", false), "is no regular file");
+  ASSERT_EQ(chmod(folder.Path().c_str(), 0777), 0);
+  EXPECT_EQ(TrustFault(folder.Path(), true), "can be written by others");
+}
+
+TEST(TrustFault, LooksAtTheFoldersAbove) {
+  const TestFolder folder;
+  const std::string above = folder / "above";
+  const std::string inner = above + "/between/inner";
+  fs::create_directories(inner);
+  EXPECT_EQ(TrustFault(inner, true), "");
+  ASSERT_EQ(chmod(above.c_str(), 0777), 0);
+  const std::string real = fs::canonical(above).string();
+  EXPECT_EQ(TrustFault(inner, true), "lies in " + real + ", which can be written by others");
+  ASSERT_EQ(symlink(inner.c_str(), (folder / "link").c_str()), 0);
+  EXPECT_EQ(TrustFault(folder / "link", true),
+            "lies in " + real + ", which can be written by others");
+  ASSERT_EQ(chmod(above.c_str(), 01777), 0);
+  EXPECT_EQ(TrustFault(inner, true), "");
+}
+
+TEST(TrustFault, RefusesAFolderBelowAStrangers) {
+  if (geteuid() != 0) {
+    GTEST_SKIP() << "only root can give a folder away";
+  }
+  const TestFolder folder;
+  const std::string inner = folder / "above/inner";
+  fs::create_directories(inner);
+  ASSERT_EQ(chown((folder / "above").c_str(), 12345, 0), 0);
+  EXPECT_EQ(TrustFault(inner, true), "lies in " + fs::canonical(folder / "above").string() +
+                                         ", which belongs to another user");
+}
+
+TEST(TrustFault, RefusesAStrangersFile) {
+  if (geteuid() != 0) {
+    GTEST_SKIP() << "only root can give a file away";
+  }
+  const TestFolder folder;
+  const std::string file = folder / "a.so";
+  folder.Write("a.so", "");
+  ASSERT_EQ(chown(file.c_str(), 12345, 0), 0);
+  EXPECT_EQ(TrustFault(file, false), "belongs to another user");
+  ASSERT_EQ(chown(file.c_str(), 0, 12345), 0);
+  ASSERT_EQ(chmod(file.c_str(), 0664), 0);
+  EXPECT_EQ(TrustFault(file, false), "can be written by others");
+}
+
+class OpenFolderOverOwnLinksTest : public testing::Test {
+ protected:
+  void SetUp() override { fs::create_directories(folder_ / "real/inner"); }
+  // A link that belongs to somebody else.
+  void MakeStrangersLink(const std::string& target, const std::string& name) const {
+    ASSERT_EQ(symlink(target.c_str(), (folder_ / name).c_str()), 0);
+    ASSERT_EQ(lchown((folder_ / name).c_str(), 12345, 12345), 0);
+  }
+  static void ExpectSame(const Descriptor& opened, const std::string& path) {
+    struct stat found {};
+    struct stat expected {};
+    ASSERT_EQ(fstat(opened.Get(), &found), 0);
+    ASSERT_EQ(stat(path.c_str(), &expected), 0);
+    EXPECT_EQ(found.st_ino, expected.st_ino);
+    EXPECT_EQ(found.st_dev, expected.st_dev);
+  }
+
+  const TestFolder folder_;
+  Descriptor opened_;
+};
+
+TEST_F(OpenFolderOverOwnLinksTest, GoesDownAndUpAndOverDoubledSeparators) {
+  EXPECT_EQ(OpenFolderOverOwnLinks(folder_ / "real/.././real//inner/", opened_), 0);
+  ExpectSame(opened_, folder_ / "real/inner");
+  EXPECT_EQ(OpenFolderOverOwnLinks("/", opened_), 0);
+  ExpectSame(opened_, "/");
+  EXPECT_EQ(OpenFolderOverOwnLinks(".", opened_), 0);
+  ExpectSame(opened_, ".");
+}
+
+TEST_F(OpenFolderOverOwnLinksTest, FollowsOwnLinksWhereverTheyLead) {
+  ASSERT_EQ(symlink("real", (folder_ / "relative").c_str()), 0);
+  ASSERT_EQ(symlink((folder_ / "relative").c_str(), (folder_ / "absolute").c_str()), 0);
+  EXPECT_EQ(OpenFolderOverOwnLinks(folder_ / "absolute/inner", opened_), 0);
+  ExpectSame(opened_, folder_ / "real/inner");
+}
+
+TEST_F(OpenFolderOverOwnLinksTest, RefusesAStrangersLinkAtAnyPlace) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can give a link away";
+  MakeStrangersLink("real", "last");
+  MakeStrangersLink("inner", "real/within");
+  ASSERT_EQ(symlink("last", (folder_ / "own").c_str()), 0);
+  EXPECT_EQ(OpenFolderOverOwnLinks(folder_ / "last", opened_), ELOOP);
+  EXPECT_EQ(OpenFolderOverOwnLinks(folder_ / "last/inner", opened_), ELOOP);
+  EXPECT_EQ(OpenFolderOverOwnLinks(folder_ / "last/missing/deep", opened_), ELOOP);
+  EXPECT_EQ(OpenFolderOverOwnLinks(folder_ / "real/within", opened_), ELOOP);
+  EXPECT_EQ(OpenFolderOverOwnLinks(folder_ / "own/inner", opened_), ELOOP) << "behind an own one";
+  EXPECT_FALSE(opened_.IsOpen());
+}
+
+TEST_F(OpenFolderOverOwnLinksTest, EndsInACircle) {
+  ASSERT_EQ(symlink("circle", (folder_ / "circle").c_str()), 0);
+  EXPECT_EQ(OpenFolderOverOwnLinks(folder_ / "circle", opened_), ELOOP);
+}
+
+TEST_F(OpenFolderOverOwnLinksTest, TellsWhyThereIsNone) {
+  folder_.Write("file", "");
+  EXPECT_EQ(OpenFolderOverOwnLinks(folder_ / "missing/deep", opened_), ENOENT);
+  EXPECT_EQ(OpenFolderOverOwnLinks(folder_ / "file", opened_), ENOTDIR);
+  EXPECT_EQ(OpenFolderOverOwnLinks(folder_ / "file/deep", opened_), ENOTDIR);
+  EXPECT_EQ(OpenFolderOverOwnLinks(folder_ / std::string(300, 'x'), opened_), ENAMETOOLONG);
+  EXPECT_EQ(OpenFolderOverOwnLinks("", opened_), ENOENT);
+  EXPECT_FALSE(opened_.IsOpen());
+}
+
+}  // namespace
+}  // namespace tarvex
