@@ -96,6 +96,27 @@ TEST_F(HDKioTest, EachStatusHasItsDigit) {
   }
 }
 
+TEST_F(HDKioTest, UnrecognizedInvalidAndUnknownStatusesAreFive) {
+  for (const TestStatus status : {TestStatus{2}, TestStatus{6}, TestStatus{7}, TestStatus{1000}}) {
+    View().EndTest(status, 0);
+    EXPECT_EQ(console_.Take(), "EndDiag:::5|00000\n") << status;
+  }
+}
+
+TEST_F(HDKioTest, NotApplicableIsTwoHereAndItsWordOnTheConsole) {
+  View().EndTest(kTestNotApplicable, 0);
+  EXPECT_EQ(console_.Take(), "EndDiag:::2|00000\n");
+  OrvanStdio().EndTest(kTestNotApplicable, 0);
+  EXPECT_NE(console_.Take().find("Not Applicable!"), std::string::npos);
+}
+
+TEST_F(HDKioTest, TextsThatAreNoUtf8AreReplaced) {
+  View().BeginSuite("", "a\xFFz");
+  View().EndSuite("\xC3", 0, false);
+  EXPECT_EQ(console_.Take(),
+            "BeginDiagSuite:::a\xEF\xBF\xBDz\nEndDiagSuite:::001|\xEF\xBF\xBD|00000\n");
+}
+
 TEST_F(HDKioTest, SecondsAreRoundedAndAtLeastFiveWide) {
   View().EndTest(0, 7.4);
   View().EndTest(0, 123456);
