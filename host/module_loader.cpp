@@ -2,7 +2,8 @@
 
 #include <dlfcn.h>
 
-#include <algorithm>
+#include "system/system_path.h"
+#include "system/trusted_path.h"
 
 namespace tarvex {
 namespace {
@@ -11,13 +12,20 @@ bool IsUsableName(const std::string& name) {
   return !name.empty() && name.find('\0') == std::string::npos;
 }
 
+// A library's code has all the rights of the process before its first function is called.
+bool IsTrusted(const std::string& path) {
+  const std::size_t slash = path.rfind('/');
+  return path[0] == '/' && TrustFault(path.substr(0, slash + 1), true).empty() &&
+         TrustFault(path, false).empty();
+}
+
 }  // namespace
 
 HostModuleHandle ModuleLoader::Load(const std::string& path, int /*reserved*/) {
-  // The system takes an empty name for the program itself.
-  if (!IsUsableName(path)) return nullptr;
-  std::string systemPath = path;
-  std::replace(systemPath.begin(), systemPath.end(), '\\', '/');
+  const std::string systemPath = ToSystemPath(path);
+  // The system would take an empty name for the program itself, and look for a bare one in places
+  // of its own.
+  if (systemPath.empty() || !IsTrusted(systemPath)) return nullptr;
   return ::dlopen(systemPath.c_str(), RTLD_NOW | RTLD_LOCAL);
 }
 

@@ -5,8 +5,9 @@
 namespace tarvex {
 
 // Loads libraries with all their symbols bound at once and none shown to other libraries. A path
-// may be written with either separator. An empty path, or one with a zero byte in it, is no
-// library. The system's loader counts the loads of a library; each wants its own Unload.
+// is absolute and may be written with either separator. Refused, beside what is no library: a link,
+// and a library that a stranger could have written or put there (system/trusted_path.h). The
+// system's loader counts the loads of a library; each wants its own Unload.
 class ModuleLoader final : public HostModule {
  public:
   HostModuleHandle Load(const std::string& path, int reserved) override;

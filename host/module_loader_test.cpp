@@ -2,11 +2,17 @@
 
 #include <dlfcn.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
+#include <filesystem>
 #include <string>
+
+#include "system/test_folder.h"
 
 namespace tarvex {
 namespace {
+
+namespace fs = std::filesystem;
 
 const std::string kLibrary = HOST_TEST_LIBRARY;
 
@@ -36,6 +42,54 @@ TEST(ModuleLoaderTest, GivesNullForWhatIsNoLibrary) {
   EXPECT_EQ(loader.Load("/nonexistent/library.so", 1), nullptr);
   EXPECT_EQ(loader.Load("", 1), nullptr);
   EXPECT_EQ(loader.Load(kLibrary + std::string(1, '\0') + "x", 1), nullptr);
+}
+
+TEST(ModuleLoaderTest, LooksForNoLibraryInPlacesOfTheSystem) {
+  ModuleLoader loader;
+  EXPECT_EQ(loader.Load("libc.so.6", 1), nullptr);
+}
+
+// A copy of the library in a folder of its own, where a stranger is about.
+class ModuleLoaderTrustTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    fs::copy_file(kLibrary, path_);
+    fs::permissions(path_, static_cast<fs::perms>(0644));
+  }
+  bool Loads(const std::string& path) {
+    const HostModuleHandle handle = loader_.Load(path, 1);
+    loader_.Unload(handle);
+    return handle != nullptr;
+  }
+
+  const TestFolder folder_;
+  const std::string path_ = folder_ / "library.so";
+  ModuleLoader loader_;
+};
+
+TEST_F(ModuleLoaderTrustTest, LibraryOfOwnIsLoaded) {
+  EXPECT_TRUE(Loads(path_));
+}
+
+TEST_F(ModuleLoaderTrustTest, LibraryThatOthersMayWriteIsRefused) {
+  fs::permissions(path_, static_cast<fs::perms>(0646));
+  EXPECT_FALSE(Loads(path_));
+}
+
+TEST_F(ModuleLoaderTrustTest, LibraryInAFolderThatOthersMayWriteIsRefused) {
+  fs::permissions(folder_.Path(), static_cast<fs::perms>(0777));
+  EXPECT_FALSE(Loads(path_));
+}
+
+TEST_F(ModuleLoaderTrustTest, LibraryOfAStrangerIsRefused) {
+  if (::geteuid() != 0) GTEST_SKIP() << "only root can give a file away";
+  ASSERT_EQ(::chown(path_.c_str(), 12345, 12345), 0);
+  EXPECT_FALSE(Loads(path_));
+}
+
+TEST_F(ModuleLoaderTrustTest, LinkIsRefused) {
+  fs::create_symlink(path_, folder_ / "link.so");
+  EXPECT_FALSE(Loads(folder_ / "link.so"));
 }
 
 TEST(ModuleLoaderTest, GivesNullForAMissingSymbolOrHandle) {

@@ -1,6 +1,5 @@
 """Keys, progress, abort and the state of the terminal, on a pseudo terminal."""
 
-import os
 import signal
 import time
 from pathlib import Path
@@ -176,34 +175,3 @@ def test_second_start_is_refused_while_the_first_runs(world):
     assert world.run(["-v"]).returncode == 0
 
 
-def test_ten_starts_at_once_run_one(world):
-    null = os.open(os.devnull, os.O_RDWR)
-    outputs = [world.root / f"out{number}" for number in range(10)]
-    started = []
-    for output in outputs:
-        with open(output, "wb") as file:
-            started.append(
-                world.start(
-                    ["-Mstorage", "-Ql", "0"], stdin=null, stdout=file, start_new_session=True
-                )
-            )
-    try:
-        deadline = time.monotonic() + 30
-        while sum(process.poll() is not None for process in started) < 9:
-            assert time.monotonic() < deadline
-            # Waits for one of the refused; the one that runs would need a minute.
-            os.waitid(os.P_ALL, 0, os.WEXITED | os.WNOWAIT)
-        refused = [process for process in started if process.poll() is not None]
-        assert [process.returncode for process in refused] == [ALREADY_RUNNING] * 9
-        for process in refused:
-            text = outputs[started.index(process)].read_bytes()
-            assert text == b"A Tarvex Diagnostics Tool is already running\n"
-        [runs] = [process for process in started if process.poll() is None]
-        runs.send_signal(signal.SIGTERM)
-        assert runs.wait(10) == CANCELED
-    finally:
-        os.close(null)
-        for process in started:
-            if process.poll() is None:
-                process.kill()
-                process.wait()
