@@ -2,8 +2,6 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
-#include <sys/resource.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -18,13 +16,6 @@ namespace {
 
 // Names in one folder differ by process or by time; more than a few collisions are no accident.
 constexpr int kNameTries = 16;
-
-// A write beyond the limit would end the process by SIGXFSZ.
-bool Exceeds(std::uint64_t size) {
-  struct rlimit limit {};
-  return getrlimit(RLIMIT_FSIZE, &limit) == 0 && limit.rlim_cur != RLIM_INFINITY &&
-         size > limit.rlim_cur;
-}
 
 }  // namespace
 
@@ -60,7 +51,7 @@ bool LogFile::Create(const std::string& folder, std::int64_t nowMs) {
 }
 
 bool LogFile::Append(std::string_view line) {
-  if (file_ == nullptr || Exceeds(size_ + line.size())) {
+  if (file_ == nullptr) {
     return false;
   }
   ssize_t written = -1;
@@ -115,7 +106,11 @@ void LogFile::Discard() {
 }
 
 void LogFile::Close() {
-  file_.reset();
+  if (file_ != nullptr) {
+    // A syncer that hangs keeps the descriptor, and must not keep the lock.
+    flock(file_->file.Get(), LOCK_UN);
+    file_.reset();
+  }
 }
 
 std::function<void()> LogFile::Syncer() const {

@@ -14,6 +14,9 @@ namespace orvan::core {
 // (flock) as long as it is open, which tells others that its run goes on. One thread at a time.
 class LogFile {
  public:
+  LogFile() = default;
+  LogFile(LogFile&&) = default;
+  ~LogFile() { Close(); }
   // Makes a new file (0640) in the folder, which is made when it is missing. A name that is taken,
   // by a link too, is left alone and another one chosen. False on failure.
   bool Create(const std::string& folder, std::int64_t nowMs);
@@ -27,6 +30,7 @@ class LogFile {
   bool MoveTo(const std::string& folder, std::int64_t nowMs);
   // Removes the file.
   void Discard();
+  // Others may take the file from now on.
   void Close();
   // Brings to the disk what was written so far. The function may be called on another thread, and
   // after this object's end; where the disk hangs, so does the call.
@@ -37,6 +41,7 @@ class LogFile {
     tarvex::Descriptor file;
     tarvex::Descriptor folder;
   };
+  LogFile& operator=(LogFile&&) = default;
   bool CopyFrom(const LogFile& other);
 
   std::shared_ptr<Open> file_;  // shared with syncers

@@ -34,6 +34,10 @@ LogDiagnosis DiagnosisOf(TestStatus status) {
                                  : LogDiagnosis::kUnknown;
 }
 
+std::string SymptomOf(const Row& row) {
+  return row.status == kTestInvalid ? "test-invalid" : "test-status-" + std::to_string(row.status);
+}
+
 // "FUNNEL_READ_TEST" and "failed": "funnel-read-test-failed".
 std::string VerdictWord(const std::string& test, const char* word) {
   std::string text = test + '-' + word;
@@ -99,17 +103,14 @@ void StepLog::Exception(const std::string& text) {
 void StepLog::End(const std::string& test, const sdk::Verdict& verdict) {
   const Row row = RowOf(verdict.status);
   const std::string text = VerdictText(verdict);
-  const std::string told = row.word + (text.empty() ? "" : ": " + text);
   if (row.step == LogStatus::kComplete) {
     log_.Step(step_, DiagnosisArtifact(DiagnosisOf(verdict.status), VerdictWord(test, row.word),
                                        text, hardwareId_));
   } else if (row.step == LogStatus::kSkip) {
-    log_.Step(step_, TextArtifact(LogSeverity::kInfo, told));
+    log_.Step(step_, TextArtifact(LogSeverity::kInfo,
+                                  row.word + std::string(text.empty() ? "" : ": ") + text));
   } else if (!hasError_) {
-    log_.Step(step_, ErrorArtifact("test-" + std::string(row.word),
-                                   row.status == kTestInvalid
-                                       ? text
-                                       : "status " + std::to_string(row.status) + "; " + text));
+    log_.Step(step_, ErrorArtifact(SymptomOf(row), text));
   }
   log_.EndStep(step_, row.step);
 }

@@ -11,9 +11,10 @@ namespace orvan::core {
 using Clock = std::chrono::steady_clock;
 
 struct LogSync::Shared {
-  explicit Shared(std::function<void()> call) : sync(std::move(call)) {}
+  Shared(std::function<void()> call, Pace given) : sync(std::move(call)), pace(given) {}
 
   const std::function<void()> sync;
+  const Pace pace;
   std::mutex mutex;  // guards all below
   std::condition_variable wake;
   std::condition_variable done;
@@ -22,7 +23,7 @@ struct LogSync::Shared {
   bool urgent = false;
   bool stop = false;
   bool hasThread = false;
-  Clock::time_point lastUrgent = Clock::now() - kBurst;
+  Clock::time_point lastUrgent = Clock::now() - pace.burst;
   bool isLate = false;  // a wait was in vain, and no sync came back since
 
   // The new request's number. The thread is only woken when it would not look by itself.
@@ -44,7 +45,7 @@ void LogSync::Shared::Work() {
   for (;;) {
     wake.wait(lock, [this] { return asked > finished || stop; });
     if (asked > finished) {
-      wake.wait_for(lock, kBurst, [this] { return urgent || stop; });
+      wake.wait_for(lock, pace.burst, [this] { return urgent || stop; });
       const std::uint64_t reached = asked;
       urgent = false;
       lock.unlock();
@@ -62,7 +63,8 @@ void LogSync::Shared::Work() {
   done.notify_all();
 }
 
-LogSync::LogSync(std::function<void()> sync) : shared_(std::make_shared<Shared>(std::move(sync))) {
+LogSync::LogSync(std::function<void()> sync, Pace pace)
+    : shared_(std::make_shared<Shared>(std::move(sync), pace)) {
   shared_->hasThread = true;
   try {
     std::thread([shared = shared_] { shared->Work(); }).detach();
@@ -76,22 +78,22 @@ LogSync::~LogSync() {
   if (shared_->hasThread) {
     shared_->stop = true;
     shared_->Ask(true);
-    shared_->done.wait_for(lock, kPatience, [this] { return !shared_->hasThread; });
+    shared_->done.wait_for(lock, shared_->pace.patience, [this] { return !shared_->hasThread; });
   }
 }
 
 bool LogSync::SyncNow() {
   const Clock::time_point now = Clock::now();
   std::unique_lock lock(shared_->mutex);
-  const bool isBurst = now - shared_->lastUrgent < kBurst;
+  const bool isBurst = now - shared_->lastUrgent < shared_->pace.burst;
   shared_->lastUrgent = now;
   const bool waits = shared_->hasThread && !isBurst && !shared_->isLate;
   const std::uint64_t mine = shared_->Ask(waits);
   if (!waits) {
     return false;
   }
-  const bool isDone =
-      shared_->done.wait_for(lock, kPatience, [&] { return shared_->finished >= mine; });
+  const bool isDone = shared_->done.wait_for(lock, shared_->pace.patience,
+                                             [&] { return shared_->finished >= mine; });
   shared_->isLate = !isDone;
   return isDone;
 }

@@ -3,7 +3,7 @@
 #include <chrono>
 #include <functional>
 #include <memory>
-#include <string>
+#include <utility>
 
 namespace orvan::core {
 
@@ -12,25 +12,28 @@ namespace orvan::core {
 // thread.
 class LogSync {
  public:
-  // A request that comes sooner after the one before waits for nothing, and is done together with
-  // others that come meanwhile.
-  static constexpr std::chrono::milliseconds kBurst{100};
-  // The longest that anybody waits.
-  static constexpr std::chrono::milliseconds kPatience{100};
+  struct Pace {
+    // A request that comes sooner after the one before waits for nothing, and is done together with
+    // others that come meanwhile.
+    std::chrono::milliseconds burst{100};
+    // The longest that anybody waits.
+    std::chrono::milliseconds patience{100};
+  };
 
   // `sync` returns when all that was written before its call is on the disk. It may outlive this
   // object when it hangs. Starts the thread; without one, nothing is ever synchronized.
-  explicit LogSync(std::function<void()> sync);
+  explicit LogSync(std::function<void()> sync) : LogSync(std::move(sync), Pace()) {}
+  LogSync(std::function<void()> sync, Pace pace);
   // Brings the last lines to the disk, and leaves the thread behind when that takes too long.
   ~LogSync();
   LogSync(const LogSync&) = delete;
   LogSync& operator=(const LogSync&) = delete;
 
-  // For the line that must outlive a crash of the machine. Waits for it, up to kPatience, when the
-  // last such request is kBurst ago or more and no sync hangs; else it is done within kBurst and
+  // For the line that must outlive a crash of the machine. Waits for it, up to the patience, when
+  // the last such request is no burst and no sync hangs; else it is done after the pace's burst and
   // the time that one sync takes. True when the line is known to be on the disk.
   bool SyncNow();
-  // Within kBurst and the time that one sync takes.
+  // After the burst and the time that one sync takes. Waits for nothing.
   void SyncSoon();
 
  private:

@@ -52,8 +52,7 @@ OS_EXCEPTIONS = {
     # could have written.
     "service/core/platform.cpp": ("dlfcn.h", "fcntl.h", "sys/stat.h", "unistd.h"),
     # The log's own file follows no link, is locked, and is synchronized with the disk.
-    "service/core/log_file.cpp": ("fcntl.h", "sys/file.h", "sys/resource.h", "sys/stat.h",
-                                  "unistd.h"),
+    "service/core/log_file.cpp": ("fcntl.h", "sys/file.h", "unistd.h"),
     # Logs that earlier runs left are listed, told from those of live runs, and removed.
     "service/core/log_folder.cpp": ("dirent.h", "fcntl.h", "sys/file.h", "sys/stat.h", "unistd.h"),
     # The log names the machine and its kernel.
