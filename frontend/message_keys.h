@@ -1,12 +1,13 @@
 #pragma once
 
+#include "tools/message_keys.h"
+
 // Message keys of the front end. The key is what the code holds; the display text is made from it
 // when it is shown. Misspellings are part of the keys.
 
 // Names and banner.
 inline constexpr char kKeyApplicationName[] = "TARVEX_DIAGNOSTICS_-_C|L|I";
 inline constexpr char kKeyPressEscape[] = "PRESS_|E|S|C_TO_ABORT_THE_DIAGNOSTICS";
-inline constexpr char kProgramName[] = "TarvexDiagnosticsCLI";
 // The argument by which a background instance knows what it is.
 inline constexpr char kBackgroundMarker[] = "--obg-instance";
 
@@ -53,9 +54,6 @@ inline constexpr char kKeyToolAfterModule[] =
 inline constexpr char kKeyToolOneModule[] = "THE_TOOL_OPTION_MUST_BE_SPECIFIED_FOR_ONLY_ONE_MODULE";
 inline constexpr char kKeyToolAlone[] = "THE_-T_OPTION_CANNOT_BE_USED_ALONG_WITH_OTHER_CLI_OPTIONS";
 inline constexpr char kKeyNoToolChosen[] = "NO_TOOL_CHOSEN";
-inline constexpr char kKeyToolInBackground[] = "IT_IS_NOT_POSSIBLE_TO_A_TOOL_IN_BACKGROUND_MODE";
-inline constexpr char kKeyToolRedirected[] =
-    "IT_IS_NOT_POSSIBLE_TO_REDIRECT_THE_OUTPUT_WHILE_RUNNING_A_TOOL";
 inline constexpr char kKeyNoModuleLoaded[] = "NO_MODULE_LOADED";
 inline constexpr char kKeyNoDataCollectionValue[] =
     "|NO_VALUE_SPECIFIED_FOR_DATA-COLLECTION_PARAMETER.";

@@ -1,14 +1,37 @@
+#include <algorithm>
+#include <array>
 
 #include "boundary/orvan_service.h"
 #include "frontend/cli.h"
 #include "frontend/message_keys.h"
+#include "frontend/system_event_handlers.h"
+#include "frontend/tool_makers.h"
 #include "views/orvan_stdio.h"
 
-// Hands the rest of the command line to the chosen tool. This build has no interactive tool yet:
-// the operator is told so, and the process ends with 0 as after any tool.
-void Cli::HandOverToTool(int /*argc*/, char** /*argv*/) {
+namespace {
+
+// Tools that a module may offer and this build has no command for.
+constexpr std::array kToolsToCome{"recover_bad_sectors", "smart_tool"};
+
+}  // namespace
+
+// Hands the rest of the command line to the chosen tool. A tool that has no command here is passed
+// over in silence; one that is to come says so.
+void Cli::HandOverToTool(int argc, char** argv) {
   std::string name;
   chosenTool->GetName(name);
-  PrintWarning("THE_TOOL_" + view->FormatKey(name, false, false, false) +
-               "_IS_NOT_AVAILABLE_IN_THIS_VERSION");
+  const std::string word = view->FormatKey(name, false, false, false);
+  const std::unique_ptr<ToolCli> tool =
+      MakeTool(word, {chosenToolModule, chosenTool, (flags & CLI_FLAG_SUPERVISED) != 0});
+  if (tool == nullptr) {
+    if (std::find(kToolsToCome.begin(), kToolsToCome.end(), word) != kToolsToCome.end()) {
+      PrintWarning("THE_TOOL_" + word + "_IS_NOT_AVAILABLE_IN_THIS_VERSION");
+    }
+    return;
+  }
+  tool->SetProperty({kToolPropertyBootable, bootable ? kToolPropertyTrue : kToolPropertyFalse});
+  const SystemEventsRelease release;
+  HoldSystemEvents();
+  tool->ToolExecute(argc, argv);
+  result = kResultPassed;
 }

@@ -155,15 +155,26 @@ TestStatus FakeService::PlayTest(DiagDevice* device, DiagDiagnostic* diagnostic,
   return script->body(run);
 }
 
-void FakeService::RunTool(DiagTool* tool, orvan_service::ToolListenerView* /*listener*/,
+void FakeService::RunTool(DiagTool* tool, orvan_service::ToolListenerView* listener,
                           std::vector<DiagDevice*> devices) {
   std::string name;
   Note("RunTool(" + tool->GetName(name) + "," + std::to_string(devices.size()) + ")");
+  auto* script = static_cast<FakeTool*>(tool);
+  FakeToolRun run(*this, *script, listener, std::move(devices));
+  if (script->body) script->body(run);
 }
 
 void FakeService::AbortTool(DiagTool* tool) {
   std::string name;
   Note("AbortTool(" + tool->GetName(name) + ")");
+  const std::lock_guard guard(lock);
+  toolAbortAsked_ = true;
+  aborted_.notify_all();
+}
+
+void FakeService::AwaitToolAbort() {
+  std::unique_lock guard(lock);
+  aborted_.wait(guard, [this] { return toolAbortAsked_; });
 }
 
 void FakeService::AbortExecution(int signal, std::uintptr_t first, std::uintptr_t second) {

@@ -17,7 +17,7 @@
 // and looks afterwards at what the front end asked of it. ExecuteDiagnostics plays a plan through
 // the installed listeners: each test ends with its scripted status, and from AbortExecution on,
 // until the plan's end, all tests end canceled.
-class FakeService : public OrvanService {
+class FakeService final : public OrvanService {
  public:
   struct Abort {
     int signal;
@@ -83,6 +83,8 @@ class FakeService : public OrvanService {
   // Blocks until the run was asked to stop.
   void AwaitAbort();
   bool AbortAsked();
+  // Blocks until a tool was asked to stop, in this run or before it.
+  void AwaitToolAbort();
 
   std::vector<DiagModule*> moduleList;
   // What the calls brought. Written by the calling thread; read while no run is under way.
@@ -105,7 +107,8 @@ class FakeService : public OrvanService {
   std::vector<std::string> calls_;  // guarded by lock
   std::condition_variable aborted_;
   std::condition_variable called_;
-  bool abortAsked_ = false;  // guarded by lock
+  bool abortAsked_ = false;      // guarded by lock
+  bool toolAbortAsked_ = false;  // guarded by lock
 };
 
 // The service of the process.

@@ -86,6 +86,43 @@ FakeTest& FakeDiagnostic::AddTest(const std::string& testName, const std::string
   return *tests_.back();
 }
 
+bool FakeToolRun::Fire(const std::string& event) {
+  return listener_ != nullptr && listener_->Dispatch(&tool, event);
+}
+
+bool FakeToolRun::Fire(const std::string& event, const std::string& property,
+                       const std::vector<std::string>& values) {
+  tool.SetToolProperty(property, values);
+  return Fire(event);
+}
+
+void FakeToolRun::AwaitAbort() {
+  service_.AwaitToolAbort();
+}
+
+void FakeTool::SetToolProperty(const std::string& key, const std::vector<std::string>& values) {
+  const std::lock_guard guard(lock_);
+  properties_[key] = values;
+  settings_.push_back({key, values});
+}
+
+std::vector<std::string> FakeTool::GetToolProperty(const std::string& key) {
+  const std::lock_guard guard(lock_);
+  const auto found = properties_.find(key);
+  return found == properties_.end() ? std::vector<std::string>{} : found->second;
+}
+
+std::vector<FakeTool::Property> FakeTool::Settings() {
+  const std::lock_guard guard(lock_);
+  return settings_;
+}
+
+bool FakeTool::IsApplicable(DiagDevice* device) {
+  std::string id;
+  if (device != nullptr) device->GetId(id);
+  return refusedDevices.count(id) == 0;
+}
+
 FakeModule::FakeModule(FakeService& service, std::string name)
     : displayName(std::move(name)), helpText("help of " + displayName), service_(service) {}
 

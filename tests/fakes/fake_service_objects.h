@@ -5,9 +5,11 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <set>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "boundary/orvan_service_listeners.h"
@@ -18,7 +20,7 @@
 
 class FakeService;
 
-class FakeDevice : public DiagDevice {
+class FakeDevice final : public DiagDevice {
  public:
   FakeDevice(std::string deviceId, std::string name);
   std::string& GetId(std::string& text) override { return text = id; }
@@ -56,7 +58,7 @@ class FakeTestRun {
   DiagTest* test_;
 };
 
-class FakeTest : public DiagTest {
+class FakeTest final : public DiagTest {
  public:
   std::string& Name(std::string& text) override { return text = name; }
   DiagKey& Key(DiagKey& out) override { return out = key; }
@@ -89,7 +91,7 @@ class FakeTest : public DiagTest {
   class FakeCatalogEntry* entry = nullptr;
 };
 
-class FakeCatalogEntry : public DiagCatalogEntry {
+class FakeCatalogEntry final : public DiagCatalogEntry {
  public:
   std::string& Option(std::string& text) override { return text = option; }
   std::string& LongName(std::string& text) override { return text = longName; }
@@ -102,7 +104,7 @@ class FakeCatalogEntry : public DiagCatalogEntry {
 
 class FakeModule;
 
-class FakeDiagnostic : public DiagDiagnostic {
+class FakeDiagnostic final : public DiagDiagnostic {
  public:
   explicit FakeDiagnostic(FakeModule& module) : module_(module) {}
   std::string& Name(std::string& text) override { return text = name; }
@@ -124,26 +126,64 @@ class FakeDiagnostic : public DiagDiagnostic {
   std::vector<DiagTest*> list_;
 };
 
-class FakeTool : public DiagTool {
+// What a running tool of the fake service can do. The thread of the run.
+class FakeToolRun {
  public:
-  void SetToolProperty(const std::string& key, const std::vector<std::string>& values) override {
-    properties[key] = values;
-  }
-  std::vector<std::string> GetToolProperty(const std::string& key) override {
-    return properties[key];
-  }
+  FakeToolRun(FakeService& fakeService, class FakeTool& runTool,
+              orvan_service::ToolListenerView* listener, std::vector<DiagDevice*> runDevices)
+      : tool(runTool),
+        hasListener(listener != nullptr),
+        devices(std::move(runDevices)),
+        service_(fakeService),
+        listener_(listener) {}
+
+  // Calls the listener's handler of that event; false when there is none.
+  bool Fire(const std::string& event);
+  // The same, with a property set first.
+  bool Fire(const std::string& event, const std::string& property,
+            const std::vector<std::string>& values);
+  // Blocks until the tool was asked to stop.
+  void AwaitAbort();
+
+  FakeTool& tool;
+  const bool hasListener;
+  const std::vector<DiagDevice*> devices;
+
+ private:
+  FakeService& service_;
+  orvan_service::ToolListenerView* listener_;
+};
+
+class FakeTool final : public DiagTool {
+ public:
+  struct Property {
+    std::string key;
+    std::vector<std::string> values;
+    bool operator==(const Property&) const = default;
+  };
+  void SetToolProperty(const std::string& key, const std::vector<std::string>& values) override;
+  std::vector<std::string> GetToolProperty(const std::string& key) override;
   std::string& GetName(std::string& text) override { return text = name; }
   std::string& GetDescription(std::string& text) override { return text = description; }
   std::string& GetHint(std::string& text) override { return text = hint; }
-  bool IsApplicable(DiagDevice* /*device*/) override { return true; }
+  bool IsApplicable(DiagDevice* device) override;
+
+  // Every property that was set, in order.
+  std::vector<Property> Settings();
 
   std::string name;
   std::string description;
   std::string hint;
-  std::map<std::string, std::vector<std::string>> properties;
+  std::set<std::string> refusedDevices;
+  std::function<void(FakeToolRun&)> body;  // what RunTool does; none: nothing
+
+ private:
+  std::mutex lock_;  // guards the rest
+  std::map<std::string, std::vector<std::string>> properties_;
+  std::vector<Property> settings_;
 };
 
-class FakeModule : public DiagModule {
+class FakeModule final : public DiagModule {
  public:
   FakeModule(FakeService& service, std::string name);
   DiagCatalogue* Catalogue() override { return catalogueMissing ? nullptr : &catalogue; }

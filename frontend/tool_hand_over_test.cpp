@@ -1,0 +1,124 @@
+#include <getopt.h>
+
+#include "frontend/tool_makers.h"
+#include "tests/fakes/front_end_test.h"
+
+namespace {
+
+using Words = std::vector<std::string>;
+
+// What the tool of this file was made from and told. Null pointers in `made` mean that none was.
+struct ToolRecord {
+  bool offered = false;  // MakeTool has one
+  std::string name;
+  ToolMaking made;
+  std::map<std::string, std::string> properties;
+  Words words;
+  int scanStopped = 0;
+  std::uint32_t held = 0;
+  bool freed = false;
+};
+ToolRecord record;
+
+class RecordingTool : public ToolCli {
+ public:
+  ~RecordingTool() override { record.freed = true; }
+  void ToolExecute(int argc, char** argv) override {
+    record.properties = properties;
+    record.words.assign(argv, argv + argc);
+    record.scanStopped = optind;
+    record.held = GetProcessState().systemEventHoldMask;
+  }
+  void ToolRun() override {}
+};
+
+}  // namespace
+
+// In place of the program's table.
+std::unique_ptr<ToolCli> MakeTool(const std::string& name, const ToolMaking& making) {
+  record.name = name;
+  if (!record.offered) return nullptr;
+  record.made = making;
+  return std::make_unique<RecordingTool>();
+}
+
+namespace {
+
+class ToolHandOver : public FrontEndTest {
+ protected:
+  ToolHandOver() : storage(AddStorage()) {
+    record = {};
+    record.offered = true;
+  }
+  // Parses a line with the tool of that name and hands over; the tool's output.
+  std::string HandOver(const std::string& name, const Words& words) {
+    tool = &storage.AddTool(name, "DOES", "some");
+    EXPECT_EQ(Parse(words), 0);
+    cli->result = kResultNone;
+    capture.Take();
+    cli->HandOverToTool(argv->Count(), argv->Data());
+    return capture.Take();
+  }
+
+  FakeModule& storage;
+  FakeTool* tool = nullptr;
+};
+
+TEST_F(ToolHandOver, TheToolGetsTheLineAsItIs) {
+  EXPECT_EQ(HandOver("|SOME_TOOL", {"-Mstorage", "-Tsome", "-r", "0,1"}), "");
+  EXPECT_EQ(record.name, "some_tool");
+  EXPECT_EQ(record.made.module, &storage);
+  EXPECT_EQ(record.made.tool, tool);
+  EXPECT_FALSE(record.made.supervised);
+  EXPECT_EQ(record.words, (Words{"TarvexDiagnosticsCLI", "-Mstorage", "-Tsome", "-r", "0,1"}));
+  EXPECT_EQ(record.scanStopped, 3);
+  EXPECT_TRUE(record.freed);
+  EXPECT_EQ(cli->result, kResultPassed);
+}
+
+TEST_F(ToolHandOver, ASupervisorsMarkReachesTheTool) {
+  HandOver("some_tool", {"-Mstorage", "-Tsome", "-r", "--HDK"});
+  EXPECT_TRUE(record.made.supervised);
+}
+
+TEST_F(ToolHandOver, TheToolIsToldWhetherTheSystemIsBootable) {
+  HandOver("some_tool", {"-Mstorage", "-Tsome"});
+  EXPECT_EQ(record.properties, (std::map<std::string, std::string>{{"BOOTABLE", "FALSE"}}));
+  cli->bootable = true;
+  cli->HandOverToTool(argv->Count(), argv->Data());
+  EXPECT_EQ(record.properties, (std::map<std::string, std::string>{{"BOOTABLE", "TRUE"}}));
+}
+
+TEST_F(ToolHandOver, ShutdownWaitsForTheToolAndNoLonger) {
+  HandOver("some_tool", {"-Mstorage", "-Tsome"});
+  EXPECT_EQ(record.held, 9U);
+  EXPECT_EQ(GetProcessState().systemEventHoldMask, 0U);
+}
+
+TEST_F(ToolHandOver, AToolWithoutACommandIsPassedOverInSilence) {
+  record.offered = false;
+  EXPECT_EQ(HandOver("other_tool", {"-Mstorage", "-Tsome"}), "");
+  EXPECT_EQ(record.name, "other_tool");
+  EXPECT_EQ(cli->result, kResultNone);
+}
+
+class PropertyTool : public RecordingTool {
+ public:
+  const std::map<std::string, std::string>& Properties() const { return properties; }
+};
+
+TEST(ToolCli, APropertyKeepsItsFirstValue) {
+  PropertyTool tool;
+  tool.SetProperty({"BOOTABLE", "TRUE"});
+  tool.SetProperty({"BOOTABLE", "FALSE"});
+  tool.SetProperty({"OTHER", "x"});
+  const std::map<std::string, std::string> expected{{"BOOTABLE", "TRUE"}, {"OTHER", "x"}};
+  EXPECT_EQ(tool.Properties(), expected);
+  PropertyTool copy(tool);
+  EXPECT_EQ(copy.Properties(), expected);
+  PropertyTool assigned;
+  assigned = tool;
+  EXPECT_EQ(assigned.Properties(), expected);
+}
+
+}  // namespace

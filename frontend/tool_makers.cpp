@@ -1,0 +1,27 @@
+#include "frontend/tool_makers.h"
+
+#include <algorithm>
+#include <array>
+#include <new>
+
+namespace {
+
+struct MakerRow {
+  const char* name;
+  std::unique_ptr<ToolCli> (*make)(const ToolMaking& making);
+};
+// One row for each tool that has a command.
+constexpr std::array<MakerRow, 0> kMakers{};
+
+}  // namespace
+
+std::unique_ptr<ToolCli> MakeTool(const std::string& name, const ToolMaking& making) {
+  const auto* row = std::find_if(kMakers.begin(), kMakers.end(),
+                                 [&name](const MakerRow& maker) { return name == maker.name; });
+  if (row == kMakers.end()) return nullptr;
+  try {
+    return row->make(making);
+  } catch (const std::bad_alloc&) {
+    return nullptr;
+  }
+}

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "tools/tool_cli.h"
+
+class DiagModule;
+class DiagTool;
+
+// What a tool is made of.
+struct ToolMaking {
+  DiagModule* module = nullptr;
+  DiagTool* tool = nullptr;
+  bool supervised = false;  // a supervising program reads the output
+};
+
+// The interactive tool of that name; null when there is none, or no memory for it. The program
+// links the table of its tools; unit tests link a tool of their own. Main thread.
+std::unique_ptr<ToolCli> MakeTool(const std::string& name, const ToolMaking& making);

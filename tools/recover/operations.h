@@ -1,0 +1,5 @@
+#pragma once
+
+// Words of the "Operation" property.
+inline constexpr char kRbsOperationRepair[] = "repair";
+inline constexpr char kRbsOperationScan[] = "scan";

@@ -1,0 +1,80 @@
+#include "tools/recover/rbs_cli_listener.h"
+
+#include <array>
+
+#include "tools/recover/operations.h"
+#include "tools/recover/rbs_cli_event.h"
+
+namespace {
+
+using Event = std::unique_ptr<ToolEvent>;
+
+constexpr std::size_t kSectorsOnALine = 5;
+// The places of the sectors that were fixed and that were not in the list of counts.
+constexpr std::size_t kFixed = 2;
+constexpr std::size_t kNotFixed = 3;
+
+std::string SectorLines(const std::vector<std::string>& sectors) {
+  std::string lines;
+  for (std::size_t i = 0; i < sectors.size(); ++i) {
+    if (i > 0) lines += i % kSectorsOnALine == 0 ? "\n" : ", ";
+    lines += sectors[i];
+  }
+  return lines;
+}
+
+template <class Plain>
+Event MakePlain(const ToolReport& /*report*/) {
+  return std::make_unique<Plain>();
+}
+
+Event MakeOperationInit(const ToolReport& report) {
+  return std::make_unique<EventOperationInit>(report.Item("OperationInit", 0));
+}
+
+Event MakeDeviceInit(const ToolReport& report) {
+  const ToolDeviceRecord* device = report.Device("DeviceInit", 0);
+  if (device == nullptr) return nullptr;
+  return std::make_unique<EventDeviceInit>(device->id, device->displayName);
+}
+
+Event MakeDeviceFinish(const ToolReport& report) {
+  const ToolDeviceRecord* device = report.Device("DeviceFinish", 0);
+  if (device == nullptr) return nullptr;
+  auto event = std::make_unique<EventDeviceFinish>();
+  if (const auto message = report.List("Message"); !message.empty()) {
+    event->message = message.front();
+    event->hasMessage = true;
+  }
+  event->operation = kRbsOperationRepair;
+  event->deviceId = device->id;
+  event->displayName = device->displayName;
+  event->status = report.Number("DeviceFinish", 1);
+  event->sectorsInfo = report.List("SectorsInfo");
+  if (report.Item(kToolPropertyOperation, 0) == kRbsOperationScan) {
+    // A scan repairs nothing, whatever the counts say.
+    event->sectorsInfo.at(kFixed) = "0";
+    event->sectorsInfo.at(kNotFixed) = "0";
+  }
+  event->badSectorList = SectorLines(report.List("BadSectorsList"));
+  return event;
+}
+
+Event MakeProgress(const ToolReport& report) {
+  return std::make_unique<EventProgress>(static_cast<std::uint32_t>(report.Number("Progress", 0)));
+}
+
+constexpr std::array kHandlers{
+    ToolHandlerRow{"OnRecoverInit", &MakePlain<EventRecoverInit>},
+    ToolHandlerRow{"OnRecoverFinish", &MakePlain<EventRecoverFinish>},
+    ToolHandlerRow{"OnOperationInit", &MakeOperationInit},
+    ToolHandlerRow{"OnOperationFinish", &MakePlain<EventOperationFinish>},
+    ToolHandlerRow{"OnDeviceInit", &MakeDeviceInit},
+    ToolHandlerRow{"OnDeviceFinish", &MakeDeviceFinish},
+    ToolHandlerRow{"OnProgress", &MakeProgress},
+};
+
+}  // namespace
+
+RbsCliListener::RbsCliListener(ToolEventQueue& queue, const RbsUtils& utils)
+    : ToolListener(queue, utils, kHandlers) {}

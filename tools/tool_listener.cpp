@@ -1,0 +1,39 @@
+#include "tools/tool_listener.h"
+
+#include "boundary/orvan_service_objects.h"
+#include "tools/decimal.h"
+
+std::vector<std::string> ToolReport::List(const std::string& property) const {
+  return tool_.GetToolProperty(property);
+}
+
+std::string ToolReport::Item(const std::string& property, std::size_t index) const {
+  return List(property).at(index);
+}
+
+std::int32_t ToolReport::Number(const std::string& property, std::size_t index) const {
+  return tarvex::ParseDecimal(Item(property, index));
+}
+
+const ToolDeviceRecord* ToolReport::Device(const std::string& property, std::size_t index) const {
+  return devices_.findDevice(Item(property, index));
+}
+
+ToolListener::ToolListener(ToolEventQueue& queue, const ToolDevices& devices,
+                           std::span<const ToolHandlerRow> handlers)
+    : queue_(queue), devices_(devices), handlers_(handlers) {
+  ToolListener::RegisterHandlers();
+}
+
+void ToolListener::ClearReply(orvan_service::ToolReply* record) {
+  if (record != nullptr) record->reply = 0;
+}
+
+void ToolListener::RegisterHandlers() {
+  for (const ToolHandlerRow& row : handlers_) {
+    SetHandler(row.event, [this, make = row.make](DiagTool* tool, const std::string&) {
+      queue_.Append(make(ToolReport(*tool, devices_)));
+      return true;
+    });
+  }
+}

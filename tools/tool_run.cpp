@@ -1,0 +1,119 @@
+#include "tools/tool_run.h"
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <exception>
+
+#include "boundary/hostlayer.h"
+#include "boundary/hostlayer_console.h"
+#include "boundary/hostlayer_thread.h"
+#include "boundary/orvan_service.h"
+#include "tools/forced_abort.h"
+#include "tools/tool_cadence.h"
+#include "tools/tool_keyboard.h"
+
+namespace {
+
+// The thread inside the service's call.
+class Worker {
+ public:
+  explicit Worker(const ToolRunRequest& request) : request_(request) {
+    HostThread* threads = get_thread();
+    if (threads->Start(&thread_, 0, &Worker::ThreadMain, this, "ToolWorker") == 0) {
+      threads->AfterStart(thread_, 0);
+    } else {
+      running_ = false;
+    }
+  }
+  ~Worker() {
+    if (IsRunning()) request_.target.service->AbortTool(request_.target.tool);
+    get_thread()->Join(thread_);
+  }
+  Worker(const Worker&) = delete;
+  Worker& operator=(const Worker&) = delete;
+
+  bool IsRunning() const { return running_; }
+  // Waits for the thread's end and throws what ended the call. Once.
+  void Finish() {
+    get_thread()->Join(thread_);
+    thread_ = nullptr;
+    if (failure_) std::rethrow_exception(failure_);
+  }
+
+ private:
+  static std::uintptr_t ThreadMain(void* self) {
+    static_cast<Worker*>(self)->Run();
+    return 0;
+  }
+  void Run() {
+    const ToolTarget& target = request_.target;
+    try {
+      target.service->RunTool(target.tool, request_.listener, request_.devices);
+    } catch (...) {
+      failure_ = std::current_exception();
+    }
+    running_ = false;
+    request_.queue.NotifyChange();
+  }
+
+  const ToolRunRequest& request_;
+  // Cleared by the thread behind its last event. Set before the thread starts, so that a tool which
+  // ends at once is not taken for one that has not begun.
+  std::atomic<bool> running_{true};
+  std::exception_ptr failure_;  // written by the thread; read after Join
+  HostThreadHandle thread_ = nullptr;
+};
+
+void AbortOnEscape(const ToolRunRequest& request) {
+  if (request.keyboard.ReadKey() == kKeyEscape) {
+    request.target.service->AbortTool(request.target.tool);
+  }
+}
+
+// The look at keyboard and clock, at its pace.
+class QuietMoment {
+ public:
+  explicit QuietMoment(const ToolRunRequest& request)
+      : request_(request), latest_(request.context.timer->Now()) {}
+
+  // How long nothing is due.
+  std::chrono::milliseconds Left() const {
+    const Tick passed = request_.context.timer->Now() - latest_;
+    return tarvex::kToolCadence - std::min(tarvex::kToolCadence, std::chrono::milliseconds(passed));
+  }
+  void Use() {
+    if (!ForcedAbort::IsUnderWay()) AbortOnEscape(request_);
+    const ToolEventContext& context = request_.context;
+    if (context.deviceActive) request_.showProgress(context.DeviceSeconds());
+    latest_ = context.timer->Now();
+  }
+
+ private:
+  const ToolRunRequest& request_;
+  Tick latest_;
+};
+
+}  // namespace
+
+void tarvex::RunTool(const ToolRunRequest& request) {
+  QuietMoment moment(request);
+  request.target.tool->SetToolProperty(kToolPropertyForcedAbort, {});
+  Worker worker(request);
+  request.context.deviceActive = false;
+  if (request.keyBeforeLoop) AbortOnEscape(request);
+  const auto somethingToDo = [&] { return request.queue.Count() > 0 || !worker.IsRunning(); };
+  for (;;) {
+    // Asked first: what the tool told before its end is in the queue by then.
+    const bool running = worker.IsRunning();
+    if (const auto event = request.queue.Take()) {
+      event->apply(request.context);
+      continue;
+    }
+    if (!running) break;
+    if (moment.Left().count() == 0) moment.Use();
+    request.queue.WaitForChange(moment.Left(), somethingToDo);
+  }
+  worker.Finish();
+}

@@ -1,0 +1,289 @@
+#include "tools/tool_run.h"
+
+#include <array>
+#include <atomic>
+#include <future>
+#include <memory>
+#include <stdexcept>
+
+#include "boundary/hostlayer_console.h"
+#include "system/test_pipe.h"
+#include "tests/fakes/tool_test.h"
+#include "tools/forced_abort.h"
+#include "tools/tool_keyboard.h"
+#include "tools/tool_listener.h"
+
+namespace {
+
+using Steps = std::vector<std::string>;
+using Property = FakeTool::Property;
+
+struct RecordingContext : ToolEventContext {
+  Steps steps;
+  std::thread::id thread;
+  std::function<void()> onStart;
+};
+
+// Does what its name says.
+class StepEvent : public ToolEvent {
+ public:
+  explicit StepEvent(std::string eventName) : name_(std::move(eventName)) {}
+  void apply(ToolEventContext& context) override {
+    auto& record = static_cast<RecordingContext&>(context);
+    record.thread = std::this_thread::get_id();
+    if (name_ == "throw") throw std::runtime_error("event");
+    if (name_ == "start") {
+      record.StartDevice();
+      record.onStart();
+    }
+    record.steps.push_back(name_);
+  }
+  bool IsProgress() const override { return name_ == "progress"; }
+
+ private:
+  std::string name_;
+};
+
+constexpr std::array kRows{
+    ToolHandlerRow{"OnStep", [](const ToolReport& report) -> std::unique_ptr<ToolEvent> {
+                     return std::make_unique<StepEvent>(report.Item("Step", 0));
+                   }}};
+
+class NoDevices : public ToolDevices {
+ public:
+  using ToolDevices::ToolDevices;
+};
+
+class ToolRunTest : public ToolTest {
+ protected:
+  ToolRunTest() : devices(Target()), listener(queue, devices, kRows) {
+    context.timer = &host().timer;  // stands still, so nothing is due unless the test says so
+  }
+
+  void Run(bool keyBeforeLoop = false) {
+    std::vector<DiagDevice*> runOn{&module.AddDevice("A", "Disk A")};
+    tarvex::RunTool({Target(), &listener, runOn, queue, context, keyboard, keyBeforeLoop,
+                     [this](double seconds) {
+                       if (onProgress) onProgress(seconds);
+                     }});
+  }
+  // Makes the next quiet moment due and wakes the loop for it.
+  void PassTime(FakeToolRun& run, std::uint32_t milliseconds = 251) {
+    host().timer.Advance(milliseconds);
+    run.Fire("OnStep", "Step", {"time"});
+  }
+  int Aborts() { return service().CountCalls("AbortTool(some_tool)"); }
+
+  ToolEventQueue queue;
+  NoDevices devices;
+  ToolListener listener;
+  RecordingContext context;
+  ToolKeyboard keyboard;
+  ForcedAbort forcedAbort{Target()};
+  std::function<void(double)> onProgress;
+};
+
+TEST_F(ToolRunTest, EventsAreAppliedHereInTheirOrder) {
+  std::thread::id worker;
+  tool.body = [&worker](FakeToolRun& run) {
+    worker = std::this_thread::get_id();
+    for (const char* step : {"one", "two", "three"}) run.Fire("OnStep", "Step", {step});
+  };
+  Run();
+  EXPECT_EQ(context.steps, (Steps{"one", "two", "three"}));
+  EXPECT_EQ(context.thread, std::this_thread::get_id());
+  EXPECT_NE(worker, std::this_thread::get_id());
+  EXPECT_TRUE(service().Called("RunTool(some_tool,1)"));
+  EXPECT_EQ(host().threads.Names(), Steps{"ToolWorker"});
+  EXPECT_EQ(host().threads.AfterStarts(), 1);
+  EXPECT_EQ(Aborts(), 0);
+}
+
+TEST_F(ToolRunTest, AnEarlierForcedAbortIsTakenBackBeforeTheRun) {
+  tool.body = [](FakeToolRun& run) {
+    EXPECT_EQ(run.tool.Settings(), (std::vector<Property>{{"ForcedAbort", {}}}));
+  };
+  Run();
+  EXPECT_EQ(tool.Settings().size(), 1U);
+}
+
+TEST_F(ToolRunTest, EscapeAtTheStartIsSeenOnlyWhereItIsLookedFor) {
+  host().console.Press(kKeyEscape);
+  tool.body = [](FakeToolRun& run) { run.AwaitAbort(); };
+  Run(true);
+  EXPECT_EQ(Aborts(), 1);
+  EXPECT_EQ(host().console.Reads(), 1);
+  tool.body = nullptr;
+  Run(false);
+  EXPECT_EQ(host().console.Reads(), 1);
+}
+
+TEST_F(ToolRunTest, EscapeInAQuietMomentStopsTheTool) {
+  host().console.Press('x');
+  host().console.Press(kKeyEscape);
+  tool.body = [this](FakeToolRun& run) {
+    PassTime(run);
+    host().console.AwaitReads(1);
+    EXPECT_EQ(Aborts(), 0);
+    PassTime(run);
+    run.AwaitAbort();
+  };
+  Run();
+  EXPECT_EQ(Aborts(), 1);
+  EXPECT_EQ(host().console.Reads(), 2);
+}
+
+TEST_F(ToolRunTest, WithTheRealClockTheKeyboardIsLookedAtWithoutAnyEvent) {
+  context.timer = &WinTimer::Instance();
+  host().console.Press(kKeyEscape);
+  tool.body = [](FakeToolRun& run) { run.AwaitAbort(); };
+  Run();
+  EXPECT_EQ(Aborts(), 1);
+}
+
+TEST_F(ToolRunTest, ProgressIsShownInWholeSecondsOnceADeviceHasBegun) {
+  std::promise<void> started;
+  std::promise<double> shown;
+  context.onStart = [&started] { started.set_value(); };
+  onProgress = [&shown](double seconds) { shown.set_value(seconds); };
+  tool.body = [&](FakeToolRun& run) {
+    run.Fire("OnStep", "Step", {"start"});
+    started.get_future().wait();
+    PassTime(run, 1999);
+    EXPECT_EQ(shown.get_future().get(), 1.0);
+  };
+  Run();
+}
+
+TEST_F(ToolRunTest, ADeviceOfAnEarlierRunShowsNoProgress) {
+  context.deviceActive = true;
+  bool shown = false;
+  onProgress = [&shown](double) { shown = true; };
+  host().console.Press(kKeyEscape);
+  tool.body = [this](FakeToolRun& run) {
+    PassTime(run);
+    run.AwaitAbort();
+  };
+  Run();
+  EXPECT_FALSE(shown);
+}
+
+TEST_F(ToolRunTest, AForcedAbortEndsTheLookAtTheKeyboard) {
+  host().console.Press(kKeyEscape);
+  std::promise<void> started;
+  std::promise<void> shown;
+  context.onStart = [&started] { started.set_value(); };
+  onProgress = [&shown](double) { shown.set_value(); };
+  tool.body = [&](FakeToolRun& run) {
+    host().signals.Fire(2);
+    run.Fire("OnStep", "Step", {"start"});
+    started.get_future().wait();
+    PassTime(run);
+    shown.get_future().wait();
+  };
+  Run();
+  EXPECT_EQ(host().console.Reads(), 0);
+  EXPECT_EQ(Aborts(), 1);
+}
+
+TEST_F(ToolRunTest, AFloodOfProgressHidesNoEscape) {
+  context.timer = &WinTimer::Instance();
+  host().console.Press(kKeyEscape);
+  tool.body = [this](FakeToolRun& run) {
+    for (int i = 0; i < 100000; ++i) run.Fire("OnStep", "Step", {"progress"});
+    EXPECT_LE(queue.Count(), 1U);
+    run.AwaitAbort();
+  };
+  Run();
+  EXPECT_EQ(Aborts(), 1);
+}
+
+TEST_F(ToolRunTest, WhatWasToldBeforeAFailureIsAppliedAndTheFailurePasses) {
+  tool.body = [](FakeToolRun& run) {
+    run.Fire("OnStep", "Step", {"one"});
+    run.Fire("OnStep", "Step", {});
+  };
+  EXPECT_THROW(Run(), std::out_of_range);
+  EXPECT_EQ(context.steps, Steps{"one"});
+  EXPECT_EQ(host().threads.Joins(), 2);  // the second finds nothing left
+}
+
+TEST_F(ToolRunTest, AFailureOfAnEventStopsTheToolAndPasses) {
+  tool.body = [](FakeToolRun& run) {
+    run.Fire("OnStep", "Step", {"throw"});
+    run.AwaitAbort();
+  };
+  EXPECT_THROW(Run(), std::runtime_error);
+  EXPECT_EQ(Aborts(), 1);
+  host().threads.AwaitEnd("ToolWorker");
+}
+
+TEST_F(ToolRunTest, WithoutAThreadNothingIsRun) {
+  host().threads.startResult = 11;
+  Run();
+  EXPECT_FALSE(service().Called("RunTool(some_tool,1)"));
+}
+
+class ForcedAbortTest : public ToolTest {};
+
+TEST_F(ForcedAbortTest, ATerminationRequestSetsThePropertyAndStopsTheTool) {
+  {
+    const ForcedAbort forcedAbort(Target());
+    EXPECT_FALSE(ForcedAbort::IsUnderWay());
+    EXPECT_EQ(host().signals.Fire(15), std::vector<bool>{true});
+    EXPECT_TRUE(ForcedAbort::IsUnderWay());
+    EXPECT_EQ(tool.Settings(), (std::vector<Property>{{"ForcedAbort", {"Forced to abort"}}}));
+    EXPECT_EQ(service().CountCalls("AbortTool(some_tool)"), 1);
+    EXPECT_EQ(capture.Take(), "");
+  }
+  EXPECT_EQ(host().signals.handlers.size(), 0U);
+  EXPECT_TRUE(ForcedAbort::IsUnderWay());
+  const ForcedAbort next(Target());
+  EXPECT_FALSE(ForcedAbort::IsUnderWay());
+}
+
+class ToolKeyboardTest : public ToolTest {};
+
+TEST_F(ToolKeyboardTest, IsAUseOfTheConsoleThatIsGivenBack) {
+  {
+    ToolKeyboard keyboard;
+    host().console.Press('y');
+    EXPECT_EQ(keyboard.ReadKey(), 'y');
+    EXPECT_EQ(keyboard.ReadKey(), kNoKey);
+    EXPECT_EQ(host().consoleUses, 1);
+  }
+  EXPECT_EQ(host().consoleReleases, 1);
+}
+
+TEST_F(ToolKeyboardTest, AwaitsAKeyOfItsTerminal) {
+  TestPipe terminal;
+  ToolKeyboard keyboard{tarvex::TerminalWait(std::move(terminal.reading))};
+  std::thread typist([] {
+    host().console.AwaitReads(2);
+    host().console.Press('n');
+  });
+  EXPECT_EQ(keyboard.AwaitKey(), 'n');
+  typist.join();
+}
+
+TEST_F(ToolKeyboardTest, GivesUpOnceTheTerminalIsGone) {
+  TestPipe terminal;
+  ToolKeyboard keyboard{tarvex::TerminalWait(std::move(terminal.reading))};
+  host().console.Press('y');
+  terminal.writing.Reset();
+  EXPECT_EQ(keyboard.AwaitKey(), 'y');
+  EXPECT_EQ(keyboard.AwaitKey(), kNoKey);
+  ToolKeyboard none{tarvex::TerminalWait(tarvex::Descriptor())};
+  EXPECT_EQ(none.AwaitKey(), kNoKey);
+}
+
+TEST_F(ToolKeyboardTest, WithoutAConsoleThereIsNoKey) {
+  host().consoleMissing = true;
+  {
+    ToolKeyboard keyboard;
+    EXPECT_EQ(keyboard.ReadKey(), kNoKey);
+  }
+  EXPECT_EQ(host().consoleReleases, 0);
+}
+
+}  // namespace

@@ -1,0 +1,41 @@
+#include "tools/tool_spinner.h"
+
+#include <utility>
+
+#include "boundary/hostlayer.h"
+#include "tools/tool_cadence.h"
+
+ToolSpinner::ToolSpinner(std::function<void()> viewStart, std::function<void()> showScanning)
+    : viewStart_(std::move(viewStart)), showScanning_(std::move(showScanning)) {
+  HostThread* threads = get_thread();
+  if (threads->Start(&thread_, 0, &ToolSpinner::ThreadMain, this, "ToolSpinner") == 0) {
+    threads->AfterStart(thread_, 0);
+  }
+}
+
+ToolSpinner::~ToolSpinner() {
+  {
+    const std::lock_guard guard(lock_);
+    spinnerOn_ = false;
+    changed_.notify_all();
+  }
+  get_thread()->Join(thread_);
+}
+
+void ToolSpinner::SetScanning(bool value) {
+  const std::lock_guard guard(lock_);
+  scanning_ = value;
+}
+
+std::uintptr_t ToolSpinner::ThreadMain(void* self) {
+  static_cast<ToolSpinner*>(self)->Spin();
+  return 0;
+}
+
+void ToolSpinner::Spin() {
+  viewStart_();
+  std::unique_lock guard(lock_);
+  while (!changed_.wait_for(guard, tarvex::kToolCadence, [this] { return !spinnerOn_; })) {
+    if (scanning_) showScanning_();
+  }
+}
