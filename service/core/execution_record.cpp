@@ -6,6 +6,7 @@
 
 #include "service/core/guard.h"
 #include "system/execution_tracker.h"
+#include "system/record_store_report.h"
 
 namespace orvan::core {
 
@@ -50,6 +51,15 @@ void TrackFinishedTest(SystemExecutionTracker& tracker, const FinishedTest& test
     tracker.Track(record);
     return true;
   });
+}
+
+void LogStoreNotes(tarvex::RecordStoreReport* store, ServiceLog& log) {
+  if (store == nullptr) {
+    return;
+  }
+  for (const std::string& note : store->TakeNotes()) {
+    log.Text(LogSeverity::kWarning, note);
+  }
 }
 
 }  // namespace orvan::core

@@ -236,6 +236,7 @@ void Executor::Record(const TestAdapter& test, const sdk::Verdict& verdict, std:
                     {module_->Name(), test.Record().name, verdict.status, startMs,
                      std::chrono::duration<double>(seconds)},
                     device_ != nullptr ? &device_->Device() : nullptr, *surroundings_.log);
+  LogStoreNotes(surroundings_.recordStore, *surroundings_.log);
 }
 
 }  // namespace orvan::core

@@ -13,6 +13,9 @@
 #include "service/sdk/verdict.h"
 
 class SystemExecutionTracker;
+namespace tarvex {
+class RecordStoreReport;
+}  // namespace tarvex
 
 namespace orvan::core {
 
@@ -21,7 +24,8 @@ struct RunSurroundings {
   orvan_service::SuiteListenerView* suite = nullptr;  // null: nobody listens
   orvan_service::TestListenerView* test = nullptr;    // null: nobody listens
   std::stop_token stop;
-  SystemExecutionTracker* tracker = nullptr;  // null: no execution records are kept
+  SystemExecutionTracker* tracker = nullptr;         // null: no execution records are kept
+  tarvex::RecordStoreReport* recordStore = nullptr;  // behind the tracker; null: unknown
   ServiceLog* log = nullptr;
   const LogHardware* hardware = nullptr;          // the device in the log; null: the pseudo device
   bool hardwareIsListed = false;                  // the log's run start lists it

@@ -10,6 +10,7 @@
 
 #include "service/core/test_support.h"
 #include "system/execution_tracker.h"
+#include "system/record_store_report.h"
 
 namespace orvan::core {
 namespace {
@@ -29,6 +30,15 @@ class KeptRecords final : public SystemExecutionTracker {
   std::vector<SystemExecutionRecord>& records_;
 };
 
+// A store that says what a test gives it, and its end.
+class TalkingStore final : public tarvex::RecordStoreReport {
+ public:
+  void Finish() override { notes.push_back("finished"); }
+  std::vector<std::string> TakeNotes() override { return std::exchange(notes, {}); }
+
+  std::vector<std::string> notes;
+};
+
 // Waits for stop, and for nothing else.
 sdk::Verdict WaitForStop(sdk::TestContext& context) {
   std::mutex mutex;
@@ -42,8 +52,8 @@ class ExecutorTest : public ::testing::Test {
  protected:
   void Start() {
     source->modules.push_back(testing::Own(std::move(plain)));
-    ServiceOptions options{"5.0.0.0", "",
-                           [this] { return std::make_unique<KeptRecords>(records); }};
+    ServiceOptions options{"5.0.0.0", logFolder,
+                           [this] { return std::make_unique<KeptRecords>(records); }, &store};
     service = std::make_unique<Service>(std::move(source), options);
     service->SetSuiteListener(&suite);
     service->SetTestListener(&test);
@@ -75,6 +85,8 @@ class ExecutorTest : public ::testing::Test {
     return text;
   }
 
+  TalkingStore store;
+  std::string logFolder;
   testing::CallList list;
   testing::RecordingSuite suite{list};
   testing::RecordingTest test{list};
@@ -415,6 +427,27 @@ TEST_F(ExecutorTest, KeepsARecordOfEachTestWhenTheSettingsSaySo) {
   service->ExecuteDiagnostics(module, nullptr, testing::WholePlan(*module));
   ASSERT_EQ(records.size(), 2U);
   EXPECT_EQ(records[1].deviceUdi, "");
+}
+
+TEST_F(ExecutorTest, WhatTheRecordStoreHasToSayIsInTheLogAtOnceAndAtTheEnd) {
+  const testing::TemporaryFolder folder;
+  logFolder = folder.Path();
+  plain->diagnostics = {MakeDiagnostic("Q", 1, {MakeTest("a", 1, Passes())})};
+  Start();
+  OrvanSettings settings;
+  settings.SetBool(kSettingExecutionTracker, true);
+  service->ApplySettings(settings);
+  const auto isAt = [&](const std::string& note, std::size_t fromEnd) {
+    const std::vector<std::string> lines = testing::LogLines(logFolder);
+    return lines.size() >= fromEnd &&
+           lines[lines.size() - fromEnd] ==
+               R"("testRunArtifact":{"log":{"severity":"WARNING","message":")" + note + R"("}}})";
+  };
+  store.notes = {"disk is full"};
+  Run();
+  EXPECT_TRUE(isAt("disk is full", 2));  // the end of the device's run is behind it
+  service->Close();
+  EXPECT_TRUE(isAt("finished", 2));  // the end of the log is behind it
 }
 
 // The bound is wide against a busy machine; quadratic look-ups would miss it by far.

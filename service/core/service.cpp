@@ -3,9 +3,11 @@
 #include <utility>
 
 #include "boundary/orvan_service_settings.h"
+#include "service/core/execution_record.h"
 #include "service/core/guard.h"
 #include "service/core/machine_identity.h"
 #include "system/execution_tracker.h"
+#include "system/record_store_report.h"
 
 namespace orvan::core {
 namespace {
@@ -49,6 +51,10 @@ void Service::Close() {
   }
   modulePointers_.clear();
   tracker_.reset();
+  if (options_.recordStore != nullptr) {
+    options_.recordStore->Finish();
+    LogStoreNotes(options_.recordStore, log_);
+  }
   log_.End();
 }
 
@@ -118,6 +124,7 @@ void Service::ExecuteDiagnostics(DiagModule* module, DiagDevice* device,
     tracker_ = options_.makeTracker();
   }
   surroundings.tracker = tracked ? tracker_.get() : nullptr;
+  surroundings.recordStore = options_.recordStore;
   Executor(surroundings).Run(resolved);
 }
 

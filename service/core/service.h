@@ -23,6 +23,8 @@ struct ServiceOptions {
   std::string logFolder;  // empty: no log
   // Makes the keeper of execution records when the settings turn them on; may be empty.
   std::function<std::unique_ptr<SystemExecutionTracker>()> makeTracker;
+  // The store behind the tracker, which outlives the service: what it has to say goes into the log.
+  tarvex::RecordStoreReport* recordStore = nullptr;
 };
 
 // The diagnostic service over the modules of one source.

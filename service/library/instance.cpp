@@ -3,6 +3,8 @@
 #include <mutex>
 #include <vector>
 
+#include "boundary/hostlayer.h"
+#include "boundary/hostlayer_cim.h"
 #include "boundary/orvan_service.h"
 #include "service/core/platform.h"
 #include "service/core/plugin_loader.h"
@@ -10,6 +12,7 @@
 #include "service/scenario/scenario_source.h"
 #include "system/execution_tracker.h"
 #include "system/folders.h"
+#include "system/record_store_report.h"
 
 namespace {
 
@@ -50,6 +53,7 @@ std::unique_ptr<Service> MakeService() {
   options.version = TARVEX_VERSION;
   options.logFolder = tarvex::StateFolder() + "/log";
   options.makeTracker = [] { return std::make_unique<WindowsSystemExecutionTracker>(); };
+  options.recordStore = dynamic_cast<tarvex::RecordStoreReport*>(get_cim());
   return std::make_unique<Service>(MakeSource(), std::move(options));
 }
 
