@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <chrono>
 #include <cstdio>
 #include <string_view>
 #include <thread>
@@ -112,7 +113,9 @@ TEST(InputPeek, RestTakesNothingAndWakeEndsIt) {
   ASSERT_EQ(pipe2(channel.ends.data(), O_CLOEXEC), 0);
   InputPeek peek(channel.ends[0]);
   channel.Say("a");
-  peek.Rest(1);
+  const auto start = std::chrono::steady_clock::now();
+  peek.Rest(50);
+  EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(50));
   peek.Wake();
   peek.Rest(kForever);
   EXPECT_EQ(TakeOne(peek, kNotAtAll), 'a');

@@ -266,6 +266,13 @@ TEST_F(HDKioTest, ASupervisorThatDoesNotReadIsWaitedForHalfAMinuteAndASecondAfte
   EXPECT_LT(tarvex::ConsolePatienceMs(), 0);
 }
 
+TEST_F(HDKioTest, WhatIsLeftGoesOutWithTheViewAndItsPatience) {
+  View().PrintField("n", "v", false);
+  EXPECT_EQ(console_.Flushed(), "");
+  view_.reset();
+  EXPECT_EQ(console_.Flushed(), "n:::v");
+}
+
 TEST_F(HDKioTest, OtherBytesAreKeptAndChangeNothing) {
   HDKio& view = View();
   Say("bx");
