@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
-#include <cstdio>
 #include <cstdlib>
 #include <utility>
 
@@ -146,14 +145,6 @@ bool ReadRegularFile(const std::string& path, std::size_t limit, std::string& te
     text = std::move(content);
   }
   return isRead;
-}
-
-void SetLargeFileAside(const std::string& path, std::size_t limit) {
-  struct stat status {};
-  if (lstat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
-      static_cast<std::size_t>(status.st_size) > limit) {
-    std::rename(path.c_str(), (path + ".1").c_str());
-  }
 }
 
 void MakeFolder(const std::string& path) {

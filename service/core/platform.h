@@ -52,10 +52,6 @@ class AppendFile {
 // fails; a pipe or a device in the file's place holds nobody.
 bool ReadRegularFile(const std::string& path, std::size_t limit, std::string& text);
 
-// Renames a regular file of more than `limit` bytes to its name and ".1", over what is there. A
-// file that cannot be renamed stays.
-void SetLargeFileAside(const std::string& path, std::size_t limit);
-
 // Makes the folder and the folder above it (0755) when they are missing.
 void MakeFolder(const std::string& path);
 
