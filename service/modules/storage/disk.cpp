@@ -104,6 +104,8 @@ std::vector<DiagResource> Disk::Resources() const {
 }
 
 std::string HardwareIdentity(const DiskFacts& facts) {
+  // The number of a loop device is an index; its file is what stays.
+  if (!facts.backingFile.empty()) return "file:" + facts.backingFile;
   if (!facts.worldWideName.empty()) return facts.worldWideName;
   if (facts.serial.empty()) return {};
   return facts.model.empty() ? facts.serial : facts.model + '_' + facts.serial;

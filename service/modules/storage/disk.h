@@ -63,7 +63,8 @@ class Disk final : public sdk::Device {
   bool isUnique_;
 };
 
-// The world-wide name, or model and serial number; empty when the disk tells neither.
+// The world-wide name, or model and serial number, or the file of a loop device ("file:PATH");
+// empty when the disk tells none of them.
 std::string HardwareIdentity(const DiskFacts& facts);
 
 }  // namespace orvan::storage

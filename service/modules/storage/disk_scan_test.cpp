@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -195,6 +196,44 @@ TEST(DiskInformation, DisksThatShareAnIdentityAreToldApartByTheirPath) {
   EXPECT_EQ(Find("virtual_machine", "sda")->UniqueId(),
             "QEMU QEMU HARDDISK_same@pci-0000:00:04.0/scsi-0:0:10");
   EXPECT_EQ(Find("virtual_machine", "vdb")->UniqueId(), "pci-0000:00:05.0");
+}
+
+TEST(DiskInformation, UniqueIdsOfAMachineAllDifferAndNameNoIndexOfTheKernels) {
+  for (const char* capture : {"desktop", "server", "virtual_machine", "two_controllers_boot_1"}) {
+    std::set<std::string> ids;
+    ListedProbe probe;
+    const auto disks = ScanDisks(Capture(capture), probe, true, {});
+    for (const auto& disk : disks) {
+      ids.insert(disk->UniqueId());
+      EXPECT_FALSE(disk->UniqueId().empty()) << capture;
+      EXPECT_EQ(disk->UniqueId().find(disk->Facts().kernelName), std::string::npos)
+          << disk->UniqueId();
+    }
+    EXPECT_EQ(ids.size(), disks.size()) << capture;
+  }
+}
+
+TEST(DiskInformation, TwoDisksWithTheSameBadSerialNumberDiffer) {
+  const std::string hub = "/sys/devices/pci0000:00/0000:00:14.0/usb1/1-";
+  std::string text;
+  for (const auto& [name, port] : {std::pair{"sda", "3"}, std::pair{"sdb", "4"}}) {
+    const std::string usb = hub + port;
+    const std::string block = usb + "/1-" + port + ":1.0/host6/target6:0:0/6:0:0:0/block/" + name;
+    text += "l /sys/block/" + std::string(name) + ' ' + block + "\nf " + block + "/size 8\nf " +
+            usb + "/idVendor 0951\nf " + usb + "/serial 000000000000\nf " + usb +
+            "/product Stick\n";
+  }
+  ListedProbe probe;
+  const auto disks = ScanDisks(machine::CapturedFiles(text), probe, false, {});
+  ASSERT_EQ(disks.size(), 2U);
+  EXPECT_EQ(disks[0]->UniqueId(),
+            "Stick_000000000000@pci-0000:00:14.0/port-3/port-3:1.0/scsi-0:0:0");
+  EXPECT_EQ(disks[1]->UniqueId(),
+            "Stick_000000000000@pci-0000:00:14.0/port-4/port-4:1.0/scsi-0:0:0");
+}
+
+TEST(DiskInformation, ALoopDeviceIsKnownByItsFile) {
+  EXPECT_EQ(Find("desktop", "loop2")->UniqueId(), "file:/srv/two.img");
 }
 
 TEST(DiskInformation, SizesAreCutToOneDigit) {
