@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include "boundary/orvan_service_errors.h"
 #include "tests/fakes/front_end_test.h"
 
@@ -158,6 +160,16 @@ TEST_F(RunAllAlone, NothingForTheKindAnywhereGivesResult32) {
   EXPECT_FALSE(service().Called("SetSuiteListener(set)")) << "the module is not run";
 }
 
+TEST_F(RunAllAlone, AModuleOfExtendedDiagnosticsHasNothingForQuickAndTheNextOneIsLookedAt) {
+  service().AddModule("surface").AddDiagnostic("LONG_CHECK", "L", "long", 2).AddTest("L", "l", "l");
+  static_cast<FakeModule*>(service().moduleList.at(0))->AddDevice("0", "Disk A");
+  service().AddModule("lamp").AddDiagnostic("LAMP_CHECK", "L", "lamp", 2).AddTest("M", "m", "m");
+  static_cast<FakeModule*>(service().moduleList.at(1))->AddDevice("0", "Lamp A");
+  EXPECT_EQ(Run({"-Uq"}),
+            kTitle + ScanText("surface") + kNothingForKind + ScanText("lamp") + kNothingForKind);
+  EXPECT_EQ(cli->ExitStatus(), 32);
+}
+
 TEST_F(RunAllAlone, NoTestThatAppliesAnywhereGivesResult32) {
   FakeModule& memory = AddMemory();
   TestOf(memory, 0, 0).NotOn("2");
@@ -183,6 +195,50 @@ TEST_F(RunAllAlone, APlainRunAllOfAModuleWithoutDevicesReportsThemToo) {
   AddMemory().deviceList.clear();
   Run({"-U"});
   EXPECT_EQ(cli->result, 31);
+}
+
+TEST_F(RunAllAlone, AModuleWithoutDiagnosticsOfItsOwnHasNothingToRun) {
+  FakeModule& memory = AddMemory();
+  memory.diagnosticList.clear();
+  EXPECT_EQ(Run({"-Uq,e"}), kTitle + ScanText("memory") + kNothingForKind);
+  EXPECT_EQ(cli->result, 32);
+}
+
+TEST_F(RunAllAlone, APlainRunAllWithoutAnyTestThatAppliesGives23WhateverWasBefore) {
+  FakeModule& storage = AddStorage();
+  TestOf(storage, 0, 0).Status(kTestFailed);
+  FakeModule& memory = AddMemory();
+  TestOf(memory, 0, 0).NotOn("2");
+  const std::string screen = Run({"-U"});
+  EXPECT_NE(
+      screen.find(ScanText("memory") +
+                  "[Warning] Kernel check are not supported for device: 2\n"
+                  "[Warning] No selected diagnostics are applicable for the selected devices\n" +
+                  FinalText("FINAL-CODE")),
+      std::string::npos)
+      << screen;
+  EXPECT_EQ(cli->result, 23);
+}
+
+TEST_F(RunAllAlone, AnEntryWithoutAModuleIsSkipped) {
+  AddMemory();
+  AddStorage();
+  EXPECT_EQ(Parse({"-Uq"}), 0);
+  cli->runAllModules.at(0).second->module = nullptr;
+  cli->RunAll();
+  EXPECT_EQ(service().CountCalls("ScanDevices(memory)"), 0);
+  EXPECT_EQ(service().runs.size(), 2U);
+}
+
+TEST_F(RunAllAlone, TheFinalResultIsOpenedByTheFirstModuleWithTests) {
+  AddMemory().deviceList.clear();
+  AddStorage();
+  Run({"-Uq"});
+  const std::vector<std::string> calls = service().Calls();
+  const auto opened = std::find(calls.begin(), calls.end(), "BeginFinalResult");
+  ASSERT_NE(opened, calls.end());
+  EXPECT_LT(std::find(calls.begin(), calls.end(), "SetNoDevicesMode(true)"), opened);
+  EXPECT_LT(opened, std::find(calls.begin(), calls.end(), "ExecuteDiagnostics(storage,0)"));
 }
 
 TEST_F(RunAllAlone, AModuleThatCannotRunDoesNotStopTheOthers) {
@@ -214,6 +270,13 @@ TEST_F(RunAllAlone, DevicesOfOneIdentifierShareAnEntryAndEachAddsItsDiagnostics)
   EXPECT_EQ(service().runs.size(), 1U);
 }
 
+TEST_F(RunAllAlone, APlainRunAllRunsDevicesOfOneIdentifierOnceToo) {
+  AddMemory().AddDevice("2", "Bank B");
+  Run({"-U"});
+  ASSERT_EQ(service().runs.size(), 1U);
+  EXPECT_EQ(service().runs.at(0).plan.size(), 1U);
+}
+
 TEST_F(RunAllAlone, ADiagnosticWithoutTestsForTheDeviceIsKeptAsAnEmptyItem) {
   FakeModule& memory = AddMemory();
   memory.AddDiagnostic("SECOND_CHECK", "2", "second", 1).AddTest("NEVER", "n", "never").NotOn("2");
@@ -225,7 +288,56 @@ TEST_F(RunAllAlone, ADiagnosticWithoutTestsForTheDeviceIsKeptAsAnEmptyItem) {
   EXPECT_TRUE(second.tests.empty());
   EXPECT_FALSE(second.allTests);
   EXPECT_TRUE(second.allDevices);
+  ASSERT_EQ(service().runs.size(), 1U);
+  ASSERT_EQ(service().runs.at(0).plan.size(), 2U) << "the service gets it beside one with tests";
+  EXPECT_TRUE(service().runs.at(0).plan.at(1).tests.empty());
 }
+
+// Many devices.
+
+class CountingDevice : public FakeDevice {
+ public:
+  CountingDevice(const std::string& id, std::size_t& asked)
+      : FakeDevice(id, "Disk"), asked_(asked) {}
+  std::string& GetId(std::string& text) override {
+    ++asked_;
+    return FakeDevice::GetId(text);
+  }
+
+ private:
+  std::size_t& asked_;
+};
+
+// How often a Run All asks each of that many devices for its id.
+class ManyDevices : public FrontEndTest, public ::testing::WithParamInterface<const char*> {
+ protected:
+  std::size_t IdsAskedFor(std::size_t count) {
+    Stop();
+    ResetFakeService();
+    optind = 0;
+    FakeModule& module = AddMemory();
+    module.deviceList.clear();
+    std::size_t asked = 0;
+    std::vector<std::unique_ptr<CountingDevice>> devices;
+    for (std::size_t i = 0; i < count; ++i) {
+      devices.push_back(std::make_unique<CountingDevice>("d" + std::to_string(i), asked));
+      module.deviceList.push_back(devices.back().get());
+    }
+    Run({GetParam()});
+    EXPECT_EQ(service().runs.size(), count);
+    Stop();
+    return asked;
+  }
+};
+
+TEST_P(ManyDevices, AreAskedForTheirIdsAsOftenEachAsFew) {
+  const std::size_t few = IdsAskedFor(10);
+  EXPECT_EQ(few % 10, 0U);
+  EXPECT_LE(few, 100U);
+  EXPECT_EQ(IdsAskedFor(1000), 100 * few);
+}
+
+INSTANTIATE_TEST_SUITE_P(Kinds, ManyDevices, ::testing::Values("-U", "-Uq"));
 
 TEST_F(RunAllTest, InvalidAppKeyPassesUpward) {
   service().beginThrowsInvalidAppKey = true;
