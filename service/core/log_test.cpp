@@ -266,6 +266,19 @@ TEST(ServiceLog, LosesWholeLinesWhereThereIsNoRoomAndShowsItInTheirNumbers) {
   EXPECT_NE(text.find("{\"sequenceNumber\":4,"), std::string::npos);
 }
 
+TEST(ServiceLog, LeavesNothingInAFolderWithoutRoomForAllThatWasSaid) {
+  TemporaryFolder folder;
+  ServiceLog log(folder.Path("a"));
+  log.Text(LogSeverity::kInfo, std::string(2000, 'x'));
+  {
+    const SizeLimit limit(1024);
+    log.MoveTo(folder.Path("b"));
+  }
+  log.Text(LogSeverity::kInfo, "b");
+  EXPECT_TRUE(std::filesystem::is_empty(folder.Path("b")));
+  EXPECT_EQ(testing::LogLines(folder.Path("a")).back(), TextLine("INFO", "b"));
+}
+
 TEST(ServiceLog, LeavesNoBrokenBeginning) {
   TemporaryFolder folder;
   {

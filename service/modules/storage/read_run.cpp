@@ -84,6 +84,22 @@ SurfaceHooks HooksOf(sdk::TestContext& context) {
   return hooks;
 }
 
+double Seconds(std::chrono::steady_clock::duration time) {
+  return std::chrono::duration<double>(time).count();
+}
+
+void Measure(sdk::TestContext& context, const SurfaceResult& result) {
+  const sdk::Limit none{sdk::Limit::Kind::kEqual, 0};
+  const auto bytes = static_cast<double>(result.bytesRead);
+  context.Measure({"bytes-read", bytes, "B"});
+  if (result.took.count() > 0) {
+    context.Measure({"read-rate", bytes / Seconds(result.took), "B/s"});
+  }
+  context.Measure({"slowest-answer", Seconds(result.slowestAnswer), "s"});
+  context.Measure({"unreadable-sectors", static_cast<double>(result.bad.Total()), "", {none}});
+  context.Measure({"unreadable-blocks", static_cast<double>(result.unnarrowedBlocks), "", {none}});
+}
+
 }  // namespace
 
 Verdict RunReadTest(sdk::TestContext& context, const ReadEnvironment& environment,
@@ -121,6 +137,7 @@ Verdict RunReadTest(sdk::TestContext& context, const ReadEnvironment& environmen
   if (style.opening) context.Report(0, style.opening(parameters));
   const SurfaceResult result =
       ReadSurface(*opened.reader, plan, context.StopToken(), HooksOf(context));
+  Measure(context, result);
   Verdict verdict =
       words::SurfaceVerdict(result, plan.order.count, environment.timeLimit, style.promisesAll);
   if (style.opening) verdict.found += ", seed " + std::to_string(parameters.seed);

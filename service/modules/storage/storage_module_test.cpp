@@ -107,6 +107,42 @@ TEST_P(EveryTest, KeepsAtMostAFewMebibytesInFlight) {
   }
 }
 
+// The value of the one measurement of this name; its limit and unit must be these.
+double Measured(const Bench& bench, const std::string& name, const std::string& unit,
+                bool hasLimit) {
+  const auto& all = bench.context->measurements;
+  const auto isNamed = [&](const sdk::Measurement& one) { return one.name == name; };
+  EXPECT_EQ(std::count_if(all.begin(), all.end(), isNamed), 1) << name;
+  const auto found = std::find_if(all.begin(), all.end(), isNamed);
+  if (found == all.end()) return -1;
+  EXPECT_EQ(found->unit, unit);
+  EXPECT_EQ(found->limits.size(), hasLimit ? 1U : 0U);
+  for (const sdk::Limit& limit : found->limits) {
+    EXPECT_EQ(limit.kind, sdk::Limit::Kind::kEqual);
+    EXPECT_EQ(limit.value, 0);
+  }
+  return found->value;
+}
+
+TEST_P(EveryTest, MeasuresWhatItRead) {
+  Bench bench;
+  RunOn(bench, {{"first_lba", "128"}, {"last_lba", "1151"}, {"block_kib", "64"}});
+  EXPECT_EQ(Measured(bench, "bytes-read", "B", false), 524288);
+  EXPECT_GT(Measured(bench, "read-rate", "B/s", false), 0);
+  EXPECT_GT(Measured(bench, "slowest-answer", "s", false), 0);
+  EXPECT_EQ(Measured(bench, "unreadable-sectors", "", true), 0);
+  EXPECT_EQ(Measured(bench, "unreadable-blocks", "", true), 0);
+}
+
+TEST_P(EveryTest, MeasuresWhatItCouldNotRead) {
+  DiskFaults faults;
+  faults.badSectors = {{200, EIO}, {300, EIO}, {301, EIO}};
+  Bench bench(faults);
+  RunOn(bench, {{"first_lba", "128"}, {"last_lba", "1151"}, {"block_kib", "64"}});
+  EXPECT_EQ(Measured(bench, "bytes-read", "B", false), 524288 - 2 * 65536);
+  EXPECT_EQ(Measured(bench, "unreadable-sectors", "", true), 3);
+}
+
 TEST_P(EveryTest, FindsTheOneBadSectorOfARange) {
   DiskFaults faults;
   faults.badSectors = {{5003, ENODATA}};

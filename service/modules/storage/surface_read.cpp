@@ -58,6 +58,7 @@ class SurfaceReader {
     for (const auto& [extent, error] : failed_) CountUnnarrowed(extent, error);
     if (!ended_) result_.end = next_ < plan_.order.count ? SurfaceEnd::kTimeCap : result_.end;
     if (result_.end == SurfaceEnd::kComplete || result_.end == SurfaceEnd::kTimeCap) Tell(100);
+    result_.took = hooks_.now() - start_;
     return std::move(result_);
   }
 
@@ -65,6 +66,7 @@ class SurfaceReader {
   struct Extent {
     std::uint64_t lba = 0;
     std::uint32_t sectors = 0;
+    std::chrono::steady_clock::time_point handedOver{};  // of whole blocks
   };
 
   void End(SurfaceEnd end, std::uint64_t lba = 0, int error = 0) {
@@ -94,8 +96,11 @@ class SurfaceReader {
     // Handing over in lots of half the queue keeps the disk busy and the messages few.
     if (inFlight_.size() > reader_.Capacity() / 2 || CapReached()) return;
     std::vector<BlockRead> reads;
+    const auto now = hooks_.now();
     while (next_ < plan_.order.count && inFlight_.size() < reader_.Capacity()) {
-      reads.push_back(ReadOf(BlockExtent(plan_.order.at(next_++))));
+      Extent extent = BlockExtent(plan_.order.at(next_++));
+      extent.handedOver = now;
+      reads.push_back(ReadOf(extent));
     }
     if (!reads.empty()) reader_.Submit(reads);
   }
@@ -144,7 +149,10 @@ class SurfaceReader {
   }
 
   void Collect() {
-    for (const auto& [extent, result] : Wait()) {
+    const auto finished = Wait();
+    const auto now = hooks_.now();
+    for (const auto& [extent, result] : finished) {
+      result_.slowestAnswer = std::max(result_.slowestAnswer, now - extent.handedOver);
       // Those that came along with the end still count.
       if (EndsRun(extent, result)) continue;
       if (result.outcome == ReadOutcome::kRead) {

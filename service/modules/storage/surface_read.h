@@ -46,6 +46,10 @@ struct SurfaceResult {
   std::uint64_t bytesRead = 0;   // of the readable blocks
   std::uint64_t endLba = 0;      // where it hung, vanished or failed
   int endError = 0;
+  std::chrono::steady_clock::duration took{};
+  // The longest time from handing a block over, to the first try of it, to its answer. It may wait
+  // behind as many others as the reader takes.
+  std::chrono::steady_clock::duration slowestAnswer{};
 };
 
 // How the engine tells how far it is, and asks for the time.

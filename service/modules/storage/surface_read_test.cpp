@@ -75,6 +75,15 @@ TEST(SurfaceRead, ReadsEverySectorOfAGoodDiskOnce) {
   EXPECT_EQ(run.SectorReads(), std::vector<int>(1000, 1));
 }
 
+TEST(SurfaceRead, TellsHowLongItTookAndTheSlowestAnswer) {
+  MemoryRun run({});
+  run.plan.lastLba = 7;
+  const SurfaceResult result = run.Go();
+  EXPECT_EQ(result.blocksRead, 1U);
+  EXPECT_EQ(result.slowestAnswer, 10ms);  // one look when it is handed over, the next at its answer
+  EXPECT_EQ(result.took, run.time.time_since_epoch() - 10ms);  // from the first look to the last
+}
+
 TEST(SurfaceRead, TheLastBlockMayBeShorter) {
   MemoryRun run({}, 1003);
   EXPECT_EQ(run.Go().blocksRead, 126U);

@@ -23,9 +23,14 @@ class RememberingContext final : public sdk::TestContext {
     if (!message.empty()) messages.push_back(message);
   }
 
+  void Measure(const sdk::Measurement& measurement) override {
+    measurements.push_back(measurement);
+  }
+
   std::stop_source stop;
   std::vector<int> percents;
   std::vector<std::string> messages;
+  std::vector<sdk::Measurement> measurements;
 
  private:
   const sdk::Device* device_;
