@@ -76,6 +76,14 @@ HOST_ENTRIES = frozenset(
 )
 SERVICE_ENTRIES = frozenset(["GetOrvanServiceInstance", "ReleaseOrvanServiceInstance"])
 SERVICE_CLASSES = ("OrvanSettings", "InvalidAppKey", "FailedToVisitLocalCache", "ProductVersion")
+# What the program shows to a tool that is loaded into it.
+PROGRAM_ENTRIES = frozenset(
+    """ToolCli::ToolCli ToolCli::~ToolCli ToolCli::operator= ToolCli::SetProperty
+    OrvanSettings::OrvanSettings OrvanSettings::SetBool OrvanSettings::SetString""".split()
+)
+PROGRAM_CLASSES = ("ToolCli", "OrvanSettings", "InvalidAppKey", "FailedToVisitLocalCache")
+# The linker's marks of the program's sections, which a shared library of the system may ask for.
+SECTION_MARKS = frozenset(["__bss_start", "_edata", "_end"])
 MODULE_ENTRIES = frozenset(["OrvanModuleEntry"])
 
 # Inline functions of the standard library, the placement form of new among them.
@@ -217,10 +225,17 @@ def exported(library):
     return names
 
 
+def owner_of(name):
+    """The class whose member, type information or table of operations the name is."""
+    return re.sub(r"^(typeinfo|typeinfo name|vtable) for ", "", name).split("::")[0]
+
+
 def is_service_entry(name):
-    owner = name.replace("typeinfo for ", "").replace("typeinfo name for ", "")
-    owner = owner.replace("vtable for ", "").split("::")[0]
-    return name in SERVICE_ENTRIES or owner in SERVICE_CLASSES
+    return name in SERVICE_ENTRIES or owner_of(name) in SERVICE_CLASSES
+
+
+def is_program_entry(name):
+    return owner_of(name) in PROGRAM_CLASSES or name in SECTION_MARKS
 
 
 def check_exports(library, entries, is_entry=None):

@@ -42,3 +42,9 @@ def test_service_exports_its_entries_and_nothing_else():
     assert (
         layering.check_exports(library, layering.SERVICE_ENTRIES, layering.is_service_entry) == []
     )
+
+
+def test_program_exports_what_a_tool_is_made_of_and_nothing_else():
+    program = os.path.join(BUILD, "bin/TarvexDiagnosticsCLI")
+    entries = layering.PROGRAM_ENTRIES
+    assert layering.check_exports(program, entries, layering.is_program_entry) == []

@@ -190,3 +190,10 @@ def test_templates_of_the_standard_library_are_no_export(tmp_path):
     source = """#include <vector>
     extern "C" int OrvanModuleEntry() { std::vector<long> x; x.push_back(1); return (int)x[0]; }"""
     assert layering.check_exports(build_library(tmp_path, source), layering.MODULE_ENTRIES) == []
+
+
+def test_the_program_exports_its_classes_whole_and_nothing_else():
+    for name in ("ToolCli::SetProperty", "vtable for ToolCli", "typeinfo name for ToolCli", "_end"):
+        assert layering.is_program_entry(name), name
+    for name in ("Cli::Parse", "vtable for RbsCli", "ToolClient::Run", "main"):
+        assert not layering.is_program_entry(name), name
