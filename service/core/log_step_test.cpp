@@ -86,8 +86,7 @@ TEST_F(StepLogTest, WhatCouldNotBeTriedIsAnError) {
 
 TEST_F(StepLogTest, AStatusThatIsNoneIsAnError) {
   EXPECT_EQ(OfVerdict({99, "M", {}, {}, {}}),
-            (Lines{Line(R"("error":{"symptom":"test-status-99","message":"M"})"),
-                   Ended("ERROR")}));
+            (Lines{Line(R"("error":{"symptom":"test-status-99","message":"M"})"), Ended("ERROR")}));
 }
 
 TEST_F(StepLogTest, AnExceptionIsToldOnce) {
