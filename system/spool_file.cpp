@@ -1,0 +1,53 @@
+#include "system/spool_file.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "system/descriptor.h"
+
+namespace tarvex {
+namespace {
+
+constexpr mode_t kOwnerOnly = S_IRUSR | S_IWUSR;
+constexpr mode_t kPermissions = S_IRWXU | S_IRWXG | S_IRWXO;
+
+// The folder may be another user's, who could put anything in the file's place.
+bool IsOwn(const struct stat& status) {
+  return S_ISREG(status.st_mode) && status.st_nlink == 1 && status.st_uid == geteuid();
+}
+
+bool WriteWhole(const Descriptor& file, std::string_view text, off_t sizeBefore) {
+  ssize_t written = -1;
+  do {
+    written = write(file.Get(), text.data(), text.size());
+  } while (written < 0 && errno == EINTR);
+  const bool isWhole = written == static_cast<ssize_t>(text.size());
+  // A part would spoil the next text as well. Where even this fails nothing more can be done.
+  if (!isWhole && written > 0) [[maybe_unused]]
+    const int ignored = ftruncate(file.Get(), sizeBefore);
+  return isWhole;
+}
+
+}  // namespace
+
+bool AppendToSpool(const std::string& folder, const std::string& name, std::string_view text,
+                   std::size_t limit) {
+  const Descriptor directory(open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+  if (!directory.IsOpen()) return false;
+  constexpr int kFlags =
+      O_WRONLY | O_CREAT | O_APPEND | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
+  const Descriptor file(openat(directory.Get(), name.c_str(), kFlags, kOwnerOnly));
+  struct stat status {};
+  if (!file.IsOpen() || fstat(file.Get(), &status) != 0 || !IsOwn(status)) return false;
+  if ((status.st_mode & kPermissions) != kOwnerOnly && fchmod(file.Get(), kOwnerOnly) != 0) {
+    return false;
+  }
+  const auto size = static_cast<std::size_t>(status.st_size);
+  if (size > limit || text.size() > limit - size) return false;
+  return WriteWhole(file, text, status.st_size);
+}
+
+}  // namespace tarvex
