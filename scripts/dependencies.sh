@@ -5,6 +5,7 @@
 #   scripts/dependencies.sh test           that, and what the tests take
 #   scripts/dependencies.sh bench          that, and what the benchmarks take
 #   scripts/dependencies.sh lint           what building takes, and what scripts/tidy.sh takes
+#   scripts/dependencies.sh fuzz           what building takes, and what scripts/fuzz.sh takes
 #   scripts/dependencies.sh --list KIND    prints the packages and installs nothing
 #
 # docs/dependencies.md says why each one is there. Packages are only installed when dpkg says that
@@ -17,6 +18,7 @@ test_packages="libgtest-dev libgmock-dev libfuse3-dev fuse3 mount dbus python3 p
 python3-pexpect python3-dbusmock sqlite3"
 bench_packages="libbenchmark-dev fio"
 lint_packages="clang-tidy"
+fuzz_packages="clang libclang-rt-dev"
 
 fail() {
     printf 'dependencies: %s\n' "$*" >&2
@@ -29,7 +31,8 @@ packages_of() {
         test) echo $build_packages $test_packages ;;
         bench) echo $build_packages $test_packages $bench_packages ;;
         lint) echo $build_packages $lint_packages ;;
-        *) fail "unknown kind \"$1\"; use build, test, bench or lint" ;;
+        fuzz) echo $build_packages $fuzz_packages ;;
+        *) fail "unknown kind \"$1\"; use build, test, bench, lint or fuzz" ;;
     esac
 }
 

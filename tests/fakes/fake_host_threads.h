@@ -11,7 +11,7 @@
 #include "boundary/hostlayer_thread.h"
 
 // A real semaphore that can be watched. Any thread.
-class FakeSemaphore : public HostSemaphore {
+class FakeSemaphore final : public HostSemaphore {
  public:
   void Wait() override;
   void Post() override;
