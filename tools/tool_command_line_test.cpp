@@ -131,9 +131,12 @@ TEST_F(ToolCommandLineTest, OnlyUnknownDevicesAreAnError) {
   EXPECT_EQ(line.errors, Keys{"|ALL_INVALID"});
 }
 
-TEST_F(ToolCommandLineTest, AnIdThatEndsAsAnUnknownOneIsTakenForIt) {
+TEST_F(ToolCommandLineTest, AnIdThatIsTheLastWordOfAnUnknownOneIsTakenForIt) {
   EXPECT_FALSE(Parse({"-Tsome", "-r", "a b", "b"}));
   EXPECT_EQ(line.warnings, Keys{std::string(kUnknown) + "^a b$"});
+  filters = 0;
+  EXPECT_FALSE(Parse({"-Tsome", "-r", "ab", "b"}));
+  EXPECT_EQ(line.warnings, Keys{std::string(kUnknown) + "^ab, b$"});
 }
 
 TEST_F(ToolCommandLineTest, EmptyTokensAreSeenAndSkipped) {
