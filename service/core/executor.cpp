@@ -163,6 +163,11 @@ void Executor::RunTest(DiagnosticAdapter& diagnostic, const ResolvedTest& item) 
   step.End(item.test->Record().name, verdict);
   Count(verdict.status);
   Record(*item.test, verdict, startMs, took.count());
+  if (surroundings_.collection != nullptr) {
+    surroundings_.collection->AddTest({module_->Name(), module_->VersionText(),
+                                       diagnostic.Record().name, item.test->Record().name,
+                                       verdict.status, took});
+  }
   suite_.OnTestEnd(device, &diagnostic, item.test, verdict.status);
 }
 

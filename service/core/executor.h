@@ -6,6 +6,7 @@
 #include <string>
 
 #include "boundary/orvan_service_listeners.h"
+#include "service/core/data_collection.h"
 #include "service/core/group_result.h"
 #include "service/core/log.h"
 #include "service/core/log_step.h"
@@ -26,6 +27,7 @@ struct RunSurroundings {
   std::stop_token stop;
   SystemExecutionTracker* tracker = nullptr;         // null: no execution records are kept
   tarvex::RecordStoreReport* recordStore = nullptr;  // behind the tracker; null: unknown
+  DataCollection* collection = nullptr;              // null: nothing is collected
   ServiceLog* log = nullptr;
   const LogHardware* hardware = nullptr;          // the device in the log; null: the pseudo device
   bool hardwareIsListed = false;                  // the log's run start lists it

@@ -21,11 +21,6 @@ DeviceInformation InformationOf(const DeviceAdapter& device) {
   }
 }
 
-std::string VersionText(const ProductVersion& version) {
-  return std::to_string(version.Major()) + '.' + std::to_string(version.Minor()) + '.' +
-         std::to_string(version.Patch()) + '.' + std::to_string(version.Build());
-}
-
 }  // namespace
 
 const LogHardware& LogInventory::Of(const ModuleAdapter& module, const DeviceAdapter& device) {
@@ -47,7 +42,7 @@ const LogHardware& LogInventory::Of(const ModuleAdapter& module, const DeviceAda
 void LogInventory::List(const std::vector<std::unique_ptr<ModuleAdapter>>& modules,
                         LogSubject& subject) {
   for (const std::unique_ptr<ModuleAdapter>& module : modules) {
-    subject.software.push_back({module->Name(), VersionText(*module->Version())});
+    subject.software.push_back({module->Name(), module->VersionText()});
     for (const DiagDevice* pointer : *module->GetDevices()) {
       if (const DeviceAdapter* device = module->FindDevice(pointer)) {
         subject.hardware.push_back(Of(*module, *device));

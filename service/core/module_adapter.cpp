@@ -54,6 +54,11 @@ std::string& ModuleAdapter::GetHelpText(std::string& text) {
   return text;
 }
 
+std::string ModuleAdapter::VersionText() const {
+  return std::to_string(version_.Major()) + '.' + std::to_string(version_.Minor()) + '.' +
+         std::to_string(version_.Patch()) + '.' + std::to_string(version_.Build());
+}
+
 DiagDevice* ModuleAdapter::GetDevice(std::uint32_t index) {
   return index < devices_.size() ? devices_[index] : nullptr;
 }

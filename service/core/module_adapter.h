@@ -48,6 +48,7 @@ class ModuleAdapter final : public DiagModule {
   OwnedTest FindTest(const DiagTest* test) const;
 
   const std::string& Name() const { return name_; }
+  std::string VersionText() const;  // e.g. "1.2.3.4"
   ServiceLog& Log() const { return log_; }
   // Ends a scan that is under way early. Any thread.
   void StopScan() { scanStop_.request_stop(); }

@@ -6,6 +6,7 @@
 #include "service/core/execution_record.h"
 #include "service/core/guard.h"
 #include "service/core/machine_identity.h"
+#include "service/core/platform.h"
 #include "system/execution_tracker.h"
 #include "system/record_store_report.h"
 
@@ -35,7 +36,8 @@ Service::Service(std::unique_ptr<ModuleSource> source, ServiceOptions options)
     : source_(std::move(source)),
       observer_(source_->Observer()),
       options_(std::move(options)),
-      log_(options_.logFolder, SubjectOf(options_, *source_)) {}
+      log_(options_.logFolder, SubjectOf(options_, *source_)),
+      collection_(options_.version) {}
 
 Service::~Service() {
   Close();
@@ -54,6 +56,9 @@ void Service::Close() {
   if (options_.recordStore != nullptr) {
     options_.recordStore->Finish();
     LogStoreNotes(options_.recordStore, log_);
+  }
+  if (!collection_.End()) {
+    log_.Text(LogSeverity::kWarning, "the collected data of the run could not be kept");
   }
   log_.End();
 }
@@ -125,6 +130,10 @@ void Service::ExecuteDiagnostics(DiagModule* module, DiagDevice* device,
   }
   surroundings.tracker = tracked ? tracker_.get() : nullptr;
   surroundings.recordStore = options_.recordStore;
+  if (const std::string folder = CollectionFolder(); !folder.empty()) {
+    collection_.Begin(folder);
+    surroundings.collection = &collection_;
+  }
   Executor(surroundings).Run(resolved);
 }
 
@@ -205,6 +214,14 @@ void Service::BeginFinalResult(std::int64_t groupId, const CallerInfo& caller) {
   const std::lock_guard lock(mutex_);
   groupId_ = groupId;
   groupWorst_ = WorstVerdict();
+}
+
+std::string Service::CollectionFolder() const {
+  const std::lock_guard lock(mutex_);
+  const auto folder = texts_.find(kSettingCacheDir);
+  return IsOn(truths_, kSettingDataCollection) && folder != texts_.end()
+             ? SystemPath(folder->second)
+             : std::string();
 }
 
 std::string Service::Version() const {

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "boundary/orvan_service.h"
+#include "service/core/data_collection.h"
 #include "service/core/executor.h"
 #include "service/core/log.h"
 #include "service/core/log_inventory.h"
@@ -76,6 +77,8 @@ class Service final : public OrvanService {
   OwnedTool FindTool(const DiagTool* tool) const;
   void AddModule(LoadedModule loaded);
   std::string Version() const;  // under mutex_
+  // Where the run's line goes; empty when nothing is to be collected.
+  std::string CollectionFolder() const;
   // The log's run starts with the first plan, when devices are known.
   void BeginLog();
 
@@ -98,6 +101,7 @@ class Service final : public OrvanService {
   bool logBegun_ = false;                            // service thread
   LogInventory inventory_;                           // service thread
   std::unique_ptr<SystemExecutionTracker> tracker_;  // service thread
+  DataCollection collection_;                        // service thread
   mutable std::mutex mutex_;                         // guards all below
   std::map<std::string, std::string> texts_;
   std::map<std::string, bool> truths_;
