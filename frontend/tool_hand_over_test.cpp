@@ -65,19 +65,19 @@ class ToolHandOver : public FrontEndTest {
 };
 
 TEST_F(ToolHandOver, TheToolGetsTheLineAsItIs) {
-  EXPECT_EQ(HandOver("|SOME_TOOL", {"-Mstorage", "-Tsome", "-r", "0,1"}), "");
+  EXPECT_EQ(HandOver("|SOME_TOOL", {"-Mstorage", "-Tsome", "-i", "0,1"}), "");
   EXPECT_EQ(record.name, "some_tool");
   EXPECT_EQ(record.made.module, &storage);
   EXPECT_EQ(record.made.tool, tool);
   EXPECT_FALSE(record.made.supervised);
-  EXPECT_EQ(record.words, (Words{"TarvexDiagnosticsCLI", "-Mstorage", "-Tsome", "-r", "0,1"}));
+  EXPECT_EQ(record.words, (Words{"TarvexDiagnosticsCLI", "-Mstorage", "-Tsome", "-i", "0,1"}));
   EXPECT_EQ(record.scanStopped, 3);
   EXPECT_TRUE(record.freed);
   EXPECT_EQ(cli->result, kResultPassed);
 }
 
 TEST_F(ToolHandOver, ASupervisorsMarkReachesTheTool) {
-  HandOver("some_tool", {"-Mstorage", "-Tsome", "-r", "--HDK"});
+  HandOver("some_tool", {"-Mstorage", "-Tsome", "-i", "--HDK"});
   EXPECT_TRUE(record.made.supervised);
 }
 
