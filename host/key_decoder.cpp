@@ -6,6 +6,8 @@ namespace tarvex {
 namespace {
 
 constexpr unsigned char kEscapeByte = 0x1B;
+constexpr unsigned char kDeleteByte = 0x7F;
+constexpr int kBackspace = 8;
 
 bool IsParameterOrIntermediate(unsigned char byte) {
   return byte >= 0x20 && byte <= 0x3F;
@@ -47,7 +49,7 @@ void KeyDecoder::FeedGround(unsigned char byte, TimePoint now) {
     return;
   }
   state_ = State::kGround;
-  keys_.push_back(byte);
+  keys_.push_back(byte == kDeleteByte ? kBackspace : byte);
 }
 
 void KeyDecoder::FeedAfterEscape(unsigned char byte, TimePoint now) {

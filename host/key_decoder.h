@@ -8,7 +8,8 @@ namespace tarvex {
 // Turns the bytes of a terminal into key codes.
 //
 //  - A byte that begins no sequence is a key of its own, with the byte as its code (so a character
-//    past ASCII arrives as the bytes of its encoding).
+//    past ASCII arrives as the bytes of its encoding). The exception is DEL, which is what the
+//    Backspace key sends: its code is that of a backspace, 8.
 //  - A lone ESC is kKeyEscape once kEscapeDelay has passed and nothing has followed it.
 //  - "ESC [" and "ESC O" with what follows up to the final byte are one key, and so is ESC with
 //    another byte (a key held with Alt). Such keys have no code: they are skipped. A sequence is
@@ -17,7 +18,8 @@ namespace tarvex {
 //  - ESC ESC: the first does not count, the second is looked at again.
 //
 // Not for concurrent use.
-// Source: ECMA-48 section 5.4 (control sequences); console_codes(4) for "ESC [ [ A".
+// Source: ECMA-48 section 5.4 (control sequences); console_codes(4) for "ESC [ [ A"; Debian Policy
+// section 9.8 for the Backspace key.
 class KeyDecoder {
  public:
   using TimePoint = std::chrono::steady_clock::time_point;

@@ -48,7 +48,7 @@ TEST_F(KeyDecoderTest, HasNoKeyAtFirst) {
 
 TEST_F(KeyDecoderTest, GivesEveryPlainByteAsItsOwnKeyInOrder) {
   for (int byte = 0; byte < 256; ++byte) {
-    if (byte == kKeyEscape) continue;
+    if (byte == kKeyEscape || byte == 0x7F) continue;
     Read(std::string(1, static_cast<char>(byte)));
     EXPECT_TRUE(decoder_.HasKey());
     EXPECT_EQ(Next(), byte);
@@ -56,6 +56,11 @@ TEST_F(KeyDecoderTest, GivesEveryPlainByteAsItsOwnKeyInOrder) {
   }
   Read("yn\r");
   EXPECT_EQ(All(), (Keys{'y', 'n', '\r'}));
+}
+
+TEST_F(KeyDecoderTest, GivesABackspaceForWhatTheBackspaceKeySends) {
+  Read("\x7F\b");
+  EXPECT_EQ(All(), (Keys{8, 8}));
 }
 
 TEST_F(KeyDecoderTest, GivesALoneEscapeAfterFiftyMillisecondsAndOnce) {
@@ -201,7 +206,7 @@ TEST_F(KeyDecoderTest, ControlOrHighByteInsideASequenceEndsItAndCounts) {
   Read("\x1b[\xc3q");
   EXPECT_EQ(AllInTheEnd(), (Keys{0xc3, 'q'}));
   Read("\x1bO\x7fq");
-  EXPECT_EQ(AllInTheEnd(), (Keys{0x7f, 'q'}));
+  EXPECT_EQ(AllInTheEnd(), (Keys{8, 'q'}));
   Read("\x1b[[1q");
   EXPECT_EQ(AllInTheEnd(), (Keys{'1', 'q'}));
 }
