@@ -23,7 +23,10 @@ class FakeService;
 class FakeDevice final : public DiagDevice {
  public:
   FakeDevice(std::string deviceId, std::string name);
-  std::string& GetId(std::string& text) override { return text = id; }
+  std::string& GetId(std::string& text) override {
+    ++timesAskedForId;
+    return text = id;
+  }
   DeviceInformation& GetInformation(DeviceInformation& record) override {
     return record = information;
   }
@@ -36,6 +39,7 @@ class FakeDevice final : public DiagDevice {
   std::string id;
   DeviceInformation information;
   std::vector<DiagResource> resources;
+  std::size_t timesAskedForId = 0;  // one thread at a time asks
 };
 
 // What a running test of the fake service can do. Service thread.
