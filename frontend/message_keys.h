@@ -53,6 +53,7 @@ inline constexpr char kKeyToolAfterModule[] =
     "THE_-|T_OPTION_MUST_BE_USED_AFTER_THE_-|M\"module_name\"_OPTION";
 inline constexpr char kKeyToolOneModule[] = "THE_TOOL_OPTION_MUST_BE_SPECIFIED_FOR_ONLY_ONE_MODULE";
 inline constexpr char kKeyToolAlone[] = "THE_-T_OPTION_CANNOT_BE_USED_ALONG_WITH_OTHER_CLI_OPTIONS";
+inline constexpr char kKeyToolEndedEarly[] = "THE_TOOL_ENDED_EARLY:_";
 inline constexpr char kKeyNoToolChosen[] = "NO_TOOL_CHOSEN";
 inline constexpr char kKeyNoModuleLoaded[] = "NO_MODULE_LOADED";
 inline constexpr char kKeyNoDataCollectionValue[] =

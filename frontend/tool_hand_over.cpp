@@ -1,17 +1,19 @@
 #include <algorithm>
 #include <array>
+#include <stdexcept>
 
 #include "boundary/orvan_service.h"
 #include "frontend/cli.h"
 #include "frontend/message_keys.h"
 #include "frontend/system_event_handlers.h"
 #include "frontend/tool_makers.h"
+#include "views/message_keys.h"
 #include "views/orvan_stdio.h"
 
 namespace {
 
 // Tools that a module may offer and this build has no command for.
-constexpr std::array kToolsToCome{"recover_bad_sectors", "smart_tool"};
+constexpr std::array kToolsToCome{"smart_tool"};
 
 }  // namespace
 
@@ -32,6 +34,13 @@ void Cli::HandOverToTool(int argc, char** argv) {
   tool->SetProperty({kToolPropertyBootable, bootable ? kToolPropertyTrue : kToolPropertyFalse});
   const SystemEventsRelease release;
   HoldSystemEvents();
-  tool->ToolExecute(argc, argv);
+  try {
+    tool->ToolExecute(argc, argv);
+  } catch (const std::out_of_range& error) {
+    // The service told less than it must. The tool has ended what it began.
+    view->PrintSentence(std::string(tarvex::kWarningTag) + " ", false);
+    view->PrintSentence(kKeyToolEndedEarly, false);
+    view->PrintUnicode(error.what(), true);
+  }
   result = kResultPassed;
 }

@@ -1,5 +1,7 @@
 #include <getopt.h>
 
+#include <stdexcept>
+
 #include "frontend/tool_makers.h"
 #include "tests/fakes/front_end_test.h"
 
@@ -16,6 +18,7 @@ struct ToolRecord {
   Words words;
   int scanStopped = 0;
   std::uint32_t held = 0;
+  bool breaksOff = false;  // ToolExecute throws
   bool freed = false;
 };
 ToolRecord record;
@@ -28,6 +31,7 @@ class RecordingTool : public ToolCli {
     record.words.assign(argv, argv + argc);
     record.scanStopped = optind;
     record.held = GetProcessState().systemEventHoldMask;
+    if (record.breaksOff) throw std::out_of_range("no such element");
   }
   void ToolRun() override {}
 };
@@ -93,6 +97,15 @@ TEST_F(ToolHandOver, ShutdownWaitsForTheToolAndNoLonger) {
   HandOver("some_tool", {"-Mstorage", "-Tsome"});
   EXPECT_EQ(record.held, 9U);
   EXPECT_EQ(GetProcessState().systemEventHoldMask, 0U);
+}
+
+TEST_F(ToolHandOver, AToolThatTheServiceToldTooLittleEndsInOrder) {
+  record.breaksOff = true;
+  EXPECT_EQ(HandOver("some_tool", {"-Mstorage", "-Tsome"}),
+            "[Warning] The tool ended early: no such element\n");
+  EXPECT_TRUE(record.freed);
+  EXPECT_EQ(GetProcessState().systemEventHoldMask, 0U);
+  EXPECT_EQ(cli->result, kResultPassed);
 }
 
 TEST_F(ToolHandOver, AToolWithoutACommandIsPassedOverInSilence) {

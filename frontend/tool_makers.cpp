@@ -4,6 +4,8 @@
 #include <array>
 #include <new>
 
+#include "tools/recover/rbs_cli.h"
+
 namespace {
 
 struct MakerRow {
@@ -11,7 +13,10 @@ struct MakerRow {
   std::unique_ptr<ToolCli> (*make)(const ToolMaking& making);
 };
 // One row for each tool that has a command.
-constexpr std::array<MakerRow, 0> kMakers{};
+constexpr std::array kMakers{
+    MakerRow{"recover_bad_sectors", [](const ToolMaking& making) -> std::unique_ptr<ToolCli> {
+               return std::make_unique<RbsCli>(making.module, making.tool, making.supervised);
+             }}};
 
 }  // namespace
 

@@ -40,8 +40,9 @@ class Terminal:
         if self.process.poll() is None:
             self.process.kill()
             self.process.wait()
-        self.screen.close()
-        os.close(self.slave)
+        if self.slave is not None:
+            self.screen.close()
+            os.close(self.slave)
 
     def expect(self, pattern):
         """Waits until the pattern (a regular expression) appears."""
@@ -54,20 +55,26 @@ class Terminal:
     def signal(self, number):
         self.process.send_signal(number)
 
+    def hang_up(self):
+        """Closes the terminal as a window or a lost line does."""
+        os.close(self.slave)
+        self.slave = None
+        self.screen.close()
+
     def wait(self, seconds=20):
         """The exit status; the process has to end within these seconds."""
         return self.process.wait(seconds)
 
     def rest(self):
         """What appeared and was not expected so far, up to now."""
-        text = self.screen.before or b""
+        text = self.screen.buffer
         os.set_blocking(self.screen.child_fd, False)
         try:
             while chunk := os.read(self.screen.child_fd, 65536):
                 text += chunk
         except OSError:
             pass
-        return self.screen.buffer + text
+        return text
 
     def settings(self):
         return termios.tcgetattr(self.slave)

@@ -213,6 +213,7 @@ TEST_F(RbsCliListenerTest, ADevicesTimeBeginsWhenItsEventIsApplied) {
 TEST_F(RbsCliListenerTest, AMessageReachesTheViewBeforeItsResult) {
   RbsCliStdio console(false);
   context.view = &console;
+  context.StartDevice();
   tool.SetToolProperty("Message", {"SEE_|LOG"});
   Send("OnDeviceFinish", "DeviceFinish", {"0", "2"});
   Applied();
