@@ -157,6 +157,21 @@ TEST_F(ToolAdapterTest, AToolThatThrowsEndsItsRunOnly) {
   EXPECT_EQ(runs, 2);
 }
 
+TEST_F(ToolAdapterTest, AListenerThatIsToldTooLittleEndsTheRunOnly) {
+  std::vector<std::string> steps;
+  listener.SetHandler("OnShort", [](DiagTool* called, const std::string&) {
+    return called->GetToolProperty("Nothing").at(0).empty();
+  });
+  Start([&](sdk::ToolContext& context) {
+    steps.emplace_back("begin");
+    context.Fire("OnShort");
+    steps.emplace_back("behind the error");
+  });
+  service->RunTool(tool, &listener, {});
+  service->RunTool(tool, &listener, {});
+  EXPECT_EQ(steps, (std::vector<std::string>{"begin", "begin"}));
+}
+
 TEST_F(ToolAdapterTest, AnUnknownToolIsRefused) {
   bool ran = false;
   Start([&](sdk::ToolContext&) { ran = true; });
