@@ -42,6 +42,11 @@ LINES = {
         # The text between the bars may hold bars of its own.
         "EndDiagSuite": r"00(?P<digit>[01])\|(?P<code>.*)\|(?P<seconds>\d{5,12})",
         "FinishExecutionBlock": r"(?P<code>.*)",
+        # Of the tool that recovers bad sectors.
+        "BeginRBS": r"SCAN_AND_FIX_TOOL\|(?P<device>[^|]*)\|(?P<name>.*)",
+        "PrgRBS": r"(?P<percent>\d{3,10})",
+        "EndRBS": r"(?P<device>.*)\|(?P<read>[^|]*)\|(?P<bad>[^|]*)\|(?P<fixed>[^|]*)\|(?P<left>[^|]*)"
+        r"\|(?P<status>\d{1,2})\|(?P<time>\d{2,6}:\d\d:\d\d)",
     }.items()
 }
 
@@ -52,6 +57,20 @@ RESULTS = {
     "3": "passed with a warning",
     "4": "canceled",
     "5": "could not be tried",
+}
+
+REPAIRS = {
+    "0": "no errors were found",
+    "2": "the disk is locked",
+    "6": "not supported on this device",
+    "7": "not enough privileges",
+    "8": "canceled",
+    "9": "passed",
+    "10": "errors could not be fixed",
+    "12": "errors were found",
+    "13": "canceled by an event of the system",
+    "14": "a read took too long",
+    "15": "a write took too long",
 }
 
 STATUSES = {
@@ -110,6 +129,8 @@ class Report:
         self.suites = 0
         self.running = None  # version of the running test
         self.is_finished = False
+        self.repairs = 0
+        self.repairing = None  # id of the device under repair
         self.listed = 0
         self.remarks = []  # lines that are not of the protocol: for people
 
@@ -157,8 +178,26 @@ class Report:
         self.is_finished = True
         self.say(f"Run done, final result code {code}")
 
+    def on_BeginRBS(self, device, name):
+        self.repairs += 1
+        self.repairing = device
+        self.say(f"Repair of device {device}, {name}")
+
+    def on_PrgRBS(self, percent):
+        self.say(f"    {int(percent)} %")
+
+    def on_EndRBS(self, device, read, bad, fixed, left, status, time):
+        self.repairing = None
+        self.say(f"  {REPAIRS.get(status, 'ended')} after {time}")
+        self.say(f"  {read} sectors read, {bad} bad, {fixed} fixed, {left} not fixed")
+
     def conclude(self, status):
         """Says how it ended; the exit status of this program."""
+        if self.repairing is not None:
+            self.say(f"Repair of device {self.repairing} has no result")
+        elif self.repairs and status == 0:
+            # A tool sends no closing line, and its status does not tell what it found.
+            self.is_finished = True
         if not self.is_finished:
             for remark in self.remarks:
                 self.say(f"The program says: {remark}")
@@ -167,7 +206,7 @@ class Report:
         if status < 0:
             self.say(f"The program was ended by signal {-status} ({signal.strsignal(-status)})")
             return EXIT_BY_SIGNAL - status
-        is_listing = self.listed and not self.suites
+        is_listing = self.listed and not self.suites and not self.repairs
         if status == 0 and not self.is_finished and not is_listing:
             self.say("Exit status 0, but nothing ran to its end")
             return EXIT_NOTHING_RAN
@@ -188,19 +227,21 @@ class Run:
             start_new_session=True,
         )
         self.requests = 0
+        self.ways_to_end = [self.send_abort_byte, self.process.terminate, self.process.kill]
+        if any(word.startswith(("-T", "--tool")) for word in arguments):
+            # A tool does not look at its standard input.
+            del self.ways_to_end[0]
+
+    def send_abort_byte(self):
+        try:
+            self.process.stdin.write(b"a")
+        except BrokenPipeError:
+            pass  # it has ended already
 
     def ask_to_end(self):
         """Asks more firmly each time. The first way lets the program finish its report."""
+        self.ways_to_end[min(self.requests, len(self.ways_to_end) - 1)]()
         self.requests += 1
-        if self.requests == 1:
-            try:
-                self.process.stdin.write(b"a")
-            except BrokenPipeError:
-                pass  # it has ended already
-        elif self.requests == 2:
-            self.process.terminate()
-        else:
-            self.process.kill()
 
     def follow(self, report, abort_after_lines):
         """Reads until the program closes its output. It must not be kept waiting."""

@@ -147,6 +147,55 @@ while True:
     assert process.returncode == 128 + signal.SIGKILL
 
 
+REPAIR = ["-Mstorage", "-Trecover", "-r", "-y"]
+
+
+def test_repair(world):
+    assert run(world, REPAIR) == [
+        "Repair of device 0, Disk A",
+        "  no errors were found after 00:00:00",
+        "  4096 sectors read, 0 bad, 0 fixed, 0 not fixed",
+        "Repair of device 1, Disk B",
+        "  errors could not be fixed after 00:00:00",
+        "  8192 sectors read, 3 bad, 2 fixed, 1 not fixed",
+        "Exit status 0: nothing worse than passed",
+    ]
+
+
+def test_repair_is_told_to_terminate_at_the_first_request(world):
+    said = run(world, REPAIR, options=["--abort-after-lines", "1"])
+    assert said[:2] == ["Repair of device 0, Disk A", "  canceled after 00:00:00"]
+    assert "Repair of device 1, Disk B" not in said
+
+
+def test_repair_without_a_yes_runs_nothing(world):
+    said = run(world, ["-Mstorage", "-Trecover", "-r"], status=125)
+    assert said == ["Exit status 0, but nothing ran to its end"]
+
+
+def test_list_of_devices_to_repair(world):
+    said = run(world, ["-Mstorage", "-Trecover", "-l"])
+    assert said[:2] == ["  ID: 0", "  DISPLAY_NAME: Disk A"]
+
+
+def test_device_whose_repair_has_no_end_has_no_result(world):
+    script = r"os.write(1, b'\nBeginRBS:::SCAN_AND_FIX_TOOL|0|Disk|A\nEndRBS:::0|1|1|1|1|3|x\n\n')"
+    said = run(world, [], fake(world, script), status=125)
+    assert said[0] == "Repair of device 0, Disk|A"
+    assert said[-2:] == [
+        "Repair of device 0 has no result",
+        "Exit status 0, but nothing ran to its end",
+    ]
+
+
+@pytest.mark.parametrize("status", [0, 2, 6, 7, 8, 9, 10, 12, 13, 14, 15])
+def test_every_status_of_a_repair_has_words(world, status):
+    script = f"os.write(1, b'EndRBS:::a|b|4|3|2|1|{status}|100:02:03\\n')"
+    said = run(world, [], fake(world, script), status=125)
+    assert said[0] == f"  {client.REPAIRS[str(status)]} after 100:02:03"
+    assert said[1] == "  4 sectors read, 3 bad, 2 fixed, 1 not fixed"
+
+
 def test_missing_program(world):
     missing = world.work_dir / "missing"
     assert run(world, [], missing, status=127) == []

@@ -29,7 +29,8 @@ def test_transcript(transcript, tmp_path):
     for before, line in zip(["", *lines], lines):
         if line.startswith(PROGRESS):
             # The percents of the scenario, and none twice in a row.
-            assert line in ("PrgDiag:::030", "PrgDiag:::100")
+            percents = ("PrgDiag:::030", "PrgDiag:::100", "PrgRBS:::000", "PrgRBS:::050")
+            assert line in percents
             assert line != before
 
 
@@ -42,7 +43,7 @@ def test_every_word_of_a_run_is_told_and_shown():
     told = re.findall(r"^\| `(\w+):::", DOCUMENT.read_text(encoding="utf-8"), re.M)
     text = DOCUMENT.read_text(encoding="utf-8")
     shown = set(re.findall(r"^(?:<blanks>)?((?:Begin|Prg|End|Finish)\w+):::", text, re.M))
-    assert sorted(told) == sorted(shown) and len(told) == 7
+    assert sorted(told) == sorted(shown) and len(told) == 10
 
 
 def test_a_blanked_line_is_shown():

@@ -12,7 +12,8 @@ FENCED = re.compile(r"^```transcript\n\$ (?P<command>.*)\n(?P<lines>(?:.*\n)*?)`
 STATUS = re.compile(r"exit status (\d+)")
 # What a reader sees of a blanked screen line.
 BLANKS = " " * 79 + "\r"
-PROGRESS = "PrgDiag:::"
+SEARCH_BLANKS = " " * 35 + "\r"
+PROGRESS = ("PrgDiag:::", "PrgRBS:::")
 
 
 @dataclass
@@ -20,7 +21,7 @@ class Transcript:
     command: str
     arguments: list
     status: int
-    lines: list = field(default_factory=list)  # of standard output, without PrgDiag
+    lines: list = field(default_factory=list)  # of standard output, without progress
     typed: bytes = b""  # on standard input
 
 
@@ -41,6 +42,9 @@ def transcripts():
             command=command,
             arguments=words,
             status=int(STATUS.fullmatch(last)[1]),
-            lines=without_progress(line.replace("<blanks>", BLANKS) for line in lines),
+            lines=without_progress(
+                line.replace("<blanks>", BLANKS).replace("<35 blanks>", SEARCH_BLANKS)
+                for line in lines
+            ),
             typed=b"a" if pipe else b"",
         )
