@@ -24,6 +24,14 @@ def environment(folder, scenario=None):
     return values
 
 
+def write_tool_scenario(folder, devices, tool):
+    """A scenario of one module with these devices and this tool (records of the scenario file)."""
+    path = Path(folder) / "scenario.json"
+    module = {"name": "storage", "devices": devices, "tools": [tool]}
+    path.write_text(json.dumps({"modules": [module]}), encoding="utf-8")
+    return path
+
+
 def write_scenario(folder, tests):
     """A scenario of one module with one device and these tests (records of the scenario file)."""
     path = Path(folder) / "scenario.json"
