@@ -11,6 +11,7 @@ from program import World
 from terminal import Terminal
 
 SCENARIO = Path(__file__).parent / "recover.json"
+ALREADY_RUNNING = 4
 REPAIR = ["-Mstorage", "-Trecover", "-r"]
 QUESTION = rb"Are you sure you want to proceed\? \(y/n\) "
 PROGRESS = rb"   42% . \d+ seconds?  \r"
@@ -201,6 +202,34 @@ def test_hang_up_that_is_ignored_ends_the_question_all_the_same(world):
         terminal.expect(QUESTION)
         terminal.hang_up()
         assert terminal.wait(5) == 0
+        assert repairs(world) == []
+
+
+def test_question_in_the_background_waits_and_ends_with_the_terminal(world):
+    script = 'set -m; "$@" & read -r word; echo "word $word"; wait'
+    with Terminal(world, REPAIR, shell=script) as terminal:
+        terminal.expect(QUESTION)
+        # The keys are the shell's, which has the terminal.
+        terminal.press(b"y\r")
+        terminal.expect(rb"word y\r\n")
+        assert world.run(["-v"]).returncode == ALREADY_RUNNING
+        terminal.hang_up()
+        eventually(lambda: world.run(["-v"]).returncode == 0)
+        assert repairs(world) == []
+
+
+def test_stop_and_continue_at_the_question(world):
+    script = 'set -m; "$@"; echo "stopped $?"; read -r word; fg; echo "ended $?"'
+    with Terminal(world, REPAIR, shell=script) as terminal:
+        terminal.expect(QUESTION)
+        eventually(terminal.reads_single_keys)
+        terminal.press(b"\x1a")
+        terminal.expect(rb"stopped 148")
+        assert terminal.is_as_before()
+        terminal.press(b"go\r")
+        eventually(terminal.reads_single_keys)
+        terminal.press(b"n\r")
+        terminal.expect(rb"n\r\n(?s:.*)ended 0")
         assert repairs(world) == []
 
 

@@ -80,7 +80,7 @@ TEST_F(RbsConfirmationTest, WithoutAnyoneToAnswerNothingIsRepaired) {
 TEST_F(RbsConfirmationTest, WaitsForTheAnswerWithTheQuestionOnTheScreen) {
   TestPipe terminal;
   ToolKeyboard keyboard{tarvex::TerminalWait(std::move(terminal.reading))};
-  std::thread typist([this] {
+  std::thread typist([] {
     host().console.AwaitReads(1);
     host().console.Press('y');
     host().console.AwaitReads(3);
