@@ -33,3 +33,10 @@ class TARVEX_EXPORT ToolCli {
 inline constexpr char kToolPropertyBootable[] = "BOOTABLE";
 inline constexpr char kToolPropertyTrue[] = "TRUE";
 inline constexpr char kToolPropertyFalse[] = "FALSE";
+
+namespace tarvex {
+
+// What that property says of the system; `otherwise` where it says neither or is not there.
+bool IsBootable(const std::map<std::string, std::string>& properties, bool otherwise);
+
+}  // namespace tarvex

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <span>
 #include <string>
@@ -53,3 +54,28 @@ class ToolListener : public orvan_service::ToolListenerView {
   const ToolDevices& devices_;
   std::span<const ToolHandlerRow> handlers_;
 };
+
+// Makers of events that differ between the tools in their class alone.
+namespace tarvex {
+
+// An event without contents.
+template <class Event>
+std::unique_ptr<ToolEvent> MakePlainEvent(const ToolReport& /*report*/) {
+  return std::make_unique<Event>();
+}
+
+// The start of a device, made of its id and display name.
+template <class Event>
+std::unique_ptr<ToolEvent> MakeDeviceInitEvent(const ToolReport& report) {
+  const ToolDeviceRecord* device = report.Device("DeviceInit", 0);
+  if (device == nullptr) return nullptr;
+  return std::make_unique<Event>(device->id, device->displayName);
+}
+
+// Progress, made of its percentage.
+template <class Event>
+std::unique_ptr<ToolEvent> MakeProgressEvent(const ToolReport& report) {
+  return std::make_unique<Event>(static_cast<std::uint32_t>(report.Number("Progress", 0)));
+}
+
+}  // namespace tarvex

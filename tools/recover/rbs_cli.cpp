@@ -40,11 +40,7 @@ void RbsCli::ToolExecute(int argc, char** argv) {
 }
 
 void RbsCli::MakeView() {
-  const auto found = properties.find(kToolPropertyBootable);
-  if (found != properties.end()) {
-    if (found->second == kToolPropertyTrue) bootable_ = true;
-    if (found->second == kToolPropertyFalse) bootable_ = false;
-  }
+  bootable_ = tarvex::IsBootable(properties, bootable_);
   if (supervised_) {
     view_ = std::make_unique<RbsCliStdioHdk>(bootable_);
   } else {

@@ -23,19 +23,8 @@ std::string SectorLines(const std::vector<std::string>& sectors) {
   return lines;
 }
 
-template <class Plain>
-Event MakePlain(const ToolReport& /*report*/) {
-  return std::make_unique<Plain>();
-}
-
 Event MakeOperationInit(const ToolReport& report) {
   return std::make_unique<EventOperationInit>(report.Item("OperationInit", 0));
-}
-
-Event MakeDeviceInit(const ToolReport& report) {
-  const ToolDeviceRecord* device = report.Device("DeviceInit", 0);
-  if (device == nullptr) return nullptr;
-  return std::make_unique<EventDeviceInit>(device->id, device->displayName);
 }
 
 Event MakeDeviceFinish(const ToolReport& report) {
@@ -60,18 +49,14 @@ Event MakeDeviceFinish(const ToolReport& report) {
   return event;
 }
 
-Event MakeProgress(const ToolReport& report) {
-  return std::make_unique<EventProgress>(static_cast<std::uint32_t>(report.Number("Progress", 0)));
-}
-
 constexpr std::array kHandlers{
-    ToolHandlerRow{"OnRecoverInit", &MakePlain<EventRecoverInit>},
-    ToolHandlerRow{"OnRecoverFinish", &MakePlain<EventRecoverFinish>},
+    ToolHandlerRow{"OnRecoverInit", &tarvex::MakePlainEvent<EventRecoverInit>},
+    ToolHandlerRow{"OnRecoverFinish", &tarvex::MakePlainEvent<EventRecoverFinish>},
     ToolHandlerRow{"OnOperationInit", &MakeOperationInit},
-    ToolHandlerRow{"OnOperationFinish", &MakePlain<EventOperationFinish>},
-    ToolHandlerRow{"OnDeviceInit", &MakeDeviceInit},
+    ToolHandlerRow{"OnOperationFinish", &tarvex::MakePlainEvent<EventOperationFinish>},
+    ToolHandlerRow{"OnDeviceInit", &tarvex::MakeDeviceInitEvent<EventDeviceInit>},
     ToolHandlerRow{"OnDeviceFinish", &MakeDeviceFinish},
-    ToolHandlerRow{"OnProgress", &MakeProgress},
+    ToolHandlerRow{"OnProgress", &tarvex::MakeProgressEvent<EventProgress>},
 };
 
 }  // namespace
