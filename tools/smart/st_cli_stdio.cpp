@@ -1,0 +1,151 @@
+#include "tools/smart/st_cli_stdio.h"
+
+#include <algorithm>
+#include <array>
+#include <span>
+
+#include "tools/key_to_text.h"
+#include "tools/message_keys.h"
+#include "tools/smart/attribute_table.h"
+#include "tools/smart/message_keys.h"
+
+namespace {
+
+constexpr tarvex::ToolWords kWords{kSTProgram, kSTTool, " -Mstorage -Tsmart -h", false};
+
+constexpr std::int32_t kRead = 0;
+constexpr std::int32_t kNotPossible = 1;
+constexpr std::int32_t kNotEnoughPrivileges = 3;
+
+constexpr std::array kThresholdColumns{
+    AttributeColumn{kSTId, 5},         AttributeColumn{kSTDescription, 30},
+    AttributeColumn{kSTThreshold, 10}, AttributeColumn{kSTValue, 10},
+    AttributeColumn{kSTWorst, 10},     AttributeColumn{kSTData, 15}};
+constexpr std::array kLogColumns{AttributeColumn{kSTId, 5}, AttributeColumn{kSTDescription, 40},
+                                 AttributeColumn{kSTData, 40}};
+constexpr std::array kDriveColumns{AttributeColumn{kSTDescription, 40},
+                                   AttributeColumn{kSTData, 40}};
+
+struct TypeRow {
+  const char* type;
+  std::span<const AttributeColumn> columns;
+};
+constexpr std::array kTypes{TypeRow{"ata", kThresholdColumns}, TypeRow{"scsi", kThresholdColumns},
+                            TypeRow{"nvme", kLogColumns}};
+
+std::string HelpText() {
+  const std::string program = kProgramName;
+  return "> General options\n"
+         "  Usage: " +
+         program +
+         "  -Mstorage -Tsmart [option(s)]\n"
+         "  Options:\n"
+         "\t-h, --help\t       Shows the CLI instructions\n"
+         "\t-l, --list-devices     Shows the devices\n"
+         "\t-i, --info             Displays SMART attributes\n\n"
+         "  Usage: " +
+         program +
+         "  -Mstorage -Tsmart -i [device id(s)]\n\n"
+         "  Examples:\n"
+         "\t=> Retrieve Smart Attributes of devices 0 and 2\n"
+         "\t   " +
+         program +
+         "  -Mstorage -Tsmart -i 0 2\n"
+         "\t=> Retrieve Smart Attributes of all applicable devices\n"
+         "\t   " +
+         program + "  -Tsmart -i\n\n";
+}
+
+std::string ReasonText(std::int32_t status) {
+  if (status == kNotPossible) return tarvex::KeyToText(kSTNotPossible, true) + "\n";
+  if (status == kNotEnoughPrivileges) return tarvex::KeyToText(kSTNotEnoughPrivileges);
+  return {};
+}
+
+}  // namespace
+
+STCliStdio::STCliStdio(bool bootable, DriveInfoSetting driveInfo)
+    : bootable_(bootable), driveInfo_(std::move(driveInfo)) {}
+
+void STCliStdio::ShowDevices(const std::vector<ToolDeviceRecord>& devices) {
+  tarvex::WriteTool(tarvex::ToolDeviceList(kWords, devices));
+}
+
+void STCliStdio::ShowErrors(const std::vector<std::string>& keys) {
+  tarvex::WriteTool(tarvex::ToolErrors(keys));
+}
+
+void STCliStdio::ShowWarnings(const std::vector<std::string>& keys) {
+  tarvex::WriteTool(tarvex::ToolWarnings(keys));
+}
+
+void STCliStdio::ShowUsageHint() {
+  tarvex::WriteTool(tarvex::ToolUsageHint(kWords));
+}
+
+void STCliStdio::ShowHeader(bool noEsc) {
+  tarvex::WriteTool(tarvex::ToolHeader(kWords, noEsc));
+}
+
+void STCliStdio::ShowHelp() {
+  tarvex::WriteTool(HelpText());
+}
+
+void STCliStdio::ReportNoDevices(std::vector<std::string> keys) {
+  keys.emplace_back(tarvex::kToolNoDevices);
+  ShowErrors(keys);
+}
+
+void STCliStdio::OnDeviceInit(const std::string& /*id*/, const std::string& name) {
+  tarvex::WriteToolFlushed("=> " + name + " \n");
+}
+
+void STCliStdio::OnDeviceFinish(const std::string& /*id*/, const std::string& /*name*/,
+                                std::int32_t status, const std::string& deviceType,
+                                const std::string& attributes,
+                                const std::string& driveInformation) {
+  const auto* row = std::find_if(kTypes.begin(), kTypes.end(),
+                                 [&](const TypeRow& entry) { return deviceType == entry.type; });
+  const bool nothingRead = attributes.empty() && driveInformation.empty();
+  if (nothingRead || row == kTypes.end()) status = kNotPossible;
+  progressLine_.Wipe();
+  if (status == kRead) {
+    const std::string section = DriveInformation(driveInformation);
+    tarvex::WriteTool(tarvex::AttributeHead(row->columns) +
+                      tarvex::AttributeRows(row->columns, attributes));
+    // Asked a second time: the user may have turned it off meanwhile.
+    if (!section.empty() && driveInfo_()) tarvex::WriteTool(section);
+  } else {
+    tarvex::WriteTool(ReasonText(status));
+  }
+  if (!message_.empty()) tarvex::WriteTool(" - " + message_);
+  message_.clear();
+  tarvex::WriteToolFlushed("\n");
+}
+
+// The section about the maker's drives; empty where there is nothing to tell or it is not wanted.
+std::string STCliStdio::DriveInformation(const std::string& driveInformation) const {
+  if (driveInformation.empty() || !driveInfo_()) return {};
+  std::string section = "\n" + std::string(15, ' ') + "TARVEX DRIVE INFORMATION\n" +
+                        tarvex::AttributeHead(kDriveColumns) +
+                        tarvex::AttributeRows(kDriveColumns, driveInformation);
+  // Fields of fixed length are filled up with zero bytes.
+  std::erase(section, '\0');
+  return section;
+}
+
+void STCliStdio::OnSmartToolFinish(const std::string& text) {
+  if (!text.empty()) tarvex::WriteTool(text + "\n");
+}
+
+void STCliStdio::ShowProgress(double elapsedSeconds) {
+  progressLine_.Show(percent_, elapsedSeconds);
+}
+
+void STCliStdio::SetProgress(std::uint32_t percent, double /*elapsedSeconds*/) {
+  percent_ = percent;
+}
+
+void STCliStdio::ShowScanning() {
+  progressLine_.ShowScanning();
+}

@@ -1,0 +1,34 @@
+#include "tools/smart/st_option_parser.h"
+
+#include <array>
+
+#include "tools/smart/message_keys.h"
+#include "tools/tool_spinner.h"
+
+namespace {
+
+constexpr char kShortOptions[] = "o::ilhb";
+constexpr std::array kLongOptions{option{"info", no_argument, nullptr, 'i'},
+                                  option{"list-devices", no_argument, nullptr, 'l'},
+                                  option{"help", no_argument, nullptr, 'h'},
+                                  option{"output", optional_argument, nullptr, 'o'},
+                                  option{"background", no_argument, nullptr, 'b'},
+                                  option{nullptr, 0, nullptr, 0}};
+constexpr std::array kRows{ToolOptionRow{'h', kToolFlagHelp | kToolFlagInformation},
+                           ToolOptionRow{'l', kToolFlagList | kToolFlagInformation},
+                           ToolOptionRow{'i', kToolFlagOperation}};
+
+constexpr ToolGrammar kGrammar{kShortOptions, kLongOptions, kRows, nullptr, kSTAllInvalid};
+
+}  // namespace
+
+bool STOptionParser::Parse(int argc, char** argv, ToolSpinner& spinner,
+                           ToolCommandLine& line) const {
+  const ToolDeviceSource devices{
+      [this, &spinner] {
+        const ToolSpinner::Scan scan(spinner);
+        utils_.filterDevices(true);
+      },
+      [this](const std::string& id) { return utils_.findDevice(id) != nullptr; }};
+  return tarvex::ParseToolLine(argc, argv, kGrammar, devices, line);
+}
