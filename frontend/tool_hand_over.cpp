@@ -1,5 +1,3 @@
-#include <algorithm>
-#include <array>
 #include <stdexcept>
 
 #include "boundary/orvan_service.h"
@@ -10,27 +8,15 @@
 #include "views/message_keys.h"
 #include "views/orvan_stdio.h"
 
-namespace {
-
-// Tools that a module may offer and this build has no command for.
-constexpr std::array kToolsToCome{"smart_tool"};
-
-}  // namespace
-
 // Hands the rest of the command line to the chosen tool. A tool that has no command here is passed
-// over in silence; one that is to come says so.
+// over in silence.
 void Cli::HandOverToTool(int argc, char** argv) {
   std::string name;
   chosenTool->GetName(name);
   const std::string word = view->FormatKey(name, false, false, false);
   const std::unique_ptr<ToolCli> tool =
       MakeTool(word, {chosenToolModule, chosenTool, (flags & CLI_FLAG_SUPERVISED) != 0});
-  if (tool == nullptr) {
-    if (std::find(kToolsToCome.begin(), kToolsToCome.end(), word) != kToolsToCome.end()) {
-      PrintWarning("THE_TOOL_" + word + "_IS_NOT_AVAILABLE_IN_THIS_VERSION");
-    }
-    return;
-  }
+  if (tool == nullptr) return;
   tool->SetProperty({kToolPropertyBootable, bootable ? kToolPropertyTrue : kToolPropertyFalse});
   const SystemEventsRelease release;
   HoldSystemEvents();

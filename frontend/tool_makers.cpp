@@ -5,6 +5,7 @@
 #include <new>
 
 #include "tools/recover/rbs_cli.h"
+#include "tools/smart/st_cli.h"
 
 namespace {
 
@@ -14,8 +15,12 @@ struct MakerRow {
 };
 // One row for each tool that has a command.
 constexpr std::array kMakers{
-    MakerRow{"recover_bad_sectors", [](const ToolMaking& making) -> std::unique_ptr<ToolCli> {
+    MakerRow{"recover_bad_sectors",
+             [](const ToolMaking& making) -> std::unique_ptr<ToolCli> {
                return std::make_unique<RbsCli>(making.module, making.tool, making.supervised);
+             }},
+    MakerRow{"smart_tool", [](const ToolMaking& making) -> std::unique_ptr<ToolCli> {
+               return std::make_unique<STCli>(making.module, making.tool);
              }}};
 
 }  // namespace
