@@ -16,6 +16,7 @@ class Case:
     scenario: str = "none"
     arguments: list = field(default_factory=list)
     environment: dict = field(default_factory=dict)
+    config: str | None = None  # config.ini in the working folder, when there is one
     status: int = 0
     body: bytes | None = None  # standard output, when it is given whole
     report: bytes | None = None  # the report file, when there is one
@@ -112,6 +113,8 @@ def parse_case(name, lines):
         elif word == "env":
             key, _, value = rest.partition("=")
             case.environment[key] = value
+        elif word == "config":
+            case.config = (case.config or "") + rest + "\n"
         elif word == "status":
             case.status = int(rest)
         else:

@@ -19,6 +19,8 @@ def world_for(case, folder):
     scenario = None if case.scenario == "none" else SCENARIOS / case.scenario
     world = World(folder, scenario)
     world.environment.update(case.environment)
+    if case.config is not None:
+        (world.work_dir / "config.ini").write_text(case.config, encoding="utf-8")
     return world
 
 

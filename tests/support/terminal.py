@@ -5,9 +5,18 @@ import os
 import signal
 import subprocess
 import termios
+import time
 
 from pexpect import fdpexpect
 from program import PROGRAM
+
+
+def eventually(holds):
+    """Waits until the condition holds, at most 20 seconds."""
+    deadline = time.monotonic() + 20
+    while not holds():
+        assert time.monotonic() < deadline
+        time.sleep(0.01)
 
 
 class Terminal:

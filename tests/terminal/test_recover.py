@@ -7,8 +7,8 @@ import time
 from pathlib import Path
 
 import pytest
-from program import World
-from terminal import Terminal
+from service_trace import calls, traced_world
+from terminal import Terminal, eventually
 
 SCENARIO = Path(__file__).parent / "recover.json"
 ALREADY_RUNNING = 4
@@ -24,28 +24,11 @@ CANCELED = (
 
 @pytest.fixture
 def world(tmp_path):
-    """The scenario with a trace of what is asked of the service."""
-    tree = json.loads(SCENARIO.read_text(encoding="utf-8"))
-    tree["trace"] = str(tmp_path / "trace.jsonl")
-    path = tmp_path / "scenario.json"
-    path.write_text(json.dumps(tree), encoding="utf-8")
-    return World(tmp_path, path)
-
-
-def calls(world, name):
-    lines = (world.root / "trace.jsonl").read_text(encoding="utf-8").splitlines()
-    return [call for call in map(json.loads, lines) if call["call"] == name]
+    return traced_world(SCENARIO, tmp_path)
 
 
 def repairs(world):
     return [call["devices"] for call in calls(world, "RunTool") if call["listener"]]
-
-
-def eventually(holds):
-    deadline = time.monotonic() + 20
-    while not holds():
-        assert time.monotonic() < deadline
-        time.sleep(0.01)
 
 
 def processor_seconds(process):
