@@ -1,4 +1,3 @@
-#include <QDir>
 #include <algorithm>
 #include <array>
 #include <cstring>
@@ -9,8 +8,10 @@
 #include "frontend/message_keys.h"
 #include "frontend/option_scan.h"
 #include "frontend/parse_text.h"
+#include "system/descriptor.h"
 #include "system/string_handler.h"
-#include "system/text_conversion.h"
+#include "system/system_path.h"
+#include "system/trusted_path.h"
 #include "system/win_filesystem.h"
 
 namespace {
@@ -285,15 +286,9 @@ int Cli::HandleOutput(OptionScan& scan, const OptionCase& /*option*/) {
 int Cli::HandleSave(OptionScan& scan, const OptionCase& /*option*/) {
   if (IsMissing(scan.text)) return Fail(scan.errorText, kKeyFileNotSpecified);
   savePath = scan.text;
-  // A name that is no UTF-8 would make one folder here and another in the service.
-  if (WinFilesystem::Instance().IsInvalidPath(savePath) != 0 || Utf8ToWide(savePath).empty()) {
-    return Fail(scan.errorText, kKeyErrorOpeningFile, kParseFile);
-  }
-  QString folder = QString::fromUtf8(savePath.c_str());
-  folder.replace(QLatin1Char('\\'), QDir::separator());
-  folder += QDir::separator();
-  const QDir directory(folder);
-  if (!directory.exists() && !directory.mkpath(folder)) {
+  tarvex::Descriptor folder;
+  if (WinFilesystem::Instance().IsInvalidPath(savePath) != 0 ||
+      tarvex::MakeFolderOverOwnLinks(tarvex::ToSystemPath(savePath), folder) != 0) {
     return Fail(scan.errorText, kKeyErrorOpeningFile, kParseFile);
   }
   flags |= CLI_FLAG_SAVE_PATH;

@@ -7,6 +7,7 @@
 #include <cerrno>
 
 #include "system/descriptor.h"
+#include "system/trusted_path.h"
 
 namespace tarvex {
 namespace {
@@ -35,8 +36,8 @@ bool WriteWhole(const Descriptor& file, std::string_view text, off_t sizeBefore)
 
 bool AppendToSpool(const std::string& folder, const std::string& name, std::string_view text,
                    std::size_t limit) {
-  const Descriptor directory(open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
-  if (!directory.IsOpen()) return false;
+  Descriptor directory;
+  if (OpenFolderOverOwnLinks(folder, directory) != 0) return false;
   constexpr int kFlags =
       O_WRONLY | O_CREAT | O_APPEND | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
   const Descriptor file(openat(directory.Get(), name.c_str(), kFlags, kOwnerOnly));

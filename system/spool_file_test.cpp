@@ -68,6 +68,17 @@ TEST_F(SpoolFile, IsNotReachedOverALink) {
   EXPECT_EQ(Text("precious"), "old");
 }
 
+TEST_F(SpoolFile, IsNotReachedOverAStrangersLinkOnTheWay) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can give a link away";
+  std::filesystem::create_directory(folder_ / "real");
+  ASSERT_EQ(symlink("real", (folder_ / "way").c_str()), 0);
+  ASSERT_EQ(lchown((folder_ / "way").c_str(), 12345, 12345), 0);
+  EXPECT_FALSE(tarvex::AppendToSpool(folder_ / "way", "spool", "new", kLimit));
+  EXPECT_TRUE(std::filesystem::is_empty(folder_ / "real"));
+  ASSERT_EQ(lchown((folder_ / "way").c_str(), 0, 0), 0);
+  EXPECT_TRUE(tarvex::AppendToSpool(folder_ / "way", "spool", "new", kLimit));
+}
+
 TEST_F(SpoolFile, IsARegularFile) {
   ASSERT_EQ(mkfifo(path_.c_str(), 0600), 0);
   EXPECT_FALSE(Append("new"));

@@ -17,6 +17,7 @@ namespace {
 
 // As many as the kernel follows.
 constexpr int kMostLinks = 40;
+constexpr mode_t kFolderMode = 0755;
 
 std::string ErrorText(int error) {
   return std::generic_category().message(error);
@@ -95,9 +96,13 @@ int OpenStart(const std::string& path, Descriptor& place) {
   return OpenPlace(AT_FDCWD, path[0] == '/' ? "/" : ".", place);
 }
 
+// What is missing on the way.
+enum class Missing { kIsFault, kIsMade };
+
 // Looks at each place before it goes on from there, so that nobody can slip in a link meanwhile.
 class FolderWalk {
  public:
+  explicit FolderWalk(Missing missing) : missing_(missing) {}
   int Go(const std::string& path) {
     rest_ = path;
     int error = OpenStart(path, folder_);
@@ -113,12 +118,19 @@ class FolderWalk {
   int Enter(const std::string& name) {
     Descriptor next;
     struct stat status {};
-    if (const int error = OpenPlace(folder_.Get(), name.c_str(), next); error != 0) return error;
+    if (const int error = OpenOrMake(name, next); error != 0) return error;
     if (fstat(next.Get(), &status) != 0) return errno;
     if (S_ISLNK(status.st_mode)) return IsStrangers(status) ? ELOOP : Follow(next);
     if (!S_ISDIR(status.st_mode)) return ENOTDIR;
     folder_ = std::move(next);
     return 0;
+  }
+  int OpenOrMake(const std::string& name, Descriptor& next) {
+    const int error = OpenPlace(folder_.Get(), name.c_str(), next);
+    if (error != ENOENT || missing_ == Missing::kIsFault) return error;
+    // Somebody else may make it first.
+    if (mkdirat(folder_.Get(), name.c_str(), kFolderMode) != 0 && errno != EEXIST) return errno;
+    return OpenPlace(folder_.Get(), name.c_str(), next);
   }
   int Follow(const Descriptor& link) {
     if (++links_ > kMostLinks) return ELOOP;
@@ -128,18 +140,27 @@ class FolderWalk {
     return target[0] == '/' ? OpenStart(target, folder_) : 0;
   }
 
+  const Missing missing_;
   Descriptor folder_;
   std::string rest_;
   int links_ = 0;
 };
 
-}  // namespace
-
-int OpenFolderOverOwnLinks(const std::string& path, Descriptor& folder) {
-  FolderWalk walk;
+int WalkTo(const std::string& path, Missing missing, Descriptor& folder) {
+  FolderWalk walk(missing);
   const int error = walk.Go(path);
   if (error == 0) folder = std::move(walk.Folder());
   return error;
+}
+
+}  // namespace
+
+int OpenFolderOverOwnLinks(const std::string& path, Descriptor& folder) {
+  return WalkTo(path, Missing::kIsFault, folder);
+}
+
+int MakeFolderOverOwnLinks(const std::string& path, Descriptor& folder) {
+  return WalkTo(path, Missing::kIsMade, folder);
 }
 
 std::string TrustFault(const std::string& path, bool folder) {

@@ -124,6 +124,25 @@ TEST_F(OpenFolderOverOwnLinksTest, RefusesAStrangersLinkAtAnyPlace) {
   EXPECT_FALSE(opened_.IsOpen());
 }
 
+TEST_F(OpenFolderOverOwnLinksTest, MakesWhatIsMissing) {
+  ASSERT_EQ(symlink("real/later", (folder_ / "own").c_str()), 0);
+  EXPECT_EQ(MakeFolderOverOwnLinks(folder_ / "own/deep//new/", opened_), 0);
+  ExpectSame(opened_, folder_ / "real/later/deep/new");
+  EXPECT_EQ(MakeFolderOverOwnLinks(folder_ / "real/inner", opened_), 0);
+  ExpectSame(opened_, folder_ / "real/inner");
+  folder_.Write("file", "");
+  EXPECT_EQ(MakeFolderOverOwnLinks(folder_ / "file/deep", opened_), ENOTDIR);
+  EXPECT_EQ(MakeFolderOverOwnLinks("", opened_), ENOENT);
+}
+
+TEST_F(OpenFolderOverOwnLinksTest, MakesNothingBehindAStrangersLink) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can give a link away";
+  MakeStrangersLink("real/inner", "last");
+  EXPECT_EQ(MakeFolderOverOwnLinks(folder_ / "last/deep", opened_), ELOOP);
+  EXPECT_EQ(MakeFolderOverOwnLinks(folder_ / "new/../last/deep", opened_), ELOOP);
+  EXPECT_TRUE(fs::is_empty(folder_ / "real/inner"));
+}
+
 TEST_F(OpenFolderOverOwnLinksTest, EndsInACircle) {
   ASSERT_EQ(symlink("circle", (folder_ / "circle").c_str()), 0);
   EXPECT_EQ(OpenFolderOverOwnLinks(folder_ / "circle", opened_), ELOOP);

@@ -9,7 +9,7 @@
 #include <utility>
 
 #include "service/core/log_time.h"
-#include "service/core/platform.h"
+#include "system/trusted_path.h"
 
 namespace orvan::core {
 namespace {
@@ -23,9 +23,12 @@ bool LogFile::Create(const std::string& folder, std::int64_t nowMs) {
   if (folder.empty() || folder.find('\0') != std::string::npos) {
     return false;
   }
-  MakeFolder(folder);
+  tarvex::Descriptor place;
+  if (tarvex::MakeFolderOverOwnLinks(folder, place) != 0) {
+    return false;
+  }
   auto fresh = std::make_shared<Open>();
-  fresh->folder.Reset(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  fresh->folder.Reset(openat(place.Get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (!fresh->folder.IsOpen()) {
     return false;
   }

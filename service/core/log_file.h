@@ -17,8 +17,9 @@ class LogFile {
   LogFile() = default;
   LogFile(LogFile&&) = default;
   ~LogFile() { Close(); }
-  // Makes a new file (0640) in the folder, which is made when it is missing. A name that is taken,
-  // by a link too, is left alone and another one chosen. False on failure.
+  // Makes a new file (0640) in the folder, which is made when it is missing; a stranger's link on
+  // the way to it is not followed. A name that is taken, by a link too, is left alone and another
+  // one chosen. False on failure.
   bool Create(const std::string& folder, std::int64_t nowMs);
   bool IsOpen() const { return file_ != nullptr; }
   const std::string& Name() const { return name_; }

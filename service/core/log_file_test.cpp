@@ -45,6 +45,21 @@ TEST(LogFile, LeavesANameThatIsTakenAlone) {
   EXPECT_FALSE(std::filesystem::exists(other.Path("none")));
 }
 
+TEST(LogFile, IsNotMadeBehindAStrangersLink) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can give a link away";
+  TemporaryFolder folder;
+  TemporaryFolder other;
+  const std::string link = folder.Path("link");
+  ASSERT_EQ(symlink(other.Path().c_str(), link.c_str()), 0);
+  ASSERT_EQ(lchown(link.c_str(), 12345, 12345), 0);
+  LogFile file;
+  EXPECT_FALSE(file.Create(link, 0));
+  EXPECT_FALSE(file.Create(link + "/new", 0));
+  EXPECT_TRUE(testing::NamesIn(other.Path()).empty());
+  ASSERT_EQ(lchown(link.c_str(), 0, 0), 0);
+  EXPECT_TRUE(file.Create(link + "/new", 0));
+}
+
 TEST(LogFile, GivesUpAfterSixteenNames) {
   TemporaryFolder folder;
   for (std::int64_t time = 0; time < 16; ++time) {

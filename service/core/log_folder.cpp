@@ -12,6 +12,7 @@
 
 #include "service/core/log_crash.h"
 #include "system/descriptor.h"
+#include "system/trusted_path.h"
 
 namespace orvan::core {
 namespace {
@@ -51,7 +52,10 @@ bool EndsWith(std::string_view text, std::string_view end) {
 }
 
 Descriptor OpenFolder(const std::string& folder) {
-  return Descriptor(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  Descriptor place;
+  return tarvex::OpenFolderOverOwnLinks(folder, place) == 0
+             ? Descriptor(openat(place.Get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC))
+             : Descriptor();
 }
 
 // The logs of the folder that are regular files, oldest first.

@@ -74,6 +74,19 @@ TEST(TakeUnfinishedLogs, FollowsNoLinkAndWaitsForNoPipe) {
   EXPECT_EQ(testing::NamesIn(folder.Path()), (Names{NameOf(1), NameOf(2), NameOf(3)}));
 }
 
+TEST(TakeUnfinishedLogs, GoesOverNoStrangersLink) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can give a link away";
+  TemporaryFolder folder;
+  TemporaryFolder other;
+  other.Write(NameOf(1), kVersion);
+  const std::string link = folder.Path("link");
+  ASSERT_EQ(symlink(other.Path().c_str(), link.c_str()), 0);
+  ASSERT_EQ(lchown(link.c_str(), 12345, 12345), 0);
+  EXPECT_TRUE(TakeUnfinishedLogs(link).empty());
+  PruneLogs(link, {0, 0}, "");
+  EXPECT_EQ(testing::NamesIn(other.Path()), Names{NameOf(1)});
+}
+
 TEST(TakeUnfinishedLogs, ReadsNoMoreThanTheTail) {
   TemporaryFolder folder;
   const std::string line = std::string(1023, 'x') + '\n';

@@ -147,12 +147,4 @@ bool ReadRegularFile(const std::string& path, std::size_t limit, std::string& te
   return isRead;
 }
 
-void MakeFolder(const std::string& path) {
-  const std::string parent = FolderOf(path);
-  if (!parent.empty()) {
-    mkdir(parent.c_str(), 0755);
-  }
-  mkdir(path.c_str(), 0755);
-}
-
 }  // namespace orvan::core

@@ -52,7 +52,4 @@ class AppendFile {
 // fails; a pipe or a device in the file's place holds nobody.
 bool ReadRegularFile(const std::string& path, std::size_t limit, std::string& text);
 
-// Makes the folder and the folder above it (0755) when they are missing.
-void MakeFolder(const std::string& path);
-
 }  // namespace orvan::core
