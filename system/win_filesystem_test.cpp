@@ -199,6 +199,8 @@ TEST_F(WinFilesystemTest, NothingIsMadeBehindAStrangersLink) {
   EXPECT_EQ(Create(folder_ / "link/new"), 1);
   EXPECT_EQ(result_, folder_ / "link/new\\");
   EXPECT_EQ(Create(folder_ / "link"), 1);
+  EXPECT_EQ(Create(folder_ / "fresh/../link/new"), 1) << "behind a folder that is made first";
+  EXPECT_FALSE(fs::exists(folder_ / "fresh"));
   EXPECT_TRUE(fs::is_empty(folder_ / "real"));
   ASSERT_EQ(lchown((folder_ / "link").c_str(), 0, 0), 0);
   EXPECT_EQ(Create(folder_ / "link/new"), 0);

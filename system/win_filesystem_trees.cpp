@@ -67,22 +67,22 @@ bool IsDirectory(const std::string& systemPath) {
   return stat(systemPath.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
+// Nothing may be made where somebody else decides the place.
+bool LeadsOverStrangersLink(std::string_view path) {
+  tarvex::Descriptor ignored;
+  return tarvex::OpenFolderOverOwnLinks(tarvex::ToSystemPath(path), ignored) == ELOOP;
+}
+
 // Creates one directory of a chain; true when the walk may go on. A new one is noted.
 bool MakePrefix(std::string_view prefix, std::vector<std::string>& made) {
   if (prefix.empty()) return true;
-  if (tarvex::PathLength(prefix) >= kPrefixLimit) return false;
+  if (tarvex::PathLength(prefix) >= kPrefixLimit || LeadsOverStrangersLink(prefix)) return false;
   const std::string path = tarvex::ToSystemPath(prefix);
   if (mkdir(path.c_str(), kDirectoryMode) == 0) {
     made.push_back(path);
     return true;
   }
   return errno == EEXIST || errno == EACCES || errno == EPERM || IsDirectory(path);
-}
-
-// Nothing may be made where somebody else decides the place.
-bool LeadsOverStrangersLink(std::string_view path) {
-  tarvex::Descriptor ignored;
-  return tarvex::OpenFolderOverOwnLinks(tarvex::ToSystemPath(path), ignored) == ELOOP;
 }
 
 // Creates every prefix of a path that ends in a separator, or leaves none that it made.
@@ -183,7 +183,7 @@ int WinFilesystem::CreateDirectoryTree(const std::string& path, std::string& res
     full = std::string(base) + "\\" + full;
   }
   if (!tarvex::IsSeparator(full.back())) full += '\\';
-  const bool made = !LeadsOverStrangersLink(full) && MakePrefixes(full);
+  const bool made = MakePrefixes(full);
   result = full;
   return made ? 0 : 1;
 }
