@@ -1,4 +1,4 @@
-"""The tool that recovers bad sectors, with a service that reports anything at all."""
+"""The interactive tools, with a service that reports anything at all."""
 
 import json
 import random
@@ -8,7 +8,8 @@ from program import World
 
 EVENTS = (
     *("OnRecoverInit", "OnOperationInit", "OnDeviceInit", "OnProgress", "OnDeviceFinish"),
-    *("OnOperationFinish", "OnRecoverFinish", "OnUnknown", ""),
+    *("OnOperationFinish", "OnRecoverFinish", "OnSmartToolInit", "OnSmartToolFinish"),
+    *("OnUnknown", ""),
 )
 PROPERTIES = (
     *("OperationInit", "DeviceInit", "Progress", "DeviceFinish", "Message", "SectorsInfo"),
@@ -17,7 +18,13 @@ PROPERTIES = (
 TEXTS = (
     *("0", "1", "2", "8", "9", "13", "-1", "4294967296", "-9223372036854775809", "1e9", "0x1f"),
     *("", " ", "abc", "scan", "repair", "^$|_", "\n\r\x08\x1b[2J", "\u00e4\U0001f4be", "x" * 5000),
+    *("ata", "scsi", "nvme", "{}", '{"a":"1","b":"2"}', '{"a":"1","b":', '[{"a":"\0\u00e4"}{:}', "}{"),
 )
+TOOLS = {
+    "recover": ("recover_bad_sectors", "recover", ["-r", "-y", "-l"]),
+    "recover-supervised": ("recover_bad_sectors", "recover", ["-r", "-y", "-l", "--HDK"]),
+    "smart": ("smart_tool", "smart", ["-i"]),
+}
 
 
 def step(numbers):
@@ -32,8 +39,8 @@ def step(numbers):
 
 
 @pytest.mark.parametrize("seed", range(40))
-@pytest.mark.parametrize("mode", ["console", "supervised"])
-def test_any_report_ends_in_order(seed, mode, tmp_path):
+@pytest.mark.parametrize("tool", TOOLS)
+def test_any_report_ends_in_order(seed, tool, tmp_path):
     numbers = random.Random(seed)
     rotations = [{"NonRotatingMedia": numbers.choice(("T", "F", "", "TRUE"))} for _ in range(3)]
     devices = [
@@ -41,14 +48,14 @@ def test_any_report_ends_in_order(seed, mode, tmp_path):
         for number, rotation in zip(("0", "1", "^$|_"), rotations)
     ]
     run = [step(numbers) for _ in range(numbers.randint(1, 60))]
-    tool = {"name": "recover_bad_sectors", "hint": "recover", "run": run}
-    module = {"name": "storage", "devices": devices, "tools": [tool]}
+    name, hint, options = TOOLS[tool]
+    module = {"name": "storage", "devices": devices}
+    module["tools"] = [{"name": name, "hint": hint, "run": run}]
     scenario = tmp_path / "scenario.json"
     scenario.write_text(json.dumps({"modules": [module]}), encoding="utf-8")
-    arguments = ["-Mstorage", "-Trecover", "-r", "-y", "-l"]
-    if mode == "supervised":
-        arguments.append("--HDK")
-    result = World(tmp_path, scenario).run(arguments)
+    world = World(tmp_path, scenario)
+    (world.work_dir / "config.ini").write_text("[STORAGE]\nENABLE_TARVEX_DRIVE_INFO=1\n")
+    result = world.run(["-Mstorage", "-T" + hint, *options])
     assert result.returncode == 0
     assert result.stderr == b""
     assert result.stdout.startswith(b" " * 35 + b"\r\n")
