@@ -127,7 +127,8 @@ class FolderWalk {
   }
   int OpenOrMake(const std::string& name, Descriptor& next) {
     const int error = OpenPlace(folder_.Get(), name.c_str(), next);
-    if (error != ENOENT || missing_ == Missing::kIsFault) return error;
+    const bool isOfALink = rest_.size() > behindLinks_;
+    if (error != ENOENT || missing_ == Missing::kIsFault || isOfALink) return error;
     // Somebody else may make it first.
     if (mkdirat(folder_.Get(), name.c_str(), kFolderMode) != 0 && errno != EEXIST) return errno;
     return OpenPlace(folder_.Get(), name.c_str(), next);
@@ -136,6 +137,7 @@ class FolderWalk {
     if (++links_ > kMostLinks) return ELOOP;
     std::string target;
     if (const int error = ReadLink(link, target); error != 0) return error;
+    behindLinks_ = std::min(behindLinks_, rest_.size());
     rest_ = target + "/" + rest_;
     return target[0] == '/' ? OpenStart(target, folder_) : 0;
   }
@@ -143,6 +145,7 @@ class FolderWalk {
   const Missing missing_;
   Descriptor folder_;
   std::string rest_;
+  std::size_t behindLinks_ = std::string::npos;  // more in the rest is of the links followed so far
   int links_ = 0;
 };
 

@@ -19,7 +19,8 @@ std::string TrustFault(const std::string& path, bool folder);
 // stranger's link, and for a path with more than 40 links.
 int OpenFolderOverOwnLinks(const std::string& path, Descriptor& folder);
 
-// The same, and makes the folders that are missing (0755). What it made stays when it fails.
+// The same, and makes the folders of the path that are missing (0755); where a link leads to
+// nothing it makes nothing. What it made stays when it fails.
 int MakeFolderOverOwnLinks(const std::string& path, Descriptor& folder);
 
 }  // namespace tarvex

@@ -125,14 +125,28 @@ TEST_F(OpenFolderOverOwnLinksTest, RefusesAStrangersLinkAtAnyPlace) {
 }
 
 TEST_F(OpenFolderOverOwnLinksTest, MakesWhatIsMissing) {
-  ASSERT_EQ(symlink("real/later", (folder_ / "own").c_str()), 0);
-  EXPECT_EQ(MakeFolderOverOwnLinks(folder_ / "own/deep//new/", opened_), 0);
-  ExpectSame(opened_, folder_ / "real/later/deep/new");
+  ASSERT_EQ(symlink("real/", (folder_ / "own").c_str()), 0);
+  ASSERT_EQ(symlink("own/inner", (folder_ / "over").c_str()), 0);
+  EXPECT_EQ(MakeFolderOverOwnLinks(folder_ / "over/deep//new/", opened_), 0);
+  ExpectSame(opened_, folder_ / "real/inner/deep/new");
+  EXPECT_EQ(MakeFolderOverOwnLinks(folder_ / "over/x", opened_), 0);
+  ExpectSame(opened_, folder_ / "real/inner/x");
   EXPECT_EQ(MakeFolderOverOwnLinks(folder_ / "real/inner", opened_), 0);
   ExpectSame(opened_, folder_ / "real/inner");
   folder_.Write("file", "");
   EXPECT_EQ(MakeFolderOverOwnLinks(folder_ / "file/deep", opened_), ENOTDIR);
   EXPECT_EQ(MakeFolderOverOwnLinks("", opened_), ENOENT);
+}
+
+TEST_F(OpenFolderOverOwnLinksTest, MakesNothingWhereALinkLeadsToNothing) {
+  ASSERT_EQ(symlink("nothing", (folder_ / "real/dangling").c_str()), 0);
+  ASSERT_EQ(symlink("real/dangling", (folder_ / "over").c_str()), 0);
+  ASSERT_EQ(symlink("nothing/inner", (folder_ / "deep").c_str()), 0);
+  for (const char* path : {"real/dangling", "real/dangling/", "over/new", "deep/new"}) {
+    EXPECT_EQ(MakeFolderOverOwnLinks(folder_ / path, opened_), ENOENT) << path;
+  }
+  EXPECT_FALSE(fs::exists(folder_ / "nothing"));
+  EXPECT_FALSE(fs::exists(folder_ / "real/nothing"));
 }
 
 TEST_F(OpenFolderOverOwnLinksTest, MakesNothingBehindAStrangersLink) {
