@@ -29,9 +29,9 @@ constexpr char kAddProperty[] =
 constexpr char kRemove[] =
     "DELETE FROM namespace WHERE name = ?1 OR substr(name, 1, length(?1) + 1) = ?1 || '\\'";
 
-SqliteDatabase OpenChecked(const std::string& path) {
+SqliteDatabase OpenChecked(const std::string& path, int patienceMs) {
   SqliteDatabase database(path);
-  database.SetBusyTimeout(RecordDatabase::kPatienceMs);
+  database.SetBusyTimeout(patienceMs);
   // What is left alone must not be tidied up on closing either.
   database.Configure(SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, true);
   CheckRecordSchema(database);
@@ -56,13 +56,14 @@ RecordDatabase::RecordDatabase(SqliteDatabase database)
       remove_(database_, kRemove) {}
 
 std::unique_ptr<RecordDatabase> RecordDatabase::Open(const std::string& folder, bool create,
-                                                     std::string& note) {
+                                                     int patienceMs, std::string& note) {
   const std::optional<RecordFolder> place = RecordFolder::Open(folder, create);
   if (!place || (!create && !place->HasStore())) return nullptr;
-  const Descriptor lock = place->Lock();
+  const SqliteDatabase lock = place->Lock(patienceMs);
   place->CheckFiles();
-  const auto open = [&place] {
-    return std::unique_ptr<RecordDatabase>(new RecordDatabase(OpenChecked(place->StorePath())));
+  const auto open = [&] {
+    return std::unique_ptr<RecordDatabase>(
+        new RecordDatabase(OpenChecked(place->StorePath(), patienceMs)));
   };
   try {
     return open();

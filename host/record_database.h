@@ -24,9 +24,10 @@ class RecordDatabase {
   static constexpr int kPatienceMs = 2000;
 
   // Opens the store, or makes it when `create`; else null when there is none. One that is damaged
-  // gets another name and is treated as missing; `note` then says so.
+  // gets another name and is treated as missing; `note` then says so. Waits `patienceMs` at most
+  // for others that open it.
   static std::unique_ptr<RecordDatabase> Open(const std::string& folder, bool create,
-                                              std::string& note);
+                                              int patienceMs, std::string& note);
 
   // Adds all records, in their order, or none. They are on the disk when it returns.
   void Add(const std::deque<StoredRecord>& records);

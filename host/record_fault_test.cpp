@@ -173,6 +173,29 @@ TEST_F(RecordFaultTest, AWriterThatHoldsTheStoreCostsOneWaitAndNoRecord) {
   EXPECT_EQ(Ask(folder / "records.db", "SELECT count(*) FROM execution_record"), "52");
 }
 
+TEST_F(RecordFaultTest, AProgramThatNeverEndsOpeningTheStoreCostsOneWaitAndNoRecord) {
+  RecordStore(folder.Path()).WriteRecord({"TestName"}, {"a"}, "c", kNamespace);
+  SqliteDatabase other(folder / "records.lock");
+  other.Run("PRAGMA journal_mode = MEMORY; BEGIN EXCLUSIVE");
+  RecordStore store(folder.Path());
+  const auto start = std::chrono::steady_clock::now();
+  for (int i = 0; i < 50; ++i) EXPECT_EQ(Write(store, "b"), RecordStore::kNotDone);
+  const auto took = std::chrono::steady_clock::now() - start;
+  EXPECT_GE(took, std::chrono::milliseconds(RecordDatabase::kPatienceMs));
+  EXPECT_LT(took, std::chrono::milliseconds(2 * RecordDatabase::kPatienceMs));
+  EXPECT_EQ(Notes(store, folder), "database is locked");
+  other.Run("ROLLBACK");
+  EXPECT_EQ(Write(store, "c"), 0);
+  EXPECT_EQ(Ask(folder / "records.db", "SELECT count(*) FROM execution_record"), "52");
+  EXPECT_EQ(testing::FileText(folder / "records.lock"), "");
+  EXPECT_FALSE(std::filesystem::exists(folder / "records.lock-journal"));
+}
+
+TEST_F(RecordFaultTest, APipeInTheLocksPlaceIsRefused) {
+  ASSERT_EQ(::mkfifo((folder / "records.lock").c_str(), 0600), 0);
+  ExpectRefused("records.lock is no regular file");
+}
+
 TEST_F(RecordFaultTest, ALinkInTheStoresPlaceIsRefused) {
   for (const std::string name : {"records.db", "records.db-wal", "records.db-shm"}) {
     folder.Write("target", "theirs");
@@ -191,7 +214,7 @@ TEST_F(RecordFaultTest, ALinkToNothingIsRefused) {
 
 TEST_F(RecordFaultTest, ALinkInTheLocksPlaceIsRefused) {
   std::filesystem::create_symlink(folder / "target", folder / "records.lock");
-  ExpectRefused("records.lock cannot be opened: Too many levels of symbolic links");
+  ExpectRefused("records.lock is no regular file");
   EXPECT_FALSE(std::filesystem::exists(folder / "target"));
 }
 

@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <stdlib.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 
 #include <array>
@@ -10,8 +9,6 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
-
-#include "host/sqlite_database.h"
 
 namespace tarvex {
 namespace {
@@ -54,7 +51,7 @@ std::optional<RecordFolder> RecordFolder::Open(const std::string& path, bool cre
     RefuseWithReason("the folder cannot be opened");
   }
   if (!IsOurs(status)) Refuse("the folder could be written by others");
-  return RecordFolder(std::move(folder), std::string(resolved.get()) + '/' + kStoreFile);
+  return RecordFolder(std::move(folder), std::string(resolved.get()) + '/');
 }
 
 bool RecordFolder::Exists(const std::string& name) const {
@@ -62,31 +59,39 @@ bool RecordFolder::Exists(const std::string& name) const {
   return ::fstatat(folder_.Get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0;
 }
 
+std::string RecordFolder::StorePath() const {
+  return path_ + kStoreFile;
+}
+
 bool RecordFolder::HasStore() const {
   return Exists(kStoreFile);
 }
 
-void RecordFolder::CheckFiles() const {
-  for (const char* suffix : kSuffixes) {
-    const std::string name = std::string(kStoreFile) + suffix;
-    struct stat status {};
-    if (::fstatat(folder_.Get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) continue;
-    if (!S_ISREG(status.st_mode)) Refuse(name + " is no regular file");
-    if (!IsOurs(status)) Refuse(name + " could be written by others");
-  }
+void RecordFolder::CheckFile(const std::string& name) const {
+  struct stat status {};
+  if (::fstatat(folder_.Get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) return;
+  if (!S_ISREG(status.st_mode)) Refuse(name + " is no regular file");
+  if (!IsOurs(status)) Refuse(name + " could be written by others");
 }
 
-Descriptor RecordFolder::Lock() const {
-  // Closed to others, for whoever can open the file could hold us up.
-  Descriptor file(::openat(folder_.Get(), kLockFile,
-                           O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0600));
-  if (!file.IsOpen()) RefuseWithReason(std::string(kLockFile) + " cannot be opened");
-  int result = 0;
-  do {
-    result = ::flock(file.Get(), LOCK_EX);
-  } while (result != 0 && errno == EINTR);
-  if (result != 0) RefuseWithReason(std::string(kLockFile) + " cannot be locked");
-  return file;
+void RecordFolder::CheckFiles() const {
+  for (const char* suffix : kSuffixes) CheckFile(std::string(kStoreFile) + suffix);
+}
+
+SqliteDatabase RecordFolder::Lock(int patienceMs) const {
+  // Closed to others, for whoever can open the file could hold us up. Only a new file is opened
+  // here: closing one that is there would give back this process's locks on it.
+  const Descriptor made(
+      ::openat(folder_.Get(), kLockFile, O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0600));
+  if (!made.IsOpen() && errno != EEXIST) {
+    RefuseWithReason(std::string(kLockFile) + " cannot be opened");
+  }
+  CheckFile(kLockFile);
+  // SQLite's locks come with a time limit. Nothing is written, so the file stays empty.
+  SqliteDatabase lock(path_ + kLockFile);
+  lock.SetBusyTimeout(patienceMs);
+  lock.Run("PRAGMA journal_mode = MEMORY; BEGIN EXCLUSIVE");
+  return lock;
 }
 
 std::string RecordFolder::SetAside() const {

@@ -61,7 +61,7 @@ bool RecordStore::WriteKept() {
 
 void RecordStore::TryToWriteKept() {
   Open(true);
-  database_->SetPatience(impatient_ ? 0 : RecordDatabase::kPatienceMs);
+  database_->SetPatience(Patience());
   database_->Add(kept_);
   if (!fault_.empty()) {
     Note(std::to_string(kept_.size()) + " records were written in the end, " +
@@ -80,7 +80,7 @@ bool RecordStore::Open(bool create) {
   }
   if (database_ != nullptr) return true;
   std::string note;
-  database_ = RecordDatabase::Open(folder_, create, note);
+  database_ = RecordDatabase::Open(folder_, create, Patience(), note);
   if (!note.empty()) Note(note);
   return database_ != nullptr;
 }

@@ -43,6 +43,7 @@ class RecordStore final : public HostCim, public RecordStoreReport {
   bool WriteKept();
   void TryToWriteKept();
   bool RemoveNamed(const std::string& nameSpace);
+  int Patience() const { return impatient_ ? 0 : RecordDatabase::kPatienceMs; }
   bool Open(bool create);  // false: there is no store, and it was not to be made
   void Note(const std::string& text);
 
