@@ -1,9 +1,6 @@
 #include "system/ini_file.h"
 
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <charconv>
 
 #include "system/regular_file.h"
@@ -34,21 +31,6 @@ void ParseLine(std::string_view line, std::string& section, IniValues& values) {
   if (!key.empty()) values.emplace(section + "/" + key, Trimmed(line.substr(equals + 1)));
 }
 
-// Reads at most `limit` bytes; false when reading fails.
-bool ReadBytes(int descriptor, std::size_t limit, std::string& text) {
-  char chunk[4096];
-  while (text.size() < limit) {
-    const ssize_t count = read(descriptor, chunk, std::min(sizeof chunk, limit - text.size()));
-    if (count == 0) return true;
-    if (count > 0) {
-      text.append(chunk, static_cast<std::size_t>(count));
-    } else if (errno != EINTR) {
-      return false;
-    }
-  }
-  return true;
-}
-
 }  // namespace
 
 std::string LowerAscii(std::string_view text) {
@@ -72,10 +54,8 @@ IniValues ParseIni(std::string_view text) {
 }
 
 bool ReadIniFile(const std::string& path, IniValues& values) {
-  const Descriptor file = OpenRegularFile(path, LastLink::kFollow);
   std::string text;
-  if (!file.IsOpen() || !ReadBytes(file.Get(), kLargestFile + 1, text)) return false;
-  if (text.size() > kLargestFile) return false;
+  if (!ReadRegularFile(path, kLargestFile + 1, text) || text.size() > kLargestFile) return false;
   values = ParseIni(text);
   return true;
 }

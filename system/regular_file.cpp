@@ -2,6 +2,11 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <utility>
 
 namespace tarvex {
 
@@ -12,6 +17,24 @@ Descriptor OpenRegularFile(const std::string& path, LastLink lastLink) {
   struct stat status {};
   if (!file.IsOpen() || fstat(file.Get(), &status) != 0 || !S_ISREG(status.st_mode)) return {};
   return file;
+}
+
+bool ReadRegularFile(const std::string& path, std::size_t limit, std::string& text) {
+  const Descriptor file = OpenRegularFile(path, LastLink::kFollow);
+  if (!file.IsOpen()) return false;
+  std::string content;
+  char block[65536];
+  while (content.size() < limit) {
+    const ssize_t count = read(file.Get(), block, std::min(sizeof block, limit - content.size()));
+    if (count == 0) break;
+    if (count > 0) {
+      content.append(block, static_cast<std::size_t>(count));
+    } else if (errno != EINTR) {
+      return false;
+    }
+  }
+  text = std::move(content);
+  return true;
 }
 
 }  // namespace tarvex

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 
 #include "system/descriptor.h"
@@ -11,5 +12,10 @@ enum class LastLink { kFollow, kRefuse };
 // Opens a regular file for reading, `path` in the system's own form. Not open for anything else: a
 // pipe or a device in the file's place holds nobody. Any thread.
 Descriptor OpenRegularFile(const std::string& path, LastLink lastLink);
+
+// Replaces `text` by the content of a regular file, which may be reached over a link, of which at
+// most `limit` bytes are read. False, with `text` as it was, for anything else and when reading
+// fails. Any thread.
+bool ReadRegularFile(const std::string& path, std::size_t limit, std::string& text);
 
 }  // namespace tarvex

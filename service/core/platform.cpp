@@ -110,41 +110,4 @@ bool AppendFile::Write(std::string_view text) const {
   return true;
 }
 
-namespace {
-
-// Reads to the end or to `limit` bytes; false when reading fails.
-bool ReadBytes(int descriptor, std::size_t limit, std::string& text) {
-  char block[65536];
-  while (text.size() < limit) {
-    const ssize_t count = read(descriptor, block, std::min(sizeof block, limit - text.size()));
-    if (count == 0) {
-      return true;
-    }
-    if (count > 0) {
-      text.append(block, static_cast<std::size_t>(count));
-    } else if (errno != EINTR) {
-      return false;
-    }
-  }
-  return true;
-}
-
-}  // namespace
-
-bool ReadRegularFile(const std::string& path, std::size_t limit, std::string& text) {
-  const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
-  if (descriptor < 0) {
-    return false;
-  }
-  struct stat status {};
-  std::string content;
-  const bool isRead = fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode) &&
-                      ReadBytes(descriptor, limit, content);
-  close(descriptor);
-  if (isRead) {
-    text = std::move(content);
-  }
-  return isRead;
-}
-
 }  // namespace orvan::core

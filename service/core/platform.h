@@ -47,9 +47,4 @@ class AppendFile {
   int descriptor_ = -1;
 };
 
-// Replaces `text` by the content of a regular file, which may be reached over a link, of which at
-// most `limit` bytes are read. False, with `text` as it was, for anything else and when reading
-// fails; a pipe or a device in the file's place holds nobody.
-bool ReadRegularFile(const std::string& path, std::size_t limit, std::string& text);
-
 }  // namespace orvan::core

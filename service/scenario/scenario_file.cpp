@@ -4,9 +4,9 @@
 #include <cstdio>
 #include <set>
 
-#include "service/core/platform.h"
 #include "service/scenario/json_fields.h"
 #include "service/scenario/player.h"
+#include "system/regular_file.h"
 
 namespace orvan::scenario {
 namespace {
@@ -372,7 +372,7 @@ Scenario ParseScenario(std::string_view text) {
 
 Scenario ReadScenario(const std::string& path) {
   std::string text;
-  if (!core::ReadRegularFile(path, kLargestFile + 1, text)) {
+  if (!tarvex::ReadRegularFile(path, kLargestFile + 1, text)) {
     Fail("", "cannot be read");
   }
   if (text.size() > kLargestFile) {
