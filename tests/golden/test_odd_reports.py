@@ -18,8 +18,10 @@ PROPERTIES = (
 TEXTS = (
     *("0", "1", "2", "8", "9", "13", "-1", "4294967296", "-9223372036854775809", "1e9", "0x1f"),
     *("", " ", "abc", "scan", "repair", "^$|_", "\n\r\x08\x1b[2J", "\u00e4\U0001f4be", "x" * 5000),
-    *("ata", "scsi", "nvme", "{}", '{"a":"1","b":"2"}', '{"a":"1","b":', '[{"a":"\0\u00e4"}{:}', "}{"),
+    *("ata", "scsi", "nvme", "{}", '{"a":"1","b":"2"}', '{"a":"1","b":', "}{"),
+    '[{"a":"\0\u00e4"},{:}',
 )
+IDS = ("0", "1", "^$|_")
 TOOLS = {
     "recover": ("recover_bad_sectors", "recover", ["-r", "-y", "-l"]),
     "recover-supervised": ("recover_bad_sectors", "recover", ["-r", "-y", "-l", "--HDK"]),
@@ -27,12 +29,16 @@ TOOLS = {
 }
 
 
+def texts(numbers):
+    """Some texts; as a rule the first one names a device."""
+    length = numbers.choice((0, 1, 2, 4, 7))
+    first = numbers.choice((IDS, IDS, TEXTS))
+    return [numbers.choice(TEXTS if place else first) for place in range(length)]
+
+
 def step(numbers):
     values = {
-        numbers.choice(PROPERTIES): [
-            numbers.choice(TEXTS) for _ in range(numbers.choice((0, 1, 2, 4, 7)))
-        ]
-        for _ in range(numbers.randint(0, 4))
+        numbers.choice(PROPERTIES): texts(numbers) for _ in range(numbers.randint(0, 4))
     }
     event = numbers.choice(EVENTS)
     return {"set": values, "event": event} if event else {"set": values}
@@ -45,7 +51,7 @@ def test_any_report_ends_in_order(seed, tool, tmp_path):
     rotations = [{"NonRotatingMedia": numbers.choice(("T", "F", "", "TRUE"))} for _ in range(3)]
     devices = [
         {"id": number, "name": numbers.choice(TEXTS), "properties": rotation}
-        for number, rotation in zip(("0", "1", "^$|_"), rotations)
+        for number, rotation in zip(IDS, rotations)
     ]
     run = [step(numbers) for _ in range(numbers.randint(1, 60))]
     name, hint, options = TOOLS[tool]

@@ -69,6 +69,7 @@ TEST_F(STCliTest, WithoutAnIdEveryDeviceIsReadWithoutAQuestion) {
   EXPECT_EQ(Execute({"-i"}), kHeader);
   EXPECT_EQ(reads, 1);
   EXPECT_EQ(read, (Texts{"0", "1"}));
+  EXPECT_EQ(module.scans, 1);
   EXPECT_EQ(Execute({"--info"}), kHeader);
   EXPECT_EQ(reads, 2);
 }
