@@ -22,7 +22,7 @@ ROOMS = {
     "service/sdk": ("boundary",),
     "service/machine": (),
     "service/core": ("service/sdk", "boundary", "system"),
-    "service/scenario": ("service/sdk", "service/core", "boundary"),
+    "service/scenario": ("service/sdk", "service/core", "boundary", "system"),
     # The parts of the service put together into one library.
     "service/library": ("service/sdk", "service/core", "service/scenario", "boundary", "system"),
     "service/modules/*": ("service/sdk", "service/machine"),
