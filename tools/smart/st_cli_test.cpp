@@ -173,7 +173,7 @@ TEST_F(STCliTest, ARunIsShown) {
 
 TEST_F(STCliTest, EscapeStopsTheRunWithTheFirstQuietMoment) {
   host().console.Press(kKeyEscape);
-  play = [this](FakeToolRun& run) {
+  play = [](FakeToolRun& run) {
     run.Fire("OnDeviceInit", "DeviceInit", {"0"});
     // The clock of a run is the machine's; nothing but Escape ends this.
     run.AwaitAbort();
@@ -191,7 +191,7 @@ TEST_F(STCliTest, NoKeyIsReadBeforeTheFirstQuietMoment) {
 }
 
 TEST_F(STCliTest, NoProgressIsDrawnHoweverLongARunTakes) {
-  play = [this](FakeToolRun& run) {
+  play = [](FakeToolRun& run) {
     run.Fire("OnDeviceInit", "DeviceInit", {"0"});
     run.Fire("OnProgress", "Progress", {"50"});
     host().console.AwaitReads(3);
@@ -200,7 +200,7 @@ TEST_F(STCliTest, NoProgressIsDrawnHoweverLongARunTakes) {
 }
 
 TEST_F(STCliTest, ATerminationRequestStopsTheRun) {
-  play = [this](FakeToolRun& run) {
+  play = [](FakeToolRun& run) {
     host().signals.Fire(2);
     run.AwaitAbort();
     EXPECT_EQ(run.tool.GetToolProperty("ForcedAbort"), Texts{"Forced to abort"});
