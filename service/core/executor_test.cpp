@@ -8,36 +8,16 @@
 #include <mutex>
 #include <thread>
 
-#include "service/core/test_support.h"
-#include "system/execution_tracker.h"
-#include "system/record_store_report.h"
+#include "service/core/executor_fixture.h"
 
 namespace orvan::core {
 namespace {
 
+using testing::ExecutorTest;
 using testing::MakeDiagnostic;
 using testing::MakeTest;
 using testing::Passes;
 using Calls = std::vector<std::string>;
-
-class KeptRecords final : public SystemExecutionTracker {
- public:
-  explicit KeptRecords(std::vector<SystemExecutionRecord>& records) : records_(records) {}
-  void Track(const SystemExecutionRecord& record) override { records_.push_back(record); }
-  int Remove() override { return 0; }
-
- private:
-  std::vector<SystemExecutionRecord>& records_;
-};
-
-// A store that says what a test gives it, and its end.
-class TalkingStore final : public tarvex::RecordStoreReport {
- public:
-  void Finish() override { notes.push_back("finished"); }
-  std::vector<std::string> TakeNotes() override { return std::exchange(notes, {}); }
-
-  std::vector<std::string> notes;
-};
 
 // Waits for stop, and for nothing else.
 sdk::Verdict WaitForStop(sdk::TestContext& context) {
@@ -47,55 +27,6 @@ sdk::Verdict WaitForStop(sdk::TestContext& context) {
   wake.wait(lock, context.StopToken(), [] { return false; });
   return sdk::Verdict::Canceled();
 }
-
-class ExecutorTest : public ::testing::Test {
- protected:
-  void Start() {
-    source->modules.push_back(testing::Own(std::move(plain)));
-    ServiceOptions options{"5.0.0.0", logFolder,
-                           [this] { return std::make_unique<KeptRecords>(records); }, &store};
-    service = std::make_unique<Service>(std::move(source), options);
-    service->SetSuiteListener(&suite);
-    service->SetTestListener(&test);
-    module = service->LoadModules(0)->front();
-    module->ScanDevices();
-    service->BeginFinalResult(7, {});
-  }
-  void Run() {
-    service->ExecuteDiagnostics(module, module->GetDevice(0), testing::WholePlan(*module));
-  }
-  // Runs the one test of the one diagnostic on device 0 and gives its status.
-  std::string RunOne(testing::Runner run) {
-    plain->diagnostics = {MakeDiagnostic("Q", 1, {MakeTest("a", 1, std::move(run))})};
-    Start();
-    Run();
-    return CallsBetween("test a", "diagnostic end");
-  }
-  std::string CallsBetween(const std::string& first, const std::string& last) {
-    std::string text;
-    auto at = std::find(list.calls.begin(), list.calls.end(), first);
-    for (; at != list.calls.end() && *at != last; ++at) {
-      text += *at + ";";
-    }
-    return text;
-  }
-  std::string FinalCode() {
-    std::string text;
-    service->GetFinalResultCode(text, kFinalResultCodeSize);
-    return text;
-  }
-
-  TalkingStore store;
-  std::string logFolder;
-  testing::CallList list;
-  testing::RecordingSuite suite{list};
-  testing::RecordingTest test{list};
-  std::vector<SystemExecutionRecord> records;
-  std::unique_ptr<testing::PlainModule> plain = std::make_unique<testing::PlainModule>();
-  std::unique_ptr<testing::PlainSource> source = std::make_unique<testing::PlainSource>();
-  std::unique_ptr<Service> service;
-  DiagModule* module = nullptr;
-};
 
 TEST_F(ExecutorTest, MakesTheCallsInTheirOrder) {
   plain->diagnostics = {MakeDiagnostic("Q", 1,
@@ -405,49 +336,6 @@ TEST_F(ExecutorTest, ADevicesOwnResultTextWins) {
   Start();
   service->ExecuteDiagnostics(module, module->GetDevice(0), {});
   EXPECT_EQ(list.calls.at(2), "device end 0 OWN");
-}
-
-TEST_F(ExecutorTest, KeepsARecordOfEachTestWhenTheSettingsSaySo) {
-  plain->diagnostics = {MakeDiagnostic("Q", 1, {MakeTest("a", 1, Passes())})};
-  Start();
-  Run();
-  EXPECT_TRUE(records.empty());
-  OrvanSettings settings;
-  settings.SetBool(kSettingExecutionTracker, true);
-  service->ApplySettings(settings);
-  Run();
-  ASSERT_EQ(records.size(), 1U);
-  EXPECT_EQ(records[0].moduleName, "Plain");
-  EXPECT_EQ(records[0].deviceUdi, "serial-0");
-  EXPECT_EQ(records[0].deviceDisplayName, "Device 0");
-  EXPECT_EQ(records[0].testName, "a");
-  EXPECT_EQ(records[0].status, 0);
-  EXPECT_EQ(records[0].startTimestamp.size(), 29U);
-  EXPECT_EQ(records[0].duration.substr(0, 2), "0.");
-  service->ExecuteDiagnostics(module, nullptr, testing::WholePlan(*module));
-  ASSERT_EQ(records.size(), 2U);
-  EXPECT_EQ(records[1].deviceUdi, "");
-}
-
-TEST_F(ExecutorTest, WhatTheRecordStoreHasToSayIsInTheLogAtOnceAndAtTheEnd) {
-  const testing::TemporaryFolder folder;
-  logFolder = folder.Path();
-  plain->diagnostics = {MakeDiagnostic("Q", 1, {MakeTest("a", 1, Passes())})};
-  Start();
-  OrvanSettings settings;
-  settings.SetBool(kSettingExecutionTracker, true);
-  service->ApplySettings(settings);
-  const auto isAt = [&](const std::string& note, std::size_t fromEnd) {
-    const std::vector<std::string> lines = testing::LogLines(logFolder);
-    return lines.size() >= fromEnd &&
-           lines[lines.size() - fromEnd] ==
-               R"("testRunArtifact":{"log":{"severity":"WARNING","message":")" + note + R"("}}})";
-  };
-  store.notes = {"disk is full"};
-  Run();
-  EXPECT_TRUE(isAt("disk is full", 2));  // the end of the device's run is behind it
-  service->Close();
-  EXPECT_TRUE(isAt("finished", 2));  // the end of the log is behind it
 }
 
 // The bound is wide against a busy machine; quadratic look-ups would miss it by far.
