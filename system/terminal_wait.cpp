@@ -25,7 +25,8 @@ void TerminalWait::Await(std::chrono::milliseconds longest) {
 
 bool TerminalWait::IsThere() const {
   pollfd asked{terminal_.Get(), 0, 0};
-  return terminal_.Get() >= 0 && ::poll(&asked, 1, 0) == 0;
+  // A poll that a signal broke off tells nothing; a hang-up is still there the next time.
+  return terminal_.Get() >= 0 && ::poll(&asked, 1, 0) <= 0;
 }
 
 bool TerminalWait::HasInput(std::chrono::milliseconds longest) const {

@@ -13,6 +13,7 @@
 #include "tools/forced_abort.h"
 #include "tools/tool_cadence.h"
 #include "tools/tool_keyboard.h"
+#include "views/console_stream.h"
 
 namespace {
 
@@ -113,6 +114,8 @@ void tarvex::RunTool(const ToolRunRequest& request) {
     }
     if (!running) break;
     if (moment.Left().count() == 0) moment.Use();
+    // The tool may be silent for long, and the header tells how to stop it.
+    ConsoleStream().flush();
     request.queue.WaitForChange(moment.Left(), somethingToDo);
   }
   worker.Finish();

@@ -31,6 +31,7 @@ namespace tarvex {
 // Runs the tool on a thread of its own, applies its events here as they come, and returns when it
 // has finished and all are applied. Whenever no event waits, but at most every quarter of a second,
 // it looks for Escape, which stops the tool (not while a forced abort does), and shows progress.
+// What was printed is on the screen before it waits.
 //
 // An exception of the service's run is thrown here at the end. One that leaves an event stops the
 // tool, is kept until the tool has stopped, and passes. Main thread.

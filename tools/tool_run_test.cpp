@@ -99,6 +99,19 @@ TEST_F(ToolRunTest, EventsAreAppliedHereInTheirOrder) {
   EXPECT_EQ(Aborts(), 0);
 }
 
+TEST_F(ToolRunTest, WhatWasPrintedIsShownWhileTheToolIsSilent) {
+  context.timer = &WinTimer::Instance();
+  tarvex::ConsoleStream() << "header";
+  std::string shown;
+  tool.body = [&](FakeToolRun&) {
+    // There is a wait between two looks at the keyboard.
+    host().console.AwaitReads(2);
+    shown = capture.Flushed();
+  };
+  Run();
+  EXPECT_EQ(shown, "header");
+}
+
 TEST_F(ToolRunTest, AnEarlierForcedAbortIsTakenBackBeforeTheRun) {
   tool.body = [](FakeToolRun& run) {
     EXPECT_EQ(run.tool.Settings(), (std::vector<Property>{{"ForcedAbort", {}}}));
@@ -119,18 +132,15 @@ TEST_F(ToolRunTest, EscapeAtTheStartIsSeenOnlyWhereItIsLookedFor) {
 }
 
 TEST_F(ToolRunTest, EscapeInAQuietMomentStopsTheTool) {
+  // A clock that the test moves could be moved behind the look at the keyboard and in front of the
+  // look at the clock, and the second moment would never come.
+  context.timer = &WinTimer::Instance();
   host().console.Press('x');
   host().console.Press(kKeyEscape);
-  tool.body = [this](FakeToolRun& run) {
-    PassTime(run);
-    host().console.AwaitReads(1);
-    EXPECT_EQ(Aborts(), 0);
-    PassTime(run);
-    run.AwaitAbort();
-  };
+  tool.body = [](FakeToolRun& run) { run.AwaitAbort(); };
   Run();
   EXPECT_EQ(Aborts(), 1);
-  EXPECT_EQ(host().console.Reads(), 2);
+  EXPECT_GE(host().console.Reads(), 2);
 }
 
 TEST_F(ToolRunTest, WithTheRealClockTheKeyboardIsLookedAtWithoutAnyEvent) {
