@@ -79,12 +79,15 @@ void RecordFolder::CheckFiles() const {
 }
 
 SqliteDatabase RecordFolder::Lock(int patienceMs) const {
-  // Closed to others, for whoever can open the file could hold us up. Only a new file is opened
-  // here: closing one that is there would give back this process's locks on it.
-  const Descriptor made(
-      ::openat(folder_.Get(), kLockFile, O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0600));
-  if (!made.IsOpen() && errno != EEXIST) {
-    RefuseWithReason(std::string(kLockFile) + " cannot be opened");
+  {
+    // Closed to others, for whoever can open the file could hold us up. Only a new file is opened
+    // here, and closed before the lock is taken: closing any descriptor of the file gives back this
+    // process's locks on it.
+    const Descriptor made(::openat(folder_.Get(), kLockFile,
+                                   O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0600));
+    if (!made.IsOpen() && errno != EEXIST) {
+      RefuseWithReason(std::string(kLockFile) + " cannot be opened");
+    }
   }
   CheckFile(kLockFile);
   // SQLite's locks come with a time limit. Nothing is written, so the file stays empty.

@@ -5,7 +5,9 @@
 
 #include <array>
 #include <functional>
+#include <optional>
 
+#include "host/record_folder.h"
 #include "host/record_test_support.h"
 #include "system/descriptor.h"
 
@@ -144,6 +146,26 @@ TEST(RecordProcessTest, AKilledWriterLosesNoFinishedRecord) {
   EXPECT_EQ(Ask(folder / "records.db", "SELECT count(*) FROM property"),
             std::to_string(7 * finished));
   EXPECT_FALSE(std::filesystem::exists(folder / "records.damaged-1.db"));
+}
+
+// The one who makes the file of the lock holds it as anybody else does.
+TEST(RecordProcessTest, TheFirstLockOfAFolderKeepsOthersOut) {
+  const TestFolder folder;
+  const std::optional<RecordFolder> place = RecordFolder::Open(folder.Path(), true);
+  ASSERT_TRUE(place);
+  const Writer holder(folder, [&](RecordStore&, int report) {
+    const SqliteDatabase lock = place->Lock(0);
+    [[maybe_unused]] const ssize_t sent = ::write(report, "h", 1);
+    ::pause();
+  });
+  char answer = 0;
+  ASSERT_TRUE(holder.Read(answer));
+  try {
+    place->Lock(0);
+    ADD_FAILURE() << "two hold the lock";
+  } catch (const StoreError& error) {
+    EXPECT_EQ(error.GetKind(), StoreError::Kind::kBusy);
+  }
 }
 
 TEST(RecordProcessTest, OfWritersThatFindTheDamageAtOnceOneSetsItAside) {

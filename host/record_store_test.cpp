@@ -66,10 +66,11 @@ TEST_F(RecordStoreTest, NamesCompareExactly) {
 }
 
 TEST_F(RecordStoreTest, KeepsTextsAsTheyAre) {
-  const std::string odd("Gr\xC3\xB6\xC3\x9F\x65 'x\"; DROP TABLE property; --\n\0end", 44);
+  using namespace std::string_literals;
+  const std::string odd = "Gr\xC3\xB6\xC3\x9F\x65 'x\"; DROP TABLE property; --\n\0end"s;
   ASSERT_EQ(store.WriteRecord({odd}, {odd}, odd, L"R\\\u00F6\U0001F4BE"), 0);
-  EXPECT_EQ(Asked("SELECT length(CAST(value AS BLOB)) FROM property"), "44");
-  EXPECT_EQ(Asked("SELECT hex(name) FROM class").size(), 88U);
+  EXPECT_EQ(Asked("SELECT length(CAST(value AS BLOB)) FROM property"), "41");
+  EXPECT_EQ(Asked("SELECT hex(name) FROM class").size(), 82U);
   EXPECT_EQ(Asked("SELECT name FROM namespace"), "R\\\xC3\xB6\xF0\x9F\x92\xBE");
   EXPECT_EQ(store.RemoveNamespace("R", "\xC3\xB6\xF0\x9F\x92\xBE", "x"), RecordStore::kNotDone);
 }
