@@ -20,15 +20,22 @@ bool IsOwn(const struct stat& status) {
   return S_ISREG(status.st_mode) && status.st_nlink == 1 && status.st_uid == geteuid();
 }
 
-bool WriteWhole(const Descriptor& file, std::string_view text, off_t sizeBefore) {
+// Takes back what was written last. A part of a text would spoil the next one as well. What another
+// run has added behind it stays; where even this fails nothing more can be done.
+void CutEnd(const Descriptor& file, ssize_t written) {
+  const off_t end = lseek(file.Get(), 0, SEEK_CUR);
+  struct stat status {};
+  if (end < written || fstat(file.Get(), &status) != 0 || status.st_size != end) return;
+  [[maybe_unused]] const int ignored = ftruncate(file.Get(), end - written);
+}
+
+bool WriteWhole(const Descriptor& file, std::string_view text) {
   ssize_t written = -1;
   do {
     written = write(file.Get(), text.data(), text.size());
   } while (written < 0 && errno == EINTR);
   const bool isWhole = written == static_cast<ssize_t>(text.size());
-  // A part would spoil the next text as well. Where even this fails nothing more can be done.
-  if (!isWhole && written > 0) [[maybe_unused]]
-    const int ignored = ftruncate(file.Get(), sizeBefore);
+  if (!isWhole && written > 0) CutEnd(file, written);
   return isWhole;
 }
 
@@ -48,7 +55,7 @@ bool AppendToSpool(const std::string& folder, const std::string& name, std::stri
   }
   const auto size = static_cast<std::size_t>(status.st_size);
   if (size > limit || text.size() > limit - size) return false;
-  return WriteWhole(file, text, status.st_size);
+  return WriteWhole(file, text);
 }
 
 }  // namespace tarvex
