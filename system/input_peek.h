@@ -1,6 +1,10 @@
 #pragma once
 
+#include <sys/types.h>
+
 #include <cstddef>
+
+#include "system/descriptor.h"
 
 namespace tarvex {
 
@@ -9,11 +13,11 @@ inline constexpr int kNoByteWaiting = -1;
 inline constexpr int kInputClosed = -2;
 
 // Takes bytes from a pipe or a socket as they come. An input of any other kind never has a byte.
+// Bytes that another process takes from the same input are lost to us, and nothing else happens.
 class InputPeek {
  public:
-  // `descriptor` isn't owned.
+  // `descriptor` isn't owned, has to stay open as long as this lives, and isn't changed.
   explicit InputPeek(int descriptor);
-  ~InputPeek();
   InputPeek(const InputPeek&) = delete;
   InputPeek& operator=(const InputPeek&) = delete;
 
@@ -28,9 +32,12 @@ class InputPeek {
 
  private:
   int Wait(int descriptor, int timeoutMs);
+  ssize_t Read(unsigned char* bytes, std::size_t capacity) const;
 
-  int descriptor_;  // -1 when it has no bytes for us
-  int wake_;        // event counter; -1 when there is none
+  Descriptor unblocked_;  // a pipe, opened once more; none when that was refused
+  bool isSocket_ = false;
+  int descriptor_ = -1;  // -1 when it has no bytes for us
+  Descriptor wake_;      // event counter; none when it could not be made
 };
 
 }  // namespace tarvex

@@ -8,8 +8,10 @@
 #include <array>
 #include <chrono>
 #include <cstdio>
+#include <semaphore>
 #include <string_view>
 #include <thread>
+#include <vector>
 
 namespace tarvex {
 namespace {
@@ -94,6 +96,51 @@ TEST(InputPeek, WakeEndsTheWaitOnce) {
   waker.join();
   channel.Say("b");
   EXPECT_EQ(TakeOne(peek, kForever), 'b');
+}
+
+// Two readers of one input wait for its next byte, which one of them takes. What the other one
+// gets, woken: no byte, or a second one that had to be sent to end its wait.
+int TakeAgainstAFasterReader(const Channel& channel) {
+  std::array<InputPeek, 2> readers{InputPeek(channel.ends[0]), InputPeek(channel.ends[0])};
+  std::array<int, 2> got{};
+  std::counting_semaphore returned(0);
+  std::vector<std::jthread> threads;
+  for (std::size_t i = 0; i < readers.size(); ++i) {
+    threads.emplace_back([&readers, &got, &returned, i] {
+      got[i] = TakeOne(readers[i], kForever);
+      returned.release();
+    });
+  }
+  channel.Say("a");
+  returned.acquire();
+  for (InputPeek& reader : readers) reader.Wake();
+  if (!returned.try_acquire_for(std::chrono::seconds(10))) channel.Say("b");
+  threads.clear();
+  return got[0] == 'a' ? got[1] : got[0];
+}
+
+TEST(InputPeek, AFasterReaderOfTheSamePipeDoesNotHoldThisOne) {
+  Channel channel;
+  ASSERT_EQ(pipe2(channel.ends.data(), O_CLOEXEC), 0);
+  for (int i = 0; i < 5000; ++i) ASSERT_EQ(TakeAgainstAFasterReader(channel), kNoByteWaiting);
+}
+
+TEST(InputPeek, AFasterReaderOfTheSameSocketDoesNotHoldThisOne) {
+  Channel channel;
+  ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, channel.ends.data()), 0);
+  for (int i = 0; i < 5000; ++i) ASSERT_EQ(TakeAgainstAFasterReader(channel), kNoByteWaiting);
+}
+
+TEST(InputPeek, TheInputIsLeftAsItWas) {
+  Channel channel;
+  ASSERT_EQ(pipe2(channel.ends.data(), O_CLOEXEC), 0);
+  const int before = fcntl(channel.ends[0], F_GETFL);
+  {
+    InputPeek peek(channel.ends[0]);
+    EXPECT_EQ(TakeOne(peek, kNotAtAll), kNoByteWaiting);
+    EXPECT_EQ(fcntl(channel.ends[0], F_GETFL), before);
+  }
+  EXPECT_EQ(fcntl(channel.ends[0], F_GETFL), before);
 }
 
 TEST(InputPeek, TakesAllThatIsThereUpToTheCapacity) {

@@ -2,8 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <condition_variable>
+#include <ctime>
 #include <latch>
 #include <mutex>
 #include <thread>
@@ -338,7 +338,7 @@ TEST_F(ExecutorTest, ADevicesOwnResultTextWins) {
   EXPECT_EQ(list.calls.at(2), "device end 0 OWN");
 }
 
-// The bound is wide against a busy machine; quadratic look-ups would miss it by far.
+// Processor time, so that a busy machine has no say; quadratic look-ups would miss it by far.
 TEST_F(ExecutorTest, TenThousandTestsOfNoLengthTakeWellUnderASecond) {
   std::vector<sdk::TestRecord> tests;
   for (std::uint64_t identifier = 0; identifier < 10000; ++identifier) {
@@ -347,9 +347,9 @@ TEST_F(ExecutorTest, TenThousandTestsOfNoLengthTakeWellUnderASecond) {
   plain->diagnostics = {MakeDiagnostic("Q", 1, std::move(tests))};
   Start();
   const std::vector<DiagnosticRunItem> plan = testing::WholePlan(*module);
-  const auto start = std::chrono::steady_clock::now();
+  const std::clock_t start = std::clock();
   service->ExecuteDiagnostics(module, module->GetDevice(0), plan);
-  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
+  EXPECT_LT(std::clock() - start, CLOCKS_PER_SEC);
   EXPECT_EQ(std::count(list.calls.begin(), list.calls.end(), "test end t 0"), 10000);
 }
 

@@ -102,7 +102,7 @@ TEST_F(FilesystemProbeTest, HangingDevicesTogetherCostTheBudgetAndNoMore) {
   const auto probe = MakeFilesystemProbe("/bin/cat", 1h, 100ms);
   const auto start = std::chrono::steady_clock::now();
   for (int device = 0; device < 50; ++device) EXPECT_FALSE(probe->Probe("/dev/a", "", {}));
-  EXPECT_LT(std::chrono::steady_clock::now() - start, 2s);
+  EXPECT_LT(std::chrono::steady_clock::now() - start, 4s);
 }
 
 }  // namespace
