@@ -52,21 +52,42 @@ def without_pace(output):
     return re.sub(rb"^PrgRBS:::\d\d0\n", b"", output, flags=re.M)
 
 
-@pytest.mark.parametrize("case", CASES, ids=lambda case: case.name)
-def test_transcript(case, tmp_path):
-    world = world_for(case, tmp_path)
+def without_times(output):
+    return re.sub(rb"(?:\d+ (?:hour|minute|second)s? )+", b"", output)
+
+
+def run_case(case, folder):
+    """The program's result, its output without what tells of the pace, and its report."""
+    world = world_for(case, folder)
     report = world.work_dir / "report.txt"
     arguments = [word.encode() for word in case.arguments]
     if case.report is not None:
         arguments.append(b"-o" + bytes(report))
     result = world.run(arguments)
+    is_tool = any(word.startswith("-T") for word in case.arguments)
+    output = without_pace(result.stdout) if is_tool else looks_as_one(result.stdout)
+    return result, output, None if case.report is None else report.read_bytes()
+
+
+def told_late(said, wanted):
+    """Whether nothing but a time is another one, as on a machine that stood still for a second."""
+    return None not in (said, wanted) and (
+        said != wanted and without_times(said) == without_times(wanted)
+    )
+
+
+@pytest.mark.parametrize("case", CASES, ids=lambda case: case.name)
+def test_transcript(case, tmp_path):
+    # A time that is wrong is wrong each time.
+    for attempt in range(3):
+        result, output, report = run_case(case, tmp_path / str(attempt))
+        if not (told_late(output, case.body) or told_late(report, case.report)):
+            break
     # Compared as lists of lines, so that a difference shows where it is.
     if case.body is not None:
-        is_tool = any(word.startswith("-T") for word in case.arguments)
-        output = without_pace(result.stdout) if is_tool else looks_as_one(result.stdout)
         assert output.split(b"\n") == case.body.split(b"\n")
     if case.report is not None:
-        assert report.read_bytes().split(b"\n") == case.report.split(b"\n")
+        assert report.split(b"\n") == case.report.split(b"\n")
     assert_in_order(case.contained, result.stdout)
     for text in case.errors:
         assert text in result.stderr.decode(errors="replace")

@@ -2,10 +2,10 @@
 
 import json
 import signal
-import time
 from pathlib import Path
 
 import pytest
+from pace import Stopwatch
 from service_trace import calls, traced_world
 from terminal import Terminal, eventually
 
@@ -36,10 +36,10 @@ def forced_aborts(world):
 )
 def test_abort_ends_the_run_within_a_second(world, key, forced):
     with reading(world) as terminal:
-        start = time.monotonic()
+        stopwatch = Stopwatch()
         terminal.press(key)
         assert terminal.wait(5) == 0
-        assert time.monotonic() - start < 1.0
+        assert stopwatch.seconds() < 1.0
         # The status of a device that was given up shows as an empty line.
         assert terminal.rest() == b"\r\n"
         assert terminal.is_as_before()
@@ -52,7 +52,8 @@ def test_escape_that_is_typed_before_the_run_stops_it(world):
         terminal.press(b"\x1b")
         terminal.expect(STARTED)
         assert terminal.wait(5) == 0
-        assert terminal.rest() == b"\r\n"
+        # The terminal itself may have shown the key, before its echo was turned off.
+        assert terminal.rest().replace(b"^[", b"") == b"\r\n"
 
 
 @pytest.mark.parametrize(

@@ -5,6 +5,7 @@ import time
 from pathlib import Path
 
 import pytest
+from pace import Stopwatch
 from program import World
 from terminal import FATAL_SIGNALS, Terminal
 
@@ -40,11 +41,11 @@ def test_progress_line_shows_message_percent_spinner_and_time(world):
 
 def test_escape_ends_the_run_within_a_second(world):
     with running(world) as terminal:
-        start = time.monotonic()
+        stopwatch = Stopwatch()
         terminal.press(b"\x1b")
         terminal.expect(FINAL)
         assert terminal.wait(5) == CANCELED
-        assert time.monotonic() - start < 1.0
+        assert stopwatch.seconds() < 1.0
         assert terminal.is_as_before()
 
 
@@ -53,7 +54,7 @@ def test_escape_cancels_the_running_test_and_those_behind_it(world):
         terminal.press(b"\x1b")
         terminal.expect(rb"Test Status: Canceled!")
         terminal.expect(rb"=> Last Test")
-        terminal.expect(rb"Test Status: Canceled!\r\n   Elapsed time: 0 seconds \r\n")
+        terminal.expect(rb"Test Status: Canceled!\r\n   Elapsed time: \d+ seconds? \r\n")
         terminal.expect(FINAL)
         assert terminal.wait() == CANCELED
 
@@ -82,11 +83,11 @@ def test_keys_are_not_echoed_during_a_run(world):
 
 def test_control_c_stops_the_run(world):
     with running(world) as terminal:
-        start = time.monotonic()
+        stopwatch = Stopwatch()
         terminal.press(b"\x03")
         terminal.expect(FINAL)
         assert terminal.wait(5) == CANCELED
-        assert time.monotonic() - start < 1.0
+        assert stopwatch.seconds() < 1.0
         assert terminal.is_as_before()
 
 
