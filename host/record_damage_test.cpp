@@ -8,6 +8,7 @@ namespace tarvex {
 namespace {
 
 using testing::Ask;
+using testing::Connect;
 using testing::FileText;
 using testing::Notes;
 using testing::Tests;
@@ -134,7 +135,7 @@ TEST_F(RecordDamageTest, DamageThatShowsAmidARunLosesNoLaterRecord) {
   std::fill(content.begin() + 4096, content.end(), '\xAB');
   std::fstream(folder / "records.db", std::ios::in | std::ios::out | std::ios::binary) << content;
   {
-    SqliteDatabase other(folder / "records.db");
+    SqliteDatabase other = Connect(folder / "records.db");
     other.Run("PRAGMA user_version = 2");
   }
   EXPECT_EQ(Write(store, "b"), 0);
@@ -155,7 +156,7 @@ class RecordSchemaTest : public RecordDamageTest {
  protected:
   // Leaves the store that `sql` makes in place, and takes no other files' word for it.
   std::string Made(const std::string& sql) {
-    SqliteDatabase(folder / "records.db").Run(sql);
+    Connect(folder / "records.db").Run(sql);
     return FileText(folder / "records.db");
   }
   void ExpectLeftAlone(const std::string& content, const std::string& note) {
@@ -190,7 +191,7 @@ TEST_F(RecordSchemaTest, ADatabaseOfAnotherProgramIsLeftAlone) {
 TEST_F(RecordSchemaTest, AStoreOfANewerVersionKeepsItsLog) {
   Fill(1);
   {
-    SqliteDatabase other(folder / "records.db");
+    SqliteDatabase other = Connect(folder / "records.db");
     other.Run("PRAGMA user_version = 3");
     std::filesystem::copy(folder / "records.db", folder / "copy");
     std::filesystem::copy(folder / "records.db-wal", folder / "copy-wal");

@@ -29,8 +29,8 @@ constexpr char kAddProperty[] =
 constexpr char kRemove[] =
     "DELETE FROM namespace WHERE name = ?1 OR substr(name, 1, length(?1) + 1) = ?1 || '\\'";
 
-SqliteDatabase OpenChecked(const std::string& path, int patienceMs) {
-  SqliteDatabase database(path);
+SqliteDatabase OpenChecked(const RecordFolder& place, int patienceMs) {
+  SqliteDatabase database = place.OpenStore();
   database.SetBusyTimeout(patienceMs);
   // What is left alone must not be tidied up on closing either.
   database.Configure(SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, true);
@@ -62,8 +62,7 @@ std::unique_ptr<RecordDatabase> RecordDatabase::Open(const std::string& folder, 
   const SqliteDatabase lock = place->Lock(patienceMs);
   place->CheckFiles();
   const auto open = [&] {
-    return std::unique_ptr<RecordDatabase>(
-        new RecordDatabase(OpenChecked(place->StorePath(), patienceMs)));
+    return std::unique_ptr<RecordDatabase>(new RecordDatabase(OpenChecked(*place, patienceMs)));
   };
   try {
     return open();

@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
-#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -34,6 +33,8 @@ namespace tarvex {
 namespace {
 
 using testing::Ask;
+using testing::Connect;
+using testing::ExpectRefused;
 using testing::kNamespace;
 using testing::Notes;
 using testing::Tests;
@@ -52,15 +53,6 @@ class RecordFaultTest : public ::testing::Test {
     sqlite3_vfs* const vfs = sqlite3_vfs_find(nullptr);
     vfs->xSetSystemCall(vfs, nullptr, nullptr);
   }
-  // Nothing is written, and the file at `path` is as it was.
-  void ExpectRefused(const std::string& note) {
-    RecordStore store(folder.Path());
-    EXPECT_EQ(Write(store, "a"), RecordStore::kNotDone);
-    EXPECT_EQ(Write(store, "b"), RecordStore::kNotDone);
-    store.Finish();
-    EXPECT_EQ(Notes(store, folder), note + ";2 records could not be written and are lost");
-  }
-
   TestFolder folder;
 };
 
@@ -104,7 +96,7 @@ TEST_F(RecordFaultTest, WhatAFullDiskRefusedIsWrittenAtTheEnd) {
 TEST_F(RecordFaultTest, WhatTheDiskRefusesToTheEndIsLostAndSaidToBe) {
   RecordStore store(folder.Path());
   isDiskFull = true;
-  ExpectRefused("database or disk is full");
+  ExpectRefused(folder, "database or disk is full");
 }
 
 TEST_F(RecordFaultTest, OfTooManyKeptRecordsTheOldestAreLost) {
@@ -160,7 +152,7 @@ TEST_F(RecordFaultTest, AFileSizeLimitIsLikeAFullDisk) {
 TEST_F(RecordFaultTest, AWriterThatHoldsTheStoreCostsOneWaitAndNoRecord) {
   RecordStore store(folder.Path());
   Write(store, "a");
-  SqliteDatabase other(folder / "records.db");
+  SqliteDatabase other = Connect(folder / "records.db");
   other.Run("BEGIN IMMEDIATE");
   const auto start = std::chrono::steady_clock::now();
   for (int i = 0; i < 50; ++i) EXPECT_EQ(Write(store, "b"), RecordStore::kNotDone);
@@ -175,7 +167,7 @@ TEST_F(RecordFaultTest, AWriterThatHoldsTheStoreCostsOneWaitAndNoRecord) {
 
 TEST_F(RecordFaultTest, AProgramThatNeverEndsOpeningTheStoreCostsOneWaitAndNoRecord) {
   RecordStore(folder.Path()).WriteRecord({"TestName"}, {"a"}, "c", kNamespace);
-  SqliteDatabase other(folder / "records.lock");
+  SqliteDatabase other = Connect(folder / "records.lock");
   other.Run("PRAGMA journal_mode = MEMORY; BEGIN EXCLUSIVE");
   RecordStore store(folder.Path());
   const auto start = std::chrono::steady_clock::now();
@@ -189,113 +181,6 @@ TEST_F(RecordFaultTest, AProgramThatNeverEndsOpeningTheStoreCostsOneWaitAndNoRec
   EXPECT_EQ(Ask(folder / "records.db", "SELECT count(*) FROM execution_record"), "52");
   EXPECT_EQ(testing::FileText(folder / "records.lock"), "");
   EXPECT_FALSE(std::filesystem::exists(folder / "records.lock-journal"));
-}
-
-TEST_F(RecordFaultTest, APipeInTheLocksPlaceIsRefused) {
-  ASSERT_EQ(::mkfifo((folder / "records.lock").c_str(), 0600), 0);
-  ExpectRefused("records.lock is no regular file");
-}
-
-TEST_F(RecordFaultTest, ALinkInTheStoresPlaceIsRefused) {
-  for (const std::string name : {"records.db", "records.db-wal", "records.db-shm"}) {
-    folder.Write("target", "theirs");
-    std::filesystem::create_symlink(folder / "target", folder / name);
-    ExpectRefused(name + " is no regular file");
-    EXPECT_EQ(testing::FileText(folder / "target"), "theirs");
-    std::filesystem::remove(folder / name);
-  }
-}
-
-TEST_F(RecordFaultTest, ALinkToNothingIsRefused) {
-  std::filesystem::create_symlink(folder / "target", folder / "records.db");
-  ExpectRefused("records.db is no regular file");
-  EXPECT_FALSE(std::filesystem::exists(folder / "target"));
-}
-
-TEST_F(RecordFaultTest, ALinkInTheLocksPlaceIsRefused) {
-  std::filesystem::create_symlink(folder / "target", folder / "records.lock");
-  ExpectRefused("records.lock is no regular file");
-  EXPECT_FALSE(std::filesystem::exists(folder / "target"));
-}
-
-TEST_F(RecordFaultTest, APipeInTheStoresPlaceIsRefused) {
-  ASSERT_EQ(::mkfifo((folder / "records.db").c_str(), 0600), 0);
-  ExpectRefused("records.db is no regular file");
-}
-
-TEST_F(RecordFaultTest, AFileThatOthersMayWriteIsRefused) {
-  folder.Write("records.db", "");
-  ASSERT_EQ(::chmod((folder / "records.db").c_str(), 0666), 0);
-  ExpectRefused("records.db could be written by others");
-}
-
-TEST_F(RecordFaultTest, AFolderThatOthersMayWriteIsRefused) {
-  ASSERT_EQ(::chmod(folder.Path().c_str(), 0777), 0);
-  ExpectRefused("the folder could be written by others");
-}
-
-TEST_F(RecordFaultTest, AFolderIsReachedOverALink) {
-  ASSERT_TRUE(std::filesystem::create_directory(folder / "real"));
-  std::filesystem::create_directory_symlink(folder / "real", folder / "link");
-  RecordStore store(folder / "link");
-  EXPECT_EQ(Write(store, "a"), 0);
-  EXPECT_TRUE(std::filesystem::exists(folder / "real/records.db"));
-}
-
-TEST_F(RecordFaultTest, AFolderThatCannotBeMadeIsSaidToBe) {
-  folder.Write("file", "");
-  RecordStore below(folder / "file/sub");
-  EXPECT_EQ(Write(below, "a"), RecordStore::kNotDone);
-  EXPECT_EQ(below.TakeNotes(),
-            (std::vector<std::string>{"execution records in " + (folder / "file/sub") +
-                                      ": the folder cannot be made: Not a directory"}));
-  RecordStore at(folder / "file");
-  EXPECT_EQ(Write(at, "a"), RecordStore::kNotDone);
-  EXPECT_EQ(at.TakeNotes(),
-            (std::vector<std::string>{"execution records in " + (folder / "file") +
-                                      ": the folder cannot be opened: Not a directory"}));
-}
-
-// Root may write everywhere, so a user without rights stands in for it.
-class Nobody {
- public:
-  Nobody() : before_(::geteuid()) {
-    if (before_ == 0 && ::seteuid(65534) != 0) ADD_FAILURE() << "cannot become another user";
-  }
-  ~Nobody() {
-    if (::geteuid() != before_ && ::seteuid(before_) != 0) ADD_FAILURE() << "cannot come back";
-  }
-  Nobody(const Nobody&) = delete;
-  Nobody& operator=(const Nobody&) = delete;
-
- private:
-  uid_t before_;
-};
-
-TEST_F(RecordFaultTest, AFolderThatCannotBeWrittenKeepsTheRunGoing) {
-  ASSERT_EQ(::chmod(folder.Path().c_str(), 0555), 0);
-  const Nobody nobody;
-  ExpectRefused("records.lock cannot be opened: Permission denied");
-}
-
-TEST_F(RecordFaultTest, AUserWithoutRightsReadsDuringARunAndAfterIt) {
-  ASSERT_EQ(::chmod(folder.Path().c_str(), 0755), 0);
-  const auto read = [this] {
-    const Nobody nobody;
-    sqlite3* reader = nullptr;
-    EXPECT_EQ(
-        sqlite3_open_v2((folder / "records.db").c_str(), &reader, SQLITE_OPEN_READONLY, nullptr),
-        SQLITE_OK);
-    const int code =
-        sqlite3_exec(reader, "SELECT * FROM execution_record", nullptr, nullptr, nullptr);
-    sqlite3_close(reader);
-    return code;
-  };
-  RecordStore store(folder.Path());
-  Write(store, "a");
-  EXPECT_EQ(read(), SQLITE_OK);
-  store.Finish();
-  EXPECT_EQ(read(), SQLITE_OK);
 }
 
 }  // namespace

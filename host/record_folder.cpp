@@ -1,14 +1,15 @@
 #include "host/record_folder.h"
 
 #include <fcntl.h>
-#include <stdlib.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <array>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <memory>
+
+#include "system/trusted_path.h"
 
 namespace tarvex {
 namespace {
@@ -23,8 +24,8 @@ constexpr std::array<const char*, 3> kSuffixes = {"-wal", "-shm", ""};
   throw StoreError(StoreError::Kind::kOther, text);
 }
 
-[[noreturn]] void RefuseWithReason(const std::string& text) {
-  Refuse(text + ": " + std::strerror(errno));
+[[noreturn]] void RefuseWithReason(const std::string& text, int error = errno) {
+  Refuse(text + ": " + std::strerror(error));
 }
 
 // Only root and the effective user may write what this describes.
@@ -36,31 +37,21 @@ bool IsOurs(const struct stat& status) {
 }  // namespace
 
 std::optional<RecordFolder> RecordFolder::Open(const std::string& path, bool create) {
-  if (create && ::mkdir(path.c_str(), 0755) != 0 && errno != EEXIST) {
-    RefuseWithReason("the folder cannot be made");
-  }
-  const std::unique_ptr<char, decltype(&::free)> resolved(::realpath(path.c_str(), nullptr),
-                                                          &::free);
-  if (resolved == nullptr && errno == ENOENT && !create) return std::nullopt;
   Descriptor folder;
-  if (resolved != nullptr) {
-    folder.Reset(::open(resolved.get(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-  }
+  const int error =
+      create ? MakeFolderOverOwnLinks(path, folder) : OpenFolderOverOwnLinks(path, folder);
+  if (error == ENOENT && !create) return std::nullopt;
+  if (error == ELOOP) Refuse("a link on the way to the folder is another user's, or one too many");
+  if (error != 0) RefuseWithReason("the folder cannot be reached", error);
   struct stat status {};
-  if (!folder.IsOpen() || ::fstat(folder.Get(), &status) != 0) {
-    RefuseWithReason("the folder cannot be opened");
-  }
+  if (::fstat(folder.Get(), &status) != 0) RefuseWithReason("the folder cannot be examined");
   if (!IsOurs(status)) Refuse("the folder could be written by others");
-  return RecordFolder(std::move(folder), std::string(resolved.get()) + '/');
+  return RecordFolder(std::move(folder));
 }
 
 bool RecordFolder::Exists(const std::string& name) const {
   struct stat status {};
   return ::fstatat(folder_.Get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0;
-}
-
-std::string RecordFolder::StorePath() const {
-  return path_ + kStoreFile;
 }
 
 bool RecordFolder::HasStore() const {
@@ -78,6 +69,10 @@ void RecordFolder::CheckFiles() const {
   for (const char* suffix : kSuffixes) CheckFile(std::string(kStoreFile) + suffix);
 }
 
+SqliteDatabase RecordFolder::OpenStore() const {
+  return SqliteDatabase(folder_, kStoreFile);
+}
+
 SqliteDatabase RecordFolder::Lock(int patienceMs) const {
   {
     // Closed to others, for whoever can open the file could hold us up. Only a new file is opened
@@ -91,7 +86,7 @@ SqliteDatabase RecordFolder::Lock(int patienceMs) const {
   }
   CheckFile(kLockFile);
   // SQLite's locks come with a time limit. Nothing is written, so the file stays empty.
-  SqliteDatabase lock(path_ + kLockFile);
+  SqliteDatabase lock(folder_, kLockFile);
   lock.SetBusyTimeout(patienceMs);
   lock.Run("PRAGMA journal_mode = MEMORY; BEGIN EXCLUSIVE");
   return lock;

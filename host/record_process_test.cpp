@@ -15,6 +15,7 @@ namespace tarvex {
 namespace {
 
 using testing::Ask;
+using testing::Connect;
 using testing::Tests;
 using testing::Write;
 
@@ -100,7 +101,7 @@ TEST(RecordProcessTest, ReadersDuringWritesSeeWholeRecordsOnly) {
   });
   char byte = 0;
   ASSERT_TRUE(writer.Read(byte));
-  SqliteDatabase reader(folder / "records.db");
+  SqliteDatabase reader = Connect(folder / "records.db");
   std::int64_t last = 0;
   while (last < 101) {
     reader.Run("BEGIN");

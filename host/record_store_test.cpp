@@ -11,6 +11,7 @@ namespace tarvex {
 namespace {
 
 using testing::Ask;
+using testing::Connect;
 using testing::kNamespace;
 using testing::Notes;
 using testing::Tests;
@@ -136,7 +137,7 @@ TEST_F(RecordStoreTest, NobodyElseCanWriteWhatItMakes) {
 
 TEST_F(RecordStoreTest, AReaderAmidItsTransactionNeitherWaitsNorHoldsUpAWriter) {
   Write(store, "a");
-  SqliteDatabase reader(folder / "records.db");
+  SqliteDatabase reader = Connect(folder / "records.db");
   reader.Run("BEGIN");
   EXPECT_EQ(reader.Number("SELECT count(*) FROM execution_record"), 1);
   EXPECT_EQ(Write(store, "b"), 0);

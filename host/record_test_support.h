@@ -1,7 +1,9 @@
 #pragma once
 
+#include <fcntl.h>
 #include <sqlite3.h>
 
+#include <filesystem>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -42,9 +44,24 @@ inline std::string Notes(RecordStore& store, const TestFolder& folder) {
   return Joined(notes);
 }
 
+// A store in this folder writes nothing, and says why.
+inline void ExpectRefused(const TestFolder& folder, const std::string& note) {
+  RecordStore store(folder.Path());
+  EXPECT_EQ(Write(store, "a"), RecordStore::kNotDone);
+  EXPECT_EQ(Write(store, "b"), RecordStore::kNotDone);
+  store.Finish();
+  EXPECT_EQ(Notes(store, folder), note + ";2 records could not be written and are lost");
+}
+
+// A connection of another program.
+inline SqliteDatabase Connect(const std::filesystem::path& path) {
+  const Descriptor folder(::open(path.parent_path().c_str(), O_PATH | O_CLOEXEC));
+  return {folder, path.filename()};
+}
+
 // What another program sees in the store: one value of one row.
 inline std::string Ask(const std::string& path, const std::string& sql) {
-  return SqliteDatabase(path).Text(sql.c_str());
+  return Connect(path).Text(sql.c_str());
 }
 
 // The names of the tests in the store, in the order in which they were written.

@@ -1,5 +1,7 @@
 #include "host/sqlite_database.h"
 
+#include <fcntl.h>
+
 namespace tarvex {
 namespace {
 
@@ -22,14 +24,36 @@ void Check(sqlite3* database, int code) {
                    database != nullptr ? sqlite3_errmsg(database) : sqlite3_errstr(code));
 }
 
+int KeepPath(sqlite3_vfs* /*vfs*/, const char* path, int room, char* kept) {
+  sqlite3_snprintf(room, kept, "%s", path);
+  return SQLITE_OK;
+}
+
+// SQLite opens the log and its index by path, later than the file. The path of an open folder that
+// /proc offers cannot be turned elsewhere meanwhile, but SQLite would translate it into one that
+// can; so it gets its own system calls without the translation.
+const char* FolderVfs() {
+  static constexpr char kName[] = "tarvex-folder";
+  static sqlite3_vfs vfs = [] {
+    sqlite3_vfs made = *sqlite3_vfs_find(nullptr);
+    made.pNext = nullptr;
+    made.zName = kName;
+    made.xFullPathname = KeepPath;
+    return made;
+  }();
+  [[maybe_unused]] static const int registered = sqlite3_vfs_register(&vfs, 0);
+  return kName;
+}
+
 }  // namespace
 
-SqliteDatabase::SqliteDatabase(const std::string& path) {
+SqliteDatabase::SqliteDatabase(const Descriptor& folder, const std::string& name)
+    : folder_(::fcntl(folder.Get(), F_DUPFD_CLOEXEC, 0)) {
+  const std::string path = "/proc/self/fd/" + std::to_string(folder_.Get()) + '/' + name;
   sqlite3* opened = nullptr;
-  const int code = sqlite3_open_v2(
-      path.c_str(), &opened,
-      SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOFOLLOW | SQLITE_OPEN_NOMUTEX,
-      nullptr);
+  const int code = sqlite3_open_v2(path.c_str(), &opened,
+                                   SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX,
+                                   FolderVfs());
   database_.reset(opened);
   Check(opened, code);
 }

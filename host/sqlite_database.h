@@ -10,6 +10,8 @@
 #include <string_view>
 #include <variant>
 
+#include "system/descriptor.h"
+
 namespace tarvex {
 
 // A store that does not do what it was asked to. The text is one line for the log.
@@ -30,8 +32,9 @@ class StoreError : public std::runtime_error {
 // One connection to an SQLite file. Failures are StoreErrors. One thread at a time.
 class SqliteDatabase {
  public:
-  // Opens the file, or makes it. A path that leads over a link is refused.
-  explicit SqliteDatabase(const std::string& path);
+  // Opens the file of that name in the folder, or makes it. A link in its place is refused. It
+  // stays in this folder, whatever becomes of the path that led there.
+  SqliteDatabase(const Descriptor& folder, const std::string& name);
 
   // Runs statements, whose rows are passed over.
   void Run(const std::string& sql);
@@ -44,7 +47,7 @@ class SqliteDatabase {
   void Configure(int option, bool value);
   // Leaves the log and its index beside the file when the last connection ends.
   void KeepLogFiles();
-  // True when another file, or none, is at the path now.
+  // True when another file, or none, has the name now.
   bool HasMoved() const;
   bool InTransaction() const;
   std::int64_t LastRow() const;
@@ -55,6 +58,7 @@ class SqliteDatabase {
   struct Close {
     void operator()(sqlite3* database) const { sqlite3_close(database); }
   };
+  Descriptor folder_;  // in the paths that SQLite has
   std::unique_ptr<sqlite3, Close> database_;
 };
 
