@@ -37,4 +37,12 @@ bool ReadRegularFile(const std::string& path, std::size_t limit, std::string& te
   return true;
 }
 
+bool IsNamed(const Descriptor& folder, const std::string& name, const Descriptor& file) {
+  struct stat named {};
+  struct stat opened {};
+  return fstatat(folder.Get(), name.c_str(), &named, AT_SYMLINK_NOFOLLOW) == 0 &&
+         fstat(file.Get(), &opened) == 0 && named.st_dev == opened.st_dev &&
+         named.st_ino == opened.st_ino;
+}
+
 }  // namespace tarvex

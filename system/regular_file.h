@@ -18,4 +18,7 @@ Descriptor OpenRegularFile(const std::string& path, LastLink lastLink);
 // fails. Any thread.
 bool ReadRegularFile(const std::string& path, std::size_t limit, std::string& text);
 
+// True when `name` in the folder is the very file that is open, and no link to it. Any thread.
+bool IsNamed(const Descriptor& folder, const std::string& name, const Descriptor& file);
+
 }  // namespace tarvex

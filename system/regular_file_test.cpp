@@ -1,5 +1,6 @@
 #include "system/regular_file.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -8,6 +9,7 @@
 
 namespace {
 
+using tarvex::IsNamed;
 using tarvex::ReadRegularFile;
 
 TEST(ReadRegularFile, ReadsToItsEndOrToTheLimit) {
@@ -41,6 +43,23 @@ TEST(ReadRegularFile, RefusesAllElse) {
   EXPECT_FALSE(ReadRegularFile("/dev/zero", 9, text));
   EXPECT_FALSE(ReadRegularFile(folder / "missing", 9, text));
   EXPECT_EQ(text, "old");
+}
+
+TEST(IsNamed, IsTrueForTheVeryFileOnly) {
+  const TestFolder folder;
+  folder.Write("file", "");
+  ASSERT_EQ(symlink("file", (folder / "link").c_str()), 0);
+  ASSERT_EQ(link((folder / "file").c_str(), (folder / "second").c_str()), 0);
+  const tarvex::Descriptor place(open(folder.Path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  const tarvex::Descriptor file(open((folder / "file").c_str(), O_RDONLY | O_CLOEXEC));
+  EXPECT_TRUE(IsNamed(place, "file", file));
+  EXPECT_TRUE(IsNamed(place, "second", file));
+  EXPECT_FALSE(IsNamed(place, "link", file));
+  EXPECT_FALSE(IsNamed(place, "missing", file));
+  ASSERT_EQ(unlink((folder / "file").c_str()), 0);
+  folder.Write("file", "");
+  EXPECT_FALSE(IsNamed(place, "file", file));
+  EXPECT_FALSE(IsNamed(place, "file", {}));
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "service/core/log_time.h"
+#include "system/regular_file.h"
 #include "system/trusted_path.h"
 
 namespace orvan::core {
@@ -16,6 +17,24 @@ namespace {
 
 // Names in one folder differ by process or by time; more than a few collisions are no accident.
 constexpr int kNameTries = 16;
+
+// Makes a new file of that name and locks it. 0, or an errno. Another run that removes old logs may
+// take it in the moment before it is locked: then the name counts as taken.
+int MakeLocked(const tarvex::Descriptor& folder, const std::string& name,
+               tarvex::Descriptor& file) {
+  constexpr int kFlags = O_RDWR | O_APPEND | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC | O_NOCTTY;
+  tarvex::Descriptor made(openat(folder.Get(), name.c_str(), kFlags, 0640));
+  if (!made.IsOpen()) {
+    return errno;
+  }
+  // A file system without locks has no run that could take the file.
+  const bool isHeld = flock(made.Get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+  if (isHeld || !tarvex::IsNamed(folder, name, made)) {
+    return EEXIST;
+  }
+  file = std::move(made);
+  return 0;
+}
 
 }  // namespace
 
@@ -32,20 +51,17 @@ bool LogFile::Create(const std::string& folder, std::int64_t nowMs) {
   if (!fresh->folder.IsOpen()) {
     return false;
   }
-  constexpr int kFlags = O_RDWR | O_APPEND | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC | O_NOCTTY;
   std::string name;
   for (int tries = 0; tries < kNameTries && !fresh->file.IsOpen(); ++tries) {
     name = "tarvex-" + FileTimeText(nowMs + tries) + '-' + std::to_string(getpid()) + ".jsonl";
-    fresh->file.Reset(openat(fresh->folder.Get(), name.c_str(), kFlags, 0640));
-    if (!fresh->file.IsOpen() && errno != EEXIST) {
+    const int error = MakeLocked(fresh->folder, name, fresh->file);
+    if (error != 0 && error != EEXIST) {
       return false;
     }
   }
   if (!fresh->file.IsOpen()) {
     return false;
   }
-  // Others leave an empty file alone, so nobody else holds the lock before this.
-  flock(fresh->file.Get(), LOCK_EX | LOCK_NB);
   file_ = std::move(fresh);
   folder_ = folder;
   name_ = std::move(name);

@@ -12,6 +12,7 @@
 
 #include "service/core/log_crash.h"
 #include "system/descriptor.h"
+#include "system/regular_file.h"
 #include "system/trusted_path.h"
 
 namespace orvan::core {
@@ -81,11 +82,13 @@ std::vector<Entry> LogsIn(const Descriptor& folder) {
   return logs;
 }
 
-// The log, when no run holds it any more; while it is open, no other run takes it for its own.
+// The log, when no run holds it any more; while it is open, no other run takes it for its own, and
+// the name is that of this file.
 Descriptor OpenEnded(const Descriptor& folder, const std::string& name) {
   constexpr int kFlags = O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
   Descriptor file(openat(folder.Get(), name.c_str(), kFlags));
-  if (file.IsOpen() && flock(file.Get(), LOCK_EX | LOCK_NB) != 0) {
+  if (file.IsOpen() &&
+      (flock(file.Get(), LOCK_EX | LOCK_NB) != 0 || !tarvex::IsNamed(folder, name, file))) {
     file.Reset();
   }
   return file;
