@@ -106,7 +106,7 @@ std::string TerminalJob::ReadLine() {
   while (true) {
     const std::size_t end = unread_.find('\n');
     if (end != std::string::npos) {
-      const std::string line = unread_.substr(0, end);
+      std::string line = unread_.substr(0, end);
       unread_.erase(0, end + 1);
       hasEnded_ = hasEnded_ || line.starts_with("exit ") || line.starts_with("signal ");
       return line;
