@@ -1,13 +1,16 @@
 #include "system/spool_file.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/file.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <filesystem>
 
+#include "system/descriptor.h"
 #include "system/test_folder.h"
 
 namespace {
@@ -95,6 +98,27 @@ TEST_F(SpoolFile, BelongsToThisUser) {
   ASSERT_EQ(chown(path_.c_str(), 1, 1), 0);
   EXPECT_FALSE(Append("new"));
   EXPECT_EQ(Text(), "old");
+}
+
+TEST_F(SpoolFile, ALineThatACrashCutShortSpoilsNoOther) {
+  folder_.Write("spool", "one\ntw");
+  EXPECT_TRUE(Append("three\n"));
+  EXPECT_EQ(Text(), "one\ntw\nthree\n");
+  folder_.Write("spool", "0123456789");
+  EXPECT_FALSE(Append("01234\n")) << "the line end in front counts";
+  EXPECT_EQ(Text(), "0123456789");
+  EXPECT_TRUE(Append("0123\n"));
+}
+
+TEST_F(SpoolFile, IsLeftAloneWhileSomebodyElseHoldsIt) {
+  folder_.Write("spool", "one\n");
+  {
+    const tarvex::Descriptor held(open(path_.c_str(), O_RDONLY | O_CLOEXEC));
+    ASSERT_EQ(flock(held.Get(), LOCK_SH), 0);
+    EXPECT_FALSE(Append("two\n"));
+  }
+  EXPECT_EQ(Text(), "one\n");
+  EXPECT_TRUE(Append("two\n"));
 }
 
 // A limit on the size of files cuts a write as a full disk does.
