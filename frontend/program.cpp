@@ -14,6 +14,7 @@
 #include "frontend/system_event_handlers.h"
 #include "system/keep_awake.h"
 #include "system/process_start.h"
+#include "system/process_state.h"
 #include "system/timer.h"
 #include "views/console_stream.h"
 
@@ -55,7 +56,10 @@ void AwaitParent(int argc, char** argv) {
 int TakeInstanceLock() {
   HostAppMutex* mutex = get_app_mutex();
   if (mutex == nullptr) return kResultHostFailed;
-  if (!mutex->IsAlreadyRunning()) return 0;
+  if (!mutex->IsAlreadyRunning()) {
+    GetProcessState().instanceLock = mutex;
+    return 0;
+  }
   PrintOnConsole(kTextAlreadyRunning);
   release_app_mutex(mutex);
   return kResultAlreadyRunning;

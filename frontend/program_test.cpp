@@ -57,6 +57,7 @@ TEST_F(Program, ASuccessfulRunNeverGivesTheLockBack) {
   EXPECT_EQ(Main({"-h"}), 0);
   EXPECT_EQ(host().appMutex.asked, 1);
   EXPECT_EQ(host().appMutexReleases, 0);
+  EXPECT_EQ(GetProcessState().instanceLock, &host().appMutex);
 }
 
 TEST_F(Program, ABackgroundInstanceWaitsASecondBeforeItAsksForTheLock) {

@@ -5,12 +5,16 @@
 #include <mutex>
 
 class Cli;
+class HostAppMutex;
 class HostSemaphore;
 class OrvanService;
 
 // All state that belongs to the process and not to an object, in one place. Each member says who
 // writes it and who reads it.
 struct ProcessState {
+  // The single-instance lock, once it is this instance's. It is given back by the end of the
+  // process and by nothing before. Main thread.
+  HostAppMutex* instanceLock = nullptr;
   // The one application object. Main thread; set by its constructor, cleared by its destructor.
   Cli* cli = nullptr;
   // The service, as host layer threads may use it: only under serviceMutex, so that it cannot end
