@@ -81,6 +81,8 @@ def test_the_abort_byte_is_not_looked_at(world):
     with Supervised(world, REPAIR) as run:
         run.say(b"a")
         all_repairs(run)
+        # The pipe is empty from here on, so that a slow reader is not taken for one that is gone.
+        assert run.read_until(b"\n") == b"BeginRBS:::SCAN_AND_FIX_TOOL|0|Disk A\n"
         with pytest.raises(subprocess.TimeoutExpired):
             run.process.wait(1)
         run.process.send_signal(signal.SIGTERM)

@@ -35,7 +35,7 @@ class World:
             if name in os.environ:
                 self.environment[name] = os.environ[name]
 
-    def run(self, arguments, timeout=60, stdin=subprocess.DEVNULL):
+    def run(self, arguments, timeout=180, stdin=subprocess.DEVNULL):
         """Runs the program to its end; bytes of both streams and the exit status."""
         return subprocess.run(
             [str(PROGRAM), *arguments],
