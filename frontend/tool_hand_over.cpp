@@ -1,4 +1,5 @@
 #include <stdexcept>
+#include <system_error>
 
 #include "boundary/orvan_service.h"
 #include "frontend/cli.h"
@@ -7,6 +8,17 @@
 #include "frontend/tool_makers.h"
 #include "views/message_keys.h"
 #include "views/orvan_stdio.h"
+
+namespace {
+
+// By then the tool has ended what it began.
+void WarnOfEarlyEnd(OrvanStdio& view, const std::exception& error) {
+  view.PrintSentence(std::string(tarvex::kWarningTag) + " ", false);
+  view.PrintSentence(kKeyToolEndedEarly, false);
+  view.PrintUnicode(error.what(), true);
+}
+
+}  // namespace
 
 // Hands the rest of the command line to the chosen tool. A tool that has no command here is passed
 // over in silence.
@@ -23,10 +35,11 @@ void Cli::HandOverToTool(int argc, char** argv) {
   try {
     tool->ToolExecute(argc, argv);
   } catch (const std::out_of_range& error) {
-    // The service told less than it must. The tool has ended what it began.
-    view->PrintSentence(std::string(tarvex::kWarningTag) + " ", false);
-    view->PrintSentence(kKeyToolEndedEarly, false);
-    view->PrintUnicode(error.what(), true);
+    // The service told less than it must.
+    WarnOfEarlyEnd(*view, error);
+  } catch (const std::system_error& error) {
+    // The system gave less than a tool needs.
+    WarnOfEarlyEnd(*view, error);
   }
   result = kResultPassed;
 }

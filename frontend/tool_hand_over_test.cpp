@@ -1,6 +1,8 @@
 #include <getopt.h>
 
+#include <cerrno>
 #include <stdexcept>
+#include <system_error>
 
 #include "frontend/tool_makers.h"
 #include "tests/fakes/front_end_test.h"
@@ -18,7 +20,7 @@ struct ToolRecord {
   Words words;
   int scanStopped = 0;
   std::uint32_t held = 0;
-  bool breaksOff = false;  // ToolExecute throws
+  std::exception_ptr failure;  // what ToolExecute throws
   bool freed = false;
 };
 ToolRecord record;
@@ -31,7 +33,7 @@ class RecordingTool : public ToolCli {
     record.words.assign(argv, argv + argc);
     record.scanStopped = optind;
     record.held = GetProcessState().systemEventHoldMask;
-    if (record.breaksOff) throw std::out_of_range("no such element");
+    if (record.failure) std::rethrow_exception(record.failure);
   }
   void ToolRun() override {}
 };
@@ -100,9 +102,20 @@ TEST_F(ToolHandOver, ShutdownWaitsForTheToolAndNoLonger) {
 }
 
 TEST_F(ToolHandOver, AToolThatTheServiceToldTooLittleEndsInOrder) {
-  record.breaksOff = true;
+  record.failure = std::make_exception_ptr(std::out_of_range("no such element"));
   EXPECT_EQ(HandOver("some_tool", {"-Mstorage", "-Tsome"}),
             "[Warning] The tool ended early: no such element\n");
+  EXPECT_TRUE(record.freed);
+  EXPECT_EQ(GetProcessState().systemEventHoldMask, 0U);
+  EXPECT_EQ(cli->result, kResultPassed);
+}
+
+TEST_F(ToolHandOver, AToolThatTheSystemGaveTooLittleEndsInOrder) {
+  record.failure = std::make_exception_ptr(
+      std::system_error(EAGAIN, std::generic_category(), "cannot start a thread"));
+  EXPECT_EQ(HandOver("some_tool", {"-Mstorage", "-Tsome"}),
+            "[Warning] The tool ended early: cannot start a thread: "
+            "Resource temporarily unavailable\n");
   EXPECT_TRUE(record.freed);
   EXPECT_EQ(GetProcessState().systemEventHoldMask, 0U);
   EXPECT_EQ(cli->result, kResultPassed);

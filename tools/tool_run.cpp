@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cstdint>
 #include <exception>
+#include <system_error>
 
 #include "boundary/hostlayer.h"
 #include "boundary/hostlayer_console.h"
@@ -17,16 +18,16 @@
 
 namespace {
 
-// The thread inside the service's call.
+// The thread inside the service's call. Construction throws std::system_error where none can be
+// had.
 class Worker {
  public:
   explicit Worker(const ToolRunRequest& request) : request_(request) {
     HostThread* threads = get_thread();
-    if (threads->Start(&thread_, 0, &Worker::ThreadMain, this, "ToolWorker") == 0) {
-      threads->AfterStart(thread_, 0);
-    } else {
-      running_ = false;
-    }
+    const int error = threads->Start(&thread_, 0, &Worker::ThreadMain, this, "ToolWorker");
+    if (error != 0)
+      throw std::system_error(error, std::generic_category(), "cannot start a thread");
+    threads->AfterStart(thread_, 0);
   }
   ~Worker() {
     if (IsRunning()) request_.target.service->AbortTool(request_.target.tool);

@@ -34,7 +34,8 @@ namespace tarvex {
 // What was printed is on the screen before it waits.
 //
 // An exception of the service's run is thrown here at the end. One that leaves an event stops the
-// tool, is kept until the tool has stopped, and passes. Main thread.
+// tool, is kept until the tool has stopped, and passes. Where no thread can be had nothing is run,
+// and std::system_error tells why. Main thread.
 void RunTool(const ToolRunRequest& request);
 
 }  // namespace tarvex

@@ -2,9 +2,11 @@
 
 #include <array>
 #include <atomic>
+#include <cerrno>
 #include <future>
 #include <memory>
 #include <stdexcept>
+#include <system_error>
 
 #include "boundary/hostlayer_console.h"
 #include "system/test_pipe.h"
@@ -228,10 +230,18 @@ TEST_F(ToolRunTest, AFailureOfAnEventStopsTheToolAndPasses) {
   host().threads.AwaitEnd("ToolWorker");
 }
 
-TEST_F(ToolRunTest, WithoutAThreadNothingIsRun) {
-  host().threads.startResult = 11;
-  Run();
+TEST_F(ToolRunTest, WithoutAThreadNothingIsRunAndTheReasonPasses) {
+  host().threads.startResult = EAGAIN;
+  try {
+    Run();
+    FAIL();
+  } catch (const std::system_error& error) {
+    EXPECT_EQ(error.code(), std::errc::resource_unavailable_try_again);
+    EXPECT_STREQ(error.what(), "cannot start a thread: Resource temporarily unavailable");
+  }
   EXPECT_FALSE(service().Called("RunTool(some_tool,1)"));
+  EXPECT_EQ(Aborts(), 0);
+  EXPECT_EQ(host().threads.AfterStarts(), 0);
 }
 
 class ForcedAbortTest : public ToolTest {};

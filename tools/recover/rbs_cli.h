@@ -22,7 +22,8 @@ class RbsCli final : public ToolCli {
   RbsCli(DiagModule* module, DiagTool* tool, bool supervised, tarvex::TerminalWait terminal = {});
   ~RbsCli() override;
 
-  // May throw std::out_of_range for what the service says of its devices.
+  // May throw std::out_of_range for what the service says of its devices, and std::system_error
+  // where no thread can be had for the run.
   void ToolExecute(int argc, char** argv) override;
   // Repairs the chosen devices. The tool must know its operation.
   void ToolRun() override;

@@ -20,7 +20,8 @@ class STCli final : public ToolCli {
   STCli(DiagModule* module, DiagTool* tool);
   ~STCli() override;
 
-  // May throw std::out_of_range for what the service says of its devices.
+  // May throw std::out_of_range for what the service says of its devices, and std::system_error
+  // where no thread can be had for the run.
   void ToolExecute(int argc, char** argv) override;
   // Reads the attributes of the chosen devices.
   void ToolRun() override;
