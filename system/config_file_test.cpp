@@ -174,6 +174,7 @@ TEST(ConfigStream, AValueKeepsBlanksAndCaseButForBlanksInFront) {
   EXPECT_EQ(Parse("k=(a) b = c").ValuesOf(""), (Values{{"K", "(a) b = c"}}));
   EXPECT_EQ(Parse("k= =b").ValuesOf(""), (Values{{"K", "=b"}}));
   EXPECT_EQ(Parse("k=\u00c4\u00e4").ValuesOf(""), (Values{{"K", "\u00c4\u00e4"}}));
+  EXPECT_EQ(Parse("k=a\rb").ValuesOf(""), (Values{{"K", "a\rb"}})) << "any character at all";
 }
 
 TEST(ConfigStream, TheWordBeforeTheEqualsSignIsTheKey) {

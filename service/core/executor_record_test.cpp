@@ -1,4 +1,8 @@
+#include <chrono>
+
+#include "service/core/execution_record.h"
 #include "service/core/executor_fixture.h"
+#include "service/core/log_time.h"
 
 namespace orvan::core {
 namespace {
@@ -7,16 +11,21 @@ using testing::MakeDiagnostic;
 using testing::MakeTest;
 using testing::Passes;
 
-class ExecutorRecordTest : public testing::ExecutorTest {};
+class ExecutorRecordTest : public testing::ExecutorTest {
+ protected:
+  void KeepRecords() {
+    OrvanSettings settings;
+    settings.SetBool(kSettingExecutionTracker, true);
+    service->ApplySettings(settings);
+  }
+};
 
 TEST_F(ExecutorRecordTest, KeepsARecordOfEachTestWhenTheSettingsSaySo) {
   plain->diagnostics = {MakeDiagnostic("Q", 1, {MakeTest("a", 1, Passes())})};
   Start();
   Run();
   EXPECT_TRUE(records.empty());
-  OrvanSettings settings;
-  settings.SetBool(kSettingExecutionTracker, true);
-  service->ApplySettings(settings);
+  KeepRecords();
   Run();
   ASSERT_EQ(records.size(), 1U);
   EXPECT_EQ(records[0].moduleName, "Plain");
@@ -31,14 +40,46 @@ TEST_F(ExecutorRecordTest, KeepsARecordOfEachTestWhenTheSettingsSaySo) {
   EXPECT_EQ(records[1].deviceUdi, "");
 }
 
+TEST_F(ExecutorRecordTest, TheStartIsThatOfTheTestAndTheDurationHowLongItTook) {
+  using Clock = std::chrono::steady_clock;
+  std::int64_t within = 0;
+  const auto test = [&](sdk::TestContext&) {
+    const auto start = Clock::now();
+    within = NowMilliseconds();
+    while (NowMilliseconds() < within + 3 || Clock::now() < start + std::chrono::milliseconds(3)) {
+    }
+    return sdk::Verdict::Passed();
+  };
+  plain->diagnostics = {MakeDiagnostic("Q", 1, {MakeTest("a", 1, test)})};
+  Start();
+  KeepRecords();
+  const std::int64_t before = NowMilliseconds();
+  const auto start = Clock::now();
+  Run();
+  const std::chrono::duration<double> whole = Clock::now() - start;
+  ASSERT_EQ(records.size(), 1U);
+  EXPECT_GE(records[0].startTimestamp, LocalTimeText(before));
+  EXPECT_LE(records[0].startTimestamp, LocalTimeText(within));
+  EXPECT_GE(std::stod(records[0].duration), 0.003);
+  EXPECT_LE(std::stod(records[0].duration), whole.count() + 0.001);
+}
+
+TEST_F(ExecutorRecordTest, ARecordIsKeptBeforeItsTestIsShownAsFinished) {
+  plain->diagnostics = {MakeDiagnostic("Q", 1, {MakeTest("a", 1, Passes())})};
+  Start();
+  KeepRecords();
+  std::size_t kept = 0;
+  suite.onTestEnd = [&] { kept = records.size(); };
+  Run();
+  EXPECT_EQ(kept, 1U);
+}
+
 TEST_F(ExecutorRecordTest, WhatTheRecordStoreHasToSayIsInTheLogAtOnceAndAtTheEnd) {
   const testing::TemporaryFolder folder;
   logFolder = folder.Path();
   plain->diagnostics = {MakeDiagnostic("Q", 1, {MakeTest("a", 1, Passes())})};
   Start();
-  OrvanSettings settings;
-  settings.SetBool(kSettingExecutionTracker, true);
-  service->ApplySettings(settings);
+  KeepRecords();
   const auto isAt = [&](const std::string& note, std::size_t fromEnd) {
     const std::vector<std::string> lines = testing::LogLines(logFolder);
     return lines.size() >= fromEnd &&

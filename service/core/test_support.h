@@ -248,9 +248,13 @@ class RecordingSuite final : public orvan_service::SuiteListenerView {
   void OnTestEnd(DiagDevice* /*device*/, DiagDiagnostic* /*diagnostic*/, DiagTest* test,
                  TestStatus status) override {
     list_.Add("test end " + NameOf(test) + " " + std::to_string(status));
+    if (onTestEnd) {
+      onTestEnd();
+    }
   }
 
   std::function<void(const std::string&)> onTestStart;
+  std::function<void()> onTestEnd;
   std::function<void()> onSuiteEnd;
 
  private:

@@ -1,57 +1,17 @@
 """Execution records of whole runs: what -W leaves in the store, what -r takes out of it, and what
 the service's log says when the store makes trouble. Read by sqlite3, as another program would."""
 
-import json
+import os
 import re
 import subprocess
 
 import pytest
 from program import World
+from verdicts import WORDS, write_scenario
 
-# One diagnostic with a test for each verdict, on two devices.
-WORDS = ["PASSED", "FAILED", "UNRECOGNIZED", "NOT_APPLICABLE", "CANCELED", "WARNING", "INVALID"]
-SCENARIO = {
-    "modules": [
-        {
-            "name": "storage",
-            "devices": [
-                {"id": "0", "name": "Disk A", "udi": "serial-a"},
-                {"id": "1", "name": "Disk B", "udi": "serial-b"},
-            ],
-            "diagnostics": [
-                {
-                    "name": "QUICK_TEST",
-                    "option": "Q",
-                    "longName": "quick",
-                    "key": {"minor": 1, "identifier": 1},
-                    "tests": [
-                        {
-                            "name": f"TEST_{status}",
-                            "option": f"t{status}",
-                            "longName": f"test-{status}",
-                            "key": {"identifier": 100 + status},
-                            "outcome": {"status": status, "durationMs": 5},
-                        }
-                        for status in range(len(WORDS))
-                    ],
-                }
-            ],
-        }
-    ]
-}
 NAMESPACE = r"ROOT\Tarvex\Tarvex_Diagnostics"
 REMOVED = b"\nNamespace Removed Successfully\n"
 NOT_REMOVED = b"\nNamespace Removed Unsuccessfully\n"
-
-
-@pytest.fixture
-def world(tmp_path):
-    scenario = tmp_path / "scenario.json"
-    scenario.write_text(json.dumps(SCENARIO), encoding="utf-8")
-    made = World(tmp_path, scenario)
-    made.store = made.state_dir / "records.db"
-    made.environment["TZ"] = "CET-1"
-    return made
 
 
 def ask(store, sql):
@@ -65,10 +25,12 @@ def ask(store, sql):
     return [line.split("|") for line in output.splitlines()]
 
 
+def text_of_logs(folder):
+    return "".join(path.read_text(encoding="utf-8") for path in sorted(folder.glob("*")))
+
+
 def log_text(world):
-    return "".join(
-        path.read_text(encoding="utf-8") for path in sorted((world.state_dir / "log").glob("*"))
-    )
+    return text_of_logs(world.state_dir / "log")
 
 
 def test_one_row_for_each_finished_test_that_applied(world):
@@ -113,6 +75,34 @@ def test_records_of_runs_add_up(world):
     assert ask(world.store, "SELECT count(*) FROM class") == [["1"]]
 
 
+def test_runs_at_once_leave_all_their_records(world):
+    runs = []
+    for name in ("one", "two", "three"):
+        other = World(world.root / name, world.environment["ORVAN_SCENARIO"])
+        other.environment["TARVEX_STATE_DIR"] = str(world.state_dir)
+        runs.append(other.start(["-Mstorage", "-Q", "0", "-W"], stdout=subprocess.DEVNULL))
+    assert [run.wait(60) for run in runs] == [21, 21, 21]
+    wanted = [[f"TEST_{status}", "3"] for status in range(len(WORDS)) if status != 3]
+    sql = "SELECT test_name, count(*) FROM execution_record GROUP BY test_name"
+    assert sorted(ask(world.store, sql)) == wanted
+    assert "execution records" not in log_text(world)
+
+
+def test_a_killed_run_keeps_the_record_of_each_test_that_was_shown_as_finished(world):
+    write_scenario(world.root / "scenario.json", {1: 600_000})
+    run = world.start(["-Mstorage", "-Qt0,t1", "0", "-W"], stdout=subprocess.PIPE)
+    shown = b""
+    while b"Test Status: Passed" not in shown:
+        part = os.read(run.stdout.fileno(), 4096)
+        assert part != b"", shown
+        shown += part
+    run.kill()
+    run.communicate()
+    assert ask(world.store, "SELECT test_name FROM execution_record") == [["TEST_0"]]
+    world.run(["-Mstorage", "-Qt2", "0", "-W"])
+    assert ask(world.store, "SELECT test_name FROM execution_record") == [["TEST_0"], ["TEST_2"]]
+
+
 def test_a_damaged_store_is_set_aside_and_the_log_says_so(world):
     world.store.write_bytes(b"garbage" * 1000)
     assert world.run(["-Mstorage", "-Qt0", "0", "-W"]).returncode == 0
@@ -140,30 +130,62 @@ def test_erasing_a_damaged_store_is_in_the_log_too(world):
     assert "was set aside as records.damaged-1.db" in log_text(world)
 
 
-def test_a_full_disk_keeps_the_run_going(world):
-    full = world.root / "full"
-    full.mkdir()
+@pytest.mark.skipif(os.geteuid() != 0, reason="only root can give a link away")
+def test_a_folder_behind_a_strangers_link_gets_no_records(world):
+    real = world.root / "real"
+    real.mkdir(mode=0o700)
+    logs = world.root / "logs"
+    way = world.root / "way"
+    way.symlink_to("real")
+    os.chown(way, 12345, 12345, follow_symlinks=False)
+    world.environment["TARVEX_STATE_DIR"] = str(way / "state")
+    run = ["-Mstorage", "-Qt0", "0", "-W", f"-s{logs}"]
+    assert world.run(run).returncode == 0
+    assert list(real.iterdir()) == []
+    assert "a link on the way to the folder is another user's" in text_of_logs(logs)
+    os.chown(way, 0, 0, follow_symlinks=False)
+    assert world.run(run).returncode == 0
+    assert ask(real / "state" / "records.db", "SELECT count(*) FROM execution_record") == [["1"]]
+
+
+@pytest.fixture
+def full(tmp_path):
+    """A disk without room, and the file whose removal makes some."""
+    folder = tmp_path / "full"
+    folder.mkdir()
     mounted = subprocess.run(
-        ["mount", "-t", "tmpfs", "-o", "size=1m,mode=0700", "none", str(full)], check=False
+        ["mount", "-t", "tmpfs", "-o", "size=1m,mode=0700", "none", str(folder)], check=False
     )
     if mounted.returncode != 0:
         pytest.skip("a file system cannot be mounted here")
-    try:
-        world.environment["TARVEX_STATE_DIR"] = str(full)
-        filler = full / "filler"
-        with open(filler, "wb", buffering=0) as file:
-            try:
-                while True:
-                    file.write(b"x" * 4096)
-            except OSError:
-                pass
-        plain = World(world.root / "plain", world.environment["ORVAN_SCENARIO"])
-        wanted = plain.run(["-Mstorage", "-Q", "0"])
-        assert wanted.returncode == 21
-        found = world.run(["-Mstorage", "-Q", "0", "-W"])
-        assert (found.stdout, found.returncode) == (wanted.stdout, wanted.returncode)
-        filler.unlink()
-        world.run(["-Mstorage", "-Qt0", "0", "-W"])
-        assert ask(full / "records.db", "SELECT test_name FROM execution_record")[-1] == ["TEST_0"]
-    finally:
-        subprocess.run(["umount", str(full)], check=True)
+    filler = folder / "filler"
+    with open(filler, "wb", buffering=0) as file:
+        try:
+            while True:
+                file.write(b"x" * 4096)
+        except OSError:
+            pass
+    yield filler
+    subprocess.run(["umount", str(folder)], check=True)
+
+
+def test_a_full_disk_keeps_the_run_going_and_the_log_says_what_is_lost(world, full):
+    logs = world.root / "logs"
+    wanted = world.run(["-Mstorage", "-Q", "0", f"-s{logs}"])
+    assert wanted.returncode == 21
+    world.environment["TARVEX_STATE_DIR"] = str(full.parent)
+    found = world.run(["-Mstorage", "-Q", "0", "-W", f"-s{logs}"])
+    assert (found.stdout, found.returncode) == (wanted.stdout, wanted.returncode)
+    assert text_of_logs(logs).count("database or disk is full") == 1
+    assert "6 records could not be written and are lost" in text_of_logs(logs)
+    full.unlink()
+    world.run(["-Mstorage", "-Qt0", "0", "-W"])
+    store = full.parent / "records.db"
+    assert ask(store, "SELECT test_name FROM execution_record") == [["TEST_0"]]
+
+
+def test_a_log_on_the_full_disk_changes_nothing_of_that(world, full):
+    wanted = world.run(["-Mstorage", "-Q", "0"])
+    world.environment["TARVEX_STATE_DIR"] = str(full.parent)
+    found = world.run(["-Mstorage", "-Q", "0", "-W"])
+    assert (found.stdout, found.returncode) == (wanted.stdout, wanted.returncode)
