@@ -153,7 +153,7 @@ ConfigParseResult ParseConfigStream(QTextStream& stream, ConfigFile& config) {
   std::size_t room = kLongestConfigText;
   for (std::int32_t number = 1; !stream.atEnd(); ++number) {
     // Bounded, for a text may have no line end at all.
-    const QString line = stream.readLine(static_cast<qint64>(room + 1));
+    const QString line = stream.readLine(static_cast<qint64>(room) + 1);
     const std::size_t length = static_cast<std::size_t>(line.size()) + 1;
     if (length > room) return Fault(kConfigTooLarge, number);
     room -= length;

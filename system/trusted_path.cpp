@@ -176,7 +176,7 @@ std::string TrustFault(const std::string& path, bool folder) {
   if (folder ? !S_ISDIR(status.st_mode) : !S_ISREG(status.st_mode)) {
     return folder ? "is no folder" : "is no regular file";
   }
-  if (const std::string fault = OwnerFault(status); !fault.empty()) {
+  if (std::string fault = OwnerFault(status); !fault.empty()) {
     return fault;
   }
   if (OthersMayWrite(status)) {

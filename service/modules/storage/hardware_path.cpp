@@ -178,7 +178,7 @@ std::string FirstController(const machine::MachineFiles& files, const std::strin
 }  // namespace
 
 std::string HardwareFolder(const machine::MachineFiles& files, const std::string& kernelName) {
-  const std::string folder = files.Resolve("/sys/block/" + kernelName);
+  std::string folder = files.Resolve("/sys/block/" + kernelName);
   if (folder.find("/nvme-subsystem/") == std::string::npos) return folder;
   const std::string subsystem = folder.substr(0, folder.find_last_of('/'));
   const std::string controller = FirstController(files, subsystem);
