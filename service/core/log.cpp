@@ -96,7 +96,7 @@ bool ServiceLog::Open() {
   nextLine_ = 0;
   const std::string version = SchemaVersionLine({nextLine_++, now});
   const std::string start = RunLine({nextLine_++, now}, RunStartArtifact(subject_));
-  if (!file_.Append(version) || !file_.Append(start)) {
+  if (!file_.Append(version, LogRank::kOutcome) || !file_.Append(start, LogRank::kOutcome)) {
     file_.Discard();
     return false;
   }
@@ -108,19 +108,19 @@ bool ServiceLog::Open() {
 
 void ServiceLog::TellOfCrashes() {
   for (const UnfinishedLog& log : TakeUnfinishedLogs(folder_)) {
-    Write(RunLine(NextLine(), ErrorArtifact("earlier-run-unfinished", CrashText(log))));
+    Run(LogRank::kEvent, ErrorArtifact("earlier-run-unfinished", CrashText(log)));
   }
 }
 
-void ServiceLog::Write(const std::string& line) {
-  if (file_.IsOpen()) {
-    file_.Append(line);
-  }
+bool ServiceLog::Write(LogRank rank, const std::string& line) {
+  const bool isWritten = file_.Append(line, rank);
+  lost_ += isWritten ? 0 : 1;
+  return isWritten;
 }
 
-void ServiceLog::Run(const std::string& artifact) {
+void ServiceLog::Run(LogRank rank, const std::string& artifact) {
   if (Open()) {
-    Write(RunLine(NextLine(), artifact));
+    Write(rank, RunLine(NextLine(), artifact));
   }
 }
 
@@ -128,14 +128,15 @@ void ServiceLog::Error(const std::string& symptom, const std::string& message) n
   Quietly([&] {
     const std::lock_guard lock(mutex_);
     outcome_.AddError();
-    Run(ErrorArtifact(symptom, message));
+    Run(LogRank::kEvent, ErrorArtifact(symptom, message));
   });
 }
 
 void ServiceLog::Text(LogSeverity severity, const std::string& message) noexcept {
   Quietly([&] {
     const std::lock_guard lock(mutex_);
-    Run(TextArtifact(severity, message));
+    Run(severity == LogSeverity::kInfo ? LogRank::kNote : LogRank::kEvent,
+        TextArtifact(severity, message));
   });
 }
 
@@ -156,7 +157,11 @@ void ServiceLog::End() noexcept {
   Quietly([&] {
     const std::lock_guard lock(mutex_);
     if (file_.IsOpen()) {
-      Run(RunEndArtifact(outcome_.Status(), outcome_.Result()));
+      if (lost_ > 0) {
+        Run(LogRank::kEnd,
+            ErrorArtifact("log-incomplete", "lines that found no room: " + std::to_string(lost_)));
+      }
+      Run(LogRank::kEnd, RunEndArtifact(outcome_.Status(), outcome_.Result()));
     }
     ended_ = true;
     file_.Close();
@@ -170,8 +175,8 @@ std::uint64_t ServiceLog::StartStep(const std::string& name) noexcept {
   Quietly([&] {
     const std::lock_guard lock(mutex_);
     step = nextStep_++;
-    if (Open()) {
-      Write(StepLine(NextLine(), step, StepStartArtifact(name)));
+    if (Open() && Write(LogRank::kEvent, StepLine(NextLine(), step, StepStartArtifact(name)))) {
+      openSteps_.insert(step);
       sync = sync_;
     }
   });
@@ -183,11 +188,11 @@ std::uint64_t ServiceLog::StartStep(const std::string& name) noexcept {
   return step;
 }
 
-void ServiceLog::Step(std::uint64_t step, const std::string& artifact) noexcept {
+void ServiceLog::Step(std::uint64_t step, const std::string& artifact, LogRank rank) noexcept {
   Quietly([&] {
     const std::lock_guard lock(mutex_);
-    if (file_.IsOpen()) {
-      Write(StepLine(NextLine(), step, artifact));
+    if (file_.IsOpen() && openSteps_.count(step) > 0) {
+      Write(rank, StepLine(NextLine(), step, artifact));
     }
   });
 }
@@ -196,8 +201,8 @@ void ServiceLog::EndStep(std::uint64_t step, LogStatus status) noexcept {
   std::shared_ptr<LogSync> sync;
   Quietly([&] {
     const std::lock_guard lock(mutex_);
-    if (file_.IsOpen()) {
-      Write(StepLine(NextLine(), step, StepEndArtifact(status)));
+    if (file_.IsOpen() && openSteps_.erase(step) > 0) {
+      Write(LogRank::kEnd, StepLine(NextLine(), step, StepEndArtifact(status)));
       sync = sync_;
     }
   });

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <set>
 #include <string>
 
 #include "boundary/orvan_service_status.h"
@@ -46,13 +47,16 @@ class ServiceLog {
   // Starts the run with all that is known of it, unless something else had to be said before; then
   // false, and the log knows of no hardware.
   bool Begin(LogSubject subject) noexcept;
-  // Ends the run, when it has started. What comes later is dropped.
+  // Ends the run, when it has started, and says how many lines found no room. What comes later is
+  // dropped.
   void End() noexcept;
 
   // Starts a step: a test on a device. Its line is on the disk when this returns, as far as
   // LogSync promises. The number names the step from then on.
   std::uint64_t StartStep(const std::string& name) noexcept;
-  void Step(std::uint64_t step, const std::string& artifact) noexcept;
+  // What belongs to a step whose start found no room is left out.
+  void Step(std::uint64_t step, const std::string& artifact,
+            LogRank rank = LogRank::kNote) noexcept;
   void EndStep(std::uint64_t step, LogStatus status) noexcept;
   // A verdict, for the end record.
   void Count(TestStatus status) noexcept;
@@ -63,8 +67,8 @@ class ServiceLog {
  private:
   LogLine NextLine();
   bool Open();
-  void Write(const std::string& line);
-  void Run(const std::string& artifact);
+  bool Write(LogRank rank, const std::string& line);
+  void Run(LogRank rank, const std::string& artifact);
   void TellOfCrashes();
 
   const LogLimits limits_;
@@ -78,6 +82,8 @@ class ServiceLog {
   bool ended_ = false;
   std::uint64_t nextLine_ = 0;
   std::uint64_t nextStep_ = 0;
+  std::set<std::uint64_t> openSteps_;  // their start is in the file
+  std::uint64_t lost_ = 0;             // lines that found no room
   LogOutcome outcome_;
 };
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -7,8 +8,17 @@
 #include <string_view>
 
 #include "system/descriptor.h"
+#include "system/file_reserve.h"
 
 namespace orvan::core {
+
+// What a line is worth where room runs out. Each leaves room for those below it.
+enum class LogRank {
+  kNote,     // a text or a measurement
+  kEvent,    // the start of a test, or a fault outside of any
+  kOutcome,  // what a test that has started came to
+  kEnd,      // the end of a test or of the run
+};
 
 // The file of one run's log: "tarvex-TIME-PROCESS.jsonl", so that names sort by time. It is locked
 // (flock) as long as it is open, which tells others that its run goes on. One thread at a time.
@@ -25,7 +35,8 @@ class LogFile {
   const std::string& Name() const { return name_; }
   const std::string& Folder() const { return folder_; }
   // Writes the line in one call. False when it could not be written; then nothing of it stays.
-  bool Append(std::string_view line);
+  // A line that is no end needs room for ends behind it, which is held as long as the file is open.
+  bool Append(std::string_view line, LogRank rank = LogRank::kNote);
   // Goes on in another folder, with all that was written. False, and it stays where it is, when
   // that cannot be done.
   bool MoveTo(const std::string& folder, std::int64_t nowMs);
@@ -39,8 +50,14 @@ class LogFile {
 
  private:
   struct Open {
+    // Whoever lets it go last: where the disk hangs, that is a syncer, for this may hang too.
+    ~Open() { reserve.GiveBack(file.Get(), size); }
     tarvex::Descriptor file;
     tarvex::Descriptor folder;
+    std::uint64_t size = 0;  // bytes in whole lines
+    tarvex::FileReserve reserve;
+    // With the two above it is the syncer's own once it is set.
+    std::atomic<bool> isComplete = false;
   };
   LogFile& operator=(LogFile&&) = default;
   bool CopyFrom(const LogFile& other);
@@ -48,7 +65,6 @@ class LogFile {
   std::shared_ptr<Open> file_;  // shared with syncers
   std::string folder_;
   std::string name_;
-  std::uint64_t size_ = 0;  // bytes in whole lines
 };
 
 }  // namespace orvan::core

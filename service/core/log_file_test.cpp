@@ -7,6 +7,7 @@
 #include "service/core/log_folder.h"
 #include "service/core/log_time.h"
 #include "service/core/test_support.h"
+#include "system/test_disk.h"
 
 namespace orvan::core {
 namespace {
@@ -104,6 +105,74 @@ TEST(LogFile, ASyncerOutlivesItsFile) {
   file.Discard();
   sync();
   EXPECT_TRUE(testing::NamesIn(folder.Path()).empty());
+}
+
+// Appends lines of 1024 bytes of that rank until there is no room, and tells how many found it.
+int Flood(LogFile& file, LogRank rank) {
+  int lines = 0;
+  while (lines < 1000 && file.Append(std::string(1023, 'x') + '\n', rank)) {
+    ++lines;
+  }
+  return lines;
+}
+
+// Of 64 KiB that are held, notes and events leave 16, and outcomes 4.
+TEST(LogFile, EachRankLeavesRoomForThoseBelowItOnAFullDisk) {
+  NEEDS_A_SMALL_DISK();
+  SmallDisk disk;
+  LogFile file;
+  ASSERT_TRUE(file.Create(disk.Path(), 0));
+  ASSERT_TRUE(file.Append("x", LogRank::kOutcome));
+  disk.Fill();
+  EXPECT_EQ(Flood(file, LogRank::kNote), 47);
+  EXPECT_EQ(Flood(file, LogRank::kEvent), 0);
+  EXPECT_EQ(Flood(file, LogRank::kOutcome), 12);
+  EXPECT_EQ(Flood(file, LogRank::kEnd), 4);
+  disk.Empty();
+  EXPECT_TRUE(file.Append("x", LogRank::kNote));
+}
+
+TEST(LogFile, IsNotMovedWhereItsEndFindsNoRoom) {
+  NEEDS_A_SMALL_DISK();
+  SmallDisk disk;
+  TemporaryFolder folder;
+  LogFile file;
+  ASSERT_TRUE(file.Create(folder.Path(), 0));
+  ASSERT_TRUE(file.Append(std::string(4096, 'x')));
+  disk.Fill(1);
+  EXPECT_FALSE(file.MoveTo(disk.Path(), 0));
+  EXPECT_TRUE(testing::NamesIn(disk.Path()).empty());
+  disk.Fill(2);
+  EXPECT_TRUE(file.MoveTo(disk.Path(), 0));
+}
+
+TEST(LogFile, GivesBackTheRoomThatItHolds) {
+  NEEDS_A_SMALL_DISK();
+  SmallDisk disk;
+  LogFile file;
+  ASSERT_TRUE(file.Create(disk.Path(), 0));
+  file.Append("line\n");
+  const std::string path = disk.Path(file.Name());
+  EXPECT_EQ(RoomOf(path), 65536);
+  file.Close();
+  EXPECT_EQ(RoomOf(path), 4096);
+}
+
+TEST(LogFile, ASyncerGivesBackTheRoomOfAClosedFileOnly) {
+  NEEDS_A_SMALL_DISK();
+  SmallDisk disk;
+  LogFile file;
+  ASSERT_TRUE(file.Create(disk.Path(), 0));
+  file.Append("line\n");
+  const std::string path = disk.Path(file.Name());
+  const std::function<void()> sync = file.Syncer();
+  sync();
+  EXPECT_EQ(RoomOf(path), 65536);
+  file.Close();
+  EXPECT_EQ(RoomOf(path), 65536);
+  sync();
+  EXPECT_EQ(RoomOf(path), 4096);
+  EXPECT_EQ(testing::FileText(path), "line\n");
 }
 
 TEST(UtcTimeText, IsWrittenInUtcToTheMillisecond) {

@@ -97,20 +97,24 @@ void StepLog::Measure(const sdk::Measurement& measurement) {
 
 void StepLog::Exception(const std::string& text) {
   hasError_ = true;
-  log_.Step(step_, ErrorArtifact("exception", text));
+  log_.Step(step_, ErrorArtifact("exception", text), LogRank::kOutcome);
 }
 
 void StepLog::End(const std::string& test, const sdk::Verdict& verdict) {
   const Row row = RowOf(verdict.status);
   const std::string text = VerdictText(verdict);
+  std::string artifact;
   if (row.step == LogStatus::kComplete) {
-    log_.Step(step_, DiagnosisArtifact(DiagnosisOf(verdict.status), VerdictWord(test, row.word),
-                                       text, hardwareId_));
+    artifact = DiagnosisArtifact(DiagnosisOf(verdict.status), VerdictWord(test, row.word), text,
+                                 hardwareId_);
   } else if (row.step == LogStatus::kSkip) {
-    log_.Step(step_, TextArtifact(LogSeverity::kInfo,
-                                  row.word + std::string(text.empty() ? "" : ": ") + text));
+    artifact =
+        TextArtifact(LogSeverity::kInfo, row.word + std::string(text.empty() ? "" : ": ") + text);
   } else if (!hasError_) {
-    log_.Step(step_, ErrorArtifact(SymptomOf(row), text));
+    artifact = ErrorArtifact(SymptomOf(row), text);
+  }
+  if (!artifact.empty()) {
+    log_.Step(step_, artifact, LogRank::kOutcome);
   }
   log_.EndStep(step_, row.step);
 }

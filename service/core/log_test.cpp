@@ -1,14 +1,13 @@
 #include "service/core/log.h"
 
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <csignal>
 
 #include "service/core/test_support.h"
+#include "system/test_disk.h"
 
 namespace orvan::core {
 namespace {
@@ -226,28 +225,6 @@ TEST(ServiceLog, GoesOnWhenItsFolderVanishes) {
   log.End();
   EXPECT_FALSE(std::filesystem::exists(folder.Path("log")));
 }
-
-// The largest file that this process may write, for one test; beyond it, writing fails as on a
-// full disk.
-class SizeLimit {
- public:
-  explicit SizeLimit(rlim_t bytes) {
-    getrlimit(RLIMIT_FSIZE, &before_);
-    const rlimit limit{bytes, before_.rlim_max};
-    setrlimit(RLIMIT_FSIZE, &limit);
-    handler_ = std::signal(SIGXFSZ, SIG_IGN);
-  }
-  ~SizeLimit() {
-    setrlimit(RLIMIT_FSIZE, &before_);
-    std::signal(SIGXFSZ, handler_);
-  }
-  SizeLimit(const SizeLimit&) = delete;
-  SizeLimit& operator=(const SizeLimit&) = delete;
-
- private:
-  rlimit before_{};
-  void (*handler_)(int) = nullptr;
-};
 
 TEST(ServiceLog, LosesWholeLinesWhereThereIsNoRoomAndShowsItInTheirNumbers) {
   TemporaryFolder folder;

@@ -3,71 +3,26 @@
 import json
 import os
 import re
-import resource
 import signal
 import stat
 import subprocess
-import time
-from pathlib import Path
 
 import ocptv
 import pytest
 from program import BINARY_DIR, PROGRAM, SOURCE_DIR, World
+from service_logs import (
+    PLAIN,
+    SCENARIO,
+    artifacts,
+    info,
+    logs,
+    only_log,
+    run,
+    started_long_test,
+    step,
+)
 
-HERE = Path(__file__).parent
-SCENARIO = HERE / "scenario.json"
 GOLDEN = SOURCE_DIR / "tests" / "golden" / "scenarios"
-NAME = re.compile(r"tarvex-\d{8}T\d{6}\.\d{3}Z-\d+\.jsonl")
-
-
-def logs(folder):
-    return sorted(Path(folder).iterdir()) if Path(folder).exists() else []
-
-
-def only_log(world, folder=None):
-    (path,) = logs(folder or world.state_dir / "log")
-    assert NAME.fullmatch(path.name)
-    return path
-
-
-def artifacts(path):
-    """The artifacts of a log without their numbers and times, the two of the start left out."""
-    lines = [json.loads(line) for line in path.read_bytes().splitlines()]
-    for line in lines:
-        del line["sequenceNumber"], line["timestamp"]
-    return lines[2:]
-
-
-def run(kind, **content):
-    return {"testRunArtifact": {kind: content}}
-
-
-def step(number, kind, **content):
-    return {"testStepArtifact": {"testStepId": str(number), kind: content}}
-
-
-def info(message):
-    return {"severity": "INFO", "message": message}
-
-
-def wait_for(test):
-    """What `test` gives once it gives something."""
-    deadline = time.monotonic() + 60
-    while not (found := test()):
-        assert time.monotonic() < deadline, "it never came"
-        time.sleep(0.01)
-    return found
-
-
-def started_long_test(world):
-    """The log of a run once its test without an end has begun."""
-
-    def find():
-        found = [path for path in logs(world.state_dir / "log") if NAME.fullmatch(path.name)]
-        return [path for path in found if b"/LONG_TEST/" in path.read_bytes()]
-
-    (path,) = wait_for(find)
-    return path
 
 
 RUNS = [
@@ -313,10 +268,6 @@ def test_the_log_goes_where_the_command_line_says(tmp_path):
     assert logs(world.state_dir / "log") == []
 
 
-# A run without progress, whose output is the same each time.
-PLAIN = ["-Msecond", "-Qo", "7"]
-
-
 @pytest.fixture
 def plain(tmp_path):
     """The output and status of a run whose log can be written."""
@@ -365,26 +316,6 @@ def test_a_folder_that_nobody_may_write_changes_nothing(tmp_path, plain):
     assert result.stdout == plain
     assert result.returncode == 0
     assert logs(folder) == []
-
-
-@pytest.mark.parametrize("limit", [0, 100, 1500])
-def test_a_full_disk_changes_nothing(limit, tmp_path, plain):
-    world = World(tmp_path, SCENARIO)
-    process = world.start(
-        PLAIN,
-        stdin=subprocess.DEVNULL,
-        stdout=subprocess.PIPE,
-        start_new_session=True,
-        preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (limit, limit)),
-    )
-    output, _ = process.communicate(timeout=60)
-    assert output == plain
-    assert process.returncode == 0
-    for path in logs(world.state_dir / "log"):
-        # Whole lines, as far as there was room.
-        lines = path.read_bytes()
-        assert lines.endswith(b"\n")
-        assert all(json.loads(line) for line in lines.splitlines())
 
 
 def shown(path):
