@@ -165,6 +165,17 @@ TEST_F(RecordFaultTest, AWriterThatHoldsTheStoreCostsOneWaitAndNoRecord) {
   EXPECT_EQ(Ask(folder / "records.db", "SELECT count(*) FROM execution_record"), "52");
 }
 
+TEST_F(RecordFaultTest, ANamespaceThatAnotherProgramHoldsStays) {
+  RecordStore store(folder.Path());
+  Write(store, "a");
+  SqliteDatabase other = Connect(folder / "records.db");
+  other.Run("BEGIN IMMEDIATE");
+  EXPECT_EQ(store.RemoveNamespace("ROOT", "Tarvex", "Tarvex_Diagnostics"), RecordStore::kNotDone);
+  EXPECT_EQ(Notes(store, folder), "database is locked");
+  other.Run("ROLLBACK");
+  EXPECT_EQ(Tests(folder), "a");
+}
+
 TEST_F(RecordFaultTest, AProgramThatNeverEndsOpeningTheStoreCostsOneWaitAndNoRecord) {
   RecordStore(folder.Path()).WriteRecord({"TestName"}, {"a"}, "c", kNamespace);
   SqliteDatabase other = Connect(folder / "records.lock");

@@ -108,6 +108,26 @@ TEST_F(RecordStoreTest, WhatWasRemovedIsInNoFileAnyMore) {
   }
 }
 
+TEST_F(RecordStoreTest, AReaderAmidItsTransactionPutsTheErasureFromTheLogOff) {
+  const std::string secret = "a-serial-number-of-a-customer";
+  const auto log = [&] { return testing::FileText(folder / "records.db-wal"); };
+  store.WriteRecord({"DeviceUdi"}, {secret}, "c", kNamespace);
+  {
+    SqliteDatabase reader = Connect(folder / "records.db");
+    reader.Run("BEGIN");
+    EXPECT_EQ(reader.Number("SELECT count(*) FROM execution_record"), 1);
+    EXPECT_EQ(Remove("Tarvex_Diagnostics"), 0);
+    EXPECT_EQ(reader.Number("SELECT count(*) FROM execution_record"), 1);
+    EXPECT_NE(log().find(secret), std::string::npos);
+    store.Finish();
+    reader.Configure(SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, true);
+  }
+  EXPECT_NE(log().find(secret), std::string::npos);
+  EXPECT_EQ(Remove("Tarvex_Diagnostics"), RecordStore::kNotDone);
+  store.Finish();
+  EXPECT_EQ(log().find(secret), std::string::npos);
+}
+
 TEST_F(RecordStoreTest, NoStoreMeansNoNamespaceAndNoneIsMade) {
   EXPECT_EQ(Remove("Tarvex_Diagnostics"), RecordStore::kNotDone);
   EXPECT_TRUE(std::filesystem::is_empty(folder.Path()));

@@ -70,7 +70,7 @@ INSTANTIATE_TEST_SUITE_P(BareWord, ConfigLine,
                                          LineRow{"", 1010}, LineRow{"=", 0}));
 
 INSTANTIATE_TEST_SUITE_P(SecondOpening, ConfigLine,
-                         testing::Values(LineRow{"[A[B]", 1001}, LineRow{"[ A[", 1001},
+                         testing::Values(LineRow{"[A[B]", 1001}, LineRow{"[ Ab[", 1001},
                                          LineRow{"[[A]", 1001}, LineRow{"x[[", 1001},
                                          // A blank behind the word, or no word: not this mistake.
                                          LineRow{"[A [B]", 0}, LineRow{"[ [B]", 0},
@@ -78,19 +78,19 @@ INSTANTIATE_TEST_SUITE_P(SecondOpening, ConfigLine,
 
 INSTANTIATE_TEST_SUITE_P(SecondClosing, ConfigLine,
                          testing::Values(LineRow{"[A]]", 1002}, LineRow{"[A]B]", 1002},
-                                         LineRow{"[A] B]", 1002}, LineRow{"]]", 1002},
+                                         LineRow{"[A] Bc]", 1002}, LineRow{"]]", 1002},
                                          LineRow{"[]]", 1002}, LineRow{"[A] B ]", 0},
                                          LineRow{"[A] ]", 0}));
 
 INSTANTIATE_TEST_SUITE_P(SecondEquals, ConfigLine,
                          testing::Values(LineRow{"a==b", 1003}, LineRow{"a=b=c", 1003},
-                                         LineRow{"a= b=c", 1003}, LineRow{"==", 1003},
+                                         LineRow{"a= bc=d", 1003}, LineRow{"==", 1003},
                                          LineRow{"a = b = c", 0}, LineRow{"a=b-c=d", 0},
                                          LineRow{"a= =b", 0}));
 
 INSTANTIATE_TEST_SUITE_P(BracketAtEquals, ConfigLine,
-                         testing::Values(LineRow{"a=b[", 1006}, LineRow{"a=b]", 1006},
-                                         LineRow{"[a=", 1006}, LineRow{"]a=", 1006},
+                         testing::Values(LineRow{"a=b[", 1006}, LineRow{"a=bc]", 1006},
+                                         LineRow{"[a=", 1006}, LineRow{"]ab=", 1006},
                                          LineRow{"[A]b=1", 1006}, LineRow{"[=", 1006},
                                          LineRow{"]=", 1006}, LineRow{"a=[b]", 1006},
                                          LineRow{"a=]", 1006},
@@ -99,17 +99,17 @@ INSTANTIATE_TEST_SUITE_P(BracketAtEquals, ConfigLine,
                                          LineRow{"[a] =", 0}, LineRow{"a=b [", 0}));
 
 INSTANTIATE_TEST_SUITE_P(NoClosing, ConfigLine,
-                         testing::Values(LineRow{"[A", 1007}, LineRow{"a[", 1007},
+                         testing::Values(LineRow{"[A", 1007}, LineRow{"9[", 1007},
                                          LineRow{"a=1 2[", 1007}, LineRow{"a = [b", 1007},
                                          LineRow{"[ A", 0}, LineRow{"-[", 0}, LineRow{"[", 0}));
 
 INSTANTIATE_TEST_SUITE_P(NoOpening, ConfigLine,
                          testing::Values(LineRow{"A]", 1008}, LineRow{"a=1 2]", 1008},
                                          LineRow{"a = b]", 1008}, LineRow{"A ]", 0},
-                                         LineRow{"]A", 1008}, LineRow{"] A", 0}, LineRow{"]", 0}));
+                                         LineRow{"]9", 1008}, LineRow{"] A", 0}, LineRow{"]", 0}));
 
 INSTANTIATE_TEST_SUITE_P(ReversedBrackets, ConfigLine,
-                         testing::Values(LineRow{"]A[", 1009}, LineRow{"][", 1009},
+                         testing::Values(LineRow{"]Ab[", 1009}, LineRow{"][", 1009},
                                          LineRow{"[A][B]", 1009}, LineRow{"[A]b[c]", 1009},
                                          LineRow{"] [", 0}, LineRow{"] A[", 0}));
 
