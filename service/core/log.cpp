@@ -112,6 +112,21 @@ void ServiceLog::TellOfCrashes() {
   }
 }
 
+bool ServiceLog::Admits(LogRank rank) {
+  if (rank > LogRank::kEvent ||
+      file_.Size() < (rank == LogRank::kNote ? limits_.noteBytes : limits_.eventBytes)) {
+    return true;
+  }
+  if (leftOut_.insert(rank).second) {
+    const char* const what = rank == LogRank::kNote ? "measurements and texts" : "tests and errors";
+    Write(LogRank::kOutcome,
+          RunLine(NextLine(),
+                  TextArtifact(LogSeverity::kWarning,
+                               "the log is long; left out from here on: " + std::string(what))));
+  }
+  return false;
+}
+
 bool ServiceLog::Write(LogRank rank, const std::string& line) {
   const bool isWritten = file_.Append(line, rank);
   lost_ += isWritten ? 0 : 1;
@@ -119,7 +134,7 @@ bool ServiceLog::Write(LogRank rank, const std::string& line) {
 }
 
 void ServiceLog::Run(LogRank rank, const std::string& artifact) {
-  if (Open()) {
+  if (Open() && Admits(rank)) {
     Write(rank, RunLine(NextLine(), artifact));
   }
 }
@@ -175,7 +190,8 @@ std::uint64_t ServiceLog::StartStep(const std::string& name) noexcept {
   Quietly([&] {
     const std::lock_guard lock(mutex_);
     step = nextStep_++;
-    if (Open() && Write(LogRank::kEvent, StepLine(NextLine(), step, StepStartArtifact(name)))) {
+    if (Open() && Admits(LogRank::kEvent) &&
+        Write(LogRank::kEvent, StepLine(NextLine(), step, StepStartArtifact(name)))) {
       openSteps_.insert(step);
       sync = sync_;
     }
@@ -191,7 +207,7 @@ std::uint64_t ServiceLog::StartStep(const std::string& name) noexcept {
 void ServiceLog::Step(std::uint64_t step, const std::string& artifact, LogRank rank) noexcept {
   Quietly([&] {
     const std::lock_guard lock(mutex_);
-    if (file_.IsOpen() && openSteps_.count(step) > 0) {
+    if (file_.IsOpen() && openSteps_.count(step) > 0 && Admits(rank)) {
       Write(rank, StepLine(NextLine(), step, artifact));
     }
   });

@@ -33,8 +33,8 @@ class LogOutcome {
 // The service's log: one file for each service that has something to say, in the Open Compute
 // Project's output format (docs/service-log.md). It is made with the first artifact; then earlier
 // logs are looked through for one without its end, and old ones are removed. Each line is in the
-// file when the call that made it returns. A log that cannot be written is silent. Nothing throws.
-// Any thread.
+// file when the call that made it returns. A log that cannot be written is silent. One that grows
+// beyond its limits leaves out notes, and then events, and says so. Nothing throws. Any thread.
 class ServiceLog {
  public:
   // No folder: no log. `subject` is what is known before the run.
@@ -54,7 +54,7 @@ class ServiceLog {
   // Starts a step: a test on a device. Its line is on the disk when this returns, as far as
   // LogSync promises. The number names the step from then on.
   std::uint64_t StartStep(const std::string& name) noexcept;
-  // What belongs to a step whose start found no room is left out.
+  // What belongs to a step whose start is not in the file is left out.
   void Step(std::uint64_t step, const std::string& artifact,
             LogRank rank = LogRank::kNote) noexcept;
   void EndStep(std::uint64_t step, LogStatus status) noexcept;
@@ -67,6 +67,7 @@ class ServiceLog {
  private:
   LogLine NextLine();
   bool Open();
+  bool Admits(LogRank rank);
   bool Write(LogRank rank, const std::string& line);
   void Run(LogRank rank, const std::string& artifact);
   void TellOfCrashes();
@@ -84,6 +85,7 @@ class ServiceLog {
   std::uint64_t nextStep_ = 0;
   std::set<std::uint64_t> openSteps_;  // their start is in the file
   std::uint64_t lost_ = 0;             // lines that found no room
+  std::set<LogRank> leftOut_;          // the log has said so
   LogOutcome outcome_;
 };
 

@@ -34,6 +34,7 @@ class LogFile {
   bool IsOpen() const { return file_ != nullptr; }
   const std::string& Name() const { return name_; }
   const std::string& Folder() const { return folder_; }
+  std::uint64_t Size() const { return file_ != nullptr ? file_->size : 0; }
   // Writes the line in one call. False when it could not be written; then nothing of it stays.
   // A line that is no end needs room for ends behind it, which is held as long as the file is open.
   bool Append(std::string_view line, LogRank rank = LogRank::kNote);

@@ -7,10 +7,13 @@
 
 namespace orvan::core {
 
-// What is kept of earlier logs. The oldest go first.
 struct LogLimits {
+  // What is kept of earlier logs. The oldest go first.
   std::size_t files = 100;            // the running one among them
   std::uint64_t bytes = 64ULL << 20;  // of all of them together
+  // What one log takes: few enough bytes that the next run keeps it.
+  std::uint64_t noteBytes = 24ULL << 20;   // from there on no notes
+  std::uint64_t eventBytes = 32ULL << 20;  // from there on no events, only what ends
 };
 
 // True for the name of a log: of a run that ended or goes on, or, with ".crashed" in it, of one

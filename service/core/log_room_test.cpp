@@ -1,6 +1,8 @@
 // What a log keeps, and what it leaves out, where room runs out.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "service/core/log.h"
 #include "service/core/log_folder.h"
 #include "service/core/log_step.h"
@@ -142,6 +144,83 @@ TEST(LogRoom, ALimitOfFileSizesIsLikeAFullDisk) {
   EXPECT_EQ(testing::LogLinesAfterStart(folder.Path()),
             (Lines{testing::RunErrorLine("log-incomplete", "lines that found no room: 1"),
                    RunEnd("SKIP", "NOT_APPLICABLE")}));
+}
+
+// A test of which nothing but its start and its outcome is said.
+void OneTest(ServiceLog& log, const std::string& name) {
+  StepLog(log, name, nullptr, false).End("A", sdk::Verdict::Passed());
+}
+
+// Where the first of these lines begins in the text, in bytes.
+std::size_t PlaceOf(const std::string& text, const std::string& line) {
+  const std::size_t place = text.find(line);
+  return place != std::string::npos ? text.rfind('\n', place) + 1 : place;
+}
+
+const std::string kNoNotes =
+    R"("testRunArtifact":{"log":{"severity":"WARNING","message":"the log is long; )"
+    R"(left out from here on: measurements and texts"}}})";
+const std::string kNoEvents =
+    R"("testRunArtifact":{"log":{"severity":"WARNING","message":"the log is long; )"
+    R"(left out from here on: tests and errors"}}})";
+
+TEST(LogRoom, ALongLogLeavesOutNotesFromOneLimitOnAndTestsFromAnother) {
+  testing::TemporaryFolder folder;
+  ServiceLog log(folder.Path(), {}, {100, 1 << 20, 1000, 2000});
+  log.Begin({});
+  StepLog step(log, "first", nullptr, false);
+  Flood(step, 100);
+  step.Measure({"a", 1, ""});
+  step.End("A", sdk::Verdict::Passed());
+  for (int i = 0; i < 100; ++i) {
+    OneTest(log, "more");
+    log.Error("fault", "x");
+  }
+  log.Text(LogSeverity::kInfo, "note");
+  log.End();
+  const std::string text = WholeText(folder.Path());
+  // The last line below a limit may reach beyond it, and so may the outcome of the last test.
+  EXPECT_GE(PlaceOf(text, kNoNotes), 1000U);
+  EXPECT_LT(PlaceOf(text, kNoNotes), 1300U);
+  EXPECT_GE(PlaceOf(text, kNoEvents), 2000U);
+  EXPECT_LT(PlaceOf(text, kNoEvents), 2500U);
+  EXPECT_LT(text.size(), 3000U);
+}
+
+TEST(LogRoom, ALongLogKeepsTheFormat) {
+  testing::TemporaryFolder folder;
+  ServiceLog log(folder.Path(), {}, {100, 1 << 20, 1000, 2000});
+  StepLog step(log, "first", nullptr, false);
+  for (int i = 0; i < 100; ++i) {
+    OneTest(log, "more");
+    log.Text(LogSeverity::kInfo, "note");
+  }
+  step.Message("note");
+  step.End("A", sdk::Verdict::Passed());
+  log.End();
+  const Lines lines = testing::LogLines(folder.Path());
+  const auto count = [&lines](const std::string& part) {
+    return std::count_if(lines.begin(), lines.end(), [&part](const std::string& line) {
+      return line.find(part) != std::string::npos;
+    });
+  };
+  EXPECT_EQ(count(kNoNotes), 1);
+  EXPECT_EQ(count(kNoEvents), 1);
+  EXPECT_GT(count("testStepStart"), 1);
+  EXPECT_EQ(count("testStepStart"), count("testStepEnd"));
+  EXPECT_EQ(count("testStepStart"), count("diagnosis"));
+  EXPECT_EQ(Lines(lines.end() - 3, lines.end()),
+            (Lines{Passed(0), Ended(0), RunEnd("SKIP", "NOT_APPLICABLE")}));
+  const std::string text = WholeText(folder.Path());
+  for (std::size_t i = 0; i < lines.size(); ++i) {
+    EXPECT_NE(text.find("{\"sequenceNumber\":" + std::to_string(i) + ','), std::string::npos) << i;
+  }
+}
+
+TEST(LogRoom, TheLongestLogIsKeptByTheNextRun) {
+  const LogLimits limits;
+  EXPECT_LT(limits.noteBytes, limits.eventBytes);
+  EXPECT_LE(limits.eventBytes, limits.bytes / 2);
 }
 
 }  // namespace
