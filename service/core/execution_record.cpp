@@ -43,11 +43,16 @@ void TrackFinishedTest(SystemExecutionTracker& tracker, const FinishedTest& test
   record.testName = test.testName;
   record.startTimestamp = LocalTimeText(test.startMs);
   record.duration = DurationText(test.took);
-  Guarded(log, "execution record of " + test.testName, false, [&] {
-    if (device != nullptr) {
+  const std::string what = "execution record of " + test.testName;
+  if (device != nullptr) {
+    // A device that does not tell its name costs no record.
+    Guarded(log, what, false, [&] {
       record.deviceUdi = device->UniqueId();
       record.deviceDisplayName = device->Information().name;
-    }
+      return true;
+    });
+  }
+  Guarded(log, what, false, [&] {
     tracker.Track(record);
     return true;
   });

@@ -23,8 +23,9 @@ struct FinishedTest {
   std::chrono::duration<double> took{};
 };
 
-// Gives the record of a finished test to the tracker. No device: its fields stay empty. An
-// exception of the device or of the tracker becomes a line of the log. Service thread.
+// Gives the record of a finished test to the tracker. No device, or one that throws: its fields
+// stay empty. An exception of the device or of the tracker becomes a line of the log. Service
+// thread.
 void TrackFinishedTest(SystemExecutionTracker& tracker, const FinishedTest& test,
                        const sdk::Device* device, ServiceLog& log);
 

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -16,12 +17,19 @@ namespace orvan::core::testing {
 
 class KeptRecords final : public SystemExecutionTracker {
  public:
-  explicit KeptRecords(std::vector<SystemExecutionRecord>& records) : records_(records) {}
-  void Track(const SystemExecutionRecord& record) override { records_.push_back(record); }
+  KeptRecords(std::vector<SystemExecutionRecord>& records, const bool& broken)
+      : records_(records), broken_(broken) {}
+  void Track(const SystemExecutionRecord& record) override {
+    if (broken_) {
+      throw std::runtime_error("no store");
+    }
+    records_.push_back(record);
+  }
   int Remove() override { return 0; }
 
  private:
   std::vector<SystemExecutionRecord>& records_;
+  const bool& broken_;
 };
 
 // A store that says what a test gives it, and its end.
@@ -38,8 +46,9 @@ class ExecutorTest : public ::testing::Test {
  protected:
   void Start() {
     source->modules.push_back(Own(std::move(plain)));
-    ServiceOptions options{"5.0.0.0", logFolder,
-                           [this] { return std::make_unique<KeptRecords>(records); }, &store};
+    ServiceOptions options{
+        "5.0.0.0", logFolder,
+        [this] { return std::make_unique<KeptRecords>(records, trackerIsBroken); }, &store};
     service = std::make_unique<Service>(std::move(source), options);
     service->SetSuiteListener(&suite);
     service->SetTestListener(&test);
@@ -75,6 +84,7 @@ class ExecutorTest : public ::testing::Test {
   RecordingSuite suite{list};
   RecordingTest test{list};
   std::vector<SystemExecutionRecord> records;
+  bool trackerIsBroken = false;
   std::unique_ptr<PlainModule> plain = std::make_unique<PlainModule>();
   std::unique_ptr<PlainSource> source = std::make_unique<PlainSource>();
   std::unique_ptr<Service> service;

@@ -18,6 +18,12 @@ class ExecutorRecordTest : public testing::ExecutorTest {
     settings.SetBool(kSettingExecutionTracker, true);
     service->ApplySettings(settings);
   }
+  bool IsLogged(const std::string& text) const {
+    const std::vector<std::string> lines = testing::LogLines(logFolder);
+    return std::any_of(lines.begin(), lines.end(), [&](const std::string& line) {
+      return line.find(text) != std::string::npos;
+    });
+  }
 };
 
 TEST_F(ExecutorRecordTest, KeepsARecordOfEachTestWhenTheSettingsSaySo) {
@@ -72,6 +78,39 @@ TEST_F(ExecutorRecordTest, ARecordIsKeptBeforeItsTestIsShownAsFinished) {
   suite.onTestEnd = [&] { kept = records.size(); };
   Run();
   EXPECT_EQ(kept, 1U);
+}
+
+TEST_F(ExecutorRecordTest, ADeviceThatThrowsCostsNoRecord) {
+  const testing::TemporaryFolder folder;
+  logFolder = folder.Path();
+  plain->diagnostics = {MakeDiagnostic("Q", 1, {MakeTest("a", 1, Passes())})};
+  plain->scan = [](std::stop_token) {
+    auto device = std::make_unique<testing::PlainDevice>("0");
+    device->broken = true;
+    std::vector<std::unique_ptr<sdk::Device>> devices;
+    devices.push_back(std::move(device));
+    return devices;
+  };
+  Start();
+  KeepRecords();
+  Run();
+  ASSERT_EQ(records.size(), 1U);
+  EXPECT_EQ(records[0].testName, "a");
+  EXPECT_EQ(records[0].deviceUdi, "serial-0");
+  EXPECT_EQ(records[0].deviceDisplayName, "");
+  EXPECT_TRUE(IsLogged("execution record of a: no information"));
+}
+
+TEST_F(ExecutorRecordTest, ATrackerThatThrowsChangesNoVerdict) {
+  const testing::TemporaryFolder folder;
+  logFolder = folder.Path();
+  trackerIsBroken = true;
+  plain->diagnostics = {MakeDiagnostic("Q", 1, {MakeTest("a", 1, Passes())})};
+  Start();
+  KeepRecords();
+  Run();
+  EXPECT_EQ(FinalCode(), "5.0.0.0-PASSED-7");
+  EXPECT_TRUE(IsLogged("execution record of a: no store"));
 }
 
 TEST_F(ExecutorRecordTest, WhatTheRecordStoreHasToSayIsInTheLogAtOnceAndAtTheEnd) {
