@@ -2,8 +2,7 @@
 
 #include "system/win_timer.h"
 
-// What the main thread keeps of a run while it applies its events. A tool derives from it and adds
-// its view. Main thread.
+// What the main thread keeps of a run while it applies its events. Main thread.
 struct ToolEventContext {
   // Begins the time of a device; from here on progress is shown.
   void StartDevice() {
@@ -31,4 +30,17 @@ class ToolEvent {
   // True when applying it does no more than to keep a percentage for the next line that is drawn.
   // Of such events in a row only the last matters, and the queue keeps no other.
   virtual bool IsProgress() const { return false; }
+};
+
+// The context and the events of the tool that has this view, which no other tool's ever meet.
+template <class View>
+struct ToolViewContext : ToolEventContext {
+  View* view = nullptr;  // not owned
+};
+template <class View>
+class ToolViewEvent : public ToolEvent {
+ protected:
+  static View& ViewOf(ToolEventContext& context) {
+    return *static_cast<ToolViewContext<View>&>(context).view;
+  }
 };

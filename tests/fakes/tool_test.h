@@ -3,6 +3,8 @@
 #include <getopt.h>
 #include <gtest/gtest.h>
 
+#include <memory>
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -35,6 +37,21 @@ class ToolTest : public ::testing::Test {
   static void AddPartition(FakeDevice& device,
                            std::vector<std::pair<std::string, std::string>> pairs) {
     device.resources.push_back({"PARTITION", std::move(pairs)});
+  }
+  // Sends an event to the listener, with a property of the tool, on this thread.
+  bool SendTo(orvan_service::ToolListenerView& listener, const std::string& event,
+              const std::string& property, const std::vector<std::string>& values) {
+    tool.SetToolProperty(property, values);
+    return listener.Dispatch(&tool, event);
+  }
+  // The next event on the queue, which must be of that kind.
+  template <class Event>
+  static std::unique_ptr<Event> NextOf(ToolEventQueue& queue) {
+    std::unique_ptr<ToolEvent> next = queue.Take();
+    auto* event = dynamic_cast<Event*>(next.get());
+    if (event == nullptr) throw std::runtime_error("another event, or none");
+    next.release();
+    return std::unique_ptr<Event>(event);
   }
   // The ids of the records or devices.
   template <class Records>

@@ -1,21 +1,14 @@
 #pragma once
 
-#include <memory>
-
-#include "tools/forced_abort.h"
-#include "tools/recover/rbs_cli_event.h"
 #include "tools/recover/rbs_cli_listener.h"
 #include "tools/recover/rbs_utils.h"
-#include "tools/tool_cli.h"
-#include "tools/tool_command_line.h"
-#include "tools/tool_event_queue.h"
-#include "tools/tool_keyboard.h"
+#include "tools/tool_command.h"
 
 class RbsCliStdio;
 
 // The Recover Bad Sectors command: reads its options, shows what they ask for, has a repair
 // confirmed, and runs it. Main thread.
-class RbsCli final : public ToolCli {
+class RbsCli final : public ToolCommand<RbsCliStdio, RbsUtils, RbsCliListener> {
  public:
   // `supervised`: the output is for a supervising program, and nobody can answer. `terminal` is
   // where an answer comes from.
@@ -28,27 +21,11 @@ class RbsCli final : public ToolCli {
   // Repairs the chosen devices. The tool must know its operation.
   void ToolRun() override;
 
-  // Whether the system is bootable, as the program says.
-  bool bootable() const { return bootable_; }
-
  private:
-  bool Has(std::uint32_t bits) const { return (line_.flags & bits) != 0; }
   void MakeView();
-  bool ParseLine(int argc, char** argv);
   void ShowInformation();
   bool IsRepairWanted();
 
-  const ToolTarget target_;
   const bool supervised_;
-  ToolEventQueue queue_;
-  RbsUtils utils_;
-  ToolCommandLine line_;
   RbsSelection selection_;
-  bool bootable_ = false;
-  std::unique_ptr<RbsCliStdio> view_;
-  RbsEventContext context_;
-  RbsCliListener listener_;
-  ToolKeyboard keyboard_;
-  // Last, for the handler that it removes uses the rest.
-  ForcedAbort forcedAbort_;
 };

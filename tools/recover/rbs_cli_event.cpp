@@ -3,33 +3,33 @@
 #include "tools/recover/rbs_cli_stdio.h"
 
 void EventRecoverInit::apply(ToolEventContext& context) {
-  Of(context).view->OnRecoverInit();
+  ViewOf(context).OnRecoverInit();
 }
 
 void EventRecoverFinish::apply(ToolEventContext& context) {
-  Of(context).view->OnRecoverFinish(text);
+  ViewOf(context).OnRecoverFinish(text);
 }
 
 void EventOperationInit::apply(ToolEventContext& context) {
-  Of(context).view->OnOperationInit(operation);
+  ViewOf(context).OnOperationInit(operation);
 }
 
 void EventOperationFinish::apply(ToolEventContext& context) {
-  Of(context).view->OnOperationFinish(text);
+  ViewOf(context).OnOperationFinish(text);
 }
 
 void EventDeviceInit::apply(ToolEventContext& context) {
   context.StartDevice();
-  Of(context).view->OnDeviceInit(deviceId, displayName);
+  ViewOf(context).OnDeviceInit(deviceId, displayName);
 }
 
 void EventDeviceFinish::apply(ToolEventContext& context) {
-  RbsCliStdio& view = *Of(context).view;
+  RbsCliStdio& view = ViewOf(context);
   if (hasMessage) view.SetMessage(message);
   view.OnDeviceFinish(deviceId, displayName, status, context.DeviceSeconds(), sectorsInfo,
                       badSectorList, operation);
 }
 
 void EventProgress::apply(ToolEventContext& context) {
-  Of(context).view->SetProgress(percent, context.DeviceSeconds());
+  ViewOf(context).SetProgress(percent, context.DeviceSeconds());
 }

@@ -10,18 +10,10 @@
 class RbsCliStdio;
 
 // What the tool's events are applied to.
-struct RbsEventContext : ToolEventContext {
-  RbsCliStdio* view = nullptr;  // not owned
-};
+using RbsEventContext = ToolViewContext<RbsCliStdio>;
 
 // One report of the running tool. Built on the service's threads, applied on the main thread.
-class RbsCliEvent : public ToolEvent {
- protected:
-  // The context of this tool, whose events no other ever gets.
-  static RbsEventContext& Of(ToolEventContext& context) {
-    return static_cast<RbsEventContext&>(context);
-  }
-};
+using RbsCliEvent = ToolViewEvent<RbsCliStdio>;
 
 class EventRecoverInit final : public RbsCliEvent {
  public:

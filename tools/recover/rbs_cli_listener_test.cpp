@@ -57,20 +57,13 @@ class RbsCliListenerTest : public ToolTest {
     tool.SetToolProperty("SectorsInfo", {"800", "6", "4", "2"});
   }
 
-  // Sends the event with a property, on this thread.
   bool Send(const std::string& event, const std::string& property = "Unused",
             const Texts& values = {}) {
-    tool.SetToolProperty(property, values);
-    return listener.Dispatch(&tool, event);
+    return SendTo(listener, event, property, values);
   }
-  // The next event on the queue, which must be of that kind.
   template <class Event>
   std::unique_ptr<Event> Next() {
-    std::unique_ptr<ToolEvent> next = queue.Take();
-    auto* event = dynamic_cast<Event*>(next.get());
-    if (event == nullptr) throw std::runtime_error("another event, or none");
-    next.release();
-    return std::unique_ptr<Event>(event);
+    return NextOf<Event>(queue);
   }
   std::unique_ptr<EventDeviceFinish> Finished(const Texts& finish = {"1", "9"}) {
     EXPECT_TRUE(Send("OnDeviceFinish", "DeviceFinish", finish));

@@ -80,28 +80,10 @@ std::string HelpText() {
 
 }  // namespace
 
-void RbsCliStdio::ShowDevices(const std::vector<ToolDeviceRecord>& devices) {
-  tarvex::WriteTool(tarvex::ToolDeviceList(kWords, devices));
-}
-
-void RbsCliStdio::ShowErrors(const std::vector<std::string>& keys) {
-  tarvex::WriteTool(tarvex::ToolErrors(keys));
-}
-
-void RbsCliStdio::ShowWarnings(const std::vector<std::string>& keys) {
-  WriteRaw(tarvex::ToolWarnings(keys));
-}
+RbsCliStdio::RbsCliStdio(bool bootable) : shared_(kWords, bootable) {}
 
 void RbsCliStdio::ShowVersion() {
   tarvex::WriteTool("> " + tarvex::KeyToText(std::string(kRbsTool) + " " + kRbsVersion) + "\n\n");
-}
-
-void RbsCliStdio::ShowUsageHint() {
-  tarvex::WriteTool(tarvex::ToolUsageHint(kWords));
-}
-
-void RbsCliStdio::ShowHeader(bool noEsc) {
-  tarvex::WriteTool(tarvex::ToolHeader(kWords, noEsc));
 }
 
 void RbsCliStdio::ShowConfirmation() {
@@ -117,17 +99,8 @@ void RbsCliStdio::WriteRaw(const std::string& text) {
   tarvex::WriteTool(text);
 }
 
-void RbsCliStdio::ReportNoDevices(std::vector<std::string> keys) {
-  keys.emplace_back(tarvex::kToolNoDevices);
-  ShowErrors(keys);
-}
-
 void RbsCliStdio::OnOperationInit(const std::string& operation) {
   tarvex::WriteTool(tarvex::KeyToText(std::string(kRbsStarted) + " |" + operation) + "\n");
-}
-
-void RbsCliStdio::OnDeviceInit(const std::string& /*id*/, const std::string& name) {
-  tarvex::WriteToolFlushed("=> " + name + " \n");
 }
 
 void RbsCliStdio::OnDeviceFinish(const std::string& /*id*/, const std::string& /*name*/,
@@ -135,7 +108,7 @@ void RbsCliStdio::OnDeviceFinish(const std::string& /*id*/, const std::string& /
                                  const std::vector<std::string>& sectorsInfo,
                                  const std::string& badSectors, const std::string& /*operation*/) {
   const std::string margin = tarvex::kToolMargin;
-  progressLine_.Wipe();
+  shared_.WipeProgress();
   ShowCounts(status, sectorsInfo);
   ShowStatus(status);
   tarvex::WriteToolFlushed("\n" + margin + tarvex::KeyToText(kRbsElapsedTime) + " " +
@@ -157,30 +130,12 @@ void RbsCliStdio::ShowCounts(std::int32_t status, const std::vector<std::string>
 }
 
 void RbsCliStdio::ShowStatus(std::int32_t status) {
-  std::string text =
-      tarvex::kToolMargin + tarvex::KeyToText(kRbsOperationStatus) + " " + StatusText(status);
-  if (!message_.empty()) text += " - " + message_;
-  message_.clear();
+  std::string text = tarvex::kToolMargin + tarvex::KeyToText(kRbsOperationStatus) + " " +
+                     StatusText(status) + shared_.TakeMessage();
   if (status == kSystemEvent) text += " - " + tarvex::KeyToText(kRbsSystemEvent);
   tarvex::WriteTool(text);
 }
 
 void RbsCliStdio::OnOperationFinish(const std::string& /*text*/) {
   tarvex::WriteTool("\n");
-}
-
-void RbsCliStdio::OnRecoverFinish(const std::string& text) {
-  if (!text.empty()) tarvex::WriteTool(text + "\n");
-}
-
-void RbsCliStdio::ShowProgress(double elapsedSeconds) {
-  progressLine_.Show(percent_, elapsedSeconds);
-}
-
-void RbsCliStdio::SetProgress(std::uint32_t percent, double /*elapsedSeconds*/) {
-  percent_ = percent;
-}
-
-void RbsCliStdio::ShowScanning() {
-  progressLine_.ShowScanning();
 }

@@ -117,6 +117,7 @@ TEST_F(RbsCliTest, EmptyTokensAreSeenAndAreNoDevices) {
 TEST_F(RbsCliTest, WithoutAnIdEveryDeviceIsRepairedAfterConfirmation) {
   Type("y\r");
   const std::string output = Execute({"-r"});
+  EXPECT_EQ(module.scans, 1);
   EXPECT_EQ(Repaired(), (Texts{"0", "1"}));
   EXPECT_EQ(output.substr(0, kAbortHeader.size()), kAbortHeader);
   EXPECT_TRUE(EndsWith(output, kQuestionEnd + "y\n\n"));
@@ -206,6 +207,16 @@ TEST_F(RbsCliTest, ARunIsShown) {
                 "   Number of fixed sectors: 1\n   Number of non fixed sectors: 0\n"
                 "   Operation status: Passed\n   Elapsed time: 0 second\n"
                 "\n   Bad sectors list:\n   5\n\n\n");
+}
+
+TEST_F(RbsCliTest, ProgressIsDrawnWhileADeviceIsRepaired) {
+  play = [](FakeToolRun& run) {
+    run.Fire("OnDeviceInit", "DeviceInit", {"0"});
+    run.Fire("OnProgress", "Progress", {"42"});
+    // The second look at the keyboard from here on comes behind a progress line.
+    host().console.AwaitReads(host().console.Reads() + 3);
+  };
+  EXPECT_NE(Execute({"-r", "-y"}).find("=> Disk A \n   42% "), std::string::npos);
 }
 
 TEST_F(RbsCliTest, EscapeThatWasTypedBeforeTheRunStopsIt) {

@@ -3,7 +3,6 @@
 #include <array>
 
 #include "tools/recover/message_keys.h"
-#include "tools/tool_spinner.h"
 
 namespace {
 
@@ -34,13 +33,6 @@ constexpr ToolGrammar kGrammar{kShortOptions, kLongOptions, kRows, &ForSuperviso
 
 }  // namespace
 
-bool RbsOptionParser::Parse(int argc, char** argv, ToolSpinner& spinner,
-                            ToolCommandLine& line) const {
-  const ToolDeviceSource devices{
-      [this, &spinner] {
-        const ToolSpinner::Scan scan(spinner);
-        utils_.filterDevices(true, false);
-      },
-      [this](const std::string& id) { return utils_.findDevice(id) != nullptr; }};
-  return tarvex::ParseToolLine(argc, argv, kGrammar, devices, line);
-}
+RbsOptionParser::RbsOptionParser(RbsUtils& utils, bool bootable)
+    : ToolOptionParser(
+          kGrammar, utils, [&utils] { utils.filterDevices(true, false); }, bootable) {}

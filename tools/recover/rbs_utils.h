@@ -18,9 +18,9 @@ class RbsUtils : public ToolDevices {
   // searches anew first; `physical` asks the tool for whole disks. Throws std::out_of_range for a
   // device that does not say whether it rotates.
   void filterDevices(bool refresh, bool physical);
-  // Gathers the devices of the run from a selection that outlives this object; without any, all
-  // devices, which it then names. `perPartition` also tells the tool which partitions of each
-  // device are meant, passing over devices that have none.
+  // Gathers the devices of the run from a selection, which stays where it is until the run is over;
+  // without any, all devices, which it then names. `perPartition` also tells the tool which
+  // partitions of each device are meant, passing over devices that have none.
   void prepareExecution(RbsSelection& selection, bool perPartition);
 
   // Under their mount points; of several the last.

@@ -1,21 +1,14 @@
 #pragma once
 
-#include <memory>
-
-#include "tools/forced_abort.h"
-#include "tools/smart/st_cli_event.h"
 #include "tools/smart/st_cli_listener.h"
 #include "tools/smart/st_utils.h"
-#include "tools/tool_cli.h"
-#include "tools/tool_command_line.h"
-#include "tools/tool_event_queue.h"
-#include "tools/tool_keyboard.h"
+#include "tools/tool_command.h"
 
 class STCliStdio;
 
 // The SMART command: reads its options, shows what they ask for, or the attributes of the chosen
 // devices. It changes nothing on them and asks nothing. Main thread.
-class STCli final : public ToolCli {
+class STCli final : public ToolCommand<STCliStdio, STUtils, STCliListener> {
  public:
   STCli(DiagModule* module, DiagTool* tool);
   ~STCli() override;
@@ -26,23 +19,6 @@ class STCli final : public ToolCli {
   // Reads the attributes of the chosen devices.
   void ToolRun() override;
 
-  // Whether the system is bootable, as the program says.
-  bool bootable() const { return bootable_; }
-
  private:
-  bool Has(std::uint32_t bits) const { return (line_.flags & bits) != 0; }
-  bool ParseLine(int argc, char** argv);
   void ShowInformation();
-
-  const ToolTarget target_;
-  ToolEventQueue queue_;
-  STUtils utils_;
-  ToolCommandLine line_;
-  bool bootable_ = false;
-  std::unique_ptr<STCliStdio> view_;
-  STEventContext context_;
-  STCliListener listener_;
-  ToolKeyboard keyboard_;
-  // Last, for the handler that it removes uses the rest.
-  ForcedAbort forcedAbort_;
 };

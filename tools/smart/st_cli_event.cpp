@@ -3,18 +3,18 @@
 #include "tools/smart/st_cli_stdio.h"
 
 void STEventSmartToolFinish::apply(ToolEventContext& context) {
-  Of(context).view->OnSmartToolFinish(text);
+  ViewOf(context).OnSmartToolFinish(text);
 }
 
 void STEventDeviceInit::apply(ToolEventContext& context) {
-  Of(context).view->OnDeviceInit(deviceId, displayName);
+  ViewOf(context).OnDeviceInit(deviceId, displayName);
 }
 
 void STEventDeviceFinish::apply(ToolEventContext& context) {
-  Of(context).view->OnDeviceFinish(deviceId, displayName, status, deviceType, attributes,
-                                   driveInformation);
+  ViewOf(context).OnDeviceFinish(deviceId, displayName, status, deviceType, attributes,
+                                 driveInformation);
 }
 
 void STEventProgress::apply(ToolEventContext& context) {
-  Of(context).view->SetProgress(percent, context.DeviceSeconds());
+  ViewOf(context).SetProgress(percent, context.DeviceSeconds());
 }

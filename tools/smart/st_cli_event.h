@@ -9,18 +9,10 @@
 class STCliStdio;
 
 // What the tool's events are applied to.
-struct STEventContext : ToolEventContext {
-  STCliStdio* view = nullptr;  // not owned
-};
+using STEventContext = ToolViewContext<STCliStdio>;
 
 // One report of the running tool. Built on the service's threads, applied on the main thread.
-class STCliEvent : public ToolEvent {
- protected:
-  // The context of this tool, whose events no other ever gets.
-  static STEventContext& Of(ToolEventContext& context) {
-    return static_cast<STEventContext&>(context);
-  }
-};
+using STCliEvent = ToolViewEvent<STCliStdio>;
 
 class STEventSmartToolInit final : public STCliEvent {
  public:

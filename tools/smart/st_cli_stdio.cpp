@@ -65,39 +65,10 @@ std::string ReasonText(std::int32_t status) {
 }  // namespace
 
 STCliStdio::STCliStdio(bool bootable, DriveInfoSetting driveInfo)
-    : bootable_(bootable), driveInfo_(std::move(driveInfo)) {}
-
-void STCliStdio::ShowDevices(const std::vector<ToolDeviceRecord>& devices) {
-  tarvex::WriteTool(tarvex::ToolDeviceList(kWords, devices));
-}
-
-void STCliStdio::ShowErrors(const std::vector<std::string>& keys) {
-  tarvex::WriteTool(tarvex::ToolErrors(keys));
-}
-
-void STCliStdio::ShowWarnings(const std::vector<std::string>& keys) {
-  tarvex::WriteTool(tarvex::ToolWarnings(keys));
-}
-
-void STCliStdio::ShowUsageHint() {
-  tarvex::WriteTool(tarvex::ToolUsageHint(kWords));
-}
-
-void STCliStdio::ShowHeader(bool noEsc) {
-  tarvex::WriteTool(tarvex::ToolHeader(kWords, noEsc));
-}
+    : ToolView(kWords, bootable), driveInfo_(std::move(driveInfo)) {}
 
 void STCliStdio::ShowHelp() {
   tarvex::WriteTool(HelpText());
-}
-
-void STCliStdio::ReportNoDevices(std::vector<std::string> keys) {
-  keys.emplace_back(tarvex::kToolNoDevices);
-  ShowErrors(keys);
-}
-
-void STCliStdio::OnDeviceInit(const std::string& /*id*/, const std::string& name) {
-  tarvex::WriteToolFlushed("=> " + name + " \n");
 }
 
 void STCliStdio::OnDeviceFinish(const std::string& /*id*/, const std::string& /*name*/,
@@ -108,7 +79,7 @@ void STCliStdio::OnDeviceFinish(const std::string& /*id*/, const std::string& /*
                                  [&](const TypeRow& entry) { return deviceType == entry.type; });
   const bool nothingRead = attributes.empty() && driveInformation.empty();
   if (nothingRead || row == kTypes.end()) status = kNotPossible;
-  progressLine_.Wipe();
+  WipeProgress();
   if (status == kRead) {
     const std::string section = DriveInformation(driveInformation);
     tarvex::WriteTool(tarvex::AttributeHead(row->columns) +
@@ -118,9 +89,7 @@ void STCliStdio::OnDeviceFinish(const std::string& /*id*/, const std::string& /*
   } else {
     tarvex::WriteTool(ReasonText(status));
   }
-  if (!message_.empty()) tarvex::WriteTool(" - " + message_);
-  message_.clear();
-  tarvex::WriteToolFlushed("\n");
+  tarvex::WriteToolFlushed(TakeMessage() + "\n");
 }
 
 // The section about the maker's drives; empty where there is nothing to tell or it is not wanted.
@@ -135,17 +104,5 @@ std::string STCliStdio::DriveInformation(const std::string& driveInformation) co
 }
 
 void STCliStdio::OnSmartToolFinish(const std::string& text) {
-  if (!text.empty()) tarvex::WriteTool(text + "\n");
-}
-
-void STCliStdio::ShowProgress(double elapsedSeconds) {
-  progressLine_.Show(percent_, elapsedSeconds);
-}
-
-void STCliStdio::SetProgress(std::uint32_t percent, double /*elapsedSeconds*/) {
-  percent_ = percent;
-}
-
-void STCliStdio::ShowScanning() {
-  progressLine_.ShowScanning();
+  ShowEnd(text);
 }

@@ -54,16 +54,6 @@ TEST_F(STCliStdioTest, TheHeaderNamesTheProgram) {
             "\n" + kSigns + "\n Tarvex Diagnostics CLI  -  Smart tool\n" + kSigns + "\n\n\n");
 }
 
-TEST_F(STCliStdioTest, WarningsAndErrorsAreConverted) {
-  view.ShowWarnings({});
-  view.ShowErrors({});
-  EXPECT_EQ(capture.Take(), "");
-  view.ShowWarnings({"|IGNORING: ^X_1$", "|NO_VALID_OPTION_SPECIFIED"});
-  EXPECT_EQ(capture.Take(), "[Warning] Ignoring: X_1\n[Warning] No valid option specified\n\n");
-  view.ShowErrors({"|UNRECOGNIZED_OPTION_FOUND"});
-  EXPECT_EQ(capture.Take(), ">> Errors:\n\t- Unrecognized option found\n\n");
-}
-
 TEST_F(STCliStdioTest, TheUsageHintNamesTheHelp) {
   view.ShowUsageHint();
   EXPECT_EQ(capture.Take(),
@@ -101,17 +91,6 @@ TEST_F(STCliStdioTest, TheListDoesNotTellOfNonRotatingDevices) {
   const std::string block =
       "\n" + kDashes + "\n  Device Id\t\ta 1\n  Display Name\t\tFAST_|One\n\n";
   EXPECT_EQ(capture.Take(), "> List of devices" + block + block + "\n");
-}
-
-TEST_F(STCliStdioTest, NoDevicesAreAnErrorBehindTheOthers) {
-  view.ReportNoDevices({"|FIRST"});
-  EXPECT_EQ(capture.Take(),
-            ">> Errors:\n\t- First\n\t- There are no devices applicable for that operation\n\n");
-}
-
-TEST_F(STCliStdioTest, TheStartOfADeviceIsNamedWithoutItsId) {
-  view.OnDeviceInit("0", "DISK_|A");
-  EXPECT_EQ(capture.Flushed(), "=> DISK_|A \n");
 }
 
 TEST_F(STCliStdioTest, TheEndOfAllIsSilentWithoutAText) {
@@ -202,23 +181,11 @@ TEST_F(STCliStdioTest, ZeroBytesAreTakenOutOfDriveInformationOnly) {
                 "Model                                   X 1" + std::string(36, ' ') + "\n\n");
 }
 
-TEST_F(STCliStdioTest, ProgressIsKeptAndDrawsNothingByItself) {
-  view.SetProgress(42, 3);
-  EXPECT_EQ(capture.Take(), "");
-  EXPECT_EQ(view.percent(), 42U);
-}
-
 TEST_F(STCliStdioTest, AResultWipesAProgressLine) {
   view.SetProgress(5, 1);
   view.ShowProgress(1);
   EXPECT_EQ(capture.Take(), "   5% - 1 second  \r");
   EXPECT_EQ(Finish(1, "ata", kAttribute), std::string(16, ' ') + "\r" + kNotPossible);
-}
-
-TEST_F(STCliStdioTest, TheSearchShowsTheSpinner) {
-  view.ShowScanning();
-  view.ShowScanning();
-  EXPECT_EQ(capture.Flushed(), "Scanning devices... -\rScanning devices... \\\r");
 }
 
 TEST_F(STCliStdioTest, WhetherTheSystemIsBootableIsKept) {

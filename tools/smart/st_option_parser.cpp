@@ -3,7 +3,6 @@
 #include <array>
 
 #include "tools/smart/message_keys.h"
-#include "tools/tool_spinner.h"
 
 namespace {
 
@@ -22,13 +21,6 @@ constexpr ToolGrammar kGrammar{kShortOptions, kLongOptions, kRows, nullptr, kSTA
 
 }  // namespace
 
-bool STOptionParser::Parse(int argc, char** argv, ToolSpinner& spinner,
-                           ToolCommandLine& line) const {
-  const ToolDeviceSource devices{
-      [this, &spinner] {
-        const ToolSpinner::Scan scan(spinner);
-        utils_.filterDevices(true);
-      },
-      [this](const std::string& id) { return utils_.findDevice(id) != nullptr; }};
-  return tarvex::ParseToolLine(argc, argv, kGrammar, devices, line);
-}
+STOptionParser::STOptionParser(STUtils& utils, bool bootable)
+    : ToolOptionParser(
+          kGrammar, utils, [&utils] { utils.filterDevices(true); }, bootable) {}

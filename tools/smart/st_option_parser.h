@@ -1,23 +1,11 @@
 #pragma once
 
 #include "tools/smart/st_utils.h"
-#include "tools/tool_command_line.h"
+#include "tools/tool_option_parser.h"
 
-class ToolSpinner;
-
-// Reads what stands behind the tool's option. Main thread.
-class STOptionParser {
+// The options of the SMART tool. Main thread.
+class STOptionParser : public ToolOptionParser {
  public:
   // The utilities outlive the parser.
-  STOptionParser(STUtils& utils, bool bootable) : utils_(utils), bootable_(bootable) {}
-
-  // As tarvex::ParseToolLine. Where the line is about devices it has them searched, while the
-  // spinner shows it.
-  bool Parse(int argc, char** argv, ToolSpinner& spinner, ToolCommandLine& line) const;
-  // Whether the system is bootable, as the program says. No option depends on it.
-  bool bootable() const { return bootable_; }
-
- private:
-  STUtils& utils_;
-  const bool bootable_;
+  STOptionParser(STUtils& utils, bool bootable);
 };

@@ -14,8 +14,8 @@ class STUtils : public ToolDevices {
   // the tool itself is not run. `refresh` searches anew first. Throws std::out_of_range for a
   // device that does not say whether it rotates.
   void filterDevices(bool refresh);
-  // Gathers the devices of the run: those of the selection, which outlives this object, or all for
-  // an empty one.
+  // Gathers the devices of the run: those of the selection, which stays where it is until the run
+  // is over, or all for an empty one.
   void prepareExecution(const std::set<std::string>& selection);
 
  private:
