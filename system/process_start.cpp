@@ -34,10 +34,9 @@ bool HasSoundServer() {
 int FillStandardDescriptors() {
   for (int number = STDIN_FILENO; number <= STDERR_FILENO; ++number) {
     if (fcntl(number, F_GETFD) >= 0) continue;
-    // The wrong direction, so that reading or writing fails as it does on a closed descriptor. The
-    // lowest free number is this one: all below are open by now.
-    const int direction = number == STDIN_FILENO ? O_WRONLY : O_RDONLY;
-    if (open("/dev/null", direction) < 0) return errno;
+    // A mere place, so that reading or writing fails as it does on a closed descriptor; this one is
+    // there where /dev isn't. The lowest free number is this one: all below are open by now.
+    if (open("/", O_PATH) < 0) return errno;
   }
   return 0;
 }

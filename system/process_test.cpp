@@ -220,6 +220,25 @@ TEST(FillStandardDescriptors, FillsClosedOnesSoThatUseFails) {
             0);
 }
 
+// In the child process of a test: an empty root folder, which has no /dev.
+bool EnterEmptyRoot(const TestFolder& folder) {
+  return chroot(folder.Path().c_str()) == 0 && chdir("/") == 0;
+}
+
+TEST(FillStandardDescriptors, FillsThemWhereThereAreNoDevices) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can change its root";
+  const TestFolder folder;
+  EXPECT_EQ(InChild([&folder] {
+              if (!EnterEmptyRoot(folder)) return 1;
+              close(0);
+              close(1);
+              close(2);
+              if (tarvex::FillStandardDescriptors() != 0) return 2;
+              return open("file", O_WRONLY | O_CREAT | O_CLOEXEC, 0600) == 3 ? 0 : 3;
+            }),
+            0);
+}
+
 TEST(FillStandardDescriptors, LeavesOpenOnesAlone) {
   EXPECT_EQ(InChild([] {
               const int null = open("/dev/null", O_RDWR | O_CLOEXEC);
