@@ -245,8 +245,9 @@ TEST_F(OptionValues, AnOutputFollowedByAnOptionFails) {
   ExpectFatal({"-o", "-Mstorage"}, "file has not been specified");
 }
 
-TEST_F(OptionValues, AnOutputTwiceWarns) {
-  EXPECT_EQ(Parse({"-o" + folder + "/a", "-o" + folder + "/a", "-Mstorage"}), 0);
+TEST_F(OptionValues, AnOutputTwiceWarnsAndTheLastIsTaken) {
+  EXPECT_EQ(Parse({"-o" + folder + "/a", "-o" + folder + "/b", "-Mstorage"}), 0);
+  EXPECT_EQ(cli->outputFile, folder + "/b");
   EXPECT_EQ(cli->warnings, Words{kDuplicate});
 }
 

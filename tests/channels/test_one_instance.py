@@ -75,5 +75,8 @@ def test_one_of_ten_runs(world, starts, end, status, round):
     assert [members(process.pid) for process in processes] == [[]] * 10
     assert os.listdir(world.run_dir) == ["instance.lock"]
     assert os.listdir(scratch) == os.listdir(world.config_dir) == os.listdir(world.work_dir) == []
+    # The one that runs may have ended before its log began.
+    logs = (world.state_dir / "log").glob("*")
+    assert all(log.name.endswith(f"-{runs.pid}.jsonl") for log in logs)
     # The lock is free, however its holder ended.
     assert world.run(["-Mstorage", "-Qp", "0"]).returncode == 0

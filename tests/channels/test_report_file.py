@@ -130,6 +130,14 @@ def test_own_link_on_the_way_is_followed(world):
     assert (world.root / "real/new/report.txt").read_bytes() == PASSED
 
 
+def test_of_two_names_the_last_one_is_taken(world):
+    first, last = world.root / "first.txt", world.root / "last.txt"
+    assert run(world, "-Qp", "0", "-o", str(first), "-o", str(last)).returncode == 0
+    warning = b"[Warning] Duplicated option entry, only one entry considered\n\n"
+    assert last.read_bytes() == PASSED.replace(BANNER, BANNER + warning)
+    assert not first.exists()
+
+
 # ---- Written as far as it goes -------------------------------------------------------------------
 
 
