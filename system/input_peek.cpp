@@ -23,8 +23,10 @@ mode_t KindOf(int descriptor) {
 }
 
 // The same pipe with a setting of its own: O_NONBLOCK on the descriptor itself would hold for every
-// process that shares it, and be left behind at our end.
+// process that shares it, and be left behind at our end. -1 for a pipe that is only written: what
+// is in it is for somebody else.
 int OpenUnblocked(int pipe) {
+  if ((fcntl(pipe, F_GETFL) & O_ACCMODE) == O_WRONLY) return -1;
   const std::string name = "/proc/self/fd/" + std::to_string(pipe);
   return open(name.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
 }

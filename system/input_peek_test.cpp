@@ -176,6 +176,16 @@ TEST(InputPeek, RestTakesNothingAndWakeEndsIt) {
   EXPECT_EQ(TakeOne(peek, kNotAtAll), 'a');
 }
 
+TEST(InputPeek, APipeThatIsOnlyWrittenHasNoBytes) {
+  Channel channel;
+  ASSERT_EQ(pipe2(channel.ends.data(), O_CLOEXEC), 0);
+  channel.Say("a");
+  InputPeek peek(channel.ends[1]);
+  EXPECT_EQ(TakeOne(peek, kNotAtAll), kNoByteWaiting);
+  InputPeek reader(channel.ends[0]);
+  EXPECT_EQ(TakeOne(reader, kNotAtAll), 'a');
+}
+
 TEST(InputPeek, OtherKindsOfInputHaveNoBytes) {
   std::FILE* file = std::tmpfile();
   ASSERT_NE(file, nullptr);
