@@ -67,10 +67,9 @@ class DeviceCheck {
       : devices_(devices), line_(line) {}
 
   void Take(const std::string& token) {
-    if (token == kPlaceholder) {
-      Ignore(token);
-    } else if ((line_.flags & kToolFlagOperation) == 0) {
-      // A list shows all devices, whatever the line names.
+    // A list shows all devices, whatever the line names.
+    const bool isList = (line_.flags & kToolFlagOperation) == 0;
+    if (token == kPlaceholder || isList) {
       Ignore(token);
     } else {
       seen_ = true;
