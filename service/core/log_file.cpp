@@ -150,10 +150,10 @@ void LogFile::Close() {
 std::function<void()> LogFile::Syncer() const {
   return [file = file_] {
     if (file != nullptr) {
-      fdatasync(file->file.Get());
-      if (file->isComplete) {
+      if (file->isComplete) {  // first, for one trip to the disk does for both
         file->reserve.GiveBack(file->file.Get(), file->size);
       }
+      fdatasync(file->file.Get());
       fsync(file->folder.Get());  // a new file's name lies in its folder
     }
   };
