@@ -234,7 +234,7 @@ TEST(FillStandardDescriptors, FillsThemWhereThereAreNoDevices) {
               close(1);
               close(2);
               if (tarvex::FillStandardDescriptors() != 0) return 2;
-              return open("file", O_WRONLY | O_CREAT | O_CLOEXEC, 0600) == 3 ? 0 : 3;
+              return open("file", O_WRONLY | O_CREAT | O_CLOEXEC, 0600) > 2 ? 0 : 3;
             }),
             0);
 }
