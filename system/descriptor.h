@@ -16,7 +16,7 @@ class Descriptor {
     std::swap(number_, other.number_);
     return *this;
   }
-  ~Descriptor() { Close(); }
+  ~Descriptor() { Reset(); }
 
   bool IsOpen() const { return number_ >= 0; }
   int Get() const { return number_; }

@@ -9,7 +9,10 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
+#include <cstdio>
 #include <filesystem>
+#include <thread>
 
 #include "system/test_folder.h"
 
@@ -205,6 +208,27 @@ TEST_F(WinFilesystemTest, NothingIsMadeBehindAStrangersLink) {
   ASSERT_EQ(lchown((folder_ / "link").c_str(), 0, 0), 0);
   EXPECT_EQ(Create(folder_ / "link/new"), 0);
   EXPECT_TRUE(fs::is_directory(folder_ / "real/new"));
+}
+
+// A folder on the way and a stranger's link change places as fast as they can.
+TEST_F(WinFilesystemTest, NothingIsMadeBehindALinkThatIsSlippedInMeanwhile) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can give a link away";
+  fs::create_directory(folder_ / "real");
+  fs::create_directory(folder_ / "place");
+  fs::create_directory_symlink("real", folder_ / "link");
+  ASSERT_EQ(lchown((folder_ / "link").c_str(), 12345, 12345), 0);
+  std::jthread stranger([this](const std::stop_token& stop) {
+    const std::string place = folder_ / "place";
+    const std::string link = folder_ / "link";
+    while (!stop.stop_requested()) {
+      renameat2(AT_FDCWD, place.c_str(), AT_FDCWD, link.c_str(), RENAME_EXCHANGE);
+    }
+  });
+  const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(500);
+  do {
+    Create(folder_ / "place/new");
+    ASSERT_TRUE(fs::is_empty(folder_ / "real"));
+  } while (std::chrono::steady_clock::now() < end);
 }
 
 // ---- RemoveDirectoryTree ------------------------------------------------------------------------

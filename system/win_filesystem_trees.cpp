@@ -68,31 +68,61 @@ bool IsDirectory(const std::string& systemPath) {
 }
 
 // Nothing may be made where somebody else decides the place.
-bool LeadsOverStrangersLink(std::string_view path) {
+bool LeadsOverStrangersLink(const std::string& systemPath) {
   tarvex::Descriptor ignored;
-  return tarvex::OpenFolderOverOwnLinks(tarvex::ToSystemPath(path), ignored) == ELOOP;
+  return tarvex::OpenFolderOverOwnLinks(systemPath, ignored) == ELOOP;
 }
 
-// Creates one directory of a chain; true when the walk may go on. A new one is noted.
-bool MakePrefix(std::string_view prefix, std::vector<std::string>& made) {
-  if (prefix.empty()) return true;
-  if (tarvex::PathLength(prefix) >= kPrefixLimit || LeadsOverStrangersLink(prefix)) return false;
-  const std::string path = tarvex::ToSystemPath(prefix);
-  if (mkdir(path.c_str(), kDirectoryMode) == 0) {
-    made.push_back(path);
-    return true;
+// The directories that a call made, in their order.
+class MadeDirectories {
+ public:
+  // 0, or an errno value. The parent is held open from its check on, so that nobody can put a link
+  // in the way meanwhile.
+  int Make(const std::string& systemPath) {
+    const std::size_t slash = systemPath.rfind('/');
+    Entry entry;
+    if (slash == std::string::npos) return ENOENT;
+    entry.name = systemPath.substr(slash + 1);
+    const std::string parent = systemPath.substr(0, slash + 1);
+    if (const int error = tarvex::OpenFolderOverOwnLinks(parent, entry.parent); error != 0) {
+      return error;
+    }
+    if (mkdirat(entry.parent.Get(), entry.name.c_str(), kDirectoryMode) != 0) return errno;
+    entries_.push_back(std::move(entry));
+    return 0;
   }
-  return errno == EEXIST || errno == EACCES || errno == EPERM || IsDirectory(path);
+  // Removes them again, the newest first.
+  void Remove() const {
+    std::for_each(entries_.rbegin(), entries_.rend(), [](const Entry& entry) {
+      unlinkat(entry.parent.Get(), entry.name.c_str(), AT_REMOVEDIR);
+    });
+  }
+
+ private:
+  struct Entry {
+    tarvex::Descriptor parent;
+    std::string name;
+  };
+  std::vector<Entry> entries_;
+};
+
+// Creates one directory of a chain; true when the walk may go on. A new one is noted.
+bool MakePrefix(std::string_view prefix, MadeDirectories& made) {
+  if (prefix.empty()) return true;
+  if (tarvex::PathLength(prefix) >= kPrefixLimit) return false;
+  const std::string path = tarvex::ToSystemPath(prefix);
+  if (LeadsOverStrangersLink(path)) return false;
+  const int error = made.Make(path);
+  return error == 0 || error == EEXIST || error == EACCES || error == EPERM || IsDirectory(path);
 }
 
 // Creates every prefix of a path that ends in a separator, or leaves none that it made.
 bool MakePrefixes(std::string_view path) {
-  std::vector<std::string> made;
+  MadeDirectories made;
   for (std::size_t at = path.find_first_of(tarvex::kSeparators); at != std::string_view::npos;
        at = path.find_first_of(tarvex::kSeparators, at + 1)) {
     if (MakePrefix(path.substr(0, at), made)) continue;
-    std::for_each(made.rbegin(), made.rend(),
-                  [](const std::string& directory) { rmdir(directory.c_str()); });
+    made.Remove();
     return false;
   }
   return true;
