@@ -2,6 +2,7 @@
 # Installs what is missing, builds the program and runs every test.
 #
 #   ./test.sh               all tests, then the unit tests again under the sanitizers
+#   ./test.sh deep          all tests, then all but the lab's again under the sanitizers
 #   ./test.sh quick         all tests, without the sanitizers
 #   ./test.sh -R PATTERN    the tests whose name matches, without the sanitizers
 #   ./test.sh -L LABEL      the tests of one label: unit, golden, terminal, channels, lab, layering
@@ -50,15 +51,16 @@ check() {
     reports="$reports $preset=$results"
 }
 
-sanitize=yes
+sanitize='-L ^unit$'
 selection=
 pattern=
 while [ $# -gt 0 ]; do
     case "$1" in
-        quick) sanitize=no ;;
+        deep) sanitize='-LE ^(lab|layering)$' ;;
+        quick) sanitize= ;;
         -R | -L)
             [ $# -ge 2 ] || usage
-            selection=$1 pattern=$2 sanitize=no
+            selection=$1 pattern=$2 sanitize=
             shift
             ;;
         *) usage ;;
@@ -84,14 +86,15 @@ if build dev; then
         check dev
     fi
 fi
-if [ "$sanitize" = yes ]; then
+if [ -n "$sanitize" ]; then
     for preset in asan tsan; do
         if [ "$preset" = tsan ] && setarch -R true 2>/dev/null; then
             # The thread sanitizer's shadow memory does not bear a widely spread address space.
             runner="setarch -R"
         fi
         if build "$preset"; then
-            check "$preset" -L '^unit$'
+            # Two words: the kind of selection and its pattern.
+            check "$preset" ${sanitize%% *} "${sanitize#* }"
         fi
     done
 fi

@@ -6,6 +6,8 @@ from pathlib import Path
 
 SOURCE_DIR = Path(os.environ["TARVEX_SOURCE_DIR"])
 BINARY_DIR = Path(os.environ["TARVEX_BINARY_DIR"])
+# What the program was built with, such as "thread"; empty for none.
+SANITIZE = os.environ.get("TARVEX_SANITIZE", "")
 PROGRAM = BINARY_DIR / "bin" / "TarvexDiagnosticsCLI"
 
 
