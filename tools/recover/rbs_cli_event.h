@@ -13,7 +13,7 @@ class RbsCliStdio;
 using RbsEventContext = ToolViewContext<RbsCliStdio>;
 
 // One report of the running tool. Built on the service's threads, applied on the main thread.
-using RbsCliEvent = ToolViewEvent<RbsCliStdio>;
+class RbsCliEvent : public ToolViewEvent<RbsCliStdio> {};
 
 class EventRecoverInit final : public RbsCliEvent {
  public:

@@ -99,6 +99,11 @@ void RbsCliStdio::WriteRaw(const std::string& text) {
   tarvex::WriteTool(text);
 }
 
+void RbsCliStdio::ReportNoDevices(std::vector<std::string> keys) {
+  keys.emplace_back(tarvex::kToolNoDevices);
+  ShowErrors(keys);
+}
+
 void RbsCliStdio::OnOperationInit(const std::string& operation) {
   tarvex::WriteTool(tarvex::KeyToText(std::string(kRbsStarted) + " |" + operation) + "\n");
 }

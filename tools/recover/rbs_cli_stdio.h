@@ -33,10 +33,8 @@ class RbsCliStdio {
   virtual void ShowConfirmation();
   virtual void ShowHelp();
   virtual void WriteRaw(const std::string& text);
-  // Shows `keys` as errors, and behind them that there is no device.
-  virtual void ReportNoDevices(std::vector<std::string> keys) {
-    shared_.ReportNoDevices(std::move(keys));
-  }
+  // Hands `keys`, and behind them that there is no device, to ShowErrors.
+  virtual void ReportNoDevices(std::vector<std::string> keys);
   virtual void OnRecoverInit() {}
   virtual void OnOperationInit(const std::string& operation);
   virtual void OnDeviceInit(const std::string& id, const std::string& name) {

@@ -95,6 +95,20 @@ TEST_F(RbsCliStdioTest, NoDevicesAreAnErrorBehindTheOthers) {
             ">> Errors:\n\t- First\n\t- There are no devices applicable for that operation\n\n");
 }
 
+class CountedErrors : public RbsCliStdio {
+ public:
+  using RbsCliStdio::RbsCliStdio;
+  void ShowErrors(const std::vector<std::string>& keys) override { shown += keys.size(); }
+  std::size_t shown = 0;
+};
+
+TEST_F(RbsCliStdioTest, NoDevicesAreShownAsAViewShowsErrors) {
+  CountedErrors counted(false);
+  counted.ReportNoDevices({"|FIRST"});
+  EXPECT_EQ(counted.shown, 2U);
+  EXPECT_EQ(capture.Take(), "");
+}
+
 TEST_F(RbsCliStdioTest, TheQuestionLeavesTheLineOpen) {
   view.ShowConfirmation();
   EXPECT_EQ(capture.Take(),

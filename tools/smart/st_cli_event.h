@@ -12,7 +12,7 @@ class STCliStdio;
 using STEventContext = ToolViewContext<STCliStdio>;
 
 // One report of the running tool. Built on the service's threads, applied on the main thread.
-using STCliEvent = ToolViewEvent<STCliStdio>;
+class STCliEvent : public ToolViewEvent<STCliStdio> {};
 
 class STEventSmartToolInit final : public STCliEvent {
  public:
