@@ -12,6 +12,7 @@
 #include <chrono>
 
 #include "system/descriptor.h"
+#include "system/regular_file.h"
 #include "system/trusted_path.h"
 
 namespace tarvex {
@@ -23,6 +24,8 @@ using Clock = std::chrono::steady_clock;
 constexpr mode_t kOwnerOnly = S_IRUSR | S_IWUSR;
 constexpr mode_t kPermissions = S_IRWXU | S_IRWXG | S_IRWXO;
 constexpr milliseconds kPatience{1000};
+// How often a file may be taken away while we wait for it.
+constexpr int kTries = 3;
 
 // The right to write at the file's end. It is given back before the file is closed, for a closing
 // is what wakes those who wait.
@@ -60,9 +63,16 @@ class Turn {
   const Descriptor& file_;
 };
 
+Descriptor OpenSpool(const Descriptor& folder, const std::string& name) {
+  constexpr int kFlags =
+      O_RDWR | O_CREAT | O_APPEND | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
+  return Descriptor(openat(folder.Get(), name.c_str(), kFlags, kOwnerOnly));
+}
+
 // The folder may be another user's, who could put anything in the file's place.
-bool IsOwn(const struct stat& status) {
-  return S_ISREG(status.st_mode) && status.st_nlink == 1 && status.st_uid == geteuid();
+bool IsOwn(const Descriptor& file, struct stat& status) {
+  return fstat(file.Get(), &status) == 0 && S_ISREG(status.st_mode) && status.st_nlink == 1 &&
+         status.st_uid == geteuid();
 }
 
 // As a crash amid a write leaves it.
@@ -84,19 +94,10 @@ bool WriteWhole(const Descriptor& file, std::string_view text, off_t oldSize) {
   return false;
 }
 
-}  // namespace
-
-bool AppendToSpool(const std::string& folder, const std::string& name, std::string_view line,
-                   std::size_t limit) {
-  Descriptor directory;
-  if (OpenFolderOverOwnLinks(folder, directory) != 0) return false;
-  constexpr int kFlags =
-      O_RDWR | O_CREAT | O_APPEND | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
-  const Descriptor file(openat(directory.Get(), name.c_str(), kFlags, kOwnerOnly));
+// With the turn taken.
+bool AddLine(const Descriptor& file, std::string_view line, std::size_t limit) {
   struct stat status {};
-  const auto isOwn = [&] { return fstat(file.Get(), &status) == 0 && IsOwn(status); };
-  const Turn turn(file);
-  if (!isOwn() || !turn.Take() || !isOwn()) return false;
+  if (!IsOwn(file, status)) return false;
   if ((status.st_mode & kPermissions) != kOwnerOnly && fchmod(file.Get(), kOwnerOnly) != 0) {
     return false;
   }
@@ -104,6 +105,22 @@ bool AppendToSpool(const std::string& folder, const std::string& name, std::stri
   const auto size = static_cast<std::size_t>(status.st_size);
   if (size > limit || text.size() > limit - size) return false;
   return WriteWhole(file, text, status.st_size);
+}
+
+}  // namespace
+
+bool AppendToSpool(const std::string& folder, const std::string& name, std::string_view line,
+                   std::size_t limit) {
+  Descriptor directory;
+  if (OpenFolderOverOwnLinks(folder, directory) != 0) return false;
+  for (int tries = 0; tries < kTries; ++tries) {
+    const Descriptor file = OpenSpool(directory, name);
+    const Turn turn(file);
+    struct stat status {};
+    if (!IsOwn(file, status) || !turn.Take()) return false;
+    if (IsNamed(directory, name, file)) return AddLine(file, line, limit);
+  }
+  return false;
 }
 
 }  // namespace tarvex

@@ -22,10 +22,7 @@ class SpoolFile : public testing::Test {
   bool Append(const std::string& text) {
     return tarvex::AppendToSpool(folder_.Path(), "spool", text, kLimit);
   }
-  std::string Text(const std::string& name = "spool") const {
-    std::ifstream file(folder_ / name, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-  }
+  std::string Text(const std::string& name = "spool") const { return folder_.Read(name); }
   mode_t Mode() const {
     struct stat status {};
     return stat(path_.c_str(), &status) == 0 ? status.st_mode & 07777U : 0;

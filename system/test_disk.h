@@ -43,12 +43,13 @@ class SizeLimit {
 class SmallDisk {
  public:
   static bool CanBe() {
-    static const bool isPrivate =
-        unshare(CLONE_NEWNS) == 0 && mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
-    return isPrivate;
+    static const bool canBe = unshare(CLONE_NEWNS) == 0 &&
+                              mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+                              CanMount();
+    return canBe;
   }
   SmallDisk() {
-    EXPECT_EQ(mount("none", folder_.Path().c_str(), "tmpfs", 0, "size=1m,mode=0700"), 0);
+    EXPECT_TRUE(Mount(folder_));
     EXPECT_EQ(mkdir(Path().c_str(), 0700), 0);
   }
   ~SmallDisk() { umount2(folder_.Path().c_str(), MNT_DETACH); }
@@ -63,12 +64,22 @@ class SmallDisk {
     const std::string text(4096, 'x');
     filler_.Reset(open((folder_ / "filler").c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
     off_t size = 0;
-    while (write(filler_.Get(), text.data(), text.size()) == 4096) size += 4096;
+    // No more than there can be, lest a disk of the machine be filled.
+    while (size < kBytes && write(filler_.Get(), text.data(), text.size()) == 4096) size += 4096;
     EXPECT_EQ(ftruncate(filler_.Get(), size - pagesLeft * 4096), 0);
   }
   void Empty() { EXPECT_EQ(ftruncate(filler_.Get(), 0), 0); }
 
  private:
+  static constexpr off_t kBytes = 1 << 20;
+  static bool CanMount() {
+    const TestFolder trial;
+    return Mount(trial) && umount2(trial.Path().c_str(), MNT_DETACH) == 0;
+  }
+  static bool Mount(const TestFolder& folder) {
+    return mount("none", folder.Path().c_str(), "tmpfs", 0, "size=1m,mode=0700") == 0;
+  }
+
   TestFolder folder_;
   tarvex::Descriptor filler_;
 };

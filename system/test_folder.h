@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <string>
 
 // A new folder for one test, gone with it.
@@ -26,6 +27,10 @@ class TestFolder {
   const std::string& Path() const { return path_; }
   void Write(const std::string& name, const std::string& text) const {
     std::ofstream(*this / name, std::ios::binary) << text;
+  }
+  std::string Read(const std::string& name) const {
+    std::ifstream file(*this / name, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
   }
 
  private:

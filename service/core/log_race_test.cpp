@@ -2,33 +2,14 @@
 // locked yet.
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/file.h>
-#include <sys/syscall.h>
 #include <unistd.h>
-
-#include <functional>
-#include <utility>
 
 #include "service/core/log_file.h"
 #include "service/core/log_folder.h"
 #include "service/core/log_time.h"
 #include "service/core/test_support.h"
 #include "system/descriptor.h"
-
-namespace {
-
-// What the other run does in the moment before the next lock; then none.
-std::function<void()> beforeLock;  // NOLINT(cert-err58-cpp)
-
-}  // namespace
-
-// In the place of the system's own.
-extern "C" int flock(int file, int operation) noexcept {
-  if (const auto other = std::exchange(beforeLock, nullptr)) {
-    other();
-  }
-  return static_cast<int>(syscall(SYS_flock, file, operation));
-}
+#include "system/test_lock.h"
 
 namespace orvan::core {
 namespace {
