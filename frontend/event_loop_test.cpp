@@ -51,7 +51,10 @@ TEST_F(EventLoop, ProgressShowsPercentAndTimeWithEachLook) {
   capture.Take();
   cli->RunSelection();
   const std::string output = capture.Take();
-  EXPECT_NE(output.find("   40% \\ 1 minute 1 second \r"), std::string::npos) << output;
+  const std::size_t progress = output.find("   40% ");
+  ASSERT_NE(progress, std::string::npos) << output;
+  // Which sign of the spinner stands there depends on how long the devices were searched.
+  EXPECT_EQ(output.substr(progress + 8, 20), " 1 minute 1 second \r");
 }
 
 TEST_F(EventLoop, AFinishedTestShowsItsLastPercent) {
