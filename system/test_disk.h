@@ -6,6 +6,7 @@
 #include <sys/mount.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -43,9 +44,7 @@ class SizeLimit {
 class SmallDisk {
  public:
   static bool CanBe() {
-    static const bool canBe = unshare(CLONE_NEWNS) == 0 &&
-                              mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
-                              CanMount();
+    static const bool canBe = ChildCanEnter() && Enter();
     return canBe;
   }
   SmallDisk() {
@@ -72,6 +71,18 @@ class SmallDisk {
 
  private:
   static constexpr off_t kBytes = 1 << 20;
+  // A child tries first: where only a part succeeds, as in a chroot, the process may be left
+  // without /proc.
+  static bool ChildCanEnter() {
+    const pid_t child = fork();
+    if (child == 0) _exit(Enter() ? 0 : 1);
+    int status = -1;
+    return waitpid(child, &status, 0) == child && status == 0;
+  }
+  static bool Enter() {
+    return unshare(CLONE_NEWNS) == 0 &&
+           mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 && CanMount();
+  }
   static bool CanMount() {
     const TestFolder trial;
     return Mount(trial) && umount2(trial.Path().c_str(), MNT_DETACH) == 0;
