@@ -159,8 +159,9 @@ def test_disk_that_vanishes_during_a_read_fails_at_the_oldest_read(world, disk):
         "[storage]\ninclude_loop=1\ntimeout_seconds=30\n", encoding="utf-8"
     )
     disk.command("hang", 20500, 1)
+    # It begins with the block that hangs, so that no slow read can be an older one.
     process = world.start(
-        ["-Mstorage", "-El", identifier],
+        ["-Mstorage", "-El(first_lba=20480)", identifier],
         start_new_session=True,
         stdin=subprocess.DEVNULL,
         stdout=subprocess.PIPE,
@@ -173,7 +174,6 @@ def test_disk_that_vanishes_during_a_read_fails_at_the_oldest_read(world, disk):
     finally:
         process.kill()
         process.wait()
-    # Blocks are 1 MiB, and the one that hung begins at sector 10 * 2048.
     assert said(output, "The disk") == "The disk vanished while reading at LBA 20480"
     assert "Test Status: Failed!" in output
     assert process.returncode == FAILED
