@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <utility>
 
@@ -21,7 +22,8 @@ constexpr int kNameTries = 16;
 // The room that a line leaves behind itself on the disk. Of ends there are few and short ones: one
 // for each test that runs, and two for the run.
 std::uint64_t RoomBehind(LogRank rank) {
-  return rank == LogRank::kEnd ? 0 : rank == LogRank::kOutcome ? 4096 : 16384;
+  constexpr std::array<std::uint64_t, 4> kByRank = {16384, 16384, 4096, 0};
+  return kByRank[static_cast<std::size_t>(rank)];
 }
 
 // Makes a new file of that name and locks it. 0, or an errno. Another run that removes old logs may
