@@ -5,15 +5,19 @@
 #include <unistd.h>
 
 #include "service/core/log_folder.h"
+#include "service/core/log_time.h"
 #include "service/core/test_support.h"
 #include "system/test_disk.h"
 
 namespace orvan::core {
 namespace {
 
-using testing::LogNameAt;
 using testing::TemporaryFolder;
 using Names = std::vector<std::string>;
+
+std::string NameAt(std::int64_t milliseconds) {
+  return "tarvex-" + FileTimeText(milliseconds) + '-' + std::to_string(getpid()) + ".jsonl";
+}
 
 TEST(LogFile, IsNamedByItsTimeAndProcess) {
   TemporaryFolder folder;
@@ -30,14 +34,14 @@ TEST(LogFile, LeavesANameThatIsTakenAlone) {
   TemporaryFolder folder;
   TemporaryFolder other;
   other.Write("victim", "");
-  folder.Write(LogNameAt(5), "old");
-  ASSERT_EQ(symlink(other.Path("victim").c_str(), folder.Path(LogNameAt(6)).c_str()), 0);
-  ASSERT_EQ(symlink(other.Path("none").c_str(), folder.Path(LogNameAt(7)).c_str()), 0);
+  folder.Write(NameAt(5), "old");
+  ASSERT_EQ(symlink(other.Path("victim").c_str(), folder.Path(NameAt(6)).c_str()), 0);
+  ASSERT_EQ(symlink(other.Path("none").c_str(), folder.Path(NameAt(7)).c_str()), 0);
   LogFile file;
   ASSERT_TRUE(file.Create(folder.Path(), 5));
-  EXPECT_EQ(file.Name(), LogNameAt(8));
+  EXPECT_EQ(file.Name(), NameAt(8));
   file.Append("line\n");
-  EXPECT_EQ(testing::FileText(folder.Path(LogNameAt(5))), "old");
+  EXPECT_EQ(testing::FileText(folder.Path(NameAt(5))), "old");
   EXPECT_EQ(testing::FileText(other.Path("victim")), "");
   EXPECT_FALSE(std::filesystem::exists(other.Path("none")));
 }
@@ -60,7 +64,7 @@ TEST(LogFile, IsNotMadeBehindAStrangersLink) {
 TEST(LogFile, GivesUpAfterSixteenNames) {
   TemporaryFolder folder;
   for (std::int64_t time = 0; time < 16; ++time) {
-    folder.Write(LogNameAt(time), "old");
+    folder.Write(NameAt(time), "old");
   }
   LogFile file;
   EXPECT_FALSE(file.Create(folder.Path(), 0));

@@ -1,9 +1,6 @@
 #pragma once
 
-#include <unistd.h>
-
 #include <algorithm>
-#include <cstdint>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -18,7 +15,6 @@
 
 #include "boundary/orvan_service_errors.h"
 #include "boundary/orvan_service_settings.h"
-#include "service/core/log_time.h"
 #include "service/core/module_source.h"
 #include "service/core/service.h"
 
@@ -65,11 +61,6 @@ inline std::vector<std::string> NamesIn(const std::string& folder) {
   }
   std::sort(names.begin(), names.end());
   return names;
-}
-
-// The name of the log that this process began at that time, in milliseconds since 1970.
-inline std::string LogNameAt(std::int64_t milliseconds) {
-  return "tarvex-" + FileTimeText(milliseconds) + '-' + std::to_string(::getpid()) + ".jsonl";
 }
 
 // The lines of all logs in a folder, in the order of their names, each without the sequence number
