@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 #include <ctime>
 
 #include "boundary/hostlayer.h"
@@ -17,6 +18,7 @@
 #include "frontend/thread_completion.h"
 #include "frontend/thread_manager.h"
 #include "system/process_state.h"
+#include "system/standard_error.h"
 #include "system/storage_sender.h"
 #include "system/string_handler.h"
 #include "views/cli_event_queue.h"
@@ -92,8 +94,7 @@ Cli::Cli(HostSystemEvents* events) : systemEvents(events) {
   state.semaphore->Init(0, 1);
   signalHandler = get_signal_handler();
   signalHandler->SetHandler(&OnSignal);
-  SetServicePointer(ThreadManager::Instance().Service());
-  ReplaySystemEvents();
+  StartService();
   threadStatus = std::make_unique<ThreadCompletion>();
   stringHandler = get_string_handler();
   timeHandler = get_time_handler();
@@ -130,6 +131,17 @@ Cli::~Cli() {
 // Host layer threads must not reach a service that is about to end.
 void Cli::ForgetService() {
   SetServicePointer(nullptr);
+}
+
+void Cli::StartService() {
+  ThreadManager& manager = ThreadManager::Instance();
+  if (manager.StartError() != 0) {
+    tarvex::TellOnStandardError(std::string(kTextNoServiceThread) +
+                                std::strerror(manager.StartError()) + kTextNoThreadHelp);
+    result = kResultHostFailed;
+  }
+  SetServicePointer(manager.Service());
+  ReplaySystemEvents();
 }
 
 void Cli::ReplaySystemEvents() {

@@ -162,6 +162,7 @@ class Cli {
   struct ModuleRun;
 
   // Lifecycle.
+  void StartService();
   void ReplaySystemEvents();
   void ForgetService();
   void PrintBanner();

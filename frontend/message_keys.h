@@ -16,6 +16,11 @@ inline constexpr char kTextNoPrivileges[] = "Not Enough Privileges";
 inline constexpr char kTextAlreadyRunning[] = "A Tarvex Diagnostics Tool is already running";
 inline constexpr char kTextNoService[] = "Cannot load Orvan Service";
 inline constexpr char kTextNoModules[] = "Cannot load module(s)";
+// On standard error, the reason between the two.
+inline constexpr char kTextNoServiceThread[] =
+    "cannot start the thread of the diagnostic service: ";
+inline constexpr char kTextNoThreadHelp[] =
+    "; nothing was done. Free memory or raise the limits of processes and threads, and try again";
 inline constexpr char kKeyFatalParsingError[] = "FATAL_PARSING_ERROR";
 inline constexpr char kKeyRedirectionError[] = "OUTPUT_REDIRECTION_ERROR";
 inline constexpr char kKeyErrorOpeningFile[] = "ERROR_OPENING_FILE";

@@ -1,5 +1,6 @@
 #include "frontend/program.h"
 
+#include <cerrno>
 #include <clocale>
 
 #include "boundary/orvan_service_errors.h"
@@ -101,6 +102,34 @@ TEST_F(Program, EverythingIsGivenBackAtTheEnd) {
   EXPECT_TRUE(host().semaphores.empty());
   EXPECT_EQ(GetProcessState().cli, nullptr);
 }
+
+// A thread that is refused.
+
+class ProgramWithoutThread : public Program, public ::testing::WithParamInterface<Words> {};
+
+TEST_P(ProgramWithoutThread, EndsWithOneAndALine) {
+  storage->AddTool("recover_bad_sectors", "RECOVERS", "recover");
+  TestOf(*storage, 0, 0).Status(kTestFailed);
+  host().threads.startResult = EAGAIN;
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(Main(GetParam()), 1);
+  EXPECT_EQ(
+      testing::internal::GetCapturedStderr(),
+      "TarvexDiagnosticsCLI: cannot start the thread of the diagnostic service: Resource "
+      "temporarily unavailable; nothing was done. Free memory or raise the limits of processes "
+      "and threads, and try again\n");
+  EXPECT_EQ(Screen(), "");
+  EXPECT_TRUE(service().Calls().empty());
+  EXPECT_TRUE(host().semaphores.empty());
+  EXPECT_EQ(GetProcessState().cli, nullptr);
+}
+
+INSTANTIATE_TEST_SUITE_P(Commands, ProgramWithoutThread,
+                         ::testing::Values(Words{}, Words{"-h"}, Words{"-v"}, Words{"-A"},
+                                           Words{"-Mstorage", "-Qf", "0"}, Words{"-U"},
+                                           Words{"-Mstorage", "-Trecover"}, Words{"-r"},
+                                           Words{"-b", "-Mstorage"}, Words{"--HDK", "-Mstorage"},
+                                           Words{"-Z"}, Words{"-oa", "--obg-instance"}));
 
 // The courses.
 

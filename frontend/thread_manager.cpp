@@ -47,10 +47,11 @@ ThreadManager::ThreadManager()
     : lock_(MakeSemaphore(1, 1)), ready_(MakeSemaphore(0, 1)), asked_(MakeSemaphore(0, 1)) {
   for (auto& param : params_) param = std::make_shared<ThreadParam>();
   HostThread* threads = get_thread();
-  if (threads->Start(&thread_, 0, &ThreadManager::ThreadMain, this, "ThreadManager") == 0) {
+  startError_ = threads->Start(&thread_, 0, &ThreadManager::ThreadMain, this, "ThreadManager");
+  if (startError_ == 0) {
     threads->AfterStart(thread_, 0);
   } else {
-    state_ = State::kTaken;  // no thread, no service: Service answers null instead of waiting
+    state_ = State::kTaken;  // Service answers null instead of waiting
   }
 }
 

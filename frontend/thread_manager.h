@@ -37,8 +37,10 @@ class ThreadManager {
   ThreadManager(const ThreadManager&) = delete;
   ThreadManager& operator=(const ThreadManager&) = delete;
 
+  // Why the thread could not be started, an errno value; 0 when it was.
+  int StartError() const { return startError_; }
   // The service, waiting until the thread has got it and its modules. Without a service it never
-  // returns.
+  // returns; without a thread it answers null.
   OrvanService* Service();
   // What LoadModules returned; null when nothing could be loaded. Valid after Service.
   std::vector<DiagModule*>* Modules();
@@ -84,4 +86,5 @@ class ThreadManager {
   // The first carries a scan, the fourth a run; the two between have no use.
   std::array<std::shared_ptr<ThreadParam>, 4> params_;
   HostThreadHandle thread_ = nullptr;
+  int startError_ = 0;  // complete with the constructor
 };

@@ -7,6 +7,8 @@
 #include <atomic>
 #include <chrono>
 
+#include "system/test_threads.h"
+
 namespace tarvex {
 namespace {
 
@@ -30,6 +32,11 @@ TEST(LayerThreadTest, EndWakesTheBodyAndWaitsForIt) {
 
 TEST(LayerThreadTest, TakesABodyThatEndsByItself) {
   EXPECT_NE(LayerThread::Start("layer", [](int) {}), nullptr);
+}
+
+TEST(LayerThreadTest, IsNullWithoutAThread) {
+  const RefusedThreads refused;
+  EXPECT_EQ(LayerThread::Start("layer", [](int) {}), nullptr);
 }
 
 TEST(LayerThreadTest, KnowsWhetherItIsTheCaller) {

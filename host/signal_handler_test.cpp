@@ -11,6 +11,8 @@
 #include <thread>
 #include <vector>
 
+#include "system/test_threads.h"
+
 namespace tarvex {
 namespace {
 
@@ -190,6 +192,25 @@ TEST_F(SignalHandlerTest, WithItsLastFunctionGoneASignalEndsTheProcess) {
               handler.RemoveHandler(First);
             }),
             SIGTERM);
+}
+
+// Nobody would call the functions, so the process is not kept from ending.
+TEST_F(SignalHandlerTest, WithoutAThreadASignalEndsTheProcess) {
+  EXPECT_EQ(EndAfter([](SignalHandler& handler) {
+              const RefusedThreads refused;
+              handler.SetHandler(First);
+            }),
+            SIGTERM);
+}
+
+TEST_F(SignalHandlerTest, AThreadThatWasRefusedIsAskedForAgain) {
+  {
+    const RefusedThreads refused;
+    handler_.SetHandler(First);
+  }
+  handler_.SetHandler(First);
+  Send(SIGINT);
+  EXPECT_EQ(WaitForCalls(1), Calls{1000 + SIGINT});
 }
 
 }  // namespace

@@ -9,6 +9,8 @@
 #include <cerrno>
 #include <string>
 
+#include "system/test_threads.h"
+
 namespace tarvex {
 namespace {
 
@@ -87,6 +89,15 @@ TEST(ThreadTest, RefusesToStartNothing) {
   EXPECT_EQ(threads.Start(&handle, 0, nullptr, nullptr, "x"), EINVAL);
   EXPECT_EQ(handle, nullptr);
   EXPECT_EQ(threads.Start(nullptr, 0, FillReport, nullptr, "x"), EINVAL);
+}
+
+TEST(ThreadTest, ARefusedThreadSaysWhyAndLeavesNoHandle) {
+  const RefusedThreads refused;
+  Thread threads;
+  Report report;
+  EXPECT_EQ(threads.Start(&report.handle, 0, FillReport, &report, "x"), EAGAIN);
+  EXPECT_EQ(report.handle, nullptr);
+  EXPECT_TRUE(report.name.empty());
 }
 
 TEST(ThreadTest, JoinOfNullReturnsAtOnce) {

@@ -203,13 +203,27 @@ TEST_F(HDKioTest, ReaderIsOneNamedThreadThatEndsWithTheView) {
   EXPECT_EQ(host_->thread.joins, 1);
 }
 
-TEST_F(HDKioTest, ReaderThatCannotStartLeavesAViewWithoutInput) {
+TEST_F(HDKioTest, ReaderThatCannotStartLeavesTheLookingToTheView) {
   host_->thread.startResult = EAGAIN;
-  Say("a");
-  EXPECT_FALSE(View().IsAbortRequested());
+  HDKio& view = View();
   EXPECT_EQ(host_->thread.afterStarts, 0);
+  EXPECT_FALSE(view.IsAbortRequested());
+  Say("xyz");
+  EXPECT_FALSE(view.IsAbortRequested());
+  Say("a");
+  EXPECT_TRUE(view.IsAbortRequested());
+  Say("b");
+  EXPECT_TRUE(view.IsAbortRequested()) << "the command stays";
   view_.reset();
   EXPECT_EQ(host_->thread.joins, 0);
+}
+
+TEST_F(HDKioTest, AViewWithoutAReaderLooksNoMoreOnceTheOtherSideIsGone) {
+  host_->thread.startResult = EAGAIN;
+  HDKio& view = View();
+  Hangup();
+  EXPECT_FALSE(view.IsAbortRequested());
+  EXPECT_FALSE(view.IsAbortRequested());
 }
 
 TEST_F(HDKioTest, AbortByteBeforeTheStartAbortsAndStays) {

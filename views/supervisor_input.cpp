@@ -79,6 +79,15 @@ void SupervisorInput::Stop() {
   }
 }
 
-bool SupervisorInput::IsAbort() const {
+void SupervisorInput::Look() {
+  std::array<unsigned char, 65536> bytes;
+  const int count = peek_->Take(bytes.data(), bytes.size(), kAtOnce);
+  running_ = Keep(bytes.data(), count);
+}
+
+bool SupervisorInput::IsAbort() {
+  if (reader_ == nullptr && running_) {
+    Look();
+  }
   return IsAbortCommand(lastByte_);
 }

@@ -6,8 +6,9 @@
 #include "boundary/hostlayer_thread.h"
 #include "system/input_peek.h"
 
-// What a supervising program says on standard input: single bytes, taken by a thread of its own.
-// Process-wide. Get and Stop are the main thread's; LastByte may be asked on any thread.
+// What a supervising program says on standard input: single bytes, taken by a thread of its own, or
+// by each IsAbort where the system has no thread for it. Process-wide. LastByte may be asked on any
+// thread; the rest is the main thread's.
 class SupervisorInput {
  public:
   // What LastByte gives before a byte has come.
@@ -24,17 +25,18 @@ class SupervisorInput {
   void Stop();
   unsigned char LastByte() const { return lastByte_; }
   // The last byte is the abort command.
-  bool IsAbort() const;
+  bool IsAbort();
 
  private:
   SupervisorInput() = default;
   void Start();
   void Read();
+  void Look();
   bool Keep(const unsigned char* bytes, int count);
 
   std::unique_ptr<tarvex::InputPeek> peek_;  // the reader's while it runs
   std::atomic<unsigned char> lastByte_{kNoByte};
-  std::atomic<bool> running_{false};    // the reader is to go on
+  std::atomic<bool> running_{false};    // there may be more to read
   std::atomic<bool> hasLooked_{false};  // the reader's first look is over
   HostThreadHandle reader_ = nullptr;   // main thread
 };

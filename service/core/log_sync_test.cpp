@@ -6,6 +6,8 @@
 #include <latch>
 #include <utility>
 
+#include "system/test_threads.h"
+
 namespace orvan::core {
 namespace {
 
@@ -91,6 +93,17 @@ TEST(LogSync, AHungDiskIsLeftBehindAtTheEnd) {
   const auto start = std::chrono::steady_clock::now();
   { LogSync(disk.Sync(), {0s, 50ms}).SyncSoon(); }
   EXPECT_LT(std::chrono::steady_clock::now() - start, 10s);
+}
+
+TEST(LogSync, WithoutAThreadNobodyWaitsAndNothingIsSynchronized) {
+  Counter counter;
+  {
+    const RefusedThreads refused;
+    LogSync sync(counter.Sync(), {0s, kLong});
+    EXPECT_FALSE(sync.SyncNow());
+    sync.SyncSoon();
+  }
+  EXPECT_EQ(*counter.count, 0);
 }
 
 TEST(LogSync, ADiskThatComesBackIsWaitedForAgain) {

@@ -37,7 +37,7 @@ class World:
             if name in os.environ:
                 self.environment[name] = os.environ[name]
 
-    def run(self, arguments, timeout=180, stdin=subprocess.DEVNULL):
+    def run(self, arguments, timeout=180, stdin=subprocess.DEVNULL, preexec_fn=None):
         """Runs the program to its end; bytes of both streams and the exit status."""
         return subprocess.run(
             [str(PROGRAM), *arguments],
@@ -46,6 +46,7 @@ class World:
             stdin=stdin,
             capture_output=True,
             timeout=timeout,
+            preexec_fn=preexec_fn,
             start_new_session=True,  # no controlling terminal, so no key is ever waiting
             check=False,
         )
