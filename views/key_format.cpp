@@ -10,37 +10,11 @@ constexpr std::size_t kFieldColumn = 26;
 constexpr std::size_t kLongestFieldName = 24;
 constexpr std::size_t kCutFieldName = 21;
 
-char Upper(char byte) {
-  return byte >= 'a' && byte <= 'z' ? static_cast<char>(byte - 'a' + 'A') : byte;
-}
-
-char Lower(char byte) {
-  return byte >= 'A' && byte <= 'Z' ? static_cast<char>(byte - 'A' + 'a') : byte;
-}
-
 std::string Counted(std::uint64_t number, const char* unit) {
   return std::to_string(number) + " " + unit + (number == 1 ? "" : "s");
 }
 
 }  // namespace
-
-std::string FormatKey(std::string_view key, bool titleCase, bool capitalizeFirst, bool applyMarks) {
-  std::string text;
-  text.reserve(key.size());
-  bool upperNext = titleCase || capitalizeFirst;
-  for (const char byte : key) {
-    if (byte == '_') {
-      text += applyMarks ? ' ' : '_';
-      upperNext = upperNext || (applyMarks && titleCase);
-    } else if (byte == '|') {
-      upperNext = upperNext || applyMarks;
-    } else {
-      text += upperNext ? Upper(byte) : Lower(byte);
-      upperNext = false;
-    }
-  }
-  return text;
-}
 
 std::string FormatMarkedKey(std::string_view key, bool titleCase, bool capitalizeFirst) {
   if (key.empty() || key.front() != '_') {

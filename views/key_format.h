@@ -3,14 +3,11 @@
 #include <string>
 #include <string_view>
 
-// From stored keys and numbers to display text. Pure functions; any thread. Case is that of ASCII,
-// whatever the locale, so the bytes of UTF-8 text stay as they are.
-namespace tarvex {
+#include "system/key_format.h"
 
-// Lower-cases `key`, except that titleCase or capitalizeFirst raise its first byte. With applyMarks
-// an underscore becomes a blank, which with titleCase raises the next byte, and a bar raises the
-// next byte; without it underscores stay. Bars always go.
-std::string FormatKey(std::string_view key, bool titleCase, bool capitalizeFirst, bool applyMarks);
+// From stored keys and numbers to display text, beside FormatKey of system. Pure functions; any
+// thread.
+namespace tarvex {
 
 // A key that begins with an underscore, formatted without it and with its marks applied; any other
 // key as it is.

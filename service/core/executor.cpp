@@ -7,6 +7,7 @@
 #include "service/core/guard.h"
 #include "service/core/log_time.h"
 #include "service/core/parameters.h"
+#include "system/key_format.h"
 
 namespace orvan::core {
 namespace {
@@ -107,7 +108,9 @@ void Executor::RunDevice(const ResolvedPlan& plan) {
   for (const ResolvedDiagnostic& item : plan.diagnostics) {
     RunDiagnostic(item);
   }
-  surroundings_.log->Text(LogSeverity::kInfo, subject + " ends: " + deviceWorst_.Word());
+  surroundings_.log->Text(
+      LogSeverity::kInfo,
+      subject + " ends: " + tarvex::FormatKey(deviceWorst_.Word(), false, false, true));
   suite_.OnDeviceEnd(module_, const_cast<DeviceAdapter*>(device_), DeviceText());
 }
 

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "service/core/json_text.h"
+#include "system/key_format.h"
 
 namespace orvan::core {
 namespace {
@@ -40,23 +41,35 @@ std::string SymptomOf(const Row& row) {
 
 // "FUNNEL_READ_TEST" and "failed": "funnel-read-test-failed".
 std::string VerdictWord(const std::string& test, const char* word) {
-  std::string text = test + '-' + word;
-  std::transform(text.begin(), text.end(), text.begin(), [](char c) {
-    return c == '_' ? '-' : c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-  });
+  std::string name = test;
+  std::erase(name, '|');
+  std::string text = tarvex::FormatKey(name + '_' + word, false, false, true);
+  std::replace(text.begin(), text.end(), ' ', '-');
   return text;
+}
+
+bool IsLower(char c) {
+  return c >= 'a' && c <= 'z';
+}
+
+// A message to the operator as the log has it: a key becomes the text that it stands for. What has
+// lower-case letters and no bar is no key.
+std::string PlainText(const std::string& message) {
+  const bool isKey = message.find('|') != std::string::npos ||
+                     std::none_of(message.begin(), message.end(), IsLower);
+  return isKey ? tarvex::FormatKey(message, false, false, true) : message;
 }
 
 // "expected EXPECTED; found FOUND; at WHERE; MESSAGE", of what there is.
 std::string VerdictText(const sdk::Verdict& verdict) {
-  const std::pair<const char*, const std::string*> parts[] = {{"expected ", &verdict.expected},
-                                                              {"found ", &verdict.found},
-                                                              {"at ", &verdict.where},
-                                                              {"", &verdict.message}};
+  const std::pair<const char*, std::string> parts[] = {{"expected ", verdict.expected},
+                                                       {"found ", verdict.found},
+                                                       {"at ", verdict.where},
+                                                       {"", PlainText(verdict.message)}};
   std::string text;
   for (const auto& [label, part] : parts) {
-    if (!part->empty()) {
-      text += (text.empty() ? "" : "; ") + std::string(label) + *part;
+    if (!part.empty()) {
+      text += (text.empty() ? "" : "; ") + std::string(label) + part;
     }
   }
   return text;
@@ -87,7 +100,7 @@ void StepLog::Parameters(const sdk::ParameterValues& values) {
 
 void StepLog::Message(const std::string& message) {
   if (!message.empty()) {
-    log_.Step(step_, TextArtifact(LogSeverity::kInfo, message));
+    log_.Step(step_, TextArtifact(LogSeverity::kInfo, PlainText(message)));
   }
 }
 

@@ -8,8 +8,9 @@
 
 namespace orvan::core {
 
-// The log's share of one test on one device: a step from its construction to End. Nothing throws
-// but for want of memory. The test's own thread.
+// The log's share of one test on one device: a step from its construction to End. Message keys end
+// here: what they stand for is written. Nothing throws but for want of memory. The test's own
+// thread.
 class StepLog {
  public:
   // `name` is "MODULE/DIAGNOSTIC/TEST/DEVICE", the last part absent for the pseudo device.

@@ -39,9 +39,9 @@ class StepLogTest : public ::testing::Test {
 };
 
 TEST_F(StepLogTest, AFailureSaysWhatWasExpectedWhatWasFoundAndWhere) {
-  EXPECT_EQ(OfVerdict(sdk::Verdict::Failed("|BAD", "data", "an error", "LBA 7")),
+  EXPECT_EQ(OfVerdict(sdk::Verdict::Failed("BAD_AT_|L|B|A_7", "data", "an error", "LBA 7")),
             (Lines{Line(R"("diagnosis":{"verdict":"funnel-read-test-failed","type":"FAIL",)"
-                        R"("message":"expected data; found an error; at LBA 7; |BAD"})"),
+                        R"("message":"expected data; found an error; at LBA 7; bad at LBA 7"})"),
                    Ended("COMPLETE")}));
 }
 
@@ -61,15 +61,15 @@ TEST_F(StepLogTest, APassWithoutAWordHasNoMessage) {
 }
 
 TEST_F(StepLogTest, AWarningLeavesTheQuestionOpen) {
-  EXPECT_EQ(OfVerdict(sdk::Verdict::Warning("W")),
+  EXPECT_EQ(OfVerdict(sdk::Verdict::Warning("|TIME_IS_UP")),
             (Lines{Line(R"("diagnosis":{"verdict":"funnel-read-test-warning","type":"UNKNOWN",)"
-                        R"("message":"W"})"),
+                        R"("message":"Time is up"})"),
                    Ended("COMPLETE")}));
 }
 
 TEST_F(StepLogTest, WhatWasNotTestedIsNotDiagnosed) {
   EXPECT_EQ(OfVerdict(sdk::Verdict::NotApplicable("NO_DISK")),
-            (Lines{Line(R"("log":{"severity":"INFO","message":"not applicable: NO_DISK"})"),
+            (Lines{Line(R"("log":{"severity":"INFO","message":"not applicable: no disk"})"),
                    Ended("SKIP")}));
 }
 
@@ -81,12 +81,12 @@ TEST_F(StepLogTest, ACanceledTestIsSkipped) {
 TEST_F(StepLogTest, WhatCouldNotBeTriedIsAnError) {
   EXPECT_EQ(
       OfVerdict(sdk::Verdict::Invalid("BUSY")),
-      (Lines{Line(R"("error":{"symptom":"test-invalid","message":"BUSY"})"), Ended("ERROR")}));
+      (Lines{Line(R"("error":{"symptom":"test-invalid","message":"busy"})"), Ended("ERROR")}));
 }
 
 TEST_F(StepLogTest, AStatusThatIsNoneIsAnError) {
   EXPECT_EQ(OfVerdict({99, "M", {}, {}, {}}),
-            (Lines{Line(R"("error":{"symptom":"test-status-99","message":"M"})"), Ended("ERROR")}));
+            (Lines{Line(R"("error":{"symptom":"test-status-99","message":"m"})"), Ended("ERROR")}));
 }
 
 TEST_F(StepLogTest, AnExceptionIsToldOnce) {
@@ -155,7 +155,27 @@ TEST_F(StepLogTest, KeepsParametersAndMessages) {
             }),
             (Lines{Line(R"("extension":{"name":"parameters","content":{"blocks":"8","seed":")"
                         "\xEF\xBF\xBD\"}}"),
-                   Line(R"("log":{"severity":"INFO","message":"|SEED_7"})")}));
+                   Line(R"("log":{"severity":"INFO","message":"Seed 7"})")}));
+}
+
+TEST_F(StepLogTest, AMessageIsWrittenAsTheTextThatItsKeyStandsFor) {
+  const auto said = [](const std::string& text) {
+    return Line(R"("log":{"severity":"INFO","message":")" + text + R"("})");
+  };
+  EXPECT_EQ(After([](StepLog& step) {
+              step.Message("|UNREADABLE_SECTORS:_FIRST_|L|B|A_2048,_ERROR_5_(INPUT/OUTPUT_ERROR)");
+              step.Message("NO_DISK");
+              step.Message("|Half_a_key");
+              step.Message("io_uring of Disk A is gone");
+            }),
+            (Lines{said("Unreadable sectors: first LBA 2048, error 5 (input/output error)"),
+                   said("no disk"), said("Half a key"), said("io_uring of Disk A is gone")}));
+}
+
+TEST_F(StepLogTest, TheWordOfADiagnosisHasNoMarks) {
+  EXPECT_EQ(
+      After([](StepLog& step) { step.End("WARNING_OF_|U|S|B", sdk::Verdict::Passed()); }).front(),
+      Line(R"("diagnosis":{"verdict":"warning-of-usb-passed","type":"PASS"})"));
 }
 
 }  // namespace

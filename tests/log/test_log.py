@@ -25,6 +25,25 @@ from service_logs import (
 GOLDEN = SOURCE_DIR / "tests" / "golden" / "scenarios"
 
 
+# What only a message key holds.
+KEY = re.compile(r"\||[A-Z]_[A-Z]")
+
+
+def messages(path):
+    """All texts under the name "message", and the words of the diagnoses."""
+    found = []
+
+    def visit(content):
+        for key, value in content.items() if isinstance(content, dict) else ():
+            if key in ("message", "verdict"):
+                found.append(value)
+            visit(value)
+
+    for artifact in artifacts(path):
+        visit(artifact)
+    return found
+
+
 RUNS = [
     ("disks.json", ["-Mstorage", "-Q"]),
     ("disks.json", ["-Mstorage", "-Q", "0"]),
@@ -45,6 +64,7 @@ def test_every_log_keeps_the_format(scenario, arguments, tmp_path):
     world.run(arguments)
     for path in logs(world.state_dir / "log"):
         assert ocptv.faults(path.read_bytes()) == []
+        assert [text for text in messages(path) if KEY.search(text)] == []
 
 
 # Of each test in verdicts.json: what its step holds, and how a run of it alone ends.
@@ -70,7 +90,7 @@ VERDICTS = {
         "WARNING_OF_|U|S|B",
         (
             "diagnosis",
-            {"verdict": "warning-of-|u|s|b-warning", "type": "UNKNOWN", "hardwareInfoId": "0"},
+            {"verdict": "warning-of-usb-warning", "type": "UNKNOWN", "hardwareInfoId": "0"},
         ),
         ("COMPLETE", "COMPLETE", "PASS"),
     ),
@@ -80,8 +100,8 @@ VERDICTS = {
         ("ERROR", "ERROR", "NOT_APPLICABLE"),
     ),
 }
-WORDS = {"p": "PASSED", "f": "FAILED", "u": "NONE", "n": "NOT_APPLICABLE", "c": "CANCELED"}
-WORDS |= {"w": "WARNING", "i": "INVALID"}
+WORDS = {"p": "passed", "f": "failed", "u": "none", "n": "not applicable", "c": "canceled"}
+WORDS |= {"w": "warning", "i": "invalid"}
 
 
 @pytest.mark.parametrize("option", VERDICTS)
@@ -148,7 +168,7 @@ def test_a_step_holds_parameters_messages_and_the_verdict(tmp_path):
     assert artifacts(only_log(world))[1:5] == [
         step(0, "testStepStart", name="storage/QUICK_TEST/READ_TEST/0"),
         step(0, "extension", name="parameters", content={"blocks": "8"}),
-        step(0, "log", **info("|UNREADABLE_SECTOR_AT_|L|B|A_2048")),
+        step(0, "log", **info("Unreadable sector at LBA 2048")),
         step(
             0, "diagnosis", verdict="read-test-failed", type="FAIL", hardwareInfoId="0"
         ),
