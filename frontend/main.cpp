@@ -1,4 +1,13 @@
 #include "frontend/program.h"
+#include "system/clean_environment.h"
+
+namespace {
+
+// In front of the initialisers of the libraries, of which some read the environment.
+[[gnu::section(".preinit_array"),
+  gnu::used]] void (*const cleanFirst)(int, char**, char**) = tarvex::CleanEnvironmentAtStart;
+
+}  // namespace
 
 int main(int argc, char** argv) {
   // Caught and thrown again, so that the stack is unwound and every destructor has run before an

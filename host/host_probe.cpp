@@ -85,8 +85,8 @@ void Register(HostSystemEvents& events) {
 
 // "hold" keeps the handlers from returning, "free" lets them go on. Ends by exit() with "exit",
 // also while a handler is held.
-int Events() {
-  static tarvex::SystemEvents events;
+int Events(const std::string& busSocket) {
+  static tarvex::SystemEvents events(busSocket);
   Register<kMessagePower, kPowerSuspend>(events);
   Register<kMessagePower, kPowerResume>(events);
   Register<kMessageSession, kSessionConsoleGone>(events);
@@ -109,7 +109,7 @@ int main(int argc, char** argv) {
   const std::string role = argc > 1 ? argv[1] : "";
   if (role == "lock" && argc == 3) return Lock(argv[2]);
   if (role == "signals") return Signals();
-  if (role == "events") return Events();
-  std::cerr << "usage: host_probe lock FOLDER | signals | events\n";
+  if (role == "events" && argc == 3) return Events(argv[2]);
+  std::cerr << "usage: host_probe lock FOLDER | signals | events BUS_SOCKET\n";
   return 2;
 }

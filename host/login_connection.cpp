@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "boundary/hostlayer_system_events.h"
+#include "system/system_bus.h"
 
 namespace tarvex {
 namespace {
@@ -85,13 +86,12 @@ LoginConnection::End LoginConnection::Serve(int stopDescriptor) {
 }
 
 bool LoginConnection::Open() {
-  sd_bus* bus = nullptr;
-  if (sd_bus_open_system(&bus) < 0) return false;
-  bus_.reset(bus);
+  bus_.reset(OpenSystemBus(busSocket_));
+  if (bus_ == nullptr) return false;
   // Asked for last: the answer comes when the matches are in force.
   return WatchManager() &&
-         sd_bus_call_method_async(bus, nullptr, kBus, kBusPath, kBus, "GetNameOwner", OnManagerName,
-                                  this, "s", kManager) >= 0;
+         sd_bus_call_method_async(bus_.get(), nullptr, kBus, kBusPath, kBus, "GetNameOwner",
+                                  OnManagerName, this, "s", kManager) >= 0;
 }
 
 bool LoginConnection::WatchManager() {

@@ -33,7 +33,8 @@ class LoginConnection {
  public:
   enum class End { kStopped, kLost };
 
-  explicit LoginConnection(const SystemEventSink& sink) : sink_(sink) {}
+  LoginConnection(const std::string& busSocket, const SystemEventSink& sink)
+      : busSocket_(busSocket), sink_(sink) {}
   LoginConnection(const LoginConnection&) = delete;
   LoginConnection& operator=(const LoginConnection&) = delete;
 
@@ -75,6 +76,7 @@ class LoginConnection {
   static int OnSleep(sd_bus_message* message, void* self, sd_bus_error* error);
   static int OnShutdown(sd_bus_message* message, void* self, sd_bus_error* error);
 
+  const std::string& busSocket_;
   const SystemEventSink& sink_;
   std::unique_ptr<sd_bus, BusUnref> bus_;
   std::string managerName_;  // unique name of the login manager; empty while there is none

@@ -30,10 +30,10 @@ bool StopsWithin(int stopDescriptor, std::chrono::milliseconds time) {
 
 }  // namespace
 
-void WatchLogin(int stopDescriptor, const SystemEventSink& sink) {
+void WatchLogin(int stopDescriptor, const std::string& busSocket, const SystemEventSink& sink) {
   auto pause = kFirstPause;
   while (true) {
-    LoginConnection connection(sink);
+    LoginConnection connection(busSocket, sink);
     if (connection.Serve(stopDescriptor) == LoginConnection::End::kStopped) return;
     if (connection.WasEstablished()) pause = kFirstPause;
     if (StopsWithin(stopDescriptor, pause)) return;

@@ -4,9 +4,9 @@
 #include <unistd.h>
 
 #include <map>
+#include <utility>
 
 #include "host/login_watch.h"
-#include "system/system_bus.h"
 
 namespace tarvex {
 struct SystemEvents::HandlerTable {
@@ -28,7 +28,8 @@ void SystemEvents::HandlerTable::Deliver(std::uint32_t message, std::uint32_t pa
   if (handler != nullptr) handler(&result);
 }
 
-SystemEvents::SystemEvents() : table_(std::make_shared<HandlerTable>()) {}
+SystemEvents::SystemEvents(std::string busSocket)
+    : busSocket_(std::move(busSocket)), table_(std::make_shared<HandlerTable>()) {}
 
 SystemEvents::~SystemEvents() = default;
 
@@ -39,9 +40,9 @@ void SystemEvents::RegisterHandler(HostSystemEventHandler handler, std::uint32_t
     table_->handlers[message][parameter] = handler;
   }
   std::call_once(started_, [this] {
-    if (!HasSystemBus()) return;
-    thread_ = LayerThread::Start("host-events", [table = table_](int stop) {
-      WatchLogin(stop, [&table](std::uint32_t message, std::uint32_t parameter) {
+    if (!HasSystemBus(busSocket_)) return;
+    thread_ = LayerThread::Start("host-events", [table = table_, socket = busSocket_](int stop) {
+      WatchLogin(stop, socket, [&table](std::uint32_t message, std::uint32_t parameter) {
         table->Deliver(message, parameter);
       });
     });

@@ -2,9 +2,11 @@
 
 #include <memory>
 #include <mutex>
+#include <string>
 
 #include "boundary/hostlayer_system_events.h"
 #include "host/layer_thread.h"
+#include "system/system_bus.h"
 
 namespace tarvex {
 
@@ -13,7 +15,7 @@ namespace tarvex {
 // events after it, and a shutdown.
 class SystemEvents final : public HostSystemEvents {
  public:
-  SystemEvents();
+  explicit SystemEvents(std::string busSocket = kSystemBusSocket);
   ~SystemEvents();
   // A null handler takes the pair out.
   void RegisterHandler(HostSystemEventHandler handler, std::uint32_t message,
@@ -22,6 +24,7 @@ class SystemEvents final : public HostSystemEvents {
  private:
   struct HandlerTable;
 
+  const std::string busSocket_;
   const std::shared_ptr<HandlerTable> table_;
   std::once_flag started_;
   std::unique_ptr<LayerThread> thread_;  // written once, by the call that started_ lets through

@@ -146,7 +146,7 @@ class SystemEventsTest(unittest.TestCase):
         os.unlink(self.socket)
 
     def start_probe(self):
-        self.probe = self.start(PROBE, 'events', stdin=subprocess.PIPE, stdout=subprocess.PIPE)
+        self.probe = self.start(PROBE, 'events', self.socket, stdin=subprocess.PIPE, stdout=subprocess.PIPE)
         self.lines = Lines(self.probe.stdout)
         self.assertEqual(self.lines.next(), 'ready')
 

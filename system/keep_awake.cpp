@@ -7,12 +7,8 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdint>
-#include <cstdlib>
 #include <memory>
 #include <utility>
-
-#include "system/system_bus.h"
-
 namespace tarvex {
 namespace {
 
@@ -46,11 +42,10 @@ bool AwaitReady(sd_bus* bus, Clock::time_point deadline) {
   return sd_bus_is_ready(bus) > 0;
 }
 
-Bus OpenSystemBus(Clock::time_point deadline) {
-  sd_bus* bus = nullptr;
-  if (!HasSystemBus() || sd_bus_open_system(&bus) < 0) return nullptr;
-  Bus owner(bus);
-  if (!AwaitReady(bus, deadline)) return nullptr;
+Bus OpenReadyBus(const std::string& socket, Clock::time_point deadline) {
+  Bus owner(HasSystemBus(socket) ? OpenSystemBus(socket) : nullptr);
+  sd_bus* const bus = owner.get();
+  if (bus == nullptr || !AwaitReady(bus, deadline)) return nullptr;
   // 0 would stand for the library's own, long limit.
   const std::uint64_t left = std::max<std::uint64_t>(Left(deadline), 1);
   return sd_bus_set_method_call_timeout(bus, left) < 0 ? nullptr : std::move(owner);
@@ -72,8 +67,8 @@ int TakeInhibitor(sd_bus* bus) {
 
 }  // namespace
 
-KeepAwake::KeepAwake(std::chrono::milliseconds patience) {
-  const Bus bus = OpenSystemBus(Clock::now() + patience);
+KeepAwake::KeepAwake(std::chrono::milliseconds patience, const std::string& busSocket) {
+  const Bus bus = OpenReadyBus(busSocket, Clock::now() + patience);
   if (bus != nullptr) inhibitor_ = TakeInhibitor(bus.get());
 }
 

@@ -1,6 +1,9 @@
 #pragma once
 
 #include <chrono>
+#include <string>
+
+#include "system/system_bus.h"
 
 namespace tarvex {
 
@@ -10,8 +13,9 @@ namespace tarvex {
 // Source: org.freedesktop.login1(5), Inhibit.
 class KeepAwake {
  public:
-  // Waits for the bus and the login manager at most for `patience`.
-  explicit KeepAwake(std::chrono::milliseconds patience = std::chrono::milliseconds(100));
+  // Waits for the bus at `busSocket` and the login manager at most for `patience`.
+  explicit KeepAwake(std::chrono::milliseconds patience = std::chrono::milliseconds(100),
+                     const std::string& busSocket = kSystemBusSocket);
   ~KeepAwake();
   KeepAwake(const KeepAwake&) = delete;
   KeepAwake& operator=(const KeepAwake&) = delete;

@@ -14,9 +14,14 @@ import dbusmock
 PROBE = sys.argv.pop()
 
 
-def start_probe(environment, *arguments):
-    return subprocess.Popen([PROBE, *arguments], env=environment, text=True,
+def start_probe(*arguments):
+    return subprocess.Popen([PROBE, *arguments], text=True,
                             stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+
+
+def system_bus_socket():
+    """Of the private bus: "unix:path=SOCKET,guid=..."."""
+    return os.environ["DBUS_SYSTEM_BUS_ADDRESS"].removeprefix("unix:path=").split(",")[0]
 
 
 def end_probe(probe):
@@ -43,7 +48,7 @@ class WithLoginManager(dbusmock.DBusTestCase):
         return [tuple(map(str, entry[:4])) for entry in manager.ListInhibitors()]
 
     def test_is_held_for_the_objects_life(self):
-        probe = start_probe(os.environ, "patient")
+        probe = start_probe(system_bus_socket(), "patient")
         self.assertEqual(probe.stdout.readline(), "held\n")
         self.assertEqual(self.inhibitors(), [
             ("idle:sleep", "Tarvex Diagnostics", "Diagnostics are running", "block")])
@@ -60,16 +65,13 @@ class WithoutLoginManager(dbusmock.DBusTestCase):
         cls.start_system_bus()
 
     def test_says_nothing(self):
-        probe = start_probe(os.environ, "patient")
+        probe = start_probe(system_bus_socket(), "patient")
         self.assertEqual(end_probe(probe), (0, "not held\n", ""))
 
 
 class WithoutBus(unittest.TestCase):
-    def probe_at(self, address, *arguments):
-        return start_probe(dict(os.environ, DBUS_SYSTEM_BUS_ADDRESS=address), *arguments)
-
     def test_says_nothing(self):
-        probe = self.probe_at("unix:path=/nonexistent/bus", "patient")
+        probe = start_probe("/nonexistent/bus", "patient")
         self.assertEqual(end_probe(probe), (0, "not held\n", ""))
 
     def test_mute_bus_does_not_hold_up_the_start(self):
@@ -77,9 +79,9 @@ class WithoutBus(unittest.TestCase):
             mute.bind(folder + "/bus")
             mute.listen()
             start = time.monotonic()
-            probe = self.probe_at("unix:path=" + folder + "/bus")
+            probe = start_probe(folder + "/bus")
             self.assertEqual(probe.stdout.readline(), "not held\n")
-#The greeting's own limit is 90 seconds.
+            # The greeting's own limit is 90 seconds.
             self.assertLess(time.monotonic() - start, 10)
             self.assertEqual(end_probe(probe), (0, "", ""))
 

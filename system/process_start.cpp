@@ -1,33 +1,18 @@
 #include "system/process_start.h"
 
 #include <fcntl.h>
-#include <glob.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
-#include <string>
 
 namespace tarvex {
 namespace {
 
-bool HasSoundCard() {
-  glob_t found{};
-  const bool any = glob("/dev/snd/controlC*", GLOB_NOSORT, nullptr, &found) == 0;
-  globfree(&found);
-  return any;
-}
-
-bool HasSoundServer() {
-  const char* const server = secure_getenv("PULSE_SERVER");
-  if (server != nullptr && *server != '\0') return true;
-  const char* const folder = secure_getenv("XDG_RUNTIME_DIR");
-  if (folder == nullptr || *folder == '\0') return false;
-  const std::string base(folder);
-  return access((base + "/pulse/native").c_str(), F_OK) == 0 ||
-         access((base + "/pipewire-0").c_str(), F_OK) == 0;
-}
+// What Debian gives root.
+constexpr char kPath[] = "/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin";
+constexpr char kHome[] = "/root";
 
 }  // namespace
 
@@ -47,8 +32,9 @@ void SurviveFailedWrites() {
 }
 
 void PrepareEnvironment() {
-  unsetenv("POSIXLY_CORRECT");
-  if (!HasSoundCard() && !HasSoundServer()) setenv("SDL_AUDIODRIVER", "dummy", 0);
+  setenv("PATH", kPath, 1);
+  setenv("HOME", kHome, 1);
+  setenv("SDL_AUDIODRIVER", "dummy", 1);
 }
 
 }  // namespace tarvex

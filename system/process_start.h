@@ -12,9 +12,9 @@ int FillStandardDescriptors();
 // EFBIG) instead of ending the process.
 void SurviveFailedWrites();
 
-// Settles what libraries read from the environment: the scanner of options permutes
-// (POSIXLY_CORRECT goes), and the sound library doesn't look for sound hardware where there is
-// none (SDL_AUDIODRIVER is "dummy", unless the user set it).
+// Sets what libraries and children are to find in an environment that was cleaned
+// (system/clean_environment.h): PATH and HOME are root's, and the sound library gets its silent
+// driver, for no other one is free of files and servers that a user may choose.
 void PrepareEnvironment();
 
 }  // namespace tarvex

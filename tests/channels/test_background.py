@@ -99,8 +99,8 @@ def test_second_instance_has_the_arguments_as_they_are(world):
     assert line == [os.fsencode(word) for word in [PROGRAM, *words, "--obg-instance", ""]]
 
 
-def test_second_instance_inherits_folder_environment_and_umask_alone(world):
-    world.environment["TARVEX_TEST"] = "two words"
+def test_second_instance_inherits_folder_clean_environment_and_umask_alone(world):
+    world.environment.update(LC_TIME="two words", LD_BIND_NOT="", TARVEX_TEST="x", HOME="/tmp")
     with open(world.root / "open", "wb") as file:
         before = os.umask(0o031)
         _, second = start(world, "-b", "-Mstorage", "-Qp", "0", pass_fds=[file.fileno()])
@@ -111,7 +111,22 @@ def test_second_instance_inherits_folder_environment_and_umask_alone(world):
     assert not [target for target in found.values() if target.startswith("/dev/pts")]
     process = Path(f"/proc/{second}")
     assert os.readlink(process / "cwd") == str(world.work_dir)
-    assert b"TARVEX_TEST=two words" in (process / "environ").read_bytes().split(b"\0")
+    names = dict(
+        variable.split(b"=", 1)
+        for variable in (process / "environ").read_bytes().split(b"\0")
+        if variable
+    )
+    assert names.pop(b"LC_TIME") == b"two words"
+    assert names.pop(b"HOME") == b"/root"
+    assert names.pop(b"PATH") == b"/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin"
+    assert names.pop(b"SDL_AUDIODRIVER") == b"dummy"
+    assert set(names) == {
+        b"LC_ALL",
+        b"ORVAN_SCENARIO",
+        b"TARVEX_CONFIG_DIR",
+        b"TARVEX_RUN_DIR",
+        b"TARVEX_STATE_DIR",
+    }
     assert "\nUmask:\t0031\n" in (process / "status").read_text()
 
 
