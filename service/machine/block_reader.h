@@ -29,18 +29,20 @@ enum class ReadOutcome : std::uint32_t {
   kRead = 0,      // every byte was read
   kFailed = 1,    // the device answered with an error
   kTimedOut = 2,  // no answer within the time limit; the transfer goes on and is never waited for
+  kNotTried = 3,  // the reader could not hand it to the device: our own fault, whatever the error
 };
 
 struct BlockReadResult {
   std::uint64_t id = 0;
   ReadOutcome outcome = ReadOutcome::kFailed;
-  std::int32_t error = 0;  // errno of kFailed. ENODEV: the device is gone
+  std::int32_t error = 0;  // errno of kFailed and kNotTried. kFailed, ENODEV: the device is gone
 };
 
 enum class ReaderState {
   kWorking,
-  kHung,  // nothing came back long past the time limit
-  kLost,  // the reader itself failed: our own fault, not the device's
+  kHung,     // the reader hangs in the kernel, and the device with it, long past the time limit
+  kStalled,  // the reader was stopped, or got no processor: our own fault, not the device's
+  kLost,     // the reader itself failed: our own fault, too
 };
 
 // Reads a block device asynchronously, past the page cache, for success only. One thread. Its end
@@ -54,8 +56,9 @@ class BlockReader {
   virtual std::uint32_t Capacity() const = 0;
   // Queues reads, at most Capacity() minus the outstanding ones. They start in this order.
   virtual void Submit(const std::vector<BlockRead>& reads) = 0;
-  // Appends what has finished to `results`, waiting up to `wait` for the first. In any order, each
-  // read once. Any state but kWorking is final: what is outstanding then never comes.
+  // Appends what has finished to `results`, waiting up to `wait`, and no longer than kAwakePace,
+  // for the first. While reads are outstanding it is called that often. In any order, each read
+  // once. Any state but kWorking is final: what is outstanding then never comes.
   virtual ReaderState Collect(std::vector<BlockReadResult>& results,
                               std::chrono::milliseconds wait) = 0;
 };
@@ -72,8 +75,10 @@ struct BlockReaderOptions {
   // Reads accepted beyond those in flight, 1 to kMostReadsQueued. They cost nothing until they are
   // started, and keep the device busy while the caller waits for a processor.
   std::uint32_t queued = 1;
-  std::uint32_t largestReadBytes = 1U << 20;   // up to kLargestReadBytes
-  std::chrono::milliseconds timeLimit{30000};  // of the opening, and of each read
+  std::uint32_t largestReadBytes = 1U << 20;  // up to kLargestReadBytes
+  // Of the opening, and of each read. Only time counts in which the reader was awake.
+  std::chrono::milliseconds timeLimit{30000};
+  std::chrono::milliseconds stallLimit{60000};  // a reader that stands still is given up then
   // Not 0: a regular file of sectors of this size may stand in for a device (tests).
   std::uint32_t fileSectorBytes = 0;
 };
@@ -83,6 +88,7 @@ enum class OpenFailure {
   kReader,   // the reader could not be started or broke; `error` says why
   kDevice,   // the device could not be opened; `error` is its errno
   kHung,     // the opening did not come back within the time limit
+  kStalled,  // the reader stood still: it was stopped, or got no processor
   kStopped,  // the stop token was set
 };
 

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <linux/filter.h>
 #include <linux/seccomp.h>
+#include <signal.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -234,10 +235,11 @@ void WhereTheKernelRefuses(long call, int error, const std::function<void()>& wo
   }).join();
 }
 
-// A kernel short of memory for long, one that overflows, and one that refuses for good.
+// A kernel short of memory for long, one that overflows, and one that refuses for good, also with
+// errors that would mean a bad sector or a vanished device had the device said them.
 class RefusedSubmission : public testing::TestWithParam<int> {};
 
-TEST_P(RefusedSubmission, IsAnsweredWithItsErrorAndNotAsSilence) {
+TEST_P(RefusedSubmission, IsAnsweredAsNotTriedWithItsErrorAndNotAsSilence) {
   const DiskFile file;
   WhereTheKernelRefuses(SYS_io_uring_enter, GetParam(), [&] {
     OpenedReader opened = OpenBlockReader(HelperPath(), OptionsFor(file.Path()), {});
@@ -254,13 +256,15 @@ TEST_P(RefusedSubmission, IsAnsweredWithItsErrorAndNotAsSilence) {
       ASSERT_EQ(opened.reader->Collect(results, 1000ms), ReaderState::kWorking);
     }
     for (const BlockReadResult& result : results) {
-      EXPECT_EQ(result.outcome, ReadOutcome::kFailed);
+      EXPECT_EQ(result.outcome, ReadOutcome::kNotTried);
       EXPECT_EQ(result.error, GetParam());
     }
   });
 }
 
-INSTANTIATE_TEST_SUITE_P(All, RefusedSubmission, testing::Values(EAGAIN, ENOMEM, EBUSY, EPERM));
+INSTANTIATE_TEST_SUITE_P(All, RefusedSubmission,
+                         testing::Values(EAGAIN, ENOMEM, EBUSY, EPERM, EIO, ENODATA, ENODEV,
+                                         ENXIO));
 
 TEST(LiveBlockReader, AKernelThatForbidsTheInterfaceIsNoFaultOfTheDevice) {
   const DiskFile file;
@@ -269,6 +273,64 @@ TEST(LiveBlockReader, AKernelThatForbidsTheInterfaceIsNoFaultOfTheDevice) {
     EXPECT_EQ(opened.failure, OpenFailure::kReader);
     EXPECT_EQ(opened.error, EPERM);
   });
+}
+
+// The process ids of our children that run the helper.
+std::vector<pid_t> Helpers() {
+  std::vector<pid_t> found;
+  for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
+    std::ifstream file(entry.path() / "stat");
+    std::string id, name, state, parent;
+    if (file >> id >> name >> state >> parent && parent == std::to_string(getpid()) &&
+        name == "(orvan-block-rea)") {
+      found.push_back(std::stoi(id));
+    }
+  }
+  return found;
+}
+
+class StoppedHelper : public testing::Test {
+ protected:
+  void Open(std::chrono::milliseconds stallLimit) {
+    BlockReaderOptions options = OptionsFor(file_.Path());
+    options.timeLimit = 100ms;
+    options.stallLimit = stallLimit;
+    reader_ = OpenBlockReader(HelperPath(), options, {}).reader;
+    ASSERT_NE(reader_, nullptr);
+    ASSERT_EQ(Helpers().size(), 1U);
+    helper_ = Helpers().front();
+    ASSERT_EQ(kill(helper_, SIGSTOP), 0);
+    reader_->Submit({{1, 0, kSector, 0}, {2, kSector, kSector, 0}});
+  }
+  ReaderState Collect(std::chrono::milliseconds time) {
+    ReaderState state = ReaderState::kWorking;
+    const auto end = std::chrono::steady_clock::now() + time;
+    while (state == ReaderState::kWorking && results_.size() < 2 &&
+           std::chrono::steady_clock::now() < end) {
+      state = reader_->Collect(results_, 100ms);
+    }
+    return state;
+  }
+  DiskFile file_;
+  std::unique_ptr<BlockReader> reader_;
+  pid_t helper_ = -1;
+  std::vector<BlockReadResult> results_;
+};
+
+TEST_F(StoppedHelper, IsWaitedForAndItsReadsCountForNothingLess) {
+  Open(60s);
+  // Longer than the time limit of a read and all grace for a helper that hangs.
+  EXPECT_EQ(Collect(3500ms), ReaderState::kWorking);
+  EXPECT_TRUE(results_.empty());
+  ASSERT_EQ(kill(helper_, SIGCONT), 0);
+  EXPECT_EQ(Collect(30s), ReaderState::kWorking);
+  ASSERT_EQ(results_.size(), 2U);
+  for (const auto& result : results_) EXPECT_EQ(result.outcome, ReadOutcome::kRead);
+}
+
+TEST_F(StoppedHelper, ThatNeverComesBackIsOurOwnFault) {
+  Open(500ms);
+  EXPECT_EQ(Collect(30s), ReaderState::kStalled);
 }
 
 // What a client that breaks the protocol gets: the end of the connection, and no answer.
@@ -375,6 +437,18 @@ TEST_F(HelperProtocol, RefusesReadsThatAreTooLargeOrNotWholeSectors) {
   message.head.count = 1;
   message.reads[0] = {1, 512, kSector, 0};
   ExpectRefused(message, ListBytes<BlockRead>(1));
+}
+
+TEST_F(HelperProtocol, AReadingHelperSaysThatItIsAlive) {
+  Open();
+  const MessageHead question{MessageKind::kAsk, 0};
+  ASSERT_TRUE(helper_->Send(&question, sizeof(question)));
+  MessageHead answer;
+  std::size_t size = 0;
+  ASSERT_EQ(helper_->Receive(&answer, sizeof(answer), size, 5000ms),
+            HelperProcess::Receipt::kMessage);
+  EXPECT_EQ(size, sizeof(answer));
+  EXPECT_EQ(answer.kind, MessageKind::kAlive);
 }
 
 TEST_F(HelperProtocol, TheHelperEndsWhenItsOwnerCloses) {

@@ -31,6 +31,11 @@ FaultyBlockReader::Fate FaultyBlockReader::Judge(const BlockRead& read, int& err
   const std::uint64_t end = first + read.sizeBytes / geometry_.logicalSectorBytes;
   const auto hangs = faults_.hangingSectors.lower_bound(first);
   if (hangs != faults_.hangingSectors.end() && *hangs < end) return Fate::kHangs;
+  const auto untried = faults_.untriedSectors.lower_bound(first);
+  if (untried != faults_.untriedSectors.end() && untried->first < end) {
+    error = untried->second;
+    return Fate::kUntried;
+  }
   for (std::uint64_t sector = first; sector < end; ++sector) {
     error = SectorError(sector);
     if (error != 0) return Fate::kBad;
@@ -45,7 +50,7 @@ ReaderState FaultyBlockReader::Collect(std::vector<BlockReadResult>& results,
   const std::size_t before = results.size();
   for (std::uint32_t slot = 0; slot < depth_ && !queue_.empty(); ++slot) {
     if (faults_.loseAfterReads >= 0 && answered_ >= faults_.loseAfterReads) {
-      return ReaderState::kLost;
+      return faults_.lostAs;
     }
     const BlockRead read = queue_.front();
     queue_.pop_front();
@@ -53,6 +58,10 @@ ReaderState FaultyBlockReader::Collect(std::vector<BlockReadResult>& results,
     const Fate fate = Judge(read, error);
     if (fate == Fate::kHangs) {
       hanging_.push_back(read);
+      continue;
+    }
+    if (fate == Fate::kUntried) {
+      results.push_back({read.id, ReadOutcome::kNotTried, error});
       continue;
     }
     const bool isGone = faults_.vanishAfterReads >= 0 && answered_ >= faults_.vanishAfterReads;

@@ -18,8 +18,11 @@ struct DiskFaults {
   std::set<std::uint64_t> hangingSectors;
   // After so many answered reads the disk is gone; negative: never.
   std::int64_t vanishAfterReads = -1;
-  // After so many answered reads the reader itself breaks; negative: never.
+  // After so many answered reads the reader itself ends in this state; negative: never.
   std::int64_t loseAfterReads = -1;
+  ReaderState lostAs = ReaderState::kLost;
+  // Sectors that the reader cannot hand over: sector to errno.
+  std::map<std::uint64_t, int> untriedSectors = {};
   // A failing read takes those queued beside it along, as the block layer's merging does.
   bool failNeighbours = false;
   // A hanging read is answered as timed out at this many calls of Collect without other news; 0:
@@ -46,7 +49,7 @@ class FaultyBlockReader final : public BlockReader {
   std::function<void()> onCollect;
 
  private:
-  enum class Fate { kReadable, kBad, kHangs };
+  enum class Fate { kReadable, kBad, kHangs, kUntried };
   Fate Judge(const BlockRead& read, int& error);
   int SectorError(std::uint64_t sector);
   ReaderState CollectHung(std::vector<BlockReadResult>& results);

@@ -3,13 +3,12 @@
 #include <algorithm>
 #include <array>
 
+#include "service/machine/awake_clock.h"
 #include "service/machine/helper_process.h"
 #include "service/machine/helper_protocol.h"
 
 namespace orvan::machine {
 namespace {
-
-using Clock = std::chrono::steady_clock;
 
 constexpr std::chrono::milliseconds kStopPoll{50};
 
@@ -33,10 +32,10 @@ class HelperProbe final : public FilesystemProbe {
 
   std::optional<FilesystemFacts> Probe(const std::string& device, const std::string& mountPoint,
                                        std::stop_token stop) override {
-    if (budget_ <= Clock::duration::zero()) return {};
-    const auto start = Clock::now();
+    if (budget_ <= AwakeClock::Duration::zero()) return {};
+    const auto start = clock_.Look();
     auto facts = Ask(device, mountPoint, stop);
-    budget_ -= Clock::now() - start;
+    budget_ -= clock_.Look() - start;
     return facts;
   }
 
@@ -56,8 +55,9 @@ class HelperProbe final : public FilesystemProbe {
   }
 
   bool Await(ProbedMessage& answer, const std::stop_token& stop) {
-    const auto deadline = Clock::now() + std::min<Clock::duration>(limit_, budget_);
-    while (Clock::now() < deadline && !stop.stop_requested()) {
+    const auto deadline = clock_.Look() + std::min<AwakeClock::Duration>(limit_, budget_);
+    for (AwakeClock::Duration now{}; now < deadline && !stop.stop_requested();) {
+      now = clock_.Look();
       std::size_t size = 0;
       const auto receipt = helper_->Receive(&answer, sizeof(answer), size, kStopPoll);
       if (receipt == HelperProcess::Receipt::kNothing) continue;
@@ -74,7 +74,8 @@ class HelperProbe final : public FilesystemProbe {
 
   std::string helperPath_;
   std::chrono::milliseconds limit_;
-  Clock::duration budget_;  // what is left of it
+  AwakeClock::Duration budget_;  // what is left of it
+  AwakeClock clock_;
   std::unique_ptr<HelperProcess> helper_;
 };
 

@@ -46,10 +46,12 @@ int HelperDevice::ReadGeometry() {
 bool HelperDevice::IsGone() const {
   if (number_ == 0) return false;
   std::uint64_t size = 0;
-  if (ioctl(fd_.Get(), BLKGETSIZE64, &size) != 0 || size == 0) return true;
+  // Any other error is the call's own and tells nothing of the device.
+  const bool isAnswered = ioctl(fd_.Get(), BLKGETSIZE64, &size) == 0;
+  if (isAnswered ? size == 0 : errno == ENODEV || errno == ENXIO || errno == ENOMEDIUM) return true;
   const std::string node = "/sys/dev/block/" + std::to_string(number_ >> 32) + ':' +
                            std::to_string(number_ & 0xFFFFFFFF);
-  return access(node.c_str(), F_OK) != 0 && access("/sys/dev/block", F_OK) == 0;
+  return access(node.c_str(), F_OK) != 0 && errno == ENOENT && access("/sys/dev/block", F_OK) == 0;
 }
 
 }  // namespace orvan::machine

@@ -10,6 +10,7 @@
 
 #include <cerrno>
 #include <mutex>
+#include <string_view>
 #include <vector>
 
 namespace orvan::machine {
@@ -83,6 +84,18 @@ class SpawnPlan {
 };
 
 }  // namespace
+
+char ProcessState(pid_t pid) {
+  const std::string path = "/proc/" + std::to_string(pid) + "/stat";
+  const FileDescriptor fd(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
+  char text[256];  // the name in parentheses has 64 bytes at most
+  const ssize_t got = fd ? read(fd.Get(), text, sizeof(text)) : -1;
+  if (got <= 0) return kUnknown;
+  const std::string_view line(text, static_cast<std::size_t>(got));
+  // The name may hold anything, parentheses and blanks too.
+  const std::size_t end = line.rfind(')');
+  return end != line.npos && end + 2 < line.size() ? line[end + 2] : kUnknown;
+}
 
 std::unique_ptr<HelperProcess> HelperProcess::Start(const std::string& program, int& error) {
   int ends[2];

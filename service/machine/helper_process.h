@@ -11,6 +11,13 @@
 
 namespace orvan::machine {
 
+// States of a process as /proc tells them.
+// Source: proc(5), /proc/pid/stat, field 3.
+inline constexpr char kInKernel = 'D';  // uninterruptible
+inline constexpr char kSleeping = 'S';
+inline constexpr char kUnknown = '?';
+char ProcessState(pid_t pid);
+
 // A running helper program and the packet socket to it. One thread.
 //
 // The helper gets the socket as its standard input, /dev/null as output, no other descriptor, an
@@ -35,6 +42,8 @@ class HelperProcess {
                   std::chrono::milliseconds wait);
 
   pid_t Id() const { return pid_; }
+  // What the helper does at the moment; kUnknown when it cannot be told.
+  char State() const { return ProcessState(pid_); }
 
  private:
   HelperProcess(FileDescriptor socket, pid_t pid) : socket_(std::move(socket)), pid_(pid) {}

@@ -12,7 +12,7 @@
 // every length and range that it gets.
 namespace orvan::machine {
 
-inline constexpr std::uint32_t kHelperProtocolVersion = 1;
+inline constexpr std::uint32_t kHelperProtocolVersion = 2;
 inline constexpr std::size_t kPathBytes = 256;
 inline constexpr std::uint32_t kMostReadsPerMessage = 64;
 inline constexpr std::uint32_t kMostReadsOutstanding = kMostReadsInFlight + kMostReadsQueued;
@@ -24,6 +24,8 @@ enum class MessageKind : std::uint32_t {
   kDone = 4,    // from the helper: MessageHead, then `count` BlockReadResult
   kProbe = 5,   // to the helper: ProbeMessage
   kProbed = 6,  // its answer: ProbedMessage
+  kAsk = 7,     // to a helper that reads: MessageHead; is it alive?
+  kAlive = 8,   // its answer: MessageHead
 };
 
 struct MessageHead {

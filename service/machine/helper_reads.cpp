@@ -39,7 +39,7 @@ HelperReads::HelperReads(int socket, const HelperDevice& device, const OpenMessa
           static_cast<std::uint32_t>(RoundedUp(request.largestReadBytes, kBufferAlignment))),
       timeLimit_(request.timeLimitMs),
       slots_(request.depth),
-      refusedSince_(Clock::time_point::max()) {}
+      refusedSince_(Duration::max()) {}
 
 HelperReads::~HelperReads() {
   if (hasRing_) io_uring_queue_exit(&ring_);
@@ -73,24 +73,26 @@ void HelperReads::Run() {
     std::array<pollfd, 2> events{pollfd{socket_, POLLIN, 0}, pollfd{ring_.ring_fd, POLLIN, 0}};
     if (poll(events.data(), events.size(), AwaitEvent()) < 0 && errno != EINTR) return;
     if (events[0].revents != 0 && !TakeRequests()) return;
+    // What came back while we were stopped is taken before anything is judged by the time.
+    const Duration now = clock_.Look();
     TakeCompletions();
-    ExpireOverdue();
+    ExpireOverdue(now);
     StartQueued();
     Submit();
     if (MustSend() && !SendResults()) return;
   }
 }
 
-// Milliseconds to the next deadline, rounded up; -1 when there is none.
-int HelperReads::AwaitEvent() const {
-  Clock::time_point next =
-      results_.empty() ? Clock::time_point::max() : oldestResult_ + kOldestUnsent;
+// Milliseconds to the next deadline or look at the clock, rounded up; -1 when there is none.
+int HelperReads::AwaitEvent() {
+  const Duration now = clock_.Look();
+  Duration next = results_.empty() ? Duration::max() : oldestResult_ + kOldestUnsent;
   for (const Slot& slot : slots_) {
-    if (slot.state == SlotState::kReading) next = std::min(next, slot.deadline);
+    if (slot.state == SlotState::kReading) next = std::min({next, slot.deadline, now + kAwakePace});
   }
-  if (!unsubmitted_.empty() && refusal_ == 0) next = std::min(next, Clock::now() + kSubmitPace);
-  if (next == Clock::time_point::max()) return -1;
-  const auto left = std::chrono::ceil<std::chrono::milliseconds>(next - Clock::now());
+  if (!unsubmitted_.empty() && refusal_ == 0) next = std::min<Duration>(next, now + kSubmitPace);
+  if (next == Duration::max()) return -1;
+  const auto left = std::chrono::ceil<std::chrono::milliseconds>(next - now);
   return static_cast<int>(std::max<std::int64_t>(left.count(), 0));
 }
 
@@ -110,30 +112,36 @@ bool HelperReads::TakeRequests() {
     const ssize_t got = recv(socket_, &message, sizeof(message), MSG_DONTWAIT | MSG_TRUNC);
     if (got < 0) return errno == EAGAIN || errno == EINTR;
     const auto size = static_cast<std::size_t>(got);
-    if (size < sizeof(MessageHead) || message.head.kind != MessageKind::kRead ||
-        message.head.count > kMostReadsPerMessage ||
-        size != ListBytes<BlockRead>(message.head.count) ||
-        queue_.size() + message.head.count > kMostReadsOutstanding) {
-      return false;
-    }
-    const auto begin = message.reads.begin();
-    const auto end = begin + message.head.count;
-    if (!std::all_of(begin, end, [this](const BlockRead& read) { return IsValid(read); })) {
-      return false;
-    }
-    queue_.insert(queue_.end(), begin, end);
+    if (size < sizeof(MessageHead)) return false;
+    const bool isQuestion = message.head.kind == MessageKind::kAsk && size == sizeof(MessageHead);
+    if (!(isQuestion ? SendAlive() : TakeReads(message, size))) return false;
   }
+}
+
+bool HelperReads::TakeReads(const ReadMessage& message, std::size_t size) {
+  if (message.head.kind != MessageKind::kRead || message.head.count > kMostReadsPerMessage ||
+      size != ListBytes<BlockRead>(message.head.count) ||
+      queue_.size() + message.head.count > kMostReadsOutstanding) {
+    return false;
+  }
+  const auto begin = message.reads.begin();
+  const auto end = begin + message.head.count;
+  if (!std::all_of(begin, end, [this](const BlockRead& read) { return IsValid(read); })) {
+    return false;
+  }
+  queue_.insert(queue_.end(), begin, end);
+  return true;
 }
 
 void HelperReads::StartQueued() {
   if (refusal_ != 0) {
-    for (const BlockRead& read : queue_) Answer(read.id, ReadOutcome::kFailed, refusal_);
+    for (const BlockRead& read : queue_) Answer(read.id, ReadOutcome::kNotTried, refusal_);
     queue_.clear();
   }
   for (std::uint32_t i = 0; i < slots_.size() && !queue_.empty(); ++i) {
     if (slots_[i].state != SlotState::kFree) continue;
     // Its time begins when the kernel takes it.
-    slots_[i] = {SlotState::kReading, queue_.front(), 0, Clock::time_point::max()};
+    slots_[i] = {SlotState::kReading, queue_.front(), 0, Duration::max()};
     queue_.pop_front();
     StartRead(i);
   }
@@ -148,17 +156,18 @@ void HelperReads::StartQueued() {
 }
 
 // Hands over what the kernel has not taken yet. It never fails a read for the disk's sake, so what
-// it refuses for good is answered with its own error at once and not as the disk's silence.
+// it refuses for good is answered as not tried, at once, and is neither the disk's silence nor its
+// error.
 void HelperReads::Submit() {
   if (unsubmitted_.empty() || refusal_ != 0) return;
   const int taken = io_uring_submit(&ring_);
-  const Clock::time_point now = Clock::now();
+  const Duration now = clock_.Look();
   for (int i = 0; i < taken && !unsubmitted_.empty(); ++i) {
     Slot& slot = slots_[unsubmitted_.front()];
     unsubmitted_.pop_front();
     if (slot.doneBytes == 0) slot.deadline = now + timeLimit_;
   }
-  if (taken > 0) refusedSince_ = Clock::time_point::max();
+  if (taken > 0) refusedSince_ = Duration::max();
   if (taken >= 0) return;
   refusedSince_ = std::min(refusedSince_, now);
   if (!MayPass(-taken) || now - refusedSince_ >= kSubmitPatience) FailUnsubmitted(-taken);
@@ -171,10 +180,10 @@ void HelperReads::FailUnsubmitted(int error) {
     Slot& slot = slots_[index];
     if (slot.state != SlotState::kReading) continue;
     slot.state = SlotState::kLost;
-    Answer(slot.read.id, ReadOutcome::kFailed, error);
+    Answer(slot.read.id, ReadOutcome::kNotTried, error);
   }
   unsubmitted_.clear();
-  for (const BlockRead& read : queue_) Answer(read.id, ReadOutcome::kFailed, error);
+  for (const BlockRead& read : queue_) Answer(read.id, ReadOutcome::kNotTried, error);
   queue_.clear();
 }
 
@@ -229,8 +238,7 @@ void HelperReads::Finish(Slot& slot, int result) {
   Answer(slot.read.id, ReadOutcome::kFailed, error);
 }
 
-void HelperReads::ExpireOverdue() {
-  const Clock::time_point now = Clock::now();
+void HelperReads::ExpireOverdue(Duration now) {
   for (Slot& slot : slots_) {
     if (slot.state != SlotState::kReading || now < slot.deadline) continue;
     slot.state = SlotState::kLost;
@@ -239,14 +247,19 @@ void HelperReads::ExpireOverdue() {
 }
 
 void HelperReads::Answer(std::uint64_t id, ReadOutcome outcome, int error) {
-  if (results_.empty()) oldestResult_ = Clock::now();
+  if (results_.empty()) oldestResult_ = clock_.Look();
   results_.push_back({id, outcome, error});
 }
 
-bool HelperReads::MustSend() const {
+bool HelperReads::MustSend() {
   return !results_.empty() &&
          (queue_.size() < slots_.size() || results_.size() >= kResultsPerMessage ||
-          Clock::now() >= oldestResult_ + kOldestUnsent);
+          clock_.Look() >= oldestResult_ + kOldestUnsent);
+}
+
+bool HelperReads::SendAlive() {
+  const MessageHead answer{MessageKind::kAlive, 0};
+  return send(socket_, &answer, sizeof(answer), MSG_NOSIGNAL) == sizeof(answer);
 }
 
 bool HelperReads::SendResults() {

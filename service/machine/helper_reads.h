@@ -2,10 +2,10 @@
 
 #include <liburing.h>
 
-#include <chrono>
 #include <deque>
 #include <vector>
 
+#include "service/machine/awake_clock.h"
 #include "service/machine/helper_device.h"
 #include "service/machine/helper_protocol.h"
 
@@ -26,17 +26,18 @@ class HelperReads {
   void Run();
 
  private:
-  using Clock = std::chrono::steady_clock;
+  using Duration = AwakeClock::Duration;
   enum class SlotState { kFree, kReading, kLost };
   struct Slot {
     SlotState state = SlotState::kFree;
     BlockRead read;
     std::uint32_t doneBytes = 0;
-    Clock::time_point deadline;
+    Duration deadline{};
   };
 
-  int AwaitEvent() const;
+  int AwaitEvent();
   bool TakeRequests();
+  bool TakeReads(const ReadMessage& message, std::size_t size);
   bool IsValid(const BlockRead& read) const;
   void StartQueued();
   void StartRead(std::uint32_t index);
@@ -44,12 +45,14 @@ class HelperReads {
   void FailUnsubmitted(int error);
   void TakeCompletions();
   void Finish(Slot& slot, int result);
-  void ExpireOverdue();
+  void ExpireOverdue(Duration now);
   void Answer(std::uint64_t id, ReadOutcome outcome, int error);
-  bool MustSend() const;
+  bool MustSend();
   bool SendResults();
+  bool SendAlive();
   std::byte* Buffer(std::uint32_t slot) const;
 
+  AwakeClock clock_;
   int socket_;
   const HelperDevice& device_;
   std::uint32_t largestReadBytes_;
@@ -57,10 +60,10 @@ class HelperReads {
   std::vector<Slot> slots_;
   std::deque<BlockRead> queue_;
   std::deque<std::uint32_t> unsubmitted_;  // slots that the kernel has not taken yet, in order
-  Clock::time_point refusedSince_;         // max: the kernel takes what it is given
+  Duration refusedSince_;                  // max: the kernel takes what it is given
   int refusal_ = 0;                        // not 0: why the kernel takes no more reads
   std::vector<BlockReadResult> results_;   // not sent yet
-  Clock::time_point oldestResult_;
+  Duration oldestResult_{};
   std::byte* buffers_ = nullptr;
   std::size_t buffersBytes_ = 0;
   io_uring ring_{};

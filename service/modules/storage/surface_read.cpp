@@ -7,6 +7,8 @@
 #include <set>
 #include <vector>
 
+#include "service/machine/awake_clock.h"
+
 namespace orvan::storage {
 namespace {
 
@@ -39,7 +41,7 @@ class SurfaceReader {
         hooks_(hooks),
         mostNarrowed_(mostNarrowed),
         sectorBytes_(reader.Geometry().logicalSectorBytes),
-        start_(hooks.now()) {}
+        clock_(hooks.now) {}
 
   SurfaceResult Run() {
     Tell(0);
@@ -58,15 +60,17 @@ class SurfaceReader {
     for (const auto& [extent, error] : failed_) CountUnnarrowed(extent, error);
     if (!ended_) result_.end = next_ < plan_.order.count ? SurfaceEnd::kTimeCap : result_.end;
     if (result_.end == SurfaceEnd::kComplete || result_.end == SurfaceEnd::kTimeCap) Tell(100);
-    result_.took = hooks_.now() - start_;
+    result_.took = clock_.Look();
     return std::move(result_);
   }
 
  private:
+  using Duration = machine::AwakeClock::Duration;
+
   struct Extent {
     std::uint64_t lba = 0;
     std::uint32_t sectors = 0;
-    std::chrono::steady_clock::time_point handedOver{};  // of whole blocks
+    Duration handedOver{};  // of whole blocks
   };
 
   void End(SurfaceEnd end, std::uint64_t lba = 0, int error = 0) {
@@ -77,8 +81,8 @@ class SurfaceReader {
     result_.endError = error;
   }
 
-  bool CapReached() const {
-    return plan_.timeCap.count() > 0 && next_ > 0 && hooks_.now() - start_ >= plan_.timeCap;
+  bool CapReached() {
+    return plan_.timeCap.count() > 0 && next_ > 0 && clock_.Look() >= plan_.timeCap;
   }
 
   Extent BlockExtent(std::uint64_t block) const {
@@ -96,7 +100,7 @@ class SurfaceReader {
     // Handing over in lots of half the queue keeps the disk busy and the messages few.
     if (inFlight_.size() > reader_.Capacity() / 2 || CapReached()) return;
     std::vector<BlockRead> reads;
-    const auto now = hooks_.now();
+    const Duration now = clock_.Look();
     while (next_ < plan_.order.count && inFlight_.size() < reader_.Capacity()) {
       Extent extent = BlockExtent(plan_.order.at(next_++));
       extent.handedOver = now;
@@ -123,6 +127,7 @@ class SurfaceReader {
               [](const auto& one, const auto& other) { return one.second.id < other.second.id; });
     const std::uint64_t oldest = inFlight_.empty() ? 0 : inFlight_.begin()->second.lba;
     if (state == ReaderState::kHung) pendingEnd_ = {SurfaceEnd::kHung, oldest};
+    if (state == ReaderState::kStalled) pendingEnd_ = {SurfaceEnd::kReaderStalled, oldest};
     if (state == ReaderState::kLost) pendingEnd_ = {SurfaceEnd::kReaderLost, oldest};
     return finished;
   }
@@ -140,7 +145,8 @@ class SurfaceReader {
       // Reads come back in any order; what is named is the oldest that was not read.
       const bool older = !inFlight_.empty() && inFlight_.begin()->first < result.id;
       End(SurfaceEnd::kVanished, older ? inFlight_.begin()->second.lba : extent.lba, result.error);
-    } else if (result.outcome == ReadOutcome::kFailed && IsOwnFault(result.error)) {
+    } else if (result.outcome == ReadOutcome::kNotTried ||
+               (result.outcome == ReadOutcome::kFailed && IsOwnFault(result.error))) {
       End(SurfaceEnd::kOwnFault, extent.lba, result.error);
     } else {
       return false;
@@ -150,7 +156,7 @@ class SurfaceReader {
 
   void Collect() {
     const auto finished = Wait();
-    const auto now = hooks_.now();
+    const Duration now = clock_.Look();
     for (const auto& [extent, result] : finished) {
       result_.slowestAnswer = std::max(result_.slowestAnswer, now - extent.handedOver);
       // Those that came along with the end still count.
@@ -184,7 +190,7 @@ class SurfaceReader {
     failed_.erase(failed_.begin(), failed_.begin() + static_cast<std::ptrdiff_t>(done));
   }
 
-  bool MayNarrow() const { return result_.bad.Total() < mostNarrowed_ && !CapReached(); }
+  bool MayNarrow() { return result_.bad.Total() < mostNarrowed_ && !CapReached(); }
 
   void CountUnnarrowed(const Extent& block, int error) {
     if (result_.unnarrowedBlocks == 0 || block.lba < result_.firstUnnarrowedLba) {
@@ -229,18 +235,17 @@ class SurfaceReader {
   void Tell(int percent) {
     if (hooks_.progress) hooks_.progress(percent);
     told_ = percent;
-    lastTold_ = hooks_.now();
+    lastTold_ = clock_.Look();
   }
 
   // Of blocks or of the time cap, whichever is further; 100 is left to the end.
   void TellProgress() {
-    const auto now = hooks_.now();
+    const Duration now = clock_.Look();
     if (ended_ || now - lastTold_ < kProgressPace) return;
     const double blocks = static_cast<double>(result_.blocksRead) /
                           static_cast<double>(std::max<std::uint64_t>(plan_.order.count, 1));
-    const double time = plan_.timeCap.count() > 0
-                            ? std::chrono::duration<double>(now - start_) / plan_.timeCap
-                            : 0.0;
+    const double time =
+        plan_.timeCap.count() > 0 ? std::chrono::duration<double>(now) / plan_.timeCap : 0.0;
     const double share = std::clamp(std::max(blocks, time), 0.0, 0.99);
     Tell(std::max(told_, static_cast<int>(share * 100)));
   }
@@ -251,8 +256,8 @@ class SurfaceReader {
   const SurfaceHooks& hooks_;
   std::uint64_t mostNarrowed_;
   std::uint32_t sectorBytes_;
-  std::chrono::steady_clock::time_point start_;
-  std::chrono::steady_clock::time_point lastTold_;
+  machine::AwakeClock clock_;
+  Duration lastTold_{};
   int told_ = 0;
   std::uint64_t next_ = 0;  // place in the order of the next block to begin
   std::uint64_t nextId_ = 0;

@@ -26,10 +26,11 @@ enum class SurfaceEnd {
   kComplete,
   kTimeCap,
   kStopped,
-  kHung,        // a transfer ran past its time limit
-  kVanished,    // the disk has left the machine
-  kReaderLost,  // our own reader broke
-  kOwnFault,    // a read failed for a reason that is none of the disk's
+  kHung,           // a transfer ran past its time limit
+  kVanished,       // the disk has left the machine
+  kReaderLost,     // our own reader broke
+  kReaderStalled,  // our own reader stood still: it was stopped, or got no processor
+  kOwnFault,       // a read failed for a reason that is none of the disk's
 };
 
 struct SurfaceResult {
@@ -46,7 +47,7 @@ struct SurfaceResult {
   std::uint64_t bytesRead = 0;   // of the readable blocks
   std::uint64_t endLba = 0;      // where it hung, vanished or failed
   int endError = 0;
-  std::chrono::steady_clock::duration took{};
+  std::chrono::steady_clock::duration took{};  // this and the next: time in which we were awake
   // The longest time from handing a block over, to the first try of it, to its answer. It may wait
   // behind as many others as the reader takes.
   std::chrono::steady_clock::duration slowestAnswer{};

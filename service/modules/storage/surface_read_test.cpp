@@ -250,6 +250,39 @@ TEST(SurfaceRead, AReaderThatBreaksIsNoFaultOfTheDisk) {
   EXPECT_EQ(MemoryRun(faults).Go().end, SurfaceEnd::kReaderLost);
 }
 
+TEST(SurfaceRead, AReaderThatStandsStillIsNoFaultOfTheDisk) {
+  DiskFaults faults;
+  faults.loseAfterReads = 10;
+  faults.lostAs = machine::ReaderState::kStalled;
+  const SurfaceResult result = MemoryRun(faults).Go();
+  EXPECT_EQ(result.end, SurfaceEnd::kReaderStalled);
+  EXPECT_TRUE(result.bad.IsEmpty());
+}
+
+TEST(SurfaceRead, AReadThatCouldNotBeTriedIsNoFaultOfTheDiskWhateverItsError) {
+  for (const int error : {EIO, ENODATA, ENODEV, ENXIO, ETIMEDOUT}) {
+    DiskFaults faults;
+    faults.untriedSectors = {{40, error}};
+    MemoryRun run(faults);
+    const SurfaceResult result = run.Go();
+    EXPECT_EQ(result.end, SurfaceEnd::kOwnFault);
+    EXPECT_EQ(result.endLba, 40U);
+    EXPECT_EQ(result.endError, error);
+    EXPECT_TRUE(result.bad.IsEmpty());
+    EXPECT_EQ(result.unnarrowedBlocks, 0U);
+  }
+}
+
+TEST(SurfaceRead, TheTimeOfAPauseIsNoneOfTheDisks) {
+  MemoryRun run({}, 8);
+  run.plan.timeCap = 10s;
+  run.reader.onCollect = [&run] { run.time += 1h; };
+  const SurfaceResult result = run.Go();
+  EXPECT_EQ(result.end, SurfaceEnd::kComplete);
+  EXPECT_LT(result.slowestAnswer, 1s);
+  EXPECT_LT(result.took, 1s);
+}
+
 TEST(SurfaceRead, AnErrorOfTheKernelIsNoFaultOfTheDisk) {
   MemoryRun run(Bad({40}, ENOMEM));
   const SurfaceResult result = run.Go();

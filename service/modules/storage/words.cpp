@@ -11,6 +11,8 @@ using sdk::Verdict;
 
 constexpr std::size_t kRangesInMessage = 8;
 constexpr std::size_t kRangesInLog = 256;
+constexpr char kReaderStoodStill[] =
+    "|THE_DISK_READER_WAS_STOPPED_OR_GOT_NO_PROCESSOR_FOR_TOO_LONG";
 
 struct ErrorRow {
   int error;
@@ -58,6 +60,8 @@ std::string EndKey(const SurfaceResult& result, std::chrono::seconds timeLimit) 
       return "|THE_DISK_VANISHED_WHILE_READING" + at;
     case SurfaceEnd::kReaderLost:
       return "|THE_DISK_READER_ENDED_UNEXPECTEDLY";
+    case SurfaceEnd::kReaderStalled:
+      return kReaderStoodStill;
     case SurfaceEnd::kOwnFault:
       return "|READING" + at + "_COULD_NOT_BE_TRIED,_" + ErrorText(result.endError);
     case SurfaceEnd::kStopped:
@@ -156,6 +160,8 @@ Verdict OpenVerdict(const machine::OpenedReader& opened, std::chrono::seconds ti
     case OpenFailure::kHung:
       return Verdict::Failed("|OPENING_THE_DISK_DID_NOT_COME_BACK_WITHIN_" + SecondsKey(timeLimit),
                              "the disk opens", "no answer", "open");
+    case OpenFailure::kStalled:
+      return Verdict::Invalid(kReaderStoodStill);
     case OpenFailure::kReader:
       // A security policy refuses io_uring with EPERM; a kernel built without it has no such call.
       if (opened.error == EPERM || opened.error == ENOSYS) {

@@ -23,8 +23,9 @@ SurfaceResult ResultOf(SurfaceEnd end, std::initializer_list<std::uint64_t> bad 
 
 TEST(SurfaceVerdict, PassesOnlyACompleteRunWithoutBadSectors) {
   EXPECT_EQ(VerdictOf(ResultOf(SurfaceEnd::kComplete)).status, kTestPassed);
-  for (const SurfaceEnd end : {SurfaceEnd::kStopped, SurfaceEnd::kHung, SurfaceEnd::kVanished,
-                               SurfaceEnd::kReaderLost, SurfaceEnd::kOwnFault}) {
+  for (const SurfaceEnd end :
+       {SurfaceEnd::kStopped, SurfaceEnd::kHung, SurfaceEnd::kVanished, SurfaceEnd::kReaderLost,
+        SurfaceEnd::kReaderStalled, SurfaceEnd::kOwnFault}) {
     EXPECT_NE(VerdictOf(ResultOf(end)).status, kTestPassed);
   }
   EXPECT_EQ(VerdictOf(ResultOf(SurfaceEnd::kComplete, {1})).status, kTestFailed);
@@ -102,6 +103,9 @@ TEST(SurfaceVerdict, AStopIsCanceledEvenWithBadSectors) {
 
 TEST(SurfaceVerdict, OurOwnFaultIsInvalid) {
   EXPECT_EQ(VerdictOf(ResultOf(SurfaceEnd::kReaderLost)).status, kTestInvalid);
+  const sdk::Verdict stalled = VerdictOf(ResultOf(SurfaceEnd::kReaderStalled));
+  EXPECT_EQ(stalled.status, kTestInvalid);
+  EXPECT_EQ(stalled.message, "|THE_DISK_READER_WAS_STOPPED_OR_GOT_NO_PROCESSOR_FOR_TOO_LONG");
   EXPECT_EQ(VerdictOf(ResultOf(SurfaceEnd::kOwnFault)).status, kTestInvalid);
 }
 
@@ -132,6 +136,8 @@ TEST(OpenVerdict, EachFailureHasItsWordsAndItsStatus) {
   const OpenCase cases[] = {
       {OpenFailure::kStopped, 0, kTestCanceled, ""},
       {OpenFailure::kHung, 0, kTestFailed, "|OPENING_THE_DISK_DID_NOT_COME_BACK_WITHIN_1_SECOND"},
+      {OpenFailure::kStalled, 0, kTestInvalid,
+       "|THE_DISK_READER_WAS_STOPPED_OR_GOT_NO_PROCESSOR_FOR_TOO_LONG"},
       {OpenFailure::kReader, ENOENT, kTestInvalid,
        "|THE_DISK_READER_COULD_NOT_BE_STARTED,_ERROR_2_(NO_SUCH_FILE)"},
       {OpenFailure::kReader, EPERM, kTestInvalid,

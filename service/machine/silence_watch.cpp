@@ -1,0 +1,29 @@
+#include "service/machine/silence_watch.h"
+
+#include "service/machine/helper_process.h"
+
+namespace orvan::machine {
+
+void SilenceWatch::Heard(AwakeClock::Duration now) {
+  lastSign_ = now;
+  lastLook_ = now;
+  stalled_ = {};
+  asked_ = false;
+}
+
+SilenceWatch::Finding SilenceWatch::Look(AwakeClock::Duration now,
+                                         const std::function<char()>& state) {
+  const AwakeClock::Duration passed = now - std::exchange(lastLook_, now);
+  const AwakeClock::Duration silence = now - lastSign_;
+  if (silence < kAwakePace) return Finding::kNone;
+  if (!std::exchange(asked_, true)) return Finding::kAsk;
+  if (silence < 2 * kAwakePace) return Finding::kNone;
+  // A helper that lives waits for its socket and answers at once.
+  if (state() != kInKernel) {
+    stalled_ += passed;
+    return stalled_ > stallLimit_ ? Finding::kStalled : Finding::kNone;
+  }
+  return silence - stalled_ > hungLimit_ ? Finding::kHung : Finding::kNone;
+}
+
+}  // namespace orvan::machine

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <functional>
+
+#include "service/machine/awake_clock.h"
+
+namespace orvan::machine {
+
+// Judges a helper process of which nothing is heard: one that hangs in the kernel, and so the
+// device with it, or one that stands still for reasons that are none of the device's. One thread;
+// times are those of one AwakeClock.
+class SilenceWatch {
+ public:
+  enum class Finding {
+    kNone,
+    kAsk,      // the helper is to be asked for a sign of life
+    kHung,     // it has been in the kernel for longer than its limit
+    kStalled,  // it was stopped, or got no processor, for longer than anybody waits
+  };
+
+  SilenceWatch(AwakeClock::Duration hungLimit, AwakeClock::Duration stallLimit)
+      : hungLimit_(hungLimit), stallLimit_(stallLimit) {}
+
+  // A message came, or something is waited for from now on.
+  void Heard(AwakeClock::Duration now);
+  // To be called at least every kAwakePace while something is waited for. `state` tells the
+  // process' state as /proc does and is asked only when an answer is overdue.
+  Finding Look(AwakeClock::Duration now, const std::function<char()>& state);
+
+ private:
+  AwakeClock::Duration hungLimit_;
+  AwakeClock::Duration stallLimit_;
+  AwakeClock::Duration lastSign_{};
+  AwakeClock::Duration lastLook_{};
+  AwakeClock::Duration stalled_{};  // of the time since the last sign
+  bool asked_ = false;
+};
+
+}  // namespace orvan::machine

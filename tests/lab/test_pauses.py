@@ -1,0 +1,107 @@
+"""Runs that are held up for longer than a transfer may take: never the disk's fault."""
+
+import re
+import signal
+import subprocess
+import time
+from pathlib import Path
+
+import pytest
+from disk import device_id, needs_devices
+from pace import Stopwatch
+
+pytestmark = needs_devices
+
+PASSED = 0
+LIMIT = 3  # seconds that a transfer may take here
+# Beyond what a helper that hangs itself is given, too.
+PAUSE = LIMIT + 3
+
+
+def helper_of(pid):
+    """The process id of the program's disk reader."""
+    for entry in Path("/proc").iterdir():
+        if not entry.name.isdigit():
+            continue
+        try:
+            name, rest = (entry / "stat").read_text().rsplit(") ", 1)
+        except (FileNotFoundError, ProcessLookupError):
+            continue
+        if name.endswith("(orvan-block-rea") and int(rest.split()[1]) == pid:
+            return int(entry.name)
+    raise AssertionError("no disk reader runs")
+
+
+def turns(pid):
+    """How often a process has come to wait for something."""
+    status = Path(f"/proc/{pid}/task/{pid}/status").read_text()
+    return int(re.search(r"^voluntary_ctxt_switches:\s+(\d+)", status, re.M)[1])
+
+
+@pytest.mark.parametrize("who", ["helper", "program", "both"])
+def test_pause_longer_than_the_limit_fails_no_healthy_disk(world, disk, who):
+    (world.config_dir / "service.ini").write_text(
+        f"[storage]\ninclude_loop=1\ntimeout_seconds={LIMIT}\n", encoding="utf-8"
+    )
+    identifier = device_id(world, disk.kernel_name)
+    disk.command("hang", 20500, 1)  # a read that is slow; not where a search for partitions reads
+    process = world.start(
+        ["-Mstorage", "-El", identifier],
+        start_new_session=True,
+        stdin=subprocess.DEVNULL,
+        stdout=subprocess.PIPE,
+    )
+    paused = []
+    try:
+        disk.command("wait")
+        helper = helper_of(process.pid)
+        paused = {"helper": [helper], "program": [process.pid], "both": [process.pid, helper]}[who]
+        for pid in paused:
+            subprocess.run(["kill", "-STOP", str(pid)], check=True)
+        if who == "program":
+            # The disk answers meanwhile, for its reader is awake and counts.
+            disk.command("resume")
+        time.sleep(PAUSE)
+        before = turns(paused[-1])
+        for pid in paused:
+            subprocess.run(["kill", "-CONT", str(pid)], check=True)
+        if who != "program":
+            # Awake again, and time to judge, before the disk answers.
+            deadline = Stopwatch()
+            while turns(paused[-1]) < before + 2:
+                assert process.poll() is None and deadline.ticks < 6000
+                time.sleep(0.01)
+            disk.command("resume")
+        output = process.communicate(timeout=60)[0].decode()
+    finally:
+        for pid in paused:
+            subprocess.run(["kill", "-CONT", str(pid)], check=False, stderr=subprocess.DEVNULL)
+        process.kill()
+        process.wait()
+    assert "Test Status: Passed!" in output
+    assert process.returncode == PASSED
+
+
+def test_disk_that_hangs_fails_within_its_limit_of_the_time_awake(world, disk):
+    """A pause before the limit makes it no longer than the pause."""
+    identifier = device_id(world, disk.kernel_name)
+    disk.command("hang", 30000, 1)
+    process = world.start(
+        ["-Mstorage", "-El", identifier],
+        start_new_session=True,
+        stdin=subprocess.DEVNULL,
+        stdout=subprocess.PIPE,
+    )
+    try:
+        disk.command("wait")
+        process.send_signal(signal.SIGSTOP)
+        time.sleep(1)
+        process.send_signal(signal.SIGCONT)
+        stopwatch = Stopwatch()
+        output = process.communicate(timeout=60)[0].decode()
+        assert stopwatch.seconds() < 4.0
+    finally:
+        process.kill()
+        process.wait()
+    assert re.search(r"\[Info\] A read at LBA \d+ did not come back within 2 seconds", output)
+    assert process.returncode == 21
