@@ -37,7 +37,7 @@ void SignalHandler::RemoveHandler(HostSignalCallback function) {
 }
 
 bool SignalHandler::StartOnce() {
-  if (thread_ == nullptr && TerminationDescriptor() >= 0) {
+  if (thread_ == nullptr && TerminationDescriptor() >= 0 && shared_->deadline.Start()) {
     thread_ =
         LayerThread::Start("host-signals", [shared = shared_](int stop) { Serve(*shared, stop); });
   }
@@ -54,7 +54,10 @@ void SignalHandler::Serve(Shared& shared, int stop) {
     // Emptied before the counters are: a request that comes in between wakes this thread again.
     ::eventfd_read(wake, &count);
     for (const int signal : kTerminationSignals) {
-      for (auto left = TakeTerminations(signal); left > 0; --left) Dispatch(shared, signal);
+      for (auto left = TakeTerminations(signal); left > 0; --left) {
+        shared.deadline.Begin(signal);
+        Dispatch(shared, signal);
+      }
     }
   }
 }

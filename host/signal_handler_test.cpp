@@ -1,16 +1,19 @@
 #include "host/signal_handler.h"
 
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <mutex>
 #include <thread>
 #include <vector>
 
+#include "system/test_pipe.h"
 #include "system/test_threads.h"
 
 namespace tarvex {
@@ -192,6 +195,92 @@ TEST_F(SignalHandlerTest, WithItsLastFunctionGoneASignalEndsTheProcess) {
               handler.RemoveHandler(First);
             }),
             SIGTERM);
+}
+
+// How a process ends that took a request with this function, got that further one while the
+// function ran or behind it, and then did nothing more: the signal, or 0 when it ended by itself.
+int EndOfHung(HostSignalCallback function, int further, std::chrono::milliseconds& took) {
+  const pid_t child = ::fork();
+  if (child == 0) {
+    ::alarm(60);
+    SignalHandler handler(std::chrono::milliseconds(300));
+    handler.SetHandler(function);
+    ::kill(::getpid(), SIGTERM);
+    isInside.wait(false);
+    ::kill(::getpid(), further);
+    while (true) ::pause();
+  }
+  const auto start = std::chrono::steady_clock::now();
+  int status = 0;
+  EXPECT_EQ(::waitpid(child, &status, 0), child);
+  took = std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() -
+                                                               start);
+  return WIFSIGNALED(status) ? WTERMSIG(status) : 0;
+}
+
+bool Returns(int /*signal*/, std::uintptr_t /*first*/, std::uintptr_t /*second*/) {
+  isInside = true;
+  isInside.notify_all();
+  return true;
+}
+
+TEST_F(SignalHandlerTest, ARequestThatNothingHonoursEndsTheProcessWhateverHangs) {
+  for (const HostSignalCallback function : {Returns, Stays}) {
+    isInside = mayLeave = false;
+    std::chrono::milliseconds took{};
+    EXPECT_EQ(EndOfHung(function, SIGINT, took), SIGTERM) << "the first request counts";
+    EXPECT_GE(took, std::chrono::milliseconds(290));
+  }
+}
+
+TEST_F(SignalHandlerTest, AProcessThatEndsInTimeKeepsItsStatus) {
+  const pid_t child = ::fork();
+  if (child == 0) {
+    isInside = false;
+    SignalHandler handler;
+    handler.SetHandler(Returns);
+    ::kill(::getpid(), SIGTERM);
+    isInside.wait(false);
+    ::exit(7);
+  }
+  int status = 0;
+  EXPECT_EQ(::waitpid(child, &status, 0), child);
+  EXPECT_TRUE(WIFEXITED(status));
+  EXPECT_EQ(WEXITSTATUS(status), 7);
+}
+
+// A shell that stops its job, or a frozen machine, takes nothing of the time.
+TEST_F(SignalHandlerTest, TimeInWhichTheProcessIsStoppedDoesNotCount) {
+  const TestPipe toChild;
+  const TestPipe fromChild;
+  const pid_t child = ::fork();
+  if (child == 0) {
+    isInside = false;
+    SignalHandler handler(std::chrono::milliseconds(1000));
+    handler.SetHandler(Returns);
+    ::kill(::getpid(), SIGTERM);
+    isInside.wait(false);
+    char byte = 'x';
+    while (byte != 'e') {
+      if (::write(fromChild.writing.Get(), &byte, 1) != 1) ::_exit(1);
+      if (::read(toChild.reading.Get(), &byte, 1) != 1) ::_exit(2);
+    }
+    ::_exit(7);
+  }
+  int status = 0;
+  EXPECT_EQ(fromChild.Take(1), "x");
+  ::kill(child, SIGSTOP);
+  EXPECT_EQ(::waitpid(child, &status, WUNTRACED), child);
+  ::poll(nullptr, 0, 1500);
+  ::kill(child, SIGCONT);
+  for (int round = 0; round < 20; ++round) {
+    EXPECT_EQ(::write(toChild.writing.Get(), "x", 1), 1);
+    EXPECT_EQ(fromChild.Take(1), "x");
+  }
+  EXPECT_EQ(::write(toChild.writing.Get(), "e", 1), 1);
+  EXPECT_EQ(::waitpid(child, &status, 0), child);
+  EXPECT_TRUE(WIFEXITED(status));
+  EXPECT_EQ(WEXITSTATUS(status), 7);
 }
 
 // Nobody would call the functions, so the process is not kept from ending.
