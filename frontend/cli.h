@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <exception>
 #include <memory>
@@ -221,6 +222,10 @@ class Cli {
   void SetResultUnlessRun(std::int32_t code);
   void RunPlan(ModuleRun& run, const DeviceRunPlan& plan);
   void RunEventLoop(ModuleRun& run);
+  template <class Ready, class Show>
+  void AwaitWithLooks(ModuleRun& run, Ready ready, Show show);
+  std::chrono::milliseconds UntilNextLook(const ModuleRun& run) const;
+  void LookForAbort(ModuleRun& run);
   void DrainEvents();
   void HandleEvent(ModuleRun& run, const CliEvent& event);
   void OnSuiteStarted(ModuleRun& run, const CliEvent& event);

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <array>
+#include <chrono>
 
 #include "boundary/orvan_service.h"
 #include "frontend/cadence.h"
@@ -22,10 +23,34 @@ constexpr int kAllPercent = 100;
 
 void Cli::RunEventLoop(ModuleRun& run) {
   while (!run.planFinished) {
-    eventQueue->WaitForEvent();
+    AwaitWithLooks(
+        run, [this] { return !eventQueue->IsEmpty(); }, [] {});
     HandleEvent(run, *eventQueue->Front());
     eventQueue->Pop();
   }
+}
+
+// Sleeps until `ready()` holds, and calls `show()` behind each look at the abort key before that.
+// Looks are half a second apart over the whole run of the module, whatever its tests last: a look
+// that falls due while something is ready comes before this returns.
+template <class Ready, class Show>
+void Cli::AwaitWithLooks(ModuleRun& run, Ready ready, Show show) {
+  while (!eventQueue->WaitForChange(UntilNextLook(run), ready)) {
+    LookForAbort(run);
+    show();
+  }
+  if (UntilNextLook(run) <= std::chrono::milliseconds(0)) LookForAbort(run);
+}
+
+// Not above zero when the next look is due.
+std::chrono::milliseconds Cli::UntilNextLook(const ModuleRun& run) const {
+  const std::chrono::duration<double> since(timer->SecondsBetween(run.lastLook, timer->Now()));
+  return std::chrono::ceil<std::chrono::milliseconds>(kCadence - since);
+}
+
+void Cli::LookForAbort(ModuleRun& run) {
+  run.lastLook = timer->Now();
+  if (view->IsAbortRequested()) AbortRun();
 }
 
 // Lets the service run to the end of its suite without showing anything.
@@ -89,18 +114,17 @@ void Cli::OnTestStarted(ModuleRun& /*run*/, const CliEvent& event) {
   view->BeginTest(test.name, test.key);
 }
 
-// The main thread spends a test's lifetime here: it wakes when the test has finished, and every
-// half second to show progress and to look at the abort key.
-void Cli::WatchTest(ModuleRun& /*run*/, const CliEvent& /*event*/) {
+// The main thread spends a test's lifetime here: it wakes when the test has finished, and with each
+// look at the abort key to show progress.
+void Cli::WatchTest(ModuleRun& run, const CliEvent& /*event*/) {
   const auto showProgress = [this] {
     view->ShowTestProgress(testListener->GetPercent(),
                            timer->SecondsBetween(suiteListener->TestStart(), timer->Now()));
   };
   const auto finished = [this] { return suiteListener->TestFinished(); };
-  while (!eventQueue->WaitForChange(kCadence, finished)) {
-    if (view->IsAbortRequested()) AbortRun();
+  AwaitWithLooks(run, finished, [&] {
     if (!ShowTestMessage()) showProgress();
-  }
+  });
   ShowTestMessage();
   showProgress();
 }

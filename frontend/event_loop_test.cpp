@@ -1,10 +1,7 @@
-#include <fcntl.h>
 #include <time.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <atomic>
-#include <thread>
+#include <chrono>
 
 #include "tests/fakes/front_end_test.h"
 
@@ -266,86 +263,6 @@ TEST_F(EventLoop, ThePseudoDeviceIsNamedOnAViewThatNamesDevices) {
   EXPECT_EQ(names, Words{"NO_DEVICE_FOUND|storage"});
   EXPECT_NE(Screen().find("\n" + kRule + kRule), std::string::npos)
       << "nothing stands between the separators";
-}
-
-// Abort.
-
-TEST_F(EventLoop, EscapeDuringATestAbortsAtOnceAndAtEveryDiagnosticBehind) {
-  F().Body([](FakeTestRun& run) {
-    TheFakeHost().console.Press(27);
-    run.AwaitAbort();
-    return kTestCanceled;
-  });
-  const std::string screen = Run({"-Mstorage", "-Qf,r", "-E", "0"});
-  EXPECT_EQ(service().aborts.size(), 2U) << "once for the key, once for the next diagnostic";
-  EXPECT_EQ(service().aborts.at(0).signal, 0);
-  EXPECT_NE(screen.find(TestText("Read Test", "Canceled")), std::string::npos);
-  EXPECT_NE(screen.find(TestText("Surface Test", "Canceled")), std::string::npos) << screen;
-  EXPECT_EQ(cli->result, 25);
-}
-
-TEST_F(EventLoop, AnAbortSpansPlansAndModules) {
-  AddMemory();
-  F().Body([](FakeTestRun& run) {
-    TheFakeHost().console.Press(27);
-    run.AwaitAbort();
-    return kTestCanceled;
-  });
-  R().Body([](FakeTestRun&) { return kTestPassed; });
-  Run({"-Mstorage", "-Qr,f", "-Mmemory"});
-  EXPECT_EQ(cli->result, 25);
-  EXPECT_EQ(service().runs.size(), 3U);
-  EXPECT_EQ(service().aborts.size(), 5U)
-      << "for the key, and at the start of each later plan and of its diagnostic";
-}
-
-TEST_F(EventLoop, OtherKeysDoNotAbort) {
-  F().Body([](FakeTestRun&) {
-    TheFakeHost().console.Press('q');
-    AwaitLooks(2);
-    return kTestPassed;
-  });
-  Run({"-Mstorage", "-Qf", "0"});
-  EXPECT_TRUE(service().aborts.empty());
-}
-
-TEST_F(EventLoop, EscapeBeforeAPlanAbortsIt) {
-  host().console.Press(27);
-  Run({"-Mstorage", "-Qf", "0"});
-  EXPECT_EQ(service().aborts.size(), 2U) << "before the plan and at its diagnostic";
-  EXPECT_EQ(cli->result, 25);
-}
-
-TEST_F(EventLoop, ANewApplicationObjectForgetsTheAbort) {
-  host().console.Press(27);
-  Run({"-Mstorage", "-Qf", "0"});
-  Stop();
-  optind = 0;
-  service().aborts.clear();
-  Run({"-Mstorage", "-Qf", "0"});
-  EXPECT_TRUE(service().aborts.empty());
-  EXPECT_EQ(cli->result, 0);
-}
-
-TEST_F(EventLoop, ASupervisorsAbortIsPassedOnAtTheStartOfEachPlanToo) {
-  int ends[2];
-  ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
-  const int input = dup(0);
-  dup2(ends[0], 0);
-  F().Body([&ends](FakeTestRun& run) {
-    if (write(ends[1], "a", 1) == 1) run.AwaitAbort();
-    return kTestCanceled;
-  });
-  Run({"--HDK", "-Mstorage", "-Qf"});
-  Stop();
-  dup2(input, 0);
-  for (const int descriptor : {ends[0], ends[1], input}) close(descriptor);
-  const Words calls = service().Calls();
-  const auto first = std::find(calls.begin(), calls.end(), "ExecuteDiagnostics(storage,0)");
-  const auto second = std::find(calls.begin(), calls.end(), "ExecuteDiagnostics(storage,1)");
-  ASSERT_NE(second, calls.end());
-  EXPECT_EQ(std::count(first, second, "AbortExecution"), 2) << "during the test, before the plan";
-  EXPECT_GE(std::count(second, calls.end(), "AbortExecution"), 1) << "at its diagnostic";
 }
 
 // System events wait for the end of a plan.

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "frontend/cli.h"
+#include "system/timer.h"
 
 // What the run driver keeps while it runs the plans of one module.
 struct Cli::ModuleRun {
@@ -13,6 +14,7 @@ struct Cli::ModuleRun {
   std::size_t plannedTests = 0;  // of all plans of the module
   int percentStep = 0;
   int percentSum = 0;
+  Tick lastLook = 0;  // at the abort key; the run's beginning before the first one
   bool planFinished = false;
   bool deviceFailed = false;
 };

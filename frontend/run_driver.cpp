@@ -90,6 +90,7 @@ void Cli::SetResultUnlessRun(std::int32_t code) {
 int Cli::RunModule(ModuleSelection* selection) {
   if (selection == nullptr) return 0;
   ModuleRun run;
+  run.lastLook = timer->Now();
   HoldSystemEvents();
   const SystemEventsRelease releaseAtEnd;
   OpenListeners();

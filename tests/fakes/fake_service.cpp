@@ -140,6 +140,7 @@ void FakeService::ExecuteDiagnostics(DiagModule* module, DiagDevice* device,
 void FakeService::PlayDiagnostic(DiagDevice* device, const DiagnosticRunItem& item) {
   if (!suiteListener->OnDiagnosticStart(item.diagnostic)) return;
   for (const TestRunItem& one : item.tests) {
+    if (beforeTest) beforeTest();
     if (!suiteListener->OnTestStart(device, item.diagnostic, one.test)) continue;
     const TestStatus status = PlayTest(device, item.diagnostic, one.test);
     suiteListener->OnTestEnd(device, item.diagnostic, one.test, status);

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <condition_variable>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -65,7 +66,8 @@ class FakeService final : public OrvanService {
   bool instanceMissing = false;
   bool modulesMissing = false;
   bool beginThrowsInvalidAppKey = false;
-  int settingsThrowAt = 0;  // the n-th ApplySettings, counted from 1, throws; 0: none
+  int settingsThrowAt = 0;           // the n-th ApplySettings, counted from 1, throws; 0: none
+  std::function<void()> beforeTest;  // called before each test's start, on the service's thread
   std::string finalResultCode = "FINAL-CODE";
   std::string deviceResult = "DEVICE-CODE";
 

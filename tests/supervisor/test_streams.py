@@ -14,6 +14,7 @@ import time
 import pytest
 from pace import Stopwatch
 from program import PROGRAM, World
+from short_tests import short_tests
 from transcripts import SCENARIO
 
 CANCELED = 25
@@ -152,6 +153,19 @@ def test_abort_byte_ends_a_running_test_within_a_second(world):
         said = run.rest()
         assert stopwatch.seconds() < 1.5
         assert b"EndDiag:::4|0000" in said
+        assert run.process.wait(20) == CANCELED
+
+
+def test_abort_byte_ends_a_run_of_short_tests_within_a_second(tmp_path):
+    with Supervised(World(tmp_path, short_tests(tmp_path)), ["-Mstorage", "-Q", "0"]) as run:
+        for _ in range(5):
+            run.read_until(b"EndDiag:::1|00000\n")
+        stopwatch = Stopwatch()
+        run.say(b"a")
+        said = run.rest()
+        assert stopwatch.seconds() < 1.5
+        assert b"EndDiag:::4|00000\n" in said
+        assert said.endswith(b"\nFinishExecutionBlock:::SCENARIO\n")
         assert run.process.wait(20) == CANCELED
 
 

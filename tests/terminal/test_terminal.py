@@ -7,6 +7,7 @@ from pathlib import Path
 import pytest
 from pace import Stopwatch
 from program import World
+from short_tests import short_tests
 from terminal import FATAL_SIGNALS, Terminal, eventually
 
 SCENARIO = Path(__file__).parent / "slow.json"
@@ -57,6 +58,19 @@ def test_escape_cancels_the_running_test_and_those_behind_it(world):
         terminal.expect(rb"Test Status: Canceled!\r\n   Elapsed time: \d+ seconds? \r\n")
         terminal.expect(FINAL)
         assert terminal.wait() == CANCELED
+
+
+def test_escape_ends_a_run_of_short_tests_within_a_second(tmp_path):
+    with Terminal(World(tmp_path, short_tests(tmp_path)), ["-Mstorage", "-Q", "0"]) as terminal:
+        for _ in range(5):
+            terminal.expect(rb"Test Status: Passed!")
+        stopwatch = Stopwatch()
+        terminal.press(b"\x1b")
+        terminal.expect(rb"Test Status: Canceled!")
+        terminal.expect(FINAL)
+        assert terminal.wait(5) == CANCELED
+        assert stopwatch.seconds() < 1.0
+        assert terminal.is_as_before()
 
 
 @pytest.mark.parametrize(
