@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "boundary/orvan_service_objects.h"
@@ -13,20 +14,26 @@ namespace orvan::core {
 // line of the log.
 class DeviceAdapter final : public DiagDevice {
  public:
-  // Throws what the device's Id throws.
+  // Throws what the device's Id and WhyUntestable throw.
   DeviceAdapter(std::unique_ptr<sdk::Device> device, ServiceLog& log)
-      : device_(std::move(device)), id_(device_->Id()), log_(log) {}
+      : device_(std::move(device)),
+        id_(device_->Id()),
+        whyUntestable_(device_->WhyUntestable()),
+        log_(log) {}
 
   std::string& GetId(std::string& text) override { return text = id_; }
   DeviceInformation& GetInformation(DeviceInformation& record) override;
   std::vector<DiagResource>& GetResources(std::vector<DiagResource>& out) override;
 
   const sdk::Device& Device() const { return *device_; }
+  // As the device said it when it was found.
+  const std::optional<std::string>& WhyUntestable() const { return whyUntestable_; }
   const std::string& Id() const { return id_; }
 
  private:
   std::unique_ptr<sdk::Device> device_;
   std::string id_;
+  std::optional<std::string> whyUntestable_;
   ServiceLog& log_;
 };
 

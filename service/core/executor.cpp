@@ -189,6 +189,10 @@ bool Executor::IsDecided(const ResolvedTest& item, sdk::ParameterValues& paramet
     verdict = sdk::Verdict::Invalid(kForeignTest);
     return true;
   }
+  if (device_ != nullptr && device_->WhyUntestable()) {
+    verdict = sdk::Verdict::Invalid(*device_->WhyUntestable());
+    return true;
+  }
   if (record.appliesTo && (device == nullptr || !record.appliesTo(*device))) {
     verdict = sdk::Verdict::NotApplicable(device == nullptr ? kNeedsDevice : kWrongDevice);
     return true;

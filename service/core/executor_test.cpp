@@ -278,6 +278,23 @@ TEST_F(ExecutorTest, ATestThatDoesNotApplyToTheDeviceIsNotRun) {
              "diagnostic end", "device end null 5.0.0.0-NOT_APPLICABLE-7", "suite end"}));
 }
 
+TEST_F(ExecutorTest, EveryTestOfAnUntestableDeviceIsInvalidAndNoneRuns) {
+  bool ran = false;
+  plain->scan = [](std::stop_token) {
+    std::vector<std::unique_ptr<sdk::Device>> devices;
+    auto device = std::make_unique<testing::PlainDevice>("0");
+    device->whyUntestable = "|BLIND";
+    devices.push_back(std::move(device));
+    return devices;
+  };
+  RunOne([&ran](sdk::TestContext&) {
+    ran = true;
+    return sdk::Verdict::Passed();
+  });
+  EXPECT_FALSE(ran);
+  EXPECT_EQ(CallsBetween("test a", "diagnostic end"), "test a;report a 0 |BLIND;test end a 6;");
+}
+
 TEST_F(ExecutorTest, ThePseudoDeviceRunsWhatNeedsNoDevice) {
   bool null = false;
   plain->diagnostics = {MakeDiagnostic("Q", 1, {MakeTest("a", 1, [&](sdk::TestContext& context) {

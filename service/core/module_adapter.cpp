@@ -3,6 +3,8 @@
 #include <set>
 
 #include "service/core/guard.h"
+#include "service/core/unsearched_devices.h"
+#include "system/key_format.h"
 
 namespace orvan::core {
 
@@ -67,27 +69,40 @@ void ModuleAdapter::ScanDevices() {
   observer_.OnScanDevices(name_);
   devices_.clear();
   try {
-    std::vector<DiagDevice*> found;
-    std::set<std::string> ids;
-    for (std::unique_ptr<sdk::Device>& device : module_->ScanDevices(scanStop_.get_token())) {
-      if (device == nullptr) {
-        log_.Error("scan-fault",
-                   "scan of module " + name_ + ": a device that is none was left out");
-        continue;
-      }
-      auto adapter = std::make_unique<DeviceAdapter>(std::move(device), log_);
-      DeviceAdapter* pointer = adapter.get();
-      if (!ids.insert(pointer->Id()).second) {
-        log_.Error("scan-fault", "scan of module " + name_ + ": more than one device has the id " +
-                                     pointer->Id());
-      }
-      deviceAdapters_.emplace(pointer, std::move(adapter));
-      found.push_back(pointer);
-    }
-    devices_ = std::move(found);
+    Take(module_->ScanDevices(scanStop_.get_token()));
   } catch (...) {
-    log_.Error("exception", "scan of module " + name_ + " ended: " + CurrentExceptionText());
+    const std::string reason = CurrentExceptionText();
+    log_.Error("exception", "scan of module " + name_ + " ended: " + reason);
+    std::vector<std::unique_ptr<sdk::Device>> none;
+    none.push_back(std::make_unique<UnsearchedDevices>(name_, reason));
+    Take(std::move(none));
   }
+}
+
+void ModuleAdapter::Take(std::vector<std::unique_ptr<sdk::Device>> devices) {
+  std::vector<DiagDevice*> found;
+  std::set<std::string> ids;
+  const auto tell = [this](const std::string& what) {
+    log_.Error("scan-fault", "scan of module " + name_ + ": " + what);
+  };
+  for (std::unique_ptr<sdk::Device>& device : devices) {
+    if (device == nullptr) {
+      tell("a device that is none was left out");
+      continue;
+    }
+    auto adapter = std::make_unique<DeviceAdapter>(std::move(device), log_);
+    DeviceAdapter* pointer = adapter.get();
+    if (!ids.insert(pointer->Id()).second) {
+      tell("more than one device has the id " + pointer->Id());
+    }
+    if (pointer->WhyUntestable()) {
+      tell("device " + pointer->Id() +
+           " cannot be tested: " + tarvex::FormatKey(*pointer->WhyUntestable(), false, true, true));
+    }
+    deviceAdapters_.emplace(pointer, std::move(adapter));
+    found.push_back(pointer);
+  }
+  devices_ = std::move(found);
 }
 
 const DeviceAdapter* ModuleAdapter::FindDevice(const DiagDevice* device) const {

@@ -31,8 +31,9 @@ class ModuleAdapter final : public DiagModule {
   std::vector<DiagDiagnostic*>* GetDiagnostics() override { return &diagnostics_; }
   DiagDevice* GetDevice(std::uint32_t index) override;
   std::uint32_t DeviceCount() override { return static_cast<std::uint32_t>(devices_.size()); }
-  // A scan that throws finds no device and leaves a line in the log. So does a device that is null,
-  // which is left out, and one with the id of an earlier one, which is kept.
+  // A scan that throws leaves one device, "0", that stands for those nobody could look at, and a
+  // line in the log. So does a device that is untestable, one that is null, which is left out, and
+  // one with the id of an earlier one, which is kept.
   void ScanDevices() override;
   const ProductVersion* Version() override { return &version_; }
 
@@ -54,6 +55,7 @@ class ModuleAdapter final : public DiagModule {
   void StopScan() { scanStop_.request_stop(); }
 
  private:
+  void Take(std::vector<std::unique_ptr<sdk::Device>> found);
   void AddDiagnostics();
   void AddTools();
   void AddEntry(DiagCatalogue& catalogue, const DiagKey& key, const std::string& option,

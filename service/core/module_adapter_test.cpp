@@ -75,7 +75,7 @@ TEST_F(ModuleAdapterTest, DevicesOfAnEarlierScanStayAlive) {
   EXPECT_EQ(shown.GetDevice(2), nullptr);
 }
 
-TEST_F(ModuleAdapterTest, AScanThatThrowsFindsNothing) {
+TEST_F(ModuleAdapterTest, AScanThatThrowsIsNotOneThatFoundNothing) {
   bool broken = false;
   module->scan = [&broken](std::stop_token) {
     if (broken) {
@@ -88,9 +88,25 @@ TEST_F(ModuleAdapterTest, AScanThatThrowsFindsNothing) {
   ModuleAdapter& shown = Adapt();
   shown.ScanDevices();
   EXPECT_EQ(shown.DeviceCount(), 1U);
+  testing::TemporaryFolder folder;
+  log.MoveTo(folder.Path());
   broken = true;
   shown.ScanDevices();
-  EXPECT_EQ(shown.DeviceCount(), 0U);
+  ASSERT_EQ(shown.DeviceCount(), 1U);
+  std::string id;
+  EXPECT_EQ(shown.GetDevice(0)->GetId(id), "0");
+  DeviceInformation information;
+  shown.GetDevice(0)->GetInformation(information);
+  EXPECT_EQ(information.name, "Plain: the devices could not be searched");
+  EXPECT_EQ(information.entries,
+            (std::vector<std::pair<std::string, std::string>>{{"bus is gone", "REASON"}}));
+  EXPECT_TRUE(information.properties.contains("NonRotatingMedia"));
+  EXPECT_EQ(testing::LogLinesAfterStart(folder.Path()),
+            (std::vector<std::string>{
+                testing::RunErrorLine("exception", "scan of module Plain ended: bus is gone"),
+                testing::RunErrorLine("scan-fault",
+                                      "scan of module Plain: device 0 cannot be tested: "
+                                      "The devices could not be searched")}));
 }
 
 TEST_F(ModuleAdapterTest, LeavesOutNoDeviceAndKeepsEqualIdsAndTellsBothToTheLog) {
@@ -164,6 +180,33 @@ TEST_F(ModuleAdapterTest, ATestAppliesToItsOwnModulesDevicesOnly) {
   EXPECT_TRUE(every->AppliesTo(shown.GetDevice(0)));
   EXPECT_TRUE(every->AppliesTo(nullptr));
   EXPECT_FALSE(every->AppliesTo(reinterpret_cast<DiagDevice*>(8)));
+}
+
+TEST_F(ModuleAdapterTest, AnUntestableDeviceIsShownToNoTestAndNoTool) {
+  module->scan = [](std::stop_token) {
+    std::vector<std::unique_ptr<sdk::Device>> devices;
+    auto device = std::make_unique<PlainDevice>("7");
+    device->whyUntestable = "|BLIND";
+    devices.push_back(std::move(device));
+    return devices;
+  };
+  sdk::TestRecord test = MakeTest("one", 1, Passes());
+  test.appliesTo = [](const sdk::Device&) -> bool { throw std::logic_error("seen"); };
+  test.parametersOn = [](const sdk::Device&) -> std::vector<sdk::ParameterSpec> { throw 1; };
+  test.parameters.resize(1);
+  std::size_t given = 99;
+  sdk::ToolRecord tool;
+  tool.run = [&given](sdk::ToolContext& context) { given = context.Devices().size(); };
+  module->tools = {tool};
+  module->diagnostics = {MakeDiagnostic("QUICK", 1, {test})};
+  ModuleAdapter& shown = Adapt();
+  shown.ScanDevices();
+  EXPECT_TRUE(FirstTest()->AppliesTo(shown.GetDevice(0)));
+  std::vector<TestParameter> parameters;
+  EXPECT_EQ(FirstTest()->GetParameters(parameters, shown.GetDevice(0)).size(), 1U);
+  EXPECT_FALSE(shown.Tools()->front()->IsApplicable(shown.GetDevice(0)));
+  shown.FindTool(shown.Tools()->front())->Run(nullptr, {shown.FindDevice(shown.GetDevice(0))});
+  EXPECT_EQ(given, 0U);
 }
 
 TEST_F(ModuleAdapterTest, AnAnswerThatThrowsIsNo) {

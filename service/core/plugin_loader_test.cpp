@@ -1,4 +1,5 @@
 #include "service/core/plugin_loader.h"
+#include "service/sdk/descriptor.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -61,7 +62,8 @@ TEST_F(PluginLoaderTest, RefusesADescriptorOfAnotherKind) {
 }
 
 TEST_F(PluginLoaderTest, RefusesAnotherInterfaceVersion) {
-  EXPECT_EQ(ReasonOf("wrong_abi"), "has interface version 99 and not 2");
+  EXPECT_EQ(ReasonOf("wrong_abi"),
+            "has interface version 99 and not " + std::to_string(sdk::kModuleAbiVersion));
 }
 
 TEST_F(PluginLoaderTest, RefusesAnotherDescriptorSize) {

@@ -14,6 +14,10 @@ bool TestAdapter::AppliesTo(DiagDevice* device) {
   if (known == nullptr) {
     return false;
   }
+  // So that its tests come to their verdict, which is that they could not be tried.
+  if (known->WhyUntestable()) {
+    return true;
+  }
   return !record_.appliesTo || Guarded(module_.Log(), record_.name + " on " + known->Id(), false,
                                        [&] { return record_.appliesTo(known->Device()); });
 }
@@ -32,7 +36,8 @@ std::vector<TestParameter>& TestAdapter::GetParameters(std::vector<TestParameter
                                                        DiagDevice* device) {
   const DeviceAdapter* known = module_.FindDevice(device);
   out = Guarded(module_.Log(), "parameters of " + record_.name, std::vector<TestParameter>{}, [&] {
-    return ToTestParameters(ParametersOn(known != nullptr ? &known->Device() : nullptr));
+    const bool asksDevice = known != nullptr && !known->WhyUntestable().has_value();
+    return ToTestParameters(ParametersOn(asksDevice ? &known->Device() : nullptr));
   });
   return out;
 }

@@ -110,10 +110,12 @@ class PlainDevice final : public sdk::Device {
     return {{"PARTITION", {{"LABEL", "root"}}}};
   }
   std::string UniqueId() const override { return "serial-" + id_; }
+  std::optional<std::string> WhyUntestable() const override { return whyUntestable; }
   std::optional<std::string> ResultText() const override { return resultText; }
 
   bool broken = false;
   std::optional<std::string> resultText;
+  std::optional<std::string> whyUntestable;
 
  private:
   std::string id_;

@@ -53,7 +53,7 @@ std::vector<std::string> ToolAdapter::GetToolProperty(const std::string& key) {
 
 bool ToolAdapter::IsApplicable(DiagDevice* device) {
   const DeviceAdapter* known = module_.FindDevice(device);
-  if (known == nullptr) {
+  if (known == nullptr || known->WhyUntestable()) {
     return false;
   }
   return !record_.appliesTo || Guarded(module_.Log(), record_.name + " on " + known->Id(), false,
@@ -81,6 +81,11 @@ void ToolAdapter::Run(orvan_service::ToolListenerView* listener,
   std::vector<const sdk::Device*> tested;
   tested.reserve(devices.size());
   for (const DeviceAdapter* device : devices) {
+    if (device->WhyUntestable()) {
+      module_.Log().Error("scan-fault", "tool " + record_.name + " does not get device " +
+                                            device->Id() + ", which could not be looked at");
+      continue;
+    }
     tested.push_back(&device->Device());
   }
   Context context(*this, listener, std::move(tested), BeginRun(listener != nullptr));

@@ -29,42 +29,43 @@ std::vector<std::string> Components(const std::string& path) {
   return parts;
 }
 
-std::string Parent(const std::string& path) {
-  const std::size_t slash = path.find_last_of('/');
-  return slash == std::string::npos || slash == 0 ? "/" : path.substr(0, slash);
+// That nothing is there is an answer.
+int UnlessAbsent(int error) {
+  return error == ENOENT || error == ENOTDIR ? 0 : error;
 }
 
-std::string Escaped(const std::string& text, bool blanksToo) {
-  static constexpr char kDigits[] = "0123456789abcdef";
-  std::string out;
-  for (const char c : text) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (byte < 0x20 || byte > 0x7E || c == '\\' || (blanksToo && c == ' ')) {
-      out += {'\\', 'x', kDigits[byte >> 4], kDigits[byte & 15]};
-    } else {
-      out += c;
-    }
-  }
-  return out;
+// Errors by which drivers say that a device has no such value, e.g. no page with a serial number.
+bool SaysThatThereIsNone(int error) {
+  return error == ENXIO || error == EINVAL || error == EOPNOTSUPP || error == ENODATA;
 }
 
-std::string Unescaped(const std::string& text) {
-  std::string out;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    unsigned value = 0;
-    const char* digits = text.data() + i + 2;
-    if (text[i] == '\\' && i + 3 < text.size() && text[i + 1] == 'x' &&
-        std::from_chars(digits, digits + 2, value, 16).ptr == digits + 2) {
-      out += static_cast<char>(value);
-      i += 3;
-    } else {
-      out += text[i];
-    }
-  }
-  return out;
+int& Cleared(int& error) {
+  error = 0;
+  return error;
 }
 
 }  // namespace
+
+std::optional<std::string> MachineFiles::ReadBytes(const std::string& path, std::size_t limit,
+                                                   int* error) const {
+  int ignored = 0;
+  return DoReadBytes(path, limit, Cleared(error != nullptr ? *error : ignored));
+}
+
+std::optional<std::string> MachineFiles::ReadLink(const std::string& path, int* error) const {
+  int ignored = 0;
+  return DoReadLink(path, Cleared(error != nullptr ? *error : ignored));
+}
+
+std::vector<std::string> MachineFiles::List(const std::string& path, int* error) const {
+  int ignored = 0;
+  return DoList(path, Cleared(error != nullptr ? *error : ignored));
+}
+
+bool MachineFiles::Exists(const std::string& path, int* error) const {
+  int ignored = 0;
+  return DoExists(path, Cleared(error != nullptr ? *error : ignored));
+}
 
 std::string MachineFiles::ReadText(const std::string& path) const {
   static constexpr std::string_view kPadding("\0 \t\r\n", 5);
@@ -82,7 +83,9 @@ std::optional<std::uint64_t> MachineFiles::ReadNumber(const std::string& path) c
   return value;
 }
 
-std::string MachineFiles::Resolve(const std::string& path) const {
+std::string MachineFiles::Resolve(const std::string& path, int* error) const {
+  int ignored = 0;
+  int& failure = Cleared(error != nullptr ? *error : ignored);
   std::vector<std::string> pending = Components(path);
   std::reverse(pending.begin(), pending.end());
   std::string resolved;
@@ -96,12 +99,16 @@ std::string MachineFiles::Resolve(const std::string& path) const {
       continue;
     }
     const std::string next = resolved + '/' + part;
-    const std::optional<std::string> target = ReadLink(next);
+    const std::optional<std::string> target = ReadLink(next, &failure);
+    if (failure != 0) return {};
     if (!target) {
       resolved = next;
       continue;
     }
-    if (++links > kMostLinks) return {};
+    if (++links > kMostLinks) {
+      failure = ELOOP;
+      return {};
+    }
     if (target->starts_with('/')) resolved.clear();
     const std::vector<std::string> parts = Components(*target);
     pending.insert(pending.end(), parts.rbegin(), parts.rend());
@@ -117,168 +124,67 @@ std::string LiveFiles::Below(const std::string& path) const {
   return root_ + path;
 }
 
-std::optional<std::string> LiveFiles::ReadBytes(const std::string& path, std::size_t limit) const {
-  const std::string file = Below(Resolve(path));
+std::optional<std::string> LiveFiles::DoReadBytes(const std::string& path, std::size_t limit,
+                                                  int& error) const {
+  const std::string file = Below(Resolve(path, &error));
+  if (error != 0) return {};
   const FileDescriptor fd(open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
   struct stat status {};
-  if (!fd || fstat(fd.Get(), &status) != 0 || !S_ISREG(status.st_mode)) return {};
+  if (!fd || fstat(fd.Get(), &status) != 0) error = UnlessAbsent(errno);
+  if (error != 0 || !S_ISREG(status.st_mode)) return {};
   std::string text;
   char buffer[kAttributeLimit];
   while (text.size() < limit) {
     const ssize_t got = read(fd.Get(), buffer, std::min(sizeof(buffer), limit - text.size()));
     if (got < 0 && errno == EINTR) continue;
-    if (got < 0) return {};
+    if (got < 0) {
+      error = SaysThatThereIsNone(errno) ? 0 : errno;
+      return {};
+    }
     if (got == 0) break;
     text.append(buffer, static_cast<std::size_t>(got));
   }
   return text;
 }
 
-std::optional<std::string> LiveFiles::ReadLink(const std::string& path) const {
+std::optional<std::string> LiveFiles::DoReadLink(const std::string& path, int& error) const {
   char target[PATH_MAX];
   const ssize_t size = readlink(Below(path).c_str(), target, sizeof(target));
-  if (size <= 0 || static_cast<std::size_t>(size) == sizeof(target)) return {};
+  if (size < 0) error = errno == EINVAL ? 0 : UnlessAbsent(errno);  // EINVAL: no link
+  if (static_cast<std::size_t>(size) == sizeof(target)) error = ENAMETOOLONG;
+  if (size <= 0 || error != 0) return {};
   return std::string(target, static_cast<std::size_t>(size));
 }
 
-std::vector<std::string> LiveFiles::List(const std::string& path) const {
-  const std::unique_ptr<DIR, int (*)(DIR*)> folder(opendir(Below(Resolve(path)).c_str()), closedir);
+std::vector<std::string> LiveFiles::DoList(const std::string& path, int& error) const {
+  const std::string resolved = Below(Resolve(path, &error));
+  if (error != 0) return {};
+  const std::unique_ptr<DIR, int (*)(DIR*)> folder(opendir(resolved.c_str()), closedir);
   std::vector<std::string> names;
-  if (!folder) return names;
+  if (!folder) {
+    error = UnlessAbsent(errno);
+    return names;
+  }
+  errno = 0;
   while (const dirent* entry = readdir(folder.get())) {
     const std::string name = entry->d_name;
     if (name != "." && name != "..") names.push_back(name);
+    errno = 0;
   }
+  // Half a list would be taken for the whole.
+  error = errno;
+  if (error != 0) return {};
   std::sort(names.begin(), names.end());
   return names;
 }
 
-bool LiveFiles::Exists(const std::string& path) const {
+bool LiveFiles::DoExists(const std::string& path, int& error) const {
+  const std::string resolved = Below(Resolve(path, &error));
+  if (error != 0) return false;
   struct stat status {};
-  return lstat(Below(Resolve(path)).c_str(), &status) == 0;
-}
-
-CapturedFiles::CapturedFiles(const std::string& text) {
-  entries_["/"] = {};
-  std::size_t begin = 0;
-  while (begin < text.size()) {
-    const std::size_t end = std::min(text.find('\n', begin), text.size());
-    const std::string line = text.substr(begin, end - begin);
-    begin = end + 1;
-    if (line.size() < 4 || line[1] != ' ' || line[2] != '/') continue;
-    const std::size_t blank = line.find(' ', 2);
-    const std::string path =
-        Unescaped(line.substr(2, blank == std::string::npos ? blank : blank - 2));
-    const std::string content =
-        blank == std::string::npos ? std::string() : Unescaped(line.substr(blank + 1));
-    if (line[0] == 'f') Add(path, {Kind::kFile, content});
-    if (line[0] == 'l') Add(path, {Kind::kLink, content});
-    if (line[0] == 'd') Add(path, {Kind::kFolder, {}});
-  }
-}
-
-void CapturedFiles::Add(const std::string& path, Entry entry) {
-  // A bare name never takes the place of an entry with content.
-  if (entry.kind != Kind::kFolder || !entries_.contains(path)) {
-    entries_[path] = std::move(entry);
-  }
-  for (std::string folder = Parent(path); !entries_.contains(folder); folder = Parent(folder)) {
-    entries_[folder] = {};
-  }
-}
-
-const CapturedFiles::Entry* CapturedFiles::Find(const std::string& resolvedPath) const {
-  const auto found = entries_.find(resolvedPath);
-  return found == entries_.end() ? nullptr : &found->second;
-}
-
-std::optional<std::string> CapturedFiles::ReadBytes(const std::string& path,
-                                                    std::size_t limit) const {
-  const Entry* entry = Find(Resolve(path));
-  if (entry == nullptr || entry->kind != Kind::kFile) return {};
-  return entry->content.substr(0, limit);
-}
-
-std::optional<std::string> CapturedFiles::ReadLink(const std::string& path) const {
-  const Entry* entry = Find(path);
-  if (entry == nullptr) {
-    // Only the last component is not followed.
-    const std::size_t slash = path.find_last_of('/');
-    if (slash == std::string::npos || slash == 0) return {};
-    const std::string folder = path.substr(0, slash);
-    if (Find(folder) != nullptr && Find(folder)->kind == Kind::kFolder) return {};
-    const std::string resolved = Resolve(folder);
-    if (resolved.empty() || resolved == folder) return {};
-    entry = Find(resolved + path.substr(slash));
-  }
-  if (entry == nullptr || entry->kind != Kind::kLink) return {};
-  return entry->content;
-}
-
-std::vector<std::string> CapturedFiles::List(const std::string& path) const {
-  const std::string resolved = Resolve(path);
-  const std::string folder = resolved == "/" ? resolved : resolved + '/';
-  std::vector<std::string> names;
-  for (auto at = entries_.lower_bound(folder); at != entries_.end(); ++at) {
-    if (!at->first.starts_with(folder)) break;
-    const std::string name = at->first.substr(folder.size());
-    if (!name.empty() && name.find('/') == std::string::npos) names.push_back(name);
-  }
-  std::sort(names.begin(), names.end());
-  return names;
-}
-
-bool CapturedFiles::Exists(const std::string& path) const {
-  return Find(Resolve(path)) != nullptr;
-}
-
-RecordingFiles::RecordingFiles(const MachineFiles& inner) : inner_(inner) {}
-
-void RecordingFiles::Note(const std::string& path, char kind, const std::string& content) const {
-  auto& note = notes_.try_emplace(path, kind, content).first->second;
-  // What is known better, or read further, stays.
-  if (note.first == 'd' || note.second.size() < content.size()) note = {kind, content};
-}
-
-std::optional<std::string> RecordingFiles::ReadBytes(const std::string& path,
-                                                     std::size_t limit) const {
-  const std::string resolved = Resolve(path);
-  std::optional<std::string> bytes = inner_.ReadBytes(resolved, limit);
-  if (bytes) Note(resolved, 'f', *bytes);
-  return bytes;
-}
-
-std::optional<std::string> RecordingFiles::ReadLink(const std::string& path) const {
-  std::optional<std::string> target = inner_.ReadLink(path);
-  if (target) Note(path, 'l', *target);
-  return target;
-}
-
-std::vector<std::string> RecordingFiles::List(const std::string& path) const {
-  const std::string resolved = Resolve(path);
-  std::vector<std::string> names = inner_.List(resolved);
-  for (const std::string& name : names) {
-    const std::string child = (resolved == "/" ? "" : resolved) + '/' + name;
-    if (!ReadLink(child)) Note(child, 'd', {});
-  }
-  return names;
-}
-
-bool RecordingFiles::Exists(const std::string& path) const {
-  const std::string resolved = Resolve(path);
-  const bool exists = inner_.Exists(resolved);
-  if (exists) Note(resolved, 'd', {});
-  return exists;
-}
-
-std::string RecordingFiles::Text() const {
-  std::string text;
-  for (const auto& [path, note] : notes_) {
-    text += note.first + std::string(" ") + Escaped(path, true);
-    if (note.first != 'd') text += ' ' + Escaped(note.second, false);
-    text += '\n';
-  }
-  return text;
+  if (lstat(resolved.c_str(), &status) == 0) return true;
+  error = UnlessAbsent(errno);
+  return false;
 }
 
 int WriteCapture(const std::string& path, const std::string& text) {

@@ -17,36 +17,50 @@ class MachineFiles {
  public:
   virtual ~MachineFiles() = default;
 
-  // The first `limit` bytes of a regular file; none when it cannot be read.
-  virtual std::optional<std::string> ReadBytes(const std::string& path,
-                                               std::size_t limit) const = 0;
+  // Each of these sets `error`, where one is given, to the errno of why it could not look, and to
+  // 0 when it could. That there is no such thing is an answer, and so is a device that says that it
+  // has no such value.
+
+  // The first `limit` bytes of a regular file; none when it is not there or cannot be read.
+  std::optional<std::string> ReadBytes(const std::string& path, std::size_t limit,
+                                       int* error = nullptr) const;
   // The target of a symbolic link as it is stored; none when `path` is no link. Only the last
   // component is not followed.
-  virtual std::optional<std::string> ReadLink(const std::string& path) const = 0;
+  std::optional<std::string> ReadLink(const std::string& path, int* error = nullptr) const;
   // The names in a folder, sorted, without "." and ".."; empty when it cannot be listed.
-  virtual std::vector<std::string> List(const std::string& path) const = 0;
-  virtual bool Exists(const std::string& path) const = 0;
+  std::vector<std::string> List(const std::string& path, int* error = nullptr) const;
+  // False, too, when it cannot be looked at.
+  bool Exists(const std::string& path, int* error = nullptr) const;
 
   // The text of a small attribute (at most 4096 bytes) without blanks, line ends and zero bytes at
   // its ends; empty when it cannot be read.
   std::string ReadText(const std::string& path) const;
   // A decimal attribute; none when it is missing or anything but digits that fit.
   std::optional<std::uint64_t> ReadNumber(const std::string& path) const;
-  // The path without links, "." and ".."; empty when a link cannot be followed (more than 40).
-  // Components that do not exist stay as they are.
-  std::string Resolve(const std::string& path) const;
+  // The path without links, "." and ".."; empty when a link cannot be followed (ELOOP: more than
+  // 40). Components that do not exist stay as they are.
+  std::string Resolve(const std::string& path, int* error = nullptr) const;
+
+ private:
+  // What the public operations of these names do; `error` comes in as 0.
+  virtual std::optional<std::string> DoReadBytes(const std::string& path, std::size_t limit,
+                                                 int& error) const = 0;
+  virtual std::optional<std::string> DoReadLink(const std::string& path, int& error) const = 0;
+  virtual std::vector<std::string> DoList(const std::string& path, int& error) const = 0;
+  virtual bool DoExists(const std::string& path, int& error) const = 0;
 };
 
 // The files of this machine below `root` ("/" for the machine itself).
 class LiveFiles final : public MachineFiles {
  public:
   explicit LiveFiles(std::string root = "/");
-  std::optional<std::string> ReadBytes(const std::string& path, std::size_t limit) const override;
-  std::optional<std::string> ReadLink(const std::string& path) const override;
-  std::vector<std::string> List(const std::string& path) const override;
-  bool Exists(const std::string& path) const override;
 
  private:
+  std::optional<std::string> DoReadBytes(const std::string& path, std::size_t limit,
+                                         int& error) const override;
+  std::optional<std::string> DoReadLink(const std::string& path, int& error) const override;
+  std::vector<std::string> DoList(const std::string& path, int& error) const override;
+  bool DoExists(const std::string& path, int& error) const override;
   std::string Below(const std::string& path) const;
   std::string root_;  // without a slash at its end
 };
@@ -55,6 +69,8 @@ class LiveFiles final : public MachineFiles {
 //   f PATH CONTENT    a file
 //   l PATH TARGET     a symbolic link
 //   d PATH            a folder, or anything of which only the name is known
+//   e PATH ERRNO      a file that cannot be read, or a folder that cannot be listed
+//   b PATH ERRNO      a symbolic link that cannot be followed
 // Blanks in PATH, and control bytes, bytes past 0x7E and backslashes everywhere, are written as
 // \xNN. Empty lines and lines that begin with "#" are skipped. Parents come into being by
 // themselves.
@@ -62,16 +78,18 @@ class CapturedFiles final : public MachineFiles {
  public:
   // A line that fits no form is skipped, so that a damaged report still shows what it holds.
   explicit CapturedFiles(const std::string& text);
-  std::optional<std::string> ReadBytes(const std::string& path, std::size_t limit) const override;
-  std::optional<std::string> ReadLink(const std::string& path) const override;
-  std::vector<std::string> List(const std::string& path) const override;
-  bool Exists(const std::string& path) const override;
 
  private:
-  enum class Kind { kFolder, kFile, kLink };
+  std::optional<std::string> DoReadBytes(const std::string& path, std::size_t limit,
+                                         int& error) const override;
+  std::optional<std::string> DoReadLink(const std::string& path, int& error) const override;
+  std::vector<std::string> DoList(const std::string& path, int& error) const override;
+  bool DoExists(const std::string& path, int& error) const override;
+  enum class Kind { kFolder, kFile, kLink, kUnreadable, kBlocked };
   struct Entry {
     Kind kind = Kind::kFolder;
     std::string content;
+    int error = 0;  // of kUnreadable and kBlocked
   };
   void Add(const std::string& path, Entry entry);
   const Entry* Find(const std::string& resolvedPath) const;
@@ -83,14 +101,16 @@ class CapturedFiles final : public MachineFiles {
 class RecordingFiles final : public MachineFiles {
  public:
   explicit RecordingFiles(const MachineFiles& inner);
-  std::optional<std::string> ReadBytes(const std::string& path, std::size_t limit) const override;
-  std::optional<std::string> ReadLink(const std::string& path) const override;
-  std::vector<std::string> List(const std::string& path) const override;
-  bool Exists(const std::string& path) const override;
   std::string Text() const;
 
  private:
+  std::optional<std::string> DoReadBytes(const std::string& path, std::size_t limit,
+                                         int& error) const override;
+  std::optional<std::string> DoReadLink(const std::string& path, int& error) const override;
+  std::vector<std::string> DoList(const std::string& path, int& error) const override;
+  bool DoExists(const std::string& path, int& error) const override;
   void Note(const std::string& path, char kind, const std::string& content) const;
+  void NoteError(const std::string& path, char kind, int error) const;
   const MachineFiles& inner_;
   mutable std::map<std::string, std::pair<char, std::string>> notes_;
 };

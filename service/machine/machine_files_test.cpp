@@ -1,12 +1,17 @@
 #include "service/machine/machine_files.h"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <utility>
+
+#include "service/machine/watched_files.h"
 
 namespace orvan::machine {
 namespace {
@@ -120,6 +125,32 @@ TEST_P(MachineFilesContract, ListsSortedNamesThroughLinks) {
   EXPECT_EQ(files_->List("/sys"), (std::vector<std::string>{"bare", "block", "devices"}));
 }
 
+TEST_P(MachineFilesContract, ThatNothingIsThereIsAnAnswerAndNoError) {
+  int error = 99;
+  EXPECT_FALSE(files_->ReadBytes("/sys/block/sdb/size", 10, &error));
+  EXPECT_EQ(std::exchange(error, 99), 0);
+  EXPECT_FALSE(files_->ReadBytes("/sys/block/sda/size/below", 10, &error));
+  EXPECT_EQ(std::exchange(error, 99), 0);
+  EXPECT_FALSE(files_->ReadLink("/sys/block/sda/size", &error));
+  EXPECT_EQ(std::exchange(error, 99), 0);
+  EXPECT_TRUE(files_->List("/nothing", &error).empty());
+  EXPECT_EQ(std::exchange(error, 99), 0);
+  EXPECT_FALSE(files_->Exists("/nothing", &error));
+  EXPECT_EQ(std::exchange(error, 99), 0);
+}
+
+TEST_P(MachineFilesContract, WhatCannotBeReachedIsAnErrorAndNotMissing) {
+  int error = 0;
+  EXPECT_EQ(files_->Resolve("/sys/block/round", &error), "");
+  EXPECT_EQ(std::exchange(error, 0), ELOOP);
+  EXPECT_FALSE(files_->ReadBytes("/sys/block/round/size", 10, &error));
+  EXPECT_EQ(std::exchange(error, 0), ELOOP);
+  EXPECT_TRUE(files_->List("/sys/block/round", &error).empty());
+  EXPECT_EQ(std::exchange(error, 0), ELOOP);
+  EXPECT_FALSE(files_->Exists("/sys/block/round", &error));
+  EXPECT_EQ(error, ELOOP);
+}
+
 INSTANTIATE_TEST_SUITE_P(All, MachineFilesContract,
                          testing::Values("live", "captured", "recording"),
                          [](const auto& info) { return info.param; });
@@ -135,6 +166,78 @@ TEST(RecordingFilesTest, TheCaptureAnswersAsTheMachineDid) {
   };
   const std::string first = look(recording);
   EXPECT_EQ(look(CapturedFiles(recording.Text())), first);
+}
+
+constexpr char kTroubled[] =
+    "e /a/file 13\n"
+    "e /a/folder 24\n"
+    "f /a/folder/below x\n"
+    "b /a/link 5\n";
+
+TEST(CapturedFilesTest, AnswersErrorsAsTheMachineDid) {
+  const CapturedFiles files(kTroubled);
+  int error = 0;
+  EXPECT_FALSE(files.ReadBytes("/a/file", 10, &error));
+  EXPECT_EQ(std::exchange(error, 0), EACCES);
+  EXPECT_TRUE(files.List("/a/folder", &error).empty());
+  EXPECT_EQ(std::exchange(error, 0), EMFILE);
+  EXPECT_EQ(files.ReadBytes("/a/folder/below", 10, &error), "x");
+  EXPECT_EQ(error, 0);
+  EXPECT_FALSE(files.ReadBytes("/a/link/below", 10, &error));
+  EXPECT_EQ(error, EIO);
+  EXPECT_EQ(files.List("/a"), (std::vector<std::string>{"file", "folder", "link"}));
+}
+
+TEST(RecordingFilesTest, ErrorsAreRecordedToo) {
+  const CapturedFiles machine(kTroubled);
+  const RecordingFiles recording(machine);
+  recording.List("/a");
+  recording.ReadText("/a/file");
+  recording.List("/a/folder");
+  recording.ReadText("/a/folder/below");
+  recording.ReadText("/a/link/below");
+  EXPECT_EQ(recording.Text(), kTroubled + std::string());
+}
+
+TEST(WatchedFilesTest, RemembersWhatCouldNotBeLookedAtOnce) {
+  const CapturedFiles machine(kTroubled);
+  const WatchedFiles files(machine);
+  files.ReadText("/a/file");
+  files.ReadText("/a/file");
+  files.ReadText("/a/nothing");
+  files.List("/a/folder");
+  files.ReadText("/a/folder/below");
+  files.ReadLink("/a/link");
+  using Troubles = std::vector<FileTrouble>;
+  EXPECT_EQ(files.TakeTroubles(),
+            (Troubles{{"/a/file", EACCES}, {"/a/folder", EMFILE}, {"/a/link", EIO}}));
+  EXPECT_EQ(files.TakeTroubles(), Troubles());
+}
+
+TEST(LiveFilesTest, APathThatIsTooLongIsAnErrorAndNotMissing) {
+  int error = 0;
+  EXPECT_FALSE(LiveFiles().ReadBytes('/' + std::string(300, 'x'), 10, &error));
+  EXPECT_EQ(error, ENAMETOOLONG);
+}
+
+TEST(LiveFilesTest, WithoutDescriptorsNothingIsMissing) {
+  const TemporaryFolder folder;
+  std::ofstream(folder.Path() + "/file") << "x";
+  rlimit before{};
+  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+  const rlimit none{0, before.rlim_max};
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+  int file = 0;
+  int list = 0;
+  int exists = 99;
+  const LiveFiles files(folder.Path());
+  EXPECT_FALSE(files.ReadBytes("/file", 10, &file));
+  EXPECT_TRUE(files.List("/", &list).empty());
+  EXPECT_TRUE(files.Exists("/file", &exists));
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
+  EXPECT_EQ(file, EMFILE);
+  EXPECT_EQ(list, EMFILE);
+  EXPECT_EQ(exists, 0);
 }
 
 TEST(RecordingFilesTest, TextIsOneLinePerEntryInOrder) {

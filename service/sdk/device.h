@@ -18,6 +18,10 @@ class Device {
   virtual std::vector<DiagResource> Resources() const = 0;
   // Stable across reboots: a serial number or a bus path, never an index.
   virtual std::string UniqueId() const = 0;
+  // Why the scan could not look at the device as it should have, as a message key; none: it could.
+  // Such a device keeps its id and its place. It is listed, each test of it is invalid for this
+  // reason, and no test or tool of the module gets to see it.
+  virtual std::optional<std::string> WhyUntestable() const { return std::nullopt; }
   // The text reported when the device's run ends; none: the service makes it.
   virtual std::optional<std::string> ResultText() const { return std::nullopt; }
 };

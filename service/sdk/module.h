@@ -56,7 +56,10 @@ class Module {
   // In display order; the same at every call.
   virtual const std::vector<DiagnosticRecord>& Diagnostics() const = 0;
   virtual const std::vector<ToolRecord>& Tools() const = 0;
-  // Finds the devices, in the order of their ids. Long; ends early when stop is requested.
+  // Finds the devices, in the order of their ids. Long; ends early when stop is requested. No device
+  // is one that is not there: one that cannot be looked at takes its place with WhyUntestable.
+  // Throws when nothing could be looked at; what() is the reason, in plain words for people. One
+  // untestable device then stands for all of them.
   virtual std::vector<std::unique_ptr<Device>> ScanDevices(std::stop_token stop) = 0;
 };
 

@@ -3,6 +3,8 @@
 #include <array>
 #include <utility>
 
+#include "service/modules/storage/words.h"
+
 namespace orvan::storage {
 namespace {
 
@@ -21,6 +23,19 @@ std::string SizeText(std::uint64_t bytes) {
   }
   return text + " (" + std::to_string(tenths / 10) + '.' + std::to_string(tenths % 10) + ' ' +
          kUnits[unit] + ')';
+}
+
+std::string SizeText(const std::optional<std::uint64_t>& bytes) {
+  return bytes ? SizeText(*bytes) : std::string();
+}
+
+std::string SectorText(const std::optional<std::uint64_t>& bytes) {
+  return bytes ? std::to_string(*bytes) + " bytes" : std::string();
+}
+
+std::string MediaText(const std::optional<bool>& isRotating) {
+  if (!isRotating) return {};
+  return *isRotating ? "Rotating" : "Solid state";
 }
 
 std::string ShownName(const DiskFacts& facts) {
@@ -63,23 +78,27 @@ Disk::Disk(std::string id, DiskFacts facts, bool isUnique)
 DeviceInformation Disk::Information() const {
   DeviceInformation record;
   record.name = ShownName(facts_);
-  const std::array<std::pair<const char*, std::string>, 11> rows = {{
+  const std::array<std::pair<const char*, std::string>, 12> rows = {{
       {"MODEL", facts_.model},
       {"SERIAL_NUMBER", facts_.serial},
       {"FIRMWARE", facts_.firmware},
       {"SIZE", SizeText(facts_.sizeBytes)},
-      {"LOGICAL_SECTOR_SIZE", std::to_string(facts_.logicalSectorBytes) + " bytes"},
-      {"PHYSICAL_SECTOR_SIZE", std::to_string(facts_.physicalSectorBytes) + " bytes"},
+      {"LOGICAL_SECTOR_SIZE", SectorText(facts_.logicalSectorBytes)},
+      {"PHYSICAL_SECTOR_SIZE", SectorText(facts_.physicalSectorBytes)},
       {"TRANSPORT", TransportName(facts_.transport)},
-      {"MEDIA_TYPE", facts_.isRotating ? "Rotating" : "Solid state"},
+      {"MEDIA_TYPE", MediaText(facts_.isRotating)},
       {"KERNEL_NAME", facts_.kernelName},
       {"BUS_PATH", facts_.busPath},
       {"BACKING_FILE", facts_.backingFile},
+      {"COULD_NOT_BE_READ", words::UnreadText(facts_)},
   }};
   for (const auto& [label, value] : rows) {
     if (!value.empty()) record.entries.emplace_back(value, label);
   }
-  record.properties["NonRotatingMedia"] = facts_.isRotating ? "F" : "T";
+  // There for every disk: who looks it up takes a missing one for a fault.
+  record.properties["NonRotatingMedia"] = !facts_.isRotating   ? kNotObtained
+                                          : *facts_.isRotating ? "F"
+                                                               : "T";
   record.properties["KernelName"] = facts_.kernelName;
   return record;
 }
@@ -95,7 +114,7 @@ std::vector<DiagResource> Disk::Resources() const {
                           {"MOUNT_POINT", part.mountPoint.empty() ? kNotObtained : part.mountPoint},
                           {"FILE_SYSTEM", part.fileSystem},
                           {"LABEL", part.label},
-                          {"SIZE", std::to_string(part.sizeBytes)},
+                          {"SIZE", part.sizeBytes ? std::to_string(*part.sizeBytes) : kNotObtained},
                           {"USED", use(part.usedBytes)},
                           {"FREE", use(part.freeBytes)},
                           {"INDEX", std::to_string(part.index)}}});
@@ -109,6 +128,10 @@ std::string HardwareIdentity(const DiskFacts& facts) {
   if (!facts.worldWideName.empty()) return facts.worldWideName;
   if (facts.serial.empty()) return {};
   return facts.model.empty() ? facts.serial : facts.model + '_' + facts.serial;
+}
+
+std::optional<std::string> Disk::WhyUntestable() const {
+  return words::UntestableKey(facts_);
 }
 
 std::string Disk::UniqueId() const {

@@ -1,9 +1,11 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "service/machine/watched_files.h"
 #include "service/sdk/device.h"
 
 namespace orvan::storage {
@@ -20,16 +22,18 @@ struct Partition {
   std::string mountPoint;   // empty: not mounted
   std::string fileSystem;
   std::string label;
-  std::uint64_t sizeBytes = 0;
+  std::optional<std::uint64_t> sizeBytes;
   bool hasUse = false;  // the next two are known
   std::uint64_t usedBytes = 0;
   std::uint64_t freeBytes = 0;
 };
 
-// All that a scan finds out about a disk. Texts hold no control characters.
+// All that a scan finds out about a disk. Texts hold no control characters. What the kernel does
+// not tell, or could not be read, is empty or none.
 struct DiskFacts {
   std::string kernelName;          // "sda"
   std::string devicePath;          // "/dev/sda"
+  std::string folder;              // below /sys, its links followed
   std::uint64_t deviceNumber = 0;  // machine::DeviceNumber
   std::string busPath;
   std::string model;
@@ -37,12 +41,17 @@ struct DiskFacts {
   std::string firmware;
   std::string worldWideName;
   std::string backingFile;  // of a loop device
-  std::uint64_t sizeBytes = 0;
-  std::uint32_t logicalSectorBytes = 512;
-  std::uint32_t physicalSectorBytes = 512;
+  std::optional<std::uint64_t> sizeBytes;
+  std::optional<std::uint64_t> logicalSectorBytes;
+  std::optional<std::uint64_t> physicalSectorBytes;
   Transport transport = Transport::kUnknown;
-  bool isRotating = false;
+  std::optional<bool> isRotating;
   std::vector<Partition> partitions;
+  // What is there and could not be read; paths below `folder`, or whole ones.
+  std::vector<machine::FileTrouble> unread;
+  // The kernel name of a disk whose place could not be made out, so that the ids of all disks are
+  // in doubt; empty: the order is known.
+  std::string disorderedBy;
 };
 
 // A whole disk as the service sees it. Immutable; any thread.
@@ -55,6 +64,7 @@ class Disk final : public sdk::Device {
   DeviceInformation Information() const override;
   std::vector<DiagResource> Resources() const override;
   std::string UniqueId() const override;
+  std::optional<std::string> WhyUntestable() const override;
   const DiskFacts& Facts() const { return facts_; }
 
  private:

@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <charconv>
 #include <map>
+#include <stdexcept>
 #include <string_view>
 #include <utility>
 
@@ -11,18 +13,21 @@
 #include "service/modules/storage/hardware_path.h"
 #include "service/modules/storage/identity.h"
 #include "service/modules/storage/partitions.h"
+#include "service/modules/storage/words.h"
 
 namespace orvan::storage {
 namespace {
 
 constexpr std::uint64_t kSysfsSectorBytes = 512;
+constexpr char kBlockFolder[] = "/sys/block";
+constexpr char kLast[] = "\x7f";  // sorts behind every path
 
 // Source: SPC-5, peripheral device types of disks: direct access (00h), optical memory (07h),
 // simplified direct access (0Eh), host managed zoned (14h).
 constexpr std::array<std::string_view, 4> kScsiDiskTypes = {"0", "7", "14", "20"};
 
-bool IsScsiDisk(const machine::MachineFiles& files, const std::string& name) {
-  const std::string type = files.ReadText("/sys/block/" + name + "/device/type");
+bool IsScsiDisk(const machine::MachineFiles& files, const std::string& folder) {
+  const std::string type = files.ReadText(folder + "/device/type");
   return type.empty() ||
          std::find(kScsiDiskTypes.begin(), kScsiDiskTypes.end(), type) != kScsiDiskTypes.end();
 }
@@ -33,16 +38,28 @@ bool IsCard(const std::string& name) {
          std::string::npos;
 }
 
-bool IsWanted(const machine::MachineFiles& files, const std::string& name, bool includeLoop) {
-  const std::string folder = "/sys/block/" + name;
-  if (name.starts_with("loop")) {
-    return includeLoop && !files.ReadText(folder + "/loop/backing_file").empty();
-  }
-  // A hidden disk is one path to a multipath disk.
-  if (files.ReadText(folder + "/hidden") == "1") return false;
-  if (name.starts_with("sd")) return IsScsiDisk(files, name);
+// "nvme0c1n1": one path to a multipath disk.
+bool IsNvmePath(const std::string& name) {
+  return name.find('c', std::string_view("nvme").size()) != std::string::npos;
+}
+
+bool MayBeDisk(const std::string& name, bool includeLoop) {
+  if (name.starts_with("loop")) return includeLoop;
   if (name.starts_with("mmcblk")) return IsCard(name);
-  return name.starts_with("nvme") || name.starts_with("vd") || name.starts_with("xvd");
+  if (name.starts_with("nvme")) return !IsNvmePath(name);
+  return name.starts_with("sd") || name.starts_with("vd") || name.starts_with("xvd");
+}
+
+// What cannot be read speaks for a disk: none that is there may lose its place.
+bool IsDisk(const machine::MachineFiles& files, const std::string& name,
+            const std::string& folder) {
+  if (name.starts_with("loop")) {
+    // The folder is there for as long as a file is bound.
+    int error = 0;
+    return files.Exists(folder + "/loop", &error) || error != 0;
+  }
+  if (files.ReadText(folder + "/hidden") == "1") return false;
+  return !name.starts_with("sd") || IsScsiDisk(files, folder);
 }
 
 std::uint64_t ParseDeviceNumber(const std::string& text) {
@@ -55,51 +72,151 @@ std::uint64_t ParseDeviceNumber(const std::string& text) {
   return rest.ec == std::errc() ? machine::DeviceNumber(major, minor) : 0;
 }
 
-DiskFacts ReadDisk(const machine::MachineFiles& files, const std::string& name) {
-  const std::string folder = "/sys/block/" + name;
-  const auto sectorBytes = [&](const char* attribute) {
-    return static_cast<std::uint32_t>(files.ReadNumber(folder + attribute).value_or(512));
+// Whatever the disk, the kernel tells these.
+void RequireAttributes(DiskFacts& facts) {
+  const auto require = [&facts](bool isKnown, const char* name) {
+    const auto isNamed = [name](const machine::FileTrouble& one) { return one.path == name; };
+    if (!isKnown && std::none_of(facts.unread.begin(), facts.unread.end(), isNamed)) {
+      facts.unread.push_back({name, ENOENT});
+    }
   };
-  DiskFacts facts;
-  facts.kernelName = name;
-  facts.devicePath = "/dev/" + name;
-  std::replace(facts.devicePath.begin(), facts.devicePath.end(), '!', '/');
-  facts.deviceNumber = ParseDeviceNumber(files.ReadText(folder + "/dev"));
-  facts.sizeBytes = files.ReadNumber(folder + "/size").value_or(0) * kSysfsSectorBytes;
-  facts.logicalSectorBytes = sectorBytes("/queue/logical_block_size");
-  facts.physicalSectorBytes = sectorBytes("/queue/physical_block_size");
-  facts.isRotating = files.ReadText(folder + "/queue/rotational") == "1";
-  ReadIdentity(files, facts);
-  return facts;
+  require(facts.deviceNumber != 0, "dev");
+  require(facts.sizeBytes.has_value(), "size");
+  if (facts.transport == Transport::kLoop) require(!facts.backingFile.empty(), "loop/backing_file");
 }
+
+void ReadDisk(const machine::MachineFiles& files, DiskFacts& facts) {
+  const std::string& folder = facts.folder;
+  facts.deviceNumber = ParseDeviceNumber(files.ReadText(folder + "/dev"));
+  if (const auto sectors = files.ReadNumber(folder + "/size")) {
+    facts.sizeBytes = *sectors * kSysfsSectorBytes;
+  }
+  facts.logicalSectorBytes = files.ReadNumber(folder + "/queue/logical_block_size");
+  facts.physicalSectorBytes = files.ReadNumber(folder + "/queue/physical_block_size");
+  if (const auto rotational = files.ReadNumber(folder + "/queue/rotational")) {
+    facts.isRotating = *rotational == 1;
+  }
+  ReadIdentity(files, facts);
+}
+
+struct FoundDisk {
+  std::string sortKey;
+  DiskFacts facts;
+};
+
+// The scan of one machine.
+class Scan {
+ public:
+  Scan(const machine::MachineFiles& files, machine::FilesystemProbe& probe, bool includeLoop,
+       std::stop_token stop)
+      : files_(files),
+        probe_(probe),
+        includeLoop_(includeLoop),
+        stop_(std::move(stop)),
+        mounts_(files) {}
+
+  std::vector<std::unique_ptr<Disk>> Run() {
+    for (const std::string& name : Names()) {
+      if (MayBeDisk(name, includeLoop_)) Look(name);
+    }
+    std::stable_sort(found_.begin(), found_.end(),
+                     [](const auto& a, const auto& b) { return a.sortKey < b.sortKey; });
+    std::map<std::string, int> identities;
+    for (const FoundDisk& disk : found_) ++identities[HardwareIdentity(disk.facts)];
+    std::vector<std::unique_ptr<Disk>> disks;
+    for (FoundDisk& disk : found_) {
+      const bool isUnique = identities[HardwareIdentity(disk.facts)] == 1;
+      disk.facts.disorderedBy = disorderedBy_;
+      disks.push_back(
+          std::make_unique<Disk>(std::to_string(disks.size()), std::move(disk.facts), isUnique));
+    }
+    return disks;
+  }
+
+ private:
+  std::vector<std::string> Names() const {
+    int error = 0;
+    std::vector<std::string> names = files_.List(kBlockFolder, &error);
+    if (error == 0 && names.empty() && !files_.Exists(kBlockFolder, &error) && error == 0) {
+      error = ENOENT;
+    }
+    if (error != 0) throw std::runtime_error(kBlockFolder + (": " + words::ErrorText(error)));
+    return names;
+  }
+
+  void Look(const std::string& name) {
+    const machine::WatchedFiles watched(files_);
+    DiskFacts facts;
+    facts.kernelName = name;
+    facts.devicePath = "/dev/" + name;
+    std::replace(facts.devicePath.begin(), facts.devicePath.end(), '!', '/');
+    int error = 0;
+    facts.folder = BlockFolder(files_, name, error);
+    if (facts.folder.empty()) {
+      if (error != ENOENT || files_.ReadLink(kBlockFolder + ('/' + name))) Displace(facts, error);
+      return;
+    }
+    if (!IsDisk(watched, name, facts.folder)) return;
+    ReadDisk(watched, facts);
+    const HardwarePath path = LookForPath(facts);
+    facts.busPath = Shown(path.text);
+    facts.partitions = ReadPartitions(watched, probe_, mounts_, facts, stop_);
+    KeepTroubles(watched.TakeTroubles(), facts);
+    RequireAttributes(facts);
+    // What was pulled out while we looked is no disk of the machine any more.
+    if (!facts.unread.empty() && IsGone(facts.folder)) return;
+    if (path.trouble) {
+      Displace(facts, path.trouble->error);
+    } else {
+      found_.push_back({path.sortKey, std::move(facts)});
+    }
+  }
+
+  // What was in the way for a moment only is looked at again, for on this hang all ids.
+  HardwarePath LookForPath(const DiskFacts& facts) const {
+    HardwarePath path = ReadHardwarePath(files_, facts.kernelName, facts.folder);
+    return path.trouble ? ReadHardwarePath(files_, facts.kernelName, facts.folder) : path;
+  }
+
+  bool IsGone(const std::string& folder) const {
+    int error = 0;
+    return !files_.Exists(folder, &error) && error == 0;
+  }
+
+  // Nobody knows where it stands among the others.
+  void Displace(DiskFacts& facts, int error) {
+    facts.unread.push_back({"hardware path", error});
+    if (disorderedBy_.empty()) disorderedBy_ = facts.kernelName;
+    found_.push_back({kLast + facts.kernelName, std::move(facts)});
+  }
+
+  // What /proc and the device manager do not tell is shown as unknown and keeps nobody from
+  // reading.
+  static void KeepTroubles(std::vector<machine::FileTrouble> troubles, DiskFacts& facts) {
+    for (machine::FileTrouble& trouble : troubles) {
+      if (!trouble.path.starts_with("/sys/")) continue;
+      if (trouble.path.starts_with(facts.folder + '/')) {
+        trouble.path.erase(0, facts.folder.size() + 1);
+      }
+      facts.unread.push_back(std::move(trouble));
+    }
+  }
+
+  const machine::MachineFiles& files_;
+  machine::FilesystemProbe& probe_;
+  bool includeLoop_;
+  std::stop_token stop_;
+  const MountTable mounts_;
+  std::vector<FoundDisk> found_;
+  std::string disorderedBy_;  // see DiskFacts
+};
 
 }  // namespace
 
 std::vector<std::unique_ptr<Disk>> ScanDisks(const machine::MachineFiles& files,
                                              machine::FilesystemProbe& probe, bool includeLoop,
                                              std::stop_token stop) {
-  std::vector<std::pair<std::string, DiskFacts>> found;  // by sort key
-  std::map<std::string, int> identities;
-  const MountTable mounts(files);
-  for (const std::string& name : files.List("/sys/block")) {
-    if (stop.stop_requested()) break;
-    if (!IsWanted(files, name, includeLoop)) continue;
-    DiskFacts facts = ReadDisk(files, name);
-    HardwarePath path = ReadHardwarePath(files, name);
-    facts.busPath = Shown(path.text);
-    facts.partitions = ReadPartitions(files, probe, mounts, facts, stop);
-    ++identities[HardwareIdentity(facts)];
-    found.emplace_back(std::move(path.sortKey), std::move(facts));
-  }
-  std::sort(found.begin(), found.end(),
-            [](const auto& a, const auto& b) { return a.first < b.first; });
-  std::vector<std::unique_ptr<Disk>> disks;
-  for (auto& [key, facts] : found) {
-    const bool isUnique = identities[HardwareIdentity(facts)] == 1;
-    disks.push_back(
-        std::make_unique<Disk>(std::to_string(disks.size()), std::move(facts), isUnique));
-  }
-  return disks;
+  return Scan(files, probe, includeLoop, std::move(stop)).Run();
 }
 
 }  // namespace orvan::storage

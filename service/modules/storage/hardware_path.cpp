@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
+#include <cerrno>
 #include <charconv>
 #include <cstdint>
 #include <string_view>
@@ -11,6 +12,7 @@
 namespace orvan::storage {
 namespace {
 
+constexpr char kDevicesFolder[] = "/sys/devices/";
 constexpr std::size_t kWidestNumber = 20;  // digits of the largest 64-bit number
 
 bool IsDigit(char c) {
@@ -151,9 +153,10 @@ Step ReadStep(const machine::MachineFiles& files, const std::string& folder,
 }
 
 // The last step: what tells disks of one controller apart.
-Step DiskStep(const machine::MachineFiles& files, const std::string& kernelName) {
+Step DiskStep(const machine::MachineFiles& files, const std::string& kernelName,
+              const std::string& blockFolder) {
   if (kernelName.starts_with("loop")) return {};
-  const std::string nsid = files.ReadText("/sys/block/" + kernelName + "/nsid");
+  const std::string nsid = files.ReadText(blockFolder + "/nsid");
   if (!nsid.empty()) return Named("namespace-" + nsid);
   const std::size_t mark = kernelName.find_last_of('n');
   const bool isNamespace = kernelName.starts_with("nvme") && mark != 0;
@@ -177,17 +180,37 @@ std::string FirstController(const machine::MachineFiles& files, const std::strin
 
 }  // namespace
 
-std::string HardwareFolder(const machine::MachineFiles& files, const std::string& kernelName) {
-  std::string folder = files.Resolve("/sys/block/" + kernelName);
+std::string BlockFolder(const machine::MachineFiles& files, const std::string& kernelName,
+                        int& error) {
+  std::string found;
+  int firstError = 0;
+  // Several roads lead there, of a loop device the last one, too.
+  for (const char* road : {"/sys/block/", "/sys/class/block/", "/sys/devices/virtual/block/"}) {
+    std::string folder = files.Resolve(road + kernelName, &error);
+    firstError = firstError == 0 ? error : firstError;
+    if (error != 0 || !files.Exists(folder)) continue;
+    error = 0;
+    if (folder.starts_with(kDevicesFolder)) return folder;
+    // No link, which is one of the signs of one that could not be read.
+    if (found.empty()) found = std::move(folder);
+  }
+  error = !found.empty() ? 0 : firstError != 0 ? firstError : ENOENT;
+  return found;
+}
+
+std::string HardwareFolder(const machine::MachineFiles& files, const std::string& kernelName,
+                           const std::string& blockFolder) {
+  std::string folder = blockFolder;
   if (folder.find("/nvme-subsystem/") == std::string::npos) return folder;
   const std::string subsystem = folder.substr(0, folder.find_last_of('/'));
   const std::string controller = FirstController(files, subsystem);
   return controller.empty() ? folder : controller + '/' + kernelName;
 }
 
-HardwarePath ReadHardwarePath(const machine::MachineFiles& files, const std::string& kernelName) {
-  static const std::string kRoot = "/sys/devices/";
-  const std::string folder = HardwareFolder(files, kernelName);
+HardwarePath ReadHardwarePath(const machine::MachineFiles& machine, const std::string& kernelName,
+                              const std::string& blockFolder) {
+  const machine::WatchedFiles files(machine);
+  const std::string folder = HardwareFolder(files, kernelName, blockFolder);
   const bool isLoop = kernelName.starts_with("loop");
   HardwarePath path;
   path.sortKey = isLoop ? "~" : "";
@@ -197,16 +220,19 @@ HardwarePath ReadHardwarePath(const machine::MachineFiles& files, const std::str
     path.sortKey += step.key + '/';
   };
   std::string reached = "/sys/devices";
-  std::vector<std::string> parts =
-      Split(folder.starts_with(kRoot) ? folder.substr(kRoot.size()) : folder, '/');
+  std::vector<std::string> parts = Split(
+      folder.starts_with(kDevicesFolder) ? folder.substr(std::size(kDevicesFolder) - 1) : folder,
+      '/');
   if (!isLoop) parts.pop_back();
   for (const std::string& part : parts) {
     reached += '/' + part;
     append(ReadStep(files, reached, part));
   }
-  append(DiskStep(files, kernelName));
+  append(DiskStep(files, kernelName, blockFolder));
   // Only where the hardware tells nothing more apart.
   path.sortKey += '\x01' + NaturalKey(folder);
+  const auto troubles = files.TakeTroubles();
+  if (!troubles.empty()) path.trouble = troubles.front();
   return path;
 }
 

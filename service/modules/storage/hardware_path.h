@@ -1,8 +1,9 @@
 #pragma once
 
+#include <optional>
 #include <string>
 
-#include "service/machine/machine_files.h"
+#include "service/machine/watched_files.h"
 
 namespace orvan::storage {
 
@@ -14,13 +15,23 @@ struct HardwarePath {
   // Comparing these as bytes orders disks by bus address, port, target, LUN or namespace, each as
   // a number. Loop devices come after all hardware.
   std::string sortKey;
+  // Set when a part of the path is there and could not be looked at. The sort key then says
+  // nothing.
+  std::optional<machine::FileTrouble> trouble;
 };
 
-// The path of the disk with that kernel name, from its place below /sys/devices.
-HardwarePath ReadHardwarePath(const machine::MachineFiles& files, const std::string& kernelName);
+// The disk's folder below /sys, its links followed; empty when it could not be found out, and the
+// errno of why. ENOENT: there is no disk of that name any more.
+std::string BlockFolder(const machine::MachineFiles& files, const std::string& kernelName,
+                        int& error);
+
+// The path of the disk with that kernel name and folder, from its place below /sys/devices.
+HardwarePath ReadHardwarePath(const machine::MachineFiles& files, const std::string& kernelName,
+                              const std::string& blockFolder);
 
 // The folder below /sys/devices of the disk's hardware, e.g. ".../0000:00:1f.2/ata1/.../block/sda".
 // For a disk behind several controllers it is that of the first.
-std::string HardwareFolder(const machine::MachineFiles& files, const std::string& kernelName);
+std::string HardwareFolder(const machine::MachineFiles& files, const std::string& kernelName,
+                           const std::string& blockFolder);
 
 }  // namespace orvan::storage

@@ -124,9 +124,9 @@ std::string Shown(const std::string& text) {
 }
 
 void ReadIdentity(const machine::MachineFiles& files, DiskFacts& facts) {
-  const std::string block = "/sys/block/" + facts.kernelName;
+  const std::string& block = facts.folder;
   const std::string device = block + "/device";
-  const std::string folder = HardwareFolder(files, facts.kernelName);
+  const std::string folder = HardwareFolder(files, facts.kernelName, facts.folder);
   facts.transport = FindTransport(facts.kernelName, folder);
   switch (facts.transport) {
     case Transport::kLoop:

@@ -81,16 +81,16 @@ class PartitionReader {
 
   std::vector<Partition> Read() {
     std::vector<Partition> partitions;
-    const std::string folder = "/sys/block/" + disk_.kernelName;
-    for (const std::string& name : files_.List(folder)) {
-      if (stop_.stop_requested()) break;
+    const std::string& folder = disk_.folder;
+    int error = 0;
+    for (const std::string& name : files_.List(folder, &error)) {
       const auto index = files_.ReadNumber(folder + '/' + name + "/partition");
       if (!index || !name.starts_with(disk_.kernelName)) continue;
       partitions.push_back(ReadOne(folder + '/' + name, name, static_cast<std::uint32_t>(*index)));
     }
     std::sort(partitions.begin(), partitions.end(),
               [](const Partition& a, const Partition& b) { return a.index < b.index; });
-    if (partitions.empty() && disk_.sizeBytes != 0) {
+    if (error == 0 && partitions.empty() && disk_.sizeBytes.value_or(0) != 0) {
       Partition whole = ReadOne(folder, disk_.kernelName, 0);
       if (!whole.fileSystem.empty() || !whole.mountPoint.empty()) {
         partitions.push_back(std::move(whole));
@@ -105,7 +105,9 @@ class PartitionReader {
     const std::string path = NodePath(name);
     Partition part;
     part.index = index;
-    part.sizeBytes = files_.ReadNumber(folder + "/size").value_or(0) * kSysfsSectorBytes;
+    if (const auto sectors = files_.ReadNumber(folder + "/size")) {
+      part.sizeBytes = *sectors * kSysfsSectorBytes;
+    }
     const Mount mount = mounts_.Find(number, path);
     part.mountPoint = Shown(mount.point);
     Known known = ReadDeviceDatabase(files_, number).value_or(Known());
@@ -135,14 +137,15 @@ class PartitionReader {
     const bool saysExtended =
         known.entryType == "0x5" || known.entryType == "0xf" || known.entryType == "0x85";
     const bool looksExtended =
-        known.entryType.empty() &&
-        part.sizeBytes <= std::max<std::uint64_t>(kExtendedBytes, disk_.logicalSectorBytes);
+        known.entryType.empty() && part.sizeBytes &&
+        *part.sizeBytes <=
+            std::max<std::uint64_t>(kExtendedBytes, disk_.logicalSectorBytes.value_or(0));
     return saysExtended || looksExtended ? "EXTENDED" : "PRIMARY";
   }
 
   // A disk that did not answer once is not asked again: each probe may take its whole limit.
   Facts Probe(const std::string& device, const std::string& mountPoint) {
-    if (gaveUp_) return {};
+    if (gaveUp_ || stop_.stop_requested()) return {};
     std::optional<Facts> facts = probe_.Probe(device, mountPoint, stop_);
     gaveUp_ = !facts;
     return std::move(facts).value_or(Facts());
@@ -151,8 +154,7 @@ class PartitionReader {
   // The kind of the disk's partition table, asked once.
   const std::string& TableType() {
     if (!tableType_) {
-      const auto known =
-          ReadDeviceDatabase(files_, files_.ReadText("/sys/block/" + disk_.kernelName + "/dev"));
+      const auto known = ReadDeviceDatabase(files_, files_.ReadText(disk_.folder + "/dev"));
       tableType_ = known && !known->facts.tableType.empty() ? known->facts.tableType
                                                             : Probe(disk_.devicePath, "").tableType;
     }

@@ -59,12 +59,20 @@ std::vector<std::unique_ptr<sdk::Device>> StorageModule::ScanDevices(std::stop_t
   const machine::MachineFiles& files =
       captureFile_.empty() ? static_cast<const machine::MachineFiles&>(live) : recording;
   const auto probe = machine::MakeFilesystemProbe(helperPath_, kProbeLimit, kScanLimit);
-  std::vector<std::unique_ptr<sdk::Device>> devices;
-  for (auto& disk : ScanDisks(files, *probe, includeLoop_, std::move(stop))) {
-    devices.push_back(std::move(disk));
-  }
   // A capture that cannot be written must not cost the scan.
-  if (!captureFile_.empty()) machine::WriteCapture(captureFile_, recording.Text());
+  const auto capture = [&] {
+    if (!captureFile_.empty()) machine::WriteCapture(captureFile_, recording.Text());
+  };
+  std::vector<std::unique_ptr<sdk::Device>> devices;
+  try {
+    for (auto& disk : ScanDisks(files, *probe, includeLoop_, std::move(stop))) {
+      devices.push_back(std::move(disk));
+    }
+  } catch (...) {
+    capture();
+    throw;
+  }
+  capture();
   return devices;
 }
 

@@ -4,6 +4,8 @@
 #include <array>
 #include <cerrno>
 
+#include "service/modules/storage/identity.h"
+
 namespace orvan::storage::words {
 namespace {
 
@@ -11,6 +13,7 @@ using sdk::Verdict;
 
 constexpr std::size_t kRangesInMessage = 8;
 constexpr std::size_t kRangesInLog = 256;
+constexpr std::size_t kUnreadInText = 4;
 constexpr char kReaderStoodStill[] =
     "|THE_DISK_READER_WAS_STOPPED_OR_GOT_NO_PROCESSOR_FOR_TOO_LONG";
 
@@ -28,7 +31,7 @@ std::string LbaKey(std::uint64_t lba) {
   return "|L|B|A_" + std::to_string(lba);
 }
 
-std::string ErrorText(int error) {
+std::string NumberedErrorKey(int error) {
   return "ERROR_" + std::to_string(error) + "_(" + ErrorKey(error) + ')';
 }
 
@@ -42,12 +45,13 @@ std::string BadKey(const SurfaceResult& result) {
   const BadRanges& bad = result.bad;
   if (bad.IsEmpty()) {
     return "|UNREADABLE_BLOCKS:_FIRST_AT_" + LbaKey(result.firstUnnarrowedLba) + ",_COUNT_" +
-           std::to_string(result.unnarrowedBlocks) + ",_" + ErrorText(result.firstUnnarrowedError);
+           std::to_string(result.unnarrowedBlocks) + ",_" +
+           NumberedErrorKey(result.firstUnnarrowedError);
   }
   const bool isMore = result.unnarrowedBlocks > 0;
   return "|UNREADABLE_SECTORS:_FIRST_" + LbaKey(bad.FirstLba()) + ",_COUNT_" +
          (isMore ? "OVER_" : "") + std::to_string(bad.Total()) + ",_" +
-         ErrorText(bad.FirstError()) + ",_SECTORS_" + AsKey(bad.Text(kRangesInMessage));
+         NumberedErrorKey(bad.FirstError()) + ",_SECTORS_" + AsKey(bad.Text(kRangesInMessage));
 }
 
 // Why reading did not come to its end, as the second half of a sentence; empty when it did.
@@ -63,7 +67,7 @@ std::string EndKey(const SurfaceResult& result, std::chrono::seconds timeLimit) 
     case SurfaceEnd::kReaderStalled:
       return kReaderStoodStill;
     case SurfaceEnd::kOwnFault:
-      return "|READING" + at + "_COULD_NOT_BE_TRIED,_" + ErrorText(result.endError);
+      return "|READING" + at + "_COULD_NOT_BE_TRIED,_" + NumberedErrorKey(result.endError);
     case SurfaceEnd::kStopped:
       return "|STOPPED_BEFORE_ALL_WAS_READ";
     case SurfaceEnd::kComplete:
@@ -110,7 +114,7 @@ std::string TimeCapKey(const SurfaceResult& result, std::uint64_t plannedBlocks)
 }  // namespace
 
 std::string ErrorKey(int error) {
-  static constexpr std::array<ErrorRow, 21> kRows = {{
+  static constexpr std::array<ErrorRow, 24> kRows = {{
       {EIO, "INPUT/OUTPUT_ERROR"},
       {ENODATA, "CRITICAL_MEDIUM_ERROR"},
       {ETIMEDOUT, "TIMEOUT"},
@@ -129,6 +133,9 @@ std::string ErrorKey(int error) {
       {EACCES, "PERMISSION_DENIED"},
       {EBUSY, "DEVICE_OR_RESOURCE_BUSY"},
       {EMFILE, "TOO_MANY_OPEN_FILES"},
+      {ENFILE, "TOO_MANY_OPEN_FILES_IN_THE_SYSTEM"},
+      {ELOOP, "TOO_MANY_LINKS"},
+      {EINTR, "INTERRUPTED"},
       {EPROTO, "PROTOCOL_ERROR"},
       {EPIPE, "BROKEN_PIPE"},
       {EAGAIN, "RESOURCE_TEMPORARILY_UNAVAILABLE"},
@@ -136,6 +143,36 @@ std::string ErrorKey(int error) {
   const auto row = std::find_if(kRows.begin(), kRows.end(),
                                 [error](const ErrorRow& entry) { return entry.error == error; });
   return row == kRows.end() ? "UNKNOWN_ERROR" : row->key;
+}
+
+std::string ErrorText(int error) {
+  std::string text = NumberedErrorKey(error);
+  std::transform(text.begin(), text.end(), text.begin(), [](char c) {
+    return c == '_' ? ' ' : c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+  });
+  return text;
+}
+
+std::string UnreadText(const DiskFacts& facts) {
+  std::string text;
+  for (std::size_t i = 0; i < facts.unread.size() && i < kUnreadInText; ++i) {
+    const machine::FileTrouble& trouble = facts.unread[i];
+    text += (i == 0 ? "" : ", ") + Shown(trouble.path) + ": " + ErrorText(trouble.error);
+  }
+  if (facts.unread.size() > kUnreadInText) text += ", ...";
+  if (text.empty() && !facts.disorderedBy.empty()) text = "the place of " + facts.disorderedBy;
+  return text;
+}
+
+std::optional<std::string> UntestableKey(const DiskFacts& facts) {
+  if (!facts.unread.empty()) {
+    const machine::FileTrouble& trouble = facts.unread.front();
+    return "|THE_DISK_COULD_NOT_BE_LOOKED_AT:_" + AsKey(Shown(trouble.path)) + ",_" +
+           NumberedErrorKey(trouble.error);
+  }
+  if (facts.disorderedBy.empty()) return {};
+  return "|THE_PLACE_OF_DISK_" + facts.disorderedBy +
+         "_COULD_NOT_BE_MADE_OUT,_SO_ALL_IDS_ARE_IN_DOUBT";
 }
 
 std::string SeedKey(std::uint64_t seed) {
@@ -166,9 +203,10 @@ Verdict OpenVerdict(const machine::OpenedReader& opened, std::chrono::seconds ti
       // A security policy refuses io_uring with EPERM; a kernel built without it has no such call.
       if (opened.error == EPERM || opened.error == ENOSYS) {
         return Verdict::Invalid("|THE_KERNEL_FORBIDS_THE_DISK_READER'S_INTERFACE_(IO_URING),_" +
-                                ErrorText(opened.error));
+                                NumberedErrorKey(opened.error));
       }
-      return Verdict::Invalid("|THE_DISK_READER_COULD_NOT_BE_STARTED,_" + ErrorText(opened.error));
+      return Verdict::Invalid("|THE_DISK_READER_COULD_NOT_BE_STARTED,_" +
+                              NumberedErrorKey(opened.error));
     case OpenFailure::kDevice:
     case OpenFailure::kNone:
       break;
@@ -186,7 +224,7 @@ Verdict OpenVerdict(const machine::OpenedReader& opened, std::chrono::seconds ti
     case ENXIO:
       return Verdict::Invalid("|THE_DISK_IS_NOT_THERE_ANY_MORE");
     default:
-      return Verdict::Invalid("|THE_DISK_COULD_NOT_BE_OPENED,_" + ErrorText(opened.error));
+      return Verdict::Invalid("|THE_DISK_COULD_NOT_BE_OPENED,_" + NumberedErrorKey(opened.error));
   }
 }
 

@@ -2,9 +2,11 @@
 
 #include <chrono>
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "service/machine/block_reader.h"
+#include "service/modules/storage/disk.h"
 #include "service/modules/storage/surface_read.h"
 #include "service/sdk/verdict.h"
 
@@ -22,6 +24,13 @@ std::string ErrorKey(int error);
 std::string SeedKey(std::uint64_t seed);
 std::string FirstBadSectorKey(std::uint64_t lba);
 std::string InvalidParameterKey(const std::string& name);
+
+// "error 13 (permission denied)", as plain text.
+std::string ErrorText(int error);
+// What of a disk could not be read, and why, as plain text; empty: nothing.
+std::string UnreadText(const DiskFacts& facts);
+// Why a disk that the scan could not look at as it should have is not tested; none: it could.
+std::optional<std::string> UntestableKey(const DiskFacts& facts);
 
 // Why a disk could not be opened.
 sdk::Verdict OpenVerdict(const machine::OpenedReader& opened, std::chrono::seconds timeLimit);
