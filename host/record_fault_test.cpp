@@ -1,9 +1,11 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 
 #include "host/record_test_support.h"
 
@@ -19,6 +21,22 @@ ssize_t WriteUnlessFull(int file, const void* data, std::size_t size, off64_t of
     return -1;
   }
   return ::pwrite64(file, data, size, offset);
+}
+
+int unlocks = 0;        // of files or parts of them, by SQLite
+int refusedUnlock = 0;  // which of them the system refuses, from 1
+bool isRefusedForEver = false;
+
+int LockUnlessRefused(int file, int command, void* argument) {
+  const bool isLock = command == F_SETLK || command == F_SETLKW;
+  if (isLock && static_cast<const struct flock*>(argument)->l_type == F_UNLCK) {
+    ++unlocks;
+    if (unlocks == refusedUnlock || (isRefusedForEver && unlocks > refusedUnlock)) {
+      errno = EIO;
+      return -1;
+    }
+  }
+  return ::fcntl(file, command, argument);
 }
 
 }  // namespace
@@ -47,6 +65,9 @@ class RecordFaultTest : public ::testing::Test {
     for (const char* name : {"pwrite", "pwrite64"}) {
       vfs->xSetSystemCall(vfs, name, reinterpret_cast<sqlite3_syscall_ptr>(WriteUnlessFull));
     }
+    vfs->xSetSystemCall(vfs, "fcntl", reinterpret_cast<sqlite3_syscall_ptr>(LockUnlessRefused));
+    unlocks = refusedUnlock = 0;
+    isRefusedForEver = false;
   }
   ~RecordFaultTest() override {
     isDiskFull = false;
@@ -192,6 +213,72 @@ TEST_F(RecordFaultTest, AProgramThatNeverEndsOpeningTheStoreCostsOneWaitAndNoRec
   EXPECT_EQ(Ask(folder / "records.db", "SELECT count(*) FROM execution_record"), "52");
   EXPECT_EQ(testing::FileText(folder / "records.lock"), "");
   EXPECT_FALSE(std::filesystem::exists(folder / "records.lock-journal"));
+}
+
+// Twenty records, and one fault in giving back a lock.
+struct RefusedUnlock {
+  explicit RefusedUnlock(int number) {
+    const auto start = std::chrono::steady_clock::now();
+    {
+      RecordStore store(folder.Path());
+      unlocks = 0;
+      refusedUnlock = number;
+      for (int i = 0; i < 20; ++i) Write(store, std::to_string(i));
+      total = unlocks;
+    }
+    refusedUnlock = 0;
+    took = std::chrono::steady_clock::now() - start;
+    kept = Ask(folder / "records.db", "SELECT count(*) FROM execution_record");
+  }
+  TestFolder folder;
+  int total = 0;
+  std::chrono::steady_clock::duration took{};
+  std::string kept;
+};
+
+TEST_F(RecordFaultTest, ALockThatIsNotGivenBackCostsOneWaitAndNoRecord) {
+  // Those of the opening and of the first records; behind them it is the same again with each.
+  constexpr int kMost = 36;
+  ASSERT_GT(RefusedUnlock(0).total, kMost);
+  for (int number = 1; number <= kMost; ++number) {
+    const RefusedUnlock run(number);
+    EXPECT_EQ(run.kept, "20") << number;
+    EXPECT_LT(run.took, std::chrono::milliseconds(2 * RecordDatabase::kPatienceMs)) << number;
+  }
+}
+
+TEST_F(RecordFaultTest, LocksThatAreNeverGivenBackCostOneWait) {
+  for (const int before : {0, 1, 2, 4, 8, 16, 28, 40}) {
+    const TestFolder folder;
+    const auto start = std::chrono::steady_clock::now();
+    unlocks = 0;
+    refusedUnlock = before;
+    isRefusedForEver = true;
+    {
+      RecordStore store(folder.Path());
+      for (int i = 0; i < 20; ++i) Write(store, std::to_string(i));
+    }
+    isRefusedForEver = false;
+    EXPECT_LT(std::chrono::steady_clock::now() - start,
+              std::chrono::milliseconds(4 * RecordDatabase::kPatienceMs))
+        << before;
+  }
+}
+
+TEST_F(RecordFaultTest, ANamespaceGoesAlthoughALockIsNotGivenBack) {
+  for (int number = 1; number <= 12; ++number) {
+    const TestFolder folder;
+    RecordStore store(folder.Path());
+    Write(store, "a");
+    const auto start = std::chrono::steady_clock::now();
+    unlocks = 0;
+    refusedUnlock = number;
+    store.RemoveNamespace("ROOT", "Tarvex", "Tarvex_Diagnostics");
+    refusedUnlock = 0;
+    EXPECT_LT(std::chrono::steady_clock::now() - start,
+              std::chrono::milliseconds(2 * RecordDatabase::kPatienceMs))
+        << number;
+  }
 }
 
 }  // namespace

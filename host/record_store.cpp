@@ -1,5 +1,6 @@
 #include "host/record_store.h"
 
+#include <chrono>
 #include <utility>
 
 #include "system/text_conversion.h"
@@ -15,6 +16,11 @@ std::string Utf8(const std::wstring& text) {
 
 bool IsWithin(const std::string& nameSpace, const std::string& outer) {
   return nameSpace == outer || nameSpace.starts_with(outer + '\\');
+}
+
+bool IsOfThisConnection(const StoreError& error) {
+  return error.GetKind() == StoreError::Kind::kDamaged ||
+         error.GetKind() == StoreError::Kind::kStuck;
 }
 
 }  // namespace
@@ -39,19 +45,26 @@ int RecordStore::WriteRecord(const std::vector<std::string>& keys,
   return WriteKept() ? 0 : kNotDone;
 }
 
+template <typename Call>
+auto RecordStore::WithFreshStore(Call call) {
+  SqliteDatabase::LimitWaits(std::chrono::milliseconds(Patience()));
+  try {
+    return call();
+  } catch (const StoreError& error) {
+    // Opened anew, a damaged one is set aside, and the locks of a stuck connection are gone.
+    if (!IsOfThisConnection(error)) throw;
+  }
+  database_.reset();
+  return call();
+}
+
 bool RecordStore::WriteKept() {
   try {
-    try {
-      TryToWriteKept();
-    } catch (const StoreError& error) {
-      if (error.GetKind() != StoreError::Kind::kDamaged) throw;
-      // It is set aside when it is opened anew.
-      database_.reset();
-      TryToWriteKept();
-    }
+    WithFreshStore([this] { TryToWriteKept(); });
     return true;
   } catch (const StoreError& error) {
-    impatient_ = error.GetKind() == StoreError::Kind::kBusy;
+    impatient_ =
+        error.GetKind() == StoreError::Kind::kBusy || error.GetKind() == StoreError::Kind::kStuck;
     // A fault that lasts is told once, not with each record.
     if (fault_ != error.what()) Note(error.what());
     fault_ = error.what();
@@ -89,9 +102,10 @@ int RecordStore::RemoveNamespace(const std::string& root, const std::string& par
                                  const std::string& name) {
   const std::lock_guard lock(mutex_);
   try {
-    return RemoveNamed(root + '\\' + parent + '\\' + name) ? 0 : kNotDone;
+    const std::string removed = root + '\\' + parent + '\\' + name;
+    return WithFreshStore([&] { return RemoveNamed(removed); }) ? 0 : kNotDone;
   } catch (const StoreError& error) {
-    if (error.GetKind() == StoreError::Kind::kDamaged) database_.reset();
+    if (IsOfThisConnection(error)) database_.reset();
     Note(error.what());
     return kNotDone;
   }

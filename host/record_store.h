@@ -42,6 +42,9 @@ class RecordStore final : public HostCim, public RecordStoreReport {
   // All of these under mutex_.
   bool WriteKept();
   void TryToWriteKept();
+  // Calls it once more, with the store opened anew, when that may help.
+  template <typename Call>
+  auto WithFreshStore(Call call);
   bool RemoveNamed(const std::string& nameSpace);
   int Patience() const { return impatient_ ? 0 : RecordDatabase::kPatienceMs; }
   bool Open(bool create);  // false: there is no store, and it was not to be made

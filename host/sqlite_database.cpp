@@ -2,6 +2,8 @@
 
 #include <fcntl.h>
 
+#include <algorithm>
+
 namespace tarvex {
 namespace {
 
@@ -13,6 +15,8 @@ StoreError::Kind KindOf(int code) {
     case SQLITE_CORRUPT:
     case SQLITE_NOTADB:
       return StoreError::Kind::kDamaged;
+    case SQLITE_PROTOCOL:
+      return StoreError::Kind::kStuck;
     default:
       return StoreError::Kind::kOther;
   }
@@ -29,6 +33,16 @@ int KeepPath(sqlite3_vfs* /*vfs*/, const char* path, int room, char* kept) {
   return SQLITE_OK;
 }
 
+// SQLite waits for a log's index that stays locked for ten seconds, each time it is asked.
+thread_local std::chrono::microseconds waitsLeft = std::chrono::microseconds::max();
+
+int SleepWithin(sqlite3_vfs* /*vfs*/, int microseconds) {
+  const auto time = std::min(std::chrono::microseconds(microseconds), waitsLeft);
+  waitsLeft -= time;
+  if (time.count() > 0) sqlite3_vfs_find(nullptr)->xSleep(nullptr, static_cast<int>(time.count()));
+  return microseconds;
+}
+
 // SQLite opens the log and its index by path, later than the file. The path of an open folder that
 // /proc offers cannot be turned elsewhere meanwhile, but SQLite would translate it into one that
 // can; so it gets its own system calls without the translation.
@@ -39,6 +53,7 @@ const char* FolderVfs() {
     made.pNext = nullptr;
     made.zName = kName;
     made.xFullPathname = KeepPath;
+    made.xSleep = SleepWithin;
     return made;
   }();
   [[maybe_unused]] static const int registered = sqlite3_vfs_register(&vfs, 0);
@@ -76,6 +91,10 @@ std::string SqliteDatabase::Text(const char* sql) {
 
 void SqliteDatabase::SetBusyTimeout(int milliseconds) {
   sqlite3_busy_timeout(database_.get(), milliseconds);
+}
+
+void SqliteDatabase::LimitWaits(std::chrono::milliseconds most) {
+  waitsLeft = most;
 }
 
 void SqliteDatabase::Configure(int option, bool value) {

@@ -2,6 +2,7 @@
 
 #include <sqlite3.h>
 
+#include <chrono>
 #include <cstdint>
 #include <initializer_list>
 #include <memory>
@@ -20,6 +21,7 @@ class StoreError : public std::runtime_error {
   enum class Kind {
     kBusy,     // others hold it; it may work the next time
     kDamaged,  // the file is no sound database
+    kStuck,    // locks that this connection could not give back are in its own way
     kOther,
   };
   StoreError(Kind kind, const std::string& text) : std::runtime_error(text), kind_(kind) {}
@@ -43,6 +45,9 @@ class SqliteDatabase {
   std::string Text(const char* sql);
   // How long a statement waits for others.
   void SetBusyTimeout(int milliseconds);
+  // How long all waits of this thread may take together from now on, of all connections, also those
+  // that have no time limit of their own.
+  static void LimitWaits(std::chrono::milliseconds most);
   // An SQLITE_DBCONFIG_ of one truth value.
   void Configure(int option, bool value);
   // Leaves the log and its index beside the file when the last connection ends.
