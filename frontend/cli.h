@@ -256,14 +256,14 @@ class Cli {
   void ShowDeviceInformation(DiagDevice* device, DiagModule* module);
   void ShowDeviceResources(DiagDevice* device);
   void ShowTestRecords(DiagModule* module, DiagDevice* device);
+  void ShowTestRecord(DiagTest* test, bool applies, const std::vector<TestParameter>& parameters);
   void ShowTools(ModuleSelection& selection);
   void ShowDiagnosticsTitle(DiagModule* module);
   void ShowDiagnostics(ModuleSelection& selection);
   void ShowParameters(ModuleSelection& selection);
+  void ShowParametersOf(const ModuleSelection& selection, DiagTest* test);
   void ShowValidation(ModuleSelection& selection);
   std::string ValidateOneTest(DiagDevice* device, const CliTest& test);
-  static void ParametersInHand(const ModuleSelection& selection, DiagTest* test,
-                               std::vector<TestParameter>& parameters);
   std::string VersionText(const ProductVersion& version) const;
   std::string Upper(std::string text) const;
   std::string KeyVersionText(const DiagKey& key) const;

@@ -75,24 +75,29 @@ std::string Cli::KeyVersionText(const DiagKey& key) const {
          numberHandler->NumberToString(static_cast<std::int64_t>(key.build & kBuildMask));
 }
 
-// For a supervising program: each test of the module, whether it applies to the device, and its
-// parameters, with fixed separators.
 void Cli::ShowTestRecords(DiagModule* module, DiagDevice* device) {
   for (DiagDiagnostic* diagnostic : *module->GetDiagnostics()) {
     for (DiagTest* test : *diagnostic->Tests()) {
-      std::string name;
-      DiagKey key;
-      view->PrintField(
-          KeyVersionText(test->Key(key)) + kPartsSeparator + "TEST_" + test->Name(name),
-          test->AppliesTo(device) ? "1" : "0", true);
       std::vector<TestParameter> parameters;
-      for (const TestParameter& parameter : test->GetParameters(parameters, device)) {
-        view->PrintField(parameter.name,
-                         view->FormatKey(parameter.label, true, true, true) + kPartsSeparator +
-                             tarvex::ParameterTypeName(parameter.type) + kPartsSeparator +
-                             parameter.extra,
-                         true);
-      }
+      test->GetParameters(parameters, device);
+      ShowTestRecord(test, test->AppliesTo(device), parameters);
     }
+  }
+}
+
+// For a supervising program: the test, whether it applies to the device in question, and its
+// parameters, with fixed separators.
+void Cli::ShowTestRecord(DiagTest* test, bool applies,
+                         const std::vector<TestParameter>& parameters) {
+  std::string name;
+  DiagKey key;
+  view->PrintField(KeyVersionText(test->Key(key)) + kPartsSeparator + "TEST_" + test->Name(name),
+                   applies ? "1" : "0", true);
+  for (const TestParameter& parameter : parameters) {
+    view->PrintField(parameter.name,
+                     view->FormatKey(parameter.label, true, true, true) + kPartsSeparator +
+                         tarvex::ParameterTypeName(parameter.type) + kPartsSeparator +
+                         parameter.extra,
+                     true);
   }
 }

@@ -98,6 +98,7 @@ void Cli::ShowModuleVersions() {
 void Cli::ShowModuleList() {
   if (modules->empty()) {
     PrintWarning(kKeyNoModuleLoaded);
+    view->PrintNewLine();
     return;
   }
   view->PrintRaw("> Available Modules", true);

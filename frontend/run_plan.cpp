@@ -95,25 +95,23 @@ void Cli::PlanDevice(ModuleSelection& selection, DeviceSelection& entry, DiagDev
   selection.plans.push_back(std::move(plan));
 }
 
-// False when no test of the diagnostic applies; the warning is printed then.
+// False when as many tests refuse the device as the diagnostic has, which may be none; the warning
+// is printed then.
 bool Cli::PlanAllTests(const CliDiagnostic& diagnostic, DiagDevice* device,
                        const std::string& deviceName, std::vector<TestRunItem>& items) {
   const std::vector<DiagTest*>& tests = *diagnostic.diagnostic->Tests();
   items.reserve(tests.size());
-  std::size_t refused = 0;
   for (DiagTest* test : tests) {
-    if ((flags & CLI_FLAG_SUPERVISED) == 0 && !test->AppliesTo(device)) {
-      if (++refused < tests.size()) continue;
-      view->PrintSentence(std::string(tarvex::kWarningTag) + " ", false);
-      view->PrintSentence(diagnostic.name, false);
-      view->PrintRaw(kTextNotSupportedForDevice + deviceName, true);
-      return false;
-    }
+    if ((flags & CLI_FLAG_SUPERVISED) == 0 && !test->AppliesTo(device)) continue;
     TestRunItem item;
     item.test = test;
     items.push_back(std::move(item));
   }
-  return true;
+  if (!items.empty()) return true;
+  view->PrintSentence(std::string(tarvex::kWarningTag) + " ", false);
+  view->PrintSentence(diagnostic.name, false);
+  view->PrintRaw(kTextNotSupportedForDevice + deviceName, true);
+  return false;
 }
 
 void Cli::PlanNamedTests(const CliDiagnostic& diagnostic, DiagDevice* device,

@@ -146,6 +146,18 @@ TEST_F(RunPlan, ADiagnosticWithoutAnyTestForADeviceWarnsOnceAndLeavesNoItem) {
                    "1: EXTENDED_CHECK(SURFACE_TEST)"}));
 }
 
+TEST_F(RunPlan, ADiagnosticWithoutTestsWarnsAndLeavesNoItem) {
+  storage->AddDiagnostic("EMPTY_CHECK", "N", "empty", 1);
+  ModuleSelection& selection = Plan({"-Mstorage", "-N", "-E", "0"});
+  EXPECT_EQ(Screen(), "[Warning] Empty check are not supported for device: 0\n");
+  EXPECT_EQ(Shape(selection), Words{"0: EXTENDED_CHECK(SURFACE_TEST)"});
+}
+
+TEST_F(RunPlan, ForASupervisorADiagnosticWithoutTestsLeavesNoItemEither) {
+  storage->AddDiagnostic("EMPTY_CHECK", "N", "empty", 1);
+  EXPECT_EQ(Shape(Plan({"--HDK", "-Mstorage", "-N", "0"})), Words{"0:"});
+}
+
 TEST_F(RunPlan, ThePlanOfADeviceWithNothingThatAppliesStays) {
   TestOf(*storage, 1, 0).NotOn("1");
   EXPECT_EQ(Shape(Plan({"-Mstorage", "-E"})), (Words{"0: EXTENDED_CHECK(SURFACE_TEST)", "1:"}));

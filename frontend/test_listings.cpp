@@ -13,10 +13,10 @@ namespace {
 
 constexpr char kCustomParameters[] = "::CUSTOM_PARAM";
 
-// What a parameter takes: "blocks=64, INTEGER, 1 to 1024". A test that says more of its values in
-// `extra` knows better than the range, which is only 32 bits wide.
-std::string ParameterText(const TestParameter& parameter) {
-  std::string text = parameter.name + "=" + parameter.initialValue + ", " +
+// What a parameter takes, behind its name: "blocks=64, Blocks, INTEGER, 1 to 1024". A test that
+// says more of its values in `extra` knows better than the range, which is only 32 bits wide.
+std::string ParameterText(const TestParameter& parameter, const std::string& label) {
+  std::string text = parameter.name + "=" + parameter.initialValue + ", " + label + ", " +
                      tarvex::ParameterTypeName(parameter.type);
   if (!parameter.extra.empty()) return text + ", " + parameter.extra;
   if (parameter.range[0] == 0 && parameter.range[1] == 0) return text;
@@ -29,6 +29,14 @@ bool IsSelected(const ModuleSelection& selection, const DiagDiagnostic* diagnost
   return selection.diagnostics.empty() ||
          std::any_of(selection.diagnostics.begin(), selection.diagnostics.end(),
                      [diagnostic](const auto& chosen) { return chosen->diagnostic == diagnostic; });
+}
+
+// Null when the test applies to none.
+DiagDevice* FirstDeviceFor(const std::vector<DiagDevice*>* devices, DiagTest* test) {
+  if (devices == nullptr) return nullptr;
+  const auto found = std::find_if(devices->begin(), devices->end(),
+                                  [test](DiagDevice* device) { return test->AppliesTo(device); });
+  return found == devices->end() ? nullptr : *found;
 }
 
 bool HasDevice(const std::vector<DiagDevice*>& devices, const std::string& name) {
@@ -84,28 +92,29 @@ void Cli::ShowParameters(ModuleSelection& selection) {
     if (!IsSelected(selection, diagnostic)) continue;
     std::string name;
     view->PrintRaw("- " + view->FormatKey(diagnostic->Name(name), true, true, true), true);
-    for (DiagTest* test : *diagnostic->Tests()) {
-      std::vector<TestParameter> parameters;
-      ParametersInHand(selection, test, parameters);
-      view->PrintRaw("  - " + view->FormatKey(test->Name(name), true, true, true), true);
-      for (const TestParameter& parameter : parameters) {
-        view->PrintField(parameter.label, ParameterText(parameter), true);
-      }
-    }
+    for (DiagTest* test : *diagnostic->Tests()) ShowParametersOf(selection, test);
   }
   view->PrintNewLine();
 }
 
-void Cli::ParametersInHand(const ModuleSelection& selection, DiagTest* test,
-                           std::vector<TestParameter>& parameters) {
-  if (selection.serviceDevices != nullptr) {
-    for (DiagDevice* device : *selection.serviceDevices) {
-      if (!test->AppliesTo(device)) continue;
-      test->GetParameters(parameters, device);
-      return;
-    }
+void Cli::ShowParametersOf(const ModuleSelection& selection, DiagTest* test) {
+  DiagDevice* device = FirstDeviceFor(selection.serviceDevices, test);
+  std::vector<TestParameter> parameters;
+  if (device == nullptr) {
+    test->DefaultParameters(parameters);
+  } else {
+    test->GetParameters(parameters, device);
   }
-  test->DefaultParameters(parameters);
+  if ((flags & CLI_FLAG_SUPERVISED) != 0) {
+    ShowTestRecord(test, device != nullptr, parameters);
+    return;
+  }
+  std::string name;
+  view->PrintRaw("  - " + view->FormatKey(test->Name(name), true, true, true), true);
+  for (const TestParameter& parameter : parameters) {
+    const std::string label = view->FormatKey(parameter.label, true, true, true);
+    view->PrintField(parameter.name, ParameterText(parameter, label), true);
+  }
 }
 
 void Cli::ShowValidation(ModuleSelection& selection) {

@@ -20,7 +20,7 @@ pytestmark = needs_devices
         (["-Mstorage", "-R"], "Kernel Name               {kernel_name}"),
         (["-Mstorage", "-L"], r"\tLinear Read Test\*"),
         (["-Mstorage", "-S"], "No tools found in this module"),
-        (["-Mstorage", "-P"], "Blocks                    blocks=1024, INTEGER, 1-16777216"),
+        (["-Mstorage", "-P"], "Blocks                    blocks=1024, Blocks, INTEGER, 1-16777216"),
         (["-Mstorage", "-Qf(blocks=4)", "-V", "{id}"], "      blocks: OK"),
         (["-Mstorage", "-Qf(blox=4)", "-V", "{id}"], "      blox: INVALID_PARAMETER"),
     ],
