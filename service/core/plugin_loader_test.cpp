@@ -1,5 +1,4 @@
 #include "service/core/plugin_loader.h"
-#include "service/sdk/descriptor.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -7,6 +6,7 @@
 
 #include "service/core/platform.h"
 #include "service/core/test_support.h"
+#include "service/sdk/descriptor.h"
 
 namespace orvan::core {
 namespace {

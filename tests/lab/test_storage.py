@@ -179,6 +179,38 @@ def test_disk_that_vanishes_during_a_read_fails_at_the_oldest_read(world, disk):
     assert process.returncode == FAILED
 
 
+def test_reads_that_fail_right_before_the_disk_vanishes_are_told_as_part_of_that(world, disk):
+    identifier = device_id(world, disk.kernel_name)
+    (world.config_dir / "service.ini").write_text(
+        "[storage]\ninclude_loop=1\ntimeout_seconds=30\n", encoding="utf-8"
+    )
+    # Pulled out: errors first, and gone a moment later. It begins there, for an answer that came late
+    # would vouch for the disk.
+    disk.command("fail", 20480, SECTORS - 20480, EIO)
+    disk.command("hang", 20500, 1)
+    process = world.start(
+        ["-Mstorage", "-El(first_lba=20480)", identifier],
+        start_new_session=True,
+        stdin=subprocess.DEVNULL,
+        stdout=subprocess.PIPE,
+    )
+    try:
+        disk.command("wait")
+        disk.command("vanish", ENODEV)
+        disk.command("resume")
+        output = process.communicate(timeout=20)[0].decode()
+    finally:
+        process.kill()
+        process.wait()
+    end = re.fullmatch(
+        r"The disk vanished while reading at LBA 20480, after (\d+) reads had failed",
+        said(output, "The disk"),
+    )
+    assert end and int(end[1]) >= 21  # the block and its first twenty sectors
+    assert "nreadable" not in output
+    assert process.returncode == FAILED
+
+
 @pytest.mark.parametrize("error", [ETIMEDOUT, ENODATA], ids=["timed out", "medium"])
 def test_disk_that_answers_every_read_with_an_error_fails(world, small_disk, error):
     small_disk.command("vanish", error)

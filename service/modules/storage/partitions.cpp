@@ -1,9 +1,11 @@
 #include "service/modules/storage/partitions.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <optional>
 #include <sstream>
+#include <string_view>
 
 #include "service/modules/storage/identity.h"
 
@@ -71,6 +73,17 @@ std::optional<Known> ReadDeviceDatabase(const machine::MachineFiles& files,
 std::string NodePath(std::string kernelName) {
   std::replace(kernelName.begin(), kernelName.end(), '!', '/');
   return "/dev/" + kernelName;
+}
+
+// Whether the kernel opened the source of a mount, so that it names a device. A file system on one
+// device has its number, and one of several devices, like btrfs, a number that is nobody's. Anybody
+// may mount one of FUSE under any source, and what comes over a network has any.
+bool NamesItsDevice(const std::string& number, const std::string& type) {
+  static constexpr std::array<std::string_view, 14> kAnySource = {
+      "9p",   "afs",      "ceph",    "cifs", "smb3",  "ncpfs", "nfs",
+      "nfs4", "orangefs", "overlay", "proc", "ramfs", "tmpfs", "virtiofs"};
+  return number.starts_with("0:") && !type.starts_with("fuse") &&
+         std::find(kAnySource.begin(), kAnySource.end(), type) == kAnySource.end();
 }
 
 class PartitionReader {
@@ -186,7 +199,9 @@ MountTable::MountTable(const machine::MachineFiles& files) {
     fields >> type >> source;
     const Mount mount{Decoded(point), type, root == "/"};
     Keep(byNumber_, number, mount);
-    if (source.starts_with("/dev/")) Keep(byPath_, Decoded(source), mount);
+    if (NamesItsDevice(number, type) && source.starts_with("/dev/")) {
+      Keep(byPath_, Decoded(source), mount);
+    }
   }
 }
 

@@ -18,7 +18,8 @@ struct Mount {
   bool isWhole = false;    // the file system's root, not one of its folders
 };
 
-// Where block devices are mounted, from /proc/self/mountinfo.
+// Where block devices are mounted, from /proc/self/mountinfo. Believed is what the kernel vouches
+// for: the number, and the source where the kernel itself opened it.
 class MountTable {
  public:
   explicit MountTable(const machine::MachineFiles& files);

@@ -1,13 +1,13 @@
 #include "service/modules/storage/surface_read.h"
 
 #include <algorithm>
-#include <cerrno>
+#include <deque>
 #include <map>
 #include <optional>
-#include <set>
 #include <vector>
 
 #include "service/machine/awake_clock.h"
+#include "service/machine/read_errors.h"
 
 namespace orvan::storage {
 namespace {
@@ -19,17 +19,8 @@ using machine::ReadOutcome;
 
 constexpr std::chrono::milliseconds kStopPoll{100};
 constexpr std::chrono::milliseconds kProgressPace{250};
-
-bool MeansGone(int error) {
-  return error == ENODEV || error == ENXIO || error == ENOMEDIUM;
-}
-
-// Errors that the kernel or we are to blame for, never the disk.
-bool IsOwnFault(int error) {
-  static const std::set<int> kOwnFaults = {EAGAIN, EINTR,  ENOMEM, EINVAL, EFAULT,    EBADF,
-                                           EPERM,  EACCES, EBUSY,  ENOSYS, ECANCELED, EOPNOTSUPP};
-  return kOwnFaults.contains(error);
-}
+// A disk that is pulled out may answer reads with errors for so long before it is gone.
+constexpr std::chrono::milliseconds kLastMoment{5000};
 
 class SurfaceReader {
  public:
@@ -56,11 +47,13 @@ class SurfaceReader {
       }
       TellProgress();
     }
+    if (result_.end == SurfaceEnd::kVanished) ForgetLastMoment();
+    for (const Failure& failure : suspects_) Count(failure);
     // What the end left no time to look at closer.
-    for (const auto& [extent, error] : failed_) CountUnnarrowed(extent, error);
+    for (const Failure& failure : failed_) Count(failure);
     if (!ended_) result_.end = next_ < plan_.order.count ? SurfaceEnd::kTimeCap : result_.end;
     if (result_.end == SurfaceEnd::kComplete || result_.end == SurfaceEnd::kTimeCap) Tell(100);
-    result_.took = clock_.Look();
+    result_.took = Look();
     return std::move(result_);
   }
 
@@ -73,17 +66,28 @@ class SurfaceReader {
     Duration handedOver{};  // of whole blocks
   };
 
-  void End(SurfaceEnd end, std::uint64_t lba = 0, int error = 0) {
+  // A read that failed.
+  struct Failure {
+    std::uint64_t id = 0;  // of the block, whose sectors are read later
+    Extent extent;
+    int error = 0;
+    Duration when{};
+    bool isSector = false;   // read by itself
+    bool isVouched = false;  // the disk has answered a read since
+  };
+
+  Duration Look() { return now_ = clock_.Look(); }
+
+  void End(SurfaceEnd end, std::uint64_t lba = 0, int error = 0, std::uint64_t id = 0) {
     if (ended_) return;
     ended_ = true;
+    endId_ = id;
     result_.end = end;
     result_.endLba = lba;
     result_.endError = error;
   }
 
-  bool CapReached() {
-    return plan_.timeCap.count() > 0 && next_ > 0 && clock_.Look() >= plan_.timeCap;
-  }
+  bool CapReached() { return plan_.timeCap.count() > 0 && next_ > 0 && Look() >= plan_.timeCap; }
 
   Extent BlockExtent(std::uint64_t block) const {
     const std::uint64_t lba = plan_.firstLba + block * plan_.sectorsPerBlock;
@@ -100,7 +104,7 @@ class SurfaceReader {
     // Handing over in lots of half the queue keeps the disk busy and the messages few.
     if (inFlight_.size() > reader_.Capacity() / 2 || CapReached()) return;
     std::vector<BlockRead> reads;
-    const Duration now = clock_.Look();
+    const Duration now = Look();
     while (next_ < plan_.order.count && inFlight_.size() < reader_.Capacity()) {
       Extent extent = BlockExtent(plan_.order.at(next_++));
       extent.handedOver = now;
@@ -141,12 +145,13 @@ class SurfaceReader {
   bool EndsRun(const Extent& extent, const BlockReadResult& result) {
     if (result.outcome == ReadOutcome::kTimedOut) {
       End(SurfaceEnd::kHung, extent.lba);
-    } else if (result.outcome == ReadOutcome::kFailed && MeansGone(result.error)) {
+    } else if (result.outcome == ReadOutcome::kFailed && machine::MeansGone(result.error)) {
       // Reads come back in any order; what is named is the oldest that was not read.
-      const bool older = !inFlight_.empty() && inFlight_.begin()->first < result.id;
-      End(SurfaceEnd::kVanished, older ? inFlight_.begin()->second.lba : extent.lba, result.error);
+      const bool isOlder = !inFlight_.empty() && inFlight_.begin()->first < result.id;
+      const std::uint64_t lba = isOlder ? inFlight_.begin()->second.lba : extent.lba;
+      End(SurfaceEnd::kVanished, lba, result.error, isOlder ? inFlight_.begin()->first : result.id);
     } else if (result.outcome == ReadOutcome::kNotTried ||
-               (result.outcome == ReadOutcome::kFailed && IsOwnFault(result.error))) {
+               (result.outcome == ReadOutcome::kFailed && machine::IsOwnFault(result.error))) {
       End(SurfaceEnd::kOwnFault, extent.lba, result.error);
     } else {
       return false;
@@ -156,7 +161,8 @@ class SurfaceReader {
 
   void Collect() {
     const auto finished = Wait();
-    const Duration now = clock_.Look();
+    const Duration now = Look();
+    VouchFor(finished);
     for (const auto& [extent, result] : finished) {
       result_.slowestAnswer = std::max(result_.slowestAnswer, now - extent.handedOver);
       // Those that came along with the end still count.
@@ -165,7 +171,7 @@ class SurfaceReader {
         ++result_.blocksRead;
         result_.bytesRead += static_cast<std::uint64_t>(extent.sectors) * sectorBytes_;
       } else {
-        failed_.push_back({extent, result.error});
+        failed_.push_back({result.id, extent, result.error, now});
       }
     }
     TakePendingEnd();
@@ -174,23 +180,75 @@ class SurfaceReader {
   void NarrowFailed() {
     // Blocks come back in any order; what is said first should be the lowest.
     std::sort(failed_.begin(), failed_.end(),
-              [](const auto& a, const auto& b) { return a.first.lba < b.first.lba; });
+              [](const Failure& a, const Failure& b) { return a.extent.lba < b.extent.lba; });
     std::size_t done = 0;
     while (done < failed_.size() && !ended_) {
-      const auto& [extent, error] = failed_[done];
-      const bool isNarrowed = MayNarrow() && Narrow(extent);
+      const bool isNarrowed = MayNarrow() && Narrow(failed_[done]);
       if (ended_) break;  // this one is left with those behind it
       if (isNarrowed) {
         ++result_.blocksRead;
       } else {
-        CountUnnarrowed(extent, error);
+        Suspect(failed_[done]);
       }
       ++done;
     }
     failed_.erase(failed_.begin(), failed_.begin() + static_cast<std::ptrdiff_t>(done));
   }
 
-  bool MayNarrow() { return result_.bad.Total() < mostNarrowed_ && !CapReached(); }
+  bool MayNarrow() {
+    return result_.bad.Total() + suspectSectors_ < mostNarrowed_ && !CapReached();
+  }
+
+  // A disk that answers is there: what failed before is of its surface.
+  void VouchFor(const std::vector<std::pair<Extent, BlockReadResult>>& finished) {
+    const bool answers = std::any_of(finished.begin(), finished.end(), [](const auto& one) {
+      return one.second.outcome == ReadOutcome::kRead;
+    });
+    if (!answers) return;
+    for (Failure& failure : failed_) failure.isVouched = true;
+    for (const Failure& failure : suspects_) Count(failure);
+    suspects_.clear();
+    suspectSectors_ = 0;
+  }
+
+  // It counts once the disk has answered another read, or has not vanished for a while.
+  void Suspect(const Failure& failure) {
+    if (failure.isVouched) {
+      Count(failure);
+    } else {
+      suspects_.push_back(failure);
+      suspectSectors_ += failure.isSector ? 1 : 0;
+    }
+    while (!suspects_.empty() && suspects_.front().when < now_ - kLastMoment) {
+      suspectSectors_ -= suspects_.front().isSector ? 1 : 0;
+      Count(suspects_.front());
+      suspects_.pop_front();
+    }
+  }
+
+  // Reads that failed last, right before the disk was gone, failed because it went.
+  void ForgetLastMoment() {
+    const auto isPart = [this](const Failure& failure) {
+      const bool isLast = !failure.isVouched && failure.when >= now_ - kLastMoment;
+      if (isLast) ++result_.lastFailures;
+      // What is named is the oldest read that went with it.
+      if (isLast && failure.id < endId_) {
+        endId_ = failure.id;
+        result_.endLba = failure.extent.lba;
+      }
+      return isLast;
+    };
+    std::erase_if(suspects_, isPart);
+    std::erase_if(failed_, isPart);
+  }
+
+  void Count(const Failure& failure) {
+    if (failure.isSector) {
+      AddBad(failure.extent.lba, failure.error);
+    } else {
+      CountUnnarrowed(failure.extent, failure.error);
+    }
+  }
 
   void CountUnnarrowed(const Extent& block, int error) {
     if (result_.unnarrowedBlocks == 0 || block.lba < result_.firstUnnarrowedLba) {
@@ -202,18 +260,21 @@ class SurfaceReader {
   }
 
   // False when the run or its time ended before all sectors of the block were read.
-  bool Narrow(const Extent& block) {
+  bool Narrow(const Failure& failure) {
+    const Extent block = failure.extent;
     bool allRead = true;
     for (std::uint32_t i = 0; i < block.sectors; ++i) {
       if (i > 0 && CapReached()) return false;
       const std::uint64_t lba = block.lba + i;
       reader_.Submit({ReadOf({lba, 1})});
       while (!inFlight_.empty()) {
-        for (const auto& [extent, result] : Wait()) {
+        const auto finished = Wait();
+        VouchFor(finished);
+        for (const auto& [extent, result] : finished) {
           if (EndsRun(extent, result)) return false;
           if (result.outcome == ReadOutcome::kRead) continue;
           allRead = false;
-          AddBad(lba, result.error);
+          Suspect({failure.id, extent, result.error, now_, true});
         }
         TakePendingEnd();
         if (ended_) return false;
@@ -235,12 +296,12 @@ class SurfaceReader {
   void Tell(int percent) {
     if (hooks_.progress) hooks_.progress(percent);
     told_ = percent;
-    lastTold_ = clock_.Look();
+    lastTold_ = Look();
   }
 
   // Of blocks or of the time cap, whichever is further; 100 is left to the end.
   void TellProgress() {
-    const Duration now = clock_.Look();
+    const Duration now = Look();
     if (ended_ || now - lastTold_ < kProgressPace) return;
     const double blocks = static_cast<double>(result_.blocksRead) /
                           static_cast<double>(std::max<std::uint64_t>(plan_.order.count, 1));
@@ -257,12 +318,16 @@ class SurfaceReader {
   std::uint64_t mostNarrowed_;
   std::uint32_t sectorBytes_;
   machine::AwakeClock clock_;
+  Duration now_{};  // at the last look
   Duration lastTold_{};
   int told_ = 0;
   std::uint64_t next_ = 0;  // place in the order of the next block to begin
   std::uint64_t nextId_ = 0;
   std::map<std::uint64_t, Extent> inFlight_;  // by id, so the oldest comes first
-  std::vector<std::pair<Extent, int>> failed_;
+  std::vector<Failure> failed_;               // blocks to be read again
+  std::deque<Failure> suspects_;              // not counted yet, the oldest first
+  std::uint64_t suspectSectors_ = 0;          // of those
+  std::uint64_t endId_ = 0;                   // of the read that ended the run
   std::optional<std::pair<SurfaceEnd, std::uint64_t>> pendingEnd_;
   bool ended_ = false;
   SurfaceResult result_;

@@ -45,7 +45,10 @@ struct SurfaceResult {
   std::uint64_t secondTryBlocks = 0;
   std::uint64_t blocksRead = 0;  // judged, readable or not
   std::uint64_t bytesRead = 0;   // of the readable blocks
-  std::uint64_t endLba = 0;      // where it hung, vanished or failed
+  // Of a disk that vanished: reads that failed otherwise right before, which count for nothing
+  // else.
+  std::uint64_t lastFailures = 0;
+  std::uint64_t endLba = 0;  // where it hung, vanished or failed
   int endError = 0;
   std::chrono::steady_clock::duration took{};  // this and the next: time in which we were awake
   // The longest time from handing a block over, to the first try of it, to its answer. It may wait

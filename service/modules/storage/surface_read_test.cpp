@@ -221,8 +221,65 @@ TEST(SurfaceRead, ADiskThatVanishesWhileItsSectorsAreReadAgain) {
   MemoryRun run(faults);
   run.plan.lastLba = 63;
   const SurfaceResult result = run.Go();
+  // The block failed while the disk still answered; its sectors failed when nothing did any more.
   EXPECT_EQ(result.end, SurfaceEnd::kVanished);
-  EXPECT_EQ(result.bad.Text(8), "0-2");
+  EXPECT_TRUE(result.bad.IsEmpty());
+  EXPECT_EQ(result.unnarrowedBlocks, 1U);
+  EXPECT_EQ(result.firstUnnarrowedLba, 0U);
+  EXPECT_EQ(result.lastFailures, 3U);
+  EXPECT_EQ(result.endLba, 0U);
+}
+
+// A disk that answers reads from that one on with errors, and is gone so many reads later.
+DiskFaults PulledOut(std::uint64_t firstSector, std::int64_t vanishAfterReads) {
+  DiskFaults faults;
+  faults.isBad = [firstSector](std::uint64_t sector) { return sector >= firstSector ? EIO : 0; };
+  faults.vanishAfterReads = vanishAfterReads;
+  return faults;
+}
+
+TEST(SurfaceRead, BlocksThatFailInTheLastMomentBeforeADiskVanishesArePartOfThat) {
+  MemoryRun run(PulledOut(32, 6), 64);
+  const SurfaceResult result = run.Go();
+  EXPECT_EQ(result.end, SurfaceEnd::kVanished);
+  EXPECT_TRUE(result.bad.IsEmpty());
+  EXPECT_EQ(result.unnarrowedBlocks, 0U);
+  EXPECT_EQ(result.lastFailures, 2U);
+  EXPECT_EQ(result.endLba, 32U);
+  EXPECT_EQ(result.blocksRead, 4U);
+}
+
+TEST(SurfaceRead, SectorsThatFailInTheLastMomentBeforeADiskVanishesArePartOfThat) {
+  MemoryRun run(PulledOut(32, 8 + 11), 64);
+  const SurfaceResult result = run.Go();
+  EXPECT_EQ(result.end, SurfaceEnd::kVanished);
+  EXPECT_TRUE(result.bad.IsEmpty());
+  EXPECT_EQ(result.unnarrowedBlocks, 0U);
+  // Three blocks of the four, for one was gone over, and eleven sectors.
+  EXPECT_EQ(result.lastFailures, 14U);
+  EXPECT_EQ(result.endLba, 32U);
+  EXPECT_TRUE(run.firstBad.empty());
+}
+
+TEST(SurfaceRead, WhatFailedWhileTheDiskStillAnsweredIsOfItsSurface) {
+  DiskFaults faults = Bad({3, 20});
+  faults.vanishAfterReads = 8 + 16 + 3;
+  MemoryRun run(faults, 128);
+  const SurfaceResult result = run.Go();
+  EXPECT_EQ(result.end, SurfaceEnd::kVanished);
+  EXPECT_EQ(result.bad.Text(8), "3, 20");
+  EXPECT_EQ(result.lastFailures, 0U);
+}
+
+TEST(SurfaceRead, WhatFailedLongBeforeADiskVanishedIsOfItsSurface) {
+  MemoryRun run(PulledOut(0, 300), 512);
+  run.hooks.now = [&run] { return run.time += 100ms; };
+  const SurfaceResult result = run.Go();
+  EXPECT_EQ(result.end, SurfaceEnd::kVanished);
+  EXPECT_GT(result.bad.Total(), 100U);
+  EXPECT_EQ(result.bad.FirstLba(), 0U);
+  EXPECT_GT(result.lastFailures, 0U);
+  EXPECT_GT(result.endLba, 0U);
 }
 
 TEST(SurfaceRead, AHangingReadEndsTheRun) {

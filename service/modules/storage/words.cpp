@@ -54,6 +54,12 @@ std::string BadKey(const SurfaceResult& result) {
          NumberedErrorKey(bad.FirstError()) + ",_SECTORS_" + AsKey(bad.Text(kRangesInMessage));
 }
 
+std::string LastFailuresKey(const SurfaceResult& result) {
+  if (result.lastFailures == 0) return {};
+  return ",_AFTER_" + std::to_string(result.lastFailures) +
+         (result.lastFailures == 1 ? "_READ_HAD_FAILED" : "_READS_HAD_FAILED");
+}
+
 // Why reading did not come to its end, as the second half of a sentence; empty when it did.
 std::string EndKey(const SurfaceResult& result, std::chrono::seconds timeLimit) {
   const std::string at = "_AT_" + LbaKey(result.endLba);
@@ -61,7 +67,7 @@ std::string EndKey(const SurfaceResult& result, std::chrono::seconds timeLimit) 
     case SurfaceEnd::kHung:
       return "|A_READ" + at + "_DID_NOT_COME_BACK_WITHIN_" + SecondsKey(timeLimit);
     case SurfaceEnd::kVanished:
-      return "|THE_DISK_VANISHED_WHILE_READING" + at;
+      return "|THE_DISK_VANISHED_WHILE_READING" + at + LastFailuresKey(result);
     case SurfaceEnd::kReaderLost:
       return "|THE_DISK_READER_ENDED_UNEXPECTEDLY";
     case SurfaceEnd::kReaderStalled:

@@ -117,6 +117,20 @@ TEST(SurfaceVerdict, TimeThatIsUpPassesASampleAndWarnsWhereAllWasPromised) {
   EXPECT_EQ(VerdictOf(result, true).message, "|TIME_IS_UP:_40_OF_100_BLOCKS_READ");
 }
 
+TEST(SurfaceVerdict, ReadsThatFailedWhenTheDiskVanishedAreToldAsPartOfThat) {
+  SurfaceResult result = ResultOf(SurfaceEnd::kVanished);
+  EXPECT_EQ(VerdictOf(result).message, "|THE_DISK_VANISHED_WHILE_READING_AT_|L|B|A_4096");
+  result.lastFailures = 1;
+  EXPECT_EQ(VerdictOf(result).message,
+            "|THE_DISK_VANISHED_WHILE_READING_AT_|L|B|A_4096,_AFTER_1_READ_HAD_FAILED");
+  result.lastFailures = 3;
+  const sdk::Verdict verdict = VerdictOf(result);
+  EXPECT_EQ(verdict.message,
+            "|THE_DISK_VANISHED_WHILE_READING_AT_|L|B|A_4096,_AFTER_3_READS_HAD_FAILED");
+  EXPECT_EQ(verdict.status, kTestFailed);
+  EXPECT_EQ(verdict.where, "LBA 4096");
+}
+
 TEST(ErrorKey, HasWordsForWhatKeepsTheReaderFromItsWork) {
   for (const int error : {EPERM, EACCES, EBUSY, EMFILE, EPROTO, EPIPE, EAGAIN, ENOSYS}) {
     EXPECT_NE(words::ErrorKey(error), "UNKNOWN_ERROR") << error;
