@@ -2,11 +2,12 @@
 
 #include <QFile>
 #include <QTextStream>
-#include <locale>
-#include <regex>
+#include <array>
+#include <optional>
+#include <string_view>
 #include <utility>
-#include <vector>
 
+#include "system/config_line.h"
 #include "system/regular_file.h"
 #include "system/system_path.h"
 #include "system/win_string_handler_imp.h"
@@ -18,53 +19,26 @@ constexpr char kDriveInfoSection[] = "STORAGE";
 constexpr char kDriveInfoKey[] = "ENABLE_TARVEX_DRIVE_INFO";
 constexpr char kOn[] = "1";
 
-std::regex Compile(const char* pattern) {
-  std::regex expression;
-  // What a word character is must not follow the locale.
-  expression.imbue(std::locale::classic());
-  expression.assign(pattern, std::regex::ECMAScript);
-  return expression;
-}
-
-struct Expressions {
-  const std::regex blank = Compile(R"(^\s*$)");
-  const std::regex section = Compile(R"(\[([\w\s*]+)\])");
-  const std::regex pair = Compile(R"(([\w]+)\s*=\s*([^]+)$)");
-};
-
-// A mistake that holds where the expression is found, and `missing` (0: none) is not in the line.
+// A mistake that holds where it is found and `missing` (0: none) is not in the line.
 struct Mistake {
   std::int32_t code;
   char missing;
-  std::regex expression;
+  bool (*isFound)(std::string_view line);
 };
 
-const Expressions& TheExpressions() {
-  static const Expressions expressions;
-  return expressions;
-}
-
 // In the order of the checks: the first one that holds counts.
-const std::vector<Mistake>& Mistakes() {
-  static const std::vector<Mistake> mistakes{
-      {kConfigSecondOpening, 0, Compile(R"((\[\s*\w+\[)|(\[\[))")},
-      {kConfigSecondClosing, 0, Compile(R"((\]\s*\w+\])|(\]\]))")},
-      {kConfigSecondEquals, 0, Compile(R"((=\s*\w+=)|(==))")},
-      {kConfigBracketAtEquals, 0,
-       Compile(R"(((=\w+(\[|\]))|((\[|\]))\w+=)|(\[=)|(\]=)|(=\[)|(=\]))")},
-      {kConfigNoClosing, ']', Compile(R"((\[\]{0}[\w]+)|(\]{0}[\w]+\[+))")},
-      {kConfigNoOpening, '[', Compile(R"((\[{0}[\w]+\]+)|(\]\[{0}[\w]+))")},
-      {kConfigReversedBrackets, 0, Compile(R"((\]\w+\[)|(\]\[))")},
-      {kConfigEmptyBrackets, 0, Compile(R"(\[\s*\]+)")},
-      {kConfigNoKey, 0, Compile(R"(^\s*=\s*[\w]+)")},
-      {kConfigNoValue, 0, Compile(R"(^[\w]+\s*=\s*$)")},
-  };
-  return mistakes;
-}
-
-bool IsFound(const std::regex& expression, const std::string& line) {
-  return std::regex_search(line, expression);
-}
+constexpr std::array kMistakes{
+    Mistake{kConfigSecondOpening, 0, tarvex::HasSecondOpening},
+    Mistake{kConfigSecondClosing, 0, tarvex::HasSecondClosing},
+    Mistake{kConfigSecondEquals, 0, tarvex::HasSecondEquals},
+    Mistake{kConfigBracketAtEquals, 0, tarvex::HasBracketAtEquals},
+    Mistake{kConfigNoClosing, ']', tarvex::HasOpeningAtWord},
+    Mistake{kConfigNoOpening, '[', tarvex::HasClosingAtWord},
+    Mistake{kConfigReversedBrackets, 0, tarvex::HasReversedBrackets},
+    Mistake{kConfigEmptyBrackets, 0, tarvex::HasEmptyBrackets},
+    Mistake{kConfigNoKey, 0, tarvex::IsValueWithoutKey},
+    Mistake{kConfigNoValue, 0, tarvex::IsKeyWithoutValue},
+};
 
 ConfigParseResult Fault(std::int32_t code, std::int32_t line, std::string section = {},
                         std::string key = {}) {
@@ -89,7 +63,7 @@ class LineParser {
   // `line` is the line up to its comment.
   ConfigParseResult Take(const std::string& line, std::int32_t number) {
     if (line.size() > kLongestConfigLine) return Fault(kConfigTooLarge, number);
-    if (IsFound(TheExpressions().blank, line)) return {};
+    if (tarvex::IsBlankLine(line)) return {};
     ConfigParseResult result = ValidateConfigLine(line, number);
     if (!result.IsError()) result = TakeSection(line, number);
     if (!result.IsError()) result = TakePair(line, number);
@@ -98,9 +72,9 @@ class LineParser {
 
  private:
   ConfigParseResult TakeSection(const std::string& line, std::int32_t number) {
-    std::smatch parts;
-    if (!std::regex_search(line, parts, TheExpressions().section)) return {};
-    std::string name = UpperCase(parts.str(1));
+    const std::optional<std::string_view> found = tarvex::FindSectionName(line);
+    if (!found) return {};
+    std::string name = UpperCase(std::string(*found));
     if (!config_.sections.try_emplace(name).second) {
       return Fault(kConfigRepeatedSection, number, std::move(name));
     }
@@ -109,11 +83,11 @@ class LineParser {
   }
 
   ConfigParseResult TakePair(const std::string& line, std::int32_t number) {
-    std::smatch parts;
-    if (!std::regex_search(line, parts, TheExpressions().pair)) return {};
+    const std::optional<tarvex::ConfigPair> found = tarvex::FindPair(line);
+    if (!found) return {};
     ConfigSection& section = config_.sections[section_];
-    std::string key = UpperCase(parts.str(1));
-    if (!section.values.try_emplace(key, parts.str(2)).second) {
+    std::string key = UpperCase(std::string(found->key));
+    if (!section.values.try_emplace(key, found->value).second) {
       return Fault(kConfigRepeatedKey, number, section_, std::move(key));
     }
     section.keyLines["[" + section_ + "]" + key] = number;
@@ -141,9 +115,9 @@ std::string ConfigFile::GetValue(const std::string& section, const std::string& 
 
 ConfigParseResult ValidateConfigLine(const std::string& line, std::int32_t lineNumber) {
   if (line.find_first_of("[]=") == std::string::npos) return Fault(kConfigBareWord, lineNumber);
-  for (const Mistake& mistake : Mistakes()) {
+  for (const Mistake& mistake : kMistakes) {
     if (mistake.missing != 0 && line.find(mistake.missing) != std::string::npos) continue;
-    if (IsFound(mistake.expression, line)) return Fault(mistake.code, lineNumber);
+    if (mistake.isFound(line)) return Fault(mistake.code, lineNumber);
   }
   return {};
 }

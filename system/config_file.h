@@ -46,8 +46,7 @@ inline constexpr std::int32_t kConfigNoValue = 1014;
 inline constexpr std::int32_t kConfigTooLarge = 1015;
 
 // The longest line without its comment, in bytes, and the longest text in UTF-16 units, with one
-// for the end of each line. The search for a mistake takes stack space in proportion to a line, and
-// time to its square.
+// for the end of each line. What a section's name adds to each of its keys stays small so.
 inline constexpr std::size_t kLongestConfigLine = 1024;
 inline constexpr std::size_t kLongestConfigText = 65536;
 
