@@ -2,33 +2,32 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
-#include <sys/stat.h>
 
 #include <cerrno>
+
+#include "system/trusted_file.h"
 
 namespace tarvex {
 namespace {
 
 constexpr char kLockFile[] = "instance.lock";
 
-Descriptor OpenFolder(const std::string& folder) {
-  if (::mkdir(folder.c_str(), 0755) != 0 && errno != EEXIST) return Descriptor();
-  return Descriptor(::open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+// Reading is enough for the lock, and lets a user without root's name but with the capability to
+// read everything share root's file. O_NONBLOCK: a planted pipe must not hold us up.
+void MakeLockFile(const Descriptor& folder) {
+  Descriptor(::openat(folder.Get(), kLockFile,
+                      O_RDONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0600));
 }
 
 }  // namespace
 
 std::unique_ptr<AppMutex> AppMutex::Open(const std::string& folder) {
-  const Descriptor directory = OpenFolder(folder);
-  if (!directory.IsOpen()) return nullptr;
-  // Reading is enough for the lock, and lets a user without root's name but with the capability
-  // to read everything share root's file. O_NONBLOCK: a planted pipe must not hold us up.
-  Descriptor file(::openat(directory.Get(), kLockFile,
-                           O_RDONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0600));
-  struct stat status {};
-  if (!file.IsOpen() || ::fstat(file.Get(), &status) != 0 || !S_ISREG(status.st_mode)) {
-    return nullptr;
-  }
+  Descriptor directory;
+  Descriptor file;
+  if (!MakeTrustedFolder(folder, directory).empty()) return nullptr;
+  MakeLockFile(directory);
+  // Whoever can write it, or the folder, could hold us up for ever.
+  if (!OpenTrustedFile(directory, kLockFile, file).empty()) return nullptr;
   return std::unique_ptr<AppMutex>(new AppMutex(std::move(file)));
 }
 

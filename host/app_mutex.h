@@ -13,8 +13,8 @@ namespace tarvex {
 class AppMutex final : public HostAppMutex {
  public:
   // Opens the lock file below `folder`, making both when they are missing (0755, 0600; the
-  // folder's parent must exist). Null when that can't be done, or when the file is a link or no
-  // ordinary file.
+  // folder's parent must exist). Null when that can't be done, when the file is no ordinary one,
+  // and when a stranger could have written file or folder or put them there: his lock is none.
   static std::unique_ptr<AppMutex> Open(const std::string& folder);
 
   // Asking again while this instance holds the lock gives false again.

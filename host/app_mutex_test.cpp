@@ -88,5 +88,21 @@ TEST_F(AppMutexTest, TakesNoPipeAndNoFolderForTheFile) {
   EXPECT_EQ(AppMutex::Open(folder_), nullptr);
 }
 
+TEST_F(AppMutexTest, TakesNoLockThatOthersCouldHavePutThere) {
+  std::filesystem::create_directory(folder_);
+  for (const mode_t mode : {0770U, 0777U, 01777U}) {
+    ASSERT_EQ(::chmod(folder_.c_str(), mode), 0);
+    EXPECT_EQ(AppMutex::Open(folder_), nullptr) << std::oct << mode;
+  }
+  ASSERT_EQ(::chmod(folder_.c_str(), 0755), 0);
+  EXPECT_NE(AppMutex::Open(folder_), nullptr);
+  ASSERT_EQ(::chmod(lock_.c_str(), 0660), 0);
+  EXPECT_EQ(AppMutex::Open(folder_), nullptr);
+  ASSERT_EQ(::chmod(lock_.c_str(), 0600), 0);
+  if (::geteuid() != 0) GTEST_SKIP() << "only root can give a file away";
+  ASSERT_EQ(::chown(lock_.c_str(), 12345, 12345), 0);
+  EXPECT_EQ(AppMutex::Open(folder_), nullptr);
+}
+
 }  // namespace
 }  // namespace tarvex

@@ -2,8 +2,11 @@
 
 #include <dlfcn.h>
 
+#include <utility>
+
 #include "system/system_path.h"
-#include "system/trusted_path.h"
+#include "system/trusted_file.h"
+#include "system/trusted_library.h"
 
 namespace tarvex {
 namespace {
@@ -12,21 +15,26 @@ bool IsUsableName(const std::string& name) {
   return !name.empty() && name.find('\0') == std::string::npos;
 }
 
-// A library's code has all the rights of the process before its first function is called.
-bool IsTrusted(const std::string& path) {
-  const std::size_t slash = path.rfind('/');
-  return path[0] == '/' && TrustFault(path.substr(0, slash + 1), true).empty() &&
-         TrustFault(path, false).empty();
-}
-
 }  // namespace
 
 HostModuleHandle ModuleLoader::Load(const std::string& path, int /*reserved*/) {
   const std::string systemPath = ToSystemPath(path);
   // The system would take an empty name for the program itself, and look for a bare one in places
   // of its own.
-  if (systemPath.empty() || !IsTrusted(systemPath)) return nullptr;
-  return ::dlopen(systemPath.c_str(), RTLD_NOW | RTLD_LOCAL);
+  if (systemPath.empty() || systemPath[0] != '/') return nullptr;
+  const std::size_t slash = systemPath.rfind('/');
+  const std::string folderPath = systemPath.substr(0, slash + 1);
+  // A library's code has all the rights of the process before its first function is called.
+  Descriptor folder;
+  if (!OpenTrustedFolder(folderPath, folder).empty()) return nullptr;
+  std::string ignored;
+  const HostModuleHandle handle =
+      LoadTrustedLibrary(folder, folderPath, systemPath.substr(slash + 1), ignored);
+  if (handle != nullptr) {
+    const std::lock_guard lock(mutex_);
+    folders_[handle].push_back(std::move(folder));
+  }
+  return handle;
 }
 
 HostModuleFunction ModuleLoader::GetSymbol(HostModuleHandle handle, const std::string& name) {
@@ -36,7 +44,14 @@ HostModuleFunction ModuleLoader::GetSymbol(HostModuleHandle handle, const std::s
 }
 
 void ModuleLoader::Unload(HostModuleHandle handle) {
-  if (handle != nullptr) ::dlclose(handle);
+  if (handle == nullptr) return;
+  ::dlclose(handle);
+  const std::lock_guard lock(mutex_);
+  const auto found = folders_.find(handle);
+  if (found == folders_.end()) return;
+  // The loader knows the library by the first.
+  found->second.pop_back();
+  if (found->second.empty()) folders_.erase(found);
 }
 
 }  // namespace tarvex

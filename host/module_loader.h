@@ -1,18 +1,28 @@
 #pragma once
 
+#include <map>
+#include <mutex>
+#include <vector>
+
 #include "boundary/hostlayer_module.h"
+#include "system/descriptor.h"
 
 namespace tarvex {
 
 // Loads libraries with all their symbols bound at once and none shown to other libraries. A path
 // is absolute and may be written with either separator. Refused, beside what is no library: a link,
-// and a library that a stranger could have written or put there (system/trusted_path.h). The
+// and a library that a stranger could have written or put there (system/trusted_library.h). The
 // system's loader counts the loads of a library; each wants its own Unload.
 class ModuleLoader final : public HostModule {
  public:
   HostModuleHandle Load(const std::string& path, int reserved) override;
   HostModuleFunction GetSymbol(HostModuleHandle handle, const std::string& name) override;
   void Unload(HostModuleHandle handle) override;
+
+ private:
+  std::mutex mutex_;
+  // The folders of what is loaded, one for each load. Guarded by mutex_.
+  std::map<HostModuleHandle, std::vector<Descriptor>> folders_;
 };
 
 }  // namespace tarvex

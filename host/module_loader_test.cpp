@@ -81,6 +81,26 @@ TEST_F(ModuleLoaderTrustTest, LibraryInAFolderThatOthersMayWriteIsRefused) {
   EXPECT_FALSE(Loads(path_));
 }
 
+TEST_F(ModuleLoaderTrustTest, LibraryThatItsGroupMayWriteIsRefused) {
+  fs::permissions(path_, static_cast<fs::perms>(0664));
+  EXPECT_FALSE(Loads(path_));
+}
+
+// The loader knows a library by its name, which holds the number of a descriptor.
+TEST_F(ModuleLoaderTrustTest, EachOfTwoLibrariesOfOneNameIsLoaded) {
+  const TestFolder other;
+  fs::copy_file(kLibrary, other / "library.so");
+  fs::permissions(other / "library.so", static_cast<fs::perms>(0644));
+  const HostModuleHandle first = loader_.Load(path_, 1);
+  const HostModuleHandle again = loader_.Load(path_, 1);
+  EXPECT_EQ(first, again);
+  loader_.Unload(again);
+  const HostModuleHandle second = loader_.Load(other / "library.so", 1);
+  EXPECT_NE(first, second);
+  loader_.Unload(first);
+  loader_.Unload(second);
+}
+
 TEST_F(ModuleLoaderTrustTest, LibraryOfAStrangerIsRefused) {
   if (::geteuid() != 0) GTEST_SKIP() << "only root can give a file away";
   ASSERT_EQ(::chown(path_.c_str(), 12345, 12345), 0);

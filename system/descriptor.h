@@ -22,6 +22,8 @@ class Descriptor {
   int Get() const { return number_; }
   // 0, or -1 with errno when closing failed or there was nothing to close. It is closed anyway.
   int Close() { return close(std::exchange(number_, -1)); }
+  // Leaves what is open to the caller; -1 when nothing is.
+  int Release() { return std::exchange(number_, -1); }
   // Closes what is open and owns that descriptor instead.
   void Reset(int number = -1) {
     if (IsOpen()) Close();

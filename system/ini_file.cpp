@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <charconv>
 
-#include "system/regular_file.h"
+#include "system/trusted_file.h"
 
 namespace tarvex {
 namespace {
@@ -53,11 +53,11 @@ IniValues ParseIni(std::string_view text) {
   return values;
 }
 
-bool ReadIniFile(const std::string& path, IniValues& values) {
+std::string ReadIniFile(const std::string& path, IniValues& values) {
   std::string text;
-  if (!ReadRegularFile(path, kLargestFile + 1, text) || text.size() > kLargestFile) return false;
-  values = ParseIni(text);
-  return true;
+  std::string fault = ReadTrustedFile(path, kLargestFile, text);
+  if (fault.empty()) values = ParseIni(text);
+  return fault;
 }
 
 bool ParseUnsigned(std::string_view text, unsigned& value) {

@@ -14,9 +14,9 @@ using IniValues = std::map<std::string, std::string>;
 // lines that begin with "#" or ";". Never fails.
 IniValues ParseIni(std::string_view text);
 
-// Reads a regular file of at most 1 MiB; links at the path's end are followed. False, and `values`
-// is left alone, when it can't be read or is larger.
-bool ReadIniFile(const std::string& path, IniValues& values);
+// Reads a file of at most 1 MiB that no stranger can have written (system/trusted_file.h); a
+// missing one has no values. Empty, or why it can't be read: then `values` is left alone.
+std::string ReadIniFile(const std::string& path, IniValues& values);
 
 // The text with A to Z in lower case.
 std::string LowerAscii(std::string_view text);

@@ -5,7 +5,7 @@
 
 int ReadMachineSetting(const std::string& valueName, std::uint32_t* value) {
   tarvex::IniValues values;
-  if (!tarvex::ReadIniFile(tarvex::ConfigFolder() + "/orvan.ini", values)) return 1;
+  if (!tarvex::ReadIniFile(tarvex::ConfigFolder() + "/orvan.ini", values).empty()) return 1;
   const auto found = values.find("general/" + tarvex::LowerAscii(valueName));
   return found != values.end() && tarvex::ParseUnsigned(found->second, *value) ? 0 : 1;
 }

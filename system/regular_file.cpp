@@ -19,9 +19,7 @@ Descriptor OpenRegularFile(const std::string& path, LastLink lastLink) {
   return file;
 }
 
-bool ReadRegularFile(const std::string& path, std::size_t limit, std::string& text) {
-  const Descriptor file = OpenRegularFile(path, LastLink::kFollow);
-  if (!file.IsOpen()) return false;
+bool ReadUpTo(const Descriptor& file, std::size_t limit, std::string& text) {
   std::string content;
   char block[65536];
   while (content.size() < limit) {
@@ -35,6 +33,19 @@ bool ReadRegularFile(const std::string& path, std::size_t limit, std::string& te
   }
   text = std::move(content);
   return true;
+}
+
+bool ReadRegularFile(const std::string& path, std::size_t limit, std::string& text) {
+  const Descriptor file = OpenRegularFile(path, LastLink::kFollow);
+  return file.IsOpen() && ReadUpTo(file, limit, text);
+}
+
+bool IsOnlyName(const Descriptor& folder, const std::string& name, const Descriptor& file) {
+  struct stat named {};
+  struct stat opened {};
+  return fstatat(folder.Get(), name.c_str(), &named, AT_SYMLINK_NOFOLLOW) == 0 &&
+         fstat(file.Get(), &opened) == 0 && S_ISREG(named.st_mode) && named.st_nlink == 1 &&
+         named.st_dev == opened.st_dev && named.st_ino == opened.st_ino;
 }
 
 bool IsNamed(const Descriptor& folder, const std::string& name, const Descriptor& file) {

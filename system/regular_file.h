@@ -18,6 +18,14 @@ Descriptor OpenRegularFile(const std::string& path, LastLink lastLink);
 // fails. Any thread.
 bool ReadRegularFile(const std::string& path, std::size_t limit, std::string& text);
 
+// Replaces `text` by the content of an open file up to `limit` bytes, from where it stands. False,
+// with `text` as it was, when reading fails. Any thread.
+bool ReadUpTo(const Descriptor& file, std::size_t limit, std::string& text);
+
+// True when one look at `name` in the folder finds the very file that is open, a regular one, under
+// its only name. Any thread.
+bool IsOnlyName(const Descriptor& folder, const std::string& name, const Descriptor& file);
+
 // True when `name` in the folder is the very file that is open, and no link to it. Any thread.
 bool IsNamed(const Descriptor& folder, const std::string& name, const Descriptor& file);
 

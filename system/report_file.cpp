@@ -5,6 +5,8 @@
 #include <sys/sysmacros.h>
 #include <unistd.h>
 
+#include <utility>
+
 #include "system/descriptor_writer.h"
 #include "system/system_path.h"
 #include "system/trusted_path.h"
@@ -26,27 +28,15 @@ bool IsSink(const struct stat& about) {
          (minor(about.st_rdev) == kNull || minor(about.st_rdev) == kFull);
 }
 
-// A file with a second name may be one that nobody means to lose.
-bool IsWritten(const struct stat& about) {
-  return IsSink(about) || (S_ISREG(about.st_mode) && about.st_nlink <= 1);
-}
-
-// Opens what is fit to be written, or makes a file. What is unfit isn't even opened, which can be
-// an order to a device, unless it took the place of something fit in this moment.
-Descriptor OpenEntry(const Descriptor& folder, const char* name) {
-  constexpr int kFlags = O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+// Null when the name is no sink's.
+Descriptor OpenSink(const Descriptor& folder, const char* name) {
+  constexpr int kFlags = O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
   struct stat about {};
-  if (fstatat(folder.Get(), name, &about, AT_SYMLINK_NOFOLLOW) == 0 && !IsWritten(about)) {
-    return Descriptor();
-  }
-  Descriptor file(openat(folder.Get(), name, kFlags, kReportMode));
-  if (!file.IsOpen() || fstat(file.Get(), &about) != 0 || !IsWritten(about)) {
-    return Descriptor();
-  }
-  if (S_ISREG(about.st_mode) && ftruncate(file.Get(), 0) != 0) {
-    return Descriptor();
-  }
-  return file;
+  if (fstatat(folder.Get(), name, &about, AT_SYMLINK_NOFOLLOW) != 0 || !IsSink(about)) return {};
+  Descriptor sink(openat(folder.Get(), name, kFlags));
+  // Something else may have taken its place in this moment.
+  return sink.IsOpen() && fstat(sink.Get(), &about) == 0 && IsSink(about) ? std::move(sink)
+                                                                          : Descriptor();
 }
 
 }  // namespace
@@ -61,9 +51,19 @@ bool ReportFile::Open(const std::string& path) {
   const std::size_t nameStart = whole.rfind('/') + 1;  // 0 for a bare name
   Descriptor folder;
   if (OpenFolderOverOwnLinks(nameStart == 0 ? "." : whole.substr(0, nameStart), folder) == 0) {
-    file_ = OpenEntry(folder, whole.c_str() + nameStart);
+    sink_ = OpenSink(folder, whole.c_str() + nameStart);
   }
-  return IsOpen();
+  if (sink_.IsOpen() || (folder.IsOpen() && OpenFile(std::move(folder), whole.substr(nameStart)))) {
+    return true;
+  }
+  Close();
+  return false;
+}
+
+bool ReportFile::OpenFile(Descriptor folder, const std::string& name) {
+  isBegun_ = false;
+  return file_.OpenIn(std::move(folder), name, OnlyFile::Access::kWrite, kReportMode) == 0 &&
+         file_.Empty() == 0;
 }
 
 void ReportFile::Write(std::string_view text) {
@@ -76,16 +76,23 @@ void ReportFile::Write(std::string_view text) {
   }
 }
 
+// Whoever takes the name away once the report has begun takes the report, too.
+bool ReportFile::MayWrite() {
+  isBegun_ = isBegun_ || sink_.IsOpen() || file_.MayBeWritten();
+  return isBegun_;
+}
+
 void ReportFile::Flush() {
-  if (IsOpen() && !pending_.empty()) {
-    WriteAll(file_.Get(), pending_.data(), pending_.size());
+  if (IsOpen() && !pending_.empty() && MayWrite()) {
+    WriteAll((sink_.IsOpen() ? sink_ : file_.File()).Get(), pending_.data(), pending_.size());
   }
   pending_.clear();
 }
 
 void ReportFile::Close() {
   Flush();
-  file_.Reset();
+  sink_.Reset();
+  file_ = OnlyFile();
 }
 
 }  // namespace tarvex

@@ -4,11 +4,13 @@
 #include <string_view>
 
 #include "system/descriptor.h"
+#include "system/only_file.h"
 
 namespace tarvex {
 
 // A report that is written from its beginning, buffered. Once open, a failed write isn't reported,
-// and what was written before stays.
+// and what was written before stays. A file that has lost its name or got another before the first
+// byte is not written (system/only_file.h).
 // Others may read and write the file meanwhile. One thread at a time.
 class ReportFile {
  public:
@@ -23,14 +25,19 @@ class ReportFile {
   // for all but a regular file with one name, /dev/null and /dev/full. Never waits for a reader. A
   // file that was open is closed first.
   bool Open(const std::string& path);
-  bool IsOpen() const { return file_.IsOpen(); }
+  bool IsOpen() const { return sink_.IsOpen() || file_.IsOpen(); }
   void Write(std::string_view text);
   void Flush();
   // Flushes and closes. Nothing when closed.
   void Close();
 
  private:
-  Descriptor file_;
+  bool OpenFile(Descriptor folder, const std::string& name);
+  bool MayWrite();
+
+  Descriptor sink_;       // /dev/null or /dev/full
+  OnlyFile file_;         // or else this one
+  bool isBegun_ = false;  // the look before the first byte was good
   std::string pending_;
 };
 

@@ -9,6 +9,8 @@
 #include <fstream>
 #include <iterator>
 
+#include "system/test_open.h"
+
 namespace tarvex {
 namespace {
 
@@ -157,6 +159,51 @@ TEST_F(ReportFileTest, OnlyTheOwnerMayWriteTheReport) {
   ASSERT_TRUE(report_.Open(At("report")));
   umask(before);
   EXPECT_EQ(fs::status(folder_ / "report").permissions(), static_cast<fs::perms>(0644));
+}
+
+// A stranger's second name of somebody else's file, taken away once the file is open.
+TEST_F(ReportFileTest, FileWhoseNameIsTakenAwayWhileItIsOpenedIsNotEmptied) {
+  std::ofstream(At("precious")) << "text";
+  fs::create_hard_link(At("precious"), At("kept"));
+  fs::rename(At("precious"), At("report"));
+  afterOpen = [this] { fs::remove(At("report")); };
+  EXPECT_FALSE(report_.Open(At("report")));
+  afterOpen = nullptr;  // what has a second name is not even opened
+  EXPECT_EQ(Content("kept"), "text");
+  fs::remove(At("kept"));
+  std::ofstream(At("report")) << "text";
+  afterOpen = [this] { fs::rename(At("report"), At("kept")); };
+  EXPECT_FALSE(report_.Open(At("report")));
+  EXPECT_FALSE(report_.IsOpen());
+  EXPECT_EQ(Content("kept"), "text");
+}
+
+TEST_F(ReportFileTest, FileThatLosesItsNameBeforeTheFirstByteIsNotWritten) {
+  ASSERT_TRUE(report_.Open(At("report")));
+  fs::rename(At("report"), At("taken"));
+  std::ofstream(At("report")) << "other";
+  report_.Write("text");
+  report_.Flush();
+  EXPECT_EQ(Content("taken"), "");
+  EXPECT_EQ(Content("report"), "other");
+}
+
+TEST_F(ReportFileTest, FileThatGetsASecondNameBeforeTheFirstByteIsNotWritten) {
+  ASSERT_TRUE(report_.Open(At("report")));
+  fs::create_hard_link(At("report"), At("second"));
+  report_.Write("text");
+  report_.Close();
+  EXPECT_EQ(Content("second"), "");
+}
+
+TEST_F(ReportFileTest, ReportThatHasBegunGoesOnUnderAnyName) {
+  ASSERT_TRUE(report_.Open(At("report")));
+  report_.Write("one ");
+  report_.Flush();
+  fs::rename(At("report"), At("moved"));
+  report_.Write("two");
+  report_.Close();
+  EXPECT_EQ(Content("moved"), "one two");
 }
 
 }  // namespace

@@ -35,13 +35,26 @@ TEST(IniFile, ReadsAFileAndRefusesWhatIsNone) {
   folder.Write("large.ini", "[a]\nb=" + std::string(1U << 20, 'x'));
   ASSERT_EQ(mkfifo((folder / "fifo.ini").c_str(), 0600), 0);
   IniValues values{{"old", "value"}};
-  EXPECT_FALSE(tarvex::ReadIniFile(folder / "missing.ini", values));
-  EXPECT_FALSE(tarvex::ReadIniFile(folder / "large.ini", values));
-  EXPECT_FALSE(tarvex::ReadIniFile(folder / "fifo.ini", values));
-  EXPECT_FALSE(tarvex::ReadIniFile(folder.Path(), values));
+  EXPECT_EQ(tarvex::ReadIniFile(folder / "large.ini", values), "is larger than 1048576 bytes");
+  EXPECT_EQ(tarvex::ReadIniFile(folder / "fifo.ini", values), "is no regular file");
+  EXPECT_EQ(tarvex::ReadIniFile(folder.Path() + "/.", values), "is no regular file");
   EXPECT_EQ(values, (IniValues{{"old", "value"}}));
-  EXPECT_TRUE(tarvex::ReadIniFile(folder / "good.ini", values));
+  EXPECT_EQ(tarvex::ReadIniFile(folder / "good.ini", values), "");
   EXPECT_EQ(values, (IniValues{{"a/b", "c"}}));
+  EXPECT_EQ(tarvex::ReadIniFile(folder / "missing.ini", values), "");
+  EXPECT_TRUE(values.empty());
+}
+
+TEST(IniFile, ReadsNothingThatOthersMayWrite) {
+  const TestFolder folder;
+  folder.Write("a.ini", "[a]\nb=c\n");
+  ASSERT_EQ(chmod((folder / "a.ini").c_str(), 0664), 0);
+  IniValues values;
+  EXPECT_EQ(tarvex::ReadIniFile(folder / "a.ini", values), "can be written by others");
+  ASSERT_EQ(chmod((folder / "a.ini").c_str(), 0644), 0);
+  ASSERT_EQ(chmod(folder.Path().c_str(), 0770), 0);
+  EXPECT_EQ(tarvex::ReadIniFile(folder / "a.ini", values), "can be written by others");
+  EXPECT_TRUE(values.empty());
 }
 
 TEST(ParseUnsigned, TakesWholeDecimalNumbersWithin32Bits) {

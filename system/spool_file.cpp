@@ -95,16 +95,17 @@ bool WriteWhole(const Descriptor& file, std::string_view text, off_t oldSize) {
 }
 
 // With the turn taken.
-bool AddLine(const Descriptor& file, std::string_view line, std::size_t limit) {
+bool AddLine(const Descriptor& folder, const std::string& name, const Descriptor& file,
+             std::string_view line, std::size_t limit) {
   struct stat status {};
-  if (!IsOwn(file, status)) return false;
+  if (!IsOwn(file, status) || !IsOnlyName(folder, name, file)) return false;
   if ((status.st_mode & kPermissions) != kOwnerOnly && fchmod(file.Get(), kOwnerOnly) != 0) {
     return false;
   }
   const std::string text = (EndsAmidALine(file, status.st_size) ? "\n" : "") + std::string(line);
   const auto size = static_cast<std::size_t>(status.st_size);
   if (size > limit || text.size() > limit - size) return false;
-  return WriteWhole(file, text, status.st_size);
+  return IsOnlyName(folder, name, file) && WriteWhole(file, text, status.st_size);
 }
 
 }  // namespace
@@ -118,7 +119,7 @@ bool AppendToSpool(const std::string& folder, const std::string& name, std::stri
     const Turn turn(file);
     struct stat status {};
     if (!IsOwn(file, status) || !turn.Take()) return false;
-    if (IsNamed(directory, name, file)) return AddLine(file, line, limit);
+    if (IsNamed(directory, name, file)) return AddLine(directory, name, file, line, limit);
   }
   return false;
 }

@@ -18,6 +18,7 @@
 #include "system/spool_file.h"
 #include "system/test_folder.h"
 #include "system/test_lock.h"
+#include "system/test_look.h"
 
 namespace {
 
@@ -164,6 +165,25 @@ TEST(SpoolRace, AFileThatIsTakenAwayMeanwhileGetsNoLineButTheNextOneDoes) {
   EXPECT_TRUE(tarvex::AppendToSpool(folder.Path(), kName, "three\n", kLimit));
   EXPECT_EQ(folder.Read("taken"), "one\n");
   EXPECT_EQ(folder.Read(kName), "three\n");
+}
+
+// A stranger gives a file of the user's a second name here, and takes it away for each of the looks
+// that count names, but not for the one that looks whether the name is there.
+TEST(SpoolRace, AFileThatHasThisNameForOneLookOnlyIsNotChanged) {
+  const TestFolder folder;
+  const std::string own = folder / "own";
+  folder.Write("own", "one\n");
+  ASSERT_EQ(chmod(own.c_str(), 0644), 0);
+  std::filesystem::rename(own, folder / kName);
+  beforeLock = [&folder, &own] {
+    std::filesystem::create_hard_link(folder / kName, own);
+    afterLook = [&folder] { std::filesystem::remove(folder / kName); };
+  };
+  EXPECT_FALSE(tarvex::AppendToSpool(folder.Path(), kName, "two\n", kLimit));
+  EXPECT_EQ(folder.Read("own"), "one\n");
+  struct stat status {};
+  ASSERT_EQ(stat(own.c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 0777U, 0644U);
 }
 
 }  // namespace

@@ -14,66 +14,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-TEST(TrustFault, TakesOnlyWhatNobodyElseMayWrite) {
-  const TestFolder folder;
-  const std::string file = folder / "a.so";
-  folder.Write("a.so", "");
-  ASSERT_EQ(chmod(file.c_str(), 0644), 0);
-  EXPECT_EQ(TrustFault(file, false), "");
-  EXPECT_EQ(TrustFault(folder.Path(), true), "");
-  EXPECT_EQ(TrustFault(folder.Path(), false), "is no regular file");
-  EXPECT_EQ(TrustFault(file, true), "is no folder");
-  EXPECT_EQ(TrustFault(folder / "missing", false), "No such file or directory");
-  ASSERT_EQ(chmod(file.c_str(), 0646), 0);
-  EXPECT_EQ(TrustFault(file, false), "can be written by others");
-  ASSERT_EQ(symlink("a.so", (folder / "link.so").c_str()), 0);
-  EXPECT_EQ(TrustFault(folder / "link.so", false), "is no regular file");
-  ASSERT_EQ(chmod(folder.Path().c_str(), 0777), 0);
-  EXPECT_EQ(TrustFault(folder.Path(), true), "can be written by others");
-}
-
-TEST(TrustFault, LooksAtTheFoldersAbove) {
-  const TestFolder folder;
-  const std::string above = folder / "above";
-  const std::string inner = above + "/between/inner";
-  fs::create_directories(inner);
-  EXPECT_EQ(TrustFault(inner, true), "");
-  ASSERT_EQ(chmod(above.c_str(), 0777), 0);
-  const std::string real = fs::canonical(above).string();
-  EXPECT_EQ(TrustFault(inner, true), "lies in " + real + ", which can be written by others");
-  ASSERT_EQ(symlink(inner.c_str(), (folder / "link").c_str()), 0);
-  EXPECT_EQ(TrustFault(folder / "link", true),
-            "lies in " + real + ", which can be written by others");
-  ASSERT_EQ(chmod(above.c_str(), 01777), 0);
-  EXPECT_EQ(TrustFault(inner, true), "");
-}
-
-TEST(TrustFault, RefusesAFolderBelowAStrangers) {
-  if (geteuid() != 0) {
-    GTEST_SKIP() << "only root can give a folder away";
-  }
-  const TestFolder folder;
-  const std::string inner = folder / "above/inner";
-  fs::create_directories(inner);
-  ASSERT_EQ(chown((folder / "above").c_str(), 12345, 0), 0);
-  EXPECT_EQ(TrustFault(inner, true), "lies in " + fs::canonical(folder / "above").string() +
-                                         ", which belongs to another user");
-}
-
-TEST(TrustFault, RefusesAStrangersFile) {
-  if (geteuid() != 0) {
-    GTEST_SKIP() << "only root can give a file away";
-  }
-  const TestFolder folder;
-  const std::string file = folder / "a.so";
-  folder.Write("a.so", "");
-  ASSERT_EQ(chown(file.c_str(), 12345, 0), 0);
-  EXPECT_EQ(TrustFault(file, false), "belongs to another user");
-  ASSERT_EQ(chown(file.c_str(), 0, 12345), 0);
-  ASSERT_EQ(chmod(file.c_str(), 0664), 0);
-  EXPECT_EQ(TrustFault(file, false), "can be written by others");
-}
-
 class OpenFolderOverOwnLinksTest : public testing::Test {
  protected:
   void SetUp() override { fs::create_directories(folder_ / "real/inner"); }

@@ -6,10 +6,11 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <climits>
 #include <cstdlib>
 #include <utility>
+
+#include "system/trusted_library.h"
 
 namespace orvan::core {
 namespace {
@@ -48,15 +49,16 @@ bool IsWritableFolder(const std::string& path) {
          S_ISDIR(status.st_mode) && faccessat(AT_FDCWD, path.c_str(), W_OK | X_OK, AT_EACCESS) == 0;
 }
 
-LoadedLibrary OpenLibrary(const std::string& path, const char* entry) {
+LoadedLibrary OpenLibrary(const tarvex::Descriptor& folder, const std::string& shownFolder,
+                          const std::string& name, const char* entry) {
   LoadedLibrary library;
-  library.handle = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
-  if (library.handle != nullptr) {
-    library.entry = dlsym(library.handle, entry);
+  library.handle = tarvex::LoadTrustedLibrary(folder, shownFolder, name, library.fault);
+  if (library.handle == nullptr) {
+    return library;
   }
+  library.entry = dlsym(library.handle, entry);
   if (library.entry == nullptr) {
-    const char* reason = dlerror();
-    library.fault = reason != nullptr ? reason : "cannot be loaded";
+    library.fault = std::string("has no ") + entry;
     CloseLibrary(std::exchange(library.handle, nullptr));
   }
   return library;
@@ -66,48 +68,6 @@ void CloseLibrary(void* handle) {
   if (handle != nullptr) {
     dlclose(handle);
   }
-}
-
-AppendFile::AppendFile(AppendFile&& other) noexcept
-    : descriptor_(std::exchange(other.descriptor_, -1)) {}
-
-AppendFile& AppendFile::operator=(AppendFile&& other) noexcept {
-  std::swap(descriptor_, other.descriptor_);
-  return *this;
-}
-
-AppendFile::~AppendFile() {
-  if (descriptor_ >= 0) {
-    close(descriptor_);
-  }
-}
-
-bool AppendFile::Open(const std::string& path, bool truncate) {
-  // Without O_NONBLOCK a pipe in the file's place would hold the service.
-  const int flags = O_WRONLY | O_CREAT | O_APPEND | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
-  AppendFile fresh;
-  fresh.descriptor_ = open(path.c_str(), flags, 0640);
-  struct stat status {};
-  if (fresh.descriptor_ < 0 || fstat(fresh.descriptor_, &status) != 0 || !S_ISREG(status.st_mode) ||
-      (truncate && ftruncate(fresh.descriptor_, 0) != 0)) {
-    return false;
-  }
-  *this = std::move(fresh);
-  return true;
-}
-
-bool AppendFile::Write(std::string_view text) const {
-  while (!text.empty()) {
-    const ssize_t written = write(descriptor_, text.data(), text.size());
-    if (written < 0 && errno == EINTR) {
-      continue;
-    }
-    if (written <= 0) {
-      return false;
-    }
-    text.remove_prefix(static_cast<std::size_t>(written));
-  }
-  return true;
 }
 
 }  // namespace orvan::core

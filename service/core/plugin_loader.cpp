@@ -10,7 +10,7 @@
 #include "service/core/platform.h"
 #include "service/sdk/descriptor.h"
 #include "system/ini_file.h"
-#include "system/trusted_path.h"
+#include "system/trusted_file.h"
 
 namespace orvan::core {
 namespace {
@@ -49,9 +49,15 @@ void Require(const std::string& fault) {
   }
 }
 
-ModulePointer LoadPlugin(const std::string& path, const sdk::ModuleEnvironment& environment) {
-  Require(tarvex::TrustFault(path, false));
-  const LoadedLibrary library = OpenLibrary(path, kEntryName);
+// A folder of plug-ins, and the path by which it is known.
+struct PluginFolder {
+  tarvex::Descriptor folder;
+  std::string path;
+};
+
+ModulePointer LoadPlugin(const PluginFolder& folder, const std::string& name,
+                         const sdk::ModuleEnvironment& environment) {
+  const LoadedLibrary library = OpenLibrary(folder.folder, folder.path, name, kEntryName);
   Require(library.fault);
   const sdk::ModuleDescriptor* descriptor = reinterpret_cast<EntryFunction>(library.entry)();
   if (const std::string fault = DescriptorFault(descriptor); !fault.empty()) {
@@ -65,47 +71,54 @@ ModulePointer LoadPlugin(const std::string& path, const sdk::ModuleEnvironment& 
   return module;
 }
 
-std::vector<std::string> PluginFiles(const std::string& folder) {
-  std::vector<std::string> files;
+std::vector<std::string> PluginNames(const tarvex::Descriptor& folder) {
+  std::vector<std::string> names;
   std::error_code error;
-  std::filesystem::directory_iterator entry(folder, error);
+  std::filesystem::directory_iterator entry("/proc/self/fd/" + std::to_string(folder.Get()), error);
   for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
     if (entry->path().extension() == ".so") {
-      files.push_back(entry->path().string());
+      names.push_back(entry->path().filename().string());
     }
   }
   if (error) {
     throw std::runtime_error(error.message());
   }
-  std::sort(files.begin(), files.end());
-  return files;
+  std::sort(names.begin(), names.end());
+  return names;
 }
 
 }  // namespace
 
-LoadedPlugins LoadPlugins(const std::string& folder, const sdk::ModuleEnvironment& environment) {
+LoadedPlugins LoadPlugins(const std::string& path, const sdk::ModuleEnvironment& environment) {
   LoadedPlugins loaded;
-  std::vector<std::string> files;
+  PluginFolder folder{{}, path};
+  std::vector<std::string> names;
   try {
-    Require(tarvex::TrustFault(folder, true));
-    files = PluginFiles(folder);
+    Require(tarvex::OpenTrustedFolder(path, folder.folder));
+    names = PluginNames(folder.folder);
   } catch (...) {
-    loaded.refusals.push_back({folder, CurrentExceptionText()});
+    loaded.refusals.push_back({path, CurrentExceptionText()});
   }
-  for (const std::string& file : files) {
+  for (const std::string& name : names) {
+    const std::string file = path + '/' + name;
     try {
-      loaded.modules.push_back({LoadPlugin(file, environment), file});
+      loaded.modules.push_back({LoadPlugin(folder, name, environment), file});
     } catch (...) {
       loaded.refusals.push_back({file, CurrentExceptionText()});
     }
   }
+  // As long as the plug-ins are mapped no other folder may get the number, and that is for ever.
+  folder.folder.Release();
   return loaded;
 }
 
 std::optional<std::vector<LoadedModule>> PluginSource::Load(ServiceLog& log) {
   sdk::ModuleEnvironment environment;
   environment.libraryDirectory = LibraryFolder();
-  tarvex::ReadIniFile(settingFile_, environment.settings);
+  if (const std::string fault = tarvex::ReadIniFile(settingFile_, environment.settings);
+      !fault.empty()) {
+    log.Error("settings-refused", "settings " + settingFile_ + " were not read: " + fault);
+  }
   LoadedPlugins loaded = LoadPlugins(folder_, environment);
   refusals_ = std::move(loaded.refusals);
   for (const PluginRefusal& refusal : refusals_) {

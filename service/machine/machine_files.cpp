@@ -187,21 +187,4 @@ bool LiveFiles::DoExists(const std::string& path, int& error) const {
   return false;
 }
 
-int WriteCapture(const std::string& path, const std::string& text) {
-  const FileDescriptor fd(
-      open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0600));
-  struct stat status {};
-  if (!fd || fstat(fd.Get(), &status) != 0) return errno;
-  if (!S_ISREG(status.st_mode)) return EINVAL;
-  // It names serial numbers; an older file of that name may have been open to all.
-  if (fchmod(fd.Get(), 0600) != 0) return errno;
-  if (ftruncate(fd.Get(), 0) != 0) return errno;
-  for (std::size_t done = 0; done < text.size();) {
-    const ssize_t put = write(fd.Get(), text.data() + done, text.size() - done);
-    if (put < 0 && errno != EINTR) return errno;
-    if (put > 0) done += static_cast<std::size_t>(put);
-  }
-  return 0;
-}
-
 }  // namespace orvan::machine

@@ -115,8 +115,4 @@ class RecordingFiles final : public MachineFiles {
   mutable std::map<std::string, std::pair<char, std::string>> notes_;
 };
 
-// Writes a new file that only its owner may read, in place of an older regular file; never through
-// a symbolic link. 0, or the errno.
-int WriteCapture(const std::string& path, const std::string& text);
-
 }  // namespace orvan::machine

@@ -255,23 +255,5 @@ TEST(CapturedFilesTest, DamagedLinesAreSkipped) {
   EXPECT_EQ(files.List("/"), (std::vector<std::string>{"a", "b"}));
 }
 
-TEST(WriteCaptureTest, ReplacesAFileButNeverWritesThroughALink) {
-  const TemporaryFolder folder;
-  const std::string path = folder.Path() + "/capture";
-  ASSERT_EQ(WriteCapture(path, "a longer first text"), 0);
-  ASSERT_EQ(WriteCapture(path, "second"), 0);
-  EXPECT_EQ(LiveFiles(folder.Path()).ReadBytes("/capture", 100), "second");
-  struct stat status {};
-  ASSERT_EQ(stat(path.c_str(), &status), 0);
-  EXPECT_EQ(status.st_mode & 0777, 0600U);
-  ASSERT_EQ(chmod(path.c_str(), 0644), 0);
-  ASSERT_EQ(WriteCapture(path, "second"), 0);
-  ASSERT_EQ(stat(path.c_str(), &status), 0);
-  EXPECT_EQ(status.st_mode & 0777, 0600U);
-  fs::create_symlink(path, folder.Path() + "/link");
-  EXPECT_EQ(WriteCapture(folder.Path() + "/link", "third"), ELOOP);
-  EXPECT_EQ(LiveFiles(folder.Path()).ReadBytes("/capture", 100), "second");
-}
-
 }  // namespace
 }  // namespace orvan::machine

@@ -238,11 +238,22 @@ void ReadService(const Json& value, Scenario& scenario) {
   fields.Finish();
 }
 
+// Whoever writes a scenario is not to choose files all over the machine.
+std::string ReadTracePath(Fields& fields) {
+  const std::string path = fields.NeedText("trace");
+  const std::string framed = '/' + path + '/';
+  if (path.empty() || path[0] == '/' || framed.find("/../") != std::string::npos ||
+      path.find('\0') != std::string::npos) {
+    Fail(fields.PlaceOf("trace"), "must be a path below the scenario's folder");
+  }
+  return path;
+}
+
 Scenario ReadRoot(const Json& value) {
   Fields fields(value, "");
   Scenario scenario;
   if (fields.Find("trace") != nullptr) {
-    scenario.trace = fields.NeedText("trace");
+    scenario.trace = ReadTracePath(fields);
   }
   if (const Json* service = fields.Find("service")) {
     ReadService(*service, scenario);

@@ -170,6 +170,11 @@ TEST(ParseScenario, NamesThePlaceOfAWrongType) {
   EXPECT_EQ(FaultOf("[]"), "the file: must be an object");
   EXPECT_EQ(FaultOf(R"({"trace":1})"), "trace: must be a text");
   EXPECT_EQ(FaultOf(R"({"trace":null})"), "trace: must be a text");
+  for (const char* path : {"", "/a", "..", "../a", "a/..", "a/../b", "a\\u0000b"}) {
+    EXPECT_EQ(FaultOf(std::string(R"({"trace":")") + path + "\"}"),
+              "trace: must be a path below the scenario's folder")
+        << path;
+  }
   EXPECT_EQ(FaultOf(R"({"modules":{}})"), "modules: must be a list");
   EXPECT_EQ(FaultOf(R"({"modules":["M"]})"), "modules[0]: must be an object");
   EXPECT_EQ(FaultOf(WithDevice(R"({"id":0})")), "modules[0].devices[0].id: must be a text");

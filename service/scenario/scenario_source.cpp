@@ -26,9 +26,10 @@ class ScenarioSource final : public core::ModuleSource {
   // Throws ScenarioFault.
   explicit ScenarioSource(const std::string& path) : scenario_(ReadScenario(path)) {
     if (scenario_.trace) {
-      const auto file = std::filesystem::path(path).parent_path() / *scenario_.trace;
-      if (!trace_.Open(file.string())) {
-        throw ScenarioFault("trace: cannot be written");
+      const std::string folder = std::filesystem::path(path).parent_path().string();
+      const std::string fault = trace_.Open(folder.empty() ? "." : folder, *scenario_.trace);
+      if (!fault.empty()) {
+        throw ScenarioFault("trace: " + fault);
       }
     }
   }

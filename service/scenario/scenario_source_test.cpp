@@ -212,7 +212,7 @@ TEST_F(ScenarioSourceTest, LoadModulesIsNullWhenTheKeySaysSo) {
 }
 
 TEST_F(ScenarioSourceTest, TracesEachCallInItsOrder) {
-  folder.Write("trace.jsonl", "what an earlier service left\n");
+  folder.Write("trace.jsonl", "{\"call\":\"what an earlier service left\n");
   Start();
   EXPECT_EQ(NewTrace(), "{\"call\":\"ScanDevices\",\"module\":\"Storage\"}\n");
   OrvanSettings settings;

@@ -1,14 +1,21 @@
 #include "service/scenario/trace.h"
 
+#include <utility>
+
 #include "boundary/orvan_service_settings.h"
 #include "service/core/json_text.h"
 #include "service/core/resolved_plan.h"
+#include "system/descriptor_writer.h"
+#include "system/regular_file.h"
 
 namespace orvan::scenario {
 namespace {
 
 using core::JsonList;
 using core::JsonText;
+
+constexpr char kLineStart[] = "{\"call\":\"";
+constexpr unsigned kTraceMode = 0640;
 
 const char* JsonTruth(bool value) {
   return value ? "true" : "false";
@@ -50,10 +57,32 @@ std::string JsonDiagnostic(const core::ResolvedDiagnostic& item) {
 
 }  // namespace
 
+std::string Trace::Open(const std::string& folder, const std::string& path) {
+  tarvex::OnlyFile file;
+  std::string start;
+  if (file.OpenBelow(folder, path, tarvex::OnlyFile::Access::kReadAndAppend, kTraceMode) != 0 ||
+      !tarvex::ReadUpTo(file.File(), sizeof kLineStart - 1, start)) {
+    return "cannot be written";
+  }
+  if (!start.empty() && start != kLineStart) {
+    return "names a file that is no trace";
+  }
+  if (file.Empty() != 0) {
+    return "cannot be written";
+  }
+  file_ = std::move(file);
+  return {};
+}
+
 void Trace::Line(const char* call, const std::string& members) {
   const std::lock_guard lock(mutex_);
+  if (!isBegun_ && file_.IsOpen() && !file_.MayBeWritten()) {
+    file_ = tarvex::OnlyFile();
+  }
+  isBegun_ = true;
   if (file_.IsOpen()) {
-    file_.Write(std::string("{\"call\":\"") + call + '"' + members + "}\n");
+    const std::string line = std::string(kLineStart) + call + '"' + members + "}\n";
+    tarvex::WriteAll(file_.File().Get(), line.data(), line.size());
   }
 }
 

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "service/core/call_observer.h"
-#include "service/core/platform.h"
+#include "system/only_file.h"
 
 namespace orvan::scenario {
 
@@ -12,9 +12,10 @@ namespace orvan::scenario {
 // whatever their threads. Bytes that are no UTF-8 become U+FFFD. What cannot be written is lost.
 class Trace final : public core::CallObserver {
  public:
-  // Opens the file and empties it; false when it cannot be written. Without a file, or after a
-  // failure, nothing is written.
-  bool Open(const std::string& path) { return file_.Open(path, true); }
+  // Opens the file `path` below the folder, which may be a stranger's, and empties it. It goes over
+  // no link, and takes a regular file that has one name only and is empty or begins like a trace.
+  // Empty, or why not. Without a file, or after a failure, nothing is written.
+  std::string Open(const std::string& folder, const std::string& path);
 
   void OnApplySettings(const OrvanSettings& settings) override;
   void OnSetLogPath(const std::string& path) override;
@@ -38,8 +39,9 @@ class Trace final : public core::CallObserver {
   // `members` is what follows the call's name in the object: empty, or begins with ",".
   void Line(const char* call, const std::string& members = {});
 
-  core::AppendFile file_;  // opened before the first call
   std::mutex mutex_;       // keeps lines whole and in order
+  tarvex::OnlyFile file_;  // opened before the first call; none when it may not be written
+  bool isBegun_ = false;   // guarded by mutex_, and so is file_ from the first call on
 };
 
 }  // namespace orvan::scenario

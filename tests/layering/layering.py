@@ -20,7 +20,7 @@ ROOMS = {
     "tools": ("views", "system", "boundary"),
     "frontend": ("views", "tools", "system", "boundary"),
     "service/sdk": ("boundary",),
-    "service/machine": (),
+    "service/machine": ("system",),
     "service/core": ("service/sdk", "boundary", "system"),
     "service/scenario": ("service/sdk", "service/core", "boundary", "system"),
     # The parts of the service put together into one library.
@@ -30,6 +30,9 @@ ROOMS = {
 
 # Of the views, the tools may use the key formatting and the console stream only.
 TOOLS_FROM_VIEWS = re.compile(r"^views/(key_format|console_stream|message_keys)\w*\.h$")
+
+# Of the system, the door to the machine may use only what opens files in folders of strangers.
+MACHINE_FROM_SYSTEM = re.compile(r"^system/only_file\.h$")
 
 # Rooms that meet the service and the host layer at link time only, in their tests too.
 BEHIND_THE_BOUNDARY = ("frontend", "views", "tools")
@@ -138,6 +141,9 @@ def check_own_include(path, target):
         return f"{room} may not include {target}"
     if room == "tools" and target_room == "views" and not TOOLS_FROM_VIEWS.match(target):
         return f"tools may use the key formatting and the console stream of views, not {target}"
+    if room == "service/machine" and target_room == "system":
+        if not MACHINE_FROM_SYSTEM.match(target):
+            return f"service/machine may use what opens files of system, not {target}"
     return None
 
 

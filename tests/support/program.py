@@ -35,10 +35,12 @@ class World:
             if name in os.environ:
                 self.environment[name] = os.environ[name]
 
-    def run(self, arguments, timeout=180, stdin=subprocess.DEVNULL, preexec_fn=None):
+    def run(
+        self, arguments, timeout=180, stdin=subprocess.DEVNULL, preexec_fn=None, program=PROGRAM
+    ):
         """Runs the program to its end; bytes of both streams and the exit status."""
         return subprocess.run(
-            [str(PROGRAM), *arguments],
+            [str(program), *arguments],
             env=self.environment,
             cwd=self.work_dir,
             stdin=stdin,

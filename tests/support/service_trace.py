@@ -9,7 +9,7 @@ from program import World
 def traced_world(scenario, folder):
     """The world of that scenario file, in which `calls` finds what was asked."""
     tree = json.loads(Path(scenario).read_text(encoding="utf-8"))
-    tree["trace"] = str(folder / "trace.jsonl")
+    tree["trace"] = "trace.jsonl"
     path = folder / "scenario.json"
     path.write_text(json.dumps(tree), encoding="utf-8")
     return World(folder, path)

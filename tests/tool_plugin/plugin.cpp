@@ -1,9 +1,9 @@
 #include <dlfcn.h>
 
-#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <string>
+#include <string_view>
 #include <typeinfo>
 
 #include "boundary/orvan_service_settings.h"
@@ -61,9 +61,19 @@ void Report(std::ostream& out) {
   out << "SetString " << OwnerOf(&OrvanSettings::SetString) << '\n';
 }
 
+// What the process was started with; the program has taken the variable out by now.
+std::string ReportPath() {
+  constexpr std::string_view kName = "TOOL_PLUGIN_REPORT=";
+  std::ifstream environment("/proc/self/environ");
+  for (std::string variable; std::getline(environment, variable, '\0');) {
+    if (variable.starts_with(kName)) return variable.substr(kName.size());
+  }
+  return {};
+}
+
 __attribute__((constructor)) void OnLoad() {
-  const char* path = std::getenv("TOOL_PLUGIN_REPORT");
-  if (path == nullptr) return;
+  const std::string path = ReportPath();
+  if (path.empty()) return;
   std::ofstream report(path);
   Report(report);
 }

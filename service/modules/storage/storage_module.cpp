@@ -3,6 +3,7 @@
 #include <charconv>
 #include <utility>
 
+#include "service/machine/capture_file.h"
 #include "service/machine/filesystem_probe.h"
 #include "service/machine/machine_files.h"
 #include "service/modules/storage/disk_scan.h"
