@@ -1,8 +1,10 @@
 #pragma once
 
+#include <cstddef>
 #include <map>
+#include <memory>
 #include <mutex>
-#include <vector>
+#include <set>
 
 #include "boundary/hostlayer_module.h"
 #include "system/descriptor.h"
@@ -20,9 +22,18 @@ class ModuleLoader final : public HostModule {
   void Unload(HostModuleHandle handle) override;
 
  private:
+  using Folder = std::shared_ptr<const Descriptor>;
+  struct Loaded {
+    std::size_t loads = 0;
+    // All through which it was loaded: the loader remembers each as a name of the library.
+    std::set<Folder> folders;
+  };
+
+  // The same folder as something was loaded from, else this one.
+  Folder Known(Descriptor folder);
+
   std::mutex mutex_;
-  // The folders of what is loaded, one for each load. Guarded by mutex_.
-  std::map<HostModuleHandle, std::vector<Descriptor>> folders_;
+  std::map<HostModuleHandle, Loaded> loaded_;  // guarded by mutex_
 };
 
 }  // namespace tarvex
