@@ -53,7 +53,7 @@ TEST_F(TrustedFileTest, TakesAFolderThatOnlyItsOwnerMayWrite) {
   EXPECT_EQ(FolderFault(inner_ + "/file"), "is no folder");
   EXPECT_EQ(FolderFault(inner_ + "/missing"), "No such file or directory");
   EXPECT_EQ(FolderFault(""), "No such file or directory");
-  for (const mode_t mode : {0757, 0777, 0775, 01777, 02770}) {
+  for (const mode_t mode : {0757U, 0777U, 0775U, 01777U, 02770U}) {
     ASSERT_EQ(chmod(inner_.c_str(), mode), 0);
     EXPECT_EQ(FolderFault(inner_), "can be written by others") << std::oct << mode;
   }
@@ -62,7 +62,7 @@ TEST_F(TrustedFileTest, TakesAFolderThatOnlyItsOwnerMayWrite) {
 TEST_F(TrustedFileTest, LooksAtTheFoldersAbove) {
   const std::string real = fs::canonical(above_).string();
   ASSERT_EQ(symlink(inner_.c_str(), (folder_ / "link").c_str()), 0);
-  for (const mode_t mode : {0777, 0770}) {
+  for (const mode_t mode : {0777U, 0770U}) {
     ASSERT_EQ(chmod(above_.c_str(), mode), 0);
     const std::string expected = "lies in " + real + ", which can be written by others";
     EXPECT_EQ(FolderFault(inner_), expected);
@@ -122,7 +122,7 @@ TEST_F(TrustedFileTest, TakesARegularFileThatOnlyItsOwnerMayWrite) {
   EXPECT_EQ(FileFault("link"), "is no regular file");
   ASSERT_EQ(mkfifo((inner_ + "/pipe").c_str(), 0600), 0);
   EXPECT_EQ(FileFault("pipe"), "is no regular file");
-  for (const mode_t mode : {0646, 0664, 0620}) {
+  for (const mode_t mode : {0646U, 0664U, 0620U}) {
     ASSERT_EQ(chmod((inner_ + "/file").c_str(), mode), 0);
     EXPECT_EQ(FileFault("file"), "can be written by others") << std::oct << mode;
   }

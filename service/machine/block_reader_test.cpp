@@ -275,6 +275,15 @@ TEST(LiveBlockReader, AKernelThatForbidsTheInterfaceIsNoFaultOfTheDevice) {
   });
 }
 
+TEST(HelperProcess, HasAnEmptyEnvironment) {
+  int error = 0;
+  const auto helper = HelperProcess::Start(HelperPath(), error);
+  ASSERT_NE(helper, nullptr);
+  std::ifstream environment("/proc/" + std::to_string(helper->Id()) + "/environ");
+  ASSERT_TRUE(environment.is_open());
+  EXPECT_EQ(environment.peek(), std::ifstream::traits_type::eof());
+}
+
 // The process ids of our children that run the helper.
 std::vector<pid_t> Helpers() {
   std::vector<pid_t> found;

@@ -51,8 +51,7 @@ OS_ROOMS = ("host", "service/machine", "system")
 
 # Files that need the operating system for one named reason.
 OS_EXCEPTIONS = {
-    # The service's own few calls: it loads plug-ins and refuses one that somebody else than root
-    # could have written.
+    # The service's own few calls: where its library lies, and what a plug-in exports.
     "service/core/platform.cpp": ("dlfcn.h", "fcntl.h", "sys/stat.h", "unistd.h"),
     # The log's own file follows no link, is locked, and is synchronized with the disk.
     "service/core/log_file.cpp": ("fcntl.h", "sys/file.h", "unistd.h"),
