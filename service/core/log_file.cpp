@@ -26,19 +26,43 @@ std::uint64_t RoomBehind(LogRank rank) {
   return kByRank[static_cast<std::size_t>(rank)];
 }
 
-// Makes a new file of that name and locks it. 0, or an errno. Another run that removes old logs may
-// take it in the moment before it is locked: then the name counts as taken.
-int MakeLocked(const tarvex::Descriptor& folder, const std::string& name,
-               tarvex::Descriptor& file) {
+// Makes a new file of that name. 0, or an errno.
+int Make(const tarvex::Descriptor& folder, const std::string& name, tarvex::Descriptor& file) {
   constexpr int kFlags = O_RDWR | O_APPEND | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC | O_NOCTTY;
-  tarvex::Descriptor made(openat(folder.Get(), name.c_str(), kFlags, 0640));
-  if (!made.IsOpen()) {
-    return errno;
+  // Nobody's but ours, also where the folder's group or its access list would give it to others.
+  file.Reset(openat(folder.Get(), name.c_str(), kFlags, 0600));
+  return file.IsOpen() ? 0 : errno;
+}
+
+int Lock(const tarvex::Descriptor& file) {
+  int result = 0;
+  do {
+    result = flock(file.Get(), LOCK_EX | LOCK_NB);
+  } while (result != 0 && errno == EINTR);
+  return result == 0 ? 0 : errno;
+}
+
+// Makes a new file of that stem and locks it; `name` becomes its name. 0, or an errno. Another run
+// that removes old logs may take it in the moment before it is locked: then the name counts as
+// taken.
+int MakeLocked(const tarvex::Descriptor& folder, const std::string& stem, std::string& name,
+               tarvex::Descriptor& file) {
+  name = stem + ".jsonl";
+  tarvex::Descriptor made;
+  if (const int error = Make(folder, name, made); error != 0) {
+    return error;
   }
-  // A file system without locks has no run that could take the file.
-  const bool isHeld = flock(made.Get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
-  if (isHeld || !tarvex::IsNamed(folder, name, made)) {
+  const int error = Lock(made);
+  if (error == 0 ? !tarvex::IsNamed(folder, name, made) : error == EWOULDBLOCK) {
     return EEXIST;
+  }
+  if (error != 0) {
+    // Under that name it would look like the log of a crashed run.
+    unlinkat(folder.Get(), name.c_str(), 0);
+    name = stem + ".unlocked.jsonl";
+    if (const int second = Make(folder, name, made); second != 0) {
+      return second;
+    }
   }
   file = std::move(made);
   return 0;
@@ -61,8 +85,9 @@ bool LogFile::Create(const std::string& folder, std::int64_t nowMs) {
   }
   std::string name;
   for (int tries = 0; tries < kNameTries && !fresh->file.IsOpen(); ++tries) {
-    name = "tarvex-" + FileTimeText(nowMs + tries) + '-' + std::to_string(getpid()) + ".jsonl";
-    const int error = MakeLocked(fresh->folder, name, fresh->file);
+    const std::string stem =
+        "tarvex-" + FileTimeText(nowMs + tries) + '-' + std::to_string(getpid());
+    const int error = MakeLocked(fresh->folder, stem, name, fresh->file);
     if (error != 0 && error != EEXIST) {
       return false;
     }

@@ -21,13 +21,14 @@ enum class LogRank {
 };
 
 // The file of one run's log: "tarvex-TIME-PROCESS.jsonl", so that names sort by time. It is locked
-// (flock) as long as it is open, which tells others that its run goes on. One thread at a time.
+// (flock) as long as it is open, which tells others that its run goes on. Where no lock is to be
+// had the name ends in ".unlocked.jsonl". One thread at a time.
 class LogFile {
  public:
   LogFile() = default;
   LogFile(LogFile&&) = default;
   ~LogFile() { Close(); }
-  // Makes a new file (0640) in the folder, which is made when it is missing; a stranger's link on
+  // Makes a new file (0600) in the folder, which is made when it is missing; a stranger's link on
   // the way to it is not followed. A name that is taken, by a link too, is left alone and another
   // one chosen. False on failure.
   bool Create(const std::string& folder, std::int64_t nowMs);

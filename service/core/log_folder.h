@@ -16,8 +16,9 @@ struct LogLimits {
   std::uint64_t eventBytes = 32ULL << 20;  // from there on no events, only what ends
 };
 
-// True for the name of a log: of a run that ended or goes on, or, with ".crashed" in it, of one
-// that was found without its end.
+// True for the name of a log: of a run that ended or goes on, with ".crashed" in it of one that was
+// found without its end, and with ".unlocked" in it of one that could not be locked, so that nobody
+// can tell whether its run goes on.
 bool IsLogName(std::string_view name);
 
 struct UnfinishedLog {
@@ -26,10 +27,12 @@ struct UnfinishedLog {
 };
 
 // The logs in the folder that have no end and whose run goes on no more, each of them once: the
-// file gets ".crashed" into its name. Regular files with the name of a log only. Any thread.
+// file gets ".crashed" into its name. Only regular files of root or the effective user without a
+// second name are logs at all. Of very many the rest comes with the next call. Any thread.
 std::vector<UnfinishedLog> TakeUnfinishedLogs(const std::string& folder);
 
-// Removes the oldest logs beyond the limits. A log whose run goes on stays, and so does `own`.
+// Removes the oldest logs beyond the limits. A log whose run goes on stays, and so does `own`. What
+// is no log, as above, neither counts nor goes.
 void PruneLogs(const std::string& folder, const LogLimits& limits, const std::string& own);
 
 }  // namespace orvan::core

@@ -100,6 +100,70 @@ TEST(TakeUnfinishedLogs, ReadsNoMoreThanTheTail) {
   EXPECT_EQ(taken[0].tail.size(), 1048576U);
 }
 
+// Files that look like logs, of others or under a second name.
+class StrangersLogs : public ::testing::Test {
+ protected:
+  StrangersLogs() {
+    folder.Write(NameOf(1), kVersion);
+    EXPECT_EQ(link(folder.Path(NameOf(1)).c_str(), folder.Path("second").c_str()), 0);
+    if (geteuid() == 0) {
+      folder.Write(NameOf(2), kVersion);
+      EXPECT_EQ(chown(folder.Path(NameOf(2)).c_str(), 12345, 12345), 0);
+    }
+    before = testing::NamesIn(folder.Path());
+  }
+  TemporaryFolder folder;
+  Names before;
+};
+
+TEST_F(StrangersLogs, AreNoLogsOfCrashedRuns) {
+  EXPECT_TRUE(TakeUnfinishedLogs(folder.Path()).empty());
+  EXPECT_EQ(testing::NamesIn(folder.Path()), before);
+}
+
+TEST_F(StrangersLogs, NeitherCountNorGo) {
+  folder.Write(NameOf(3), "x");
+  before.push_back(NameOf(3));
+  PruneLogs(folder.Path(), {1, 1}, "");
+  EXPECT_EQ(testing::NamesIn(folder.Path()), before);
+  PruneLogs(folder.Path(), {0, 0}, "");
+  before.pop_back();
+  EXPECT_EQ(testing::NamesIn(folder.Path()), before);
+}
+
+std::string ManyNames(int number, const std::string& ending = ".jsonl") {
+  return "tarvex-20200101T000000.000Z-" + std::to_string(100000 + number) + ending;
+}
+
+TEST(TakeUnfinishedLogs, TakesAFewAndLeavesTheRestToTheNextRuns) {
+  TemporaryFolder folder;
+  for (int number = 0; number < 40; ++number) {
+    folder.Write(ManyNames(number), kVersion);
+  }
+  Names taken;
+  for (const std::size_t expected : {16U, 16U, 8U, 0U}) {
+    const std::vector<UnfinishedLog> found = TakeUnfinishedLogs(folder.Path());
+    EXPECT_EQ(found.size(), expected);
+    for (const UnfinishedLog& log : found) {
+      taken.push_back(log.name);
+    }
+  }
+  ASSERT_EQ(taken.size(), 40U);
+  EXPECT_EQ(taken.front(), ManyNames(0, ".crashed.jsonl"));
+  EXPECT_EQ(taken.back(), ManyNames(39, ".crashed.jsonl"));
+}
+
+TEST(TakeUnfinishedLogs, LooksIntoTheNewestOnly) {
+  TemporaryFolder folder;
+  folder.Write(ManyNames(0), kVersion);
+  for (int number = 1; number <= 500; ++number) {
+    folder.Write(ManyNames(number), std::string(kVersion) + kEnd);
+  }
+  EXPECT_TRUE(TakeUnfinishedLogs(folder.Path()).empty());
+  PruneLogs(folder.Path(), {500, 1 << 20}, ManyNames(500));
+  EXPECT_FALSE(std::filesystem::exists(folder.Path(ManyNames(0))));
+}
+
 TEST(PruneLogs, RemovesTheOldestUntilTheirNumberFits) {
   TemporaryFolder folder;
   for (int day = 1; day <= 5; ++day) {

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include "service/core/log.h"
 #include "service/core/log_file.h"
 #include "service/core/log_folder.h"
 #include "service/core/log_time.h"
@@ -53,6 +54,42 @@ TEST(LogRace, AFileThatTookTheNameOfAnOldLogStays) {
   };
   PruneLogs(folder.Path(), {0, 0}, "");
   EXPECT_EQ(testing::FileText(folder.Path(NameAt(0))), "new");
+}
+
+// The next lock works, and takes no log of a run that goes on, or that ended without one, for a
+// crashed one.
+TEST(LogRace, ALogThatCannotBeLockedIsNeverACrash) {
+  TemporaryFolder folder;
+  LogFile file;
+  lockError = ENOLCK;
+  const bool isMade = file.Create(folder.Path(), 0);
+  lockError = 0;
+  ASSERT_TRUE(isMade);
+  const std::string name = "tarvex-" + FileTimeText(0) + '-' + std::to_string(getpid());
+  EXPECT_EQ(file.Name(), name + ".unlocked.jsonl");
+  EXPECT_TRUE(IsLogName(file.Name()));
+  ASSERT_TRUE(file.Append("line\n"));
+  EXPECT_TRUE(TakeUnfinishedLogs(folder.Path()).empty());
+  file.Close();
+  EXPECT_TRUE(TakeUnfinishedLogs(folder.Path()).empty());
+  EXPECT_EQ(testing::NamesIn(folder.Path()), Names{name + ".unlocked.jsonl"});
+  PruneLogs(folder.Path(), {0, 0}, "");
+  EXPECT_TRUE(testing::NamesIn(folder.Path()).empty());
+}
+
+TEST(LogRace, ARunDoesNotReportItsOwnLogThatItCouldNotLock) {
+  TemporaryFolder folder;
+  ServiceLog log(folder.Path(), {});
+  lockError = ENOLCK;
+  // The first lock is that of the log, the next one looks for crashed runs.
+  beforeLock = [] { beforeLock = [] { lockError = 0; }; };
+  log.Error("symptom", "text");
+  lockError = 0;
+  log.End();
+  const Names names = testing::NamesIn(folder.Path());
+  ASSERT_EQ(names.size(), 1U);
+  EXPECT_EQ(testing::FileText(folder.Path(names[0])).find("earlier-run-unfinished"),
+            std::string::npos);
 }
 
 }  // namespace

@@ -42,7 +42,7 @@ TEST(ServiceLog, BeginsWithTheVersionOfTheFormatAndTheRun) {
   struct stat status {};
   const std::string name = testing::NamesIn(folder.Path("state/log")).front();
   ASSERT_EQ(stat(folder.Path("state/log/" + name).c_str(), &status), 0);
-  EXPECT_EQ(status.st_mode & 0137U, 0U);
+  EXPECT_EQ(status.st_mode & 07777U, 0600U);
 }
 
 TEST(ServiceLog, BeginsWithAllThatIsKnownOfTheRun) {
