@@ -8,14 +8,15 @@
 
 namespace orvan::core {
 
-ModuleAdapter::ModuleAdapter(ModulePointer module, ServiceLog& log, CallObserver& observer)
+ModuleAdapter::ModuleAdapter(ModulePointer module, ServiceLog& log, CallObserver& observer,
+                             Termination& termination)
     : module_(std::move(module)),
       log_(log),
       observer_(observer),
       name_(module_->Name()),
       version_(module_->Version()) {
   AddDiagnostics();
-  AddTools();
+  AddTools(termination);
 }
 
 void ModuleAdapter::AddEntry(DiagCatalogue& catalogue, const DiagKey& key,
@@ -43,9 +44,9 @@ void ModuleAdapter::AddDiagnostics() {
   }
 }
 
-void ModuleAdapter::AddTools() {
+void ModuleAdapter::AddTools(Termination& termination) {
   for (const sdk::ToolRecord& record : module_->Tools()) {
-    toolAdapters_.push_back(std::make_unique<ToolAdapter>(record, *this, observer_));
+    toolAdapters_.push_back(std::make_unique<ToolAdapter>(record, *this, observer_, termination));
     tools_.push_back(toolAdapters_.back().get());
   }
 }
@@ -62,12 +63,33 @@ std::string ModuleAdapter::VersionText() const {
 }
 
 DiagDevice* ModuleAdapter::GetDevice(std::uint32_t index) {
-  return index < devices_.size() ? devices_[index] : nullptr;
+  if (index >= devices_.size() || withdrawn_.contains(devices_[index])) {
+    return nullptr;
+  }
+  return devices_[index];
+}
+
+std::vector<const DeviceAdapter*> ModuleAdapter::FoundDevices() const {
+  std::vector<const DeviceAdapter*> found;
+  found.reserve(devices_.size());
+  for (const DiagDevice* device : devices_) {
+    found.push_back(FindDevice(device));
+  }
+  return found;
+}
+
+void ModuleAdapter::Withdraw(const sdk::Device& device) {
+  for (const DeviceAdapter* adapter : FoundDevices()) {
+    if (&adapter->Device() == &device) {
+      withdrawn_.insert(adapter);
+    }
+  }
 }
 
 void ModuleAdapter::ScanDevices() {
   observer_.OnScanDevices(name_);
   devices_.clear();
+  withdrawn_.clear();
   try {
     Take(module_->ScanDevices(scanStop_.get_token()));
   } catch (...) {

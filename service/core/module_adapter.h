@@ -4,6 +4,7 @@
 #include <stop_token>
 #include <string>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include "boundary/orvan_service_objects.h"
@@ -19,8 +20,9 @@ namespace orvan::core {
 // ends, for callers keep pointers to them.
 class ModuleAdapter final : public DiagModule {
  public:
-  // Throws what the module's Name and Version throw. Log and observer outlive the adapter.
-  ModuleAdapter(ModulePointer module, ServiceLog& log, CallObserver& observer);
+  // Throws what the module's Name and Version throw. All but the module outlive the adapter.
+  ModuleAdapter(ModulePointer module, ServiceLog& log, CallObserver& observer,
+                Termination& termination);
 
   DiagCatalogue* Catalogue() override { return &catalogue_; }
   DiagCatalogue* TestCatalogue() override { return &testCatalogue_; }
@@ -29,6 +31,7 @@ class ModuleAdapter final : public DiagModule {
   std::vector<DiagDevice*>* GetDevices() override { return &devices_; }
   std::vector<DiagTool*>* Tools() override { return &tools_; }
   std::vector<DiagDiagnostic*>* GetDiagnostics() override { return &diagnostics_; }
+  // Null for a device that a tool has withdrawn since the last scan; it keeps its index.
   DiagDevice* GetDevice(std::uint32_t index) override;
   std::uint32_t DeviceCount() override { return static_cast<std::uint32_t>(devices_.size()); }
   // A scan that throws leaves one device, "0", that stands for those nobody could look at, and a
@@ -40,6 +43,11 @@ class ModuleAdapter final : public DiagModule {
   // The adapter behind a pointer that a caller gave, which is never followed: null when it is none
   // of this module's.
   const DeviceAdapter* FindDevice(const DiagDevice* device) const;
+  // The devices of the last scan, also those that were withdrawn since.
+  std::vector<const DeviceAdapter*> FoundDevices() const;
+  // Takes a device of the last scan out of what GetDevice gives, until the next one.
+  void Withdraw(const sdk::Device& device);
+  bool IsWithdrawn(const DeviceAdapter* device) const { return withdrawn_.contains(device); }
   DiagnosticAdapter* FindDiagnostic(const DiagDiagnostic* diagnostic) const;
   ToolAdapter* FindTool(const DiagTool* tool) const;
   struct OwnedTest {
@@ -57,7 +65,7 @@ class ModuleAdapter final : public DiagModule {
  private:
   void Take(std::vector<std::unique_ptr<sdk::Device>> found);
   void AddDiagnostics();
-  void AddTools();
+  void AddTools(Termination& termination);
   void AddEntry(DiagCatalogue& catalogue, const DiagKey& key, const std::string& option,
                 const std::string& longName, std::uint32_t rule);
 
@@ -77,7 +85,8 @@ class ModuleAdapter final : public DiagModule {
   std::vector<std::unique_ptr<ToolAdapter>> toolAdapters_;
   std::vector<DiagTool*> tools_;
   std::unordered_map<const DiagDevice*, std::unique_ptr<DeviceAdapter>> deviceAdapters_;
-  std::vector<DiagDevice*> devices_;  // those of the last scan, in its order
+  std::vector<DiagDevice*> devices_;                 // those of the last scan, in its order
+  std::unordered_set<const DiagDevice*> withdrawn_;  // of these
 };
 
 }  // namespace orvan::core

@@ -16,7 +16,8 @@ using testing::PlainModule;
 class ModuleAdapterTest : public ::testing::Test {
  protected:
   ModuleAdapter& Adapt() {
-    adapter = std::make_unique<ModuleAdapter>(testing::Own(std::move(module)), log, observer);
+    adapter = std::make_unique<ModuleAdapter>(testing::Own(std::move(module)), log, observer,
+                                              termination);
     return *adapter;
   }
   TestAdapter* FirstTest() {
@@ -25,6 +26,7 @@ class ModuleAdapterTest : public ::testing::Test {
 
   ServiceLog log{""};
   CallObserver observer;
+  Termination termination;
   std::unique_ptr<PlainModule> module = std::make_unique<PlainModule>();
   std::unique_ptr<ModuleAdapter> adapter;
 };

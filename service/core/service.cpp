@@ -65,7 +65,8 @@ void Service::Close() {
 
 void Service::AddModule(LoadedModule loaded) {
   try {
-    modules_.push_back(std::make_unique<ModuleAdapter>(std::move(loaded.module), log_, observer_));
+    modules_.push_back(
+        std::make_unique<ModuleAdapter>(std::move(loaded.module), log_, observer_, termination_));
     modulePointers_.push_back(modules_.back().get());
   } catch (...) {
     log_.Error("module-refused",
@@ -169,11 +170,13 @@ void Service::RunTool(DiagTool* tool, orvan_service::ToolListenerView* listener,
   std::vector<const DeviceAdapter*> known;
   std::vector<std::string> ids;
   for (const DiagDevice* device : devices) {
-    if (const DeviceAdapter* adapter = found.module->FindDevice(device)) {
+    const DeviceAdapter* adapter = found.module->FindDevice(device);
+    if (adapter != nullptr && !found.module->IsWithdrawn(adapter)) {
       known.push_back(adapter);
       ids.push_back(adapter->Id());
     } else {
-      log_.Error("tool-refused", "tool " + found.tool->Name() + ": an unknown device was left out");
+      log_.Error("tool-refused", "tool " + found.tool->Name() +
+                                     ": a device that is unknown or was withdrawn was left out");
     }
   }
   observer_.OnRunTool(found.tool->Name(), listener != nullptr, ids);
@@ -190,6 +193,7 @@ void Service::AbortTool(DiagTool* tool) {
 void Service::AbortExecution(int /*signal*/, std::uintptr_t /*first*/, std::uintptr_t /*second*/) {
   if (!closed_) {
     observer_.OnAbortExecution();
+    termination_.Request();
     abort_.request_stop();
   }
 }

@@ -1,5 +1,9 @@
 #include "service/core/tool_adapter.h"
 
+#include <exception>
+#include <utility>
+
+#include "service/core/canceled_repair.h"
 #include "service/core/guard.h"
 #include "service/core/module_adapter.h"
 
@@ -8,8 +12,15 @@ namespace orvan::core {
 class ToolAdapter::Context final : public sdk::ToolContext {
  public:
   Context(ToolAdapter& tool, orvan_service::ToolListenerView* listener,
-          std::vector<const sdk::Device*> devices, std::stop_token stop)
-      : tool_(tool), listener_(listener), devices_(std::move(devices)), stop_(std::move(stop)) {}
+          std::vector<const sdk::Device*> devices, bool filtering)
+      : tool_(tool),
+        listener_(listener),
+        devices_(std::move(devices)),
+        filtering_(filtering),
+        stop_(tool.BeginRun(listener != nullptr)) {}
+  ~Context() override { tool_.EndRun(); }
+  Context(const Context&) = delete;
+  Context& operator=(const Context&) = delete;
 
   bool HasListener() const override { return listener_ != nullptr; }
   const std::vector<const sdk::Device*>& Devices() const override { return devices_; }
@@ -20,15 +31,35 @@ class ToolAdapter::Context final : public sdk::ToolContext {
     return tool_.GetToolProperty(key);
   }
   bool Fire(const std::string& event) override {
-    return listener_ != nullptr && listener_->Dispatch(&tool_, event);
+    if (listener_ == nullptr || failure_) {
+      return false;
+    }
+    try {
+      return listener_->Dispatch(&tool_, event);
+    } catch (...) {
+      // Not through the module's code, which may be in the middle of a write.
+      failure_ = std::current_exception();
+    }
+    tool_.Abort();
+    return false;
+  }
+  void Withdraw(const sdk::Device& device) override {
+    if (filtering_) {
+      tool_.module_.Withdraw(device);
+    }
   }
   std::stop_token StopToken() const override { return stop_; }
+
+  // What a handler threw; null when none did.
+  std::exception_ptr ListenerFailure() const { return failure_; }
 
  private:
   ToolAdapter& tool_;
   orvan_service::ToolListenerView* listener_;
-  std::vector<const sdk::Device*> devices_;
-  std::stop_token stop_;
+  const std::vector<const sdk::Device*> devices_;
+  const bool filtering_;
+  const std::stop_token stop_;
+  std::exception_ptr failure_;
 };
 
 void ToolAdapter::Store(const std::string& key, const std::vector<std::string>& values) {
@@ -40,8 +71,13 @@ void ToolAdapter::SetToolProperty(const std::string& key, const std::vector<std:
   observer_.OnSetToolProperty(record_.name, key, values);
   const std::lock_guard lock(mutex_);
   properties_.insert_or_assign(key, values);
-  if (values.empty() && key == kForcedAbortProperty) {
+  if (key != kForcedAbortProperty) {
+    return;
+  }
+  if (values.empty()) {
     abortPending_ = false;
+  } else {
+    termination_.Request();
   }
 }
 
@@ -76,25 +112,58 @@ void ToolAdapter::EndRun() {
   running_ = false;
 }
 
+bool ToolAdapter::IsFiltering() const {
+  const std::lock_guard lock(mutex_);
+  const auto found = properties_.find(sdk::kToolOperation);
+  return found != properties_.end() && !found->second.empty() &&
+         found->second.front() == sdk::kToolOperationFilter;
+}
+
+// The tool was not going to work on it in a filtering run.
+void ToolAdapter::TellNotGiven(const DeviceAdapter& device, bool filtering) const {
+  if (!filtering) {
+    module_.Log().Error("scan-fault", "tool " + record_.name + " does not get device " +
+                                          device.Id() + ", which could not be looked at");
+  }
+}
+
 void ToolAdapter::Run(orvan_service::ToolListenerView* listener,
                       const std::vector<const DeviceAdapter*>& devices) {
+  const bool filtering = listener == nullptr && IsFiltering();
   std::vector<const sdk::Device*> tested;
-  tested.reserve(devices.size());
-  for (const DeviceAdapter* device : devices) {
+  for (const DeviceAdapter* device : filtering ? module_.FoundDevices() : devices) {
     if (device->WhyUntestable()) {
-      module_.Log().Error("scan-fault", "tool " + record_.name + " does not get device " +
-                                            device->Id() + ", which could not be looked at");
+      TellNotGiven(*device, filtering);
       continue;
     }
     tested.push_back(&device->Device());
   }
-  Context context(*this, listener, std::move(tested), BeginRun(listener != nullptr));
-  try {
-    record_.run(context);
-  } catch (...) {
-    module_.Log().Error("exception", "tool " + record_.name + " ended: " + CurrentExceptionText());
+  std::exception_ptr listenerFailure;
+  {
+    Context context(*this, listener, std::move(tested), filtering);
+    try {
+      CallTool(context);
+    } catch (...) {
+      module_.Log().Error("exception",
+                          "tool " + record_.name + " ended: " + CurrentExceptionText());
+    }
+    listenerFailure = context.ListenerFailure();
   }
-  EndRun();
+  if (listenerFailure) {
+    std::rethrow_exception(listenerFailure);
+  }
+}
+
+// Asked once the run has begun: a request that comes later is followed by an abort, which then
+// reaches the tool.
+void ToolAdapter::CallTool(Context& context) {
+  if (!record_.mayWrite || !context.HasListener() || !termination_.IsRequested()) {
+    record_.run(context);
+  } else if (record_.reportCanceled) {
+    record_.reportCanceled(context);
+  } else {
+    ReportCanceledRepair(context);
+  }
 }
 
 void ToolAdapter::Abort() {

@@ -9,6 +9,7 @@
 #include "boundary/orvan_service_listeners.h"
 #include "boundary/orvan_service_objects.h"
 #include "service/core/call_observer.h"
+#include "service/core/termination.h"
 #include "service/sdk/tool.h"
 
 namespace orvan::core {
@@ -24,12 +25,15 @@ inline constexpr char kForcedAbortProperty[] = "ForcedAbort";
 //
 // An abort that comes while the tool does not run counts for its next run with a listener, for a
 // caller that starts the run on another thread cannot know whether it has begun. Clearing
-// kForcedAbortProperty takes it back.
+// kForcedAbortProperty takes it back, but not for a tool that may write: setting the property to
+// anything is a termination request, and after one of those no such tool begins. Its run with a
+// listener only tells that each device was canceled.
 class ToolAdapter final : public DiagTool {
  public:
-  // The record, the module and the observer outlive the adapter.
-  ToolAdapter(const sdk::ToolRecord& record, const ModuleAdapter& module, CallObserver& observer)
-      : record_(record), module_(module), observer_(observer) {}
+  // All of them outlive the adapter.
+  ToolAdapter(const sdk::ToolRecord& record, ModuleAdapter& module, CallObserver& observer,
+              Termination& termination)
+      : record_(record), module_(module), observer_(observer), termination_(termination) {}
 
   void SetToolProperty(const std::string& key, const std::vector<std::string>& values) override;
   std::vector<std::string> GetToolProperty(const std::string& key) override;
@@ -40,7 +44,9 @@ class ToolAdapter final : public DiagTool {
   bool IsApplicable(DiagDevice* device) override;
 
   // Runs the tool on the calling thread; one run at a time. An exception of the tool ends the run
-  // and leaves a line in the log.
+  // and leaves a line in the log. One of the listener stops the tool and is thrown here once the
+  // tool has returned. A run without a listener whose operation begins with "filterDevices" gets
+  // the devices of the module's last scan instead of `devices`.
   void Run(orvan_service::ToolListenerView* listener,
            const std::vector<const DeviceAdapter*>& devices);
   // Any thread.
@@ -51,13 +57,18 @@ class ToolAdapter final : public DiagTool {
   class Context;
 
   void Store(const std::string& key, const std::vector<std::string>& values);
+  bool IsFiltering() const;
   std::stop_token BeginRun(bool listened);
   void EndRun();
+  void TellNotGiven(const DeviceAdapter& device, bool filtering) const;
+  // What a run calls: the tool itself, or what stands in for it.
+  void CallTool(Context& context);
 
   const sdk::ToolRecord& record_;
-  const ModuleAdapter& module_;
+  ModuleAdapter& module_;
   CallObserver& observer_;
-  std::mutex mutex_;  // guards all below
+  Termination& termination_;
+  mutable std::mutex mutex_;  // guards all below
   std::map<std::string, std::vector<std::string>> properties_;
   std::stop_source stop_{std::nostopstate};
   bool running_ = false;

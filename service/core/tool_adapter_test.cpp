@@ -36,6 +36,8 @@ class ToolAdapterTest : public ::testing::Test {
     record.hint = "recover";
     record.appliesTo = [](const sdk::Device& device) { return device.Id() == "1"; };
     record.run = std::move(run);
+    record.mayWrite = mayWrite;
+    record.reportCanceled = canceled;
     auto plain = std::make_unique<testing::PlainModule>();
     plain->tools = {record};
     auto source = std::make_unique<testing::PlainSource>();
@@ -50,6 +52,9 @@ class ToolAdapterTest : public ::testing::Test {
   DiagModule* module = nullptr;
   DiagTool* tool = nullptr;
   Listener listener;
+  // Of the tool's record; before Start.
+  bool mayWrite = false;
+  std::function<void(sdk::ToolContext&)> canceled;
 };
 
 TEST_F(ToolAdapterTest, ShowsItsTextsAndWhatItAppliesTo) {
@@ -157,19 +162,192 @@ TEST_F(ToolAdapterTest, AToolThatThrowsEndsItsRunOnly) {
   EXPECT_EQ(runs, 2);
 }
 
-TEST_F(ToolAdapterTest, AListenerThatIsToldTooLittleEndsTheRunOnly) {
-  std::vector<std::string> steps;
+TEST_F(ToolAdapterTest, WhatAHandlerThrowsStopsTheToolAndPassesOnceItHasReturned) {
+  Texts steps;
   listener.SetHandler("OnShort", [](DiagTool* called, const std::string&) {
     return called->GetToolProperty("Nothing").at(0).empty();
   });
-  Start([&](sdk::ToolContext& context) {
-    steps.emplace_back("begin");
-    context.Fire("OnShort");
-    steps.emplace_back("behind the error");
+  listener.SetHandler("OnMore", [&](DiagTool*, const std::string&) {
+    steps.emplace_back("told more");
+    return true;
   });
+  Start([&](sdk::ToolContext& context) {
+    EXPECT_FALSE(context.StopToken().stop_requested());
+    EXPECT_FALSE(context.Fire("OnShort"));
+    EXPECT_TRUE(context.StopToken().stop_requested());
+    EXPECT_FALSE(context.Fire("OnMore"));
+    steps.emplace_back("returned");
+  });
+  EXPECT_THROW(service->RunTool(tool, &listener, {}), std::out_of_range);
+  EXPECT_EQ(steps, Texts{"returned"});
+  // The next run is a run like any other.
+  EXPECT_THROW(service->RunTool(tool, &listener, {}), std::out_of_range);
+  EXPECT_EQ(steps.size(), 2U);
+}
+
+TEST_F(ToolAdapterTest, WhatAHandlerThrowsPassesAlsoWhenTheToolThenThrowsItself) {
+  listener.SetHandler("OnShort", [](DiagTool*, const std::string&) -> bool {
+    throw std::out_of_range("of the handler");
+  });
+  Start([](sdk::ToolContext& context) {
+    context.Fire("OnShort");
+    throw std::runtime_error("of the tool");
+  });
+  EXPECT_THROW(service->RunTool(tool, &listener, {}), std::out_of_range);
+}
+
+// What a writing tool's listener is told, one text for each event.
+class WritingToolTest : public ToolAdapterTest {
+ protected:
+  void StartWriting(std::function<void(sdk::ToolContext&)> reportCanceled = {}) {
+    mayWrite = true;
+    canceled = std::move(reportCanceled);
+    Start([this](sdk::ToolContext&) { ++begun; });
+    tool->SetToolProperty("Operation", {"repair"});
+    const auto note = [this](const char* event, const char* property) {
+      listener.SetHandler(event, [this, property](DiagTool* called, const std::string& name) {
+        std::string text = name;
+        for (const std::string& value : called->GetToolProperty(property)) {
+          text += ' ' + value;
+        }
+        told.push_back(text);
+        return true;
+      });
+    };
+    note("OnRecoverInit", "");
+    note("OnOperationInit", "OperationInit");
+    note("OnDeviceInit", "DeviceInit");
+    note("OnDeviceFinish", "DeviceFinish");
+    note("OnOperationFinish", "");
+    note("OnRecoverFinish", "");
+  }
+  void Run() { service->RunTool(tool, &listener, {module->GetDevice(0), module->GetDevice(1)}); }
+
+  int begun = 0;
+  Texts told;
+  const Texts kCanceled{"OnRecoverInit",      "OnOperationInit repair", "OnDeviceInit 0",
+                        "OnDeviceFinish 0 8", "OnDeviceInit 1",         "OnDeviceFinish 1 8",
+                        "OnOperationFinish",  "OnRecoverFinish"};
+};
+
+TEST_F(WritingToolTest, BeginsWhileNoEndWasAskedFor) {
+  StartWriting();
+  service->AbortTool(tool);
+  tool->SetToolProperty("ForcedAbort", {});
+  Run();
+  EXPECT_EQ(begun, 1);
+  EXPECT_EQ(told, Texts{});
+}
+
+TEST_F(WritingToolTest, AForcedAbortHoldsAlsoOnceThePropertyIsCleared) {
+  StartWriting();
+  tool->SetToolProperty("ForcedAbort", {"Forced to abort"});
+  service->AbortTool(tool);
+  tool->SetToolProperty("ForcedAbort", {});
+  tool->SetToolProperty("SectorsInfo", {"9", "9", "9", "9"});
+  tool->SetToolProperty("BadSectorsList", {"9"});
+  tool->SetToolProperty("Message", {"of an earlier run"});
+  Run();
+  EXPECT_EQ(begun, 0);
+  EXPECT_EQ(told, kCanceled);
+  EXPECT_EQ(tool->GetToolProperty("SectorsInfo"), (Texts{"0", "0", "0", "0"}));
+  EXPECT_EQ(tool->GetToolProperty("BadSectorsList"), Texts{});
+  EXPECT_EQ(tool->GetToolProperty("Message"), Texts{});
+  told.clear();
+  Run();
+  EXPECT_EQ(begun, 0);
+  EXPECT_EQ(told, kCanceled);
+}
+
+TEST_F(WritingToolTest, ATerminationRequestHolds) {
+  StartWriting();
+  service->AbortExecution(2, 0, 0);
+  Run();
+  EXPECT_EQ(begun, 0);
+  EXPECT_EQ(told, kCanceled);
+}
+
+TEST_F(WritingToolTest, TellsInWordsOfItsOwnWhereItHasSome) {
+  StartWriting([](sdk::ToolContext& context) {
+    EXPECT_EQ(context.Devices().size(), 2U);
+    context.Fire("OnRecoverFinish");
+  });
+  service->AbortExecution(2, 0, 0);
+  Run();
+  EXPECT_EQ(begun, 0);
+  EXPECT_EQ(told, Texts{"OnRecoverFinish"});
+}
+
+TEST_F(WritingToolTest, RunsWithoutAListenerGoOnForTheyOnlyLook) {
+  StartWriting();
+  service->AbortExecution(2, 0, 0);
+  service->RunTool(tool, nullptr, {});
+  EXPECT_EQ(begun, 1);
+}
+
+TEST_F(ToolAdapterTest, AToolThatOnlyReadsRunsAfterATerminationRequest) {
+  int runs = 0;
+  Start([&runs](sdk::ToolContext&) { ++runs; });
+  service->AbortExecution(2, 0, 0);
   service->RunTool(tool, &listener, {});
-  service->RunTool(tool, &listener, {});
-  EXPECT_EQ(steps, (std::vector<std::string>{"begin", "begin"}));
+  EXPECT_EQ(runs, 1);
+}
+
+class FilteringRunTest : public ToolAdapterTest {
+ protected:
+  // A tool that withdraws device 0 in each run, and notes the devices that it gets.
+  void StartFiltering() {
+    Start([this](sdk::ToolContext& context) {
+      seen.clear();
+      for (const sdk::Device* device : context.Devices()) {
+        seen.push_back(device->Id());
+        if (device->Id() == "0") {
+          context.Withdraw(*device);
+        }
+      }
+    });
+  }
+
+  Texts seen;
+};
+
+TEST_F(FilteringRunTest, GetsTheModulesDevicesAndTakesSomeOutUntilTheNextScan) {
+  StartFiltering();
+  DiagDevice* const first = module->GetDevice(0);
+  tool->SetToolProperty("Operation", {"filterDevices", "physical"});
+  service->RunTool(tool, nullptr, {});
+  EXPECT_EQ(seen, (Texts{"0", "1"}));
+  EXPECT_EQ(module->DeviceCount(), 2U);
+  EXPECT_EQ(module->GetDevice(0), nullptr);
+  EXPECT_NE(module->GetDevice(1), nullptr);
+  // Nor does a pointer from before bring it into a run.
+  tool->SetToolProperty("Operation", {"repair"});
+  service->RunTool(tool, &listener, {first, module->GetDevice(1)});
+  EXPECT_EQ(seen, Texts{"1"});
+  module->ScanDevices();
+  EXPECT_NE(module->GetDevice(0), nullptr);
+}
+
+TEST_F(FilteringRunTest, ASecondOneLooksAtAllDevicesAgain) {
+  StartFiltering();
+  tool->SetToolProperty("Operation", {"filterDevices"});
+  service->RunTool(tool, nullptr, {});
+  service->RunTool(tool, nullptr, {});
+  EXPECT_EQ(seen, (Texts{"0", "1"}));
+  EXPECT_EQ(module->GetDevice(0), nullptr);
+}
+
+TEST_F(FilteringRunTest, OtherRunsWithdrawNothing) {
+  StartFiltering();
+  const auto stays = [this](const Texts& operation, orvan_service::ToolListenerView* view) {
+    tool->SetToolProperty("Operation", operation);
+    service->RunTool(tool, view, {module->GetDevice(0)});
+    EXPECT_EQ(seen, Texts{"0"});
+    return module->GetDevice(0) != nullptr;
+  };
+  EXPECT_TRUE(stays({"filterDevices"}, &listener));
+  EXPECT_TRUE(stays({"physical", "filterDevices"}, nullptr));
+  EXPECT_TRUE(stays({}, nullptr));
 }
 
 TEST_F(ToolAdapterTest, AnUnknownToolIsRefused) {

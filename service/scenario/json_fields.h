@@ -128,12 +128,12 @@ class Fields {
     }
     return found->get<std::int32_t>();
   }
-  bool GetFlag(const char* key) {
+  bool GetFlag(const char* key, bool fallback = false) {
     const Json* found = Find(key);
     if (found != nullptr && !found->is_boolean()) {
       Fail(PlaceOf(key), "must be true or false");
     }
-    return found != nullptr && found->get<bool>();
+    return found != nullptr ? found->get<bool>() : fallback;
   }
   std::chrono::milliseconds GetMs(const char* key) {
     return std::chrono::milliseconds(GetNumber(key, kLongestMs));

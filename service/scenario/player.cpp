@@ -65,6 +65,14 @@ bool PlaySteps(const std::vector<StepScript>& steps, sdk::ToolContext& context,
   return true;
 }
 
+void WithdrawDevices(const std::set<std::string>& ids, sdk::ToolContext& context) {
+  for (const sdk::Device* device : context.Devices()) {
+    if (ids.contains(device->Id())) {
+      context.Withdraw(*device);
+    }
+  }
+}
+
 class ScriptedDevice final : public sdk::Device {
  public:
   // The script outlives the device.
@@ -110,9 +118,14 @@ std::function<sdk::Verdict(sdk::TestContext&)> PlayTest(TestScript script) {
   };
 }
 
-std::function<void(sdk::ToolContext&)> PlayTool(ToolScript script) {
-  return [script = std::move(script)](sdk::ToolContext& context) {
-    if (context.HasListener() && !PlaySteps(script.run, context, context.StopToken())) {
+void PlayTool(ToolScript script, sdk::ToolRecord& tool) {
+  tool.reportCanceled = [abort = script.abort](sdk::ToolContext& context) {
+    PlaySteps(abort, context, std::stop_token());
+  };
+  tool.run = [script = std::move(script)](sdk::ToolContext& context) {
+    if (!context.HasListener()) {
+      WithdrawDevices(script.withdraws, context);
+    } else if (!PlaySteps(script.run, context, context.StopToken())) {
       PlaySteps(script.abort, context, std::stop_token());
     }
   };

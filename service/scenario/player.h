@@ -11,9 +11,10 @@ namespace orvan::scenario {
 // if that is later) the status. Ends canceled at once when stop is requested.
 std::function<sdk::Verdict(sdk::TestContext&)> PlayTest(TestScript script);
 
-// A tool that plays `run`; stop makes it leave that at once and play `abort`, whose waits nothing
-// cuts short. Without a listener it returns at once.
-std::function<void(sdk::ToolContext&)> PlayTool(ToolScript script);
+// Makes `tool` play `run`; stop makes it leave that at once and play `abort`, whose waits nothing
+// cuts short, and so does a run that the service does not let begin. Without a listener it returns
+// at once; a filtering run withdraws its devices.
+void PlayTool(ToolScript script, sdk::ToolRecord& tool);
 
 // A module that offers what the script says.
 std::unique_ptr<sdk::Module> MakeModule(ModuleScript script);

@@ -163,6 +163,18 @@ StepScript ReadStep(const Json& value, const std::string& place) {
   return step;
 }
 
+// Whether the key `name` stands for the tool that recovers bad sectors: bars and case are how it is
+// shown.
+bool IsRepair(std::string_view name) {
+  std::string word;
+  for (const char letter : name) {
+    if (letter != '|') {
+      word += letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
+    }
+  }
+  return word == "recover_bad_sectors";
+}
+
 sdk::ToolRecord ReadTool(const Json& value, const std::string& place) {
   Fields fields(value, place);
   sdk::ToolRecord tool;
@@ -173,7 +185,10 @@ sdk::ToolRecord ReadTool(const Json& value, const std::string& place) {
   ToolScript script;
   script.run = fields.GetList("run", ReadStep);
   script.abort = fields.GetList("abort", ReadStep);
-  tool.run = PlayTool(std::move(script));
+  const std::vector<std::string> withdrawn = fields.GetList("withdraws", Text);
+  script.withdraws.insert(withdrawn.begin(), withdrawn.end());
+  tool.mayWrite = fields.GetFlag("writes", IsRepair(tool.name));
+  PlayTool(std::move(script), tool);
   fields.Finish();
   return tool;
 }

@@ -53,7 +53,8 @@ TEST(ParseScenario, ReadsEveryKey) {
       "resources": [ { "type": "PARTITION", "pairs": [ { "label": "LABEL", "value": "root" } ] } ],
       "udi": "U", "result": "R" } ],
     "tools": [ { "name": "smart_tool", "description": "SMART", "hint": "smart",
-                 "appliesTo": ["0"], "run": [], "abort": [] } ]
+                 "appliesTo": ["0"], "withdraws": ["1"], "writes": true,
+                 "run": [], "abort": [] } ]
   } ]
 })");
   EXPECT_EQ(scenario.trace, "trace.jsonl");
@@ -102,6 +103,7 @@ TEST(ParseScenario, ReadsEveryKey) {
   EXPECT_EQ(module.tools.at(0).name + module.tools.at(0).description + module.tools.at(0).hint,
             "smart_toolSMARTsmart");
   EXPECT_FALSE(module.tools.at(0).appliesTo(core::testing::PlainDevice("1")));
+  EXPECT_TRUE(module.tools.at(0).mayWrite);
 }
 
 TEST(ParseScenario, FillsInTheDefaults) {
@@ -122,6 +124,7 @@ TEST(ParseScenario, FillsInTheDefaults) {
   EXPECT_EQ(module.devices.at(0).udi, "scenario-7");
   EXPECT_EQ(module.devices.at(0).result, "SCENARIO-7");
   EXPECT_FALSE(static_cast<bool>(module.tools.at(0).appliesTo));
+  EXPECT_FALSE(module.tools.at(0).mayWrite);
   const sdk::TestRecord& test = module.diagnostics.at(0).tests.at(0);
   EXPECT_FALSE(static_cast<bool>(test.appliesTo));
   EXPECT_FALSE(test.needsOperator);
@@ -186,6 +189,27 @@ TEST(ParseScenario, NamesThePlaceOfAWrongType) {
             "modules[0].diagnostics[0].tests[0].appliesTo[0]: must be a text");
   EXPECT_EQ(FaultOf(WithTest(R"(,"outcomes":[])")),
             "modules[0].diagnostics[0].tests[0].outcomes: must be an object");
+}
+
+TEST(ParseScenario, AToolThatRepairsWritesUnlessItSaysOtherwise) {
+  const auto writes = [](const std::string& members) {
+    const std::string tool = R"({"modules":[{"name":"M","tools":[{)" + members + "}]}]}";
+    return ParseScenario(tool).modules.at(0).tools.at(0).mayWrite;
+  };
+  EXPECT_TRUE(writes(R"("name":"recover_bad_sectors")"));
+  EXPECT_TRUE(writes(R"("name":"|RECOVER_|BAD_SECTORS")"));
+  EXPECT_FALSE(writes(R"("name":"recover_bad_sectors","writes":false)"));
+  EXPECT_FALSE(writes(R"("name":"recover_bad_sectors_2")"));
+  EXPECT_FALSE(writes(R"("name":"smart_tool")"));
+  EXPECT_TRUE(writes(R"("name":"smart_tool","writes":true)"));
+}
+
+TEST(ParseScenario, RefusesWrongTypesOfATool) {
+  const std::string start = R"({"modules":[{"name":"M","tools":[{"name":"t",)";
+  EXPECT_EQ(FaultOf(start + R"("writes":1}]}]})"),
+            "modules[0].tools[0].writes: must be true or false");
+  EXPECT_EQ(FaultOf(start + R"("withdraws":[1]}]}]})"),
+            "modules[0].tools[0].withdraws[0]: must be a text");
 }
 
 TEST(ParseScenario, RefusesNumbersOutOfRange) {

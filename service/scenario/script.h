@@ -3,6 +3,7 @@
 #include <chrono>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -39,6 +40,7 @@ struct StepScript {
 };
 
 struct ToolScript {
+  std::set<std::string> withdraws;  // device ids
   std::vector<StepScript> run;
   std::vector<StepScript> abort;
 };
