@@ -1,5 +1,7 @@
 #include "frontend/program.h"
+#include "frontend/uncaught_error.h"
 #include "system/clean_environment.h"
+#include "views/console_stream.h"
 
 namespace {
 
@@ -10,11 +12,13 @@ namespace {
 }  // namespace
 
 int main(int argc, char** argv) {
+  tarvex::TellOfUncaughtErrors();
   // Caught and thrown again, so that the stack is unwound and every destructor has run before an
   // error of our own ends the process.
   try {
     return RunProgram(argc, argv);
   } catch (...) {
+    tarvex::ConsoleStream().flush();
     throw;
   }
 }

@@ -1,18 +1,24 @@
-#include <stdexcept>
-#include <system_error>
-
 #include "boundary/orvan_service.h"
 #include "frontend/cli.h"
 #include "frontend/message_keys.h"
 #include "frontend/system_event_handlers.h"
 #include "frontend/tool_makers.h"
+#include "system/standard_error.h"
+#include "tools/tool_run.h"
+#include "views/key_format.h"
 #include "views/message_keys.h"
 #include "views/orvan_stdio.h"
 
 namespace {
 
-// By then the tool has ended what it began.
-void WarnOfEarlyEnd(OrvanStdio& view, const std::exception& error) {
+// A supervising program's view has no words for it, so that it is told where other programs tell
+// what went wrong.
+void WarnOfEarlyEnd(OrvanStdio& view, bool supervised, const std::exception& error) {
+  if (supervised) {
+    tarvex::TellOnStandardError(tarvex::FormatKey(kKeyToolEndedEarly, false, true, true) +
+                                error.what());
+    return;
+  }
   view.PrintSentence(std::string(tarvex::kWarningTag) + " ", false);
   view.PrintSentence(kKeyToolEndedEarly, false);
   view.PrintUnicode(error.what(), true);
@@ -21,7 +27,8 @@ void WarnOfEarlyEnd(OrvanStdio& view, const std::exception& error) {
 }  // namespace
 
 // Hands the rest of the command line to the chosen tool. A tool that has no command here is passed
-// over in silence.
+// over in silence. What goes wrong in it passes; only that the system has no thread to run it on is
+// told here, for nothing has been run then.
 void Cli::HandOverToTool(int argc, char** argv) {
   std::string name;
   chosenTool->GetName(name);
@@ -34,12 +41,8 @@ void Cli::HandOverToTool(int argc, char** argv) {
   HoldSystemEvents();
   try {
     tool->ToolExecute(argc, argv);
-  } catch (const std::out_of_range& error) {
-    // The service told less than it must.
-    WarnOfEarlyEnd(*view, error);
-  } catch (const std::system_error& error) {
-    // The system gave less than a tool needs.
-    WarnOfEarlyEnd(*view, error);
+  } catch (const ToolThreadError& error) {
+    WarnOfEarlyEnd(*view, (flags & CLI_FLAG_SUPERVISED) != 0, error);
   }
   result = kResultPassed;
 }

@@ -6,6 +6,8 @@
 
 #include "frontend/tool_makers.h"
 #include "tests/fakes/front_end_test.h"
+#include "tools/tool_data_error.h"
+#include "tools/tool_run.h"
 
 namespace {
 
@@ -101,24 +103,44 @@ TEST_F(ToolHandOver, ShutdownWaitsForTheToolAndNoLonger) {
   EXPECT_EQ(GetProcessState().systemEventHoldMask, 0U);
 }
 
-TEST_F(ToolHandOver, AToolThatTheServiceToldTooLittleEndsInOrder) {
-  record.failure = std::make_exception_ptr(std::out_of_range("no such element"));
-  EXPECT_EQ(HandOver("some_tool", {"-Mstorage", "-Tsome"}),
-            "[Warning] The tool ended early: no such element\n");
-  EXPECT_TRUE(record.freed);
-  EXPECT_EQ(GetProcessState().systemEventHoldMask, 0U);
-  EXPECT_EQ(cli->result, kResultPassed);
+TEST_F(ToolHandOver, WhatGoesWrongInAToolPassesOnceTheToolIsGone) {
+  for (const std::exception_ptr& failure :
+       {std::make_exception_ptr(std::out_of_range("no such element")),
+        std::make_exception_ptr(ToolDataError("no such element", "of 2")),
+        std::make_exception_ptr(std::system_error(EIO, std::generic_category())),
+        std::make_exception_ptr(std::bad_alloc())}) {
+    record.failure = failure;
+    optind = 0;
+    EXPECT_THROW(HandOver("some_tool", {"-Mstorage", "-Tsome"}), std::exception);
+    EXPECT_EQ(capture.Take(), "");
+    EXPECT_TRUE(record.freed);
+    EXPECT_EQ(GetProcessState().systemEventHoldMask, 0U);
+  }
 }
 
-TEST_F(ToolHandOver, AToolThatTheSystemGaveTooLittleEndsInOrder) {
-  record.failure = std::make_exception_ptr(
-      std::system_error(EAGAIN, std::generic_category(), "cannot start a thread"));
+std::exception_ptr NoThread() {
+  return std::make_exception_ptr(
+      ToolThreadError(EAGAIN, std::generic_category(), "cannot start a thread"));
+}
+
+TEST_F(ToolHandOver, AToolWithoutAThreadEndsInOrder) {
+  record.failure = NoThread();
   EXPECT_EQ(HandOver("some_tool", {"-Mstorage", "-Tsome"}),
             "[Warning] The tool ended early: cannot start a thread: "
             "Resource temporarily unavailable\n");
   EXPECT_TRUE(record.freed);
   EXPECT_EQ(GetProcessState().systemEventHoldMask, 0U);
   EXPECT_EQ(cli->result, kResultPassed);
+}
+
+TEST_F(ToolHandOver, ASupervisingProgramIsToldOfAToolWithoutAThreadOnStandardError) {
+  record.failure = NoThread();
+  ::testing::internal::CaptureStderr();
+  const std::string output = HandOver("some_tool", {"-Mstorage", "-Tsome", "--HDK"});
+  EXPECT_EQ(::testing::internal::GetCapturedStderr(),
+            "TarvexDiagnosticsCLI: The tool ended early: cannot start a thread: "
+            "Resource temporarily unavailable\n");
+  EXPECT_EQ(output, "");
 }
 
 TEST_F(ToolHandOver, AToolWithoutACommandIsPassedOverInSilence) {

@@ -4,6 +4,7 @@
 #include <array>
 #include <new>
 
+#include "tools/recover/operations.h"
 #include "tools/recover/rbs_cli.h"
 #include "tools/smart/st_cli.h"
 
@@ -15,7 +16,7 @@ struct MakerRow {
 };
 // One row for each tool that has a command.
 constexpr std::array kMakers{
-    MakerRow{"recover_bad_sectors",
+    MakerRow{kRbsToolWord,
              [](const ToolMaking& making) -> std::unique_ptr<ToolCli> {
                return std::make_unique<RbsCli>(making.module, making.tool, making.supervised);
              }},

@@ -27,12 +27,15 @@ class ToolCommand : public ToolCli {
   bool bootable() const { return bootable_; }
 
  protected:
-  ToolCommand(DiagModule* module, DiagTool* tool, tarvex::TerminalWait terminal = {})
+  // The timer outlives the command.
+  ToolCommand(DiagModule* module, DiagTool* tool, Timer& timer, tarvex::TerminalWait terminal = {})
       : target_(ToolTarget::Of(module, tool)),
         utils_(target_),
         listener_(queue_, utils_),
         keyboard_(std::move(terminal)),
-        forcedAbort_(target_) {}
+        forcedAbort_(target_) {
+    context_.timer = &timer;
+  }
 
   const ToolTarget& target() const { return target_; }
   Utils& utils() { return utils_; }
@@ -52,7 +55,8 @@ class ToolCommand : public ToolCli {
   template <class Parser>
   bool ParseLine(int argc, char** argv, std::function<void()> viewStart) {
     const Parser parser(utils_, bootable_);
-    ToolSpinner spinner(std::move(viewStart), [this] { view_->ShowScanning(); });
+    ToolSpinner spinner(
+        std::move(viewStart), [this] { view_->ShowScanning(); }, *context_.timer);
     return parser.Parse(argc, argv, spinner, line_);
   }
   // Shows what is known once the line is read: the header, and what is wrong with the line.

@@ -1,18 +1,22 @@
 #include "tools/tool_devices.h"
 
-#include <stdexcept>
 #include <utility>
 
 #include "boundary/orvan_service_objects.h"
+#include "tools/tool_data_error.h"
 
 namespace {
 
 constexpr char kNonRotatingProperty[] = "NonRotatingMedia";
+// What the standard's error says of a map without the key, as other programs know it.
+constexpr char kNoKey[] = "invalid map<K, T> key";
 
-bool IsNonRotating(const DeviceInformation& information) {
+bool IsNonRotating(DiagTool& tool, const std::string& id, const DeviceInformation& information) {
   const auto found = information.properties.find(kNonRotatingProperty);
   if (found == information.properties.end()) {
-    throw std::out_of_range("invalid map<K, T> key");
+    throw ToolDataError(kNoKey, tarvex::MissingValues(
+                                    tarvex::ToolWord(tool),
+                                    std::string(kNonRotatingProperty) + " of device " + id, 0, 1));
   }
   return found->second == "T";
 }
@@ -55,7 +59,7 @@ void ToolDevices::ReadRecords(const AddDetails& addDetails) {
     DeviceInformation information;
     device->GetInformation(information);
     record.displayName = information.name;
-    record.nonRotating = IsNonRotating(information);
+    record.nonRotating = IsNonRotating(*target_.tool, record.id, information);
     if (addDetails) addDetails(*device, record);
     records_.push_back(std::move(record));
   }

@@ -25,7 +25,7 @@ class ToolDevices {
   // Null when there is none of that id. Of several the last.
   const ToolDeviceRecord* findDevice(const std::string& id) const;
   const std::map<std::string, const ToolDeviceRecord*>& deviceMap() const { return deviceMap_; }
-  // The devices of the run, in the order of the records. Owned by the service.
+  // The devices of the run, in the order in which they were added. Owned by the service.
   const std::vector<DiagDevice*>& runDevices() const { return runDevices_; }
   // Whether a device has been read.
   bool filtered() const { return filtered_; }
@@ -40,10 +40,9 @@ class ToolDevices {
   // Sets the operation that the service's side of the tool reads.
   void SetOperation(const std::vector<std::string>& words);
   // Reads all devices of the module anew; devices that it gives as null are passed over.
-  // `addDetails` may be empty. Throws std::out_of_range for a device that does not say whether it
+  // `addDetails` may be empty. Throws ToolDataError for a device that does not say whether it
   // rotates.
   void ReadRecords(const AddDetails& addDetails);
-  void ClearRunDevices() { runDevices_.clear(); }
   // Adds the record's device, unless the module has none there any more.
   void AddRunDevice(const ToolDeviceRecord& record);
 

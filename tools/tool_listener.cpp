@@ -2,13 +2,18 @@
 
 #include "boundary/orvan_service_objects.h"
 #include "tools/decimal.h"
+#include "tools/tool_data_error.h"
 
-std::vector<std::string> ToolReport::List(const std::string& property) const {
-  return tool_.GetToolProperty(property);
+std::vector<std::string> ToolReport::List(const std::string& property, std::size_t needed) const {
+  std::vector<std::string> list = tool_.GetToolProperty(property);
+  if (list.size() < needed) {
+    tarvex::NeedValues(tarvex::ToolWord(tool_), property, list, needed);
+  }
+  return list;
 }
 
 std::string ToolReport::Item(const std::string& property, std::size_t index) const {
-  return List(property).at(index);
+  return List(property, index + 1)[index];
 }
 
 std::int32_t ToolReport::Number(const std::string& property, std::size_t index) const {

@@ -15,9 +15,9 @@ class ToolReport {
  public:
   ToolReport(DiagTool& tool, const ToolDevices& devices) : tool_(tool), devices_(devices) {}
 
-  // The list of that name.
-  std::vector<std::string> List(const std::string& property) const;
-  // An element of it. Throws std::out_of_range for a list that is too short.
+  // The list of that name. Throws ToolDataError when it has fewer than `needed` elements.
+  std::vector<std::string> List(const std::string& property, std::size_t needed = 0) const;
+  // An element of it. Throws ToolDataError for a list that is too short.
   std::string Item(const std::string& property, std::size_t index) const;
   // The same as a number; 0 for a text that is none.
   std::int32_t Number(const std::string& property, std::size_t index) const;

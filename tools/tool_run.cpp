@@ -1,11 +1,9 @@
 #include "tools/tool_run.h"
 
-#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <exception>
-#include <system_error>
 
 #include "boundary/hostlayer.h"
 #include "boundary/hostlayer_console.h"
@@ -18,15 +16,13 @@
 
 namespace {
 
-// The thread inside the service's call. Construction throws std::system_error where none can be
-// had.
+// The thread inside the service's call. Construction throws ToolThreadError where none can be had.
 class Worker {
  public:
   explicit Worker(const ToolRunRequest& request) : request_(request) {
     HostThread* threads = get_thread();
     const int error = threads->Start(&thread_, 0, &Worker::ThreadMain, this, "ToolWorker");
-    if (error != 0)
-      throw std::system_error(error, std::generic_category(), "cannot start a thread");
+    if (error != 0) throw ToolThreadError(error, std::generic_category(), "cannot start a thread");
     threads->AfterStart(thread_, 0);
   }
   ~Worker() {
@@ -78,23 +74,20 @@ void AbortOnEscape(const ToolRunRequest& request) {
 class QuietMoment {
  public:
   explicit QuietMoment(const ToolRunRequest& request)
-      : request_(request), latest_(request.context.timer->Now()) {}
+      : request_(request), pace_(*request.context.timer) {}
 
   // How long nothing is due.
-  std::chrono::milliseconds Left() const {
-    const Tick passed = request_.context.timer->Now() - latest_;
-    return tarvex::kToolCadence - std::min(tarvex::kToolCadence, std::chrono::milliseconds(passed));
-  }
+  std::chrono::milliseconds Left() const { return pace_.Left(); }
   void Use() {
     if (!ForcedAbort::IsUnderWay()) AbortOnEscape(request_);
     const ToolEventContext& context = request_.context;
     if (context.deviceActive) request_.showProgress(context.DeviceSeconds());
-    latest_ = context.timer->Now();
+    pace_.Restart();
   }
 
  private:
   const ToolRunRequest& request_;
-  Tick latest_;
+  tarvex::ToolPace pace_;
 };
 
 }  // namespace
@@ -104,6 +97,8 @@ void tarvex::RunTool(const ToolRunRequest& request) {
   request.target.tool->SetToolProperty(kToolPropertyForcedAbort, {});
   Worker worker(request);
   request.context.deviceActive = false;
+  // A device that ends without having begun took no longer than the run.
+  request.context.deviceStart = request.context.timer->Now();
   if (request.keyBeforeLoop) AbortOnEscape(request);
   const auto somethingToDo = [&] { return request.queue.Count() > 0 || !worker.IsRunning(); };
   for (;;) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <system_error>
 #include <vector>
 
 #include "tools/tool_event_queue.h"
@@ -26,6 +27,12 @@ struct ToolRunRequest {
   std::function<void(double elapsedSeconds)> showProgress;
 };
 
+// No thread could be had for a run, and why. Nothing was run.
+class ToolThreadError : public std::system_error {
+ public:
+  using std::system_error::system_error;
+};
+
 namespace tarvex {
 
 // Runs the tool on a thread of its own, applies its events here as they come, and returns when it
@@ -34,8 +41,8 @@ namespace tarvex {
 // What was printed is on the screen before it waits.
 //
 // An exception of the service's run is thrown here at the end. One that leaves an event stops the
-// tool, is kept until the tool has stopped, and passes. Where no thread can be had nothing is run,
-// and std::system_error tells why. Main thread.
+// tool, is kept until the tool has stopped, and passes. Where no thread can be had nothing is run
+// and ToolThreadError is thrown. Main thread.
 void RunTool(const ToolRunRequest& request);
 
 }  // namespace tarvex

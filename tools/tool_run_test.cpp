@@ -153,6 +153,43 @@ TEST_F(ToolRunTest, WithTheRealClockTheKeyboardIsLookedAtWithoutAnyEvent) {
   EXPECT_EQ(Aborts(), 1);
 }
 
+TEST_F(ToolRunTest, NothingIsLookedAtBeforeAQuarterOfASecondIsOver) {
+  std::atomic<int> shown{0};
+  std::promise<void> started;
+  context.onStart = [&started] { started.set_value(); };
+  onProgress = [&shown](double) { ++shown; };
+  tool.body = [&](FakeToolRun& run) {
+    run.Fire("OnStep", "Step", {"start"});
+    started.get_future().wait();
+    host().timer.Advance(250);
+    // Each pass of the loop asks for the time, and a pass that found something due would have
+    // looked at the keyboard by the third question.
+    host().timer.AwaitLooks(6);
+    EXPECT_EQ(host().console.Reads(), 0);
+    EXPECT_EQ(shown, 0);
+    host().timer.Advance(1);
+    host().console.AwaitReads(1);
+  };
+  Run();
+  EXPECT_EQ(shown, 1);
+  EXPECT_EQ(host().console.Reads(), 1);
+}
+
+TEST_F(ToolRunTest, TheNextLookComesAWholeQuarterOfASecondLater) {
+  tool.body = [&](FakeToolRun&) {
+    host().timer.Advance(251);
+    host().console.AwaitReads(1);
+    // The look is over once the time is asked for again.
+    host().timer.AwaitLooks(1);
+    host().timer.Advance(250);
+    host().timer.AwaitLooks(6);
+    EXPECT_EQ(host().console.Reads(), 1);
+    host().timer.Advance(1);
+    host().console.AwaitReads(2);
+  };
+  Run();
+}
+
 TEST_F(ToolRunTest, ProgressIsShownInWholeSecondsOnceADeviceHasBegun) {
   std::promise<void> started;
   std::promise<double> shown;
@@ -235,7 +272,7 @@ TEST_F(ToolRunTest, WithoutAThreadNothingIsRunAndTheReasonPasses) {
   try {
     Run();
     FAIL();
-  } catch (const std::system_error& error) {
+  } catch (const ToolThreadError& error) {
     EXPECT_EQ(error.code(), std::errc::resource_unavailable_try_again);
     EXPECT_STREQ(error.what(), "cannot start a thread: Resource temporarily unavailable");
   }
@@ -245,6 +282,19 @@ TEST_F(ToolRunTest, WithoutAThreadNothingIsRunAndTheReasonPasses) {
 }
 
 class ForcedAbortTest : public ToolTest {};
+
+TEST_F(ForcedAbortTest, TheFlagComesFirstThenThePropertyAndTheAbortLast) {
+  const ForcedAbort forcedAbort(Target());
+  std::vector<std::string> steps;
+  tool.onSet = [&](const std::string& key) {
+    steps.push_back(key);
+    EXPECT_TRUE(ForcedAbort::IsUnderWay());
+    EXPECT_FALSE(service().Called("AbortTool(some_tool)"));
+  };
+  host().signals.Fire(15);
+  EXPECT_EQ(steps, std::vector<std::string>{"ForcedAbort"});
+  EXPECT_TRUE(service().Called("AbortTool(some_tool)"));
+}
 
 TEST_F(ForcedAbortTest, ATerminationRequestSetsThePropertyAndStopsTheTool) {
   {

@@ -60,12 +60,13 @@ std::string ToolHeader(const ToolWords& words, bool noEscape) {
   return title + KeyToText(kToolPressEscape) + "\n" + row + "\n\n";
 }
 
-std::string ToolWarnings(const std::vector<std::string>& keys) {
-  std::string text;
+void WriteToolWarnings(const std::vector<std::string>& keys,
+                       const std::function<void(const std::string& text)>& writeRaw) {
+  if (keys.empty()) return;
   for (const std::string& key : keys) {
-    text += KeyToText(kWarningTag) + " " + KeyToText(key) + "\n";
+    writeRaw(KeyToText(kWarningTag) + " " + KeyToText(key) + "\n");
   }
-  return text.empty() ? text : text + "\n";
+  WriteTool("\n");
 }
 
 std::string ToolErrors(const std::vector<std::string>& keys) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -32,8 +33,11 @@ void WriteToolBlanking();
 
 // `noEscape`: without the line that names the abort key.
 std::string ToolHeader(const ToolWords& words, bool noEscape);
-// Both are empty for an empty list.
-std::string ToolWarnings(const std::vector<std::string>& keys);
+// Writes each warning with a call of `writeRaw`, and a blank line behind the last; nothing for an
+// empty list.
+void WriteToolWarnings(const std::vector<std::string>& keys,
+                       const std::function<void(const std::string& text)>& writeRaw);
+// Empty for an empty list.
 std::string ToolErrors(const std::vector<std::string>& keys);
 std::string ToolUsageHint(const ToolWords& words);
 std::string ToolDeviceList(const ToolWords& words, const std::vector<ToolDeviceRecord>& devices);

@@ -23,10 +23,17 @@ TEST(ToolHeader, EndsInThreeLinesWithoutTheAbortKeyAndInTwoWithIt) {
                                                    "\n\n");
 }
 
-TEST(ToolWarnings, EachHasItsTagAndABlankLineEndsThem) {
-  EXPECT_EQ(tarvex::ToolWarnings({}), "");
-  EXPECT_EQ(tarvex::ToolWarnings({"|IGNORING: ^A_b$", "NO_|GO"}),
-            "[Warning] Ignoring: A_b\n[Warning] no Go\n\n");
+class ToolWarnings : public ToolTest {};
+
+TEST_F(ToolWarnings, EachIsWrittenOnItsOwnWithItsTagAndABlankLineEndsThem) {
+  Keys written;
+  const auto write = [&written](const std::string& text) { written.push_back(text); };
+  tarvex::WriteToolWarnings({}, write);
+  EXPECT_EQ(written, Keys{});
+  EXPECT_EQ(capture.Take(), "");
+  tarvex::WriteToolWarnings({"|IGNORING: ^A_b$", "NO_|GO"}, write);
+  EXPECT_EQ(written, (Keys{"[Warning] Ignoring: A_b\n", "[Warning] no Go\n"}));
+  EXPECT_EQ(capture.Take(), "\n");
 }
 
 TEST(ToolErrors, AreAListWithATitle) {

@@ -5,8 +5,9 @@
 #include "boundary/hostlayer.h"
 #include "tools/tool_cadence.h"
 
-ToolSpinner::ToolSpinner(std::function<void()> viewStart, std::function<void()> showScanning)
-    : viewStart_(std::move(viewStart)), showScanning_(std::move(showScanning)) {
+ToolSpinner::ToolSpinner(std::function<void()> viewStart, std::function<void()> showScanning,
+                         Timer& timer)
+    : viewStart_(std::move(viewStart)), showScanning_(std::move(showScanning)), timer_(timer) {
   HostThread* threads = get_thread();
   if (threads->Start(&thread_, 0, &ToolSpinner::ThreadMain, this, "ToolSpinner") == 0) {
     threads->AfterStart(thread_, 0);
@@ -34,8 +35,11 @@ std::uintptr_t ToolSpinner::ThreadMain(void* self) {
 
 void ToolSpinner::Spin() {
   viewStart_();
+  tarvex::ToolPace pace(timer_);
   std::unique_lock guard(lock_);
-  while (!changed_.wait_for(guard, tarvex::kToolCadence, [this] { return !spinnerOn_; })) {
+  while (!changed_.wait_for(guard, pace.Left(), [this] { return !spinnerOn_; })) {
+    if (pace.Left().count() > 0) continue;
+    pace.Restart();
     if (scanning_) showScanning_();
   }
 }

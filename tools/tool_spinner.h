@@ -6,14 +6,16 @@
 #include <mutex>
 
 #include "boundary/hostlayer_thread.h"
+#include "system/win_timer.h"
 
 // The thread that shows a tool's search for devices, every quarter of a second. Owned and used by
 // the main thread.
 class ToolSpinner {
  public:
-  // Starts the thread, which calls `viewStart` once and `showScanning` at its pace while a Scan
-  // lives. Where no thread can be had, the search goes on without a sign.
-  ToolSpinner(std::function<void()> viewStart, std::function<void()> showScanning);
+  // Starts the thread, which calls `viewStart` once and `showScanning` at its pace, by that timer,
+  // while a Scan lives. Where no thread can be had, the search goes on without a sign.
+  ToolSpinner(std::function<void()> viewStart, std::function<void()> showScanning,
+              Timer& timer = WinTimer::Instance());
   // Ends the thread, however the search ended.
   ~ToolSpinner();
   ToolSpinner(const ToolSpinner&) = delete;
@@ -39,7 +41,8 @@ class ToolSpinner {
 
   std::function<void()> viewStart_;
   std::function<void()> showScanning_;  // called under lock_
-  std::mutex lock_;                     // guards spinnerOn_ and scanning_
+  Timer& timer_;
+  std::mutex lock_;  // guards spinnerOn_ and scanning_
   std::condition_variable changed_;
   bool spinnerOn_ = true;
   bool scanning_ = false;

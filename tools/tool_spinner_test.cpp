@@ -26,9 +26,8 @@ TEST_F(ToolSpinnerTest, DrawsOnItsOwnThreadWhileAScanLives) {
   EXPECT_EQ(host().threads.Joins(), 1);
 }
 
-// The second drawing of one scan comes before the third spinner could, so the wait is over once the
-// scan has drawn; from the scan's end on nothing may be drawn any more.
 TEST_F(ToolSpinnerTest, DrawsNothingOnceTheScanIsOver) {
+  host().timer.AdvanceWithEachLook(251);
   std::atomic<bool> over{false};
   std::atomic<bool> late{false};
   std::promise<void> drawn;
@@ -38,13 +37,37 @@ TEST_F(ToolSpinnerTest, DrawsNothingOnceTheScanIsOver) {
                         [&] {
                           if (over) late = true;
                           if (first.exchange(false)) drawn.set_value();
-                        });
+                        },
+                        host().timer);
     std::optional<ToolSpinner::Scan> scan(spinner);
     drawn.get_future().wait();
     scan.reset();
     over = true;
+    // A drawing is due with each turn of the thread, which looks at the time three times.
+    host().timer.AwaitLooks(12);
   }
   EXPECT_FALSE(late);
+}
+
+TEST_F(ToolSpinnerTest, DrawsNothingBeforeAQuarterOfASecondIsOver) {
+  std::atomic<int> drawings{0};
+  std::promise<void> drawn;
+  std::promise<void> begun;
+  ToolSpinner spinner([&begun] { begun.set_value(); },
+                      [&] {
+                        if (++drawings == 1) drawn.set_value();
+                      },
+                      host().timer);
+  const ToolSpinner::Scan scan(spinner);
+  begun.get_future().wait();
+  // The first look is where the thread counts from.
+  host().timer.AwaitLooks(1);
+  host().timer.Advance(250);
+  host().timer.AwaitLooks(6);
+  EXPECT_EQ(drawings, 0);
+  host().timer.Advance(1);
+  drawn.get_future().wait();
+  EXPECT_EQ(drawings, 1);
 }
 
 TEST_F(ToolSpinnerTest, TheViewIsStartedOnceHoweverShortTheSearch) {

@@ -13,7 +13,11 @@ void ToolView::ShowErrors(const std::vector<std::string>& keys) {
 }
 
 void ToolView::ShowWarnings(const std::vector<std::string>& keys) {
-  tarvex::WriteTool(tarvex::ToolWarnings(keys));
+  tarvex::WriteToolWarnings(keys, [this](const std::string& text) { WriteRaw(text); });
+}
+
+void ToolView::WriteRaw(const std::string& text) {
+  tarvex::WriteTool(text);
 }
 
 void ToolView::ShowUsageHint() {

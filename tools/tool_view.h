@@ -18,7 +18,9 @@ class ToolView {
 
   void ShowDevices(const std::vector<ToolDeviceRecord>& devices);
   void ShowErrors(const std::vector<std::string>& keys);
+  // Each is written with WriteRaw.
   void ShowWarnings(const std::vector<std::string>& keys);
+  void WriteRaw(const std::string& text);
   void ShowUsageHint();
   // `noEsc`: without the line that names the abort key.
   void ShowHeader(bool noEsc);

@@ -36,6 +36,19 @@ void FakeTimer::Sleep(std::uint32_t milliseconds) {
   std::this_thread::yield();
 }
 
+Tick FakeTimer::Now() {
+  const std::lock_guard guard(lock_);
+  ++looks_;
+  looked_.notify_all();
+  return now_ += step_;
+}
+
+void FakeTimer::AwaitLooks(int count) {
+  std::unique_lock guard(lock_);
+  const std::int64_t until = looks_ + count;
+  looked_.wait(guard, [this, until] { return looks_ >= until; });
+}
+
 double FakeTimer::SecondsBetween(Tick start, Tick end) {
   return static_cast<Tick>(end - start) / 1000.0;
 }

@@ -101,6 +101,7 @@ void FakeToolRun::AwaitAbort() {
 }
 
 void FakeTool::SetToolProperty(const std::string& key, const std::vector<std::string>& values) {
+  if (onSet) onSet(key);
   const std::lock_guard guard(lock_);
   properties_[key] = values;
   settings_.push_back({key, values});

@@ -180,6 +180,8 @@ class FakeTool final : public DiagTool {
   std::string hint;
   std::set<std::string> refusedDevices;
   std::function<void(FakeToolRun&)> body;  // what RunTool does; none: nothing
+  // Called before a property is set, on that thread; may be empty.
+  std::function<void(const std::string& key)> onSet;
 
  private:
   std::mutex lock_;  // guards the rest

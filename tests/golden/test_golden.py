@@ -91,6 +91,9 @@ def test_transcript(case, tmp_path):
     assert_in_order(case.contained, result.stdout)
     for text in case.errors:
         assert text in result.stderr.decode(errors="replace")
+    if case.status < 0:
+        assert result.stderr.count(b"\n") == 1
+        assert result.stderr.startswith(b"TarvexDiagnosticsCLI: ")
     assert result.returncode == case.status
 
 

@@ -3,10 +3,13 @@
 import json
 import signal
 import subprocess
+from pathlib import Path
 
 import pytest
 from pace import Stopwatch
 from program import World
+from service_trace import calls
+from terminal import eventually
 from test_streams import Supervised
 
 REPAIR = ["-Mstorage", "-Trecover", "-r", "-y"]
@@ -88,3 +91,40 @@ def test_the_abort_byte_is_not_looked_at(world):
         run.process.send_signal(signal.SIGTERM)
         assert b"EndRBS:::0|1|0|0|0|8|" in run.rest()
         assert run.process.wait(5) == 0
+
+
+@pytest.fixture
+def short_world(tmp_path):
+    """A repair whose first device ends with a list that is too short."""
+    run = [step("OnRecoverInit"), step("OnDeviceInit", DeviceInit=["0"])]
+    run += [step("OnDeviceFinish", DeviceFinish=["0"]), step("OnDeviceInit", DeviceInit=["0"])]
+    tool = {"name": "recover_bad_sectors", "hint": "recover", "run": run}
+    device = {"id": "0", "name": "Disk A", "properties": {"NonRotatingMedia": "F"}}
+    module = {"name": "storage", "devices": [device], "tools": [tool]}
+    path = tmp_path / "scenario.json"
+    path.write_text(json.dumps({"modules": [module]}), encoding="utf-8")
+    return World(tmp_path, path)
+
+
+def test_an_error_of_the_tool_is_told_on_standard_error(short_world):
+    result = short_world.run(REPAIR + ["--HDK"])
+    assert result.returncode == -signal.SIGABRT
+    assert result.stdout.endswith(b"\nBeginRBS:::SCAN_AND_FIX_TOOL|0|Disk A\n")
+    assert result.stderr.startswith(b"TarvexDiagnosticsCLI: ")
+    assert result.stderr.count(b"\n") == 1
+    assert b"property DeviceFinish: 1 of 2 values\n" in result.stderr
+
+
+def test_a_signal_during_the_search_means_no_repair(world):
+    path = world.environment["ORVAN_SCENARIO"]
+    tree = json.loads(Path(path).read_text(encoding="utf-8"))
+    tree["modules"][0]["scanMs"] = 2000
+    tree["modules"][0]["tools"][0]["abort"][0]["set"]["SectorsInfo"] = ["0"] * 4
+    tree["trace"] = "trace.jsonl"
+    Path(path).write_text(json.dumps(tree), encoding="utf-8")
+    with Supervised(world, REPAIR) as run:
+        eventually(lambda: calls(world, "ScanDevices"))
+        run.process.send_signal(signal.SIGTERM)
+        said = run.rest()
+        assert run.process.wait(20) == 0
+        assert said == b" " * 35 + b"\rEndRBS:::0|0|0|0|0|8|00:00:00\n\n"

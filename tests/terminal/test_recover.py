@@ -32,6 +32,14 @@ def repairs(world):
     return [call["devices"] for call in calls(world, "RunTool") if call["listener"]]
 
 
+def change_scenario(world, change):
+    """Changes the module of the world's scenario."""
+    path = Path(world.environment["ORVAN_SCENARIO"])
+    tree = json.loads(path.read_text(encoding="utf-8"))
+    change(tree["modules"][0])
+    path.write_text(json.dumps(tree), encoding="utf-8")
+
+
 def processor_seconds(process):
     fields = Path(f"/proc/{process.pid}/stat").read_text(encoding="ascii").rpartition(")")[2].split()
     return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
@@ -117,15 +125,50 @@ def test_control_c_at_the_question_is_passed_on_and_the_question_stays(world):
         assert repairs(world) == []
 
 
-def test_repair_that_is_confirmed_after_control_c_runs(world):
+def test_repair_that_is_confirmed_after_control_c_writes_nothing(world):
     with asking(world) as terminal:
         terminal.press(b"\x03")
         eventually(lambda: len(calls(world, "AbortTool")) == 1)
         terminal.press(b"y\r")
-        terminal.expect(PROGRESS)
-        terminal.press(b"\x03")
-        terminal.expect(CANCELED)
+        # The tool's abort alone, and none of its run.
+        terminal.expect(rb"^y\r\n\r\n" + CANCELED)
         assert terminal.wait(5) == 0
+        assert repairs(world) == [["0"]]
+
+
+def test_repair_after_control_c_during_the_search_writes_nothing(world):
+    change_scenario(world, lambda module: module.update({"scanMs": 3000}))
+    with Terminal(world, [*REPAIR, "-y"]) as terminal:
+        terminal.expect(rb"Scanning devices\.\.\. -\r")
+        terminal.press(b"\x03")
+        terminal.expect(rb"Press ESC To Abort Operations\r\n={58}\r\n\r\n" + CANCELED)
+        assert terminal.wait(5) == 0
+        assert terminal.is_as_before()
+        forced = [call for call in calls(world, "SetToolProperty") if call["key"] == "ForcedAbort"]
+        assert [call["values"] for call in forced] == [["Forced to abort"], []]
+
+
+def test_error_of_the_tool_ends_the_program_in_order(world):
+    def shorten(module):
+        step = module["tools"][0]["run"][-2]
+        step["afterMs"] = 500
+        step["set"]["DeviceFinish"] = ["0"]
+
+    change_scenario(world, shorten)
+    with repairing(world) as terminal:
+        eventually(terminal.reads_single_keys)
+        assert terminal.wait() == -signal.SIGABRT
+        assert terminal.is_as_before()
+        said = terminal.rest()
+        assert b"terminate" not in said
+        lines = [line for line in said.split(b"\r\n") if b"TarvexDiagnosticsCLI" in line]
+        assert len(lines) == 1
+        assert lines[0].endswith(
+            b": tool recover_bad_sectors, property DeviceFinish: 1 of 2 values"
+        )
+        # The service was given back, and so was the lock.
+        assert len(calls(world, "Release")) == 1
+        assert world.run(["-v"]).returncode == 0
 
 
 @pytest.mark.parametrize("key", [b"\x1b", b"\x03"], ids=["escape", "control-c"])

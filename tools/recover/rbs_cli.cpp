@@ -9,8 +9,9 @@
 #include "tools/recover/rbs_confirmation.h"
 #include "tools/recover/rbs_option_parser.h"
 
-RbsCli::RbsCli(DiagModule* module, DiagTool* tool, bool supervised, tarvex::TerminalWait terminal)
-    : ToolCommand(module, tool, std::move(terminal)), supervised_(supervised) {}
+RbsCli::RbsCli(DiagModule* module, DiagTool* tool, bool supervised, tarvex::TerminalWait terminal,
+               Timer& timer)
+    : ToolCommand(module, tool, timer, std::move(terminal)), supervised_(supervised) {}
 
 RbsCli::~RbsCli() = default;
 

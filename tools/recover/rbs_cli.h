@@ -12,11 +12,12 @@ class RbsCli final : public ToolCommand<RbsCliStdio, RbsUtils, RbsCliListener> {
  public:
   // `supervised`: the output is for a supervising program, and nobody can answer. `terminal` is
   // where an answer comes from.
-  RbsCli(DiagModule* module, DiagTool* tool, bool supervised, tarvex::TerminalWait terminal = {});
+  RbsCli(DiagModule* module, DiagTool* tool, bool supervised, tarvex::TerminalWait terminal = {},
+         Timer& timer = WinTimer::Instance());
   ~RbsCli() override;
 
-  // May throw std::out_of_range for what the service says of its devices, and std::system_error
-  // where no thread can be had for the run.
+  // Throws ToolDataError where the service tells too little, and ToolThreadError where no thread
+  // can be had for the run.
   void ToolExecute(int argc, char** argv) override;
   // Repairs the chosen devices. The tool must know its operation.
   void ToolRun() override;

@@ -2,6 +2,7 @@
 
 #include <array>
 
+#include "tools/decimal.h"
 #include "tools/recover/operations.h"
 #include "tools/recover/rbs_cli_event.h"
 
@@ -28,6 +29,7 @@ Event MakeOperationInit(const ToolReport& report) {
 }
 
 Event MakeDeviceFinish(const ToolReport& report) {
+  const std::vector<std::string> finish = report.List("DeviceFinish", 2);
   const ToolDeviceRecord* device = report.Device("DeviceFinish", 0);
   if (device == nullptr) return nullptr;
   auto event = std::make_unique<EventDeviceFinish>();
@@ -38,12 +40,13 @@ Event MakeDeviceFinish(const ToolReport& report) {
   event->operation = kRbsOperationRepair;
   event->deviceId = device->id;
   event->displayName = device->displayName;
-  event->status = report.Number("DeviceFinish", 1);
-  event->sectorsInfo = report.List("SectorsInfo");
-  if (report.Item(kToolPropertyOperation, 0) == kRbsOperationScan) {
+  event->status = tarvex::ParseDecimal(finish[1]);
+  const bool isScan = report.Item(kToolPropertyOperation, 0) == kRbsOperationScan;
+  event->sectorsInfo = report.List(kRbsSectorsInfo, isScan ? kRbsCounts : 0);
+  if (isScan) {
     // A scan repairs nothing, whatever the counts say.
-    event->sectorsInfo.at(kFixed) = "0";
-    event->sectorsInfo.at(kNotFixed) = "0";
+    event->sectorsInfo[kFixed] = "0";
+    event->sectorsInfo[kNotFixed] = "0";
   }
   event->badSectorList = SectorLines(report.List("BadSectorsList"));
   return event;

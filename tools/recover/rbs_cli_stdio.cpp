@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <optional>
 
 #include "tools/key_to_text.h"
 #include "tools/message_keys.h"
@@ -18,7 +19,7 @@ constexpr std::int32_t kFirstRead = 8;
 constexpr std::int32_t kLastRead = 15;
 
 struct StatusRow {
-  std::int32_t status;
+  std::optional<std::int32_t> status;  // none: no status selects the text
   const char* key;
 };
 constexpr std::array kStatusRows{
@@ -33,6 +34,7 @@ constexpr std::array kStatusRows{
     StatusRow{kSystemEvent, "|CANCELED"},
     StatusRow{14, "|READ_OPERATION_TIMEOUT"},
     StatusRow{15, "|WRITE_OPERATION_TIMEOUT"},
+    StatusRow{std::nullopt, "|UNABLE_TO_EXECUTE"},
 };
 
 // The names of the counts, in the order of the service's list.
@@ -93,10 +95,6 @@ void RbsCliStdio::ShowConfirmation() {
 
 void RbsCliStdio::ShowHelp() {
   tarvex::WriteTool(HelpText());
-}
-
-void RbsCliStdio::WriteRaw(const std::string& text) {
-  tarvex::WriteTool(text);
 }
 
 void RbsCliStdio::ReportNoDevices(std::vector<std::string> keys) {

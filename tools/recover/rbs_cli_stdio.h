@@ -22,8 +22,9 @@ class RbsCliStdio {
     shared_.ShowDevices(devices);
   }
   virtual void ShowErrors(const std::vector<std::string>& keys) { shared_.ShowErrors(keys); }
+  // Each is written with WriteRaw.
   virtual void ShowWarnings(const std::vector<std::string>& keys) {
-    WriteRaw(tarvex::ToolWarnings(keys));
+    tarvex::WriteToolWarnings(keys, [this](const std::string& text) { WriteRaw(text); });
   }
   virtual void ShowVersion();
   virtual void ShowUsageHint() { shared_.ShowUsageHint(); }
@@ -32,7 +33,7 @@ class RbsCliStdio {
   // Leaves the line open for the answer.
   virtual void ShowConfirmation();
   virtual void ShowHelp();
-  virtual void WriteRaw(const std::string& text);
+  virtual void WriteRaw(const std::string& text) { shared_.WriteRaw(text); }
   // Hands `keys`, and behind them that there is no device, to ShowErrors.
   virtual void ReportNoDevices(std::vector<std::string> keys);
   virtual void OnRecoverInit() {}

@@ -3,11 +3,13 @@
 #include <algorithm>
 #include <array>
 
+#include "tools/recover/operations.h"
+#include "tools/tool_data_error.h"
+
 namespace {
 
 constexpr std::uint32_t kPercentStep = 10;
 constexpr std::size_t kPercentWidth = 3;
-constexpr std::size_t kCounts = 4;
 constexpr std::array<std::int32_t, 11> kKnownStatuses{0, 2, 6, 7, 8, 9, 10, 12, 13, 14, 15};
 
 std::string Padded(const std::string& digits, std::size_t width) {
@@ -50,8 +52,9 @@ void RbsCliStdioHdk::OnDeviceFinish(const std::string& id, const std::string& /*
   if (std::find(kKnownStatuses.begin(), kKnownStatuses.end(), status) == kKnownStatuses.end()) {
     return;
   }
+  tarvex::NeedValues(kRbsToolWord, kRbsSectorsInfo, sectorsInfo, kRbsCounts);
   std::string line = "EndRBS:::" + id;
-  for (std::size_t i = 0; i < kCounts; ++i) line += "|" + sectorsInfo.at(i);
+  for (std::size_t i = 0; i < kRbsCounts; ++i) line += "|" + sectorsInfo[i];
   tarvex::WriteToolFlushed(line + "|" + std::to_string(status) + "|" + ClockText(elapsedSeconds) +
                            "\n");
 }

@@ -23,7 +23,7 @@ class RbsCliStdioHdk final : public RbsCliStdio {
   void OnRecoverInit() override;
   void OnOperationInit(const std::string& /*operation*/) override {}
   void OnDeviceInit(const std::string& id, const std::string& name) override;
-  // Sends nothing for a status that the protocol does not know. Throws std::out_of_range for one
+  // Sends nothing for a status that the protocol does not know. Throws ToolDataError for one
   // that it knows without all four counts.
   void OnDeviceFinish(const std::string& id, const std::string& name, std::int32_t status,
                       double elapsedSeconds, const std::vector<std::string>& sectorsInfo,

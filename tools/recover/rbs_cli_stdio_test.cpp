@@ -95,6 +95,22 @@ TEST_F(RbsCliStdioTest, NoDevicesAreAnErrorBehindTheOthers) {
             ">> Errors:\n\t- First\n\t- There are no devices applicable for that operation\n\n");
 }
 
+class RecordedWriteRaw : public RbsCliStdio {
+ public:
+  using RbsCliStdio::RbsCliStdio;
+  void WriteRaw(const std::string& text) override { written.push_back(text); }
+  Texts written;
+};
+
+TEST_F(RbsCliStdioTest, EachWarningIsAWriteOfItsOwnAndNoneIsNone) {
+  RecordedWriteRaw recorded(false);
+  recorded.ShowWarnings({});
+  EXPECT_EQ(recorded.written, Texts{});
+  EXPECT_EQ(capture.Take(), "");
+  recorded.ShowWarnings({"|FIRST", "|SECOND"});
+  EXPECT_EQ(recorded.written, (Texts{"[Warning] First\n", "[Warning] Second\n"}));
+}
+
 class CountedErrors : public RbsCliStdio {
  public:
   using RbsCliStdio::RbsCliStdio;

@@ -1,11 +1,11 @@
 #include "tools/recover/rbs_cli.h"
 
 #include <functional>
-#include <stdexcept>
 
 #include "boundary/hostlayer_console.h"
 #include "system/test_pipe.h"
 #include "tests/fakes/tool_test.h"
+#include "tools/tool_data_error.h"
 
 namespace {
 
@@ -32,24 +32,17 @@ class RbsCliTest : public ToolTest {
       if (run.hasListener && play) play(run);
     };
   }
-  // Executes what stands behind the tool's option, as the program's hand-over does; the output.
+  // Executes what stands behind the tool's option, as the program's hand-over does; the output. The
+  // time stands still, so that no progress comes in between, unless the test moves it.
   std::string Execute(const Texts& words, bool supervised = false) {
     Texts line{"-Mstorage", "-Trecover"};
     line.insert(line.end(), words.begin(), words.end());
     ToolArgv argv(line);
-    RbsCli command(&module, &tool, supervised, tarvex::TerminalWait(tarvex::Descriptor()));
+    RbsCli command(&module, &tool, supervised, tarvex::TerminalWait(tarvex::Descriptor()),
+                   host().timer);
     command.SetProperty({"BOOTABLE", "FALSE"});
     command.ToolExecute(argv.Count(), argv.Data());
     return capture.Take();
-  }
-  // Expects this output of a run. A machine that stands still for a moment in the middle of the run
-  // lets progress come, or a time; what is wrong otherwise is wrong each time.
-  void ExpectRun(const Texts& words, bool supervised, const std::string& wanted) {
-    std::string output;
-    for (int attempt = 0; attempt < 5 && output != wanted; ++attempt) {
-      output = Execute(words, supervised);
-    }
-    EXPECT_EQ(output, wanted);
   }
   void Type(const std::string& keys) {
     for (const char key : keys) host().console.Press(key);
@@ -209,7 +202,7 @@ TEST_F(RbsCliTest, ARunIsShown) {
     run.Fire("OnOperationFinish");
     run.Fire("OnRecoverFinish");
   };
-  ExpectRun({"-r", "-y", "0"}, false,
+  EXPECT_EQ(Execute({"-r", "-y", "0"}),
             kAbortHeader +
                 "Started Operation: Repair\n=> Disk A \n"
                 "   Number of sectors read: 8\n   Number of bad sectors found: 1\n"
@@ -219,6 +212,7 @@ TEST_F(RbsCliTest, ARunIsShown) {
 }
 
 TEST_F(RbsCliTest, ProgressIsDrawnWhileADeviceIsRepaired) {
+  host().timer.AdvanceWithEachLook(251);
   play = [](FakeToolRun& run) {
     // The percentage comes before the device: without one no line is drawn.
     run.Fire("OnProgress", "Progress", {"42"});
@@ -279,7 +273,7 @@ TEST_F(RbsCliTest, ASupervisedRepairNeedsAYes) {
     run.Fire("OnOperationFinish");
     run.Fire("OnRecoverFinish");
   };
-  ExpectRun({"-r", "-y", "1", "--HDK"}, true,
+  EXPECT_EQ(Execute({"-r", "-y", "1", "--HDK"}, true),
             kBlanking +
                 "\nBeginRBS:::SCAN_AND_FIX_TOOL|1|Disk B\n"
                 "EndRBS:::1|8|1|1|0|9|00:00:00\n\n");
@@ -309,9 +303,21 @@ TEST_F(RbsCliTest, WhatTheServiceSaysWrongEndsTheCommandInOrder) {
     run.tool.SetToolProperty("SectorsInfo", {});
     run.Fire("OnDeviceFinish", "DeviceFinish", {"0", "9"});
   };
-  EXPECT_THROW(Execute({"-r", "-y", "--HDK"}, true), std::out_of_range);
-  module.AddDevice("2", "Disk C");  // does not say whether it rotates
-  EXPECT_THROW(Execute({"-l"}), std::out_of_range);
+  const auto missing = [this](const Texts& words, bool supervised) {
+    try {
+      Execute(words, supervised);
+    } catch (const ToolDataError& error) {
+      return std::string(error.Missing());
+    }
+    return std::string("nothing");
+  };
+  EXPECT_EQ(missing({"-r", "-y", "--HDK"}, true),
+            "tool recover_bad_sectors, property SectorsInfo: 0 of 4 values");
+  play = [](FakeToolRun& run) { run.Fire("OnDeviceFinish", "DeviceFinish", {"0"}); };
+  EXPECT_EQ(missing({"-r", "-y"}, false), "tool some_tool, property DeviceFinish: 1 of 2 values");
+  module.AddDevice("2", "Disk C");
+  EXPECT_EQ(missing({"-l"}, false),
+            "tool some_tool, property NonRotatingMedia of device 2: 0 of 1 values");
   EXPECT_EQ(host().signals.handlers.size(), 0U);
 }
 

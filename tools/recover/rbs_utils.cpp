@@ -98,7 +98,7 @@ void RbsUtils::filterDevices(bool refresh, bool physical) {
 
 void RbsUtils::prepareExecution(RbsSelection& selection, bool perPartition) {
   selection_ = &selection;
-  ClearRunDevices();
+  TakePartitionTablesBack();
   const bool all = selection.empty();
   for (const ToolDeviceRecord& device : records()) {
     if (!all && selection.count(device.id) == 0) continue;
@@ -111,29 +111,46 @@ void RbsUtils::prepareExecution(RbsSelection& selection, bool perPartition) {
   }
 }
 
+void RbsUtils::TakePartitionTablesBack() {
+  for (const std::string& property : std::exchange(tables_, {})) {
+    target().tool->SetToolProperty(property, {});
+  }
+}
+
+// Those that the keys name; of several with one mount point the last, on whatever device.
+RbsUtils::Partitions RbsUtils::SelectedPartitions(const std::vector<std::string>& keys) const {
+  Partitions partitions;
+  for (const std::string& key : keys) {
+    const auto found = partitionMap_.find(key);
+    if (found != partitionMap_.end()) partitions.push_back(found->second);
+  }
+  return partitions;
+}
+
 void RbsUtils::PreparePartitions(const ToolDeviceRecord& device, bool all) {
   if (device.partitions.empty()) return;
   std::vector<std::string>& keys = (*selection_)[device.id];
+  Partitions partitions;
   if (all) {
     for (const ToolPartitionRecord& partition : device.partitions) {
       keys.push_back(partition.mountPoint);
+      partitions.push_back(&partition);
     }
+  } else {
+    partitions = SelectedPartitions(keys);
   }
   AddRunDevice(device);
-  SetPartitionTable(device.id, keys);
+  SetPartitionTable(device.id, partitions);
 }
 
 // Four values for each partition: its key, its file system, its mount point, and whether the
-// running system is on it. Keys that name no partition are passed over.
-void RbsUtils::SetPartitionTable(const std::string& deviceId,
-                                 const std::vector<std::string>& keys) {
+// running system is on it.
+void RbsUtils::SetPartitionTable(const std::string& deviceId, const Partitions& partitions) {
   std::vector<std::string> values;
-  for (const std::string& key : keys) {
-    const auto found = partitionMap_.find(key);
-    if (found == partitionMap_.end()) continue;
-    const ToolPartitionRecord& partition = *found->second;
-    values.insert(values.end(), {key, partition.fileSystem, partition.mountPoint,
-                                 partition.systemPartition ? "T" : "F"});
+  for (const ToolPartitionRecord* partition : partitions) {
+    values.insert(values.end(), {partition->mountPoint, partition->fileSystem,
+                                 partition->mountPoint, partition->systemPartition ? "T" : "F"});
   }
-  target().tool->SetToolProperty(kPartitionTable + deviceId, values);
+  tables_.push_back(kPartitionTable + deviceId);
+  target().tool->SetToolProperty(tables_.back(), values);
 }

@@ -15,12 +15,13 @@ class RbsUtils : public ToolDevices {
   explicit RbsUtils(const ToolTarget& target) : ToolDevices(target) {}
 
   // Has the tool filter the module's devices, and reads them with their partitions. `refresh`
-  // searches anew first; `physical` asks the tool for whole disks. Throws std::out_of_range for a
+  // searches anew first; `physical` asks the tool for whole disks. Throws ToolDataError for a
   // device that does not say whether it rotates.
   void filterDevices(bool refresh, bool physical);
-  // Gathers the devices of the run from a selection, which stays where it is until the run is over;
-  // without any, all devices, which it then names. `perPartition` also tells the tool which
-  // partitions of each device are meant, passing over devices that have none.
+  // Adds the devices of a selection to those of the run; without any, all devices, which it then
+  // names. The selection stays where it is until the run is over. What an earlier call told the
+  // tool of partitions is taken back. `perPartition` tells it anew: the partitions that the
+  // selection names under each device, or all; devices that have none are passed over.
   void prepareExecution(RbsSelection& selection, bool perPartition);
 
   // Under their mount points; of several the last.
@@ -29,9 +30,14 @@ class RbsUtils : public ToolDevices {
   }
 
  private:
+  using Partitions = std::vector<const ToolPartitionRecord*>;
+
+  void TakePartitionTablesBack();
+  Partitions SelectedPartitions(const std::vector<std::string>& keys) const;
   void PreparePartitions(const ToolDeviceRecord& device, bool all);
-  void SetPartitionTable(const std::string& deviceId, const std::vector<std::string>& keys);
+  void SetPartitionTable(const std::string& deviceId, const Partitions& partitions);
 
   std::map<std::string, const ToolPartitionRecord*> partitionMap_;  // into the records
   RbsSelection* selection_ = nullptr;
+  std::vector<std::string> tables_;  // the properties with partitions that the tool was given
 };

@@ -3,6 +3,7 @@
 #include <stdexcept>
 
 #include "tests/fakes/tool_test.h"
+#include "tools/tool_data_error.h"
 
 namespace {
 
@@ -96,8 +97,10 @@ TEST_F(RbsUtilsTest, ADeviceThatDoesNotSayItIsAnError) {
   try {
     utils.filterDevices(false, false);
     FAIL();
-  } catch (const std::out_of_range& error) {
+  } catch (const ToolDataError& error) {
     EXPECT_STREQ(error.what(), "invalid map<K, T> key");
+    EXPECT_STREQ(error.Missing(),
+                 "tool some_tool, property NonRotatingMedia of device A: 0 of 1 values");
   }
 }
 
@@ -216,9 +219,10 @@ TEST_F(RbsUtilsTest, ARunIsOnTheSelectionInTheOrderOfTheModule) {
   RbsSelection selection{{"B", {}}, {"A", {}}, {"Z", {}}};
   utils.prepareExecution(selection, false);
   EXPECT_EQ(IdsOf(utils.runDevices()), (Ids{"A", "B"}));
+  // What is prepared next joins them.
   selection = {{"B", {}}};
   utils.prepareExecution(selection, false);
-  EXPECT_EQ(IdsOf(utils.runDevices()), Ids{"B"});
+  EXPECT_EQ(IdsOf(utils.runDevices()), (Ids{"A", "B", "B"}));
 }
 
 TEST_F(RbsUtilsTest, WithoutASelectionARunIsOnAllAndNamesThem) {
@@ -254,6 +258,41 @@ TEST_F(RbsUtilsTest, PerPartitionTheSelectedOnesAreTold) {
   EXPECT_EQ(IdsOf(utils.runDevices()), Ids{"A"});
   EXPECT_EQ(tool.GetToolProperty("partition_tableA"), (Ids{"/home", "xfs", "/home", "F"}));
   EXPECT_TRUE(tool.GetToolProperty("partition_tableB").empty());
+}
+
+TEST_F(RbsUtilsTest, PerPartitionTwoDevicesWithOneMountPointKeepTheirOwn) {
+  const auto add = [this](const std::string& id, const std::string& fileSystem) {
+    AddPartition(AddDevice(id, "Disk"), {{"MOUNT_POINT", "/mnt"}, {"FILE_SYSTEM", fileSystem}});
+  };
+  add("A", "ext4");
+  add("B", "xfs");
+  utils.filterDevices(false, false);
+  RbsSelection selection;
+  utils.prepareExecution(selection, true);
+  EXPECT_EQ(tool.GetToolProperty("partition_tableA"), (Ids{"/mnt", "ext4", "/mnt", "F"}));
+  EXPECT_EQ(tool.GetToolProperty("partition_tableB"), (Ids{"/mnt", "xfs", "/mnt", "F"}));
+  EXPECT_EQ(selection, (RbsSelection{{"A", {"/mnt"}}, {"B", {"/mnt"}}}));
+}
+
+TEST_F(RbsUtilsTest, WhatWasToldOfPartitionsIsTakenBackByTheNextPreparation) {
+  AddDisks();
+  RbsSelection selection{{"A", {"/home"}}};
+  utils.prepareExecution(selection, true);
+  EXPECT_FALSE(tool.GetToolProperty("partition_tableA").empty());
+  utils.prepareExecution(selection, false);
+  EXPECT_TRUE(tool.GetToolProperty("partition_tableA").empty());
+}
+
+TEST_F(RbsUtilsTest, DevicesThatTheToolHasWithdrawnAreInNoListAndNoRun) {
+  AddDevice("A", "Disk A");
+  AddDevice("B", "Disk B");
+  tool.body = [this](FakeToolRun&) { module.deviceList[0] = nullptr; };
+  utils.filterDevices(false, false);
+  EXPECT_EQ(IdsOf(utils.applicableDevices()), Ids{"B"});
+  EXPECT_EQ(utils.findDevice("A"), nullptr);
+  RbsSelection selection;
+  utils.prepareExecution(selection, false);
+  EXPECT_EQ(IdsOf(utils.runDevices()), Ids{"B"});
 }
 
 TEST_F(RbsUtilsTest, AThousandDevicesWithEightPartitionsAreRead) {

@@ -12,6 +12,7 @@ inline constexpr char kSTAllInvalid[] = "|ALL_DEVICES_SPECIFIED_ARE_INVALID_TO_T
 inline constexpr char kSTNotPossible[] =
     "IT_IS_NOT_POSSIBLE_TO_RETRIEVE_SMART_ATTRIBUTES_FOR_THIS_DEVICE";
 inline constexpr char kSTNotEnoughPrivileges[] = "|NOT_ENOUGH_PRIVILEGES";
+inline constexpr char kSTNotSupported[] = "|SMART_TOOL_IS_NOT_SUPPORTED_ON_THIS_DEVICE";
 
 // The heads of the tables.
 inline constexpr char kSTId[] = "ID";

@@ -3,7 +3,7 @@
 #include "tools/smart/st_cli_stdio.h"
 #include "tools/smart/st_option_parser.h"
 
-STCli::STCli(DiagModule* module, DiagTool* tool) : ToolCommand(module, tool) {}
+STCli::STCli(DiagModule* module, DiagTool* tool, Timer& timer) : ToolCommand(module, tool, timer) {}
 
 STCli::~STCli() = default;
 

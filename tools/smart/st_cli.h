@@ -10,11 +10,11 @@ class STCliStdio;
 // devices. It changes nothing on them and asks nothing. Main thread.
 class STCli final : public ToolCommand<STCliStdio, STUtils, STCliListener> {
  public:
-  STCli(DiagModule* module, DiagTool* tool);
+  STCli(DiagModule* module, DiagTool* tool, Timer& timer = WinTimer::Instance());
   ~STCli() override;
 
-  // May throw std::out_of_range for what the service says of its devices, and std::system_error
-  // where no thread can be had for the run.
+  // Throws ToolDataError where the service tells too little, and ToolThreadError where no thread
+  // can be had for the run.
   void ToolExecute(int argc, char** argv) override;
   // Reads the attributes of the chosen devices.
   void ToolRun() override;

@@ -11,11 +11,11 @@ constexpr char kDeviceFinish[] = "DeviceFinish";
 
 std::unique_ptr<ToolEvent> MakeDeviceFinish(const ToolReport& report) {
   auto event = std::make_unique<STEventDeviceFinish>();
-  const std::vector<std::string> finish = report.List(kDeviceFinish);
-  event->status = tarvex::ParseDecimal(finish.at(1));
-  event->deviceType = finish.at(2);
-  event->attributes = finish.at(3);
-  event->driveInformation = finish.at(4);
+  const std::vector<std::string> finish = report.List(kDeviceFinish, 5);
+  event->status = tarvex::ParseDecimal(finish[1]);
+  event->deviceType = finish[2];
+  event->attributes = finish[3];
+  event->driveInformation = finish[4];
   const ToolDeviceRecord* device = report.Device(kDeviceFinish, 0);
   if (device == nullptr) return nullptr;
   event->deviceId = device->id;

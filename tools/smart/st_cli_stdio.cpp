@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <optional>
 #include <span>
 
 #include "tools/key_to_text.h"
@@ -56,10 +57,21 @@ std::string HelpText() {
          program + "  -Tsmart -i\n\n";
 }
 
+// Why there is no table.
+struct ReasonRow {
+  std::optional<std::int32_t> status;  // none: no status selects the text
+  const char* key;
+  bool isSentence;  // begins with a capital and ends its line
+};
+constexpr std::array kReasons{ReasonRow{kNotPossible, kSTNotPossible, true},
+                              ReasonRow{kNotEnoughPrivileges, kSTNotEnoughPrivileges, false},
+                              ReasonRow{std::nullopt, kSTNotSupported, false}};
+
 std::string ReasonText(std::int32_t status) {
-  if (status == kNotPossible) return tarvex::KeyToText(kSTNotPossible, true) + "\n";
-  if (status == kNotEnoughPrivileges) return tarvex::KeyToText(kSTNotEnoughPrivileges);
-  return {};
+  const auto* row = std::find_if(kReasons.begin(), kReasons.end(),
+                                 [status](const ReasonRow& one) { return one.status == status; });
+  if (row == kReasons.end()) return {};
+  return tarvex::KeyToText(row->key, row->isSentence) + (row->isSentence ? "\n" : "");
 }
 
 }  // namespace

@@ -1,12 +1,10 @@
 #include "tools/smart/st_cli.h"
 
-#include <chrono>
 #include <functional>
-#include <stdexcept>
 
 #include "boundary/hostlayer_console.h"
 #include "tests/fakes/tool_test.h"
-#include "tools/tool_cadence.h"
+#include "tools/tool_data_error.h"
 
 namespace {
 
@@ -37,7 +35,7 @@ class STCliTest : public ToolTest {
     Texts line{"-Mstorage", "-Tsmart"};
     line.insert(line.end(), words.begin(), words.end());
     ToolArgv argv(line);
-    STCli command(&module, &tool);
+    STCli command(&module, &tool, host().timer);
     command.SetProperty({"BOOTABLE", "FALSE"});
     command.ToolExecute(argv.Count(), argv.Data());
     return capture.Take();
@@ -177,7 +175,7 @@ TEST_F(STCliTest, EscapeStopsTheRunWithTheFirstQuietMoment) {
   host().console.Press(kKeyEscape);
   play = [](FakeToolRun& run) {
     run.Fire("OnDeviceInit", "DeviceInit", {"0"});
-    // The clock of a run is the machine's; nothing but Escape ends this.
+    host().timer.Advance(251);
     run.AwaitAbort();
     run.Fire("OnDeviceFinish", "DeviceFinish", {"0", "2", "ata", "{}", ""});
   };
@@ -186,18 +184,22 @@ TEST_F(STCliTest, EscapeStopsTheRunWithTheFirstQuietMoment) {
 }
 
 TEST_F(STCliTest, NoKeyIsReadBeforeTheFirstQuietMoment) {
-  play = [](FakeToolRun&) { host().console.AwaitReads(1); };
-  const auto before = std::chrono::steady_clock::now();
+  play = [](FakeToolRun&) {
+    host().timer.Advance(250);
+    // By the third look at the time a pass that found something due has read a key.
+    host().timer.AwaitLooks(6);
+    EXPECT_EQ(host().console.Reads(), 0);
+    host().timer.Advance(1);
+    host().console.AwaitReads(1);
+  };
   Execute({"-i"});
-  // A part of a millisecond is less than a tick.
-  EXPECT_GE(std::chrono::steady_clock::now() - before,
-            tarvex::kToolCadence - std::chrono::milliseconds(1));
 }
 
 TEST_F(STCliTest, NoProgressIsDrawnHoweverLongARunTakes) {
   play = [](FakeToolRun& run) {
     run.Fire("OnDeviceInit", "DeviceInit", {"0"});
     run.Fire("OnProgress", "Progress", {"50"});
+    host().timer.AdvanceWithEachLook(251);
     host().console.AwaitReads(3);
   };
   EXPECT_EQ(Execute({"-i"}), kHeader + "=> Disk A \n");
@@ -215,7 +217,7 @@ TEST_F(STCliTest, ATerminationRequestStopsTheRun) {
 
 TEST_F(STCliTest, WhatTheServiceSaysWrongEndsTheCommandInOrder) {
   module.AddDevice("2", "Disk C");  // does not say whether it rotates
-  EXPECT_THROW(Execute({"-l"}), std::out_of_range);
+  EXPECT_THROW(Execute({"-l"}), ToolDataError);
   EXPECT_EQ(host().signals.handlers.size(), 0U);
 }
 

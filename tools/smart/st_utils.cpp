@@ -8,7 +8,6 @@ void STUtils::filterDevices(bool refresh) {
 
 void STUtils::prepareExecution(const std::set<std::string>& selection) {
   selection_ = &selection;
-  ClearRunDevices();
   for (const ToolDeviceRecord& device : records()) {
     if (selection.empty() || selection.count(device.id) != 0) AddRunDevice(device);
   }

@@ -11,11 +11,11 @@ class STUtils : public ToolDevices {
   explicit STUtils(const ToolTarget& target) : ToolDevices(target) {}
 
   // Sets the filtering operation, which stays set through the run, and reads the module's devices;
-  // the tool itself is not run. `refresh` searches anew first. Throws std::out_of_range for a
+  // the tool itself is not run. `refresh` searches anew first. Throws ToolDataError for a
   // device that does not say whether it rotates.
   void filterDevices(bool refresh);
-  // Gathers the devices of the run: those of the selection, which stays where it is until the run
-  // is over, or all for an empty one.
+  // Adds to the devices of the run those of the selection, which stays where it is until the run is
+  // over, or all for an empty one.
   void prepareExecution(const std::set<std::string>& selection);
 
  private:
