@@ -278,6 +278,37 @@ TEST_F(EventLoop, LogOffAndShutdownAreHeldWhileEachPlanRuns) {
   EXPECT_EQ(GetProcessState().systemEventHoldMask, 0U);
 }
 
+TEST_F(EventLoop, TheEventsGoWhenAPlanIsOverAndNotWithTheModule) {
+  // Notes the mask at the look at the abort key that comes between two plans.
+  class BetweenPlans : public OrvanStdio {
+   public:
+    explicit BetweenPlans(std::vector<std::uint32_t>& masks) : masks_(masks) {}
+    ViewResult EndSuite(std::string text, double seconds, bool failed) override {
+      deviceOver_ = true;
+      return OrvanStdio::EndSuite(std::move(text), seconds, failed);
+    }
+    ViewResult ShowSuiteProgress(int /*percent*/, double /*seconds*/) override {
+      planOver_ = deviceOver_;
+      return 0;
+    }
+    bool IsAbortRequested() override {
+      if (planOver_) masks_.push_back(GetProcessState().systemEventHoldMask);
+      planOver_ = deviceOver_ = false;
+      return false;
+    }
+
+   private:
+    std::vector<std::uint32_t>& masks_;
+    bool deviceOver_ = false;
+    bool planOver_ = false;
+  };
+  EXPECT_EQ(Parse({"-Mstorage", "-Qf"}), 0);
+  std::vector<std::uint32_t> masks;
+  cli->view = std::make_unique<BetweenPlans>(masks);
+  cli->RunSelection();
+  EXPECT_EQ(masks, std::vector<std::uint32_t>{0});
+}
+
 TEST_F(EventLoop, AnEarlyStopLetsTheEventsGoToo) {
   storage->deviceList.clear();
   Run({"-Mstorage"});
