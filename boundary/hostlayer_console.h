@@ -13,4 +13,8 @@ class HostConsole {
   // while the process is in the terminal's background or has no terminal. A lone Escape is
   // kKeyEscape; keys that send escape sequences (arrows, function keys) are not Escape.
   virtual int ReadKey() = 0;
+  // Keys that are pressed from now on wait for ReadKey and are not shown, as from the first ReadKey
+  // on. For who draws before it looks for keys. Nothing in the terminal's background and without a
+  // terminal.
+  virtual void TakeKeyboard() = 0;
 };

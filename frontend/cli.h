@@ -166,6 +166,7 @@ class Cli {
   void StartService();
   void ReplaySystemEvents();
   void ForgetService();
+  bool WillReadKeys() const;
   void PrintBanner();
   int RunSettingsStep(std::string& errorText);
   void FillSettings(OrvanSettings& settings) const;

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cstdlib>
 
 #include "boundary/hostlayer.h"
@@ -81,6 +82,7 @@ int Cli::Parse(int argc, char** argv) {
     if ((flags & CLI_FLAG_TOOL) != 0) return 0;
     code = ValidateSelections(errorText);
   }
+  if (code == kParseOk && WillReadKeys()) view->TakeKeyboard();
   ComposeWarnings();
   if (view != nullptr) PrintBanner();
   if (code == kParseOk) {
@@ -113,6 +115,14 @@ int Cli::CreateView() {
   }
   view->SetQuiet(background);
   return view->Open();
+}
+
+// Whether the line asks for a run that looks at the abort key.
+bool Cli::WillReadKeys() const {
+  if ((flags & (CLI_FLAG_INFORMATION | CLI_FLAG_SUPERVISED)) != 0) return false;
+  const auto isThere = [](const auto& entry) { return entry.second->module != nullptr; };
+  const auto& chosen = (flags & CLI_FLAG_RUN_ALL) != 0 ? runAllModules : selectedModules;
+  return std::any_of(chosen.begin(), chosen.end(), isThere);
 }
 
 void Cli::PrintBanner() {

@@ -60,6 +60,11 @@ int Console::ReadKey() {
   return decoder.Next(std::chrono::steady_clock::now());
 }
 
+void Console::TakeKeyboard() {
+  const std::lock_guard lock(SharedKeyboard().mutex);
+  PrepareTerminal();
+}
+
 void Console::Release(HostConsole* console) {
   {
     Keyboard& keyboard = SharedKeyboard();

@@ -18,6 +18,7 @@ class Console final : public HostConsole {
   Console& operator=(const Console&) = delete;
 
   int ReadKey() override;
+  void TakeKeyboard() override;
 
   // Ends the use that the pointer names, unless it has ended. Any thread.
   static void Release(HostConsole* console);

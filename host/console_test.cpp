@@ -73,6 +73,10 @@ int Obey(TerminalJob& job) {
       case 'w':  // looks until there is a key
         job.Report(std::to_string(WaitForKey(*console)));
         break;
+      case 'p':
+        console->TakeKeyboard();
+        job.Report("done");
+        break;
       case 'i':  // lets what was typed arrive
         job.WaitForInput();
         job.Report("done");
@@ -150,6 +154,27 @@ class ConsoleTest : public testing::Test {
   TerminalJob job_{Obey};
   termios before_{};
 };
+
+TEST_F(ConsoleTest, TheKeyboardCanBeTakenBeforeTheFirstLook) {
+  EXPECT_EQ(job_.Ask('p'), "done");
+  EXPECT_TRUE(job_.IsRaw());
+  job_.Type("q");
+  EXPECT_EQ(job_.Ask('w'), std::to_string('q'));
+  EXPECT_EQ(job_.Ask('r'), "done");
+  ExpectPutBack();
+}
+
+TEST_F(ConsoleTest, KeysOfBeforeTheTakingAreRead) {
+  job_.Type("\x1b");
+  EXPECT_EQ(job_.Ask('p'), "done");
+  EXPECT_EQ(job_.Ask('w'), "27");
+}
+
+TEST_F(ConsoleTest, TheKeyboardIsNotTakenInTheBackground) {
+  EXPECT_EQ(job_.Ask('b'), "done");
+  EXPECT_EQ(job_.Ask('p'), "done");
+  EXPECT_FALSE(job_.IsRaw());
+}
 
 TEST_F(ConsoleTest, LeavesTheTerminalAloneUntilAKeyIsRead) {
   EXPECT_EQ(job_.Ask('n'), "done");

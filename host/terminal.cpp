@@ -99,11 +99,14 @@ bool MakeRaw(int terminal) {
 
 }  // namespace
 
+bool PrepareTerminal() {
+  return OpenTerminal() && IsForeground(descriptor.load()) && MakeRaw(descriptor.load());
+}
+
 std::size_t ReadTerminal(unsigned char* bytes, std::size_t size,
                          std::chrono::milliseconds patience) {
-  if (!OpenTerminal()) return 0;
+  if (!PrepareTerminal()) return 0;
   const int terminal = descriptor.load();
-  if (!IsForeground(terminal) || !MakeRaw(terminal)) return 0;
   pollfd waiting{terminal, POLLIN, 0};
   if (::poll(&waiting, 1, static_cast<int>(patience.count())) <= 0 ||
       (waiting.revents & POLLIN) == 0)

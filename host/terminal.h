@@ -10,8 +10,12 @@ namespace tarvex {
 // read nor set.
 //
 // Reading puts the terminal into a state without line editing, echo, flow control and carriage
-// return translation (Control-C and its kin still send signals). From the first reading on, the
-// terminal is put back on every end of the process that a handler can see, and while it is stopped.
+// return translation (Control-C and its kin still send signals). From then on the terminal is put
+// back on every end of the process that a handler can see, and while it is stopped.
+
+// Puts the terminal into that state, from which reading takes it anyway: for who draws before it
+// reads. False where the terminal is not ours to read. Opens it on first use. Main thread.
+bool PrepareTerminal();
 
 // Reads up to `size` bytes and returns their number, 0 when none came within `patience`. Opens the
 // terminal on first use. Main thread.

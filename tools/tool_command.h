@@ -57,7 +57,7 @@ class ToolCommand : public ToolCli {
     const Parser parser(utils_, bootable_);
     ToolSpinner spinner(
         std::move(viewStart), [this] { view_->ShowScanning(); }, *context_.timer);
-    return parser.Parse(argc, argv, spinner, line_);
+    return parser.Parse(argc, argv, spinner, keyboard_, line_);
   }
   // Shows what is known once the line is read: the header, and what is wrong with the line.
   void ShowStart(bool parsed, bool noEscape) {

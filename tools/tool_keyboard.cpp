@@ -13,6 +13,10 @@ ToolKeyboard::~ToolKeyboard() {
   if (console_ != nullptr) release_console_instance(console_);
 }
 
+void ToolKeyboard::Take() {
+  if (console_ != nullptr) console_->TakeKeyboard();
+}
+
 int ToolKeyboard::ReadKey() {
   return console_ == nullptr ? kNoKey : console_->ReadKey();
 }

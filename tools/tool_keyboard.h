@@ -13,6 +13,8 @@ class ToolKeyboard {
   ToolKeyboard(const ToolKeyboard&) = delete;
   ToolKeyboard& operator=(const ToolKeyboard&) = delete;
 
+  // Keys are kept for ReadKey from now on, and not shown.
+  void Take();
   // The code of the next key press, or kNoKey; does not wait.
   int ReadKey();
   // The code of the next key press. Sleeps until there is one, or none can come any more, which is

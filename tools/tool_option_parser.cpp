@@ -3,16 +3,18 @@
 #include <utility>
 
 #include "tools/tool_devices.h"
+#include "tools/tool_keyboard.h"
 #include "tools/tool_spinner.h"
 
 ToolOptionParser::ToolOptionParser(const ToolGrammar& grammar, const ToolDevices& devices,
                                    std::function<void()> search, bool bootable)
     : grammar_(grammar), devices_(devices), search_(std::move(search)), bootable_(bootable) {}
 
-bool ToolOptionParser::Parse(int argc, char** argv, ToolSpinner& spinner,
+bool ToolOptionParser::Parse(int argc, char** argv, ToolSpinner& spinner, ToolKeyboard& keyboard,
                              ToolCommandLine& line) const {
   const ToolDeviceSource source{
-      [this, &spinner] {
+      [this, &spinner, &keyboard, &line] {
+        if ((line.flags & kToolFlagOperation) != 0) keyboard.Take();
         const ToolSpinner::Scan scan(spinner);
         search_();
       },

@@ -5,6 +5,7 @@
 #include "tools/tool_command_line.h"
 
 class ToolDevices;
+class ToolKeyboard;
 class ToolSpinner;
 
 // Reads what stands behind a tool's option. A tool's own parser is its grammar and its search for
@@ -12,8 +13,9 @@ class ToolSpinner;
 class ToolOptionParser {
  public:
   // As tarvex::ParseToolLine. Where the line is about devices it has them searched, while the
-  // spinner shows it.
-  bool Parse(int argc, char** argv, ToolSpinner& spinner, ToolCommandLine& line) const;
+  // spinner shows it; where an operation is asked for, the keyboard is taken before that.
+  bool Parse(int argc, char** argv, ToolSpinner& spinner, ToolKeyboard& keyboard,
+             ToolCommandLine& line) const;
   // Whether the system is bootable, as the program says. No option depends on it.
   bool bootable() const { return bootable_; }
 

@@ -7,14 +7,16 @@
 
 #include "tests/fakes/tool_test.h"
 #include "tools/tool_devices.h"
+#include "tools/tool_keyboard.h"
 #include "tools/tool_spinner.h"
 
 namespace {
 
 constexpr std::array kLongOptions{option{nullptr, 0, nullptr, 0}};
 constexpr std::array kRows{ToolOptionRow{'h', kToolFlagHelp | kToolFlagInformation},
+                           ToolOptionRow{'l', kToolFlagList | kToolFlagInformation},
                            ToolOptionRow{'r', kToolFlagOperation}};
-constexpr ToolGrammar kGrammar{"rh", kLongOptions, kRows, nullptr, "|ALL_INVALID"};
+constexpr ToolGrammar kGrammar{"rlh", kLongOptions, kRows, nullptr, "|ALL_INVALID"};
 
 class SomeDevices : public ToolDevices {
  public:
@@ -33,10 +35,11 @@ class ToolOptionParserTest : public ToolTest {
   ToolOptionParserTest() : devices(Target()) { AddDevice("0", "Disk A"); }
   bool Parse(const SomeParser& parser, ToolSpinner& spinner, const char* option) {
     ToolArgv argv({"-Mstorage", "-Tsome", option, "0,1"});
-    return parser.Parse(argv.Count(), argv.Data(), spinner, line);
+    return parser.Parse(argv.Count(), argv.Data(), spinner, keyboard, line);
   }
 
   SomeDevices devices;
+  ToolKeyboard keyboard;
   ToolCommandLine line;
 };
 
@@ -65,6 +68,24 @@ TEST_F(ToolOptionParserTest, TheSpinnerDrawsDuringTheSearch) {
     EXPECT_EQ(drawn.get_future().wait_for(std::chrono::seconds(20)), std::future_status::ready);
   });
   Parse(parser, spinner, "-r");
+}
+
+TEST_F(ToolOptionParserTest, AnOperationTakesTheKeyboardBeforeTheSearch) {
+  std::vector<std::string> steps;
+  TheFakeHost().console.onTake = [&steps] { steps.push_back("taken"); };
+  ToolSpinner spinner([] {}, [] {});
+  const SomeParser parser(devices, [&steps] { steps.push_back("searched"); });
+  Parse(parser, spinner, "-r");
+  EXPECT_EQ(steps, (std::vector<std::string>{"taken", "searched"}));
+}
+
+TEST_F(ToolOptionParserTest, AListTakesNoKeyboard) {
+  bool searched = false;
+  TheFakeHost().console.onTake = [] { FAIL(); };
+  ToolSpinner spinner([] {}, [] {});
+  const SomeParser parser(devices, [&searched] { searched = true; });
+  Parse(parser, spinner, "-l");
+  EXPECT_TRUE(searched);
 }
 
 TEST_F(ToolOptionParserTest, WhetherTheSystemIsBootableIsKept) {

@@ -195,6 +195,10 @@ bool OrvanStdio::IsAbortRequested() {
   return GetProcessState().abortFlag;
 }
 
+void OrvanStdio::TakeKeyboard() {
+  if (!quiet_ && console_ != nullptr) console_->TakeKeyboard();
+}
+
 bool OrvanStdio::AskYesNo() {
   if (console_ == nullptr) {
     return false;

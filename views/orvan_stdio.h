@@ -74,6 +74,9 @@ class OrvanStdio {
   virtual ViewResult Open();
   // A quiet view never reads the keyboard.
   virtual void SetQuiet(bool value);
+  // For a run whose abort key counts: makes the keyboard ready before the first line is drawn, so
+  // that no key is shown among the lines. Nothing for a quiet view.
+  void TakeKeyboard();
 
  protected:
   // kViewOk while the console stream is good, else `failure`.

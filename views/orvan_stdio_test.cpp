@@ -254,6 +254,19 @@ TEST_F(OrvanStdioTest, QuietViewNeverReadsTheKeyboard) {
   EXPECT_TRUE(view_.IsAbortRequested());
 }
 
+TEST_F(OrvanStdioTest, TheKeyboardIsTakenUnlessTheViewIsQuiet) {
+  view_.TakeKeyboard();
+  EXPECT_EQ(host_->console.takes, 0) << "not open yet";
+  view_.Open();
+  view_.SetQuiet(true);
+  view_.TakeKeyboard();
+  EXPECT_EQ(host_->console.takes, 0);
+  view_.SetQuiet(false);
+  view_.TakeKeyboard();
+  EXPECT_EQ(host_->console.takes, 1);
+  EXPECT_EQ(host_->console.reads, 0);
+}
+
 TEST_F(OrvanStdioTest, ViewWithoutConsoleCanBePolled) {
   EXPECT_FALSE(view_.IsAbortRequested());
   host_->hasConsole = false;

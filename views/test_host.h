@@ -24,9 +24,11 @@
 class TestConsole : public HostConsole {
  public:
   int ReadKey() override;
+  void TakeKeyboard() override { ++takes; }
 
   std::deque<int> keys;
   int reads = 0;
+  int takes = 0;
 };
 
 // Each reading of the clock is one millisecond after the one before.

@@ -12,6 +12,10 @@ int FakeConsole::ReadKey() {
   return key;
 }
 
+void FakeConsole::TakeKeyboard() {
+  if (onTake) onTake();
+}
+
 void FakeConsole::Press(int key) {
   const std::lock_guard guard(lock_);
   keys_.push_back(key);

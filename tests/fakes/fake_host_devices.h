@@ -15,7 +15,9 @@
 class FakeConsole : public HostConsole {
  public:
   int ReadKey() override;
+  void TakeKeyboard() override;
 
+  std::function<void()> onTake;  // called by TakeKeyboard
   void Press(int key);
   // How often a key was asked for.
   int Reads();

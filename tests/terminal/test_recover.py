@@ -49,7 +49,7 @@ def asking(world):
     """The program at its question, looking for keys."""
     terminal = Terminal(world, REPAIR)
     terminal.expect(QUESTION)
-    eventually(terminal.reads_single_keys)
+    assert terminal.reads_single_keys()
     return terminal
 
 
