@@ -30,7 +30,8 @@ def world(tmp_path):
         run.append(step("OnDeviceFinish", DeviceFinish=["0", "9"], SectorsInfo=counts))
     run.append(step("OnDeviceInit", DeviceInit=["0"]))
     run.append(step("OnRecoverFinish", 60000))
-    abort = [step("OnDeviceFinish", DeviceFinish=["0", "8"]), step("OnRecoverFinish")]
+    canceled = step("OnDeviceFinish", DeviceFinish=["0", "8"], SectorsInfo=counts)
+    abort = [canceled, step("OnRecoverFinish")]
     tool = {"name": "recover_bad_sectors", "hint": "recover", "run": run, "abort": abort}
     device = {"id": "0", "name": "Disk A", "properties": {"NonRotatingMedia": "F"}}
     module = {"name": "storage", "devices": [device], "tools": [tool]}
