@@ -4,6 +4,7 @@
 #include "frontend/cli.h"
 #include "frontend/message_keys.h"
 #include "frontend/parse_text.h"
+#include "system/outside_text.h"
 #include "system/string_handler.h"
 
 namespace {
@@ -12,6 +13,11 @@ std::string WithoutBlanks(StringHandler& handler, const std::string& text) {
   std::string result;
   handler.RemoveBlanks(text, result);
   return result;
+}
+
+// A word as the service gives ids out.
+std::string DeviceToken(StringHandler& handler, const std::string& word) {
+  return tarvex::WithoutSteering(WithoutBlanks(handler, word));
 }
 
 // The thing among `candidates` whose key belongs to a catalogue entry of that long or short name;
@@ -46,7 +52,7 @@ int Cli::ScanWords(int first, int last, char** argv, std::string& errorText) {
   for (int i = first; i <= last; ++i) {
     ++argsScanned;
     if (consumedArgs.count(argv[i]) != 0) continue;
-    const std::string token = WithoutBlanks(*stringHandler, argv[i]);
+    const std::string token = DeviceToken(*stringHandler, argv[i]);
     if (token.empty()) continue;
     if (token == "-") {
       errorText += std::string(kKeyFollowingDevicesMissing) + ": -";
@@ -59,7 +65,7 @@ int Cli::ScanWords(int first, int last, char** argv, std::string& errorText) {
     if (selection == nullptr) {
       errorText = std::string(kKeyGarbage) + "(";
       for (int rest = i; rest <= last; ++rest) {
-        errorText += argv[rest];
+        errorText += tarvex::InLine(argv[rest]);
         if (rest < last) errorText += ", ";
       }
       errorText += std::string(") ") + kKeyOutsideModule;
@@ -132,8 +138,9 @@ int Cli::ParseDiagnostic(const std::shared_ptr<CliDiagnostic>& diagnostic, std::
 }
 
 // A word that is no test is the name of a device on which the diagnostic is to run.
-void Cli::NoteDeviceInText(const std::string& item,
+void Cli::NoteDeviceInText(const std::string& word,
                            const std::shared_ptr<CliDiagnostic>& diagnostic) {
+  const std::string item = tarvex::WithoutSteering(word);
   AddOnce(testsTakenAsDevices, item);
   ModuleSelection* selection = CurrentSelection();
   if (selection->devices.Find(item) != nullptr) AddWarning(kKeyRedundantDevice);

@@ -200,7 +200,7 @@ class Cli {
   int ScanWords(int first, int last, char** argv, std::string& errorText);
   int NextWordIndex() const { return lastModuleArgIndex + argsScanned + 1; }
   ModuleSelection* CurrentSelection();
-  void NoteDeviceInText(const std::string& item, const std::shared_ptr<CliDiagnostic>& diagnostic);
+  void NoteDeviceInText(const std::string& word, const std::shared_ptr<CliDiagnostic>& diagnostic);
 
   // Run plan.
   void AddDefaultDiagnostic(ModuleSelection& selection);

@@ -9,6 +9,7 @@
 #include "frontend/forbidden_bytes.h"
 #include "frontend/message_keys.h"
 #include "frontend/option_scan.h"
+#include "system/outside_text.h"
 #include "system/string_handler.h"
 
 namespace {
@@ -212,11 +213,13 @@ DiagTool* Cli::FindTool(ModuleSelection& selection, const std::string& name) {
 }
 
 int Cli::ResolveTool(std::string& errorText) {
+  const std::string module = tarvex::InLine(currentModule);
+  const std::string tool = tarvex::InLine(toolName);
   ModuleSelection* selection = CurrentSelection();
   if (selection == nullptr || selection->module == nullptr) {
     MergeResult(kResultNoModule);
-    errorText = std::string(kKeyFollowingModulesMissing) + ": " + currentModule + " - hence the " +
-                toolName + " tool can not be executed";
+    errorText = std::string(kKeyFollowingModulesMissing) + ": " + module + " - hence the " + tool +
+                " tool can not be executed";
     return kParseFatal;
   }
   chosenTool = FindTool(*selection, toolName);
@@ -225,12 +228,12 @@ int Cli::ResolveTool(std::string& errorText) {
     return kParseOk;
   }
   MergeResult(kResultNoTool);
-  errorText = "The following tool is not available to the " + currentModule +
-              " module: " + toolName + "\n\n> |Available tools to " + currentModule + " module: ";
+  errorText = "The following tool is not available to the " + module + " module: " + tool +
+              "\n\n> |Available tools to " + module + " module: ";
   if (selection->tools != nullptr) {
-    for (DiagTool* tool : *selection->tools) {
+    for (DiagTool* offered : *selection->tools) {
       std::string hint;
-      errorText += tool->GetHint(hint);
+      errorText += offered->GetHint(hint);
     }
   }
   return kParseFatal;

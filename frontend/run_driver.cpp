@@ -7,6 +7,7 @@
 #include "frontend/module_run.h"
 #include "frontend/system_event_handlers.h"
 #include "frontend/thread_manager.h"
+#include "system/outside_text.h"
 #include "system/process_state.h"
 #include "views/cli_event_queue.h"
 #include "views/cli_suite_listener.h"
@@ -75,7 +76,7 @@ void Cli::PrintWarningList(const std::string& key, const std::vector<std::string
   view->PrintSentence(std::string(tarvex::kWarningTag) + " ", false);
   view->PrintSentence(key + ": ", false);
   for (std::size_t i = 0; i < names.size(); ++i) {
-    view->PrintUnicode(names[i], false);
+    view->PrintUnicode(tarvex::InLine(names[i]), false);
     if (i + 1 < names.size()) view->PrintSentence(", ", false);
   }
   view->PrintNewLine();

@@ -4,6 +4,7 @@
 #include "boundary/orvan_service.h"
 #include "frontend/cli.h"
 #include "frontend/message_keys.h"
+#include "system/outside_text.h"
 #include "system/string_handler.h"
 #include "views/hdk_io.h"
 #include "views/message_keys.h"
@@ -157,7 +158,7 @@ std::string Cli::ValidateOneTest(DiagDevice* device, const CliTest& test) {
     const bool isKnown = std::any_of(
         known.begin(), known.end(),
         [&](const TestParameter& parameter) { return Upper(parameter.name) == Upper(parts[0]); });
-    lines << separator << tarvex::kIndent << tarvex::kIndent << parts[0] << ": "
+    lines << separator << tarvex::kIndent << tarvex::kIndent << tarvex::InLine(parts[0]) << ": "
           << (isKnown ? "OK" : kKeyInvalidParameter);
     separator = "\n";
   }

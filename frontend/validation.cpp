@@ -3,6 +3,7 @@
 #include "boundary/orvan_service.h"
 #include "frontend/cli.h"
 #include "frontend/message_keys.h"
+#include "system/outside_text.h"
 #include "views/orvan_stdio.h"
 
 namespace {
@@ -27,7 +28,7 @@ std::string JoinNames(const std::vector<std::string>& names) {
   std::string text;
   for (const std::string& name : names) {
     if (!text.empty()) text += kBetweenNames;
-    text += name;
+    text += tarvex::InLine(name);
   }
   return text;
 }

@@ -2,7 +2,10 @@
 
 #include <unistd.h>
 
+#include <cstdint>
+
 #include "system/descriptor_writer.h"
+#include "system/outside_text.h"
 #include "system/text_conversion.h"
 
 namespace tarvex {
@@ -10,19 +13,13 @@ namespace {
 
 constexpr char kTold[] = "TarvexDiagnosticsCLI: ";
 constexpr int kPatienceMs = 1000;
-constexpr wchar_t kReplacement = 0xFFFD;
-
-// C0, DEL and C1. Source: ISO/IEC 6429.
-bool IsControl(wchar_t character) {
-  return character < 0x20 || (character >= 0x7F && character < 0xA0);
-}
 
 }  // namespace
 
 std::string NoticeLine(std::string_view text) {
   std::string line = kTold;
   for (const wchar_t character : Utf8ToWideLenient(text)) {
-    AppendUtf8(line, IsControl(character) ? kReplacement : character);
+    AppendUtf8(line, IsSteering(static_cast<std::uint32_t>(character)) ? kReplacement : character);
   }
   return line + '\n';
 }

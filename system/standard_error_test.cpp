@@ -21,8 +21,8 @@ TEST(StandardError, KeepsUtf8) {
 }
 
 TEST(StandardError, ShowsControlCharactersAsReplacements) {
-  EXPECT_EQ(NoticeLine("a\nb\x1b[2J\x7f\u0085\u009B"),
-            "TarvexDiagnosticsCLI: a\uFFFDb\uFFFD[2J\uFFFD\uFFFD\uFFFD\n");
+  EXPECT_EQ(NoticeLine("a\nb\x1b[2J\x7f\u0085\u009B\u202E\u2028"),
+            "TarvexDiagnosticsCLI: a\uFFFDb\uFFFD[2J\uFFFD\uFFFD\uFFFD\uFFFD\uFFFD\n");
   EXPECT_EQ(NoticeLine("\xff"), "TarvexDiagnosticsCLI: \uFFFD\n");
   EXPECT_EQ(NoticeLine(std::string_view("\0", 1)), "TarvexDiagnosticsCLI: \uFFFD\n");
 }

@@ -5,7 +5,10 @@
 
 namespace {
 
-constexpr wchar_t kReplacement = 0xFFFD;
+using tarvex::DecodedCharacter;
+using tarvex::DecodeUtf8;
+using tarvex::kReplacement;
+
 constexpr std::uint32_t kLastCharacter = 0x10FFFF;
 
 // A wide character is a signed number here; a negative one is no character.
@@ -41,32 +44,6 @@ const LeadByte* FindLead(unsigned char byte) {
     if (byte >= lead.first && byte <= lead.last) return &lead;
   }
   return nullptr;
-}
-
-struct Decoded {
-  wchar_t character;
-  std::size_t length;  // bytes taken, at least 1
-  bool good;
-};
-
-// Decodes what `text` begins with; `text` is not empty. Bad input takes its maximal ill-formed
-// part.
-Decoded DecodeOne(std::string_view text) {
-  const auto leadByte = static_cast<unsigned char>(text[0]);
-  const LeadByte* const lead = FindLead(leadByte);
-  if (lead == nullptr) return {kReplacement, 1, false};
-  std::uint32_t value = leadByte & kLeadMask[lead->following];
-  unsigned char least = lead->secondFirst;
-  unsigned char most = lead->secondLast;
-  for (std::size_t at = 1; at <= lead->following; ++at) {
-    if (at >= text.size()) return {kReplacement, at, false};
-    const auto byte = static_cast<unsigned char>(text[at]);
-    if (byte < least || byte > most) return {kReplacement, at, false};
-    value = value << 6 | (byte & 0x3FU);
-    least = 0x80;
-    most = 0xBF;
-  }
-  return {static_cast<wchar_t>(value), lead->following + 1U, true};
 }
 
 void AppendValue(std::string& text, std::uint32_t value) {
@@ -109,7 +86,7 @@ std::wstring Utf8ToWide(std::string_view text) {
   std::wstring wide;
   wide.reserve(text.size());
   while (!text.empty()) {
-    const Decoded decoded = DecodeOne(text);
+    const DecodedCharacter decoded = DecodeUtf8(text);
     if (!decoded.good) return {};
     wide.push_back(decoded.character);
     text.remove_prefix(decoded.length);
@@ -141,11 +118,29 @@ std::string WideToNarrow(std::wstring_view text, unsigned codePage) {
 
 namespace tarvex {
 
+DecodedCharacter DecodeUtf8(std::string_view text) {
+  const auto leadByte = static_cast<unsigned char>(text[0]);
+  const LeadByte* const lead = FindLead(leadByte);
+  if (lead == nullptr) return {kReplacement, 1, false};
+  std::uint32_t value = leadByte & kLeadMask[lead->following];
+  unsigned char least = lead->secondFirst;
+  unsigned char most = lead->secondLast;
+  for (std::size_t at = 1; at <= lead->following; ++at) {
+    if (at >= text.size()) return {kReplacement, at, false};
+    const auto byte = static_cast<unsigned char>(text[at]);
+    if (byte < least || byte > most) return {kReplacement, at, false};
+    value = value << 6 | (byte & 0x3FU);
+    least = 0x80;
+    most = 0xBF;
+  }
+  return {static_cast<wchar_t>(value), lead->following + 1U, true};
+}
+
 std::wstring Utf8ToWideLenient(std::string_view text) {
   std::wstring wide;
   wide.reserve(text.size());
   while (!text.empty()) {
-    const Decoded decoded = DecodeOne(text);
+    const DecodedCharacter decoded = DecodeUtf8(text);
     wide.push_back(decoded.character);
     text.remove_prefix(decoded.length);
   }

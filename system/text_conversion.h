@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -19,6 +20,19 @@ std::wstring NarrowToWide(std::string_view text, unsigned codePage);
 std::string WideToNarrow(std::wstring_view text, unsigned codePage);
 
 namespace tarvex {
+
+// U+FFFD, which stands for what cannot be shown.
+inline constexpr wchar_t kReplacement = 0xFFFD;
+inline constexpr std::string_view kReplacementUtf8 = "\xEF\xBF\xBD";
+
+struct DecodedCharacter {
+  wchar_t character;   // U+FFFD when it is not good
+  std::size_t length;  // bytes taken, at least 1
+  bool good;
+};
+// Decodes what `text`, which is not empty, begins with. Bad input takes its maximal ill-formed
+// part.
+DecodedCharacter DecodeUtf8(std::string_view text);
 
 // Decodes all of the text, zero bytes included. Each maximal ill-formed part gives one U+FFFD.
 std::wstring Utf8ToWideLenient(std::string_view text);

@@ -4,6 +4,7 @@
 #include <array>
 
 #include "boundary/hostlayer.h"
+#include "system/outside_text.h"
 #include "system/string_handler.h"
 #include "tools/key_to_text.h"
 #include "tools/message_keys.h"
@@ -28,7 +29,8 @@ constexpr std::array kRefusals{Refusal{'?', kToolUnrecognizedOption},
 std::vector<std::string> Words(int argc, char** argv) {
   std::vector<std::string> words;
   for (int i = kFirstArgument; i < argc; ++i) {
-    if (argv[i][0] != '-') words.emplace_back(argv[i]);
+    // As the service gives ids out.
+    if (argv[i][0] != '-') words.push_back(WithoutSteering(argv[i]));
   }
   return words;
 }

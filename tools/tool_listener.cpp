@@ -1,6 +1,7 @@
 #include "tools/tool_listener.h"
 
 #include "boundary/orvan_service_objects.h"
+#include "system/outside_text.h"
 #include "tools/decimal.h"
 #include "tools/tool_data_error.h"
 
@@ -21,7 +22,7 @@ std::int32_t ToolReport::Number(const std::string& property, std::size_t index) 
 }
 
 const ToolDeviceRecord* ToolReport::Device(const std::string& property, std::size_t index) const {
-  return devices_.findDevice(Item(property, index));
+  return devices_.findDevice(tarvex::WithoutSteering(Item(property, index)));
 }
 
 ToolListener::ToolListener(ToolEventQueue& queue, const ToolDevices& devices,

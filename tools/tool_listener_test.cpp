@@ -87,6 +87,17 @@ TEST_F(ToolListenerTest, NumbersAreReadFromTheTool) {
   EXPECT_EQ(Next(), 42);
 }
 
+TEST_F(ToolListenerTest, AToolsOwnIdNamesTheDeviceThatIsShown) {
+  // The service gives out ids with U+FFFD, and properties as they are but for the layout.
+  AddDevice("a\uFFFDb\uFFFD", "Disk");
+  SomeDevices other(Target());
+  ToolListener own(queue, other, kRows);
+  EXPECT_TRUE(SendTo(own, "OnDevice", "Device",
+                     {"a\x1A"
+                      "b\u202E"}));
+  EXPECT_EQ(Next(), 2);
+}
+
 TEST_F(ToolListenerTest, AShortListIsAnErrorOnTheServicesThread) {
   tool.SetToolProperty("Number", {"x"});
   EXPECT_THROW(listener->Dispatch(&tool, "OnNumber"), std::out_of_range);

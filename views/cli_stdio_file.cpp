@@ -4,9 +4,17 @@
 
 #include "boundary/hostlayer.h"
 #include "system/filesystem.h"
+#include "system/outside_text.h"
 #include "system/system_path.h"
 #include "views/key_format.h"
 #include "views/message_keys.h"
+
+namespace {
+
+// What the program lays a report out with: listings, and the end of a device scan.
+constexpr std::string_view kReportLayout = "\t\n\r";
+
+}  // namespace
 
 CliStdioFile::CliStdioFile(std::string path) {
   const std::string normalized = CliStdioFile::NormalizePath(std::move(path));
@@ -25,7 +33,7 @@ ViewResult CliStdioFile::WriteText(std::string_view text, bool newLine) {
   if (!outputStream_.IsOpen()) {
     return ReportClosedFile();
   }
-  outputStream_.Write(text);
+  outputStream_.Write(tarvex::WithoutSteering(text, kReportLayout));
   if (newLine) {
     outputStream_.Write("\n");
     outputStream_.Flush();
@@ -44,7 +52,7 @@ ViewResult CliStdioFile::ReportClosedFile() {
 }
 
 ViewResult CliStdioFile::PrintField(std::string name, std::string value, bool newLine) {
-  return WriteText(tarvex::FormatFieldName(name) + value, newLine);
+  return WriteText(tarvex::InLine(tarvex::FormatFieldName(name) + value), newLine);
 }
 
 ViewResult CliStdioFile::PrintText(std::string text, bool newLine, bool format, bool titleCase,

@@ -7,6 +7,7 @@
 #include <fstream>
 #include <iterator>
 
+#include "system/steering_texts.h"
 #include "views/console_capture.h"
 #include "views/test_host.h"
 
@@ -197,6 +198,34 @@ TEST_F(OpenReportTest, BytesGoUnchanged) {
   view_.PrintUnicode("\xC3\xA9\xFF", true);
   view_.PrintRaw("\xC3\xA9\xFF", true);
   EXPECT_EQ(Report(), "\xC3\xA9\xFF\n\xC3\xA9\xFF\n");
+}
+
+TEST_F(OpenReportTest, WhatSteersATerminalIsReplacedAndTheLayoutStays) {
+  view_.PrintRaw("a\tb\nc\x1b[2J\b\u202E\u009B\x9B.", true);
+  EXPECT_EQ(Report(), "a\tb\nc\uFFFD[2J\uFFFD\uFFFD\uFFFD\uFFFD.\n");
+}
+
+TEST_F(OpenReportTest, NoValueMakesALine) {
+  view_.PrintField("ID", "7\nID\t9\r", true);
+  EXPECT_EQ(Report(), "Id                        7\uFFFDID\uFFFD9\uFFFD\n");
+}
+
+TEST_F(OpenReportTest, NoOperationWritesWhatSteers) {
+  const std::string hostile = tarvex::testing::SteeringText();
+  view_.PrintField(hostile, hostile, true);
+  view_.PrintSentence(hostile, true);
+  view_.PrintTitle(hostile, true);
+  view_.PrintRaw(hostile, true);
+  view_.PrintUnicode(hostile, true);
+  view_.BeginModule(hostile);
+  view_.BeginSuite(hostile, hostile);
+  view_.BeginDiagnostic(hostile);
+  view_.BeginTest(hostile, {});
+  view_.EndDiagnostic();
+  view_.ShowDeviceScan(hostile, true);
+  view_.EndSuite(hostile, 1, false);
+  view_.FinishExecutionBlock(hostile);
+  EXPECT_EQ(tarvex::testing::SteeringIn(Report(), "\t\n\r"), L"");
 }
 
 TEST_F(OpenReportTest, EndSuiteWithoutModuleOrSuiteWritesNothing) {

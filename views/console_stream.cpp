@@ -3,9 +3,11 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <locale>
 #include <utility>
 
+#include "system/outside_text.h"
 #include "system/process_state.h"
 #include "system/text_conversion.h"
 
@@ -18,6 +20,12 @@ constexpr std::size_t kBufferSize = 8192;
 // With a person.
 int ForEver() {
   return -1;
+}
+
+// The character, or what is shown for one that would steer the terminal.
+wchar_t Shown(wchar_t character) {
+  const auto value = static_cast<std::uint32_t>(character);
+  return IsSteering(value) && !IsLayout(value) ? kReplacement : character;
 }
 
 // A stream whose buffer is flushed when the process ends.
@@ -76,7 +84,7 @@ bool ConsoleStreamBuffer::Put(wchar_t character) {
   if (error_ != 0 || (pending_.size() >= kBufferSize && !Flush())) {
     return false;
   }
-  AppendUtf8(pending_, character);
+  AppendUtf8(pending_, Shown(character));
   return true;
 }
 
@@ -122,6 +130,10 @@ void WriteWidened(std::wostream& stream, std::string_view text) {
     stream.write(piece.data(), static_cast<std::streamsize>(size));
     text.remove_prefix(size);
   }
+}
+
+void WriteInLine(std::wostream& stream, std::string_view text) {
+  stream << Utf8ToWideLenient(InLine(std::string(text)));
 }
 
 }  // namespace tarvex

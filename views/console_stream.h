@@ -12,7 +12,8 @@
 namespace tarvex {
 
 // Takes wide text and gives UTF-8 bytes to a sink, buffered. What is no Unicode scalar value (a
-// lone surrogate, or past U+10FFFF) becomes U+FFFD. The first failure of the sink stays: from then
+// lone surrogate, or past U+10FFFF) becomes U+FFFD, and so does what steers a terminal, but for the
+// characters of layout (system/outside_text.h). The first failure of the sink stays: from then
 // on nothing is taken, which a stream over this buffer shows as badbit. One thread at a time.
 class ConsoleStreamBuffer : public std::wstreambuf {
  public:
@@ -74,5 +75,8 @@ void EndLine(std::wostream& stream);
 
 // Writes `text` with each byte widened to the character of that code.
 void WriteWidened(std::wostream& stream, std::string_view text);
+
+// Writes `text`, decoded from UTF-8, as a part of one line: no character in it is layout.
+void WriteInLine(std::wostream& stream, std::string_view text);
 
 }  // namespace tarvex

@@ -11,7 +11,9 @@
 #include <string>
 #include <vector>
 
+#include "system/outside_text.h"
 #include "system/process_state.h"
+#include "system/steering_texts.h"
 #include "system/test_pipe.h"
 
 namespace tarvex {
@@ -46,8 +48,8 @@ std::string Encoded(const std::wstring& text) {
 }
 
 TEST(ConsoleStreamBuffer, EncodesEachLengthOfUtf8) {
-  EXPECT_EQ(Encoded(L"A\x7F"), "A\x7F");
-  EXPECT_EQ(Encoded(L"\x80\x7FF"), "\xC2\x80\xDF\xBF");
+  EXPECT_EQ(Encoded(L"A~"), "A~");
+  EXPECT_EQ(Encoded(L"\xA0\x7FF"), "\xC2\xA0\xDF\xBF");
   EXPECT_EQ(Encoded(L"\x800\xFFFF"), "\xE0\xA0\x80\xEF\xBF\xBF");
   EXPECT_EQ(Encoded(L"\U00010000\U0010FFFF"), "\xF0\x90\x80\x80\xF4\x8F\xBF\xBF");
 }
@@ -58,6 +60,17 @@ TEST(ConsoleStreamBuffer, ReplacesSurrogatesAndWhatIsPastTheLastCodePoint) {
     EXPECT_EQ(Encoded(std::wstring(1, static_cast<wchar_t>(value))), replacement) << value;
   }
   EXPECT_EQ(Encoded(L"\xD7FF\xE000"), "\xED\x9F\xBF\xEE\x80\x80");
+}
+
+TEST(ConsoleStreamBuffer, ReplacesWhatSteersATerminalButNoLayout) {
+  const std::wstring steering = testing::SteeringCharacters();
+  ASSERT_EQ(steering.size(), 79U);
+  for (const wchar_t character : steering) {
+    const bool isLayout = IsLayout(static_cast<std::uint32_t>(character));
+    EXPECT_EQ(Encoded(std::wstring(1, character)),
+              isLayout ? std::string(1, static_cast<char>(character)) : "\xEF\xBF\xBD");
+  }
+  EXPECT_EQ(Encoded(L"\b\t\n\r"), "\b\t\n\r");
 }
 
 TEST(ConsoleStreamBuffer, KeepsTextUntilItIsFlushed) {
@@ -149,7 +162,26 @@ TEST(WriteWidened, EachByteBecomesTheCharacterOfThatCode) {
   std::wostream stream(&buffer);
   WriteWidened(stream, std::string("\xC3\xA9\0\xFF", 4));
   EndLine(stream);
-  EXPECT_EQ(received.Text(), std::string("\xC3\x83\xC2\xA9\0\xC3\xBF\n", 8));
+  EXPECT_EQ(received.Text(), "\xC3\x83\xC2\xA9\xEF\xBF\xBD\xC3\xBF\n");
+}
+
+TEST(WriteWidened, AByteThatWouldBeAControlCharacterIsReplaced) {
+  Received received;
+  ConsoleStreamBuffer buffer(received.Sink());
+  std::wostream stream(&buffer);
+  // U+009B and U+202E: only the bytes from 80 to 9F widen to control characters.
+  WriteWidened(stream, "\xC2\x9B \xE2\x80\xAE");
+  EndLine(stream);
+  EXPECT_EQ(received.Text(), "\u00C2\uFFFD \u00E2\uFFFD\u00AE\n");
+}
+
+TEST(WriteInLine, TheTextMakesNoLine) {
+  Received received;
+  ConsoleStreamBuffer buffer(received.Sink());
+  std::wostream stream(&buffer);
+  WriteInLine(stream, "a\nb\rc\td\be\u00E9");
+  EndLine(stream);
+  EXPECT_EQ(received.Text(), "a\uFFFDb\uFFFDc\uFFFDd\uFFFDe\u00E9\n");
 }
 
 TEST(WriteWidened, LongTextComesWhole) {

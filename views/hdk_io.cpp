@@ -3,7 +3,6 @@
 #include <cstdio>
 
 #include "system/process_state.h"
-#include "system/text_conversion.h"
 #include "views/status_words.h"
 #include "views/supervisor_input.h"
 
@@ -37,12 +36,12 @@ HDKio::~HDKio() {
 }
 
 ViewResult HDKio::Send(const std::string& line) {
-  tarvex::ConsoleStream() << tarvex::Utf8ToWideLenient(line);
+  tarvex::WriteInLine(tarvex::ConsoleStream(), line);
   return EndPrint(true);
 }
 
 ViewResult HDKio::PrintField(std::string name, std::string value, bool newLine) {
-  tarvex::ConsoleStream() << tarvex::Utf8ToWideLenient(name + ":::" + value);
+  tarvex::WriteInLine(tarvex::ConsoleStream(), name + ":::" + value);
   return EndPrint(newLine);
 }
 

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <chrono>
@@ -11,6 +12,7 @@
 #include <thread>
 
 #include "system/process_state.h"
+#include "system/steering_texts.h"
 #include "views/console_capture.h"
 #include "views/supervisor_input.h"
 #include "views/test_host.h"
@@ -115,6 +117,28 @@ TEST_F(HDKioTest, TextsThatAreNoUtf8AreReplaced) {
   View().EndSuite("\xC3", 0, false);
   EXPECT_EQ(console_.Take(),
             "BeginDiagSuite:::a\xEF\xBF\xBDz\nEndDiagSuite:::001|\xEF\xBF\xBD|00000\n");
+}
+
+TEST_F(HDKioTest, NoFieldMakesALine) {
+  View().PrintField("n\n", "v\rID:::9", true);
+  View().BeginSuite("", "m\nFinishExecutionBlock:::OK");
+  View().EndSuite("r\tr", 0, false);
+  View().FinishExecutionBlock("a\b\u2028\u202Ez");
+  EXPECT_EQ(console_.Take(),
+            "n\uFFFD:::v\uFFFDID:::9\nBeginDiagSuite:::m\uFFFDFinishExecutionBlock:::OK\n"
+            "EndDiagSuite:::001|r\uFFFDr|00000\nFinishExecutionBlock:::a\uFFFD\uFFFD\uFFFDz\n");
+}
+
+TEST_F(HDKioTest, NoLineHoldsWhatSteers) {
+  const std::string hostile = tarvex::testing::SteeringText();
+  View().PrintField(hostile, hostile, true);
+  View().BeginSuite(hostile, hostile);
+  View().BeginTest(hostile, {});
+  View().EndSuite(hostile, 1, true);
+  View().FinishExecutionBlock(hostile);
+  const std::string sent = console_.Take();
+  EXPECT_EQ(tarvex::testing::SteeringIn(sent, "\n"), L"");
+  EXPECT_EQ(std::count(sent.begin(), sent.end(), '\n'), 5);
 }
 
 TEST_F(HDKioTest, SecondsAreRoundedAndAtLeastFiveWide) {

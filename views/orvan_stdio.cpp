@@ -50,7 +50,7 @@ ViewResult OrvanStdio::EndPrint(bool newLine) {
 }
 
 ViewResult OrvanStdio::PrintField(std::string name, std::string value, bool newLine) {
-  ConsoleStream() << tarvex::Utf8ToWideLenient(tarvex::FormatFieldName(name) + value);
+  tarvex::WriteInLine(ConsoleStream(), tarvex::FormatFieldName(name) + value);
   return EndPrint(newLine);
 }
 

@@ -7,6 +7,7 @@
 #include <cstdio>
 
 #include "system/process_state.h"
+#include "system/steering_texts.h"
 #include "views/console_capture.h"
 #include "views/test_host.h"
 
@@ -71,6 +72,30 @@ TEST_F(OrvanStdioTest, TextWithoutLineEndIsNotFlushed) {
 TEST_F(OrvanStdioTest, TextIsWidenedByteByByte) {
   view_.PrintText("\xC3\xA9", true, false, false, false);
   EXPECT_EQ(console_.Flushed(), "\xC3\x83\xC2\xA9\n");
+}
+
+TEST_F(OrvanStdioTest, NoValueOfAFieldMakesALine) {
+  view_.PrintField("ID", "7\nID\t9\r\u2028", true);
+  EXPECT_EQ(console_.Flushed(), "Id                        7\uFFFDID\uFFFD9\uFFFD\uFFFD\n");
+}
+
+TEST_F(OrvanStdioTest, NoOperationPrintsWhatSteers) {
+  const std::string hostile = tarvex::testing::SteeringText();
+  view_.PrintField(hostile, hostile, true);
+  view_.PrintSentence(hostile, true);
+  view_.PrintTitle(hostile, true);
+  view_.PrintRaw(hostile, true);
+  view_.PrintUnicode(hostile, true);
+  view_.BeginModule(hostile);
+  view_.BeginSuite(hostile, hostile);
+  view_.BeginDiagnostic(hostile);
+  view_.BeginTest(hostile, {});
+  view_.EndDiagnostic();
+  view_.ShowDeviceScan(hostile, false);
+  view_.ShowDeviceScan(hostile, true);
+  view_.EndSuite(hostile, 1, false);
+  view_.FinishExecutionBlock(hostile);
+  EXPECT_EQ(tarvex::testing::SteeringIn(console_.Take(), "\b\t\n\r"), L"");
 }
 
 TEST_F(OrvanStdioTest, UnicodeIsDecodedAsTheLocaleSays) {

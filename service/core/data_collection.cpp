@@ -4,6 +4,7 @@
 
 #include "service/core/group_result.h"
 #include "service/core/json_text.h"
+#include "system/outside_text.h"
 #include "system/spool_file.h"
 
 namespace orvan::core {
@@ -11,14 +12,18 @@ namespace {
 
 constexpr int kFormat = 1;
 
+std::string Shown(const std::string& name) {
+  return tarvex::WithoutSteering(name);
+}
+
 std::string JsonTest(const CollectedTest& test) {
   WorstVerdict verdict;
   verdict.Add(test.status);
   const std::chrono::duration<double, std::milli> took = test.took;
   return JsonObject()
-      .Text("module", test.module)
-      .Text("diagnostic", test.diagnostic)
-      .Text("test", test.test)
+      .Text("module", Shown(test.module))
+      .Text("diagnostic", Shown(test.diagnostic))
+      .Text("test", Shown(test.test))
       .Text("verdict", verdict.Word())
       .Number("durationMs", std::round(took.count()))
       .Take();
@@ -52,7 +57,7 @@ void DataCollection::AddTest(const CollectedTest& test) noexcept {
 
 std::string DataCollection::Line() const {
   const auto module = [](const auto& entry) {
-    return JsonObject().Text("name", entry.first).Text("version", entry.second).Take();
+    return JsonObject().Text("name", Shown(entry.first)).Text("version", entry.second).Take();
   };
   return JsonObject()
              .Number("format", kFormat)

@@ -6,13 +6,13 @@ namespace orvan::core {
 
 DeviceInformation& DeviceAdapter::GetInformation(DeviceInformation& record) {
   record = Guarded(log_, "information of device " + id_, DeviceInformation{},
-                   [this] { return device_->Information(); });
+                   [this] { return InLine(device_->Information()); });
   return record;
 }
 
 std::vector<DiagResource>& DeviceAdapter::GetResources(std::vector<DiagResource>& out) {
   out = Guarded(log_, "resources of device " + id_, std::vector<DiagResource>{},
-                [this] { return device_->Resources(); });
+                [this] { return InLine(device_->Resources()); });
   return out;
 }
 

@@ -6,18 +6,19 @@
 
 #include "boundary/orvan_service_objects.h"
 #include "service/core/log.h"
+#include "service/core/outside_text.h"
 #include "service/sdk/device.h"
 
 namespace orvan::core {
 
-// A module's device behind the boundary. An exception of the module becomes an empty answer and a
-// line of the log.
+// A module's device behind the boundary, its texts made fit for it. An exception of the module
+// becomes an empty answer and a line of the log.
 class DeviceAdapter final : public DiagDevice {
  public:
   // Throws what the device's Id and WhyUntestable throw.
   DeviceAdapter(std::unique_ptr<sdk::Device> device, ServiceLog& log)
       : device_(std::move(device)),
-        id_(device_->Id()),
+        id_(IdText(device_->Id())),
         whyUntestable_(device_->WhyUntestable()),
         log_(log) {}
 

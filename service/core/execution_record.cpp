@@ -6,9 +6,18 @@
 
 #include "service/core/guard.h"
 #include "system/execution_tracker.h"
+#include "system/outside_text.h"
 #include "system/record_store_report.h"
 
 namespace orvan::core {
+namespace {
+
+// Programs that read the records show them.
+std::string Shown(const std::string& text) {
+  return tarvex::WithoutSteering(text);
+}
+
+}  // namespace
 
 std::string LocalTimeText(std::int64_t millisecondsSinceEpoch) {
   const std::chrono::milliseconds sinceEpoch(millisecondsSinceEpoch);
@@ -38,17 +47,17 @@ std::string DurationText(std::chrono::duration<double> took) {
 void TrackFinishedTest(SystemExecutionTracker& tracker, const FinishedTest& test,
                        const sdk::Device* device, ServiceLog& log) {
   SystemExecutionRecord record;
-  record.moduleName = test.moduleName;
+  record.moduleName = Shown(test.moduleName);
   record.status = static_cast<std::int32_t>(test.status);
-  record.testName = test.testName;
+  record.testName = Shown(test.testName);
   record.startTimestamp = LocalTimeText(test.startMs);
   record.duration = DurationText(test.took);
   const std::string what = "execution record of " + test.testName;
   if (device != nullptr) {
     // A device that does not tell its name costs no record.
     Guarded(log, what, false, [&] {
-      record.deviceUdi = device->UniqueId();
-      record.deviceDisplayName = device->Information().name;
+      record.deviceUdi = Shown(device->UniqueId());
+      record.deviceDisplayName = Shown(device->Information().name);
       return true;
     });
   }

@@ -6,6 +6,7 @@
 #include "service/core/execution_record.h"
 #include "service/core/guard.h"
 #include "service/core/log_time.h"
+#include "service/core/outside_text.h"
 #include "service/core/parameters.h"
 #include "system/key_format.h"
 
@@ -56,7 +57,7 @@ class Context final : public sdk::TestContext {
     lastPercent_ = surroundings_.source->IsScripted() ? percent : std::clamp(percent, 0, 100);
     step_.Message(message);
     listener_.OnTestReport(subject_.device, subject_.diagnostic, subject_.test, lastPercent_,
-                           message);
+                           InLine(message));
   }
   void Measure(const sdk::Measurement& measurement) override { step_.Measure(measurement); }
 
@@ -125,7 +126,7 @@ std::string Executor::DeviceText() const {
           ? Guarded(*surroundings_.log, "result of device " + device_->Id(),
                     std::optional<std::string>{}, [this] { return device_->Device().ResultText(); })
           : surroundings_.source->PseudoDeviceResult();
-  return text ? *std::move(text)
+  return text ? InLine(*std::move(text))
               : ProvisionalCode(surroundings_.version, deviceWorst_, surroundings_.groupId);
 }
 
@@ -161,7 +162,7 @@ void Executor::RunTest(DiagnosticAdapter& diagnostic, const ResolvedTest& item) 
   const sdk::Verdict verdict = Judge(diagnostic, item, step, lastPercent);
   const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
   if (!verdict.message.empty()) {
-    listener_.OnTestReport(device, &diagnostic, item.test, lastPercent, verdict.message);
+    listener_.OnTestReport(device, &diagnostic, item.test, lastPercent, InLine(verdict.message));
   }
   step.End(item.test->Record().name, verdict);
   Count(verdict.status);

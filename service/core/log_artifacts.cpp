@@ -5,6 +5,7 @@
 #include "service/core/group_result.h"
 #include "service/core/json_text.h"
 #include "service/core/log_time.h"
+#include "system/outside_text.h"
 
 namespace orvan::core {
 namespace {
@@ -23,25 +24,19 @@ const char* Word(const Table& table, Value value) {
   return table.at(static_cast<std::size_t>(value));
 }
 
-std::string Cut(const std::string& text) {
-  return text.size() <= kLongestLogText
-             ? text
-             : CutText(text, static_cast<int>(kLongestLogText)) + " [cut]";
-}
-
 std::string Member(const char* key, JsonObject& object) {
   return std::string(1, '"') + key + "\":" + object.Take();
 }
 
 void AddText(JsonObject& object, const char* key, const std::string& text) {
   if (!text.empty()) {
-    object.Text(key, Cut(text));
+    object.Text(key, LogText(text));
   }
 }
 
 std::string HardwareJson(const LogHardware& hardware) {
   JsonObject object;
-  object.Text("hardwareInfoId", hardware.id).Text("name", Cut(hardware.name));
+  object.Text("hardwareInfoId", hardware.id).Text("name", LogText(hardware.name));
   AddText(object, "location", hardware.location);
   AddText(object, "serialNumber", hardware.serialNumber);
   AddText(object, "partType", hardware.partType);
@@ -52,7 +47,7 @@ std::string SoftwareJson(const std::vector<LogSoftware>& software) {
   std::size_t id = 0;
   return JsonList(software, [&id](const LogSoftware& item) {
     JsonObject object;
-    object.Text("softwareInfoId", std::to_string(id++)).Text("name", Cut(item.name));
+    object.Text("softwareInfoId", std::to_string(id++)).Text("name", LogText(item.name));
     AddText(object, "version", item.version);
     return object.Text("softwareType", item.type).Take();
   });
@@ -72,6 +67,12 @@ std::string Line(const LogLine& line, const char* key, const std::string& value)
 
 }  // namespace
 
+std::string LogText(const std::string& text) {
+  return text.size() <= kLongestLogText
+             ? tarvex::WithoutSteering(text)
+             : tarvex::WithoutSteering(CutText(text, static_cast<int>(kLongestLogText))) + " [cut]";
+}
+
 std::string RunStartArtifact(const LogSubject& subject) {
   JsonObject machine;
   machine.Text("dutInfoId", "0");
@@ -81,7 +82,7 @@ std::string RunStartArtifact(const LogSubject& subject) {
   JsonObject start;
   start.Text("name", "Tarvex Diagnostics")
       .Text("version", subject.version)
-      .Text("commandLine", Cut(subject.program))
+      .Text("commandLine", LogText(subject.program))
       .Raw("parameters", subject.isSimulated ? R"({"simulated":true})" : "{}")
       .Raw("dutInfo", machine.Take());
   return Member("testRunStart", start);
@@ -95,7 +96,7 @@ std::string RunEndArtifact(LogStatus status, LogResult result) {
 
 std::string TextArtifact(LogSeverity severity, const std::string& message) {
   JsonObject log;
-  log.Text("severity", Word(kSeverities, severity)).Text("message", Cut(message));
+  log.Text("severity", Word(kSeverities, severity)).Text("message", LogText(message));
   return Member("log", log);
 }
 
@@ -108,7 +109,7 @@ std::string ErrorArtifact(const std::string& symptom, const std::string& message
 
 std::string StepStartArtifact(const std::string& name) {
   JsonObject start;
-  start.Text("name", Cut(name));
+  start.Text("name", LogText(name));
   return Member("testStepStart", start);
 }
 
@@ -121,7 +122,7 @@ std::string StepEndArtifact(LogStatus status) {
 std::string DiagnosisArtifact(LogDiagnosis type, const std::string& verdict,
                               const std::string& message, const std::string& hardwareId) {
   JsonObject diagnosis;
-  diagnosis.Text("verdict", Cut(verdict)).Text("type", Word(kDiagnoses, type));
+  diagnosis.Text("verdict", LogText(verdict)).Text("type", Word(kDiagnoses, type));
   AddText(diagnosis, "message", message);
   AddText(diagnosis, "hardwareInfoId", hardwareId);
   return Member("diagnosis", diagnosis);
@@ -130,7 +131,7 @@ std::string DiagnosisArtifact(LogDiagnosis type, const std::string& verdict,
 std::string MeasurementArtifact(const sdk::Measurement& measurement,
                                 const std::string& hardwareId) {
   JsonObject object;
-  object.Text("name", Cut(measurement.name)).Number("value", measurement.value);
+  object.Text("name", LogText(measurement.name)).Number("value", measurement.value);
   AddText(object, "unit", measurement.unit);
   if (!measurement.limits.empty()) {
     object.Raw("validators", JsonList(measurement.limits, LimitJson));

@@ -7,7 +7,7 @@
 #include "service/sdk/measurement.h"
 
 // The artifacts of a log, each as the JSON text of one member without braces: "log":{...}. Texts
-// are cut at kLongestLogText bytes.
+// are made by LogText.
 // Source: Open Compute Project, Test and Validation Output Specification, version 2.0.
 namespace orvan::core {
 
@@ -42,6 +42,10 @@ struct LogSubject {
   std::vector<LogSoftware> software;
   std::vector<LogHardware> hardware;
 };
+
+// A text as the log has it: cut at kLongestLogText bytes, with U+FFFD for what would steer a
+// terminal, layout too.
+std::string LogText(const std::string& text);
 
 std::string RunStartArtifact(const LogSubject& subject);
 std::string RunEndArtifact(LogStatus status, LogResult result);

@@ -32,8 +32,8 @@ TEST(HasRunEnd, LooksAtTheLastWholeLine) {
 TEST(OpenSteps, AreThoseThatBeganAndDidNotEnd) {
   EXPECT_EQ(OpenSteps(""), Names{});
   EXPECT_EQ(OpenSteps(Start(0, "a") + End(0)), Names{});
-  EXPECT_EQ(OpenSteps(Start(0, "a") + End(0) + Start(1, "b\n\"c\"") + Said(1, "x")),
-            Names{"b\n\"c\""});
+  EXPECT_EQ(OpenSteps(Start(0, "a") + End(0) + Start(1, "b\\\"c\"") + Said(1, "x")),
+            Names{"b\\\"c\""});
   EXPECT_EQ(OpenSteps(Start(0, "a") + Start(1, "b")), (Names{"a", "b"}));
 }
 

@@ -93,7 +93,7 @@ void StepLog::Parameters(const sdk::ParameterValues& values) {
   }
   JsonObject content;
   for (const auto& [name, value] : values) {
-    content.Text(name, value);
+    content.Text(LogText(name), LogText(value));
   }
   log_.Step(step_, ExtensionArtifact("parameters", content.Take()));
 }

@@ -149,12 +149,12 @@ TEST_F(StepLogTest, TellsOfHardwareThatTheRunsStartDoesNotList) {
 TEST_F(StepLogTest, KeepsParametersAndMessages) {
   EXPECT_EQ(After([](StepLog& step) {
               step.Parameters({});
-              step.Parameters({{"blocks", "8"}, {"seed", "\xFF"}});
+              step.Parameters({{"blocks", "8"}, {"seed", "\xFF\n"}});
               step.Message("");
               step.Message("|SEED_7");
             }),
             (Lines{Line(R"("extension":{"name":"parameters","content":{"blocks":"8","seed":")"
-                        "\xEF\xBF\xBD\"}}"),
+                        "\xEF\xBF\xBD\xEF\xBF\xBD\"}}"),
                    Line(R"("log":{"severity":"INFO","message":"Seed 7"})")}));
 }
 

@@ -3,6 +3,7 @@
 #include <set>
 
 #include "service/core/guard.h"
+#include "service/core/outside_text.h"
 #include "service/core/unsearched_devices.h"
 #include "system/key_format.h"
 
@@ -13,7 +14,7 @@ ModuleAdapter::ModuleAdapter(ModulePointer module, ServiceLog& log, CallObserver
     : module_(std::move(module)),
       log_(log),
       observer_(observer),
-      name_(module_->Name()),
+      name_(InLine(module_->Name())),
       version_(module_->Version()) {
   AddDiagnostics();
   AddTools(termination);
@@ -24,7 +25,7 @@ void ModuleAdapter::AddEntry(DiagCatalogue& catalogue, const DiagKey& key,
                              std::uint32_t rule) {
   const auto [place, added] = catalogue.try_emplace(key, nullptr);
   if (added) {
-    entries_.push_back(std::make_unique<CatalogEntry>(option, longName, rule));
+    entries_.push_back(std::make_unique<CatalogEntry>(InLine(option), InLine(longName), rule));
     place->second = entries_.back().get();
   }
 }
@@ -53,7 +54,7 @@ void ModuleAdapter::AddTools(Termination& termination) {
 
 std::string& ModuleAdapter::GetHelpText(std::string& text) {
   text = Guarded(log_, "help of module " + name_, std::string(),
-                 [this] { return module_->HelpText(); });
+                 [this] { return InLines(module_->HelpText()); });
   return text;
 }
 

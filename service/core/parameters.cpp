@@ -5,6 +5,7 @@
 #include <limits>
 #include <optional>
 
+#include "service/core/outside_text.h"
 #include "system/ini_file.h"
 
 namespace orvan::core {
@@ -97,13 +98,13 @@ std::vector<TestParameter> ToTestParameters(const std::vector<sdk::ParameterSpec
   std::vector<TestParameter> records;
   records.reserve(specs.size());
   for (const sdk::ParameterSpec& spec : specs) {
-    records.push_back({spec.name,
-                       spec.label,
-                       spec.detail,
-                       spec.initialValue,
-                       spec.value.value_or(spec.initialValue),
+    records.push_back({InLine(spec.name),
+                       InLine(spec.label),
+                       InLine(spec.detail),
+                       InLine(spec.initialValue),
+                       InLine(spec.value.value_or(spec.initialValue)),
                        spec.type,
-                       spec.extra,
+                       InLine(spec.extra),
                        {Saturated(spec.least), Saturated(spec.greatest)}});
   }
   return records;

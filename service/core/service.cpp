@@ -6,6 +6,7 @@
 #include "service/core/execution_record.h"
 #include "service/core/guard.h"
 #include "service/core/machine_identity.h"
+#include "service/core/outside_text.h"
 #include "service/core/platform.h"
 #include "system/execution_tracker.h"
 #include "system/record_store_report.h"
@@ -240,7 +241,7 @@ void Service::GetFinalResultCode(std::string& text, int size) {
     const std::lock_guard lock(mutex_);
     code = ProvisionalCode(Version(), groupWorst_, groupId_);
   }
-  text = CutText(*std::move(code), size);
+  text = CutText(InLine(*std::move(code)), size);
 }
 
 void Service::SetLogPath(const std::string& path) {

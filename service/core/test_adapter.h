@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "boundary/orvan_service_objects.h"
+#include "service/core/outside_text.h"
 #include "service/sdk/module.h"
 
 namespace orvan::core {
@@ -34,7 +35,7 @@ class TestAdapter final : public DiagTest {
   TestAdapter(const sdk::TestRecord& record, const ModuleAdapter& module)
       : record_(record), module_(module) {}
 
-  std::string& Name(std::string& text) override { return text = record_.name; }
+  std::string& Name(std::string& text) override { return text = InLine(record_.name); }
   DiagKey& Key(DiagKey& key) override { return key = record_.key; }
   // False for a device of another module. Without a device: whether the test suits every device.
   bool AppliesTo(DiagDevice* device) override;
@@ -58,7 +59,7 @@ class DiagnosticAdapter final : public DiagDiagnostic {
   // The record and the module outlive the adapter.
   DiagnosticAdapter(const sdk::DiagnosticRecord& record, const ModuleAdapter& module);
 
-  std::string& Name(std::string& text) override { return text = record_.name; }
+  std::string& Name(std::string& text) override { return text = InLine(record_.name); }
   std::vector<DiagTest*>* Tests() override { return &tests_; }
   DiagKey& Key(DiagKey& key) override { return key = record_.key; }
 

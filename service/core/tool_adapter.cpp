@@ -28,7 +28,7 @@ class ToolAdapter::Context final : public sdk::ToolContext {
     tool_.Store(key, values);
   }
   std::vector<std::string> GetProperty(const std::string& key) const override {
-    return tool_.GetToolProperty(key);
+    return tool_.Property(key);
   }
   bool Fire(const std::string& event) override {
     if (listener_ == nullptr || failure_) {
@@ -82,6 +82,10 @@ void ToolAdapter::SetToolProperty(const std::string& key, const std::vector<std:
 }
 
 std::vector<std::string> ToolAdapter::GetToolProperty(const std::string& key) {
+  return InLine(Property(key));
+}
+
+std::vector<std::string> ToolAdapter::Property(const std::string& key) {
   const std::lock_guard lock(mutex_);
   const auto found = properties_.find(key);
   return found != properties_.end() ? found->second : std::vector<std::string>{};

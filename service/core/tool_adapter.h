@@ -9,6 +9,7 @@
 #include "boundary/orvan_service_listeners.h"
 #include "boundary/orvan_service_objects.h"
 #include "service/core/call_observer.h"
+#include "service/core/outside_text.h"
 #include "service/core/termination.h"
 #include "service/sdk/tool.h"
 
@@ -37,9 +38,11 @@ class ToolAdapter final : public DiagTool {
 
   void SetToolProperty(const std::string& key, const std::vector<std::string>& values) override;
   std::vector<std::string> GetToolProperty(const std::string& key) override;
-  std::string& GetName(std::string& text) override { return text = record_.name; }
-  std::string& GetDescription(std::string& text) override { return text = record_.description; }
-  std::string& GetHint(std::string& text) override { return text = record_.hint; }
+  std::string& GetName(std::string& text) override { return text = InLine(record_.name); }
+  std::string& GetDescription(std::string& text) override {
+    return text = InLine(record_.description);
+  }
+  std::string& GetHint(std::string& text) override { return text = InLine(record_.hint); }
   // False for a device of another module, and without a device.
   bool IsApplicable(DiagDevice* device) override;
 
@@ -56,6 +59,8 @@ class ToolAdapter final : public DiagTool {
  private:
   class Context;
 
+  // As it was stored.
+  std::vector<std::string> Property(const std::string& key);
   void Store(const std::string& key, const std::vector<std::string>& values);
   bool IsFiltering() const;
   std::stop_token BeginRun(bool listened);

@@ -6,7 +6,9 @@
 
 #include "service/scenario/json_fields.h"
 #include "service/scenario/player.h"
+#include "system/outside_text.h"
 #include "system/regular_file.h"
+#include "system/text_conversion.h"
 
 namespace orvan::scenario {
 namespace {
@@ -361,22 +363,17 @@ class RepeatedKeys : public Json::json_sax_t {
 
 std::string OneLine(std::string_view text) {
   std::string line;
-  for (std::size_t at = 0; at < text.size(); ++at) {
-    unsigned code = static_cast<unsigned char>(text[at]);
-    // U+0080 to U+009F are C2 80 to C2 9F in UTF-8.
-    const unsigned next = at + 1 < text.size() ? static_cast<unsigned char>(text[at + 1]) : 0;
-    const bool isC1 = code == 0xC2 && next >= 0x80 && next <= 0x9F;
-    if (isC1) {
-      code = next;
-      ++at;
-    }
-    if (isC1 || code < 0x20 || code == 0x7F) {
+  while (!text.empty()) {
+    const tarvex::DecodedCharacter decoded = tarvex::DecodeUtf8(text);
+    const auto code = static_cast<std::uint32_t>(decoded.character);
+    if (decoded.good && tarvex::IsSteering(code)) {
       char escape[8];
-      std::snprintf(escape, sizeof escape, "\\u%04X", code & 0xFFU);
+      std::snprintf(escape, sizeof escape, "\\u%04X", code & 0xFFFFU);
       line += escape;
     } else {
-      line += text[at];
+      line += tarvex::WithoutSteering(text.substr(0, decoded.length));
     }
+    text.remove_prefix(decoded.length);
   }
   return line;
 }

@@ -8,8 +8,8 @@
 
 namespace orvan::scenario {
 
-// The text with each control character (those of Unicode's C0 and C1 sets, and DEL) written as
-// a "u" escape of JSON does (ESC: "\u001B"), so that it is one line that tells a terminal nothing.
+// The text with each character that steers a terminal (system/outside_text.h) written as a "u"
+// escape of JSON does (ESC: "\u001B"), so that it is one line that tells a terminal nothing.
 // Twice is as good as once.
 std::string OneLine(std::string_view text);
 

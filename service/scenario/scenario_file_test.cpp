@@ -276,6 +276,7 @@ TEST(OneLine, LeavesAllElseAsItIs) {
   EXPECT_EQ(OneLine("a\tb"), "a\\u0009b");
   EXPECT_EQ(OneLine("caf\xC3\xA9 \xC2\xA0 ~ \\u000A"), "caf\xC3\xA9 \xC2\xA0 ~ \\u000A");
   EXPECT_EQ(OneLine("\xC2"), "\xC2");
+  EXPECT_EQ(OneLine("a\u202E\u2028\u009B\x9B"), "a\\u202E\\u2028\\u009B\uFFFD");
 }
 
 TEST(ParseScenario, KeepsTheOrderOfTheFile) {

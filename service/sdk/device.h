@@ -12,8 +12,10 @@ namespace orvan::sdk {
 class Device {
  public:
   virtual ~Device() = default;
-  // What the command line names, unique in the module.
+  // What the command line names, unique in the module; shown and taken without what steers a
+  // terminal.
   virtual std::string Id() const = 0;
+  // A value that begins with "_" is a message key; a text of the device itself must not.
   virtual DeviceInformation Information() const = 0;
   virtual std::vector<DiagResource> Resources() const = 0;
   // Stable across reboots: a serial number or a bus path, never an index.

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 
+#include "system/outside_text.h"
 #include "tools/recover/operations.h"
 #include "tools/tool_data_error.h"
 
@@ -26,12 +27,17 @@ std::string ClockText(double elapsedSeconds) {
   return TwoDigits(hours) + ":" + TwoDigits(minutes) + ":" + TwoDigits(seconds == 1 ? 0 : seconds);
 }
 
+// A line of the protocol, whatever stands in its fields.
+std::string Line(const std::string& fields) {
+  return tarvex::InLine(fields) + "\n";
+}
+
 }  // namespace
 
 void RbsCliStdioHdk::ShowDevices(const std::vector<ToolDeviceRecord>& devices) {
   std::string text;
   for (const ToolDeviceRecord& device : devices) {
-    text += "\nID:::" + device.id + "\nDISPLAY_NAME:::" + device.displayName + "\n";
+    text += "\n" + Line("ID:::" + device.id) + Line("DISPLAY_NAME:::" + device.displayName);
   }
   tarvex::WriteToolFlushed(text + "\n");
 }
@@ -41,7 +47,7 @@ void RbsCliStdioHdk::OnRecoverInit() {
 }
 
 void RbsCliStdioHdk::OnDeviceInit(const std::string& id, const std::string& name) {
-  tarvex::WriteToolFlushed("BeginRBS:::SCAN_AND_FIX_TOOL|" + id + "|" + name + "\n");
+  tarvex::WriteToolFlushed(Line("BeginRBS:::SCAN_AND_FIX_TOOL|" + id + "|" + name));
 }
 
 void RbsCliStdioHdk::OnDeviceFinish(const std::string& id, const std::string& /*name*/,
@@ -55,8 +61,8 @@ void RbsCliStdioHdk::OnDeviceFinish(const std::string& id, const std::string& /*
   tarvex::NeedValues(kRbsToolWord, kRbsSectorsInfo, sectorsInfo, kRbsCounts);
   std::string line = "EndRBS:::" + id;
   for (std::size_t i = 0; i < kRbsCounts; ++i) line += "|" + sectorsInfo[i];
-  tarvex::WriteToolFlushed(line + "|" + std::to_string(status) + "|" + ClockText(elapsedSeconds) +
-                           "\n");
+  tarvex::WriteToolFlushed(
+      Line(line + "|" + std::to_string(status) + "|" + ClockText(elapsedSeconds)));
 }
 
 void RbsCliStdioHdk::OnRecoverFinish(const std::string& /*text*/) {

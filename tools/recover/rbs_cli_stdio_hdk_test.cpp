@@ -1,7 +1,9 @@
 #include "tools/recover/rbs_cli_stdio_hdk.h"
 
+#include <algorithm>
 #include <stdexcept>
 
+#include "system/steering_texts.h"
 #include "tests/fakes/tool_test.h"
 
 namespace {
@@ -46,6 +48,18 @@ TEST_F(RbsCliStdioHdkTest, WhatIsForAPersonIsSilent) {
   console.ShowScanning();
   console.ViewStart();
   EXPECT_EQ(capture.Take(), "");
+}
+
+TEST_F(RbsCliStdioHdkTest, NoFieldMakesALine) {
+  const std::string hostile = tarvex::testing::SteeringText();
+  ToolDeviceRecord device;
+  device.id = device.displayName = hostile;
+  view.ShowDevices({device});
+  view.OnDeviceInit(hostile, hostile);
+  view.OnDeviceFinish(hostile, hostile, 0, 0, Texts(4, hostile), hostile, hostile);
+  const std::string sent = capture.Take();
+  EXPECT_EQ(std::count(sent.begin(), sent.end(), '\n'), 1 + 2 + 1 + 1 + 1);
+  EXPECT_EQ(tarvex::testing::SteeringIn(sent, "\n"), L"");
 }
 
 TEST_F(RbsCliStdioHdkTest, TheBeginAndTheEndOfARunAreEmptyLines) {

@@ -38,6 +38,12 @@ std::string MediaText(const std::optional<bool>& isRotating) {
   return *isRotating ? "Rotating" : "Solid state";
 }
 
+// A text of the disk itself as the value of a listing, where one that begins with "_" is a key. No
+// key stands for a text with "_" or "|" in it, so a blank in front keeps the text as it is.
+std::string OwnText(const std::string& text) {
+  return text.starts_with('_') ? ' ' + text : text;
+}
+
 std::string ShownName(const DiskFacts& facts) {
   const std::string model =
       facts.model.empty() ? std::string(TransportName(facts.transport)) + " disk" : facts.model;
@@ -79,17 +85,17 @@ DeviceInformation Disk::Information() const {
   DeviceInformation record;
   record.name = ShownName(facts_);
   const std::array<std::pair<const char*, std::string>, 12> rows = {{
-      {"MODEL", facts_.model},
-      {"SERIAL_NUMBER", facts_.serial},
-      {"FIRMWARE", facts_.firmware},
+      {"MODEL", OwnText(facts_.model)},
+      {"SERIAL_NUMBER", OwnText(facts_.serial)},
+      {"FIRMWARE", OwnText(facts_.firmware)},
       {"SIZE", SizeText(facts_.sizeBytes)},
       {"LOGICAL_SECTOR_SIZE", SectorText(facts_.logicalSectorBytes)},
       {"PHYSICAL_SECTOR_SIZE", SectorText(facts_.physicalSectorBytes)},
       {"TRANSPORT", TransportName(facts_.transport)},
       {"MEDIA_TYPE", MediaText(facts_.isRotating)},
-      {"KERNEL_NAME", facts_.kernelName},
-      {"BUS_PATH", facts_.busPath},
-      {"BACKING_FILE", facts_.backingFile},
+      {"KERNEL_NAME", OwnText(facts_.kernelName)},
+      {"BUS_PATH", OwnText(facts_.busPath)},
+      {"BACKING_FILE", OwnText(facts_.backingFile)},
       {"COULD_NOT_BE_READ", words::UnreadText(facts_)},
   }};
   for (const auto& [label, value] : rows) {
@@ -109,15 +115,16 @@ std::vector<DiagResource> Disk::Resources() const {
     const auto use = [&part](std::uint64_t bytes) {
       return part.hasUse ? std::to_string(bytes) : std::string(kNotObtained);
     };
-    resources.push_back({"PARTITION",
-                         {{"PARTITION_TYPE", part.type},
-                          {"MOUNT_POINT", part.mountPoint.empty() ? kNotObtained : part.mountPoint},
-                          {"FILE_SYSTEM", part.fileSystem},
-                          {"LABEL", part.label},
-                          {"SIZE", part.sizeBytes ? std::to_string(*part.sizeBytes) : kNotObtained},
-                          {"USED", use(part.usedBytes)},
-                          {"FREE", use(part.freeBytes)},
-                          {"INDEX", std::to_string(part.index)}}});
+    resources.push_back(
+        {"PARTITION",
+         {{"PARTITION_TYPE", part.type},
+          {"MOUNT_POINT", part.mountPoint.empty() ? kNotObtained : OwnText(part.mountPoint)},
+          {"FILE_SYSTEM", OwnText(part.fileSystem)},
+          {"LABEL", OwnText(part.label)},
+          {"SIZE", part.sizeBytes ? std::to_string(*part.sizeBytes) : kNotObtained},
+          {"USED", use(part.usedBytes)},
+          {"FREE", use(part.freeBytes)},
+          {"INDEX", std::to_string(part.index)}}});
   }
   return resources;
 }

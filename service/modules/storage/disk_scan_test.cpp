@@ -242,6 +242,29 @@ TEST(DiskInformation, SizesAreCutToOneDigit) {
   EXPECT_EQ(size(18446744073709551615ULL), "18446744073709551615 bytes (18446.7 PB)");
 }
 
+// A listing takes a value that begins with "_" for a key, and would show this as "my |disk".
+TEST(DiskInformation, ATextOfTheDiskThatLooksLikeAKeyKeepsAllItsCharacters) {
+  DiskFacts facts;
+  facts.model = facts.serial = facts.firmware = facts.backingFile = "_MY_|Disk";
+  facts.kernelName = "sd_a";
+  facts.partitions = {{}};
+  facts.partitions[0].label = "_ROOT";
+  facts.partitions[0].fileSystem = "ext4";
+  facts.partitions[0].mountPoint = "/_mnt";
+  const Disk disk("0", facts, true);
+  std::map<std::string, std::string> entries = Entries(disk);
+  for (const char* label : {"MODEL", "SERIAL_NUMBER", "FIRMWARE", "BACKING_FILE"}) {
+    EXPECT_EQ(entries[label], " _MY_|Disk") << label;
+  }
+  EXPECT_EQ(entries["KERNEL_NAME"], "sd_a");
+  const auto pairs = disk.Resources().at(0).pairs;
+  const std::map<std::string, std::string> partition(pairs.begin(), pairs.end());
+  EXPECT_EQ(partition.at("LABEL"), " _ROOT");
+  EXPECT_EQ(partition.at("FILE_SYSTEM"), "ext4");
+  EXPECT_EQ(partition.at("MOUNT_POINT"), "/_mnt");
+  EXPECT_EQ(disk.UniqueId(), "file:_MY_|Disk");
+}
+
 TEST(Shown, TakesControlCharactersOutOfWhatADeviceSays) {
   EXPECT_EQ(Shown("  evil\x1b[2J\x07 disk \n"), "evil?[2J? disk");
   EXPECT_EQ(Shown("a\xc2\x9b"
