@@ -72,6 +72,8 @@ void SetServicePointer(OrvanService* service) {
   ProcessState& state = GetProcessState();
   const std::lock_guard guard(state.serviceMutex);
   state.service = service;
+  // A termination request that came before there was a service holds for it, too.
+  if (service != nullptr && state.signalPassed) service->AbortExecution();
 }
 
 }  // namespace

@@ -80,6 +80,14 @@ TEST_F(Lifecycle, TheDestructorFreesWhatAnEarlyStopOfARunLeft) {
   EXPECT_TRUE(host().semaphores.empty());
 }
 
+TEST_F(Lifecycle, ATerminationRequestWhileTheModulesLoadReachesTheServiceOnceItIsThere) {
+  service().onLoad = [] { EXPECT_TRUE(OnSignal(2, 0, 0)); };
+  Start();
+  EXPECT_EQ(service().CountCalls("AbortExecution"), 1);
+  EXPECT_TRUE(OnSignal(2, 0, 0));
+  EXPECT_EQ(service().CountCalls("AbortExecution"), 1) << "it is passed on once";
+}
+
 TEST_F(Lifecycle, EventsThatHappenedBeforeAreReplayed) {
   GetProcessState().systemEventWord = 1 | 8 | 32;
   Start();

@@ -109,6 +109,7 @@ FakeModule& FakeService::AddModule(const std::string& displayName) {
 
 std::vector<DiagModule*>* FakeService::LoadModules(int reserved) {
   NoteThread("LoadModules(" + std::to_string(reserved) + ")");
+  if (onLoad) onLoad();
   return modulesMissing ? nullptr : &moduleList;
 }
 

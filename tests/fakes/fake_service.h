@@ -67,6 +67,7 @@ class FakeService final : public OrvanService {
   bool modulesMissing = false;
   bool beginThrowsInvalidAppKey = false;
   int settingsThrowAt = 0;           // the n-th ApplySettings, counted from 1, throws; 0: none
+  std::function<void()> onLoad;      // called by LoadModules
   std::function<void()> beforeTest;  // called before each test's start, on the service's thread
   std::string finalResultCode = "FINAL-CODE";
   std::string deviceResult = "DEVICE-CODE";
