@@ -1,9 +1,11 @@
 #include <algorithm>
+#include <cstring>
 #include <string_view>
 
 #include "frontend/cli.h"
 #include "frontend/message_keys.h"
 #include "system/detached_process.h"
+#include "system/standard_error.h"
 #include "views/console_stream.h"
 #include "views/orvan_stdio.h"
 
@@ -24,13 +26,17 @@ std::vector<std::string> WithMarker(int argc, char** argv) {
 
 int Cli::LaunchInBackground(int argc, char** argv) {
   // A second instance that took its marker for something else would start a third, and so on.
-  if (std::find(argv, argv + argc, std::string_view(kBackgroundMarker)) != argv + argc) return 1;
+  if (std::find(argv, argv + argc, std::string_view(kBackgroundMarker)) != argv + argc) {
+    tarvex::TellOnStandardError(kTextSecondMarker);
+    return 1;
+  }
   const std::vector<std::string> arguments = WithMarker(argc, argv);
   int error = 0;
   if (tarvex::StartDetached(arguments, &error) == 0) return 0;
   tarvex::WriteWidened(tarvex::ConsoleStream(),
                        "CreateProcess failed (" + std::to_string(error) + ").\n");
   tarvex::ConsoleStream().flush();
+  tarvex::TellOnStandardError(std::string(kTextNoBackground) + std::strerror(error));
   return 1;
 }
 

@@ -139,11 +139,15 @@ TEST_F(Background, AStartThatFailsIsReportedAndEndsWithZero) {
   rlimit before{};
   getrlimit(RLIMIT_NOFILE, &before);
   rlimit none = before;
-  none.rlim_cur = 0;
+  none.rlim_cur = 3;
+  testing::internal::CaptureStderr();
   setrlimit(RLIMIT_NOFILE, &none);
   const int launched = cli->LaunchInBackground(line.Count(), line.Data());
   setrlimit(RLIMIT_NOFILE, &before);
   EXPECT_EQ(launched, 1);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            "TarvexDiagnosticsCLI: the run in the background could not be started, and nothing was "
+            "done: Too many open files\n");
   EXPECT_EQ(Screen(), "CreateProcess failed (" + std::to_string(EMFILE) + ").\n");
   EXPECT_EQ(cli->ExitStatus(), 0);
 }

@@ -21,6 +21,11 @@ inline constexpr char kTextNoServiceThread[] =
     "cannot start the thread of the diagnostic service: ";
 inline constexpr char kTextNoThreadHelp[] =
     "; nothing was done. Free memory or raise the limits of processes and threads, and try again";
+inline constexpr char kTextNoBackground[] =
+    "the run in the background could not be started, and nothing was done: ";
+inline constexpr char kTextSecondMarker[] =
+    "nothing was started in the background, for --obg-instance marks what is there already";
+inline constexpr char kTextLostOutput[] = "output was lost, standard output cannot be written: ";
 inline constexpr char kKeyFatalParsingError[] = "FATAL_PARSING_ERROR";
 inline constexpr char kKeyRedirectionError[] = "OUTPUT_REDIRECTION_ERROR";
 inline constexpr char kKeyErrorOpeningFile[] = "ERROR_OPENING_FILE";

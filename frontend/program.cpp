@@ -3,6 +3,7 @@
 #include <clocale>
 #include <cstring>
 #include <memory>
+#include <string>
 
 #include "boundary/hostlayer.h"
 #include "boundary/hostlayer_app_mutex.h"
@@ -15,6 +16,7 @@
 #include "system/keep_awake.h"
 #include "system/process_start.h"
 #include "system/process_state.h"
+#include "system/standard_error.h"
 #include "system/timer.h"
 #include "views/console_stream.h"
 
@@ -97,12 +99,25 @@ int Dispatch(Cli& cli, int argc, char** argv) {
   return cli.ExitStatus();
 }
 
+// Looks at the end, however the run ended, whether all that was printed found room.
+struct OutputCheck {
+  OutputCheck() = default;
+  ~OutputCheck() {
+    const int error = tarvex::LostOutputError();
+    if (error == 0) return;
+    tarvex::TellOnStandardError(std::string(kTextLostOutput) + std::strerror(error));
+  }
+  OutputCheck(const OutputCheck&) = delete;
+  OutputCheck& operator=(const OutputCheck&) = delete;
+};
+
 }  // namespace
 
 int RunProgram(int argc, char** argv) {
   tarvex::FillStandardDescriptors();
   tarvex::SurviveFailedWrites();
   tarvex::PrepareEnvironment();
+  const OutputCheck outputCheck;
   const tarvex::KeepAwake keepAwake;
   HostSystemEvents* events = SystemEventsOnce();
   RegisterSystemEventHandlers(events);

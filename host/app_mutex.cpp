@@ -21,14 +21,19 @@ void MakeLockFile(const Descriptor& folder) {
 
 }  // namespace
 
-std::unique_ptr<AppMutex> AppMutex::Open(const std::string& folder) {
+std::unique_ptr<AppMutex> AppMutex::Open(const std::string& folder, std::string* fault) {
   Descriptor directory;
   Descriptor file;
-  if (!MakeTrustedFolder(folder, directory).empty()) return nullptr;
-  MakeLockFile(directory);
-  // Whoever can write it, or the folder, could hold us up for ever.
-  if (!OpenTrustedFile(directory, kLockFile, file).empty()) return nullptr;
-  return std::unique_ptr<AppMutex>(new AppMutex(std::move(file)));
+  std::string reason = MakeTrustedFolder(folder, directory);
+  if (reason.empty()) {
+    MakeLockFile(directory);
+    // Whoever can write it, or the folder, could hold us up for ever.
+    reason = OpenTrustedFile(directory, kLockFile, file);
+    if (!reason.empty()) reason.insert(0, std::string(kLockFile) + ": ");
+  }
+  if (reason.empty()) return std::unique_ptr<AppMutex>(new AppMutex(std::move(file)));
+  if (fault != nullptr) *fault = std::move(reason);
+  return nullptr;
 }
 
 bool AppMutex::IsAlreadyRunning() {

@@ -15,7 +15,8 @@ class AppMutex final : public HostAppMutex {
   // Opens the lock file below `folder`, making both when they are missing (0755, 0600; the
   // folder's parent must exist). Null when that can't be done, when the file is no ordinary one,
   // and when a stranger could have written file or folder or put them there: his lock is none.
-  static std::unique_ptr<AppMutex> Open(const std::string& folder);
+  // The reason goes to `fault`.
+  static std::unique_ptr<AppMutex> Open(const std::string& folder, std::string* fault = nullptr);
 
   // Asking again while this instance holds the lock gives false again.
   bool IsAlreadyRunning() override;

@@ -1,3 +1,6 @@
+#include <memory>
+#include <string>
+
 #include "boundary/hostlayer.h"
 #include "host/app_mutex.h"
 #include "host/console.h"
@@ -11,6 +14,7 @@
 #include "host/time_handler.h"
 #include "host/user_account.h"
 #include "system/folders.h"
+#include "system/standard_error.h"
 #include "system/win_filesystem.h"
 #include "system/win_string_handler_imp.h"
 #include "system/win_timer.h"
@@ -72,7 +76,12 @@ void ReleaseSemaphoreInstance(HostSemaphore* semaphore) {
 }
 
 HostAppMutex* get_app_mutex() {
-  return tarvex::AppMutex::Open(tarvex::RunFolder()).release();
+  std::string fault;
+  std::unique_ptr<tarvex::AppMutex> mutex = tarvex::AppMutex::Open(tarvex::RunFolder(), &fault);
+  if (mutex == nullptr) {
+    tarvex::TellOnStandardError("cannot use the run folder " + tarvex::RunFolder() + ": " + fault);
+  }
+  return mutex.release();
 }
 void release_app_mutex(HostAppMutex* mutex) {
   delete mutex;

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <utility>
 
+#include "system/standard_error.h"
 #include "system/text_conversion.h"
 
 namespace tarvex {
@@ -68,6 +69,7 @@ bool RecordStore::WriteKept() {
     // A fault that lasts is told once, not with each record.
     if (fault_ != error.what()) Note(error.what());
     fault_ = error.what();
+    lossReason_ = fault_;
     return false;
   }
 }
@@ -81,6 +83,7 @@ void RecordStore::TryToWriteKept() {
          std::to_string(lost_) + " are lost");
   }
   fault_.clear();
+  lostInAll_ += lost_;
   lost_ = 0;
   impatient_ = false;
   kept_.clear();
@@ -122,9 +125,16 @@ void RecordStore::Finish() {
   const std::lock_guard lock(mutex_);
   impatient_ = false;
   if (!kept_.empty() && !WriteKept()) {
-    Note(std::to_string(kept_.size() + lost_) + " records could not be written and are lost");
+    lost_ += kept_.size();
+    lostInAll_ += lost_;
+    Note(std::to_string(lost_) + " records could not be written and are lost");
     kept_.clear();
     lost_ = 0;
+  }
+  if (lostInAll_ > 0) {
+    TellOnStandardError("execution records in " + folder_ + ": " + std::to_string(lostInAll_) +
+                        " are lost: " + lossReason_);
+    lostInAll_ = 0;
   }
   fault_.clear();
   database_.reset();

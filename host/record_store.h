@@ -35,6 +35,7 @@ class RecordStore final : public HostCim, public RecordStoreReport {
   // kNotDone when there is no such namespace or it cannot be removed. Namespaces below it go, too.
   int RemoveNamespace(const std::string& root, const std::string& parent,
                       const std::string& name) override;
+  // Tells the operator on standard error, too, what is lost.
   void Finish() override;
   std::vector<std::string> TakeNotes() override;
 
@@ -54,7 +55,9 @@ class RecordStore final : public HostCim, public RecordStoreReport {
   std::string folder_;
   std::unique_ptr<RecordDatabase> database_;
   std::deque<StoredRecord> kept_;
-  std::size_t lost_ = 0;
+  std::size_t lost_ = 0;       // since the store took records last
+  std::size_t lostInAll_ = 0;  // of those that are settled, and not told the operator yet
+  std::string lossReason_;     // the last fault of all
   // Others held the store for longer than we wait: until they let go, a record costs no more time.
   bool impatient_ = false;
   std::string fault_;  // why the kept ones are not written; empty while all goes well

@@ -5,6 +5,7 @@
 #include <sys/sysmacros.h>
 #include <unistd.h>
 
+#include <cstring>
 #include <utility>
 
 #include "system/descriptor_writer.h"
@@ -47,6 +48,7 @@ ReportFile::~ReportFile() {
 
 bool ReportFile::Open(const std::string& path) {
   Close();
+  loss_.clear();
   const std::string whole = ToSystemPath(path);
   const std::size_t nameStart = whole.rfind('/') + 1;  // 0 for a bare name
   Descriptor folder;
@@ -83,8 +85,13 @@ bool ReportFile::MayWrite() {
 }
 
 void ReportFile::Flush() {
-  if (IsOpen() && !pending_.empty() && MayWrite()) {
-    WriteAll((sink_.IsOpen() ? sink_ : file_.File()).Get(), pending_.data(), pending_.size());
+  if (IsOpen() && !pending_.empty()) {
+    const bool mayWrite = MayWrite();
+    const int error = mayWrite ? WriteAll((sink_.IsOpen() ? sink_ : file_.File()).Get(),
+                                          pending_.data(), pending_.size())
+                               : 0;
+    if (loss_.empty() && !mayWrite) loss_ = "the file lost its name, or got another";
+    if (loss_.empty() && error != 0) loss_ = std::strerror(error);
   }
   pending_.clear();
 }

@@ -8,10 +8,10 @@
 
 namespace tarvex {
 
-// A report that is written from its beginning, buffered. Once open, a failed write isn't reported,
-// and what was written before stays. A file that has lost its name or got another before the first
-// byte is not written (system/only_file.h).
-// Others may read and write the file meanwhile. One thread at a time.
+// A report that is written from its beginning, buffered. Once open, a failed write shows in nothing
+// but Loss, and what was written before stays. A file that has lost its name or got another before
+// the first byte is not written (system/only_file.h). Others may read and write the file meanwhile.
+// One thread at a time.
 class ReportFile {
  public:
   ReportFile() = default;
@@ -26,6 +26,8 @@ class ReportFile {
   // file that was open is closed first.
   bool Open(const std::string& path);
   bool IsOpen() const { return sink_.IsOpen() || file_.IsOpen(); }
+  // Why the report lacks something since it was opened; empty when it does not.
+  const std::string& Loss() const { return loss_; }
   void Write(std::string_view text);
   void Flush();
   // Flushes and closes. Nothing when closed.
@@ -39,6 +41,7 @@ class ReportFile {
   OnlyFile file_;         // or else this one
   bool isBegun_ = false;  // the look before the first byte was good
   std::string pending_;
+  std::string loss_;
 };
 
 }  // namespace tarvex

@@ -147,11 +147,27 @@ TEST_F(ReportFileTest, BareNameLiesInTheWorkingDirectory) {
   EXPECT_TRUE(fs::exists(folder_ / "report"));
 }
 
-TEST_F(ReportFileTest, FullDiskIsNotReported) {
+TEST_F(ReportFileTest, FullDiskShowsAsALossOnly) {
   ASSERT_TRUE(report_.Open("/dev/full"));
   report_.Write("text");
+  EXPECT_EQ(report_.Loss(), "");
   report_.Flush();
   EXPECT_TRUE(report_.IsOpen());
+  EXPECT_EQ(report_.Loss(), "No space left on device");
+  report_.Close();
+  EXPECT_EQ(report_.Loss(), "No space left on device");
+  ASSERT_TRUE(report_.Open(At("report")));
+  report_.Write("text");
+  report_.Flush();
+  EXPECT_EQ(report_.Loss(), "");
+}
+
+TEST_F(ReportFileTest, AReportThatMayNotBeWrittenIsALoss) {
+  ASSERT_TRUE(report_.Open(At("report")));
+  fs::create_hard_link(At("report"), At("second"));
+  report_.Write("text");
+  report_.Flush();
+  EXPECT_EQ(report_.Loss(), "the file lost its name, or got another");
 }
 
 TEST_F(ReportFileTest, OnlyTheOwnerMayWriteTheReport) {

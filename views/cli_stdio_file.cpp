@@ -5,6 +5,7 @@
 #include "boundary/hostlayer.h"
 #include "system/filesystem.h"
 #include "system/outside_text.h"
+#include "system/standard_error.h"
 #include "system/system_path.h"
 #include "views/key_format.h"
 #include "views/message_keys.h"
@@ -27,6 +28,11 @@ CliStdioFile::CliStdioFile(std::string path) {
 
 CliStdioFile::~CliStdioFile() {
   outputStream_.Close();
+  if (!outputStream_.Loss().empty()) {
+    const std::string path = CliStdioFile::NormalizePath(directory_ + "\\" + fileName_);
+    tarvex::TellOnStandardError("the report " + tarvex::ToSystemPath(path) +
+                                " is not complete: " + outputStream_.Loss());
+  }
 }
 
 ViewResult CliStdioFile::WriteText(std::string_view text, bool newLine) {

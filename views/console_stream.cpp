@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstddef>
 #include <cstdint>
 #include <locale>
@@ -35,6 +36,7 @@ class StandardOutput {
     stream_.imbue(std::locale::classic());
   }
   std::wostream& stream() { return stream_; }
+  int error() const { return buffer_.error(); }
 
   WritePatience patience = ForEver;
 
@@ -98,6 +100,12 @@ bool ConsoleStreamBuffer::Flush() {
 
 std::wostream& ConsoleStream() {
   return TheOutput().stream();
+}
+
+int LostOutputError() {
+  ConsoleStream().flush();
+  const int error = TheOutput().error();
+  return error == EPIPE || error == EBADF || error == ETIMEDOUT ? 0 : error;
 }
 
 int ConsolePatienceMs() {

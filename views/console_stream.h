@@ -54,6 +54,10 @@ class ConsoleStreamBuffer : public std::wstreambuf {
 // termination request has come, the stream fails when it is not read for a second.
 std::wostream& ConsoleStream();
 
+// Flushes it. Why something of what was printed is lost, an errno value; 0 when nothing is, and
+// when it was the reader that went away or took nothing. Main thread.
+int LostOutputError();
+
 inline constexpr int kEndingPatienceMs = 1000;
 
 // How many milliseconds the console stream waits for a reader that takes nothing, as things are

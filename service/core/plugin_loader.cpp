@@ -10,6 +10,7 @@
 #include "service/core/platform.h"
 #include "service/sdk/descriptor.h"
 #include "system/ini_file.h"
+#include "system/standard_error.h"
 #include "system/trusted_file.h"
 
 namespace orvan::core {
@@ -122,7 +123,9 @@ std::optional<std::vector<LoadedModule>> PluginSource::Load(ServiceLog& log) {
   LoadedPlugins loaded = LoadPlugins(folder_, environment);
   refusals_ = std::move(loaded.refusals);
   for (const PluginRefusal& refusal : refusals_) {
-    log.Error("plugin-refused", "plug-in " + refusal.path + " was refused: " + refusal.reason);
+    const std::string text = "plug-in " + refusal.path + " was refused: " + refusal.reason;
+    log.Error("plugin-refused", text);
+    tarvex::TellOnStandardError(text);
   }
   return std::move(loaded.modules);
 }

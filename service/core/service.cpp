@@ -10,6 +10,7 @@
 #include "service/core/platform.h"
 #include "system/execution_tracker.h"
 #include "system/record_store_report.h"
+#include "system/standard_error.h"
 
 namespace orvan::core {
 namespace {
@@ -70,8 +71,9 @@ void Service::AddModule(LoadedModule loaded) {
         std::make_unique<ModuleAdapter>(std::move(loaded.module), log_, observer_, termination_));
     modulePointers_.push_back(modules_.back().get());
   } catch (...) {
-    log_.Error("module-refused",
-               "module " + loaded.origin + " was refused: " + CurrentExceptionText());
+    const std::string text = "module " + loaded.origin + " was refused: " + CurrentExceptionText();
+    log_.Error("module-refused", text);
+    tarvex::TellOnStandardError(text);
   }
 }
 

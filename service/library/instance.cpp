@@ -1,4 +1,3 @@
-#include <cstdio>
 #include <memory>
 #include <mutex>
 #include <vector>
@@ -13,6 +12,7 @@
 #include "system/execution_tracker.h"
 #include "system/folders.h"
 #include "system/record_store_report.h"
+#include "system/standard_error.h"
 
 namespace {
 
@@ -42,7 +42,7 @@ std::unique_ptr<ModuleSource> MakeSource() {
   std::string fault;
   std::unique_ptr<ModuleSource> source = orvan::scenario::MakeScenarioSource(scenario, fault);
   if (source == nullptr) {
-    std::fprintf(stderr, "%s\n", fault.c_str());
+    tarvex::TellOnStandardError(fault);
     source = orvan::scenario::MakeEmptySource();
   }
   return source;

@@ -78,7 +78,7 @@ TEST_F(LibraryTest, AnUnreadableScenarioIsToldInOneLineAndLoadsNothing) {
   ::testing::internal::CaptureStderr();
   OrvanService* service = GetOrvanServiceInstance();
   EXPECT_EQ(::testing::internal::GetCapturedStderr(),
-            Path("scenario.json") + ": modules[0].name: is missing\n");
+            "TarvexDiagnosticsCLI: " + Path("scenario.json") + ": modules[0].name: is missing\n");
   ASSERT_NE(service, nullptr);
   EXPECT_EQ(service->LoadModules(0), nullptr);
 }

@@ -222,6 +222,10 @@ def test_program_that_is_gone_cannot_be_started_again(world, installed):
         os.close(program)
     assert exit_status(second) == 127, "what is left of the attempt has ended"
     assert (result.returncode, result.stdout) == (0, b"CreateProcess failed (2).\n")
+    assert result.stderr == (
+        b"TarvexDiagnosticsCLI: the run in the background could not be started, and nothing was done: "
+        b"No such file or directory\n"
+    )
 
 
 def test_shell_has_its_prompt_back(world):

@@ -151,7 +151,7 @@ class TestTrace:
         return run
 
     def refusal(self, stranger, reason):
-        return f"{stranger.folder}/scenario.json: trace: {reason}\n".encode()
+        return f"TarvexDiagnosticsCLI: {stranger.folder}/scenario.json: trace: {reason}\n".encode()
 
     @pytest.mark.parametrize("path", ["{place}/precious", "../precious", "a/../../precious"])
     def test_is_only_below_the_scenario(self, run, place, stranger, path):
