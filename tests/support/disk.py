@@ -3,6 +3,8 @@
 import os
 import re
 import subprocess
+import time
+from pathlib import Path
 
 import pytest
 from program import BINARY_DIR
@@ -20,6 +22,8 @@ EIO = 5
 ENODEV = 19
 ENODATA = 61  # a medium error
 ETIMEDOUT = 110
+
+DETACHMENT = 20  # seconds; what reads a disk on may hold it up
 
 SECTORS = 32 * 1024 * 2  # 32 MiB
 SMALL = 4 * 1024 * 2  # 4 MiB
@@ -55,6 +59,13 @@ class FaultyDisk:
             text=True,
         ).stdout.strip()
 
+    def wait_for_detachment(self):
+        """Up to the moment when the next disk gets this number, so that numbers go up."""
+        bound = Path("/sys/block", self.kernel_name, "loop")
+        deadline = time.monotonic() + DETACHMENT
+        while bound.exists() and time.monotonic() < deadline:
+            time.sleep(0.01)
+
     @property
     def kernel_name(self):
         return os.path.basename(self.device)
@@ -81,6 +92,7 @@ class FaultyDisk:
             self.command("vanish", EIO)
         if self.device:
             subprocess.run(["losetup", "--detach", self.device], check=False)
+            self.wait_for_detachment()
         if self.server.poll() is None:
             self.server.stdin.close()
             self.server.wait(20)
