@@ -53,13 +53,22 @@ bool MayBeDisk(const std::string& name, bool includeLoop) {
 // What cannot be read speaks for a disk: none that is there may lose its place.
 bool IsDisk(const machine::MachineFiles& files, const std::string& name,
             const std::string& folder) {
-  if (name.starts_with("loop")) {
-    // The folder is there for as long as a file is bound.
-    int error = 0;
-    return files.Exists(folder + "/loop", &error) || error != 0;
-  }
   if (files.ReadText(folder + "/hidden") == "1") return false;
   return !name.starts_with("sd") || IsScsiDisk(files, folder);
+}
+
+// Whether a loop device has a file; none when that cannot be found out. Its size decides, for an
+// unbound one has none and an empty file has nothing to read.
+std::optional<bool> HasFile(const machine::MachineFiles& files, const std::string& folder) {
+  if (const auto sectors = files.ReadNumber(folder + "/size")) return *sectors != 0;
+  // There for as long as a file is bound. Two looks, for one may miss what is there.
+  bool isKnown = true;
+  for (const char* name : {"/loop", "/loop/backing_file"}) {
+    int error = 0;
+    if (files.Exists(folder + name, &error)) return true;
+    isKnown = isKnown && error == 0;
+  }
+  return isKnown ? std::optional<bool>(false) : std::nullopt;
 }
 
 std::uint64_t ParseDeviceNumber(const std::string& text) {
@@ -156,7 +165,10 @@ class Scan {
       if (error != ENOENT || files_.ReadLink(kBlockFolder + ('/' + name))) Displace(facts, error);
       return;
     }
-    if (!IsDisk(watched, name, facts.folder)) return;
+    const bool isLoop = name.starts_with("loop");
+    const std::optional<bool> isDisk =
+        isLoop ? HasFile(watched, facts.folder) : IsDisk(watched, name, facts.folder);
+    if (isDisk == false) return;
     ReadDisk(watched, facts);
     const HardwarePath path = LookForPath(facts);
     facts.busPath = Shown(path.text);
@@ -164,9 +176,11 @@ class Scan {
     KeepTroubles(watched.TakeTroubles(), facts);
     RequireAttributes(facts);
     // What was pulled out while we looked is no disk of the machine any more.
-    if (!facts.unread.empty() && IsGone(facts.folder)) return;
+    if ((path.trouble || !facts.unread.empty()) && IsGone(facts.folder)) return;
     if (path.trouble) {
       Displace(facts, path.trouble->error);
+    } else if (!isDisk) {
+      Displace(facts, facts.unread.front().error);
     } else {
       found_.push_back({path.sortKey, std::move(facts)});
     }

@@ -207,7 +207,7 @@ TEST(DiskInformation, UniqueIdsOfAMachineAllDifferAndNameNoIndexOfTheKernels) {
 
 TEST(DiskInformation, TwoDisksWithTheSameBadSerialNumberDiffer) {
   const std::string hub = "/sys/devices/pci0000:00/0000:00:14.0/usb1/1-";
-  std::string text;
+  std::string text = "f /sys/devices/pci0000:00/0000:00:14.0/usb1/speed 480\n";
   for (const auto& [name, port] : {std::pair{"sda", "3"}, std::pair{"sdb", "4"}}) {
     const std::string usb = hub + port;
     const std::string block = usb + "/1-" + port + ":1.0/host6/target6:0:0/6:0:0:0/block/" + name;
@@ -219,9 +219,9 @@ TEST(DiskInformation, TwoDisksWithTheSameBadSerialNumberDiffer) {
   const auto disks = ScanDisks(machine::CapturedFiles(text), probe, false, {});
   ASSERT_EQ(disks.size(), 2U);
   EXPECT_EQ(disks[0]->UniqueId(),
-            "Stick_000000000000@pci-0000:00:14.0/port-3/port-3:1.0/scsi-0:0:0");
+            "Stick_000000000000@pci-0000:00:14.0/usb2/port-3/port-3:1.0/scsi-0:0:0");
   EXPECT_EQ(disks[1]->UniqueId(),
-            "Stick_000000000000@pci-0000:00:14.0/port-4/port-4:1.0/scsi-0:0:0");
+            "Stick_000000000000@pci-0000:00:14.0/usb2/port-4/port-4:1.0/scsi-0:0:0");
 }
 
 TEST(DiskInformation, ALoopDeviceIsKnownByItsFile) {

@@ -7,6 +7,7 @@
 #include <charconv>
 #include <cstdint>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace orvan::storage {
@@ -85,21 +86,33 @@ std::string WithoutFirstNumber(const std::string& tuple) {
   return tuple.substr(std::min(tuple.find(':'), tuple.size() - 1) + 1);
 }
 
-// What one folder of the path says; both empty for one that says nothing that lasts.
+// What one folder of the path says; both texts empty for one that says nothing that lasts.
 struct Step {
   std::string text;
   std::string key;
+  std::string missing;  // an attribute that it hangs on, which every such folder has
 };
 
 Step Named(const std::string& text) {
-  return {text, NaturalKey(text)};
+  return {text, NaturalKey(text), {}};
+}
+
+// A kernel number in place of the attribute would follow the order of detection.
+Step Unknown(std::string missing) {
+  return {{}, {}, std::move(missing)};
+}
+
+Step Numbered(const machine::MachineFiles& files, const std::string& prefix,
+              const std::string& attribute) {
+  const auto number = files.ReadNumber(attribute);
+  return number ? Named(prefix + std::to_string(*number)) : Unknown(attribute);
 }
 
 // ATA ports are numbered over all controllers; the port's own number stands in its class folder.
+// Source: Linux, Documentation/ABI/testing/sysfs-ata: port_no.
 Step AtaStep(const machine::MachineFiles& files, const std::string& folder,
              const std::string& part) {
-  const std::string port = files.ReadText(folder + "/ata_port/" + part + "/port_no");
-  return Named("ata-" + (port.empty() ? part.substr(3) : port));
+  return Numbered(files, "ata-", folder + "/ata_port/" + part + "/port_no");
 }
 
 // "port-6:0", "end_device-6:0:1", "expander-6:0": the first number is the host's.
@@ -119,8 +132,9 @@ bool IsUsbPort(const std::string& part) {
 // The root hubs of a controller differ in their speed; the number of the bus is none of theirs.
 // Source: Linux, Documentation/ABI/stable/sysfs-bus-usb: speed in Mbit/s.
 Step RootHubStep(const machine::MachineFiles& files, const std::string& folder) {
-  const std::uint64_t speed = files.ReadNumber(folder + "/speed").value_or(0);
-  if (speed == 0) return {};
+  const std::string attribute = folder + "/speed";
+  const std::uint64_t speed = files.ReadNumber(attribute).value_or(0);
+  if (speed == 0) return Unknown(attribute);
   return Named(speed >= 5000 ? "usb3" : speed >= 480 ? "usb2" : "usb1");
 }
 
@@ -138,7 +152,7 @@ bool IsSilent(const std::string& part) {
 Step ReadStep(const machine::MachineFiles& files, const std::string& folder,
               const std::string& part) {
   if (IsSilent(part) || part.starts_with("pci0") || part.starts_with("pci1")) return {};
-  if (IsPciAddress(part)) return {"pci-" + part, PciKey(part)};
+  if (IsPciAddress(part)) return {"pci-" + part, PciKey(part), {}};
   if (IsNumbered(part, "ata")) return AtaStep(files, folder, part);
   if (part.starts_with("target") && IsTuple(part.substr(6), 3)) return {};
   if (IsTuple(part, 4)) return Named("scsi-" + WithoutFirstNumber(part));
@@ -155,27 +169,57 @@ Step ReadStep(const machine::MachineFiles& files, const std::string& folder,
 // The last step: what tells disks of one controller apart.
 Step DiskStep(const machine::MachineFiles& files, const std::string& kernelName,
               const std::string& blockFolder) {
-  if (kernelName.starts_with("loop")) return {};
-  const std::string nsid = files.ReadText(blockFolder + "/nsid");
-  if (!nsid.empty()) return Named("namespace-" + nsid);
-  const std::size_t mark = kernelName.find_last_of('n');
-  const bool isNamespace = kernelName.starts_with("nvme") && mark != 0;
-  return isNamespace ? Named("namespace-" + kernelName.substr(mark + 1)) : Step{};
+  if (!kernelName.starts_with("nvme")) return {};
+  return Numbered(files, "namespace-", blockFolder + "/nsid");
 }
 
-// A multipath NVMe disk lies below its subsystem; its controllers are links of the subsystem.
-std::string FirstController(const machine::MachineFiles& files, const std::string& subsystem) {
+// The steps to a folder below /sys/devices, or to one of no such place.
+std::vector<Step> StepsTo(const machine::MachineFiles& files, const std::string& folder) {
+  const bool isBelow = folder.starts_with(kDevicesFolder);
+  std::string reached = "/sys/devices";
+  std::vector<Step> steps;
+  for (const std::string& part :
+       Split(isBelow ? folder.substr(std::size(kDevicesFolder) - 1) : folder, '/')) {
+    reached += '/' + part;
+    steps.push_back(ReadStep(files, reached, part));
+  }
+  return steps;
+}
+
+// What a multipath NVMe disk lies below in place of its hardware.
+std::string SubsystemOf(const std::string& blockFolder) {
+  if (blockFolder.find("/nvme-subsystem/") == std::string::npos) return {};
+  return blockFolder.substr(0, blockFolder.find_last_of('/'));
+}
+
+// The controllers of a subsystem are links of it. One that is none, or leads nowhere, is "missing".
+struct Controllers {
+  std::string first;
+  std::string missing;
+};
+
+Controllers ReadControllers(const machine::MachineFiles& files, const std::string& subsystem) {
   std::vector<std::pair<std::string, std::string>> controllers;
+  Controllers result;
   for (const std::string& name : files.List(subsystem)) {
     const std::string folder = subsystem + '/' + name;
-    if (!IsNumbered(name, "nvme") || !files.ReadLink(folder)) continue;
+    if (!IsNumbered(name, "nvme")) continue;
     const std::string resolved = files.Resolve(folder);
+    if (resolved.empty() || resolved == folder) {
+      result.missing = folder;
+      continue;
+    }
     std::string key;
-    for (const std::string& part : Split(resolved, '/')) key += ReadStep(files, "", part).key + '/';
+    for (const Step& step : StepsTo(files, resolved)) key += step.key + '/';
     controllers.emplace_back(key, resolved);
   }
   std::sort(controllers.begin(), controllers.end());
-  return controllers.empty() ? std::string() : controllers.front().second;
+  if (controllers.empty()) {
+    result.missing = subsystem;
+  } else {
+    result.first = controllers.front().second;
+  }
+  return result;
 }
 
 }  // namespace
@@ -200,37 +244,39 @@ std::string BlockFolder(const machine::MachineFiles& files, const std::string& k
 
 std::string HardwareFolder(const machine::MachineFiles& files, const std::string& kernelName,
                            const std::string& blockFolder) {
-  std::string folder = blockFolder;
-  if (folder.find("/nvme-subsystem/") == std::string::npos) return folder;
-  const std::string subsystem = folder.substr(0, folder.find_last_of('/'));
-  const std::string controller = FirstController(files, subsystem);
-  return controller.empty() ? folder : controller + '/' + kernelName;
+  const std::string subsystem = SubsystemOf(blockFolder);
+  if (subsystem.empty()) return blockFolder;
+  const std::string controller = ReadControllers(files, subsystem).first;
+  return controller.empty() ? blockFolder : controller + '/' + kernelName;
 }
 
 HardwarePath ReadHardwarePath(const machine::MachineFiles& machine, const std::string& kernelName,
                               const std::string& blockFolder) {
   const machine::WatchedFiles files(machine);
-  const std::string folder = HardwareFolder(files, kernelName, blockFolder);
   const bool isLoop = kernelName.starts_with("loop");
   HardwarePath path;
   path.sortKey = isLoop ? "~" : "";
-  const auto append = [&path](const Step& step) {
-    if (step.text.empty()) return;
+  const auto doubt = [&path](const std::string& missing) {
+    if (!missing.empty() && !path.trouble) path.trouble = {missing, ENOENT};
+  };
+  std::string folder = blockFolder;
+  if (const std::string subsystem = SubsystemOf(blockFolder); !subsystem.empty()) {
+    const Controllers controllers = ReadControllers(files, subsystem);
+    doubt(controllers.missing);
+    if (!controllers.first.empty()) folder = controllers.first + '/' + kernelName;
+  }
+  std::vector<Step> steps = StepsTo(files, folder);
+  if (!isLoop) steps.pop_back();  // the kernel's name
+  steps.push_back(DiskStep(files, kernelName, blockFolder));
+  for (const Step& step : steps) {
+    doubt(step.missing);
+    if (step.text.empty()) continue;
     path.text += (path.text.empty() ? "" : "/") + step.text;
     path.sortKey += step.key + '/';
-  };
-  std::string reached = "/sys/devices";
-  std::vector<std::string> parts = Split(
-      folder.starts_with(kDevicesFolder) ? folder.substr(std::size(kDevicesFolder) - 1) : folder,
-      '/');
-  if (!isLoop) parts.pop_back();
-  for (const std::string& part : parts) {
-    reached += '/' + part;
-    append(ReadStep(files, reached, part));
   }
-  append(DiskStep(files, kernelName, blockFolder));
   // Only where the hardware tells nothing more apart.
   path.sortKey += '\x01' + NaturalKey(folder);
+  // What was there and could not be read says more than that something is missing.
   const auto troubles = files.TakeTroubles();
   if (!troubles.empty()) path.trouble = troubles.front();
   return path;
