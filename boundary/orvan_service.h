@@ -37,7 +37,7 @@ class OrvanService {
   // `device` may be null (pseudo device). Service thread.
   virtual void ExecuteDiagnostics(DiagModule* module, DiagDevice* device,
                                   std::vector<DiagnosticRunItem> plan) = 0;
-  // Runs a tool and returns when it has finished. `listener` may be null. Any one thread.
+  // Runs a tool; throws what ended it, once it is over. `listener` may be null. Any one thread.
   virtual void RunTool(DiagTool* tool, orvan_service::ToolListenerView* listener,
                        std::vector<DiagDevice*> devices) = 0;
   // Asks a running tool to stop. Any thread.

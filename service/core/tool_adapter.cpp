@@ -1,6 +1,8 @@
 #include "service/core/tool_adapter.h"
 
 #include <exception>
+#include <optional>
+#include <stdexcept>
 #include <utility>
 
 #include "service/core/canceled_repair.h"
@@ -143,18 +145,23 @@ void ToolAdapter::Run(orvan_service::ToolListenerView* listener,
     tested.push_back(&device->Device());
   }
   std::exception_ptr listenerFailure;
+  std::optional<std::string> failure;
   {
     Context context(*this, listener, std::move(tested), filtering);
     try {
       CallTool(context);
     } catch (...) {
-      module_.Log().Error("exception",
-                          "tool " + record_.name + " ended: " + CurrentExceptionText());
+      // Only the text passes: the code of a module's exception may be unloaded before it is read.
+      failure = "tool " + record_.name + " ended: " + CurrentExceptionText();
+      module_.Log().Error("exception", *failure);
     }
     listenerFailure = context.ListenerFailure();
   }
   if (listenerFailure) {
     std::rethrow_exception(listenerFailure);
+  }
+  if (failure) {
+    throw std::runtime_error(InLine(*std::move(failure)));
   }
 }
 

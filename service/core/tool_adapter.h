@@ -46,10 +46,11 @@ class ToolAdapter final : public DiagTool {
   // False for a device of another module, and without a device.
   bool IsApplicable(DiagDevice* device) override;
 
-  // Runs the tool on the calling thread; one run at a time. An exception of the tool ends the run
-  // and leaves a line in the log. One of the listener stops the tool and is thrown here once the
-  // tool has returned. A run without a listener whose operation begins with "filterDevices" gets
-  // the devices of the module's last scan instead of `devices`.
+  // Runs the tool on the calling thread; one run at a time. An exception of the tool ends the run,
+  // leaves a line in the log, and is thrown here as a std::runtime_error with that line's text. One
+  // of the listener stops the tool and is thrown here, before any of the tool's own, once the tool
+  // has returned. A run without a listener whose operation begins with "filterDevices" gets the
+  // devices of the module's last scan instead of `devices`.
   void Run(orvan_service::ToolListenerView* listener,
            const std::vector<const DeviceAdapter*>& devices);
   // Any thread.

@@ -1,24 +1,15 @@
-#include "service/core/tool_adapter.h"
-
-#include <gtest/gtest.h>
-
 #include <condition_variable>
 #include <latch>
 #include <mutex>
 #include <thread>
 
-#include "service/core/test_support.h"
+#include "service/core/tool_adapter_fixture.h"
 
 namespace orvan::core {
 namespace {
 
-using Texts = std::vector<std::string>;
-
-class Listener final : public orvan_service::ToolListenerView {
- public:
-  void ClearReply(orvan_service::ToolReply* record) override { record->reply = 0; }
-  void RegisterHandlers() override {}
-};
+using testing::Texts;
+using testing::ToolAdapterTest;
 
 void WaitForStop(const std::stop_token& stop) {
   std::mutex mutex;
@@ -26,36 +17,6 @@ void WaitForStop(const std::stop_token& stop) {
   std::unique_lock lock(mutex);
   wake.wait(lock, stop, [] { return false; });
 }
-
-class ToolAdapterTest : public ::testing::Test {
- protected:
-  void Start(std::function<void(sdk::ToolContext&)> run) {
-    sdk::ToolRecord record;
-    record.name = "recover_bad_sectors";
-    record.description = "RECOVER";
-    record.hint = "recover";
-    record.appliesTo = [](const sdk::Device& device) { return device.Id() == "1"; };
-    record.run = std::move(run);
-    record.mayWrite = mayWrite;
-    record.reportCanceled = canceled;
-    auto plain = std::make_unique<testing::PlainModule>();
-    plain->tools = {record};
-    auto source = std::make_unique<testing::PlainSource>();
-    source->modules.push_back(testing::Own(std::move(plain)));
-    service = std::make_unique<Service>(std::move(source), ServiceOptions{});
-    module = service->LoadModules(0)->front();
-    module->ScanDevices();
-    tool = module->Tools()->front();
-  }
-
-  std::unique_ptr<Service> service;
-  DiagModule* module = nullptr;
-  DiagTool* tool = nullptr;
-  Listener listener;
-  // Of the tool's record; before Start.
-  bool mayWrite = false;
-  std::function<void(sdk::ToolContext&)> canceled;
-};
 
 TEST_F(ToolAdapterTest, ShowsItsTextsAndWhatItAppliesTo) {
   Start([](sdk::ToolContext&) {});
@@ -149,51 +110,6 @@ TEST_F(ToolAdapterTest, AnAbortThatComesFirstIsTakenBackWithTheForcedAbort) {
   tool->SetToolProperty("ForcedAbort", {});
   service->RunTool(tool, &listener, {});
   EXPECT_EQ(stopped, std::vector<bool>{false});
-}
-
-TEST_F(ToolAdapterTest, AToolThatThrowsEndsItsRunOnly) {
-  int runs = 0;
-  Start([&](sdk::ToolContext&) {
-    ++runs;
-    throw std::runtime_error("lost");
-  });
-  service->RunTool(tool, &listener, {});
-  service->RunTool(tool, &listener, {});
-  EXPECT_EQ(runs, 2);
-}
-
-TEST_F(ToolAdapterTest, WhatAHandlerThrowsStopsTheToolAndPassesOnceItHasReturned) {
-  Texts steps;
-  listener.SetHandler("OnShort", [](DiagTool* called, const std::string&) {
-    return called->GetToolProperty("Nothing").at(0).empty();
-  });
-  listener.SetHandler("OnMore", [&](DiagTool*, const std::string&) {
-    steps.emplace_back("told more");
-    return true;
-  });
-  Start([&](sdk::ToolContext& context) {
-    EXPECT_FALSE(context.StopToken().stop_requested());
-    EXPECT_FALSE(context.Fire("OnShort"));
-    EXPECT_TRUE(context.StopToken().stop_requested());
-    EXPECT_FALSE(context.Fire("OnMore"));
-    steps.emplace_back("returned");
-  });
-  EXPECT_THROW(service->RunTool(tool, &listener, {}), std::out_of_range);
-  EXPECT_EQ(steps, Texts{"returned"});
-  // The next run is a run like any other.
-  EXPECT_THROW(service->RunTool(tool, &listener, {}), std::out_of_range);
-  EXPECT_EQ(steps.size(), 2U);
-}
-
-TEST_F(ToolAdapterTest, WhatAHandlerThrowsPassesAlsoWhenTheToolThenThrowsItself) {
-  listener.SetHandler("OnShort", [](DiagTool*, const std::string&) -> bool {
-    throw std::out_of_range("of the handler");
-  });
-  Start([](sdk::ToolContext& context) {
-    context.Fire("OnShort");
-    throw std::runtime_error("of the tool");
-  });
-  EXPECT_THROW(service->RunTool(tool, &listener, {}), std::out_of_range);
 }
 
 // What a writing tool's listener is told, one text for each event.

@@ -40,7 +40,8 @@ struct ToolRecord {
   std::string description;                       // message key
   std::string hint;                              // the word that the command line names
   std::function<bool(const Device&)> appliesTo;  // none: every device
-  // An exception of its own ends the run and leaves a line in the log.
+  // An exception of its own ends the run, leaves a line in the log, and passes with its text to the
+  // caller of the run, which ends the program: what a tool can tell, it tells its listener.
   std::function<void(ToolContext&)> run;
   // Whether `run` may write to a device. A run with a listener is not begun any more once the end
   // of the program, or a forced abort, was asked for: the service itself reports that the operation
