@@ -6,6 +6,7 @@
 
 #include "service/scenario/json_fields.h"
 #include "service/scenario/player.h"
+#include "system/key_format.h"
 #include "system/outside_text.h"
 #include "system/regular_file.h"
 #include "system/text_conversion.h"
@@ -168,13 +169,7 @@ StepScript ReadStep(const Json& value, const std::string& place) {
 // Whether the key `name` stands for the tool that recovers bad sectors: bars and case are how it is
 // shown.
 bool IsRepair(std::string_view name) {
-  std::string word;
-  for (const char letter : name) {
-    if (letter != '|') {
-      word += letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
-    }
-  }
-  return word == "recover_bad_sectors";
+  return tarvex::FormatKey(name, false, false, false) == "recover_bad_sectors";
 }
 
 sdk::ToolRecord ReadTool(const Json& value, const std::string& place) {
