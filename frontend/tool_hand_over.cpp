@@ -3,28 +3,10 @@
 #include "frontend/message_keys.h"
 #include "frontend/system_event_handlers.h"
 #include "frontend/tool_makers.h"
+#include "system/key_format.h"
 #include "system/standard_error.h"
 #include "tools/tool_run.h"
-#include "views/key_format.h"
-#include "views/message_keys.h"
 #include "views/orvan_stdio.h"
-
-namespace {
-
-// A supervising program's view has no words for it, so that it is told where other programs tell
-// what went wrong.
-void WarnOfEarlyEnd(OrvanStdio& view, bool supervised, const std::exception& error) {
-  if (supervised) {
-    tarvex::TellOnStandardError(tarvex::FormatKey(kKeyToolEndedEarly, false, true, true) +
-                                error.what());
-    return;
-  }
-  view.PrintSentence(std::string(tarvex::kWarningTag) + " ", false);
-  view.PrintSentence(kKeyToolEndedEarly, false);
-  view.PrintUnicode(error.what(), true);
-}
-
-}  // namespace
 
 // Hands the rest of the command line to the chosen tool. A tool that has no command here is passed
 // over in silence. What goes wrong in it passes; only that the system has no thread to run it on is
@@ -42,7 +24,8 @@ void Cli::HandOverToTool(int argc, char** argv) {
   try {
     tool->ToolExecute(argc, argv);
   } catch (const ToolThreadError& error) {
-    WarnOfEarlyEnd(*view, (flags & CLI_FLAG_SUPERVISED) != 0, error);
+    tarvex::TellOnStandardError(tarvex::FormatKey(kKeyToolEndedEarly, false, true, true) +
+                                error.what());
   }
   result = kResultPassed;
 }

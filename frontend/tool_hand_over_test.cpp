@@ -123,24 +123,21 @@ std::exception_ptr NoThread() {
       ToolThreadError(EAGAIN, std::generic_category(), "cannot start a thread"));
 }
 
-TEST_F(ToolHandOver, AToolWithoutAThreadEndsInOrder) {
-  record.failure = NoThread();
-  EXPECT_EQ(HandOver("some_tool", {"-Mstorage", "-Tsome"}),
-            "[Warning] The tool ended early: cannot start a thread: "
-            "Resource temporarily unavailable\n");
-  EXPECT_TRUE(record.freed);
-  EXPECT_EQ(GetProcessState().systemEventHoldMask, 0U);
-  EXPECT_EQ(cli->result, kResultPassed);
-}
-
-TEST_F(ToolHandOver, ASupervisingProgramIsToldOfAToolWithoutAThreadOnStandardError) {
-  record.failure = NoThread();
-  ::testing::internal::CaptureStderr();
-  const std::string output = HandOver("some_tool", {"-Mstorage", "-Tsome", "--HDK"});
-  EXPECT_EQ(::testing::internal::GetCapturedStderr(),
-            "TarvexDiagnosticsCLI: The tool ended early: cannot start a thread: "
-            "Resource temporarily unavailable\n");
-  EXPECT_EQ(output, "");
+TEST_F(ToolHandOver, AToolWithoutAThreadEndsInOrderAndIsToldOfOnStandardError) {
+  for (const Words& words : {Words{"-Mstorage", "-Tsome"}, Words{"-Mstorage", "-Tsome", "--HDK"}}) {
+    record.failure = NoThread();
+    record.freed = false;
+    optind = 0;
+    ::testing::internal::CaptureStderr();
+    const std::string output = HandOver("some_tool", words);
+    EXPECT_EQ(::testing::internal::GetCapturedStderr(),
+              "TarvexDiagnosticsCLI: The tool ended early: cannot start a thread: "
+              "Resource temporarily unavailable\n");
+    EXPECT_EQ(output, "");
+    EXPECT_TRUE(record.freed);
+    EXPECT_EQ(GetProcessState().systemEventHoldMask, 0U);
+    EXPECT_EQ(cli->result, kResultPassed);
+  }
 }
 
 TEST_F(ToolHandOver, AToolWithoutACommandIsPassedOverInSilence) {
