@@ -20,12 +20,16 @@ TEST(MountTable, AMountIsKnownByItsNumberAndNotByItsSource) {
 }
 
 TEST(MountTable, AFileSystemOfSeveralDevicesIsKnownByItsSource) {
-  EXPECT_EQ(PointOf("22 1 0:40 / /mnt rw - btrfs /dev/vda1 rw"), "/mnt");
+  for (const char* type : {"btrfs", "bcachefs"}) {
+    EXPECT_EQ(PointOf(std::string("22 1 0:40 / /mnt rw - ") + type + " /dev/vda1 rw"), "/mnt");
+    EXPECT_EQ(PointOf(std::string("22 1 8:17 / /mnt rw - ") + type + " /dev/vda1 rw"), "");
+  }
 }
 
-TEST(MountTable, AUsersMountUnderTheNameOfADeviceIsNotBelieved) {
-  for (const char* type : {"fuse", "fuse.sshfs", "fuse.btrfs", "fuseblk", "nfs", "nfs4", "cifs",
-                           "9p", "tmpfs", "overlay"}) {
+TEST(MountTable, NoOtherTypeIsBelievedAboutItsSource) {
+  for (const char* type :
+       {"fuse", "fuse.sshfs", "fuse.btrfs", "fuseblk", "nfs", "nfs4", "cifs", "9p", "tmpfs",
+        "overlay", "sysfs", "mqueue", "cgroup2", "devpts", "ext4", "one.of.tomorrow"}) {
     EXPECT_EQ(PointOf(std::string("22 1 0:40 / /mnt rw,nosuid,nodev - ") + type +
                       " /dev/vda1 rw,user_id=1000"),
               "")

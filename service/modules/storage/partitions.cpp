@@ -76,14 +76,12 @@ std::string NodePath(std::string kernelName) {
 }
 
 // Whether the kernel opened the source of a mount, so that it names a device. A file system on one
-// device has its number, and one of several devices, like btrfs, a number that is nobody's. Anybody
-// may mount one of FUSE under any source, and what comes over a network has any.
+// device has its number, and one of several devices a number that is nobody's. Anybody may mount
+// one of FUSE under any source, and what has no device has any.
 bool NamesItsDevice(const std::string& number, const std::string& type) {
-  static constexpr std::array<std::string_view, 14> kAnySource = {
-      "9p",   "afs",      "ceph",    "cifs", "smb3",  "ncpfs", "nfs",
-      "nfs4", "orangefs", "overlay", "proc", "ramfs", "tmpfs", "virtiofs"};
-  return number.starts_with("0:") && !type.starts_with("fuse") &&
-         std::find(kAnySource.begin(), kAnySource.end(), type) == kAnySource.end();
+  static constexpr std::array<std::string_view, 2> kOfSeveralDevices = {"bcachefs", "btrfs"};
+  return number.starts_with("0:") && std::find(kOfSeveralDevices.begin(), kOfSeveralDevices.end(),
+                                               type) != kOfSeveralDevices.end();
 }
 
 class PartitionReader {
