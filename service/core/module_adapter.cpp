@@ -6,6 +6,7 @@
 #include "service/core/outside_text.h"
 #include "service/core/unsearched_devices.h"
 #include "system/key_format.h"
+#include "system/standard_error.h"
 
 namespace orvan::core {
 
@@ -96,6 +97,9 @@ void ModuleAdapter::ScanDevices() {
   } catch (...) {
     const std::string reason = CurrentExceptionText();
     log_.Error("exception", "scan of module " + name_ + " ended: " + reason);
+    // Who names a device is not shown the one that stands for all.
+    tarvex::TellOnStandardError("the devices of module " + name_ +
+                                " could not be searched: " + reason);
     std::vector<std::unique_ptr<sdk::Device>> none;
     none.push_back(std::make_unique<UnsearchedDevices>(name_, reason));
     Take(std::move(none));

@@ -93,7 +93,11 @@ TEST_F(ModuleAdapterTest, AScanThatThrowsIsNotOneThatFoundNothing) {
   testing::TemporaryFolder folder;
   log.MoveTo(folder.Path());
   broken = true;
+  ::testing::internal::CaptureStderr();
   shown.ScanDevices();
+  EXPECT_EQ(::testing::internal::GetCapturedStderr(),
+            "TarvexDiagnosticsCLI: the devices of module Plain could not be searched: "
+            "bus is gone\n");
   ASSERT_EQ(shown.DeviceCount(), 1U);
   std::string id;
   EXPECT_EQ(shown.GetDevice(0)->GetId(id), "0");

@@ -9,7 +9,13 @@ from program import PROGRAM
 
 pytestmark = needs_devices
 
+NO_TEST = 23
 INVALID = 24
+NOT_AVAILABLE = 31
+NOT_SEARCHED = (
+    "TarvexDiagnosticsCLI: the devices of module Storage could not be searched: "
+    "/sys/block: error 2 (no such file)\n"
+)
 
 
 @pytest.fixture
@@ -75,6 +81,16 @@ def test_search_that_could_not_look_says_so(world, arguments):
     assert "Reason                    /sys/block: error 2 (no such file)\n" in output
     assert "No devices found" not in output
     assert "scan of module Storage ended: /sys/block: error 2 (no such file)" in log_of(world)
+    assert NOT_SEARCHED in run.stderr.decode()
     if arguments != ["-D"]:
         assert "Test Status: Invalid!" in output
         assert run.returncode == INVALID
+
+
+@pytest.mark.parametrize(
+    "arguments,status", [(["-Qf", "1"], NOT_AVAILABLE), (["--HDK", "-Qf", "1"], NO_TEST)]
+)
+def test_search_that_could_not_look_says_so_to_who_names_another_device(world, arguments, status):
+    run = run_behind(world, ["-t tmpfs none /sys"], ["-Mstorage", *arguments])
+    assert NOT_SEARCHED in run.stderr.decode()
+    assert run.returncode == status
