@@ -76,7 +76,10 @@ std::string MachineFiles::ReadText(const std::string& path) const {
 }
 
 std::optional<std::uint64_t> MachineFiles::ReadNumber(const std::string& path) const {
-  const std::string text = ReadText(path);
+  return ParseNumber(ReadText(path));
+}
+
+std::optional<std::uint64_t> MachineFiles::ParseNumber(const std::string& text) {
   std::uint64_t value = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
   if (text.empty() || error != std::errc() || end != text.data() + text.size()) return {};

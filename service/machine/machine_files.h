@@ -17,6 +17,9 @@ class MachineFiles {
  public:
   virtual ~MachineFiles() = default;
 
+  // The number that a text of decimal digits is; none when it is anything else, or does not fit.
+  static std::optional<std::uint64_t> ParseNumber(const std::string& text);
+
   // Each of these sets `error`, where one is given, to the errno of why it could not look, and to
   // 0 when it could. That there is no such thing is an answer, and so is a device that says that it
   // has no such value.

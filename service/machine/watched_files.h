@@ -10,7 +10,7 @@ namespace orvan::machine {
 // Something that is there, or may be, and could not be looked at.
 struct FileTrouble {
   std::string path;
-  int error = 0;
+  int error = 0;  // 0: it was read, and what it says is of no use
   bool operator==(const FileTrouble&) const = default;
 };
 

@@ -28,7 +28,7 @@ struct Partition {
   std::uint64_t freeBytes = 0;
 };
 
-// All that a scan finds out about a disk. Texts hold no control characters. What the kernel does
+// All that a scan finds out about a disk. Texts are as the machine tells them. What the kernel does
 // not tell, or could not be read, is empty or none.
 struct DiskFacts {
   std::string kernelName;          // "sda"

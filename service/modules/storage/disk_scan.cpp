@@ -81,23 +81,15 @@ std::uint64_t ParseDeviceNumber(const std::string& text) {
   return rest.ec == std::errc() ? machine::DeviceNumber(major, minor) : 0;
 }
 
-// Whatever the disk, the kernel tells these.
-void RequireAttributes(DiskFacts& facts) {
-  const auto require = [&facts](bool isKnown, const char* name) {
-    const auto isNamed = [name](const machine::FileTrouble& one) { return one.path == name; };
-    if (!isKnown && std::none_of(facts.unread.begin(), facts.unread.end(), isNamed)) {
-      facts.unread.push_back({name, ENOENT});
-    }
-  };
-  require(facts.deviceNumber != 0, "dev");
-  require(facts.sizeBytes.has_value(), "size");
-  if (facts.transport == Transport::kLoop) require(!facts.backingFile.empty(), "loop/backing_file");
-}
+// What every disk has and this one does not tell.
+using Lacking = std::vector<machine::FileTrouble>;
 
-void ReadDisk(const machine::MachineFiles& files, DiskFacts& facts) {
+Lacking ReadDisk(const machine::MachineFiles& files, DiskFacts& facts) {
   const std::string& folder = facts.folder;
-  facts.deviceNumber = ParseDeviceNumber(files.ReadText(folder + "/dev"));
-  if (const auto sectors = files.ReadNumber(folder + "/size")) {
+  const std::string number = files.ReadText(folder + "/dev");
+  facts.deviceNumber = ParseDeviceNumber(number);
+  const std::string size = files.ReadText(folder + "/size");
+  if (const auto sectors = machine::MachineFiles::ParseNumber(size)) {
     facts.sizeBytes = *sectors * kSysfsSectorBytes;
   }
   facts.logicalSectorBytes = files.ReadNumber(folder + "/queue/logical_block_size");
@@ -106,6 +98,21 @@ void ReadDisk(const machine::MachineFiles& files, DiskFacts& facts) {
     facts.isRotating = *rotational == 1;
   }
   ReadIdentity(files, facts);
+  Lacking lacking;
+  if (facts.deviceNumber == 0) lacking.push_back({"dev", number.empty() ? ENOENT : 0});
+  if (!facts.sizeBytes) lacking.push_back({"size", size.empty() ? ENOENT : 0});
+  if (facts.transport == Transport::kLoop && facts.backingFile.empty()) {
+    lacking.push_back({"loop/backing_file", ENOENT});
+  }
+  return lacking;
+}
+
+// What could not be read at all is told already.
+void AddLacking(const Lacking& lacking, DiskFacts& facts) {
+  for (const machine::FileTrouble& one : lacking) {
+    const auto isIt = [&one](const machine::FileTrouble& other) { return other.path == one.path; };
+    if (std::none_of(facts.unread.begin(), facts.unread.end(), isIt)) facts.unread.push_back(one);
+  }
 }
 
 struct FoundDisk {
@@ -169,12 +176,12 @@ class Scan {
     const std::optional<bool> isDisk =
         isLoop ? HasFile(watched, facts.folder) : IsDisk(watched, name, facts.folder);
     if (isDisk == false) return;
-    ReadDisk(watched, facts);
+    const Lacking lacking = ReadDisk(watched, facts);
     const HardwarePath path = LookForPath(facts);
-    facts.busPath = Shown(path.text);
+    facts.busPath = path.text;
     facts.partitions = ReadPartitions(watched, probe_, mounts_, facts, stop_);
     KeepTroubles(watched.TakeTroubles(), facts);
-    RequireAttributes(facts);
+    AddLacking(lacking, facts);
     // What was pulled out while we looked is no disk of the machine any more.
     if ((path.trouble || !facts.unread.empty()) && IsGone(facts.folder)) return;
     if (path.trouble) {

@@ -90,7 +90,8 @@ std::string WithoutFirstNumber(const std::string& tuple) {
 struct Step {
   std::string text;
   std::string key;
-  std::string missing;  // an attribute that it hangs on, which every such folder has
+  // Set when an attribute that it hangs on, and every such folder has, is missing or of no use.
+  std::optional<machine::FileTrouble> trouble;
 };
 
 Step Named(const std::string& text) {
@@ -98,14 +99,15 @@ Step Named(const std::string& text) {
 }
 
 // A kernel number in place of the attribute would follow the order of detection.
-Step Unknown(std::string missing) {
-  return {{}, {}, std::move(missing)};
+Step Unknown(const std::string& attribute, const std::string& said) {
+  return {{}, {}, machine::FileTrouble{attribute, said.empty() ? ENOENT : 0}};
 }
 
 Step Numbered(const machine::MachineFiles& files, const std::string& prefix,
               const std::string& attribute) {
-  const auto number = files.ReadNumber(attribute);
-  return number ? Named(prefix + std::to_string(*number)) : Unknown(attribute);
+  const std::string said = files.ReadText(attribute);
+  const auto number = machine::MachineFiles::ParseNumber(said);
+  return number ? Named(prefix + std::to_string(*number)) : Unknown(attribute, said);
 }
 
 // ATA ports are numbered over all controllers; the port's own number stands in its class folder.
@@ -133,8 +135,9 @@ bool IsUsbPort(const std::string& part) {
 // Source: Linux, Documentation/ABI/stable/sysfs-bus-usb: speed in Mbit/s.
 Step RootHubStep(const machine::MachineFiles& files, const std::string& folder) {
   const std::string attribute = folder + "/speed";
-  const std::uint64_t speed = files.ReadNumber(attribute).value_or(0);
-  if (speed == 0) return Unknown(attribute);
+  const std::string said = files.ReadText(attribute);
+  const std::uint64_t speed = machine::MachineFiles::ParseNumber(said).value_or(0);
+  if (speed == 0) return Unknown(attribute, said);
   return Named(speed >= 5000 ? "usb3" : speed >= 480 ? "usb2" : "usb1");
 }
 
@@ -192,10 +195,10 @@ std::string SubsystemOf(const std::string& blockFolder) {
   return blockFolder.substr(0, blockFolder.find_last_of('/'));
 }
 
-// The controllers of a subsystem are links of it. One that is none, or leads nowhere, is "missing".
+// The controllers of a subsystem are links of it. One that is none, or leads nowhere, is in doubt.
 struct Controllers {
   std::string first;
-  std::string missing;
+  std::optional<machine::FileTrouble> trouble;
 };
 
 Controllers ReadControllers(const machine::MachineFiles& files, const std::string& subsystem) {
@@ -206,7 +209,7 @@ Controllers ReadControllers(const machine::MachineFiles& files, const std::strin
     if (!IsNumbered(name, "nvme")) continue;
     const std::string resolved = files.Resolve(folder);
     if (resolved.empty() || resolved == folder) {
-      result.missing = folder;
+      result.trouble = {folder, ENOENT};
       continue;
     }
     std::string key;
@@ -215,7 +218,7 @@ Controllers ReadControllers(const machine::MachineFiles& files, const std::strin
   }
   std::sort(controllers.begin(), controllers.end());
   if (controllers.empty()) {
-    result.missing = subsystem;
+    result.trouble = {subsystem, ENOENT};
   } else {
     result.first = controllers.front().second;
   }
@@ -256,20 +259,20 @@ HardwarePath ReadHardwarePath(const machine::MachineFiles& machine, const std::s
   const bool isLoop = kernelName.starts_with("loop");
   HardwarePath path;
   path.sortKey = isLoop ? "~" : "";
-  const auto doubt = [&path](const std::string& missing) {
-    if (!missing.empty() && !path.trouble) path.trouble = {missing, ENOENT};
+  const auto doubt = [&path](const std::optional<machine::FileTrouble>& trouble) {
+    if (!path.trouble) path.trouble = trouble;
   };
   std::string folder = blockFolder;
   if (const std::string subsystem = SubsystemOf(blockFolder); !subsystem.empty()) {
     const Controllers controllers = ReadControllers(files, subsystem);
-    doubt(controllers.missing);
+    doubt(controllers.trouble);
     if (!controllers.first.empty()) folder = controllers.first + '/' + kernelName;
   }
   std::vector<Step> steps = StepsTo(files, folder);
   if (!isLoop) steps.pop_back();  // the kernel's name
   steps.push_back(DiskStep(files, kernelName, blockFolder));
   for (const Step& step : steps) {
-    doubt(step.missing);
+    doubt(step.trouble);
     if (step.text.empty()) continue;
     path.text += (path.text.empty() ? "" : "/") + step.text;
     path.sortKey += step.key + '/';

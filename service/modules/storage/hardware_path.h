@@ -15,8 +15,8 @@ struct HardwarePath {
   // Comparing these as bytes orders disks by bus address, port, target, LUN or namespace, each as
   // a number. Loop devices come after all hardware.
   std::string sortKey;
-  // Set when a part of the path could not be looked at, or (ENOENT) something is missing or says
-  // nothing of use that the place hangs on. The sort key then says nothing.
+  // Set when a part of the path could not be looked at, or something that the place hangs on is
+  // missing (ENOENT) or of no use. The sort key then says nothing.
   std::optional<machine::FileTrouble> trouble;
 };
 

@@ -30,13 +30,13 @@ std::string AtaText(const std::string& identify, WordRange range) {
     text += identify[2 * word + 1];
     text += identify[2 * word];
   }
-  return Shown(text);
+  return Trimmed(text);
 }
 
 std::string FirstOf(const machine::MachineFiles& files, const std::string& folder,
                     std::initializer_list<const char*> names) {
   for (const char* name : names) {
-    std::string text = Shown(files.ReadText(folder + name));
+    std::string text = files.ReadText(folder + name);
     if (!text.empty()) return text;
   }
   return {};
@@ -54,11 +54,11 @@ std::string UsbDeviceFolder(const machine::MachineFiles& files, std::string fold
 void ReadScsi(const machine::MachineFiles& files, const std::string& device, DiskFacts& facts) {
   const std::string vendor = FirstOf(files, device, {"/vendor"});
   facts.model = FirstOf(files, device, {"/model"});
-  if (!vendor.empty() && vendor != "ATA") facts.model = Shown(vendor + ' ' + facts.model);
+  if (!vendor.empty() && vendor != "ATA") facts.model = Trimmed(vendor + ' ' + facts.model);
   facts.firmware = FirstOf(files, device, {"/rev"});
   facts.worldWideName = FirstOf(files, device, {"/wwid"});
   const std::string page80 = files.ReadBytes(device + "/vpd_pg80", 260).value_or("");
-  if (page80.size() > kVpdHeadBytes) facts.serial = Shown(page80.substr(kVpdHeadBytes));
+  if (page80.size() > kVpdHeadBytes) facts.serial = Trimmed(page80.substr(kVpdHeadBytes));
   // INQUIRY cuts an ATA disk's model to 16 characters and its firmware to 4; this page does not.
   const std::string page89 = files.ReadBytes(device + "/vpd_pg89", 4096).value_or("");
   if (page89.size() < kIdentifyAt + kIdentifyBytes) return;
@@ -107,20 +107,11 @@ Transport FindTransport(const std::string& kernelName, const std::string& folder
 
 }  // namespace
 
-std::string Shown(const std::string& text) {
+std::string Trimmed(const std::string& text) {
   static constexpr std::string_view kBlanks(" \t\r\n\0", 5);
   const std::size_t begin = text.find_first_not_of(kBlanks);
   if (begin == std::string::npos) return {};
-  std::string shown = text.substr(begin, text.find_last_not_of(kBlanks) - begin + 1);
-  for (std::size_t i = 0; i < shown.size(); ++i) {
-    const auto byte = static_cast<unsigned char>(shown[i]);
-    const auto next = static_cast<unsigned char>(i + 1 < shown.size() ? shown[i + 1] : 0);
-    // C2 80 to C2 9F are the control characters past ASCII in UTF-8; terminals obey those too.
-    const bool isHighControl = byte == 0xC2 && next >= 0x80 && next <= 0x9F;
-    if (isHighControl) shown.erase(i, 1);
-    if (isHighControl || byte < 0x20 || byte == 0x7F) shown[i] = '?';
-  }
-  return shown;
+  return text.substr(begin, text.find_last_not_of(kBlanks) - begin + 1);
 }
 
 void ReadIdentity(const machine::MachineFiles& files, DiskFacts& facts) {

@@ -11,7 +11,7 @@ namespace orvan::storage {
 // `facts.kernelName`. What the disk does not tell stays empty.
 void ReadIdentity(const machine::MachineFiles& files, DiskFacts& facts);
 
-// A text from a device, made fit to be shown: control characters become "?", the ends are cut.
-std::string Shown(const std::string& text);
+// A text from a device without blanks, line ends and zero bytes at its ends.
+std::string Trimmed(const std::string& text);
 
 }  // namespace orvan::storage

@@ -120,7 +120,7 @@ class PartitionReader {
       part.sizeBytes = *sectors * kSysfsSectorBytes;
     }
     const Mount mount = mounts_.Find(number, path);
-    part.mountPoint = Shown(mount.point);
+    part.mountPoint = mount.point;
     Known known = ReadDeviceDatabase(files_, number).value_or(Known());
     const bool mustProbe = known.facts.fileSystem.empty() && known.entryScheme.empty();
     if (mustProbe || !mount.point.empty()) {
@@ -129,9 +129,9 @@ class PartitionReader {
       known.facts.use = probed.use;
     }
     part.type = TypeOf(part, known);
-    part.fileSystem = part.type == "EXTENDED" ? "" : Shown(known.facts.fileSystem);
-    if (part.fileSystem.empty()) part.fileSystem = Shown(mount.fileSystem);
-    part.label = Shown(known.facts.label);
+    part.fileSystem = part.type == "EXTENDED" ? "" : Trimmed(known.facts.fileSystem);
+    if (part.fileSystem.empty()) part.fileSystem = mount.fileSystem;
+    part.label = Trimmed(known.facts.label);
     part.hasUse = known.facts.use.has_value();
     if (part.hasUse) {
       part.usedBytes = known.facts.use->usedBytes;

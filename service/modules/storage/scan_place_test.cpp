@@ -69,9 +69,11 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(ScanPlace, APortThatIsNoNumberIsNoPlace) {
   const std::string port = kPci + "1f.2/ata1/ata_port/ata1/port_no";
-  for (const char* said : {"", "-", "1 2"}) {
+  for (const auto& [said, words] : std::map<std::string, std::string>{
+           {"", "error 2 (no such file)"}, {"-", "no usable value"}, {"1 2", "no usable value"}}) {
     const Disks disks = ScanOf(CaptureText("desktop") + "\nf " + port + ' ' + said + '\n');
     for (const auto& disk : disks) EXPECT_NE(disk->WhyUntestable(), std::nullopt) << said;
+    EXPECT_EQ(Entries(*disks.back())["COULD_NOT_BE_READ"], "hardware path: " + words);
   }
 }
 

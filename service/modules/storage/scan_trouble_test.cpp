@@ -137,6 +137,17 @@ TEST(ScanTrouble, WhatEveryDiskHasMayNotBeMissing) {
   EXPECT_EQ(Entries(*loops[0])["COULD_NOT_BE_READ"], "loop/backing_file: error 2 (no such file)");
 }
 
+TEST(ScanTrouble, WhatIsThereAndSaysNothingOfUseIsNotCalledMissing) {
+  for (const auto& [name, said] : std::vector<std::pair<std::string, std::string>>{
+           {"dev", "254"}, {"dev", "0:0"}, {"size", "many"}, {"size", "-8"}}) {
+    const Disks disks = OneDisk("f /sys/block/vda/" + name + ' ' + said + '\n');
+    EXPECT_EQ(Entries(*disks.at(0))["COULD_NOT_BE_READ"], name + ": no usable value") << said;
+    EXPECT_EQ(disks[0]->WhyUntestable(),
+              "|THE_DISK_COULD_NOT_BE_LOOKED_AT:_" + name + ",_NO_USABLE_VALUE")
+        << said;
+  }
+}
+
 TEST(ScanTrouble, AHiddenPathStaysHidden) {
   EXPECT_TRUE(ScanOf("f /sys/block/nvme0c1n1/dev 259:1\nf /sys/block/nvme0c1n1/size 8\n"
                      "e /sys/block/nvme0c1n1/hidden 13\n")

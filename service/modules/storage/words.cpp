@@ -4,8 +4,6 @@
 #include <array>
 #include <cerrno>
 
-#include "service/modules/storage/identity.h"
-
 namespace orvan::storage::words {
 namespace {
 
@@ -32,6 +30,7 @@ std::string LbaKey(std::uint64_t lba) {
 }
 
 std::string NumberedErrorKey(int error) {
+  if (error == 0) return "NO_USABLE_VALUE";
   return "ERROR_" + std::to_string(error) + "_(" + ErrorKey(error) + ')';
 }
 
@@ -163,7 +162,7 @@ std::string UnreadText(const DiskFacts& facts) {
   std::string text;
   for (std::size_t i = 0; i < facts.unread.size() && i < kUnreadInText; ++i) {
     const machine::FileTrouble& trouble = facts.unread[i];
-    text += (i == 0 ? "" : ", ") + Shown(trouble.path) + ": " + ErrorText(trouble.error);
+    text += (i == 0 ? "" : ", ") + trouble.path + ": " + ErrorText(trouble.error);
   }
   if (facts.unread.size() > kUnreadInText) text += ", ...";
   if (text.empty() && !facts.disorderedBy.empty()) text = "the place of " + facts.disorderedBy;
@@ -173,7 +172,7 @@ std::string UnreadText(const DiskFacts& facts) {
 std::optional<std::string> UntestableKey(const DiskFacts& facts) {
   if (!facts.unread.empty()) {
     const machine::FileTrouble& trouble = facts.unread.front();
-    return "|THE_DISK_COULD_NOT_BE_LOOKED_AT:_" + AsKey(Shown(trouble.path)) + ",_" +
+    return "|THE_DISK_COULD_NOT_BE_LOOKED_AT:_" + AsKey(trouble.path) + ",_" +
            NumberedErrorKey(trouble.error);
   }
   if (facts.disorderedBy.empty()) return {};

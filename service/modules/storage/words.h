@@ -25,7 +25,7 @@ std::string SeedKey(std::uint64_t seed);
 std::string FirstBadSectorKey(std::uint64_t lba);
 std::string InvalidParameterKey(const std::string& name);
 
-// "error 13 (permission denied)", as plain text.
+// "error 13 (permission denied)", as plain text; of 0 "no usable value", see FileTrouble.
 std::string ErrorText(int error);
 // What of a disk could not be read, and why, as plain text; empty: nothing.
 std::string UnreadText(const DiskFacts& facts);
