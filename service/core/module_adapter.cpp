@@ -1,6 +1,7 @@
 #include "service/core/module_adapter.h"
 
 #include <set>
+#include <utility>
 
 #include "service/core/guard.h"
 #include "service/core/outside_text.h"
@@ -11,12 +12,13 @@
 namespace orvan::core {
 
 ModuleAdapter::ModuleAdapter(ModulePointer module, ServiceLog& log, CallObserver& observer,
-                             Termination& termination)
+                             Termination& termination, std::stop_token scanStop)
     : module_(std::move(module)),
       log_(log),
       observer_(observer),
       name_(InLine(module_->Name())),
-      version_(module_->Version()) {
+      version_(module_->Version()),
+      scanStop_(std::move(scanStop)) {
   AddDiagnostics();
   AddTools(termination);
 }
@@ -93,7 +95,7 @@ void ModuleAdapter::ScanDevices() {
   devices_.clear();
   withdrawn_.clear();
   try {
-    Take(module_->ScanDevices(scanStop_.get_token()));
+    Take(module_->ScanDevices(scanStop_));
   } catch (...) {
     const std::string reason = CurrentExceptionText();
     log_.Error("exception", "scan of module " + name_ + " ended: " + reason);

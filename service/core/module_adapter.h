@@ -20,9 +20,10 @@ namespace orvan::core {
 // ends, for callers keep pointers to them.
 class ModuleAdapter final : public DiagModule {
  public:
-  // Throws what the module's Name and Version throw. All but the module outlive the adapter.
+  // Throws what the module's Name and Version throw. All but the module and the token, by which
+  // scans are told to end early, outlive the adapter.
   ModuleAdapter(ModulePointer module, ServiceLog& log, CallObserver& observer,
-                Termination& termination);
+                Termination& termination, std::stop_token scanStop);
 
   DiagCatalogue* Catalogue() override { return &catalogue_; }
   DiagCatalogue* TestCatalogue() override { return &testCatalogue_; }
@@ -59,8 +60,6 @@ class ModuleAdapter final : public DiagModule {
   const std::string& Name() const { return name_; }
   std::string VersionText() const;  // e.g. "1.2.3.4"
   ServiceLog& Log() const { return log_; }
-  // Ends a scan that is under way early. Any thread.
-  void StopScan() { scanStop_.request_stop(); }
 
  private:
   void Take(std::vector<std::unique_ptr<sdk::Device>> found);
@@ -74,7 +73,7 @@ class ModuleAdapter final : public DiagModule {
   CallObserver& observer_;
   std::string name_;
   ProductVersion version_;
-  std::stop_source scanStop_;
+  const std::stop_token scanStop_;
   std::vector<std::unique_ptr<CatalogEntry>> entries_;
   DiagCatalogue catalogue_;
   DiagCatalogue testCatalogue_;

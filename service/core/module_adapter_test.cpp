@@ -17,7 +17,7 @@ class ModuleAdapterTest : public ::testing::Test {
  protected:
   ModuleAdapter& Adapt() {
     adapter = std::make_unique<ModuleAdapter>(testing::Own(std::move(module)), log, observer,
-                                              termination);
+                                              termination, scanStop.get_token());
     return *adapter;
   }
   TestAdapter* FirstTest() {
@@ -27,6 +27,7 @@ class ModuleAdapterTest : public ::testing::Test {
   ServiceLog log{""};
   CallObserver observer;
   Termination termination;
+  std::stop_source scanStop;
   std::unique_ptr<PlainModule> module = std::make_unique<PlainModule>();
   std::unique_ptr<ModuleAdapter> adapter;
 };
@@ -259,7 +260,7 @@ TEST_F(ModuleAdapterTest, AScanCanBeStopped) {
   ModuleAdapter& shown = Adapt();
   shown.ScanDevices();
   EXPECT_FALSE(stopped);
-  shown.StopScan();
+  scanStop.request_stop();
   shown.ScanDevices();
   EXPECT_TRUE(stopped);
 }

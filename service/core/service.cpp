@@ -50,9 +50,7 @@ void Service::Close() {
     return;
   }
   observer_.OnRelease();
-  for (const std::unique_ptr<ModuleAdapter>& module : modules_) {
-    module->StopScan();
-  }
+  abort_.request_stop();
   modulePointers_.clear();
   tracker_.reset();
   if (options_.recordStore != nullptr) {
@@ -67,8 +65,8 @@ void Service::Close() {
 
 void Service::AddModule(LoadedModule loaded) {
   try {
-    modules_.push_back(
-        std::make_unique<ModuleAdapter>(std::move(loaded.module), log_, observer_, termination_));
+    modules_.push_back(std::make_unique<ModuleAdapter>(std::move(loaded.module), log_, observer_,
+                                                       termination_, abort_.get_token()));
     modulePointers_.push_back(modules_.back().get());
   } catch (...) {
     const std::string text = "module " + loaded.origin + " was refused: " + CurrentExceptionText();

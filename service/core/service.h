@@ -30,9 +30,9 @@ struct ServiceOptions {
 
 // The diagnostic service over the modules of one source.
 //
-// An abort, once requested, holds for every later run of the service's life: a request to end the
-// program ends the whole run, and not only the device that is being tested. From that request on,
-// or from a forced abort of a tool, no tool that may write begins any more.
+// An abort, once requested, holds for every later run and scan of the service's life: a request to
+// end the program ends the whole run, and not only the device that is being tested or searched.
+// From that request on, or from a forced abort of a tool, no tool that may write begins any more.
 //
 // The final result code is that of the source, or ProvisionalCode of the setting AppVersion (or the
 // program's version), the worst verdict since BeginFinalResult and its group.
@@ -87,7 +87,7 @@ class Service final : public OrvanService {
   CallObserver& observer_;
   ServiceOptions options_;
   ServiceLog log_;
-  std::stop_source abort_;
+  std::stop_source abort_;   // of runs and scans, also by Close
   Termination termination_;  // before the modules, whose tools refer to it
   std::atomic<bool> closed_{false};
   std::atomic<std::uint32_t> systemEvents_{0};

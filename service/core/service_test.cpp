@@ -2,7 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <condition_variable>
 #include <latch>
+#include <mutex>
 #include <thread>
 
 #include "boundary/orvan_service_settings.h"
@@ -238,6 +241,68 @@ TEST_F(ServiceTest, AToolMayBeAbortedWhileTheServiceEnds) {
     aborter.join();
     EXPECT_TRUE(last->GetToolProperty("any").empty());
   }
+}
+
+// A module that looks for its one device until it is told to stop, or for ten seconds.
+class PatientModule {
+ public:
+  ModulePointer Make() {
+    auto plain = std::make_unique<PlainModule>();
+    plain->scan = [this](std::stop_token stop) {
+      begun_.count_down();
+      std::mutex mutex;
+      std::unique_lock lock(mutex);
+      std::condition_variable_any wake;
+      wake.wait_for(lock, stop, std::chrono::seconds(10), [] { return false; });
+      wasStopped = stop.stop_requested();
+      std::vector<std::unique_ptr<sdk::Device>> devices;
+      devices.push_back(std::make_unique<testing::PlainDevice>("0"));
+      return devices;
+    };
+    return testing::Own(std::move(plain));
+  }
+  void AwaitScan() const { begun_.wait(); }
+
+  bool wasStopped = false;  // of the scan's thread until it has ended
+
+ private:
+  std::latch begun_{1};
+};
+
+TEST_F(ServiceTest, AnAbortEndsTheScanThatIsUnderWay) {
+  PatientModule patient;
+  source->modules.push_back(patient.Make());
+  Start();
+  DiagModule* module = service->LoadModules(0)->front();
+  std::thread scanner([module] { module->ScanDevices(); });
+  patient.AwaitScan();
+  service->AbortExecution(15, 0, 0);
+  scanner.join();
+  EXPECT_TRUE(patient.wasStopped);
+  EXPECT_EQ(module->DeviceCount(), 1U);
+}
+
+TEST_F(ServiceTest, AScanAfterAnAbortWaitsForNothing) {
+  PatientModule patient;
+  source->modules.push_back(patient.Make());
+  Start();
+  service->AbortExecution(15, 0, 0);
+  DiagModule* module = service->LoadModules(0)->front();
+  module->ScanDevices();
+  EXPECT_TRUE(patient.wasStopped);
+  EXPECT_EQ(module->DeviceCount(), 1U);
+}
+
+TEST_F(ServiceTest, TheEndOfTheServiceEndsAScan) {
+  PatientModule patient;
+  source->modules.push_back(patient.Make());
+  Start();
+  DiagModule* module = service->LoadModules(0)->front();
+  std::thread scanner([module] { module->ScanDevices(); });
+  patient.AwaitScan();
+  service->Close();
+  scanner.join();
+  EXPECT_TRUE(patient.wasStopped);
 }
 
 TEST_F(ServiceTest, AbortsAndEventsMayComeFromEveryThreadAtOnce) {

@@ -1,5 +1,6 @@
 // The plug-ins of the loader's tests: one source, one fault each.
 
+#include <future>
 #include <stdexcept>
 
 #include "service/sdk/descriptor.h"
@@ -22,6 +23,10 @@ class SmallModule final : public orvan::sdk::Module {
   }
   const std::vector<orvan::sdk::ToolRecord>& Tools() const override { return tools_; }
   std::vector<std::unique_ptr<orvan::sdk::Device>> ScanDevices(std::stop_token) override {
+#if defined(PLUGIN_HANGS)
+    std::promise<void> never;
+    never.get_future().wait();
+#endif
     return {};
   }
 
@@ -33,7 +38,7 @@ class SmallModule final : public orvan::sdk::Module {
 
 }  // namespace
 
-#if defined(PLUGIN_GOOD)
+#if defined(PLUGIN_GOOD) || defined(PLUGIN_HANGS)
 
 ORVAN_MODULE(SmallModule, "small")
 
