@@ -19,10 +19,14 @@ std::string PathThrough(const Descriptor& folder) {
   return std::string("/proc/") + process.data() + "/fd/" + std::to_string(folder.Get()) + '/';
 }
 
-// What the loader says, with the folder's name in place of its descriptor.
-std::string LoaderFault(const std::string& through, const std::string& shownFolder) {
+// What the loader says, without the library's own name in front, and with the folder's name in
+// place of its descriptor.
+std::string LoaderFault(const std::string& through, const std::string& name,
+                        const std::string& shownFolder) {
   const char* const reason = dlerror();
   std::string text = reason != nullptr ? reason : "cannot be loaded";
+  const std::string front = through + name + ": ";
+  if (text.compare(0, front.size(), front) == 0) text.erase(0, front.size());
   if (const std::size_t at = text.find(through); at != std::string::npos) {
     text.replace(at, through.size(), shownFolder + '/');
   }
@@ -42,7 +46,7 @@ void* LoadTrustedLibrary(const Descriptor& folder, const std::string& shownFolde
     return nullptr;
   }
   void* const handle = dlopen((through + name).c_str(), RTLD_NOW | RTLD_LOCAL);
-  if (handle == nullptr) fault = LoaderFault(through, shownFolder);
+  if (handle == nullptr) fault = LoaderFault(through, name, shownFolder);
   return handle;
 }
 

@@ -98,7 +98,7 @@ LoadedPlugins LoadPlugins(const std::string& path, const sdk::ModuleEnvironment&
     Require(tarvex::OpenTrustedFolder(path, folder.folder));
     names = PluginNames(folder.folder);
   } catch (...) {
-    loaded.refusals.push_back({path, CurrentExceptionText()});
+    loaded.refusals.push_back({path, CurrentExceptionText(), true});
   }
   for (const std::string& name : names) {
     const std::string file = path + '/' + name;
@@ -123,7 +123,8 @@ std::optional<std::vector<LoadedModule>> PluginSource::Load(ServiceLog& log) {
   LoadedPlugins loaded = LoadPlugins(folder_, environment);
   refusals_ = std::move(loaded.refusals);
   for (const PluginRefusal& refusal : refusals_) {
-    const std::string text = "plug-in " + refusal.path + " was refused: " + refusal.reason;
+    const std::string text = (refusal.isFolder ? "plug-in folder " : "plug-in ") + refusal.path +
+                             " was refused: " + refusal.reason;
     log.Error("plugin-refused", text);
     tarvex::TellOnStandardError(text);
   }

@@ -11,6 +11,7 @@ namespace orvan::core {
 struct PluginRefusal {
   std::string path;
   std::string reason;
+  bool isFolder = false;
 };
 
 struct LoadedPlugins {

@@ -95,7 +95,8 @@ TEST_F(PluginLoaderTest, RefusesWhatIsNoLibrary) {
   ASSERT_EQ(chmod(folder.Path("text.so").c_str(), 0644), 0);
   const LoadedPlugins loaded = LoadPlugins(folder.Path(), {});
   ASSERT_EQ(loaded.refusals.size(), 1U);
-  EXPECT_NE(loaded.refusals[0].reason.find("text.so"), std::string::npos);
+  EXPECT_EQ(loaded.refusals[0].path, folder.Path("text.so"));
+  EXPECT_EQ(loaded.refusals[0].reason, "file too short");
 }
 
 TEST_F(PluginLoaderTest, RefusesLinksAndWhatOthersMayWrite) {
@@ -142,6 +143,19 @@ TEST_F(PluginLoaderTest, TheSourceReadsTheSettingFileAndLogsRefusals) {
       testing::LogLinesAfterStart(other.Path("log")),
       std::vector<std::string>{testing::RunErrorLine(
           "plugin-refused", "plug-in " + folder.Path("b.so") + " was refused: no machine here")});
+}
+
+TEST_F(PluginLoaderTest, TheSourceCallsAFolderAFolder) {
+  TemporaryFolder other;
+  ServiceLog log(other.Path("log"));
+  PluginSource source(folder.Path("missing"), "");
+  const std::optional<std::vector<LoadedModule>> modules = source.Load(log);
+  ASSERT_TRUE(modules.has_value());
+  EXPECT_TRUE(modules->empty());
+  EXPECT_EQ(testing::LogLinesAfterStart(other.Path("log")),
+            std::vector<std::string>{testing::RunErrorLine(
+                "plugin-refused", "plug-in folder " + folder.Path("missing") +
+                                      " was refused: No such file or directory")});
 }
 
 TEST_F(PluginLoaderTest, TheSourceKeepsTheRulesForCallers) {

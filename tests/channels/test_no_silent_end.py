@@ -60,6 +60,27 @@ def test_a_refused_plug_in_is_named(tmp_path, words):
     assert b"broken.so was refused: " in log.read_bytes()
 
 
+def test_the_reason_of_a_refusal_names_the_plug_in_once(tmp_path):
+    world = World(tmp_path)
+    folder = tmp_path / "modules"
+    folder.mkdir(mode=0o755)
+    (folder / "broken.so").write_bytes(b"no library")
+    world.environment["ORVAN_MODULE_DIR"] = str(folder)
+    line = b"plug-in %s/broken.so was refused: file too short\n" % os.fsencode(folder)
+    assert world.run(["-A"]).stderr == NAME + line
+
+
+def test_a_folder_of_plug_ins_that_is_refused_is_called_one(tmp_path):
+    world = World(tmp_path)
+    folder = tmp_path / "modules"
+    folder.mkdir()
+    folder.chmod(0o777)
+    world.environment["ORVAN_MODULE_DIR"] = str(folder)
+    result = world.run(["-A"])
+    assert result.stderr.startswith(NAME + b"plug-in folder %s was refused: " % os.fsencode(folder))
+    assert result.stderr.count(b"\n") == 1
+
+
 def test_control_characters_of_a_plug_ins_name_stay_out(tmp_path):
     world = World(tmp_path)
     folder = tmp_path / "modules"
