@@ -64,12 +64,17 @@ std::unique_ptr<RecordDatabase> RecordDatabase::Open(const std::string& folder, 
   const auto open = [&] {
     return std::unique_ptr<RecordDatabase>(new RecordDatabase(OpenChecked(*place, patienceMs)));
   };
-  try {
-    return open();
-  } catch (const StoreError& error) {
-    if (error.GetKind() != StoreError::Kind::kDamaged) throw;
-    note = "the store is damaged (" + std::string(error.what()) + ") and was set aside as " +
-           place->SetAside();
+  // SQLite takes a page that cannot be read for a moment for damage, too, and what is set aside is
+  // out of every reader's sight.
+  for (const bool isFirstLook : {true, false}) {
+    try {
+      return open();
+    } catch (const StoreError& error) {
+      if (error.GetKind() != StoreError::Kind::kDamaged) throw;
+      if (isFirstLook) continue;
+      note = "the store is damaged (" + std::string(error.what()) + ") and was set aside as " +
+             place->SetAside();
+    }
   }
   return create ? open() : nullptr;
 }

@@ -2,62 +2,43 @@
 
 #include <charconv>
 #include <cmath>
+#include <cstdint>
 #include <cstdio>
+#include <string_view>
+
+#include "system/outside_text.h"
+#include "system/text_conversion.h"
 
 namespace orvan::core {
 namespace {
 
-constexpr char kReplacement[] = "\xEF\xBF\xBD";
-
-unsigned char Byte(const std::string& text, std::size_t at) {
-  return at < text.size() ? static_cast<unsigned char>(text[at]) : 0;
-}
-
-// The length of the well-formed UTF-8 character at `at`, 1 to 4; 0 when there is none.
-// Source: The Unicode Standard, table 3-7.
-std::size_t CharacterLength(const std::string& text, std::size_t at) {
-  const unsigned char first = Byte(text, at);
-  const unsigned char second = Byte(text, at + 1);
-  const auto follows = [&](std::size_t offset) { return (Byte(text, at + offset) & 0xC0) == 0x80; };
-  if (first < 0x80) {
-    return 1;
-  }
-  if (first >= 0xC2 && first <= 0xDF) {
-    return follows(1) ? 2 : 0;
-  }
-  if (first >= 0xE0 && first <= 0xEF) {
-    const bool narrow = (first == 0xE0 && second < 0xA0) || (first == 0xED && second > 0x9F);
-    return follows(1) && follows(2) && !narrow ? 3 : 0;
-  }
-  if (first >= 0xF0 && first <= 0xF4) {
-    const bool narrow = (first == 0xF0 && second < 0x90) || (first == 0xF4 && second > 0x8F);
-    return follows(1) && follows(2) && follows(3) && !narrow ? 4 : 0;
-  }
-  return 0;
-}
-
-void AppendControl(std::string& out, char c) {
-  switch (c) {
+// How a character is written that does not stand for itself; null: by its number.
+const char* ShortEscape(std::uint32_t character) {
+  switch (character) {
     case '"':
-      out += "\\\"";
-      break;
+      return "\\\"";
     case '\\':
-      out += "\\\\";
-      break;
+      return "\\\\";
     case '\n':
-      out += "\\n";
-      break;
+      return "\\n";
     case '\r':
-      out += "\\r";
-      break;
+      return "\\r";
     case '\t':
-      out += "\\t";
-      break;
-    default: {
-      char escape[8];
-      std::snprintf(escape, sizeof escape, "\\u%04x", static_cast<unsigned>(c));
-      out += escape;
-    }
+      return "\\t";
+    default:
+      return nullptr;
+  }
+}
+
+void AppendCharacter(std::string& out, std::uint32_t character, std::string_view bytes) {
+  if (const char* escape = ShortEscape(character)) {
+    out += escape;
+  } else if (tarvex::IsSteering(character)) {
+    char number[8];
+    std::snprintf(number, sizeof number, "\\u%04x", character & 0xFFFFU);  // none is longer
+    out += number;
+  } else {
+    out += bytes;
   }
 }
 
@@ -65,18 +46,15 @@ void AppendControl(std::string& out, char c) {
 
 std::string JsonText(const std::string& text) {
   std::string out = "\"";
-  std::size_t at = 0;
-  while (at < text.size()) {
-    const std::size_t length = CharacterLength(text, at);
-    const char c = text[at];
-    if (length == 0) {
-      out += kReplacement;
-    } else if (length == 1 && (static_cast<unsigned char>(c) < 0x20 || c == '"' || c == '\\')) {
-      AppendControl(out, c);
+  for (std::string_view left = text; !left.empty();) {
+    const tarvex::DecodedCharacter decoded = tarvex::DecodeUtf8(left);
+    if (decoded.good) {
+      AppendCharacter(out, static_cast<std::uint32_t>(decoded.character),
+                      left.substr(0, decoded.length));
     } else {
-      out.append(text, at, length);
+      for (std::size_t i = 0; i < decoded.length; ++i) out += tarvex::kReplacementUtf8;
     }
-    at += length == 0 ? 1 : length;
+    left.remove_prefix(decoded.length);
   }
   return out + '"';
 }

@@ -7,8 +7,9 @@
 // Writing JSON, one line at a time. Any thread.
 namespace orvan::core {
 
-// The text as a JSON string, with its quotes. Each byte that is no part of well-formed UTF-8
-// becomes U+FFFD.
+// The text as a JSON string, with its quotes. What steers a terminal is written by its number, so
+// that the file can be looked at and a reader gets the same text. Each byte that is no part of
+// well-formed UTF-8 becomes U+FFFD.
 std::string JsonText(const std::string& text);
 
 // The shortest number that reads back as `value`, a whole one without exponent as far as every

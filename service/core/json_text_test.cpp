@@ -10,12 +10,17 @@ namespace {
 TEST(JsonText, EscapesWhatJsonDoesNotTake) {
   EXPECT_EQ(JsonText(""), "\"\"");
   EXPECT_EQ(JsonText("a\"b\\c/d"), "\"a\\\"b\\\\c/d\"");
-  EXPECT_EQ(JsonText("\n\r\t\x01\x1F\x7F"), "\"\\n\\r\\t\\u0001\\u001f\x7F\"");
+  EXPECT_EQ(JsonText("\n\r\t\x01\x1F\x7F"), "\"\\n\\r\\t\\u0001\\u001f\\u007f\"");
   EXPECT_EQ(JsonText(std::string("a\0b", 3)), "\"a\\u0000b\"");
 }
 
+TEST(JsonText, WritesWhatSteersATerminalByItsNumber) {
+  EXPECT_EQ(JsonText("\xC2\x80|\xC2\x9F|\xE2\x80\xAE|\xE2\x80\xA8"),
+            "\"\\u0080|\\u009f|\\u202e|\\u2028\"");
+}
+
 TEST(JsonText, KeepsWellFormedUtf8) {
-  const std::string text = "\xC2\x80 \xE2\x82\xAC \xED\x9F\xBF \xF0\x90\x80\x80 \xF4\x8F\xBF\xBF";
+  const std::string text = "\xC2\xA0 \xE2\x82\xAC \xED\x9F\xBF \xF0\x90\x80\x80 \xF4\x8F\xBF\xBF";
   EXPECT_EQ(JsonText(text), '"' + text + '"');
 }
 

@@ -21,7 +21,8 @@ pytestmark = pytest.mark.skipif(
 
 TINY = 256  # sectors of a disk that a fault is found on in a few reads
 SCENARIO = SOURCE_DIR / "tests" / "faults" / "scenario.json"
-LOG = "state/log/tarvex-NTN.NZ-N.jsonl"
+LOGS = {f"state/log/tarvex-NTN.NZ-N{kind}.jsonl" for kind in ("", ".unlocked")}
+STORES = {f"state/records.db{companion}" for companion in ("-wal", "-shm")}
 # How a test, a test for a supervising program, and the repair of a disk end.
 ENDS = [
     re.compile(r"^=> (.*)\n(?:(?!=>).*\n)*?(?:.*\r)?   Test Status: (\w.*)!$", re.M),
@@ -91,8 +92,9 @@ def wrong_end(outcome, healthy):
         yield f"ended by signal {outcome.status - 128}: {outcome.errors[-200:]!r}"
     if outcome.left:
         yield f"left {outcome.left}"
-    # What went wrong may be told in a log, and a store that was not closed keeps its companions.
-    spare = {"state/log", LOG, "state/records.db-wal", "state/records.db-shm"}
+    # What went wrong may be told in a log, a log without a lock says so by its name, a store that was
+    # not closed keeps its companions, and one that could not be read is set aside.
+    spare = {"state/log", *LOGS, *STORES}
     left = files_of(outcome.world) - files_of(healthy.world) - spare
     if left:
         yield f"left files {sorted(left)}"
