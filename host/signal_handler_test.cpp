@@ -256,7 +256,7 @@ TEST_F(SignalHandlerTest, TimeInWhichTheProcessIsStoppedDoesNotCount) {
   const pid_t child = ::fork();
   if (child == 0) {
     isInside = false;
-    SignalHandler handler(std::chrono::milliseconds(1000));
+    SignalHandler handler(std::chrono::milliseconds(3000));
     handler.SetHandler(Returns);
     ::kill(::getpid(), SIGTERM);
     isInside.wait(false);
@@ -271,7 +271,7 @@ TEST_F(SignalHandlerTest, TimeInWhichTheProcessIsStoppedDoesNotCount) {
   EXPECT_EQ(fromChild.Take(1), "x");
   ::kill(child, SIGSTOP);
   EXPECT_EQ(::waitpid(child, &status, WUNTRACED), child);
-  ::poll(nullptr, 0, 1500);
+  ::poll(nullptr, 0, 3500);
   ::kill(child, SIGCONT);
   for (int round = 0; round < 20; ++round) {
     EXPECT_EQ(::write(toChild.writing.Get(), "x", 1), 1);
