@@ -1,6 +1,8 @@
 #include "service/machine/silence_watch.h"
 
 #include <gtest/gtest.h>
+#include <sched.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
