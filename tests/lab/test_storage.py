@@ -153,13 +153,13 @@ def test_disk_that_vanished_fails_and_is_said_to_have_vanished(world, small_disk
     assert status == FAILED
 
 
-def test_disk_that_vanishes_during_a_read_fails_at_the_oldest_read(world, disk):
+def read_while_it_vanishes(world, disk):
+    """A read from LBA 20480 on, with the disk gone once the read of LBA 20500 hangs; status, output."""
     identifier = device_id(world, disk.kernel_name)
     (world.config_dir / "service.ini").write_text(
         "[storage]\ninclude_loop=1\ntimeout_seconds=30\n", encoding="utf-8"
     )
     disk.command("hang", 20500, 1)
-    # It begins with the block that hangs, so that no slow read can be an older one.
     process = world.start(
         ["-Mstorage", "-El(first_lba=20480)", identifier],
         start_new_session=True,
@@ -174,41 +174,29 @@ def test_disk_that_vanishes_during_a_read_fails_at_the_oldest_read(world, disk):
     finally:
         process.kill()
         process.wait()
+    return process.returncode, output
+
+
+def test_disk_that_vanishes_during_a_read_fails_at_the_oldest_read(world, disk):
+    # It begins with the block that hangs, so that no slow read can be an older one.
+    status, output = read_while_it_vanishes(world, disk)
     assert said(output, "The disk") == "The disk vanished while reading at LBA 20480"
     assert "Test Status: Failed!" in output
-    assert process.returncode == FAILED
+    assert status == FAILED
 
 
 def test_reads_that_fail_right_before_the_disk_vanishes_are_told_as_part_of_that(world, disk):
-    identifier = device_id(world, disk.kernel_name)
-    (world.config_dir / "service.ini").write_text(
-        "[storage]\ninclude_loop=1\ntimeout_seconds=30\n", encoding="utf-8"
-    )
     # Pulled out: errors first, and gone a moment later. It begins there, for an answer that came late
     # would vouch for the disk.
     disk.command("fail", 20480, SECTORS - 20480, EIO)
-    disk.command("hang", 20500, 1)
-    process = world.start(
-        ["-Mstorage", "-El(first_lba=20480)", identifier],
-        start_new_session=True,
-        stdin=subprocess.DEVNULL,
-        stdout=subprocess.PIPE,
-    )
-    try:
-        disk.command("wait")
-        disk.command("vanish", ENODEV)
-        disk.command("resume")
-        output = process.communicate(timeout=20)[0].decode()
-    finally:
-        process.kill()
-        process.wait()
+    status, output = read_while_it_vanishes(world, disk)
     end = re.fullmatch(
         r"The disk vanished while reading at LBA 20480, after (\d+) reads had failed",
         said(output, "The disk"),
     )
     assert end and int(end[1]) >= 21  # the block and its first twenty sectors
     assert "nreadable" not in output
-    assert process.returncode == FAILED
+    assert status == FAILED
 
 
 @pytest.mark.parametrize("error", [ETIMEDOUT, ENODATA], ids=["timed out", "medium"])
