@@ -4,7 +4,7 @@
 
 #include "frontend/cli.h"
 #include "frontend/message_keys.h"
-#include "system/detached_process.h"
+#include "os/detached_process.h"
 #include "system/standard_error.h"
 #include "views/console_stream.h"
 #include "views/orvan_stdio.h"

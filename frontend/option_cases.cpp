@@ -8,11 +8,11 @@
 #include "frontend/message_keys.h"
 #include "frontend/option_scan.h"
 #include "frontend/parse_text.h"
-#include "system/descriptor.h"
+#include "os/descriptor.h"
+#include "os/trusted_path.h"
+#include "system/filesystem/win_filesystem.h"
 #include "system/string_handler.h"
 #include "system/system_path.h"
-#include "system/trusted_path.h"
-#include "system/win_filesystem.h"
 
 namespace {
 

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "service/core/log_artifacts.h"
-#include "service/core/log_crash.h"
+#include "service/log/log_artifacts.h"
+#include "service/log/log_crash.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 
 #include <cerrno>
 
-#include "system/trusted_file.h"
+#include "os/trusted_file.h"
 
 namespace tarvex {
 namespace {

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "boundary/hostlayer_app_mutex.h"
-#include "system/descriptor.h"
+#include "os/descriptor.h"
 
 namespace tarvex {
 

@@ -13,8 +13,8 @@
 #include <thread>
 
 #include "host/signal_handler.h"
-#include "host/terminal_job.h"
 #include "host/thread.h"
+#include "tests/support/terminal_job.h"
 
 namespace tarvex {
 namespace {

@@ -16,10 +16,10 @@
 #include "boundary/hostlayer_system_events.h"
 #include "boundary/hostlayer_thread.h"
 #include "boundary/hostlayer_user_account.h"
-#include "system/filesystem.h"
+#include "system/filesystem/filesystem.h"
 #include "system/string_handler.h"
-#include "system/test_folder.h"
 #include "system/timer.h"
+#include "tests/support/test_folder.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include <utility>
 
 #include "host/thread_start.h"
-#include "system/descriptor.h"
+#include "os/descriptor.h"
 
 namespace tarvex {
 namespace {

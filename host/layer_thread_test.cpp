@@ -7,7 +7,7 @@
 #include <atomic>
 #include <chrono>
 
-#include "system/test_threads.h"
+#include "tests/support/test_threads.h"
 
 namespace tarvex {
 namespace {

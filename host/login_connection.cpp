@@ -12,7 +12,7 @@
 #include <utility>
 
 #include "boundary/hostlayer_system_events.h"
-#include "system/system_bus.h"
+#include "os/system_bus.h"
 
 namespace tarvex {
 namespace {

@@ -8,7 +8,7 @@
 #include <string>
 
 #include "host/login_watch.h"
-#include "system/descriptor.h"
+#include "os/descriptor.h"
 
 namespace tarvex {
 

@@ -6,9 +6,9 @@
 #include <algorithm>
 #include <utility>
 
+#include "os/trusted_file.h"
+#include "os/trusted_library.h"
 #include "system/system_path.h"
-#include "system/trusted_file.h"
-#include "system/trusted_library.h"
 
 namespace tarvex {
 namespace {

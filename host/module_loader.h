@@ -7,13 +7,13 @@
 #include <set>
 
 #include "boundary/hostlayer_module.h"
-#include "system/descriptor.h"
+#include "os/descriptor.h"
 
 namespace tarvex {
 
 // Loads libraries with all their symbols bound at once and none shown to other libraries. A path
 // is absolute and may be written with either separator. Refused, beside what is no library: a link,
-// and a library that a stranger could have written or put there (system/trusted_library.h). The
+// and a library that a stranger could have written or put there (os/trusted_library.h). The
 // system's loader counts the loads of a library; each wants its own Unload.
 class ModuleLoader final : public HostModule {
  public:

@@ -7,7 +7,7 @@
 #include <filesystem>
 #include <string>
 
-#include "system/test_folder.h"
+#include "tests/support/test_folder.h"
 
 namespace tarvex {
 namespace {

@@ -13,8 +13,8 @@
 #include <thread>
 #include <vector>
 
-#include "system/test_pipe.h"
-#include "system/test_threads.h"
+#include "tests/support/test_pipe.h"
+#include "tests/support/test_threads.h"
 
 namespace tarvex {
 namespace {

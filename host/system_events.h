@@ -6,7 +6,7 @@
 
 #include "boundary/hostlayer_system_events.h"
 #include "host/layer_thread.h"
-#include "system/system_bus.h"
+#include "os/system_bus.h"
 
 namespace tarvex {
 

@@ -5,7 +5,7 @@
 #include <memory>
 
 #include "host/layer_thread.h"
-#include "system/descriptor.h"
+#include "os/descriptor.h"
 
 namespace tarvex {
 

@@ -9,7 +9,7 @@
 #include <cerrno>
 #include <string>
 
-#include "system/test_threads.h"
+#include "tests/support/test_threads.h"
 
 namespace tarvex {
 namespace {

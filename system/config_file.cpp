@@ -7,8 +7,8 @@
 #include <string_view>
 #include <utility>
 
+#include "os/regular_file.h"
 #include "system/config_line.h"
-#include "system/regular_file.h"
 #include "system/system_path.h"
 #include "system/win_string_handler_imp.h"
 

@@ -7,7 +7,7 @@
 #include <QTextStream>
 #include <filesystem>
 
-#include "system/test_folder.h"
+#include "tests/support/test_folder.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <charconv>
 
-#include "system/trusted_file.h"
+#include "os/trusted_file.h"
 
 namespace tarvex {
 namespace {

@@ -14,7 +14,7 @@ using IniValues = std::map<std::string, std::string>;
 // lines that begin with "#" or ";". Never fails.
 IniValues ParseIni(std::string_view text);
 
-// Reads a file of at most 1 MiB that no stranger can have written (system/trusted_file.h); a
+// Reads a file of at most 1 MiB that no stranger can have written (os/trusted_file.h); a
 // missing one has no values. Empty, or why it can't be read: then `values` is left alone.
 std::string ReadIniFile(const std::string& path, IniValues& values);
 

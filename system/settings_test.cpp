@@ -5,7 +5,7 @@
 #include "system/folders.h"
 #include "system/ini_file.h"
 #include "system/machine_setting.h"
-#include "system/test_folder.h"
+#include "tests/support/test_folder.h"
 
 namespace {
 

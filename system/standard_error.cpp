@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "system/descriptor_writer.h"
+#include "os/descriptor_writer.h"
 #include "system/outside_text.h"
 #include "system/text_conversion.h"
 

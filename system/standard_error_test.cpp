@@ -7,7 +7,7 @@
 #include <array>
 #include <string>
 
-#include "system/descriptor.h"
+#include "os/descriptor.h"
 
 namespace tarvex {
 namespace {

@@ -5,7 +5,7 @@
 
 #include "boundary/hostlayer.h"
 #include "boundary/hostlayer_module.h"
-#include "system/filesystem.h"
+#include "system/filesystem/filesystem.h"
 
 namespace {
 

@@ -17,11 +17,14 @@ bool IsAbsolutePath(std::string_view path) {
   return (!path.empty() && IsSeparator(path[0])) || HasDrive(path);
 }
 
+std::string WithSlashes(std::string path) {
+  std::replace(path.begin(), path.end(), '\\', '/');
+  return path;
+}
+
 std::string ToSystemPath(std::string_view path) {
   if (HasDrive(path) || path.find('\0') != std::string_view::npos) return {};
-  std::string translated(path);
-  std::replace(translated.begin(), translated.end(), '\\', '/');
-  return translated;
+  return WithSlashes(std::string(path));
 }
 
 std::size_t PathLength(std::string_view path) {

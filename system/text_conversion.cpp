@@ -174,4 +174,12 @@ void AppendUtf8(std::string& text, wchar_t character) {
                         : value);
 }
 
+std::string CutUtf8(std::string text, int size) {
+  std::size_t end = size > 0 ? static_cast<std::size_t>(size) : 0;
+  if (end >= text.size()) return text;
+  while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) --end;
+  text.resize(end);
+  return text;
+}
+
 }  // namespace tarvex

@@ -40,5 +40,7 @@ std::wstring Utf8ToWideLenient(std::string_view text);
 std::wstring LocaleToWideLenient(std::string_view text);
 // Appends the character's UTF-8 bytes; those of U+FFFD for a surrogate or one past U+10FFFF.
 void AppendUtf8(std::string& text, wchar_t character);
+// The text, cut to at most `size` bytes at the beginning of a UTF-8 character.
+std::string CutUtf8(std::string text, int size);
 
 }  // namespace tarvex

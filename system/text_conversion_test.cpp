@@ -104,4 +104,14 @@ TEST(AppendUtf8, ReplacesWhatIsNoCharacter) {
   }
 }
 
+TEST(CutUtf8, CutsAtTheSizeAndNeverInsideACharacter) {
+  EXPECT_EQ(tarvex::CutUtf8("abc", 3), "abc");
+  EXPECT_EQ(tarvex::CutUtf8("abc", 2), "ab");
+  EXPECT_EQ(tarvex::CutUtf8("abc", 0), "");
+  EXPECT_EQ(tarvex::CutUtf8("abc", -1), "");
+  EXPECT_EQ(tarvex::CutUtf8("a\xC3\xA4", 2), "a");
+  EXPECT_EQ(tarvex::CutUtf8("a\xC3\xA4", 3), "a\xC3\xA4");
+  EXPECT_EQ(tarvex::CutUtf8("\xF0\x9F\x98\x80", 3), "");
+}
+
 }  // namespace

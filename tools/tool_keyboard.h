@@ -1,6 +1,6 @@
 #pragma once
 
-#include "system/terminal_wait.h"
+#include "os/terminal_wait.h"
 
 class HostConsole;
 

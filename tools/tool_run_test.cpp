@@ -9,8 +9,8 @@
 #include <system_error>
 
 #include "boundary/hostlayer_console.h"
-#include "system/test_pipe.h"
 #include "tests/fakes/tool_test.h"
+#include "tests/support/test_pipe.h"
 #include "tools/forced_abort.h"
 #include "tools/tool_keyboard.h"
 #include "tools/tool_listener.h"

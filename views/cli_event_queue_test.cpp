@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-#include "views/test_host.h"
+#include "tests/support/test_host.h"
 
 namespace {
 

@@ -5,10 +5,10 @@
 #include <vector>
 
 #include "boundary/orvan_service_objects.h"
+#include "tests/support/test_host.h"
 #include "views/cli_event_queue.h"
 #include "views/cli_suite_listener.h"
 #include "views/cli_test_listener.h"
-#include "views/test_host.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "boundary/hostlayer.h"
-#include "system/filesystem.h"
+#include "system/filesystem/filesystem.h"
 #include "system/outside_text.h"
 #include "system/standard_error.h"
 #include "system/system_path.h"
@@ -159,7 +159,7 @@ bool CliStdioFile::OpenOutputFile() {
     }
     directory_ = beside;
   }
-  return outputStream_.Open(directory_ + "\\" + fileName_);
+  return outputStream_.Open(tarvex::ToSystemPath(directory_ + "\\" + fileName_));
 }
 
 std::string CliStdioFile::NormalizePath(std::string path) {

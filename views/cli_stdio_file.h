@@ -3,7 +3,7 @@
 #include <string>
 #include <string_view>
 
-#include "system/report_file.h"
+#include "os/report_file.h"
 #include "views/orvan_stdio.h"
 
 // The view that writes the report into a file: the console's blocks as narrow text, byte for byte,

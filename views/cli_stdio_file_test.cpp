@@ -8,8 +8,8 @@
 #include <iterator>
 
 #include "system/steering_texts.h"
-#include "views/console_capture.h"
-#include "views/test_host.h"
+#include "tests/support/console_capture.h"
+#include "tests/support/test_host.h"
 
 namespace {
 

@@ -2,8 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include "views/console_capture.h"
-#include "views/test_host.h"
+#include "tests/support/console_capture.h"
+#include "tests/support/test_host.h"
 
 namespace {
 

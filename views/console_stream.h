@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-#include "system/descriptor_writer.h"
+#include "os/descriptor_writer.h"
 
 namespace tarvex {
 

@@ -14,7 +14,7 @@
 #include "system/outside_text.h"
 #include "system/process_state.h"
 #include "system/steering_texts.h"
-#include "system/test_pipe.h"
+#include "tests/support/test_pipe.h"
 
 namespace tarvex {
 namespace {

@@ -13,9 +13,9 @@
 
 #include "system/process_state.h"
 #include "system/steering_texts.h"
-#include "views/console_capture.h"
+#include "tests/support/console_capture.h"
+#include "tests/support/test_host.h"
 #include "views/supervisor_input.h"
-#include "views/test_host.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include <memory>
 
 #include "boundary/hostlayer_thread.h"
-#include "system/input_peek.h"
+#include "os/input_peek.h"
 
 // What a supervising program says on standard input: single bytes, taken by a thread of its own, or
 // by each IsAbort where the system has no thread for it. Process-wide. LastByte may be asked on any

@@ -4,6 +4,7 @@
 
 #include "boundary/orvan_service_errors.h"
 #include "service/core/platform.h"
+#include "system/system_path.h"
 
 namespace orvan::core {
 namespace {
@@ -17,7 +18,7 @@ bool IsKeyCharacter(char c) {
 void RequireUsableCache(const OrvanSettings& settings) {
   const auto found = settings.texts.find(kSettingCacheDir);
   if (found != settings.texts.end() && !found->second.empty() &&
-      !IsWritableFolder(SystemPath(found->second))) {
+      !IsWritableFolder(tarvex::WithSlashes(found->second))) {
     throw FailedToVisitLocalCache();
   }
 }

@@ -2,10 +2,10 @@
 
 #include <cmath>
 
+#include "os/spool_file.h"
 #include "service/core/group_result.h"
-#include "service/core/json_text.h"
+#include "service/log/json_text.h"
 #include "system/outside_text.h"
-#include "system/spool_file.h"
 
 namespace orvan::core {
 namespace {

@@ -5,7 +5,7 @@
 
 #include <regex>
 
-#include "service/core/test_support.h"
+#include "tests/support/service_test_support.h"
 
 namespace orvan::core {
 namespace {

@@ -5,8 +5,8 @@
 #include <string>
 
 #include "boundary/orvan_service_objects.h"
-#include "service/core/log.h"
 #include "service/core/outside_text.h"
+#include "service/log/log.h"
 #include "service/sdk/device.h"
 
 namespace orvan::core {

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "boundary/orvan_service_status.h"
-#include "service/core/log.h"
+#include "service/log/log.h"
 #include "service/sdk/device.h"
 
 class SystemExecutionTracker;

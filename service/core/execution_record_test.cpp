@@ -4,7 +4,7 @@
 
 #include <ctime>
 
-#include "system/test_folder.h"
+#include "tests/support/test_folder.h"
 
 namespace orvan::core {
 namespace {

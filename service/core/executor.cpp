@@ -5,9 +5,9 @@
 
 #include "service/core/execution_record.h"
 #include "service/core/guard.h"
-#include "service/core/log_time.h"
 #include "service/core/outside_text.h"
 #include "service/core/parameters.h"
+#include "service/log/log_time.h"
 #include "system/key_format.h"
 
 namespace orvan::core {

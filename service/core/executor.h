@@ -8,9 +8,9 @@
 #include "boundary/orvan_service_listeners.h"
 #include "service/core/data_collection.h"
 #include "service/core/group_result.h"
-#include "service/core/log.h"
-#include "service/core/log_step.h"
 #include "service/core/resolved_plan.h"
+#include "service/log/log.h"
+#include "service/log/log_step.h"
 #include "service/sdk/verdict.h"
 
 class SystemExecutionTracker;

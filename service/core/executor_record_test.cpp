@@ -1,8 +1,8 @@
 #include <chrono>
 
 #include "service/core/execution_record.h"
-#include "service/core/executor_fixture.h"
-#include "service/core/log_time.h"
+#include "service/log/log_time.h"
+#include "tests/support/executor_fixture.h"
 
 namespace orvan::core {
 namespace {

@@ -8,7 +8,7 @@
 #include <mutex>
 #include <thread>
 
-#include "service/core/executor_fixture.h"
+#include "tests/support/executor_fixture.h"
 
 namespace orvan::core {
 namespace {

@@ -47,16 +47,4 @@ std::string ProvisionalCode(const std::string& version, const WorstVerdict& wors
   return code + '-' + worst.Word() + '-' + std::to_string(groupId);
 }
 
-std::string CutText(std::string text, int size) {
-  std::size_t end = size > 0 ? static_cast<std::size_t>(size) : 0;
-  if (end >= text.size()) {
-    return text;
-  }
-  while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) {
-    --end;
-  }
-  text.resize(end);
-  return text;
-}
-
 }  // namespace orvan::core

@@ -24,7 +24,4 @@ class WorstVerdict {
 std::string ProvisionalCode(const std::string& version, const WorstVerdict& worst,
                             std::int64_t groupId);
 
-// The text, cut to at most `size` bytes at the beginning of a UTF-8 character.
-std::string CutText(std::string text, int size);
-
 }  // namespace orvan::core

@@ -45,15 +45,5 @@ TEST(ProvisionalCode, KeepsTheVersionShortAndPlain) {
             std::string(24, 'v') + "-NONE-0");
 }
 
-TEST(CutText, CutsAtTheSizeAndNeverInsideACharacter) {
-  EXPECT_EQ(CutText("abc", 3), "abc");
-  EXPECT_EQ(CutText("abc", 2), "ab");
-  EXPECT_EQ(CutText("abc", 0), "");
-  EXPECT_EQ(CutText("abc", -1), "");
-  EXPECT_EQ(CutText("a\xC3\xA4", 2), "a");
-  EXPECT_EQ(CutText("a\xC3\xA4", 3), "a\xC3\xA4");
-  EXPECT_EQ(CutText("\xF0\x9F\x98\x80", 3), "");
-}
-
 }  // namespace
 }  // namespace orvan::core

@@ -3,7 +3,7 @@
 #include <exception>
 #include <string>
 
-#include "service/core/log.h"
+#include "service/log/log.h"
 
 namespace orvan::core {
 

@@ -10,8 +10,8 @@
 #include "boundary/orvan_service_objects.h"
 #include "boundary/orvan_service_version.h"
 #include "service/core/device_adapter.h"
+#include "service/core/diag_test_adapter.h"
 #include "service/core/module_source.h"
-#include "service/core/test_adapter.h"
 #include "service/core/tool_adapter.h"
 
 namespace orvan::core {

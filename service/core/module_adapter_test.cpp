@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "service/core/test_support.h"
+#include "tests/support/service_test_support.h"
 
 namespace orvan::core {
 namespace {

@@ -1,7 +1,7 @@
 #include "service/core/outside_text.h"
 
-#include "service/core/executor_fixture.h"
 #include "system/steering_texts.h"
+#include "tests/support/executor_fixture.h"
 
 namespace orvan::core {
 namespace {

@@ -4,8 +4,8 @@
 #include <vector>
 
 #include "boundary/orvan_service_records.h"
+#include "service/sdk/context.h"
 #include "service/sdk/parameter.h"
-#include "service/sdk/test_context.h"
 
 namespace orvan::core {
 

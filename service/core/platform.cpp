@@ -5,12 +5,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <climits>
 #include <cstdlib>
 #include <utility>
 
-#include "system/trusted_library.h"
+#include "os/trusted_library.h"
 
 namespace orvan::core {
 namespace {
@@ -35,12 +34,6 @@ std::string LibraryFolder() {
     return {};
   }
   return FolderOf(resolved);
-}
-
-std::string SystemPath(const std::string& path) {
-  std::string result = path;
-  std::replace(result.begin(), result.end(), '\\', '/');
-  return result;
 }
 
 bool IsWritableFolder(const std::string& path) {

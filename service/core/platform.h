@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "system/descriptor.h"
+#include "os/descriptor.h"
 
 // The few contacts of the service's core with the operating system, all in platform.cpp. Texts are
 // UTF-8 paths in the system's own form. Any thread.
@@ -11,13 +11,10 @@ namespace orvan::core {
 // The folder of the library (or program) that this code is linked into; empty when unknown.
 std::string LibraryFolder();
 
-// A path as the boundary writes it, with "\" or "/" between its parts, in the system's form.
-std::string SystemPath(const std::string& path);
-
 // True for an existing folder in which this process may make files.
 bool IsWritableFolder(const std::string& path);
 
-// Loads a plug-in out of an open folder (system/trusted_library.h) and finds `entry` in it. Null
+// Loads a plug-in out of an open folder (os/trusted_library.h) and finds `entry` in it. Null
 // with a one-line reason on failure. What was loaded stays mapped for the life of the process
 // unless CloseLibrary is called.
 struct LoadedLibrary {

@@ -5,13 +5,13 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "os/trusted_file.h"
 #include "service/core/caller_rules.h"
 #include "service/core/guard.h"
 #include "service/core/platform.h"
 #include "service/sdk/descriptor.h"
 #include "system/ini_file.h"
 #include "system/standard_error.h"
-#include "system/trusted_file.h"
 
 namespace orvan::core {
 namespace {

@@ -5,8 +5,8 @@
 #include <unistd.h>
 
 #include "service/core/platform.h"
-#include "service/core/test_support.h"
 #include "service/sdk/descriptor.h"
+#include "tests/support/service_test_support.h"
 
 namespace orvan::core {
 namespace {

@@ -5,12 +5,14 @@
 #include "boundary/orvan_service_settings.h"
 #include "service/core/execution_record.h"
 #include "service/core/guard.h"
-#include "service/core/machine_identity.h"
 #include "service/core/outside_text.h"
 #include "service/core/platform.h"
+#include "service/log/machine_identity.h"
 #include "system/execution_tracker.h"
 #include "system/record_store_report.h"
 #include "system/standard_error.h"
+#include "system/system_path.h"
+#include "system/text_conversion.h"
 
 namespace orvan::core {
 namespace {
@@ -225,7 +227,7 @@ std::string Service::CollectionFolder() const {
   const std::lock_guard lock(mutex_);
   const auto folder = texts_.find(kSettingCacheDir);
   return IsOn(truths_, kSettingDataCollection) && folder != texts_.end()
-             ? SystemPath(folder->second)
+             ? tarvex::WithSlashes(folder->second)
              : std::string();
 }
 
@@ -241,7 +243,7 @@ void Service::GetFinalResultCode(std::string& text, int size) {
     const std::lock_guard lock(mutex_);
     code = ProvisionalCode(Version(), groupWorst_, groupId_);
   }
-  text = CutText(InLine(*std::move(code)), size);
+  text = tarvex::CutUtf8(InLine(*std::move(code)), size);
 }
 
 void Service::SetLogPath(const std::string& path) {

@@ -12,10 +12,10 @@
 #include "boundary/orvan_service.h"
 #include "service/core/data_collection.h"
 #include "service/core/executor.h"
-#include "service/core/log.h"
-#include "service/core/log_inventory.h"
+#include "service/core/logged_inventory.h"
 #include "service/core/module_adapter.h"
 #include "service/core/module_source.h"
+#include "service/log/log.h"
 
 namespace orvan::core {
 

@@ -10,7 +10,7 @@
 
 #include "boundary/orvan_service_settings.h"
 #include "service/core/caller_rules.h"
-#include "service/core/test_support.h"
+#include "tests/support/service_test_support.h"
 
 namespace orvan::core {
 namespace {

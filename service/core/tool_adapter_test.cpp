@@ -3,7 +3,7 @@
 #include <mutex>
 #include <thread>
 
-#include "service/core/tool_adapter_fixture.h"
+#include "tests/support/tool_adapter_fixture.h"
 
 namespace orvan::core {
 namespace {

@@ -1,7 +1,7 @@
 #include <stdexcept>
 #include <typeinfo>
 
-#include "service/core/tool_adapter_fixture.h"
+#include "tests/support/tool_adapter_fixture.h"
 
 namespace orvan::core {
 namespace {

@@ -5,7 +5,7 @@
 
 #include <cerrno>
 
-#include "system/only_file.h"
+#include "os/only_file.h"
 
 namespace orvan::machine {
 

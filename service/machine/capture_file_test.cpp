@@ -8,7 +8,7 @@
 #include <filesystem>
 
 #include "service/machine/machine_files.h"
-#include "system/test_folder.h"
+#include "tests/support/test_folder.h"
 
 namespace orvan::machine {
 namespace {

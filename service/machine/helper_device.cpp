@@ -13,13 +13,13 @@ namespace orvan::machine {
 
 int HelperDevice::Open(const OpenMessage& request) {
   constexpr int kFlags = O_RDONLY | O_CLOEXEC | O_NOFOLLOW;
-  fd_ = FileDescriptor(open(request.device.data(), kFlags | O_DIRECT));
+  fd_ = tarvex::Descriptor(open(request.device.data(), kFlags | O_DIRECT));
   // Some file systems refuse O_DIRECT; a block device never does.
-  if (!fd_ && errno == EINVAL && request.fileSectorBytes != 0) {
-    fd_ = FileDescriptor(open(request.device.data(), kFlags));
+  if (!fd_.IsOpen() && errno == EINVAL && request.fileSectorBytes != 0) {
+    fd_ = tarvex::Descriptor(open(request.device.data(), kFlags));
   }
   struct stat status {};
-  if (!fd_ || fstat(fd_.Get(), &status) != 0) return errno;
+  if (!fd_.IsOpen() || fstat(fd_.Get(), &status) != 0) return errno;
   if (S_ISREG(status.st_mode) && request.fileSectorBytes != 0) {
     geometry_ = {static_cast<std::uint64_t>(status.st_size), request.fileSectorBytes,
                  request.fileSectorBytes};

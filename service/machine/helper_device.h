@@ -1,6 +1,6 @@
 #pragma once
 
-#include "service/machine/file_descriptor.h"
+#include "os/descriptor.h"
 #include "service/machine/helper_protocol.h"
 
 namespace orvan::machine {
@@ -21,7 +21,7 @@ class HelperDevice {
  private:
   int ReadGeometry();
 
-  FileDescriptor fd_;
+  tarvex::Descriptor fd_;
   BlockGeometry geometry_;
   std::uint64_t number_ = 0;  // 0: a regular file
 };

@@ -8,7 +8,7 @@
 #include <cstring>
 #include <memory>
 
-#include "service/machine/file_descriptor.h"
+#include "os/descriptor.h"
 
 namespace orvan::machine {
 namespace {
@@ -23,9 +23,9 @@ void Look(blkid_probe probe, const char* name, std::array<char, N>& field) {
 }
 
 void ProbeDevice(const char* device, ProbedMessage& answer) {
-  const FileDescriptor fd(open(device, O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
+  const tarvex::Descriptor fd(open(device, O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
   const BlkidProbe probe(blkid_new_probe(), blkid_free_probe);
-  if (!fd || !probe || blkid_probe_set_device(probe.get(), fd.Get(), 0, 0) != 0) return;
+  if (!fd.IsOpen() || !probe || blkid_probe_set_device(probe.get(), fd.Get(), 0, 0) != 0) return;
   blkid_probe_enable_superblocks(probe.get(), 1);
   blkid_probe_set_superblocks_flags(probe.get(), BLKID_SUBLKS_LABEL | BLKID_SUBLKS_TYPE);
   blkid_probe_enable_partitions(probe.get(), 1);

@@ -35,8 +35,8 @@ bool HasEnded(pid_t pid) {
 }
 
 void Reap(pid_t pid) {
-  const FileDescriptor process(static_cast<int>(syscall(SYS_pidfd_open, pid, 0)));
-  if (process) {
+  const tarvex::Descriptor process(static_cast<int>(syscall(SYS_pidfd_open, pid, 0)));
+  if (process.IsOpen()) {
     pollfd ended{process.Get(), POLLIN, 0};
     poll(&ended, 1, kReapWaitMs);
   }
@@ -87,9 +87,9 @@ class SpawnPlan {
 
 char ProcessState(pid_t pid) {
   const std::string path = "/proc/" + std::to_string(pid) + "/stat";
-  const FileDescriptor fd(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
+  const tarvex::Descriptor fd(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW));
   char text[256];  // the name in parentheses has 64 bytes at most
-  const ssize_t got = fd ? read(fd.Get(), text, sizeof(text)) : -1;
+  const ssize_t got = fd.IsOpen() ? read(fd.Get(), text, sizeof(text)) : -1;
   if (got <= 0) return kUnknown;
   const std::string_view line(text, static_cast<std::size_t>(got));
   // The name may hold anything, parentheses and blanks too.
@@ -103,14 +103,14 @@ std::unique_ptr<HelperProcess> HelperProcess::Start(const std::string& program, 
     error = errno;
     return nullptr;
   }
-  FileDescriptor ours(ends[0]);
-  FileDescriptor theirs(ends[1]);
+  tarvex::Descriptor ours(ends[0]);
+  tarvex::Descriptor theirs(ends[1]);
   // The copy onto descriptor 0 must not be a no-op: it would stay closed on exec.
   if (theirs.Get() == STDIN_FILENO) {
-    theirs = FileDescriptor(fcntl(theirs.Get(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
+    theirs = tarvex::Descriptor(fcntl(theirs.Get(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
   }
   pid_t pid = -1;
-  error = theirs ? SpawnPlan(theirs.Get()).Spawn(program, pid) : EMFILE;
+  error = theirs.IsOpen() ? SpawnPlan(theirs.Get()).Spawn(program, pid) : EMFILE;
   if (error != 0) return nullptr;
   return std::unique_ptr<HelperProcess>(new HelperProcess(std::move(ours), pid));
 }

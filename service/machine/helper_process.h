@@ -7,7 +7,7 @@
 #include <memory>
 #include <string>
 
-#include "service/machine/file_descriptor.h"
+#include "os/descriptor.h"
 
 namespace orvan::machine {
 
@@ -46,8 +46,8 @@ class HelperProcess {
   char State() const { return ProcessState(pid_); }
 
  private:
-  HelperProcess(FileDescriptor socket, pid_t pid) : socket_(std::move(socket)), pid_(pid) {}
-  FileDescriptor socket_;
+  HelperProcess(tarvex::Descriptor socket, pid_t pid) : socket_(std::move(socket)), pid_(pid) {}
+  tarvex::Descriptor socket_;
   pid_t pid_;
 };
 

@@ -10,7 +10,7 @@
 #include <charconv>
 #include <climits>
 
-#include "service/machine/file_descriptor.h"
+#include "os/descriptor.h"
 
 namespace orvan::machine {
 namespace {
@@ -131,9 +131,9 @@ std::optional<std::string> LiveFiles::DoReadBytes(const std::string& path, std::
                                                   int& error) const {
   const std::string file = Below(Resolve(path, &error));
   if (error != 0) return {};
-  const FileDescriptor fd(open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
+  const tarvex::Descriptor fd(open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
   struct stat status {};
-  if (!fd || fstat(fd.Get(), &status) != 0) error = UnlessAbsent(errno);
+  if (!fd.IsOpen() || fstat(fd.Get(), &status) != 0) error = UnlessAbsent(errno);
   if (error != 0 || !S_ISREG(status.st_mode)) return {};
   std::string text;
   char buffer[kAttributeLimit];

@@ -4,11 +4,11 @@
 #include <cstdio>
 #include <set>
 
+#include "os/regular_file.h"
 #include "service/scenario/json_fields.h"
 #include "service/scenario/player.h"
 #include "system/key_format.h"
 #include "system/outside_text.h"
-#include "system/regular_file.h"
 #include "system/text_conversion.h"
 
 namespace orvan::scenario {

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include "service/core/test_support.h"
+#include "tests/support/service_test_support.h"
 
 namespace orvan::scenario {
 namespace {

@@ -6,7 +6,7 @@
 #include <latch>
 #include <thread>
 
-#include "service/core/test_support.h"
+#include "tests/support/service_test_support.h"
 
 namespace orvan::scenario {
 namespace {

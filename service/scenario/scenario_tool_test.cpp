@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include "service/core/test_support.h"
 #include "service/scenario/scenario_source.h"
+#include "tests/support/service_test_support.h"
 
 namespace orvan::scenario {
 namespace {

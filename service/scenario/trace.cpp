@@ -3,10 +3,10 @@
 #include <utility>
 
 #include "boundary/orvan_service_settings.h"
-#include "service/core/json_text.h"
+#include "os/descriptor_writer.h"
+#include "os/regular_file.h"
 #include "service/core/resolved_plan.h"
-#include "system/descriptor_writer.h"
-#include "system/regular_file.h"
+#include "service/log/json_text.h"
 
 namespace orvan::scenario {
 namespace {

@@ -3,8 +3,8 @@
 #include <mutex>
 #include <string>
 
+#include "os/only_file.h"
 #include "service/core/call_observer.h"
-#include "system/only_file.h"
 
 namespace orvan::scenario {
 

@@ -10,9 +10,9 @@
 
 #include "boundary/orvan_service_records.h"
 #include "boundary/orvan_service_version.h"
+#include "service/sdk/context.h"
 #include "service/sdk/device.h"
 #include "service/sdk/parameter.h"
-#include "service/sdk/test_context.h"
 #include "service/sdk/tool.h"
 #include "service/sdk/verdict.h"
 
@@ -56,10 +56,10 @@ class Module {
   // In display order; the same at every call.
   virtual const std::vector<DiagnosticRecord>& Diagnostics() const = 0;
   virtual const std::vector<ToolRecord>& Tools() const = 0;
-  // Finds the devices, in the order of their ids. Long; ends early when stop is requested. No device
-  // is one that is not there: one that cannot be looked at takes its place with WhyUntestable.
-  // Throws when nothing could be looked at; what() is the reason, in plain words for people. One
-  // untestable device then stands for all of them.
+  // Finds the devices, in the order of their ids. Long; ends early when stop is requested. No
+  // device is one that is not there: one that cannot be looked at takes its place with
+  // WhyUntestable. Throws when nothing could be looked at; what() is the reason, in plain words for
+  // people. One untestable device then stands for all of them.
   virtual std::vector<std::unique_ptr<Device>> ScanDevices(std::stop_token stop) = 0;
 };
 

@@ -7,7 +7,7 @@
 #include <string>
 
 #include "boundary/hostlayer.h"
-#include "system/filesystem.h"
+#include "system/filesystem/filesystem.h"
 #include "system/storage_sender.h"
 
 namespace {

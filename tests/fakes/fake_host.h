@@ -17,7 +17,7 @@
 #include "boundary/hostlayer_system_events.h"
 #include "boundary/hostlayer_time_handler.h"
 #include "boundary/hostlayer_user_account.h"
-#include "system/win_filesystem.h"
+#include "system/filesystem/win_filesystem.h"
 #include "tests/fakes/fake_host_devices.h"
 #include "tests/fakes/fake_host_threads.h"
 

@@ -20,10 +20,10 @@
 #include "tests/fakes/expected_texts.h"
 #include "tests/fakes/fake_host.h"
 #include "tests/fakes/fake_service.h"
+#include "tests/support/console_capture.h"
 #include "views/cli_event_queue.h"
 #include "views/cli_suite_listener.h"
 #include "views/cli_test_listener.h"
-#include "views/console_capture.h"
 #include "views/orvan_stdio.h"
 
 // The front end on a fake host and a fake service, in this process. A test builds the service's

@@ -12,9 +12,9 @@
 #include "tests/fakes/argv.h"
 #include "tests/fakes/fake_host.h"
 #include "tests/fakes/fake_service.h"
+#include "tests/support/console_capture.h"
 #include "tools/tool_event_queue.h"
 #include "tools/tool_target.h"
-#include "views/console_capture.h"
 
 // A tool of module "storage" on a fake host and a fake service, in this process.
 class ToolTest : public ::testing::Test {

@@ -13,26 +13,48 @@ SOURCE_SUFFIXES = (".h", ".hpp", ".cpp", ".cc", ".c", ".inc")
 
 # room -> the rooms it may include besides itself. The longest folder wins.
 ROOMS = {
+    "os": (),
     "boundary": (),
-    "system": ("boundary",),
-    "host": ("boundary", "system"),
-    "views": ("system", "boundary"),
-    "tools": ("views", "system", "boundary"),
-    "frontend": ("views", "tools", "system", "boundary"),
+    "system": ("boundary", "os"),
+    "host": ("host/records", "boundary", "system", "os"),
+    "host/records": ("boundary", "system", "os"),
+    "views": ("system", "boundary", "os"),
+    "tools": ("views", "system", "boundary", "os"),
+    "frontend": ("views", "tools", "system", "boundary", "os"),
     "service/sdk": ("boundary",),
-    "service/machine": ("system",),
-    "service/core": ("service/sdk", "boundary", "system"),
-    "service/scenario": ("service/sdk", "service/core", "boundary", "system"),
+    "service/machine": ("os",),
+    "service/log": ("service/sdk", "boundary", "system", "os"),
+    "service/core": ("service/sdk", "service/log", "boundary", "system", "os"),
+    "service/scenario": (
+        "service/sdk",
+        "service/core",
+        "service/log",
+        "boundary",
+        "system",
+        "os",
+    ),
     # The parts of the service put together into one library.
-    "service/library": ("service/sdk", "service/core", "service/scenario", "boundary", "system"),
+    "service/library": (
+        "service/sdk",
+        "service/core",
+        "service/log",
+        "service/scenario",
+        "boundary",
+        "system",
+        "os",
+    ),
     "service/modules/*": ("service/sdk", "service/machine"),
 }
 
 # Of the views, the tools may use the key formatting and the console stream only.
 TOOLS_FROM_VIEWS = re.compile(r"^views/(key_format|console_stream|message_keys)\w*\.h$")
 
-# Of the system, the door to the machine may use only what opens files in folders of strangers.
-MACHINE_FROM_SYSTEM = re.compile(r"^system/only_file\.h$")
+# Of the ground floor, the rooms in front of the boundary may use these files only.
+OS_FILES = {
+    "frontend": ("descriptor", "detached_process", "keep_awake", "process_start", "trusted_path"),
+    "views": ("descriptor_writer", "input_peek", "report_file"),
+    "tools": ("terminal_wait",),
+}
 
 # Rooms that meet the service and the host layer at link time only, in their tests too.
 BEHIND_THE_BOUNDARY = ("frontend", "views", "tools")
@@ -47,18 +69,18 @@ OS_HEADER = re.compile(
     r"|semaphore|mqueue|syslog|utmp|utmpx|ucontext|libudev|liburing|liburing/\w+|sqlite3|ftw|glob"
     r"|pty|execinfo|link|elf)\.h$"
 )
-OS_ROOMS = ("host", "service/machine", "system")
+OS_ROOMS = ("os", "host", "host/records", "service/machine", "system")
 
 # Files that need the operating system for one named reason.
 OS_EXCEPTIONS = {
     # The service's own few calls: where its library lies, and what a plug-in exports.
     "service/core/platform.cpp": ("dlfcn.h", "fcntl.h", "sys/stat.h", "unistd.h"),
     # The log's own file follows no link, is locked, and is synchronized with the disk.
-    "service/core/log_file.cpp": ("fcntl.h", "sys/file.h", "unistd.h"),
+    "service/log/log_file.cpp": ("fcntl.h", "sys/file.h", "unistd.h"),
     # Logs that earlier runs left are listed, told from those of live runs, and removed.
-    "service/core/log_folder.cpp": ("dirent.h", "fcntl.h", "sys/file.h", "sys/stat.h", "unistd.h"),
+    "service/log/log_folder.cpp": ("dirent.h", "fcntl.h", "sys/file.h", "sys/stat.h", "unistd.h"),
     # The log names the machine and its kernel.
-    "service/core/machine_identity.cpp": ("sys/utsname.h",),
+    "service/log/machine_identity.cpp": ("sys/utsname.h",),
 }
 
 # Libraries of the operating system, as CMake targets, and the rooms that may link them.
@@ -140,9 +162,9 @@ def check_own_include(path, target):
         return f"{room} may not include {target}"
     if room == "tools" and target_room == "views" and not TOOLS_FROM_VIEWS.match(target):
         return f"tools may use the key formatting and the console stream of views, not {target}"
-    if room == "service/machine" and target_room == "system":
-        if not MACHINE_FROM_SYSTEM.match(target):
-            return f"service/machine may use what opens files of system, not {target}"
+    if target_room == "os" and room in OS_FILES:
+        if target not in [f"os/{name}.h" for name in OS_FILES[room]]:
+            return f"{room} may use {', '.join(OS_FILES[room])} of os, not {target}"
     return None
 
 

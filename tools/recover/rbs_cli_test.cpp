@@ -3,8 +3,8 @@
 #include <functional>
 
 #include "boundary/hostlayer_console.h"
-#include "system/test_pipe.h"
 #include "tests/fakes/tool_test.h"
+#include "tests/support/test_pipe.h"
 #include "tools/tool_data_error.h"
 
 namespace {

@@ -2,8 +2,8 @@
 
 #include <thread>
 
-#include "system/test_pipe.h"
 #include "tests/fakes/tool_test.h"
+#include "tests/support/test_pipe.h"
 #include "tools/recover/rbs_cli_stdio.h"
 #include "tools/tool_keyboard.h"
 

@@ -7,7 +7,7 @@
 
 #include "boundary/hostlayer.h"
 #include "boundary/orvan_service.h"
-#include "system/filesystem.h"
+#include "system/filesystem/filesystem.h"
 #include "tools/decimal.h"
 
 namespace {

@@ -15,7 +15,7 @@
 #include <filesystem>
 #include <thread>
 
-#include "service/machine/file_descriptor.h"
+#include "os/descriptor.h"
 #include "service/modules/storage/disk.h"
 #include "service/modules/storage/storage_module.h"
 #include "service/modules/storage/test_support.h"
@@ -24,7 +24,7 @@ namespace orvan::storage {
 namespace {
 
 using namespace std::chrono_literals;
-using machine::FileDescriptor;
+using tarvex::Descriptor;
 using Clock = std::chrono::steady_clock;
 
 constexpr std::uint64_t kBytes = 2U << 20;
@@ -50,13 +50,13 @@ class FaultyFile {
     }
     close(in[0]);
     close(out[1]);
-    commands_ = FileDescriptor(in[1]);
-    answers_ = FileDescriptor(out[0]);
+    commands_ = Descriptor(in[1]);
+    answers_ = Descriptor(out[0]);
     EXPECT_EQ(ReadLine(), "ready");
   }
 
   ~FaultyFile() {
-    commands_ = FileDescriptor();
+    commands_ = Descriptor();
     waitpid(pid_, nullptr, 0);
     rmdir(folder_.c_str());
   }
@@ -78,32 +78,32 @@ class FaultyFile {
 
   std::string folder_;
   pid_t pid_ = -1;
-  FileDescriptor commands_;
-  FileDescriptor answers_;
+  Descriptor commands_;
+  Descriptor answers_;
 };
 
 // A read-only loop device with direct I/O.
 class LoopDevice {
  public:
   LoopDevice(const std::string& file, std::uint32_t sectorBytes) {
-    const FileDescriptor control(open("/dev/loop-control", O_RDWR | O_CLOEXEC));
-    const FileDescriptor backing(open(file.c_str(), O_RDONLY | O_CLOEXEC));
+    const Descriptor control(open("/dev/loop-control", O_RDWR | O_CLOEXEC));
+    const Descriptor backing(open(file.c_str(), O_RDONLY | O_CLOEXEC));
     // Another program may take the free one first.
-    for (int attempt = 0; attempt < 16 && !device_; ++attempt) {
+    for (int attempt = 0; attempt < 16 && !device_.IsOpen(); ++attempt) {
       number_ = ioctl(control.Get(), LOOP_CTL_GET_FREE);
-      FileDescriptor device(open(Path().c_str(), O_RDONLY | O_CLOEXEC));
+      Descriptor device(open(Path().c_str(), O_RDONLY | O_CLOEXEC));
       loop_config config{};
       config.fd = static_cast<std::uint32_t>(backing.Get());
       config.block_size = sectorBytes;
       config.info.lo_flags = LO_FLAGS_READ_ONLY | LO_FLAGS_DIRECT_IO | LO_FLAGS_AUTOCLEAR;
       if (ioctl(device.Get(), LOOP_CONFIGURE, &config) == 0) device_ = std::move(device);
     }
-    EXPECT_TRUE(device_) << "errno " << errno;
+    EXPECT_TRUE(device_.IsOpen()) << "errno " << errno;
   }
   ~LoopDevice() { Detach(); }
   void Detach() {
-    if (device_) ioctl(device_.Get(), LOOP_CLR_FD);
-    device_ = FileDescriptor();
+    if (device_.IsOpen()) ioctl(device_.Get(), LOOP_CLR_FD);
+    device_ = Descriptor();
   }
 
   std::string Name() const { return "loop" + std::to_string(number_); }
@@ -111,7 +111,7 @@ class LoopDevice {
 
  private:
   int number_ = -1;
-  FileDescriptor device_;
+  Descriptor device_;
 };
 
 class LiveDisk : public testing::Test {

@@ -1,0 +1,167 @@
+#include "service/log/log_artifacts.h"
+
+#include <array>
+
+#include "service/log/json_text.h"
+#include "service/log/log_time.h"
+#include "system/outside_text.h"
+#include "system/text_conversion.h"
+
+namespace orvan::core {
+namespace {
+
+constexpr std::array<const char*, 3> kSeverities{"INFO", "WARNING", "ERROR"};
+constexpr std::array<const char*, 3> kStatuses{"COMPLETE", "ERROR", "SKIP"};
+constexpr std::array<const char*, 3> kResults{"NOT_APPLICABLE", "PASS", "FAIL"};
+constexpr std::array<const char*, 3> kDiagnoses{"PASS", "FAIL", "UNKNOWN"};
+constexpr std::array<const char*, 6> kLimits{"EQUAL",        "NOT_EQUAL",
+                                             "LESS_THAN",    "LESS_THAN_OR_EQUAL",
+                                             "GREATER_THAN", "GREATER_THAN_OR_EQUAL"};
+
+// Each table has a row for each value of its enumeration, in its order.
+template <typename Table, typename Value>
+const char* Word(const Table& table, Value value) {
+  return table.at(static_cast<std::size_t>(value));
+}
+
+std::string Member(const char* key, JsonObject& object) {
+  return std::string(1, '"') + key + "\":" + object.Take();
+}
+
+void AddText(JsonObject& object, const char* key, const std::string& text) {
+  if (!text.empty()) {
+    object.Text(key, LogText(text));
+  }
+}
+
+std::string HardwareJson(const LogHardware& hardware) {
+  JsonObject object;
+  object.Text("hardwareInfoId", hardware.id).Text("name", LogText(hardware.name));
+  AddText(object, "location", hardware.location);
+  AddText(object, "serialNumber", hardware.serialNumber);
+  AddText(object, "partType", hardware.partType);
+  return object.Take();
+}
+
+std::string SoftwareJson(const std::vector<LogSoftware>& software) {
+  std::size_t id = 0;
+  return JsonList(software, [&id](const LogSoftware& item) {
+    JsonObject object;
+    object.Text("softwareInfoId", std::to_string(id++)).Text("name", LogText(item.name));
+    AddText(object, "version", item.version);
+    return object.Text("softwareType", item.type).Take();
+  });
+}
+
+std::string LimitJson(const sdk::Limit& limit) {
+  return JsonObject().Text("type", Word(kLimits, limit.kind)).Number("value", limit.value).Take();
+}
+
+std::string Line(const LogLine& line, const char* key, const std::string& value) {
+  JsonObject object;
+  object.Raw("sequenceNumber", std::to_string(line.sequence))
+      .Text("timestamp", UtcTimeText(line.timeMs))
+      .Raw(key, value);
+  return object.Take() + '\n';
+}
+
+}  // namespace
+
+std::string LogText(const std::string& text) {
+  return text.size() <= kLongestLogText
+             ? tarvex::WithoutSteering(text)
+             : tarvex::WithoutSteering(tarvex::CutUtf8(text, static_cast<int>(kLongestLogText))) +
+                   " [cut]";
+}
+
+std::string RunStartArtifact(const LogSubject& subject) {
+  JsonObject machine;
+  machine.Text("dutInfoId", "0");
+  AddText(machine, "name", subject.machine);
+  machine.Raw("softwareInfos", SoftwareJson(subject.software))
+      .Raw("hardwareInfos", JsonList(subject.hardware, HardwareJson));
+  JsonObject start;
+  start.Text("name", "Tarvex Diagnostics")
+      .Text("version", subject.version)
+      .Text("commandLine", LogText(subject.program))
+      .Raw("parameters", subject.isSimulated ? R"({"simulated":true})" : "{}")
+      .Raw("dutInfo", machine.Take());
+  return Member("testRunStart", start);
+}
+
+std::string RunEndArtifact(LogStatus status, LogResult result) {
+  JsonObject end;
+  end.Text("status", Word(kStatuses, status)).Text("result", Word(kResults, result));
+  return Member("testRunEnd", end);
+}
+
+std::string TextArtifact(LogSeverity severity, const std::string& message) {
+  JsonObject log;
+  log.Text("severity", Word(kSeverities, severity)).Text("message", LogText(message));
+  return Member("log", log);
+}
+
+std::string ErrorArtifact(const std::string& symptom, const std::string& message) {
+  JsonObject error;
+  error.Text("symptom", symptom);
+  AddText(error, "message", message);
+  return Member("error", error);
+}
+
+std::string StepStartArtifact(const std::string& name) {
+  JsonObject start;
+  start.Text("name", LogText(name));
+  return Member("testStepStart", start);
+}
+
+std::string StepEndArtifact(LogStatus status) {
+  JsonObject end;
+  end.Text("status", Word(kStatuses, status));
+  return Member("testStepEnd", end);
+}
+
+std::string DiagnosisArtifact(LogDiagnosis type, const std::string& verdict,
+                              const std::string& message, const std::string& hardwareId) {
+  JsonObject diagnosis;
+  diagnosis.Text("verdict", LogText(verdict)).Text("type", Word(kDiagnoses, type));
+  AddText(diagnosis, "message", message);
+  AddText(diagnosis, "hardwareInfoId", hardwareId);
+  return Member("diagnosis", diagnosis);
+}
+
+std::string MeasurementArtifact(const sdk::Measurement& measurement,
+                                const std::string& hardwareId) {
+  JsonObject object;
+  object.Text("name", LogText(measurement.name)).Number("value", measurement.value);
+  AddText(object, "unit", measurement.unit);
+  if (!measurement.limits.empty()) {
+    object.Raw("validators", JsonList(measurement.limits, LimitJson));
+  }
+  AddText(object, "hardwareInfoId", hardwareId);
+  return Member("measurement", object);
+}
+
+std::string HardwareArtifact(const LogHardware& hardware) {
+  return ExtensionArtifact("hardwareInfo", HardwareJson(hardware));
+}
+
+std::string ExtensionArtifact(const std::string& name, const std::string& content) {
+  JsonObject extension;
+  extension.Text("name", name).Raw("content", content);
+  return Member("extension", extension);
+}
+
+std::string SchemaVersionLine(const LogLine& line) {
+  return Line(line, "schemaVersion", R"({"major":2,"minor":0})");
+}
+
+std::string RunLine(const LogLine& line, const std::string& artifact) {
+  return Line(line, "testRunArtifact", '{' + artifact + '}');
+}
+
+std::string StepLine(const LogLine& line, std::uint64_t step, const std::string& artifact) {
+  return Line(line, "testStepArtifact",
+              "{\"testStepId\":\"" + std::to_string(step) + "\"," + artifact + '}');
+}
+
+}  // namespace orvan::core
