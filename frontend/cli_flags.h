@@ -2,6 +2,14 @@
 
 #include <cstdint>
 
+// Any of the bits, and all of them.
+constexpr bool Has(std::uint32_t word, std::uint32_t bits) {
+  return (word & bits) != 0;
+}
+constexpr bool HasAll(std::uint32_t word, std::uint32_t bits) {
+  return (word & bits) == bits;
+}
+
 // The flags word of the application object.
 inline constexpr std::uint32_t CLI_FLAG_HELP = 0x1;
 inline constexpr std::uint32_t CLI_FLAG_VERSION = 0x2;

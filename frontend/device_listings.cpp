@@ -17,7 +17,7 @@ constexpr char kPartsSeparator[] = "::";
 
 void Cli::ShowDevices(ModuleSelection& selection) {
   ScanModuleDevices(&selection);
-  if ((flags & CLI_FLAG_LIST_DEVICES) == 0 || view == nullptr) return;
+  if (!Has(flags, CLI_FLAG_LIST_DEVICES) || view == nullptr) return;
   view->PrintNewLine();
   view->PrintSeparator();
   if (selection.HasNoDevices()) {
@@ -40,7 +40,7 @@ void Cli::ShowDevices(ModuleSelection& selection) {
 void Cli::ShowDeviceInformation(DiagDevice* device, DiagModule* module) {
   constexpr std::uint32_t kSupervisedRun = CLI_FLAG_SUPERVISED | CLI_FLAG_DIAGNOSTIC;
   if (device == nullptr || view == nullptr) return;
-  if ((flags & kSupervisedRun) == kSupervisedRun) return;
+  if (HasAll(flags, kSupervisedRun)) return;
   std::string id;
   view->PrintField("ID", device->GetId(id), true);
   DeviceInformation information;
@@ -49,8 +49,8 @@ void Cli::ShowDeviceInformation(DiagDevice* device, DiagModule* module) {
   for (const auto& [value, label] : information.entries) {
     view->PrintField(label, view->FormatMarkedKey(value, true, true), true);
   }
-  if ((flags & CLI_FLAG_SUPERVISED) != 0 && module != nullptr) ShowTestRecords(module, device);
-  if ((flags & CLI_FLAG_LIST_RESOURCES) != 0) ShowDeviceResources(device);
+  if (Has(flags, CLI_FLAG_SUPERVISED) && module != nullptr) ShowTestRecords(module, device);
+  if (Has(flags, CLI_FLAG_LIST_RESOURCES)) ShowDeviceResources(device);
 }
 
 void Cli::ShowDeviceResources(DiagDevice* device) {

@@ -55,7 +55,7 @@ void Cli::ShowDiagnosticsTitle(DiagModule* module) {
 }
 
 void Cli::ShowDiagnostics(ModuleSelection& selection) {
-  if ((flags & CLI_FLAG_LIST_DIAGNOSTICS) == 0 || view == nullptr) return;
+  if (!Has(flags, CLI_FLAG_LIST_DIAGNOSTICS) || view == nullptr) return;
   const auto title = [this](const std::string& key) {
     return view->FormatKey(key, true, true, true);
   };
@@ -71,7 +71,7 @@ void Cli::ShowDiagnostics(ModuleSelection& selection) {
       std::vector<TestParameter> parameters;
       const bool custom = !test->DefaultParameters(parameters).empty();
       test->Name(name);
-      if ((flags & CLI_FLAG_SUPERVISED) != 0) {
+      if (Has(flags, CLI_FLAG_SUPERVISED)) {
         view->PrintField(name, version + (custom ? kCustomParameters : ""), true);
       }
       body += "\t" + title(name) + (custom ? "*" : "") + "\n";
@@ -85,7 +85,7 @@ void Cli::ShowDiagnostics(ModuleSelection& selection) {
 // Every test of the selected diagnostics with the parameters that it takes. What the first device
 // that the test applies to offers is shown; without such a device, what the test takes at all.
 void Cli::ShowParameters(ModuleSelection& selection) {
-  if ((flags & CLI_FLAG_LIST_PARAMETERS) == 0 || view == nullptr) return;
+  if (!Has(flags, CLI_FLAG_LIST_PARAMETERS) || view == nullptr) return;
   ScanModuleDevices(&selection);
   view->PrintNewLine();
   ShowDiagnosticsTitle(selection.module);
@@ -106,7 +106,7 @@ void Cli::ShowParametersOf(const ModuleSelection& selection, DiagTest* test) {
   } else {
     test->GetParameters(parameters, device);
   }
-  if ((flags & CLI_FLAG_SUPERVISED) != 0) {
+  if (Has(flags, CLI_FLAG_SUPERVISED)) {
     ShowTestRecord(test, device != nullptr, parameters);
     return;
   }
@@ -119,7 +119,7 @@ void Cli::ShowParametersOf(const ModuleSelection& selection, DiagTest* test) {
 }
 
 void Cli::ShowValidation(ModuleSelection& selection) {
-  if ((flags & CLI_FLAG_VALIDATE) == 0 || view == nullptr) return;
+  if (!Has(flags, CLI_FLAG_VALIDATE) || view == nullptr) return;
   ScanModuleDevices(&selection);
   if (selection.HasNoDevices()) {
     PrintWarning(kKeyNoDevicesFound);

@@ -13,16 +13,16 @@
 #include "views/orvan_stdio.h"
 
 void Cli::ShowInformation() {
-  if ((flags & CLI_FLAG_INFORMATION) == 0) return;
+  if (!Has(flags, CLI_FLAG_INFORMATION)) return;
   const bool warnOfNoModules = selectedModules.empty() && modules->empty();
-  if ((flags & CLI_FLAG_HELP) != 0) {
+  if (Has(flags, CLI_FLAG_HELP)) {
     if (warnOfNoModules) {
       PrintWarning(kKeyNoAvailableModules);
       view->PrintNewLine();
     }
     ShowGeneralHelp();
   }
-  if ((flags & CLI_FLAG_VERSION) != 0) {
+  if (Has(flags, CLI_FLAG_VERSION)) {
     if (warnOfNoModules) {
       PrintWarning(kKeyNoModuleLoaded);
       view->PrintNewLine();
@@ -30,7 +30,7 @@ void Cli::ShowInformation() {
     ShowProgramVersion();
     if (selectedModules.empty()) ShowModuleVersions();
   }
-  if ((flags & CLI_FLAG_LIST_MODULES) != 0) ShowModuleList();
+  if (Has(flags, CLI_FLAG_LIST_MODULES)) ShowModuleList();
   bool anyModule = false;
   for (auto& [name, selection] : selectedModules) {
     if (selection->module == nullptr) continue;
@@ -56,12 +56,12 @@ void Cli::ShowModuleInformation(ModuleSelection& selection) {
       Listing{kInfoValidate, &Cli::ShowValidation},
   };
   for (const Listing& listing : kListings) {
-    if ((selection.infoFlags & listing.info) != 0) (this->*listing.show)(selection);
+    if (Has(selection.infoFlags, listing.info)) (this->*listing.show)(selection);
   }
 }
 
 void Cli::ShowModuleHelp(ModuleSelection& selection) {
-  if ((flags & CLI_FLAG_HELP) == 0 || view == nullptr) return;
+  if (!Has(flags, CLI_FLAG_HELP) || view == nullptr) return;
   std::string text;
   view->PrintRaw("> ", false);
   view->PrintRaw(selection.module->GetHelpText(text), true);
@@ -107,7 +107,7 @@ void Cli::ShowModuleList() {
     // Underscores stay, so that what is shown is what the module option takes.
     name = view->FormatKey(module->GetDisplayName(name), false, false, false);
     stringHandler->ToLower(name);
-    if ((flags & CLI_FLAG_SUPERVISED) != 0) {
+    if (Has(flags, CLI_FLAG_SUPERVISED)) {
       view->PrintField("MODULE_NAME", name, true);
     } else {
       view->PrintRaw("  - " + name, true);
@@ -131,7 +131,7 @@ void Cli::ScanModuleDevices(ModuleSelection* selection) {
 
 void Cli::ShowTools(ModuleSelection& selection) {
   selection.tools = selection.module->Tools();
-  if ((flags & CLI_FLAG_LIST_TOOLS) == 0 || view == nullptr) return;
+  if (!Has(flags, CLI_FLAG_LIST_TOOLS) || view == nullptr) return;
   std::string name;
   selection.module->GetDisplayName(name);
   view->PrintSentence(name + " tools:", true);

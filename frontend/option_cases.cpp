@@ -76,8 +76,8 @@ int Cli::HandleUnrecognized(OptionScan& scan, const OptionCase& /*option*/) {
 
 int Cli::HandleInfoOption(OptionScan& scan, const OptionCase& option) {
   flags |= CLI_FLAG_NO_ABORT_BANNER;
-  if ((flags & CLI_FLAG_INFORMATION) != 0) {
-    if ((flags & option.ownBit) == 0) return Fail(scan.errorText, kKeyTwoKindsOfInformation);
+  if (Has(flags, CLI_FLAG_INFORMATION)) {
+    if (!Has(flags, option.ownBit)) return Fail(scan.errorText, kKeyTwoKindsOfInformation);
     AddWarning(kKeyDuplicatedOption);
   }
   flags &= ~option.clearBits;
@@ -114,7 +114,7 @@ int Cli::HandleCaller(OptionScan& scan, const OptionCase& /*option*/) {
 }
 
 int Cli::HandleGroup(OptionScan& scan, const OptionCase& /*option*/) {
-  if ((flags & CLI_FLAG_GROUP) != 0) {
+  if (Has(flags, CLI_FLAG_GROUP)) {
     AddWarning(kKeyDuplicatedGroup);
     return kParseOk;
   }
@@ -154,8 +154,8 @@ int Cli::HandleTool(OptionScan& scan, const OptionCase& /*option*/) {
   if (scan.otherOption) return Fail(scan.errorText, kKeyToolAlone);
   if (IsMissing(scan.text)) return Fail(scan.errorText, kKeyNoToolChosen);
   flags |= CLI_FLAG_TOOL;
-  if ((flags & CLI_FLAG_BACKGROUND) != 0) return Fail(scan.errorText, kKeyToolInBackground);
-  if ((flags & CLI_FLAG_OUTPUT_FILE) != 0) return Fail(scan.errorText, kKeyToolRedirected);
+  if (Has(flags, CLI_FLAG_BACKGROUND)) return Fail(scan.errorText, kKeyToolInBackground);
+  if (Has(flags, CLI_FLAG_OUTPUT_FILE)) return Fail(scan.errorText, kKeyToolRedirected);
   toolName = scan.text;
   // The tool scans what follows; only the supervisor's mark is looked for ahead.
   if (scan.argc <= 3) return kParseOk;
@@ -163,7 +163,7 @@ int Cli::HandleTool(OptionScan& scan, const OptionCase& /*option*/) {
                    [](const char* word) { return std::strcmp(word, "--HDK") == 0; })) {
     return kParseOk;
   }
-  if ((flags & CLI_FLAG_SUPERVISED) != 0) {
+  if (Has(flags, CLI_FLAG_SUPERVISED)) {
     AddWarning(kKeyDuplicatedOption);
   } else {
     flags |= CLI_FLAG_SUPERVISED;
@@ -229,7 +229,7 @@ int Cli::HandleRunAll(OptionScan& scan, const OptionCase& /*option*/) {
 }
 
 int Cli::HandleSupervised(OptionScan& scan, const OptionCase& /*option*/) {
-  if ((flags & CLI_FLAG_SUPERVISED) != 0) {
+  if (Has(flags, CLI_FLAG_SUPERVISED)) {
     AddWarning(kKeyDuplicatedOption);
     return kParseOk;
   }
@@ -240,9 +240,9 @@ int Cli::HandleSupervised(OptionScan& scan, const OptionCase& /*option*/) {
 }
 
 int Cli::HandleBackground(OptionScan& scan, const OptionCase& /*option*/) {
-  if ((flags & CLI_FLAG_TOOL) != 0) return Fail(scan.errorText, kKeyToolInBackground);
-  if ((flags & CLI_FLAG_SUPERVISED) != 0) return kParseOk;
-  if ((flags & (CLI_FLAG_BACKGROUND | CLI_FLAG_BACKGROUND_INSTANCE)) != 0) {
+  if (Has(flags, CLI_FLAG_TOOL)) return Fail(scan.errorText, kKeyToolInBackground);
+  if (Has(flags, CLI_FLAG_SUPERVISED)) return kParseOk;
+  if (Has(flags, CLI_FLAG_BACKGROUND | CLI_FLAG_BACKGROUND_INSTANCE)) {
     AddWarning(kKeyDuplicatedOption);
   } else {
     flags |= CLI_FLAG_BACKGROUND;
@@ -266,7 +266,7 @@ int Cli::HandleDataCollection(OptionScan& scan, const OptionCase& /*option*/) {
 
 int Cli::HandleOutput(OptionScan& scan, const OptionCase& /*option*/) {
   flags |= CLI_FLAG_NO_ABORT_BANNER;
-  if ((flags & CLI_FLAG_OUTPUT_FILE) != 0) AddWarning(kKeyDuplicatedOption);
+  if (Has(flags, CLI_FLAG_OUTPUT_FILE)) AddWarning(kKeyDuplicatedOption);
   flags |= CLI_FLAG_OUTPUT_FILE;
   if (!IsMissing(scan.text)) {
     outputFile = scan.text;

@@ -28,10 +28,6 @@ bool IsMisplacedErase(int argc, char** argv) {
   return false;
 }
 
-bool Has(std::uint32_t word, std::uint32_t bits) {
-  return (word & bits) != 0;
-}
-
 // What a line may not ask for, in the order of the checks.
 struct Conflict {
   bool (*holds)(const Cli& cli);

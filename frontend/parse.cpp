@@ -65,21 +65,21 @@ int Cli::Parse(int argc, char** argv) {
 
   int code = ParseCommandLine(argc, argv, errorText);
   if (code != kParseOk) flags &= ~CLI_FLAG_OUTPUT_FILE;
-  if ((flags & CLI_FLAG_CALLER) != 0 && (flags & CLI_FLAG_DATA_COLLECTION_SET) == 0) {
+  if (Has(flags, CLI_FLAG_CALLER) && !Has(flags, CLI_FLAG_DATA_COLLECTION_SET)) {
     errorText = kKeyCallerNeedsDataCollection;
     code = kParseFatal;
   }
   const int viewCode = CreateView();
-  if ((flags & CLI_FLAG_CALLER) == 0) callerInfo.appName = ApplicationName();
+  if (!Has(flags, CLI_FLAG_CALLER)) callerInfo.appName = ApplicationName();
   if (viewCode == kParseFile) {
     result = kResultOutputFile;
     errorText = kKeyErrorOpeningFile;
     code = kParseFile;
-  } else if (code == kParseOk && viewCode == 0 && (flags & CLI_FLAG_BACKGROUND) != 0) {
+  } else if (code == kParseOk && viewCode == 0 && Has(flags, CLI_FLAG_BACKGROUND)) {
     return LaunchInBackground(argc, argv);
   }
   if (code == kParseOk) {
-    if ((flags & CLI_FLAG_TOOL) != 0) return 0;
+    if (Has(flags, CLI_FLAG_TOOL)) return 0;
     code = ValidateSelections(errorText);
   }
   if (code == kParseOk && WillReadKeys()) view->TakeKeyboard();
@@ -87,7 +87,7 @@ int Cli::Parse(int argc, char** argv) {
   if (view != nullptr) PrintBanner();
   if (code == kParseOk) {
     code = RunSettingsStep(errorText);
-    if ((flags & CLI_FLAG_REMOVE_WMI) != 0) RemoveExecutionRecords();
+    if (Has(flags, CLI_FLAG_REMOVE_WMI)) RemoveExecutionRecords();
   }
   if (code != kParseOk && ShowParseFailure(code, errorText) != 0) return 1;
   ShowWarnings();
@@ -95,10 +95,10 @@ int Cli::Parse(int argc, char** argv) {
 }
 
 int Cli::CreateView() {
-  const bool background = (flags & CLI_FLAG_BACKGROUND_INSTANCE) != 0;
-  if ((flags & CLI_FLAG_SUPERVISED) != 0) {
+  const bool background = Has(flags, CLI_FLAG_BACKGROUND_INSTANCE);
+  if (Has(flags, CLI_FLAG_SUPERVISED)) {
     view = std::make_unique<HDKio>();
-  } else if ((flags & CLI_FLAG_OUTPUT_FILE) != 0) {
+  } else if (Has(flags, CLI_FLAG_OUTPUT_FILE)) {
     view = std::make_unique<CliStdioFile>(outputFile);
     if (background) {
       view->SetQuiet(true);
@@ -119,9 +119,9 @@ int Cli::CreateView() {
 
 // Whether the line asks for a run that looks at the abort key.
 bool Cli::WillReadKeys() const {
-  if ((flags & (CLI_FLAG_INFORMATION | CLI_FLAG_SUPERVISED)) != 0) return false;
+  if (Has(flags, CLI_FLAG_INFORMATION | CLI_FLAG_SUPERVISED)) return false;
   const auto isThere = [](const auto& entry) { return entry.second->module != nullptr; };
-  const auto& chosen = (flags & CLI_FLAG_RUN_ALL) != 0 ? runAllModules : selectedModules;
+  const auto& chosen = Has(flags, CLI_FLAG_RUN_ALL) ? runAllModules : selectedModules;
   return std::any_of(chosen.begin(), chosen.end(), isThere);
 }
 
@@ -135,7 +135,7 @@ void Cli::PrintBanner() {
   view->PrintNewLine();
   view->PrintRaw(row, true);
   line(kKeyApplicationName);
-  if ((flags & kNothingToAbort) == 0) {
+  if (!Has(flags, kNothingToAbort)) {
     line(kKeyPressEscape);
     view->PrintRaw(row, true);
   } else {
@@ -150,11 +150,11 @@ void Cli::FillSettings(OrvanSettings& settings) const {
   settings.SetString(kSettingAppVersion, ApplicationVersion());
   settings.SetBool(kSettingDataCollection, false);
   settings.SetBool(kSettingExecutionTracker, false);
-  if ((flags & CLI_FLAG_CALLER) == 0) return;
+  if (!Has(flags, CLI_FLAG_CALLER)) return;
   settings.SetString(kSettingAppName, callerInfo.appName);
   settings.SetString(kSettingAppVersion, callerInfo.appVersion);
-  settings.SetBool(kSettingDataCollection, (flags & CLI_FLAG_DATA_COLLECTION_SET) != 0
-                                               ? (flags & CLI_FLAG_DATA_COLLECTION_VALUE) != 0
+  settings.SetBool(kSettingDataCollection, Has(flags, CLI_FLAG_DATA_COLLECTION_SET)
+                                               ? Has(flags, CLI_FLAG_DATA_COLLECTION_VALUE)
                                                : MachineCollectsData());
   settings.SetString(kSettingAppKey, callerInfo.appKey);
   settings.SetString(kSettingCacheDir, callerInfo.cacheDir);
@@ -164,21 +164,21 @@ int Cli::RunSettingsStep(std::string& errorText) {
   OrvanService* service = Service();
   OrvanSettings settings;
   FillSettings(settings);
-  const bool savePathGiven = (flags & CLI_FLAG_SAVE_PATH) != 0;
+  const bool savePathGiven = Has(flags, CLI_FLAG_SAVE_PATH);
   settings.SetBool(kSettingLogPathChanged, savePathGiven);
   if (savePathGiven) service->SetLogPath(savePath);
 
-  if ((flags & CLI_FLAG_DATA_COLLECTION_SET) == 0) {
+  if (!Has(flags, CLI_FLAG_DATA_COLLECTION_SET)) {
     settings.SetBool(kSettingDataCollection, MachineCollectsData());
   } else {
-    const bool enabled = (flags & CLI_FLAG_DATA_COLLECTION_VALUE) != 0;
+    const bool enabled = Has(flags, CLI_FLAG_DATA_COLLECTION_VALUE);
     settings.SetBool(kSettingDataCollection, enabled);
     view->PrintText(enabled ? kKeyDataCollectionOn : kKeyDataCollectionOff, true, true, false,
                     false);
     view->PrintNewLine();
   }
   const bool firstTaken = HandOverSettings(*service, settings);
-  settings.SetBool(kSettingExecutionTracker, (flags & CLI_FLAG_WMI) != 0);
+  settings.SetBool(kSettingExecutionTracker, Has(flags, CLI_FLAG_WMI));
   const bool secondTaken = HandOverSettings(*service, settings);
   if (firstTaken && secondTaken) return kParseOk;
   errorText = kKeyInvalidCacheDirectory;

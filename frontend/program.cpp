@@ -81,21 +81,21 @@ bool RunCourse(Cli& cli, void (Cli::*course)()) {
 // Picks one course by the flags, in this order, and returns the exit status.
 int Dispatch(Cli& cli, int argc, char** argv) {
   if (cli.Parse(argc, argv) == 0) {
-    if ((cli.flags & CLI_FLAG_BACKGROUND) != 0) return 0;
-    if ((cli.flags & CLI_FLAG_TOOL) != 0) {
+    if (Has(cli.flags, CLI_FLAG_BACKGROUND)) return 0;
+    if (Has(cli.flags, CLI_FLAG_TOOL)) {
       cli.HandOverToTool(argc, argv);
       return 0;
     }
-    if ((cli.flags & CLI_FLAG_INFORMATION) != 0) {
+    if (Has(cli.flags, CLI_FLAG_INFORMATION)) {
       cli.ShowInformation();
-    } else if ((cli.flags & CLI_FLAG_RUN_ALL) != 0) {
+    } else if (Has(cli.flags, CLI_FLAG_RUN_ALL)) {
       if (!RunCourse(cli, &Cli::RunAll)) return cli.ExitStatus();
-    } else if ((cli.flags & CLI_FLAG_DIAGNOSTIC) != 0) {
+    } else if (Has(cli.flags, CLI_FLAG_DIAGNOSTIC)) {
       if (!RunCourse(cli, &Cli::RunSelection)) return cli.ExitStatus();
     }
   }
   constexpr std::uint32_t kReported = CLI_FLAG_OUTPUT_FILE | CLI_FLAG_BACKGROUND_INSTANCE;
-  if ((cli.flags & kReported) == kReported) cli.WriteExecutionStatus();
+  if (HasAll(cli.flags, kReported)) cli.WriteExecutionStatus();
   return cli.ExitStatus();
 }
 

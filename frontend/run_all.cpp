@@ -5,7 +5,7 @@
 #include "views/orvan_stdio.h"
 
 void Cli::RunAll() {
-  if ((flags & CLI_FLAG_RUN_ALL) == 0) return;
+  if (!Has(flags, CLI_FLAG_RUN_ALL)) return;
   for (const char* line : {tarvex::kSeparator, kKeyExecutingAllModules, tarvex::kSeparator}) {
     view->PrintSentence(line, true);
   }
@@ -15,7 +15,7 @@ void Cli::RunAll() {
     view->PrintNewLine();
     return;
   }
-  if ((flags & CLI_FLAG_SUPERVISED) != 0) Service()->EnableSupervisedRun();
+  if (Has(flags, CLI_FLAG_SUPERVISED)) Service()->EnableSupervisedRun();
   bool finalResultOpened = false;
   for (auto& [name, selection] : runAllModules) {
     if (selection->module == nullptr) continue;

@@ -24,8 +24,8 @@ constexpr std::array kResultsOfRuns{kResultPassed, kResultFailed, kResultWarning
 }  // namespace
 
 void Cli::RunSelection() {
-  if ((flags & CLI_FLAG_DIAGNOSTIC) == 0) return;
-  if ((flags & CLI_FLAG_SUPERVISED) != 0) Service()->EnableSupervisedRun();
+  if (!Has(flags, CLI_FLAG_DIAGNOSTIC)) return;
+  if (Has(flags, CLI_FLAG_SUPERVISED)) Service()->EnableSupervisedRun();
   bool finalResultOpened = false;
   for (auto& [name, selection] : selectedModules) {
     if (selection->module == nullptr) continue;
@@ -106,7 +106,7 @@ int Cli::RunModule(ModuleSelection* selection) {
   if (noDevices) {
     PrintWarning(kKeyNoDevicesFound);
     SetResultUnlessRun(kResultNoDevice);
-    if ((flags & CLI_FLAG_SUPERVISED) == 0) return 0;
+    if (!Has(flags, CLI_FLAG_SUPERVISED)) return 0;
   }
   if (plans.empty()) {
     PrintWarningList(kKeyFollowingDevicesMissing, selection->missingDevices);
@@ -136,7 +136,7 @@ void Cli::AbortRun() {
 void Cli::RunPlan(ModuleRun& run, const DeviceRunPlan& plan) {
   const bool empty = std::all_of(plan.diagnostics.begin(), plan.diagnostics.end(),
                                  [](const DiagnosticRunItem& item) { return item.tests.empty(); });
-  if ((flags & CLI_FLAG_RUN_ALL) != 0 && empty) return;
+  if (Has(flags, CLI_FLAG_RUN_ALL) && empty) return;
   if (GetProcessState().abortRequested || view->IsAbortRequested()) AbortRun();
   run.device = plan.device;
   run.percentStep = 0;

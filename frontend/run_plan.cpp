@@ -60,7 +60,7 @@ void Cli::SpreadDiagnostics(ModuleSelection& selection) {
     if (!selection.HasNoDevices()) {
       std::string id;
       for (DiagDevice* device : *selection.serviceDevices) giveTo(device->GetId(id), diagnostic);
-    } else if ((flags & CLI_FLAG_SUPERVISED) != 0) {
+    } else if (Has(flags, CLI_FLAG_SUPERVISED)) {
       giveTo(kNoDeviceFound, diagnostic);
     }
   }
@@ -71,7 +71,7 @@ void Cli::PlanDevice(ModuleSelection& selection, DeviceSelection& entry, DiagDev
   plan.device = device;
   if (plan.device == nullptr) {
     selection.missingDevices.push_back(entry.name);
-    if ((flags & CLI_FLAG_SUPERVISED) == 0) return;
+    if (!Has(flags, CLI_FLAG_SUPERVISED)) return;
   }
   std::vector<std::shared_ptr<CliDiagnostic>> chosen = entry.diagnostics;
   if (entry.namedForModule) {
@@ -102,7 +102,7 @@ bool Cli::PlanAllTests(const CliDiagnostic& diagnostic, DiagDevice* device,
   const std::vector<DiagTest*>& tests = *diagnostic.diagnostic->Tests();
   items.reserve(tests.size());
   for (DiagTest* test : tests) {
-    if ((flags & CLI_FLAG_SUPERVISED) == 0 && !test->AppliesTo(device)) continue;
+    if (!Has(flags, CLI_FLAG_SUPERVISED) && !test->AppliesTo(device)) continue;
     TestRunItem item;
     item.test = test;
     items.push_back(std::move(item));
@@ -165,6 +165,6 @@ std::size_t Cli::CountPlannedTests(const std::vector<DeviceRunPlan>& plans) {
 
 bool Cli::HasPlannedTests(const ModuleSelection* selection) const {
   if (selection == nullptr || selection->module == nullptr) return false;
-  if (selection->HasNoDevices() && (flags & CLI_FLAG_SUPERVISED) == 0) return false;
+  if (selection->HasNoDevices() && !Has(flags, CLI_FLAG_SUPERVISED)) return false;
   return CountPlannedTests(selection->plans) > 0;
 }

@@ -16,7 +16,7 @@ void Cli::HandOverToTool(int argc, char** argv) {
   chosenTool->GetName(name);
   const std::string word = view->FormatKey(name, false, false, false);
   const std::unique_ptr<ToolCli> tool =
-      MakeTool(word, {chosenToolModule, chosenTool, (flags & CLI_FLAG_SUPERVISED) != 0});
+      MakeTool(word, {chosenToolModule, chosenTool, Has(flags, CLI_FLAG_SUPERVISED)});
   if (tool == nullptr) return;
   tool->SetProperty({kToolPropertyBootable, bootable ? kToolPropertyTrue : kToolPropertyFalse});
   const SystemEventsRelease release;
