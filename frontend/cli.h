@@ -218,8 +218,6 @@ class Cli {
   void ShowFinalResult();
   void OpenListeners();
   void CloseListeners();
-  void PrintWarning(const std::string& key);
-  void PrintWarningList(const std::string& key, const std::vector<std::string>& names);
   void SetResultUnlessRun(std::int32_t code);
   void RunPlan(ModuleRun& run, const DeviceRunPlan& plan);
   void RunEventLoop(ModuleRun& run);

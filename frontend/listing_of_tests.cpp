@@ -4,6 +4,7 @@
 #include "boundary/orvan_service.h"
 #include "frontend/cli.h"
 #include "frontend/message_keys.h"
+#include "frontend/warning_lines.h"
 #include "system/outside_text.h"
 #include "system/string_handler.h"
 #include "views/hdk_io.h"
@@ -122,7 +123,7 @@ void Cli::ShowValidation(ModuleSelection& selection) {
   if (!Has(flags, CLI_FLAG_VALIDATE) || view == nullptr) return;
   ScanModuleDevices(&selection);
   if (selection.HasNoDevices()) {
-    PrintWarning(kKeyNoDevicesFound);
+    tarvex::PrintWarning(*view, kKeyNoDevicesFound);
     return;
   }
   view->PrintNewLine();
@@ -130,7 +131,7 @@ void Cli::ShowValidation(ModuleSelection& selection) {
   for (const auto& named : selection.devices) {
     if (!HasDevice(*selection.serviceDevices, named.first)) missing.push_back(named.first);
   }
-  if (!missing.empty()) PrintWarningList(kKeyDevicesNotFound, missing);
+  if (!missing.empty()) tarvex::PrintWarningList(*view, kKeyDevicesNotFound, missing);
   for (DiagDevice* device : *selection.serviceDevices) {
     std::string id;
     device->GetId(id);

@@ -8,8 +8,8 @@
 #include "frontend/message_keys.h"
 #include "frontend/thread_completion.h"
 #include "frontend/thread_manager.h"
+#include "frontend/warning_lines.h"
 #include "system/string_handler.h"
-#include "views/message_keys.h"
 #include "views/orvan_stdio.h"
 
 void Cli::ShowInformation() {
@@ -17,14 +17,14 @@ void Cli::ShowInformation() {
   const bool warnOfNoModules = selectedModules.empty() && modules->empty();
   if (Has(flags, CLI_FLAG_HELP)) {
     if (warnOfNoModules) {
-      PrintWarning(kKeyNoAvailableModules);
+      tarvex::PrintWarning(*view, kKeyNoAvailableModules);
       view->PrintNewLine();
     }
     ShowGeneralHelp();
   }
   if (Has(flags, CLI_FLAG_VERSION)) {
     if (warnOfNoModules) {
-      PrintWarning(kKeyNoModuleLoaded);
+      tarvex::PrintWarning(*view, kKeyNoModuleLoaded);
       view->PrintNewLine();
     }
     ShowProgramVersion();
@@ -97,7 +97,7 @@ void Cli::ShowModuleVersions() {
 
 void Cli::ShowModuleList() {
   if (modules->empty()) {
-    PrintWarning(kKeyNoModuleLoaded);
+    tarvex::PrintWarning(*view, kKeyNoModuleLoaded);
     view->PrintNewLine();
     return;
   }

@@ -9,6 +9,7 @@
 #include "frontend/message_keys.h"
 #include "frontend/thread_completion.h"
 #include "frontend/thread_manager.h"
+#include "frontend/warning_lines.h"
 #include "system/execution_tracker.h"
 #include "system/machine_setting.h"
 #include "system/process_state.h"
@@ -19,7 +20,6 @@
 #include "views/cli_test_listener.h"
 #include "views/console_stream.h"
 #include "views/hdk_io.h"
-#include "views/message_keys.h"
 #include "views/orvan_stdio.h"
 
 namespace {
@@ -192,7 +192,7 @@ void Cli::RemoveExecutionRecords() {
 }
 
 int Cli::ShowParseFailure(int code, const std::string& errorText) {
-  view->PrintSentence(std::string(tarvex::kWarningTag) + " ", false);
+  tarvex::PrintWarningTag(*view);
   view->PrintSentence(
       std::string(code == kParseFatal ? kKeyFatalParsingError : kKeyRedirectionError) + ":", false);
   view->PrintUnicode(view->FormatKey(" " + errorText, false, false, true), false);
@@ -206,8 +206,7 @@ int Cli::ShowParseFailure(int code, const std::string& errorText) {
 
 void Cli::ShowWarnings() {
   for (const std::string& warning : warnings) {
-    view->PrintSentence(std::string(tarvex::kWarningTag) + " ", false);
-    view->PrintSentence(warning, true);
+    tarvex::PrintWarning(*view, warning);
     view->PrintNewLine();
   }
 }

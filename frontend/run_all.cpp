@@ -1,6 +1,7 @@
 #include "boundary/orvan_service.h"
 #include "frontend/cli.h"
 #include "frontend/message_keys.h"
+#include "frontend/warning_lines.h"
 #include "views/message_keys.h"
 #include "views/orvan_stdio.h"
 
@@ -11,7 +12,7 @@ void Cli::RunAll() {
   }
   view->PrintNewLine();
   if (runAllModules.empty()) {
-    PrintWarning(kKeyNoModuleLoaded);
+    tarvex::PrintWarning(*view, kKeyNoModuleLoaded);
     view->PrintNewLine();
     return;
   }
@@ -28,7 +29,7 @@ void Cli::RunAll() {
       }
     }
     if (!foundSomething && hasDevices) {
-      PrintWarning(kKeyNoTestsForRunAll);
+      tarvex::PrintWarning(*view, kKeyNoTestsForRunAll);
       view->PrintNewLine();
       MergeResult(kResultNothingToRun);
       continue;

@@ -7,12 +7,11 @@
 #include "frontend/module_run.h"
 #include "frontend/system_event_handlers.h"
 #include "frontend/thread_manager.h"
-#include "system/outside_text.h"
+#include "frontend/warning_lines.h"
 #include "system/process_state.h"
 #include "views/cli_event_queue.h"
 #include "views/cli_suite_listener.h"
 #include "views/cli_test_listener.h"
-#include "views/message_keys.h"
 #include "views/orvan_stdio.h"
 
 namespace {
@@ -67,21 +66,6 @@ void Cli::CloseListeners() {
   eventQueue.reset();
 }
 
-void Cli::PrintWarning(const std::string& key) {
-  view->PrintSentence(std::string(tarvex::kWarningTag) + " ", false);
-  view->PrintSentence(key, true);
-}
-
-void Cli::PrintWarningList(const std::string& key, const std::vector<std::string>& names) {
-  view->PrintSentence(std::string(tarvex::kWarningTag) + " ", false);
-  view->PrintSentence(key + ": ", false);
-  for (std::size_t i = 0; i < names.size(); ++i) {
-    view->PrintUnicode(tarvex::InLine(names[i]), false);
-    if (i + 1 < names.size()) view->PrintSentence(", ", false);
-  }
-  view->PrintNewLine();
-}
-
 void Cli::SetResultUnlessRun(std::int32_t code) {
   if (std::find(kResultsOfRuns.begin(), kResultsOfRuns.end(), result) == kResultsOfRuns.end()) {
     result = code;
@@ -104,24 +88,24 @@ int Cli::RunModule(ModuleSelection* selection) {
   Service()->SetNoDevicesMode(noDevices);
   view->BeginModule(run.moduleName);
   if (noDevices) {
-    PrintWarning(kKeyNoDevicesFound);
+    tarvex::PrintWarning(*view, kKeyNoDevicesFound);
     SetResultUnlessRun(kResultNoDevice);
     if (!Has(flags, CLI_FLAG_SUPERVISED)) return 0;
   }
   if (plans.empty()) {
-    PrintWarningList(kKeyFollowingDevicesMissing, selection->missingDevices);
+    tarvex::PrintWarningList(*view, kKeyFollowingDevicesMissing, selection->missingDevices);
     SetResultUnlessRun(kResultNoDevice);
     return 0;
   }
   run.plannedTests = CountPlannedTests(plans);
   if (run.plannedTests == 0) {
     result = kResultNotApplicable;
-    view->PrintSentence(tarvex::kWarningTag, false);
+    tarvex::PrintWarningTag(*view, "");
     view->PrintRaw(kTextNothingApplicable, false);
     return 0;
   }
   if (!selection->missingDevices.empty()) {
-    PrintWarningList(kKeyDevicesNotFound, selection->missingDevices);
+    tarvex::PrintWarningList(*view, kKeyDevicesNotFound, selection->missingDevices);
   }
   for (const DeviceRunPlan& plan : plans) RunPlan(run, plan);
   CloseListeners();

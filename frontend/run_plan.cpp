@@ -4,8 +4,8 @@
 #include "boundary/orvan_service.h"
 #include "frontend/cli.h"
 #include "frontend/message_keys.h"
+#include "frontend/warning_lines.h"
 #include "system/string_handler.h"
-#include "views/message_keys.h"
 #include "views/orvan_stdio.h"
 
 namespace {
@@ -108,7 +108,7 @@ bool Cli::PlanAllTests(const CliDiagnostic& diagnostic, DiagDevice* device,
     items.push_back(std::move(item));
   }
   if (!items.empty()) return true;
-  view->PrintSentence(std::string(tarvex::kWarningTag) + " ", false);
+  tarvex::PrintWarningTag(*view);
   view->PrintSentence(diagnostic.name, false);
   view->PrintRaw(kTextNotSupportedForDevice + deviceName, true);
   return false;
