@@ -59,7 +59,7 @@ TEST_P(BrokenRun, EndsAtTheServiceBeforeTheExceptionGoesOn) {
   EXPECT_EQ(begun, 3) << "the plan of the first device was played to its end";
   EXPECT_EQ(service().runs.size(), 1U) << "and no further one";
   EXPECT_EQ(service().aborts.size(), 1U);
-  EXPECT_EQ(GetProcessState().systemEventHoldMask, 0U);
+  EXPECT_EQ(GetProcessState().SystemEventHoldMask, 0U);
 }
 
 INSTANTIATE_TEST_SUITE_P(Operations, BrokenRun,

@@ -29,8 +29,6 @@
 
 namespace {
 
-// The order in which the event word is replayed to a new service.
-constexpr std::array<std::uint32_t, 6> kReplayMasks{8, 16, 32, 128, 1, 0x100};
 constexpr std::uint32_t kUtf8CodePage = 65001;
 
 struct CodeRank {
@@ -68,30 +66,12 @@ int RankOf(const Table& table, std::int32_t code) {
   return row == table.end() ? 0 : row->rank;
 }
 
-void SetServicePointer(OrvanService* service) {
-  ProcessState& state = GetProcessState();
-  const std::lock_guard guard(state.serviceMutex);
-  state.service = service;
-  // A termination request that came before there was a service holds for it, too.
-  if (service != nullptr && state.signalPassed) service->AbortExecution();
-}
-
 }  // namespace
-
-bool OnSignal(int signal, std::uintptr_t first, std::uintptr_t second) {
-  ProcessState& state = GetProcessState();
-  const std::lock_guard guard(state.serviceMutex);
-  if (!state.signalPassed) {
-    if (state.service != nullptr) state.service->AbortExecution(signal, first, second);
-    state.signalPassed = true;
-  }
-  return state.signalPassed;
-}
 
 Cli::Cli(HostSystemEvents* events) : systemEvents(events) {
   ProcessState& state = GetProcessState();
-  state.signalPassed = false;
-  state.abortRequested = false;
+  state.abort.signalPassed = false;
+  state.abort.abortRequested = false;
   state.semaphore = GetNewSemaphore();
   state.semaphore->Init(0, 1);
   signalHandler = get_signal_handler();
@@ -119,7 +99,7 @@ Cli::~Cli() {
   eventQueue.reset();
   productVersion.reset();
   ProcessState& state = GetProcessState();
-  ForgetService();
+  PublishService(nullptr);
   ReleaseSystemEvents();
   ThreadManager::Instance().Stop();
   ThreadManager::Destroy();
@@ -130,11 +110,6 @@ Cli::~Cli() {
   state.cli = nullptr;
 }
 
-// Host layer threads must not reach a service that is about to end.
-void Cli::ForgetService() {
-  SetServicePointer(nullptr);
-}
-
 void Cli::StartService() {
   ThreadManager& manager = ThreadManager::Instance();
   if (manager.StartError() != 0) {
@@ -142,15 +117,7 @@ void Cli::StartService() {
                                 std::strerror(manager.StartError()) + kTextNoThreadHelp);
     result = kResultHostFailed;
   }
-  SetServicePointer(manager.Service());
-  ReplaySystemEvents();
-}
-
-void Cli::ReplaySystemEvents() {
-  OrvanService* service = Service();
-  if (service == nullptr) return;
-  const std::uint32_t word = GetProcessState().systemEventWord;
-  for (const std::uint32_t mask : kReplayMasks) service->NotifySystemEvent(word & mask);
+  PublishService(manager.Service());
 }
 
 OrvanService* Cli::Service() const {

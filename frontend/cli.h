@@ -164,8 +164,6 @@ class Cli {
 
   // Lifecycle.
   void StartService();
-  void ReplaySystemEvents();
-  void ForgetService();
   bool WillReadKeys() const;
   void PrintBanner();
   int RunSettingsStep(std::string& errorText);
@@ -269,6 +267,3 @@ class Cli {
 
   bool firstCancelSeen_ = false;  // the first canceled test keeps its time, later ones show none
 };
-
-// Called by the host layer for each termination request: stops the service's run once.
-bool OnSignal(int signal, std::uintptr_t first, std::uintptr_t second);

@@ -102,7 +102,7 @@ void Cli::OnDeviceStarted(ModuleRun& run, const CliEvent& /*event*/) {
 }
 
 void Cli::OnDiagnosticStarted(ModuleRun& /*run*/, const CliEvent& event) {
-  if (GetProcessState().abortRequested) Service()->AbortExecution();
+  if (GetProcessState().abort.abortRequested) Service()->AbortExecution();
   eventQueue->startAcknowledge.Post();
   view->BeginDiagnostic(std::get<DiagnosticStartRecord>(event.payload).name);
 }

@@ -270,12 +270,12 @@ TEST_F(EventLoop, ThePseudoDeviceIsNamedOnAViewThatNamesDevices) {
 TEST_F(EventLoop, LogOffAndShutdownAreHeldWhileEachPlanRuns) {
   std::vector<std::uint32_t> during;
   F().Body([&during](FakeTestRun&) {
-    during.push_back(GetProcessState().systemEventHoldMask);
+    during.push_back(GetProcessState().SystemEventHoldMask);
     return kTestPassed;
   });
   Run({"-Mstorage", "-Qf"});
   EXPECT_EQ(during, (std::vector<std::uint32_t>{9, 9})) << "in both plans";
-  EXPECT_EQ(GetProcessState().systemEventHoldMask, 0U);
+  EXPECT_EQ(GetProcessState().SystemEventHoldMask, 0U);
 }
 
 TEST_F(EventLoop, TheEventsGoWhenAPlanIsOverAndNotWithTheModule) {
@@ -292,7 +292,7 @@ TEST_F(EventLoop, TheEventsGoWhenAPlanIsOverAndNotWithTheModule) {
       return 0;
     }
     bool IsAbortRequested() override {
-      if (planOver_) masks_.push_back(GetProcessState().systemEventHoldMask);
+      if (planOver_) masks_.push_back(GetProcessState().SystemEventHoldMask);
       planOver_ = deviceOver_ = false;
       return false;
     }
@@ -312,7 +312,7 @@ TEST_F(EventLoop, TheEventsGoWhenAPlanIsOverAndNotWithTheModule) {
 TEST_F(EventLoop, AnEarlyStopLetsTheEventsGoToo) {
   storage->deviceList.clear();
   Run({"-Mstorage"});
-  EXPECT_EQ(GetProcessState().systemEventHoldMask, 0U);
+  EXPECT_EQ(GetProcessState().SystemEventHoldMask, 0U);
 }
 
 }  // namespace

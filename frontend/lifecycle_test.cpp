@@ -4,6 +4,7 @@
 #include <ctime>
 
 #include "boundary/orvan_service_errors.h"
+#include "frontend/system_event_handlers.h"
 #include "tests/fakes/front_end_test.h"
 #include "views/cli_stdio_file.h"
 #include "views/cli_stdio_null.h"

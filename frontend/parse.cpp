@@ -7,6 +7,7 @@
 #include "boundary/orvan_service_settings.h"
 #include "frontend/cli.h"
 #include "frontend/message_keys.h"
+#include "frontend/system_event_handlers.h"
 #include "frontend/thread_completion.h"
 #include "frontend/thread_manager.h"
 #include "frontend/warning_lines.h"
@@ -48,7 +49,7 @@ void Cli::EndProcess(const char* text) {
   tarvex::WriteWidened(tarvex::ConsoleStream(), text);
   tarvex::EndLine(tarvex::ConsoleStream());
   release_console_instance(get_console());
-  ForgetService();
+  PublishService(nullptr);
   ThreadManager::Instance().Stop();
   std::exit(0);
 }

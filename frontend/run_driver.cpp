@@ -114,14 +114,14 @@ int Cli::RunModule(ModuleSelection* selection) {
 
 void Cli::AbortRun() {
   Service()->AbortExecution();
-  GetProcessState().abortRequested = true;
+  GetProcessState().abort.abortRequested = true;
 }
 
 void Cli::RunPlan(ModuleRun& run, const DeviceRunPlan& plan) {
   const bool empty = std::all_of(plan.diagnostics.begin(), plan.diagnostics.end(),
                                  [](const DiagnosticRunItem& item) { return item.tests.empty(); });
   if (Has(flags, CLI_FLAG_RUN_ALL) && empty) return;
-  if (GetProcessState().abortRequested || view->IsAbortRequested()) AbortRun();
+  if (GetProcessState().abort.abortRequested || view->IsAbortRequested()) AbortRun();
   run.device = plan.device;
   run.percentStep = 0;
   run.percentSum = 0;

@@ -17,6 +17,9 @@ constexpr std::uint32_t kEventConsoleGone = 16;
 constexpr std::uint32_t kEventPower = 32;
 constexpr std::uint32_t kEventLocked = 128;
 constexpr std::uint32_t kHeldEvents = kEventLogOff | kEventShutdown;
+// The order in which the event word is replayed to a new service.
+constexpr std::array<std::uint32_t, 6> kReplayMasks{kEventLogOff, kEventConsoleGone, kEventPower,
+                                                    kEventLocked, kEventShutdown,    0x100};
 
 // Runs on a host layer thread. The lock keeps the service from ending in the middle of the call.
 template <std::uint32_t bit, std::intptr_t answer>
@@ -29,9 +32,9 @@ void OnSystemEvent(std::intptr_t* result) {
   }
   if (result != nullptr) *result = answer;
   for (;;) {
-    const std::uint32_t held = state.systemEventHoldMask;
+    const std::uint32_t held = state.SystemEventHoldMask;
     if ((held & bit) == 0) return;
-    state.systemEventHoldMask.wait(held);
+    state.SystemEventHoldMask.wait(held);
   }
 }
 
@@ -51,12 +54,34 @@ constexpr std::array kEventRows{
 };
 
 void SetHoldMask(std::uint32_t mask) {
-  std::atomic<std::uint32_t>& word = GetProcessState().systemEventHoldMask;
+  std::atomic<std::uint32_t>& word = GetProcessState().SystemEventHoldMask;
   word = mask;
   word.notify_all();
 }
 
 }  // namespace
+
+void PublishService(OrvanService* service) {
+  ProcessState& state = GetProcessState();
+  {
+    const std::lock_guard guard(state.serviceMutex);
+    state.service = service;
+    if (service != nullptr && state.abort.signalPassed) service->AbortExecution();
+  }
+  if (service == nullptr) return;
+  const std::uint32_t word = state.systemEventWord;
+  for (const std::uint32_t mask : kReplayMasks) service->NotifySystemEvent(word & mask);
+}
+
+bool OnSignal(int signal, std::uintptr_t first, std::uintptr_t second) {
+  ProcessState& state = GetProcessState();
+  const std::lock_guard guard(state.serviceMutex);
+  if (!state.abort.signalPassed) {
+    if (state.service != nullptr) state.service->AbortExecution(signal, first, second);
+    state.abort.signalPassed = true;
+  }
+  return state.abort.signalPassed;
+}
 
 void RegisterSystemEventHandlers(HostSystemEvents* events) {
   ProcessState& state = GetProcessState();

@@ -109,7 +109,7 @@ TEST_F(SystemEventsTest, TheEndOfTheApplicationObjectLetsHeldEventsGo) {
   service().AwaitCall("NotifySystemEvent(1)");
   Stop();
   layer.join();
-  EXPECT_EQ(GetProcessState().systemEventHoldMask, 0U);
+  EXPECT_EQ(GetProcessState().SystemEventHoldMask, 0U);
 }
 
 // Termination requests.
@@ -121,7 +121,7 @@ TEST_F(SystemEventsTest, ASignalAbortsTheRunWithItsArguments) {
   EXPECT_EQ(service().aborts[0].signal, 15);
   EXPECT_EQ(service().aborts[0].first, 7U);
   EXPECT_EQ(service().aborts[0].second, 9U);
-  EXPECT_TRUE(GetProcessState().signalPassed);
+  EXPECT_TRUE(GetProcessState().abort.signalPassed);
 }
 
 TEST_F(SystemEventsTest, AFurtherSignalDoesNothing) {
@@ -136,7 +136,7 @@ TEST_F(SystemEventsTest, ASignalWithoutAServiceIsOnlyNoted) {
   GetProcessState().service = nullptr;
   host().signals.Fire(2);
   EXPECT_TRUE(service().aborts.empty());
-  EXPECT_TRUE(GetProcessState().signalPassed);
+  EXPECT_TRUE(GetProcessState().abort.signalPassed);
 }
 
 TEST_F(SystemEventsTest, ANewApplicationObjectTakesSignalsAgain) {
@@ -144,7 +144,7 @@ TEST_F(SystemEventsTest, ANewApplicationObjectTakesSignalsAgain) {
   host().signals.Fire(2);
   Stop();
   Start();
-  EXPECT_FALSE(GetProcessState().signalPassed);
+  EXPECT_FALSE(GetProcessState().abort.signalPassed);
   host().signals.Fire(2);
   EXPECT_EQ(service().aborts.size(), 2U);
 }

@@ -11,33 +11,33 @@ class ThreadCompletion {
  public:
   void Clear() {
     const std::lock_guard guard(mutex_);
-    done_ = false;
-    value_ = 0;
+    done = false;
+    value = 0;
   }
   // The waiting thread may end this object as soon as the lock is free, so nothing follows it.
-  void Finish(std::uint64_t value) {
+  void Finish(std::uint64_t answer) {
     const std::lock_guard guard(mutex_);
-    value_ = value;
-    done_ = true;
+    value = answer;
+    done = true;
     finished_.notify_all();
   }
   // Returns as soon as the scan is over, after `longest` at the latest; true when it is over.
   bool WaitDone(std::chrono::milliseconds longest) {
     std::unique_lock guard(mutex_);
-    return finished_.wait_for(guard, longest, [this] { return done_; });
+    return finished_.wait_for(guard, longest, [this] { return done; });
   }
   bool Done() const {
     const std::lock_guard guard(mutex_);
-    return done_;
+    return done;
   }
   std::uint64_t Value() const {
     const std::lock_guard guard(mutex_);
-    return value_;
+    return value;
   }
 
  private:
   mutable std::mutex mutex_;
   std::condition_variable finished_;
-  bool done_ = false;        // guarded by mutex_
-  std::uint64_t value_ = 0;  // guarded by mutex_
+  bool done = false;        // guarded by mutex_
+  std::uint64_t value = 0;  // guarded by mutex_
 };

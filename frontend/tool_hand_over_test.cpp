@@ -34,7 +34,7 @@ class RecordingTool : public ToolCli {
     record.properties = properties;
     record.words.assign(argv, argv + argc);
     record.scanStopped = optind;
-    record.held = GetProcessState().systemEventHoldMask;
+    record.held = GetProcessState().SystemEventHoldMask;
     if (record.failure) std::rethrow_exception(record.failure);
   }
   void ToolRun() override {}
@@ -100,7 +100,7 @@ TEST_F(ToolHandOver, TheToolIsToldWhetherTheSystemIsBootable) {
 TEST_F(ToolHandOver, ShutdownWaitsForTheToolAndNoLonger) {
   HandOver("some_tool", {"-Mstorage", "-Tsome"});
   EXPECT_EQ(record.held, 9U);
-  EXPECT_EQ(GetProcessState().systemEventHoldMask, 0U);
+  EXPECT_EQ(GetProcessState().SystemEventHoldMask, 0U);
 }
 
 TEST_F(ToolHandOver, WhatGoesWrongInAToolPassesOnceTheToolIsGone) {
@@ -114,7 +114,7 @@ TEST_F(ToolHandOver, WhatGoesWrongInAToolPassesOnceTheToolIsGone) {
     EXPECT_THROW(HandOver("some_tool", {"-Mstorage", "-Tsome"}), std::exception);
     EXPECT_EQ(capture.Take(), "");
     EXPECT_TRUE(record.freed);
-    EXPECT_EQ(GetProcessState().systemEventHoldMask, 0U);
+    EXPECT_EQ(GetProcessState().SystemEventHoldMask, 0U);
   }
 }
 
@@ -135,7 +135,7 @@ TEST_F(ToolHandOver, AToolWithoutAThreadEndsInOrderAndIsToldOfOnStandardError) {
               "Resource temporarily unavailable\n");
     EXPECT_EQ(output, "");
     EXPECT_TRUE(record.freed);
-    EXPECT_EQ(GetProcessState().systemEventHoldMask, 0U);
+    EXPECT_EQ(GetProcessState().SystemEventHoldMask, 0U);
     EXPECT_EQ(cli->result, kResultPassed);
   }
 }

@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <mutex>
 
+#include "system/abort_state.h"
+
 class Cli;
 class HostAppMutex;
 class HostSemaphore;
@@ -24,15 +26,10 @@ struct ProcessState {
   // System event bits that happened. Host layer threads set bits; the main thread clears them.
   std::atomic<std::uint32_t> systemEventWord{0};
   // Handlers whose event bit is set here wait. Main thread writes and notifies.
-  std::atomic<std::uint32_t> systemEventHoldMask{0};
-  // A termination request was passed on to the service. Signal thread sets, main thread clears.
-  std::atomic<bool> signalPassed{false};
+  std::atomic<std::uint32_t> SystemEventHoldMask{0};
   // A semaphore of 0 of 1, made with the application object.
   HostSemaphore* semaphore = nullptr;
-  // The run was aborted from the keyboard or by the supervisor. Main thread.
-  bool abortRequested = false;
-  // What IsAbortRequested of a view answers without a keyboard. Nothing sets it.
-  std::atomic<bool> abortFlag{false};
+  AbortState abort;
 };
 
 ProcessState& GetProcessState();

@@ -1,21 +1,19 @@
 #include "tools/forced_abort.h"
 
-#include <atomic>
 #include <cstdint>
 
 #include "boundary/hostlayer.h"
 #include "boundary/hostlayer_signal_handler.h"
 #include "boundary/orvan_service.h"
+#include "system/process_state.h"
 
 namespace {
 
 // Written while no handler is installed, and read by the handler alone.
 ToolTarget abortTarget;
-// The handler's thread sets it, the main thread reads it.
-std::atomic<bool> underWay{false};
 
 bool OnTerminationRequest(int /*signal*/, std::uintptr_t /*first*/, std::uintptr_t /*second*/) {
-  underWay = true;
+  GetProcessState().abort.forcedAbort = true;
   abortTarget.tool->SetToolProperty(kToolPropertyForcedAbort, {"Forced to abort"});
   abortTarget.service->AbortTool(abortTarget.tool);
   return true;
@@ -24,7 +22,7 @@ bool OnTerminationRequest(int /*signal*/, std::uintptr_t /*first*/, std::uintptr
 }  // namespace
 
 ForcedAbort::ForcedAbort(const ToolTarget& target) {
-  underWay = false;
+  GetProcessState().abort.forcedAbort = false;
   abortTarget = target;
   get_signal_handler()->SetHandler(&OnTerminationRequest);
 }
@@ -34,5 +32,5 @@ ForcedAbort::~ForcedAbort() {
 }
 
 bool ForcedAbort::IsUnderWay() {
-  return underWay;
+  return GetProcessState().abort.forcedAbort;
 }

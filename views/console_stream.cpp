@@ -111,7 +111,7 @@ int LostOutputError() {
 int ConsolePatienceMs() {
   const int wanted = TheOutput().patience();
   const bool isLong = wanted < 0 || wanted > kEndingPatienceMs;
-  return isLong && GetProcessState().signalPassed ? kEndingPatienceMs : wanted;
+  return isLong && GetProcessState().abort.signalPassed ? kEndingPatienceMs : wanted;
 }
 
 ScopedConsolePatience::ScopedConsolePatience(WritePatience patience) {

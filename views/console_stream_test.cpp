@@ -214,18 +214,18 @@ TEST(ConsoleStream, WritesUtf8ToDescriptorOneWhateverTheLocale) {
 
 TEST(ConsoleStream, WaitsForAPersonForEverAndASecondOnceItIsToEnd) {
   EXPECT_LT(ConsolePatienceMs(), 0);
-  GetProcessState().signalPassed = true;
+  GetProcessState().abort.signalPassed = true;
   EXPECT_EQ(ConsolePatienceMs(), 1000);
-  GetProcessState().signalPassed = false;
+  GetProcessState().abort.signalPassed = false;
 }
 
 TEST(ConsoleStream, ItsPatienceCanBeSetForATime) {
   {
     const ScopedConsolePatience twoSeconds([] { return 2000; });
     EXPECT_EQ(ConsolePatienceMs(), 2000);
-    GetProcessState().signalPassed = true;
+    GetProcessState().abort.signalPassed = true;
     EXPECT_EQ(ConsolePatienceMs(), 1000);
-    GetProcessState().signalPassed = false;
+    GetProcessState().abort.signalPassed = false;
   }
   EXPECT_LT(ConsolePatienceMs(), 0);
 }

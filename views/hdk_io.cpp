@@ -59,7 +59,7 @@ ViewResult HDKio::FinishExecutionBlock(std::string resultText) {
 }
 
 bool HDKio::IsAbortRequested() {
-  return input_->IsAbort() || GetProcessState().abortFlag;
+  return input_->IsAbort() || GetProcessState().abort.AbortFlag;
 }
 
 ViewResult HDKio::BeginTest(std::string /*name*/, DiagKey key) {

@@ -353,9 +353,9 @@ TEST_F(HDKioTest, KeyboardIsNotReadAndTheProcessWideFlagAborts) {
   host_->console.keys = {kKeyEscape};
   EXPECT_FALSE(view.IsAbortRequested());
   EXPECT_EQ(host_->console.reads, 0);
-  GetProcessState().abortFlag = true;
+  GetProcessState().abort.AbortFlag = true;
   EXPECT_TRUE(view.IsAbortRequested());
-  GetProcessState().abortFlag = false;
+  GetProcessState().abort.AbortFlag = false;
 }
 
 }  // namespace

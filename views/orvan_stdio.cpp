@@ -192,7 +192,7 @@ bool OrvanStdio::IsAbortRequested() {
   if (!quiet_ && console_ != nullptr && console_->ReadKey() == kKeyEscape) {
     return true;
   }
-  return GetProcessState().abortFlag;
+  return GetProcessState().abort.AbortFlag;
 }
 
 void OrvanStdio::TakeKeyboard() {

@@ -302,9 +302,9 @@ TEST_F(OrvanStdioTest, ViewWithoutConsoleCanBePolled) {
 
 TEST_F(OrvanStdioTest, ProcessWideFlagAbortsQuietViewsToo) {
   view_.SetQuiet(true);
-  GetProcessState().abortFlag = true;
+  GetProcessState().abort.AbortFlag = true;
   EXPECT_TRUE(view_.IsAbortRequested());
-  GetProcessState().abortFlag = false;
+  GetProcessState().abort.AbortFlag = false;
   EXPECT_FALSE(view_.IsAbortRequested());
 }
 

@@ -37,8 +37,8 @@ class FrontEndTest : public ::testing::Test {
     ProcessState& state = GetProcessState();
     state.service = nullptr;
     state.systemEventWord = 0;
-    state.systemEventHoldMask = 0;
-    state.abortFlag = false;
+    state.SystemEventHoldMask = 0;
+    state.abort.AbortFlag = false;
     char name[] = "/tmp/tarvex_frontend_XXXXXX";
     folder = mkdtemp(name);
     setenv("TARVEX_CONFIG_DIR", folder.c_str(), 1);
