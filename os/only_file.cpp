@@ -6,9 +6,9 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <string_view>
 #include <utility>
 
+#include "os/descriptor_writer.h"
 #include "os/regular_file.h"
 #include "os/trusted_path.h"
 
@@ -86,6 +86,11 @@ bool OnlyFile::MayBeWritten() const {
 int OnlyFile::Empty() const {
   if (!MayBeWritten()) return EMLINK;
   return ftruncate(file_.Get(), 0) == 0 ? 0 : errno;
+}
+
+int OnlyFile::Write(std::string_view bytes) {
+  isBegun_ = isBegun_ || MayBeWritten();
+  return isBegun_ ? WriteAll(file_.Get(), bytes.data(), bytes.size()) : EMLINK;
 }
 
 }  // namespace tarvex

@@ -3,6 +3,7 @@
 #include <sys/types.h>
 
 #include <string>
+#include <string_view>
 
 #include "os/descriptor.h"
 
@@ -31,15 +32,20 @@ class OnlyFile {
 
   bool IsOpen() const { return file_.IsOpen(); }
   const Descriptor& File() const { return file_; }
-  // One more look, for right before a change or the first byte.
+  // One more look, for right before a change.
   bool MayBeWritten() const;
   // Empties the file when it may be written. 0, or an errno value.
   int Empty() const;
+  // Writes all bytes at the file's place. Right before the first byte of all it looks once more,
+  // and while that finds another file nothing is written: EMLINK. Whoever takes the name away later
+  // takes what was written, too. 0, or an errno value as of WriteAll (os/descriptor_writer.h).
+  int Write(std::string_view bytes);
 
  private:
   Descriptor folder_;
   std::string name_;
   Descriptor file_;
+  bool isBegun_ = false;  // the look before the first byte was good
 };
 
 }  // namespace tarvex

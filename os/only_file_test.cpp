@@ -84,6 +84,33 @@ TEST_F(OnlyFileTest, WritesNoMoreWhenThereIsASecondName) {
   EXPECT_EQ(Text("file"), "text");
 }
 
+TEST_F(OnlyFileTest, WritesFromTheFirstByteOnWhateverBecomesOfTheName) {
+  ASSERT_EQ(file_.Open(folder_ / "file", Access::kWrite, 0600), 0);
+  EXPECT_EQ(file_.Write("one "), 0);
+  fs::rename(folder_ / "file", folder_ / "taken");
+  EXPECT_EQ(file_.Write("two"), 0);
+  EXPECT_EQ(Text("taken"), "one two");
+}
+
+TEST_F(OnlyFileTest, WritesNoFirstByteWhenTheNameIsGoneOrAnother) {
+  ASSERT_EQ(file_.Open(folder_ / "file", Access::kWrite, 0600), 0);
+  fs::rename(folder_ / "file", folder_ / "taken");
+  EXPECT_EQ(file_.Write("one"), EMLINK);
+  folder_.Write("file", "other");
+  EXPECT_EQ(file_.Write("two"), EMLINK);
+  EXPECT_EQ(Text("taken"), "");
+  EXPECT_EQ(Text("file"), "other");
+}
+
+TEST_F(OnlyFileTest, AFileThatIsOpenedAgainIsLookedAtAgain) {
+  ASSERT_EQ(file_.Open(folder_ / "file", Access::kWrite, 0600), 0);
+  ASSERT_EQ(file_.Write("one"), 0);
+  ASSERT_EQ(file_.Open(folder_ / "file", Access::kWrite, 0600), 0);
+  fs::create_hard_link(folder_ / "file", folder_ / "second");
+  EXPECT_EQ(file_.Write("two"), EMLINK);
+  EXPECT_EQ(Text("file"), "one");
+}
+
 // A stranger gives somebody else's file a second name, and takes it away once it is open: then the
 // open file has a single name, but not this one.
 TEST_F(OnlyFileTest, RefusesAFileWhoseNameIsGoneOnceItIsOpen) {

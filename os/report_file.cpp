@@ -5,6 +5,7 @@
 #include <sys/sysmacros.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstring>
 #include <utility>
 
@@ -61,7 +62,6 @@ bool ReportFile::Open(const std::string& path) {
 }
 
 bool ReportFile::OpenFile(Descriptor folder, const std::string& name) {
-  isBegun_ = false;
   return file_.OpenIn(std::move(folder), name, OnlyFile::Access::kWrite, kReportMode) == 0 &&
          file_.Empty() == 0;
 }
@@ -76,20 +76,13 @@ void ReportFile::Write(std::string_view text) {
   }
 }
 
-// Whoever takes the name away once the report has begun takes the report, too.
-bool ReportFile::MayWrite() {
-  isBegun_ = isBegun_ || sink_.IsOpen() || file_.MayBeWritten();
-  return isBegun_;
-}
-
 void ReportFile::Flush() {
   if (IsOpen() && !pending_.empty()) {
-    const bool mayWrite = MayWrite();
-    const int error = mayWrite ? WriteAll((sink_.IsOpen() ? sink_ : file_.File()).Get(),
-                                          pending_.data(), pending_.size())
-                               : 0;
-    if (loss_.empty() && !mayWrite) loss_ = "the file lost its name, or got another";
-    if (loss_.empty() && error != 0) loss_ = std::strerror(error);
+    const int error = sink_.IsOpen() ? WriteAll(sink_.Get(), pending_.data(), pending_.size())
+                                     : file_.Write(pending_);
+    if (loss_.empty() && error != 0) {
+      loss_ = error == EMLINK ? "the file lost its name, or got another" : std::strerror(error);
+    }
   }
   pending_.clear();
 }

@@ -35,11 +35,9 @@ class ReportFile {
 
  private:
   bool OpenFile(Descriptor folder, const std::string& name);
-  bool MayWrite();
 
-  Descriptor sink_;       // /dev/null or /dev/full
-  OnlyFile file_;         // or else this one
-  bool isBegun_ = false;  // the look before the first byte was good
+  Descriptor sink_;  // /dev/null or /dev/full
+  OnlyFile file_;    // or else this one
   std::string pending_;
   std::string loss_;
 };

@@ -1,7 +1,6 @@
 #include "service/machine/capture_file.h"
 
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <cerrno>
 
@@ -16,13 +15,7 @@ int WriteCapture(const std::string& path, const std::string& text) {
   // It names serial numbers; an older file of that name may have been open to all.
   if (fchmod(file.File().Get(), 0600) != 0) return errno;
   if (const int error = file.Empty(); error != 0) return error;
-  if (!file.MayBeWritten()) return EMLINK;
-  for (std::size_t done = 0; done < text.size();) {
-    const ssize_t put = write(file.File().Get(), text.data() + done, text.size() - done);
-    if (put < 0 && errno != EINTR) return errno;
-    if (put > 0) done += static_cast<std::size_t>(put);
-  }
-  return 0;
+  return file.Write(text);
 }
 
 }  // namespace orvan::machine

@@ -1,9 +1,9 @@
 #include "service/scenario/trace.h"
 
+#include <cerrno>
 #include <utility>
 
 #include "boundary/orvan_service_settings.h"
-#include "os/descriptor_writer.h"
 #include "os/regular_file.h"
 #include "service/core/resolved_plan.h"
 #include "service/log/json_text.h"
@@ -11,8 +11,8 @@
 namespace orvan::scenario {
 namespace {
 
-using core::JsonList;
-using core::JsonText;
+using log::JsonList;
+using log::JsonText;
 
 constexpr char kLineStart[] = "{\"call\":\"";
 constexpr unsigned kTraceMode = 0640;
@@ -76,13 +76,9 @@ std::string Trace::Open(const std::string& folder, const std::string& path) {
 
 void Trace::Line(const char* call, const std::string& members) {
   const std::lock_guard lock(mutex_);
-  if (!isBegun_ && file_.IsOpen() && !file_.MayBeWritten()) {
+  if (file_.IsOpen() &&
+      file_.Write(std::string(kLineStart) + call + '"' + members + "}\n") == EMLINK) {
     file_ = tarvex::OnlyFile();
-  }
-  isBegun_ = true;
-  if (file_.IsOpen()) {
-    const std::string line = std::string(kLineStart) + call + '"' + members + "}\n";
-    tarvex::WriteAll(file_.File().Get(), line.data(), line.size());
   }
 }
 

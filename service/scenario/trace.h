@@ -39,9 +39,8 @@ class Trace final : public core::CallObserver {
   // `members` is what follows the call's name in the object: empty, or begins with ",".
   void Line(const char* call, const std::string& members = {});
 
-  std::mutex mutex_;       // keeps lines whole and in order
+  std::mutex mutex_;       // keeps lines whole and in order; guards file_ from the first call on
   tarvex::OnlyFile file_;  // opened before the first call; none when it may not be written
-  bool isBegun_ = false;   // guarded by mutex_, and so is file_ from the first call on
 };
 
 }  // namespace orvan::scenario
