@@ -13,8 +13,8 @@
 
 #include "service/scenario/scenario_file.h"
 
-// Typed reading of JSON values with the place of each fault. For scenario_file.cpp alone: the JSON
-// library is heavy to compile.
+// Typed reading of JSON values with the place of each fault. For the readers of a scenario file
+// alone: the JSON library is heavy to compile.
 namespace orvan::scenario {
 
 using Json = nlohmann::json;

@@ -34,7 +34,7 @@ class ScenarioSource final : public core::ModuleSource {
     }
   }
 
-  std::optional<std::vector<core::LoadedModule>> Load(core::ServiceLog& /*log*/) override {
+  std::optional<std::vector<core::LoadedModule>> Load(log::ServiceLog& /*log*/) override {
     if (!scenario_.loadsModules) {
       return std::nullopt;
     }
@@ -64,7 +64,7 @@ class ScenarioSource final : public core::ModuleSource {
 
 class EmptySource final : public core::ModuleSource {
  public:
-  std::optional<std::vector<core::LoadedModule>> Load(core::ServiceLog& /*log*/) override {
+  std::optional<std::vector<core::LoadedModule>> Load(log::ServiceLog& /*log*/) override {
     return std::nullopt;
   }
   void CheckSettings(const OrvanSettings& /*settings*/) const override {}
