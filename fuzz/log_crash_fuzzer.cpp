@@ -10,8 +10,8 @@
 
 namespace {
 
-using orvan::core::HasRunEnd;
-using orvan::core::OpenSteps;
+using orvan::log::HasRunEnd;
+using orvan::log::OpenSteps;
 
 // No step of a real log has such a number: the fuzzer would have to find it.
 constexpr std::uint64_t kNewStep = 987654321987654321;
@@ -21,7 +21,7 @@ void Require(bool holds) {
 }
 
 std::string RunEnd() {
-  using namespace orvan::core;
+  using namespace orvan::log;
   return RunLine({}, RunEndArtifact(LogStatus::kComplete, LogResult::kPass));
 }
 
@@ -45,14 +45,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   Require(HasRunEnd(whole + RunEnd()) && OpenSteps(whole + RunEnd()) == steps);
 
   const auto line = [](const std::string& artifact) {
-    return orvan::core::StepLine({}, kNewStep, artifact);
+    return orvan::log::StepLine({}, kNewStep, artifact);
   };
-  const std::string begun = whole + line(orvan::core::StepStartArtifact("new"));
+  const std::string begun = whole + line(orvan::log::StepStartArtifact("new"));
   std::vector<std::string> more = steps;
   more.emplace_back("new");
   Require(!HasRunEnd(begun) && Sorted(OpenSteps(begun)) == Sorted(more));
   const std::string ended =
-      begun + line(orvan::core::StepEndArtifact(orvan::core::LogStatus::kComplete));
+      begun + line(orvan::log::StepEndArtifact(orvan::log::LogStatus::kComplete));
   Require(!HasRunEnd(ended) && OpenSteps(ended) == steps);
   return 0;
 }

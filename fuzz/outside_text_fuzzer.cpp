@@ -70,7 +70,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   SendToSupervisor(raw);
   Require(SteeringIn(tarvex::NoticeLine(raw), "\n").empty());
   const std::string log =
-      orvan::core::RunLine({}, orvan::core::TextArtifact(orvan::core::LogSeverity::kInfo, raw));
+      orvan::log::RunLine({}, orvan::log::TextArtifact(orvan::log::LogSeverity::kInfo, raw));
   Require(SteeringIn(log, "\n").empty());
   Require(LinesOf(log) == 1);
   const std::string report = tarvex::WithoutSteering(raw, "\t\n\r");

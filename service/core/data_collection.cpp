@@ -20,7 +20,7 @@ std::string JsonTest(const CollectedTest& test) {
   WorstVerdict verdict;
   verdict.Add(test.status);
   const std::chrono::duration<double, std::milli> took = test.took;
-  return JsonObject()
+  return log::JsonObject()
       .Text("module", Shown(test.module))
       .Text("diagnostic", Shown(test.diagnostic))
       .Text("test", Shown(test.test))
@@ -57,12 +57,12 @@ void DataCollection::AddTest(const CollectedTest& test) noexcept {
 
 std::string DataCollection::Line() const {
   const auto module = [](const auto& entry) {
-    return JsonObject().Text("name", Shown(entry.first)).Text("version", entry.second).Take();
+    return log::JsonObject().Text("name", Shown(entry.first)).Text("version", entry.second).Take();
   };
-  return JsonObject()
+  return log::JsonObject()
              .Number("format", kFormat)
              .Text("programVersion", programVersion_)
-             .Raw("modules", JsonList(modules_, module))
+             .Raw("modules", log::JsonList(modules_, module))
              .Raw("tests", '[' + tests_ + ']')
              .Take() +
          '\n';

@@ -16,7 +16,7 @@ namespace orvan::core {
 class DeviceAdapter final : public DiagDevice {
  public:
   // Throws what the device's Id and WhyUntestable throw.
-  DeviceAdapter(std::unique_ptr<sdk::Device> device, ServiceLog& log)
+  DeviceAdapter(std::unique_ptr<sdk::Device> device, log::ServiceLog& log)
       : device_(std::move(device)),
         id_(IdText(device_->Id())),
         whyUntestable_(device_->WhyUntestable()),
@@ -35,7 +35,7 @@ class DeviceAdapter final : public DiagDevice {
   std::unique_ptr<sdk::Device> device_;
   std::string id_;
   std::optional<std::string> whyUntestable_;
-  ServiceLog& log_;
+  log::ServiceLog& log_;
 };
 
 }  // namespace orvan::core

@@ -45,7 +45,7 @@ std::string DurationText(std::chrono::duration<double> took) {
 }
 
 void TrackFinishedTest(SystemExecutionTracker& tracker, const FinishedTest& test,
-                       const sdk::Device* device, ServiceLog& log) {
+                       const sdk::Device* device, log::ServiceLog& log) {
   SystemExecutionRecord record;
   record.moduleName = Shown(test.moduleName);
   record.status = static_cast<std::int32_t>(test.status);
@@ -67,12 +67,12 @@ void TrackFinishedTest(SystemExecutionTracker& tracker, const FinishedTest& test
   });
 }
 
-void LogStoreNotes(tarvex::RecordStoreReport* store, ServiceLog& log) {
+void LogStoreNotes(tarvex::RecordStoreReport* store, log::ServiceLog& log) {
   if (store == nullptr) {
     return;
   }
   for (const std::string& note : store->TakeNotes()) {
-    log.Text(LogSeverity::kWarning, note);
+    log.Text(log::LogSeverity::kWarning, note);
   }
 }
 

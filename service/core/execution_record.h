@@ -27,10 +27,10 @@ struct FinishedTest {
 // stay empty. An exception of the device or of the tracker becomes a line of the log. Service
 // thread.
 void TrackFinishedTest(SystemExecutionTracker& tracker, const FinishedTest& test,
-                       const sdk::Device* device, ServiceLog& log);
+                       const sdk::Device* device, log::ServiceLog& log);
 
 // Writes into the log what the store behind the tracker has to say; no store (null): nothing.
-void LogStoreNotes(tarvex::RecordStoreReport* store, ServiceLog& log);
+void LogStoreNotes(tarvex::RecordStoreReport* store, log::ServiceLog& log);
 
 // A time as the records write it: local, ISO 8601 with milliseconds and the offset to UTC
 // (2024-11-21T09:00:00.007+01:00).

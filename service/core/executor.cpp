@@ -41,7 +41,7 @@ class Context final : public sdk::TestContext {
 
   Context(const Subject& subject, const sdk::Device* device, sdk::ParameterValues parameters,
           const RunSurroundings& surroundings, orvan_service::TestListenerView& listener,
-          StepLog& step, int& lastPercent)
+          log::StepLog& step, int& lastPercent)
       : subject_(subject),
         device_(device),
         parameters_(std::move(parameters)),
@@ -67,7 +67,7 @@ class Context final : public sdk::TestContext {
   sdk::ParameterValues parameters_;
   const RunSurroundings& surroundings_;
   orvan_service::TestListenerView& listener_;
-  StepLog& step_;
+  log::StepLog& step_;
   int& lastPercent_;
 };
 
@@ -105,12 +105,12 @@ void Executor::Run(const ResolvedPlan& plan) {
 void Executor::RunDevice(const ResolvedPlan& plan) {
   const std::string subject =
       "run of " + module_->Name() + " on " + (device_ != nullptr ? device_->Id() : "no device");
-  surroundings_.log->Text(LogSeverity::kInfo, subject + " begins");
+  surroundings_.log->Text(log::LogSeverity::kInfo, subject + " begins");
   for (const ResolvedDiagnostic& item : plan.diagnostics) {
     RunDiagnostic(item);
   }
   surroundings_.log->Text(
-      LogSeverity::kInfo,
+      log::LogSeverity::kInfo,
       subject + " ends: " + tarvex::FormatKey(deviceWorst_.Word(), false, false, true));
   suite_.OnDeviceEnd(module_, const_cast<DeviceAdapter*>(device_), DeviceText());
 }
@@ -153,10 +153,10 @@ void Executor::RunTest(DiagnosticAdapter& diagnostic, const ResolvedTest& item) 
   if (!suite_.OnTestStart(device, &diagnostic, item.test)) {
     return;
   }
-  StepLog step(*surroundings_.log, StepName(diagnostic, *item.test), surroundings_.hardware,
-               surroundings_.hardwareIsListed);
+  log::StepLog step(*surroundings_.log, StepName(diagnostic, *item.test), surroundings_.hardware,
+                    surroundings_.hardwareIsListed);
   step.Parameters(GivenParameters(item));
-  const std::int64_t startMs = NowMilliseconds();
+  const std::int64_t startMs = log::NowMilliseconds();
   const auto start = std::chrono::steady_clock::now();
   int lastPercent = 0;
   const sdk::Verdict verdict = Judge(diagnostic, item, step, lastPercent);
@@ -210,8 +210,8 @@ bool Executor::IsDecided(const ResolvedTest& item, sdk::ParameterValues& paramet
   return false;
 }
 
-sdk::Verdict Executor::Judge(DiagnosticAdapter& diagnostic, const ResolvedTest& item, StepLog& step,
-                             int& lastPercent) {
+sdk::Verdict Executor::Judge(DiagnosticAdapter& diagnostic, const ResolvedTest& item,
+                             log::StepLog& step, int& lastPercent) {
   try {
     sdk::ParameterValues parameters;
     sdk::Verdict verdict;

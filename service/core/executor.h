@@ -28,8 +28,8 @@ struct RunSurroundings {
   SystemExecutionTracker* tracker = nullptr;         // null: no execution records are kept
   tarvex::RecordStoreReport* recordStore = nullptr;  // behind the tracker; null: unknown
   DataCollection* collection = nullptr;              // null: nothing is collected
-  ServiceLog* log = nullptr;
-  const LogHardware* hardware = nullptr;          // the device in the log; null: the pseudo device
+  log::ServiceLog* log = nullptr;
+  const log::LogHardware* hardware = nullptr;     // the device in the log; null: the pseudo device
   bool hardwareIsListed = false;                  // the log's run start lists it
   std::function<void(TestStatus)> countForGroup;  // takes every verdict, before its test ends
   std::string version;
@@ -60,7 +60,7 @@ class Executor {
   // The verdict before the test may run; false: it runs.
   bool IsDecided(const ResolvedTest& item, sdk::ParameterValues& parameters,
                  sdk::Verdict& verdict) const;
-  sdk::Verdict Judge(DiagnosticAdapter& diagnostic, const ResolvedTest& item, StepLog& step,
+  sdk::Verdict Judge(DiagnosticAdapter& diagnostic, const ResolvedTest& item, log::StepLog& step,
                      int& lastPercent);
   // A plan holds what the service does not know.
   void Refuse(const std::string& what);

@@ -51,15 +51,16 @@ TEST_F(ExecutorRecordTest, TheStartIsThatOfTheTestAndTheDurationHowLongItTook) {
   std::int64_t within = 0;
   const auto test = [&](sdk::TestContext&) {
     const auto start = Clock::now();
-    within = NowMilliseconds();
-    while (NowMilliseconds() < within + 3 || Clock::now() < start + std::chrono::milliseconds(3)) {
+    within = log::NowMilliseconds();
+    while (log::NowMilliseconds() < within + 3 ||
+           Clock::now() < start + std::chrono::milliseconds(3)) {
     }
     return sdk::Verdict::Passed();
   };
   plain->diagnostics = {MakeDiagnostic("Q", 1, {MakeTest("a", 1, test)})};
   Start();
   KeepRecords();
-  const std::int64_t before = NowMilliseconds();
+  const std::int64_t before = log::NowMilliseconds();
   const auto start = Clock::now();
   Run();
   const std::chrono::duration<double> whole = Clock::now() - start;

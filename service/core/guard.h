@@ -20,7 +20,7 @@ inline std::string CurrentExceptionText() {
 
 // What `call` returns; when it throws, `fallback`, and an error in the log that names `what`.
 template <typename Result, typename Call>
-Result Guarded(ServiceLog& log, const std::string& what, Result fallback, Call&& call) {
+Result Guarded(log::ServiceLog& log, const std::string& what, Result fallback, Call&& call) {
   try {
     return call();
   } catch (...) {

@@ -23,7 +23,7 @@ DeviceInformation InformationOf(const DeviceAdapter& device) {
 
 }  // namespace
 
-const LogHardware& LogInventory::Of(const ModuleAdapter& module, const DeviceAdapter& device) {
+const log::LogHardware& LogInventory::Of(const ModuleAdapter& module, const DeviceAdapter& device) {
   const auto [place, added] = devices_.try_emplace(&device);
   Entry& entry = place->second;
   if (added) {
@@ -40,7 +40,7 @@ const LogHardware& LogInventory::Of(const ModuleAdapter& module, const DeviceAda
 }
 
 void LogInventory::List(const std::vector<std::unique_ptr<ModuleAdapter>>& modules,
-                        LogSubject& subject) {
+                        log::LogSubject& subject) {
   for (const std::unique_ptr<ModuleAdapter>& module : modules) {
     subject.software.push_back({module->Name(), module->VersionText()});
     for (const DiagDevice* pointer : *module->GetDevices()) {

@@ -15,17 +15,17 @@ class LogInventory {
  public:
   // Adds the modules and those of their devices that were found so far to what the run's start
   // says.
-  void List(const std::vector<std::unique_ptr<ModuleAdapter>>& modules, LogSubject& subject);
+  void List(const std::vector<std::unique_ptr<ModuleAdapter>>& modules, log::LogSubject& subject);
   // The run's start could not say it.
   void Unlist() { listed_ = 0; }
 
   // A device, which keeps its id in the log for the life of the service.
-  const LogHardware& Of(const ModuleAdapter& module, const DeviceAdapter& device);
+  const log::LogHardware& Of(const ModuleAdapter& module, const DeviceAdapter& device);
   bool IsListed(const DeviceAdapter& device) const;
 
  private:
   struct Entry {
-    LogHardware hardware;
+    log::LogHardware hardware;
     std::size_t number = 0;
   };
   std::map<const DeviceAdapter*, Entry> devices_;

@@ -11,7 +11,7 @@
 
 namespace orvan::core {
 
-ModuleAdapter::ModuleAdapter(ModulePointer module, ServiceLog& log, CallObserver& observer,
+ModuleAdapter::ModuleAdapter(ModulePointer module, log::ServiceLog& log, CallObserver& observer,
                              Termination& termination, std::stop_token scanStop)
     : module_(std::move(module)),
       log_(log),

@@ -22,7 +22,7 @@ class ModuleAdapter final : public DiagModule {
  public:
   // Throws what the module's Name and Version throw. All but the module and the token, by which
   // scans are told to end early, outlive the adapter.
-  ModuleAdapter(ModulePointer module, ServiceLog& log, CallObserver& observer,
+  ModuleAdapter(ModulePointer module, log::ServiceLog& log, CallObserver& observer,
                 Termination& termination, std::stop_token scanStop);
 
   DiagCatalogue* Catalogue() override { return &catalogue_; }
@@ -59,7 +59,7 @@ class ModuleAdapter final : public DiagModule {
 
   const std::string& Name() const { return name_; }
   std::string VersionText() const;  // e.g. "1.2.3.4"
-  ServiceLog& Log() const { return log_; }
+  log::ServiceLog& Log() const { return log_; }
 
  private:
   void Take(std::vector<std::unique_ptr<sdk::Device>> found);
@@ -69,7 +69,7 @@ class ModuleAdapter final : public DiagModule {
                 const std::string& longName, std::uint32_t rule);
 
   ModulePointer module_;  // first: what follows refers to its records, and ends before it
-  ServiceLog& log_;
+  log::ServiceLog& log_;
   CallObserver& observer_;
   std::string name_;
   ProductVersion version_;

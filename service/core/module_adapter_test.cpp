@@ -24,7 +24,7 @@ class ModuleAdapterTest : public ::testing::Test {
     return adapter->FindTest(adapter->GetDiagnostics()->front()->Tests()->front()).test;
   }
 
-  ServiceLog log{""};
+  log::ServiceLog log{""};
   CallObserver observer;
   Termination termination;
   std::stop_source scanStop;

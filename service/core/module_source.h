@@ -8,9 +8,11 @@
 #include "service/core/call_observer.h"
 #include "service/sdk/module.h"
 
-namespace orvan::core {
-
+namespace orvan::log {
 class ServiceLog;
+}  // namespace orvan::log
+
+namespace orvan::core {
 
 // A module and the way to end it: what a plug-in made, the plug-in ends.
 using ModulePointer = std::unique_ptr<sdk::Module, void (*)(sdk::Module*)>;
@@ -25,7 +27,7 @@ class ModuleSource {
  public:
   virtual ~ModuleSource() = default;
   // Called once, on the service thread. No value: LoadModules returns null.
-  virtual std::optional<std::vector<LoadedModule>> Load(ServiceLog& log) = 0;
+  virtual std::optional<std::vector<LoadedModule>> Load(log::ServiceLog& log) = 0;
   // Throws FailedToVisitLocalCache when the settings name a cache folder that cannot be used.
   virtual void CheckSettings(const OrvanSettings& settings) const = 0;
   // Throws InvalidAppKey when the caller's key is none.

@@ -113,7 +113,7 @@ LoadedPlugins LoadPlugins(const std::string& path, const sdk::ModuleEnvironment&
   return loaded;
 }
 
-std::optional<std::vector<LoadedModule>> PluginSource::Load(ServiceLog& log) {
+std::optional<std::vector<LoadedModule>> PluginSource::Load(log::ServiceLog& log) {
   sdk::ModuleEnvironment environment;
   environment.libraryDirectory = LibraryFolder();
   if (const std::string fault = tarvex::ReadIniFile(settingFile_, environment.settings);

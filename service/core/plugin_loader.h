@@ -32,7 +32,7 @@ class PluginSource final : public ModuleSource {
   PluginSource(std::string folder, std::string settingFile)
       : folder_(std::move(folder)), settingFile_(std::move(settingFile)) {}
 
-  std::optional<std::vector<LoadedModule>> Load(ServiceLog& log) override;
+  std::optional<std::vector<LoadedModule>> Load(log::ServiceLog& log) override;
   void CheckSettings(const OrvanSettings& settings) const override;
   void CheckCaller(const CallerInfo& caller) const override;
   const std::vector<PluginRefusal>& Refusals() const { return refusals_; }

@@ -132,7 +132,7 @@ TEST_F(PluginLoaderTest, TheSourceReadsTheSettingFileAndLogsRefusals) {
   Place("throws", "b.so");
   TemporaryFolder other;
   const std::string settings = other.Write("service.ini", "[storage]\ninclude_loop=1\n");
-  ServiceLog log(other.Path("log"));
+  log::ServiceLog log(other.Path("log"));
   PluginSource source(folder.Path(), settings);
   const std::optional<std::vector<LoadedModule>> modules = source.Load(log);
   ASSERT_TRUE(modules.has_value());
@@ -147,7 +147,7 @@ TEST_F(PluginLoaderTest, TheSourceReadsTheSettingFileAndLogsRefusals) {
 
 TEST_F(PluginLoaderTest, TheSourceCallsAFolderAFolder) {
   TemporaryFolder other;
-  ServiceLog log(other.Path("log"));
+  log::ServiceLog log(other.Path("log"));
   PluginSource source(folder.Path("missing"), "");
   const std::optional<std::vector<LoadedModule>> modules = source.Load(log);
   ASSERT_TRUE(modules.has_value());

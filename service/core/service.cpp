@@ -22,10 +22,10 @@ bool IsOn(const std::map<std::string, bool>& truths, const char* key) {
   return found != truths.end() && found->second;
 }
 
-LogSubject SubjectOf(const ServiceOptions& options, const ModuleSource& source) {
-  const MachineIdentity machine = ThisMachine();
-  LogSubject subject;
-  subject.program = ProgramName();
+log::LogSubject SubjectOf(const ServiceOptions& options, const ModuleSource& source) {
+  const log::MachineIdentity machine = log::ThisMachine();
+  log::LogSubject subject;
+  subject.program = log::ProgramName();
   subject.version = options.version;
   subject.machine = machine.hostName;
   subject.isSimulated = source.IsScripted();
@@ -60,7 +60,7 @@ void Service::Close() {
     LogStoreNotes(options_.recordStore, log_);
   }
   if (!collection_.End()) {
-    log_.Text(LogSeverity::kWarning, "the collected data of the run could not be kept");
+    log_.Text(log::LogSeverity::kWarning, "the collected data of the run could not be kept");
   }
   log_.End();
 }
@@ -143,7 +143,7 @@ void Service::ExecuteDiagnostics(DiagModule* module, DiagDevice* device,
 
 void Service::BeginLog() {
   if (!std::exchange(logBegun_, true)) {
-    LogSubject subject = SubjectOf(options_, *source_);
+    log::LogSubject subject = SubjectOf(options_, *source_);
     inventory_.List(modules_, subject);
     if (!log_.Begin(std::move(subject))) {
       inventory_.Unlist();

@@ -86,7 +86,7 @@ class Service final : public OrvanService {
   std::unique_ptr<ModuleSource> source_;
   CallObserver& observer_;
   ServiceOptions options_;
-  ServiceLog log_;
+  log::ServiceLog log_;
   std::stop_source abort_;   // of runs and scans, also by Close
   Termination termination_;  // before the modules, whose tools refer to it
   std::atomic<bool> closed_{false};

@@ -37,7 +37,7 @@ class ServiceTest : public ::testing::Test {
 
 class NoModules final : public PlainSource {
  public:
-  std::optional<std::vector<LoadedModule>> Load(ServiceLog& /*log*/) override {
+  std::optional<std::vector<LoadedModule>> Load(log::ServiceLog& /*log*/) override {
     ++loads;
     return std::nullopt;
   }

@@ -9,7 +9,7 @@
 #include "system/outside_text.h"
 #include "system/text_conversion.h"
 
-namespace orvan::core {
+namespace orvan::log {
 namespace {
 
 // How a character is written that does not stand for itself; null: by its number.
@@ -72,4 +72,4 @@ std::string JsonNumber(double value) {
   return {text, result.ptr};
 }
 
-}  // namespace orvan::core
+}  // namespace orvan::log

@@ -5,7 +5,7 @@
 #include <utility>
 
 // Writing JSON, one line at a time. Any thread.
-namespace orvan::core {
+namespace orvan::log {
 
 // The text as a JSON string, with its quotes. What steers a terminal is written by its number, so
 // that the file can be looked at and a reader gets the same text. Each byte that is no part of
@@ -47,4 +47,4 @@ std::string JsonList(const Items& items, Write write) {
   return list + ']';
 }
 
-}  // namespace orvan::core
+}  // namespace orvan::log

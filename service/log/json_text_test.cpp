@@ -4,7 +4,7 @@
 
 #include <limits>
 
-namespace orvan::core {
+namespace orvan::log {
 namespace {
 
 TEST(JsonText, EscapesWhatJsonDoesNotTake) {
@@ -57,4 +57,4 @@ TEST(JsonObject, KeepsTheOrderOfItsMembers) {
 }
 
 }  // namespace
-}  // namespace orvan::core
+}  // namespace orvan::log

@@ -8,7 +8,7 @@
 #include "service/log/log_time.h"
 #include "system/system_path.h"
 
-namespace orvan::core {
+namespace orvan::log {
 
 void LogOutcome::Add(TestStatus status) {
   Rank rank = Rank::kInvalid;
@@ -256,4 +256,4 @@ void ServiceLog::MoveTo(const std::string& folder) noexcept {
   });
 }
 
-}  // namespace orvan::core
+}  // namespace orvan::log

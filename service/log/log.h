@@ -12,7 +12,7 @@
 #include "service/log/log_folder.h"
 #include "service/log/log_sync.h"
 
-namespace orvan::core {
+namespace orvan::log {
 
 // What all verdicts of a run come to in its end record. Not for concurrent use.
 class LogOutcome {
@@ -89,4 +89,4 @@ class ServiceLog {
   LogOutcome outcome_;
 };
 
-}  // namespace orvan::core
+}  // namespace orvan::log

@@ -7,7 +7,7 @@
 #include "system/outside_text.h"
 #include "system/text_conversion.h"
 
-namespace orvan::core {
+namespace orvan::log {
 namespace {
 
 constexpr std::array<const char*, 3> kSeverities{"INFO", "WARNING", "ERROR"};
@@ -164,4 +164,4 @@ std::string StepLine(const LogLine& line, std::uint64_t step, const std::string&
               "{\"testStepId\":\"" + std::to_string(step) + "\"," + artifact + '}');
 }
 
-}  // namespace orvan::core
+}  // namespace orvan::log

@@ -9,7 +9,7 @@
 // The artifacts of a log, each as the JSON text of one member without braces: "log":{...}. Texts
 // are made by LogText.
 // Source: Open Compute Project, Test and Validation Output Specification, version 2.0.
-namespace orvan::core {
+namespace orvan::log {
 
 inline constexpr std::size_t kLongestLogText = 16384;
 
@@ -71,4 +71,4 @@ std::string SchemaVersionLine(const LogLine& line);
 std::string RunLine(const LogLine& line, const std::string& artifact);
 std::string StepLine(const LogLine& line, std::uint64_t step, const std::string& artifact);
 
-}  // namespace orvan::core
+}  // namespace orvan::log

@@ -3,7 +3,7 @@
 #include <map>
 #include <nlohmann/json.hpp>
 
-namespace orvan::core {
+namespace orvan::log {
 namespace {
 
 using Json = nlohmann::json;
@@ -66,4 +66,4 @@ std::vector<std::string> OpenSteps(std::string_view tail) {
   return names;
 }
 
-}  // namespace orvan::core
+}  // namespace orvan::log

@@ -4,7 +4,7 @@
 
 #include "service/log/log_artifacts.h"
 
-namespace orvan::core {
+namespace orvan::log {
 namespace {
 
 using Names = std::vector<std::string>;
@@ -53,4 +53,4 @@ TEST(OpenSteps, WhatIsNoLineIsPassedOver) {
 }
 
 }  // namespace
-}  // namespace orvan::core
+}  // namespace orvan::log

@@ -13,7 +13,7 @@
 #include "os/trusted_path.h"
 #include "service/log/log_time.h"
 
-namespace orvan::core {
+namespace orvan::log {
 namespace {
 
 // Names in one folder differ by process or by time; more than a few collisions are no accident.
@@ -186,4 +186,4 @@ std::function<void()> LogFile::Syncer() const {
   };
 }
 
-}  // namespace orvan::core
+}  // namespace orvan::log

@@ -10,7 +10,7 @@
 #include "os/descriptor.h"
 #include "os/file_reserve.h"
 
-namespace orvan::core {
+namespace orvan::log {
 
 // What a line is worth where room runs out. Each leaves room for those below it.
 enum class LogRank {
@@ -69,4 +69,4 @@ class LogFile {
   std::string name_;
 };
 
-}  // namespace orvan::core
+}  // namespace orvan::log

@@ -6,10 +6,10 @@
 
 #include "service/log/log_folder.h"
 #include "service/log/log_time.h"
-#include "tests/support/service_test_support.h"
+#include "tests/support/log_test_support.h"
 #include "tests/support/test_disk.h"
 
-namespace orvan::core {
+namespace orvan::log {
 namespace {
 
 using testing::TemporaryFolder;
@@ -182,4 +182,4 @@ TEST(UtcTimeText, IsWrittenInUtcToTheMillisecond) {
 }
 
 }  // namespace
-}  // namespace orvan::core
+}  // namespace orvan::log

@@ -15,7 +15,7 @@
 #include "os/trusted_path.h"
 #include "service/log/log_crash.h"
 
-namespace orvan::core {
+namespace orvan::log {
 namespace {
 
 using tarvex::Descriptor;
@@ -187,4 +187,4 @@ void PruneLogs(const std::string& folder, const LogLimits& limits, const std::st
   }
 }
 
-}  // namespace orvan::core
+}  // namespace orvan::log

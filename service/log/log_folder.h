@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-namespace orvan::core {
+namespace orvan::log {
 
 struct LogLimits {
   // What is kept of earlier logs. The oldest go first.
@@ -35,4 +35,4 @@ std::vector<UnfinishedLog> TakeUnfinishedLogs(const std::string& folder);
 // is no log, as above, neither counts nor goes.
 void PruneLogs(const std::string& folder, const LogLimits& limits, const std::string& own);
 
-}  // namespace orvan::core
+}  // namespace orvan::log

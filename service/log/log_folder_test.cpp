@@ -5,9 +5,9 @@
 #include <unistd.h>
 
 #include "service/log/log_file.h"
-#include "tests/support/service_test_support.h"
+#include "tests/support/log_test_support.h"
 
-namespace orvan::core {
+namespace orvan::log {
 namespace {
 
 using testing::TemporaryFolder;
@@ -213,4 +213,4 @@ TEST(PruneLogs, AMissingFolderIsNone) {
 }
 
 }  // namespace
-}  // namespace orvan::core
+}  // namespace orvan::log

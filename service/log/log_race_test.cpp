@@ -9,10 +9,10 @@
 #include "service/log/log_file.h"
 #include "service/log/log_folder.h"
 #include "service/log/log_time.h"
-#include "tests/support/service_test_support.h"
+#include "tests/support/log_test_support.h"
 #include "tests/support/test_lock.h"
 
-namespace orvan::core {
+namespace orvan::log {
 namespace {
 
 using testing::TemporaryFolder;
@@ -93,4 +93,4 @@ TEST(LogRace, ARunDoesNotReportItsOwnLogThatItCouldNotLock) {
 }
 
 }  // namespace
-}  // namespace orvan::core
+}  // namespace orvan::log

@@ -6,10 +6,10 @@
 #include "service/log/log.h"
 #include "service/log/log_folder.h"
 #include "service/log/log_step.h"
-#include "tests/support/service_test_support.h"
+#include "tests/support/log_test_support.h"
 #include "tests/support/test_disk.h"
 
-namespace orvan::core {
+namespace orvan::log {
 namespace {
 
 using Lines = std::vector<std::string>;
@@ -224,4 +224,4 @@ TEST(LogRoom, TheLongestLogIsKeptByTheNextRun) {
 }
 
 }  // namespace
-}  // namespace orvan::core
+}  // namespace orvan::log

@@ -7,7 +7,7 @@
 #include "service/log/json_text.h"
 #include "system/key_format.h"
 
-namespace orvan::core {
+namespace orvan::log {
 namespace {
 
 struct Row {
@@ -132,4 +132,4 @@ void StepLog::End(const std::string& test, const sdk::Verdict& verdict) {
   log_.EndStep(step_, row.step);
 }
 
-}  // namespace orvan::core
+}  // namespace orvan::log

@@ -6,7 +6,7 @@
 #include "service/sdk/context.h"
 #include "service/sdk/verdict.h"
 
-namespace orvan::core {
+namespace orvan::log {
 
 // The log's share of one test on one device: a step from its construction to End. Message keys end
 // here: what they stand for is written. Nothing throws but for want of memory. The test's own
@@ -34,4 +34,4 @@ class StepLog {
   bool hasError_ = false;
 };
 
-}  // namespace orvan::core
+}  // namespace orvan::log

@@ -4,9 +4,9 @@
 
 #include <cmath>
 
-#include "tests/support/service_test_support.h"
+#include "tests/support/log_test_support.h"
 
-namespace orvan::core {
+namespace orvan::log {
 namespace {
 
 using Lines = std::vector<std::string>;
@@ -179,4 +179,4 @@ TEST_F(StepLogTest, TheWordOfADiagnosisHasNoMarks) {
 }
 
 }  // namespace
-}  // namespace orvan::core
+}  // namespace orvan::log

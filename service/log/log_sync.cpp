@@ -6,7 +6,7 @@
 #include <system_error>
 #include <thread>
 
-namespace orvan::core {
+namespace orvan::log {
 
 using Clock = std::chrono::steady_clock;
 
@@ -103,4 +103,4 @@ void LogSync::SyncSoon() {
   shared_->Ask(false);
 }
 
-}  // namespace orvan::core
+}  // namespace orvan::log

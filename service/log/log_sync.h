@@ -5,7 +5,7 @@
 #include <memory>
 #include <utility>
 
-namespace orvan::core {
+namespace orvan::log {
 
 // Brings a log to the disk on a thread of its own, so that a run never waits long for a disk that
 // is slow, busy with a test, or dead. The one place in which the log is synchronized. Any
@@ -41,4 +41,4 @@ class LogSync {
   std::shared_ptr<Shared> shared_;
 };
 
-}  // namespace orvan::core
+}  // namespace orvan::log

@@ -8,7 +8,7 @@
 
 #include "tests/support/test_threads.h"
 
-namespace orvan::core {
+namespace orvan::log {
 namespace {
 
 using namespace std::chrono_literals;
@@ -120,4 +120,4 @@ TEST(LogSync, ADiskThatComesBackIsWaitedForAgain) {
 }
 
 }  // namespace
-}  // namespace orvan::core
+}  // namespace orvan::log

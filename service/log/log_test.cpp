@@ -6,10 +6,10 @@
 
 #include <algorithm>
 
-#include "tests/support/service_test_support.h"
+#include "tests/support/log_test_support.h"
 #include "tests/support/test_disk.h"
 
-namespace orvan::core {
+namespace orvan::log {
 namespace {
 
 using testing::TemporaryFolder;
@@ -327,4 +327,4 @@ TEST(ServiceLog, RemovesTheOldestLogsBeyondTheLimit) {
 }
 
 }  // namespace
-}  // namespace orvan::core
+}  // namespace orvan::log

@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <ctime>
 
-namespace orvan::core {
+namespace orvan::log {
 namespace {
 
 std::string TimeText(const char* format, std::int64_t milliseconds) {
@@ -35,4 +35,4 @@ std::int64_t NowMilliseconds() {
   return std::chrono::duration_cast<std::chrono::milliseconds>(now).count();
 }
 
-}  // namespace orvan::core
+}  // namespace orvan::log

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string>
 
-namespace orvan::core {
+namespace orvan::log {
 
 // A time as the log writes it: UTC with milliseconds, 2024-11-21T08:00:00.000Z.
 // Source: RFC 3339.
@@ -12,4 +12,4 @@ std::string UtcTimeText(std::int64_t millisecondsSinceEpoch);
 std::string FileTimeText(std::int64_t millisecondsSinceEpoch);
 std::int64_t NowMilliseconds();
 
-}  // namespace orvan::core
+}  // namespace orvan::log

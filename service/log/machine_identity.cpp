@@ -4,7 +4,7 @@
 
 #include <cerrno>
 
-namespace orvan::core {
+namespace orvan::log {
 
 MachineIdentity ThisMachine() {
   utsname names{};
@@ -16,4 +16,4 @@ std::string ProgramName() {
   return program_invocation_name != nullptr ? program_invocation_name : "";
 }
 
-}  // namespace orvan::core
+}  // namespace orvan::log

@@ -2,7 +2,7 @@
 
 #include <string>
 
-namespace orvan::core {
+namespace orvan::log {
 
 // This machine's name and the kernel that it runs; empty texts where the system does not tell.
 struct MachineIdentity {
@@ -15,4 +15,4 @@ MachineIdentity ThisMachine();
 // The running program as it was called, without arguments, which may hold a caller's key.
 std::string ProgramName();
 
-}  // namespace orvan::core
+}  // namespace orvan::log
