@@ -2,19 +2,37 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
+#include <functional>
 #include <memory>
+#include <utility>
 
 #include "os/descriptor.h"
-#include "system/filesystem/transfer_engine.h"
 
-// An open scratch file with the engine of its transfers. One thread at a time.
+namespace tarvex {
+
+enum class TransferDirection { kRead, kWrite };
+
+// One transfer with memory of its own, aligned for every disk, that it is made into or from.
+struct Transfer {
+  struct Free {
+    void operator()(char* memory) const { std::free(memory); }
+  };
+  TransferDirection direction = TransferDirection::kRead;
+  Descriptor file;  // its own, open as long as the transfer lasts
+  std::uint64_t offset = 0;
+  std::size_t size = 0;
+  std::unique_ptr<char, Free> bytes;
+};
+
+// Makes a transfer: bytes moved, or a negated errno value. Any thread.
+std::int64_t MakeTransfer(Transfer& transfer);
+
+}  // namespace tarvex
+
+// An open scratch file. Each transfer has a thread, so that nobody needs to wait for its end: one
+// that timed out is left to its thread, with its memory. One thread at a time.
 struct ScratchFile {
- public:
-  // A null engine stands for the system's best, made when the first transfer asks for it.
-  explicit ScratchFile(tarvex::Descriptor file,
-                       std::unique_ptr<tarvex::TransferEngine> transferEngine = nullptr)
-      : descriptor(std::move(file)), engine_(std::move(transferEngine)) {}
-
   // These two carry out one transfer as Filesystem::ReadFileAt and WriteFileAt tell.
   int Read(std::uint64_t offset, std::size_t size, std::size_t& done, unsigned timeoutSeconds,
            void* bytes);
@@ -22,14 +40,5 @@ struct ScratchFile {
             const void* bytes);
 
   tarvex::Descriptor descriptor;
-
- private:
-  bool Prepare(std::size_t size);
-  int Transfer(tarvex::TransferDirection direction, std::uint64_t offset, std::size_t size,
-               std::size_t& done, unsigned timeoutSeconds);
-  void Abandon();
-
-  std::unique_ptr<tarvex::TransferEngine> engine_;
-  // Between transfers this file's own; after one was abandoned, left to that one.
-  std::shared_ptr<tarvex::TransferBuffer> buffer_;
+  std::function<std::int64_t(tarvex::Transfer&)> make = tarvex::MakeTransfer;
 };

@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <limits>
 #include <memory>
+#include <utility>
 
 #include "os/descriptor.h"
 #include "system/filesystem/scratch_file.h"
@@ -72,7 +73,9 @@ int WinFilesystem::CreateScratchFile(const std::string& path, FileHandle* handle
   Descriptor file = CreateFile(place, deleteOnClose);
   if (!file.IsOpen() || !TakeForOneself(file)) return 1;
   MakeUnbuffered(file);
-  *handle = std::make_unique<ScratchFile>(std::move(file)).release();
+  auto scratch = std::make_unique<ScratchFile>();
+  scratch->descriptor = std::move(file);
+  *handle = scratch.release();
   return 0;
 }
 
