@@ -38,9 +38,6 @@ Console::~Console() {
   Keyboard& keyboard = SharedKeyboard();
   const std::lock_guard lock(keyboard.mutex);
   std::erase(keyboard.uses, this);
-  if (!keyboard.uses.empty()) return;
-  CloseTerminal();
-  keyboard.decoder = KeyDecoder();
 }
 
 int Console::ReadKey() {

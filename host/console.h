@@ -5,7 +5,7 @@
 namespace tarvex {
 
 // One use of the keyboard of the controlling terminal. All uses share it, and what one reads
-// another does not. The end of the last use puts the terminal back. Where there is no terminal no
+// another does not; the end of the process puts the terminal back. Where there is no terminal no
 // key is ever waiting. Codes are those of KeyDecoder: a byte is a key, keys that send sequences
 // are skipped. ReadKey waits for nothing but what may follow an ESC, and for that 50 ms at most.
 class Console final : public HostConsole {

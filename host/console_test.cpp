@@ -90,16 +90,6 @@ int Obey(TerminalJob& job) {
         Console::Release(new Console);
         job.Report("done");
         break;
-      case 'r':  // released, and once more by mistake
-        Console::Release(console);
-        Console::Release(console);
-        job.Report("done");
-        break;
-      case 'd':
-        delete console;
-        Console::Release(console);
-        job.Report("done");
-        break;
       case 'h':
         signals.SetHandler(Ignore);
         job.Report("done");
@@ -160,8 +150,6 @@ TEST_F(ConsoleTest, TheKeyboardCanBeTakenBeforeTheFirstLook) {
   EXPECT_TRUE(job_.IsRaw());
   job_.Type("q");
   EXPECT_EQ(job_.Ask('w'), std::to_string('q'));
-  EXPECT_EQ(job_.Ask('r'), "done");
-  ExpectPutBack();
 }
 
 TEST_F(ConsoleTest, KeysOfBeforeTheTakingAreRead) {
@@ -242,18 +230,10 @@ TEST_F(ConsoleTest, EndInTheBackgroundLeavesTheTerminalToItsNewOwner) {
   EXPECT_EQ(job_.Settings().c_cc[VEOL], 'E');
 }
 
-TEST_F(ConsoleTest, EndOfTheLastUsePutsTheTerminalBack) {
+TEST_F(ConsoleTest, EndOfOneUseLeavesTheKeyboardToTheOthers) {
   Begin();
   EXPECT_EQ(job_.Ask('n'), "done");
   EXPECT_TRUE(job_.IsRaw());
-  EXPECT_EQ(job_.Ask('r'), "done");
-  ExpectPutBack();
-}
-
-TEST_F(ConsoleTest, DeletionEndsAUseLikeRelease) {
-  Begin();
-  EXPECT_EQ(job_.Ask('d'), "done");
-  ExpectPutBack();
 }
 
 TEST_F(ConsoleTest, NormalExitPutsTheTerminalBack) {

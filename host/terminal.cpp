@@ -116,12 +116,6 @@ std::size_t ReadTerminal(unsigned char* bytes, std::size_t size,
   return count > 0 ? static_cast<std::size_t>(count) : 0;
 }
 
-void CloseTerminal() {
-  RestoreTerminal();
-  const int terminal = descriptor.exchange(-1);
-  if (terminal >= 0) ::close(terminal);
-}
-
 void RestoreTerminal() {
   const int savedErrno = errno;
   const int terminal = descriptor.load();

@@ -22,10 +22,6 @@ bool PrepareTerminal();
 std::size_t ReadTerminal(unsigned char* bytes, std::size_t size,
                          std::chrono::milliseconds patience);
 
-// Puts the terminal back as it was before the first reading and lets it go; the next reading
-// begins anew. Main thread.
-void CloseTerminal();
-
 // Puts the terminal back as it was. Keeps errno. Any thread; may be called in a signal handler.
 void RestoreTerminal();
 
