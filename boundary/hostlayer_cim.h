@@ -3,7 +3,9 @@
 #include <string>
 #include <vector>
 
-// The system management store: namespaces, classes, and instances with text properties.
+// The record store (docs/records.md), under the names that system management gives such a store:
+// CIM here and in `get_cim`, WMI in the options "--wmi" and "--remove-wmi". It has namespaces,
+// classes, and instances with text properties.
 class HostCim {
  public:
   virtual ~HostCim() = default;

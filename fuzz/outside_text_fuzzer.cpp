@@ -7,9 +7,9 @@
 #include "service/log/log_artifacts.h"
 #include "system/outside_text.h"
 #include "system/standard_error.h"
-#include "system/steering_texts.h"
 #include "system/text_conversion.h"
 #include "tests/support/console_capture.h"
+#include "tests/support/steering_texts.h"
 #include "tools/recover/rbs_cli_stdio_hdk.h"
 #include "views/orvan_stdio.h"
 

@@ -12,8 +12,6 @@
 namespace tarvex {
 namespace {
 
-// As many as the kernel follows.
-constexpr int kMostLinks = 40;
 constexpr mode_t kFolderMode = 0755;
 
 // Takes the first component of a path from it; empty when there is none.

@@ -10,6 +10,9 @@
 // to it. Any thread.
 namespace tarvex {
 
+// The links that one path may lead over: as many as the kernel follows.
+inline constexpr int kMostLinks = 40;
+
 bool IsStrangers(const struct stat& status);
 
 // Why what this describes can't be relied on: a stranger owns it, or others may write it. The bit
@@ -28,7 +31,7 @@ class FolderWalk {
 
   FolderWalk(Missing missing, Folders folders) : missing_(missing), folders_(folders) {}
 
-  // 0, or an errno value: ELOOP for a stranger's link and for more than 40 links, EPERM for a
+  // 0, or an errno value: ELOOP for a stranger's link and for more than kMostLinks, EPERM for a
   // folder that is not trusted. Where a link leads to nothing, nothing is made. What was made
   // (0755) stays on failure. Once for each object.
   int Go(const std::string& path);

@@ -14,8 +14,6 @@
 namespace tarvex {
 namespace {
 
-constexpr int kMostLinks = 40;
-
 std::string ErrorText(int error) {
   return std::generic_category().message(error);
 }

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string>
 
-// One finished test, as the management store keeps it. All texts are UTF-8.
+// One finished test, as the record store keeps it. All texts are UTF-8.
 struct SystemExecutionRecord {
   std::string moduleName;  // also the class under which the record is stored
   std::string deviceUdi;   // unique device id
@@ -25,7 +25,7 @@ class SystemExecutionTracker {
   virtual int Remove() = 0;
 };
 
-// The tracker over the host layer's management store.
+// The tracker over the record store.
 class WindowsSystemExecutionTracker : public SystemExecutionTracker {
  public:
   void Track(const SystemExecutionRecord& record) override;

@@ -18,7 +18,7 @@ struct StoredRecord {
   std::wstring nameSpace;
 };
 
-// A management store that keeps what it was told.
+// A record store that keeps what it was told.
 class FakeCim : public HostCim {
  public:
   int WriteRecord(const Texts& keys, const Texts& values, const std::string& className,

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "system/steering_texts.h"
+#include "tests/support/steering_texts.h"
 
 namespace tarvex {
 namespace {

@@ -5,7 +5,7 @@
 
 namespace tarvex {
 
-// What a management store that may fall behind tells whoever keeps records in it. A HostCim may
+// What the record store, which may fall behind, tells whoever keeps records in it. A HostCim may
 // offer this, too (dynamic_cast). Any thread.
 class RecordStoreReport {
  public:

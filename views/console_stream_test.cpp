@@ -13,7 +13,7 @@
 
 #include "system/outside_text.h"
 #include "system/process_state.h"
-#include "system/steering_texts.h"
+#include "tests/support/steering_texts.h"
 #include "tests/support/test_pipe.h"
 
 namespace tarvex {

@@ -12,8 +12,8 @@
 #include <thread>
 
 #include "system/process_state.h"
-#include "system/steering_texts.h"
 #include "tests/support/console_capture.h"
+#include "tests/support/steering_texts.h"
 #include "tests/support/test_host.h"
 #include "views/supervisor_input.h"
 

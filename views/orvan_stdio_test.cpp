@@ -7,8 +7,8 @@
 #include <cstdio>
 
 #include "system/process_state.h"
-#include "system/steering_texts.h"
 #include "tests/support/console_capture.h"
+#include "tests/support/steering_texts.h"
 #include "tests/support/test_host.h"
 
 namespace {

@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "os/folder_walk.h"
 #include "os/trusted_path.h"
 
 namespace tarvex {
@@ -28,10 +29,8 @@ constexpr std::array<const char*, 3> kSuffixes = {"-wal", "-shm", ""};
   Refuse(text + ": " + std::strerror(error));
 }
 
-// Only root and the effective user may write what this describes.
 bool IsOurs(const struct stat& status) {
-  return (status.st_uid == 0 || status.st_uid == ::geteuid()) &&
-         (status.st_mode & (S_IWGRP | S_IWOTH)) == 0;
+  return WriterFault(status).empty();
 }
 
 }  // namespace

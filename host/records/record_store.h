@@ -13,7 +13,7 @@
 
 namespace tarvex {
 
-// The management store: "records.db" in one folder, an SQLite file (docs/records.md). It is opened,
+// The record store: "records.db" in one folder, an SQLite file (docs/records.md). It is opened,
 // and made when it is missing, on first use. A file that was removed or replaced is noticed before
 // the next record.
 //

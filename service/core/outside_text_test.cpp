@@ -1,7 +1,7 @@
 #include "service/core/outside_text.h"
 
-#include "system/steering_texts.h"
 #include "tests/support/executor_fixture.h"
+#include "tests/support/steering_texts.h"
 
 namespace orvan::core {
 namespace {

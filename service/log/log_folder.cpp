@@ -11,6 +11,7 @@
 #include <memory>
 
 #include "os/descriptor.h"
+#include "os/folder_walk.h"
 #include "os/regular_file.h"
 #include "os/trusted_path.h"
 #include "service/log/log_crash.h"
@@ -70,8 +71,7 @@ Descriptor OpenFolder(const std::string& folder) {
 
 // A file of a stranger, or one that has a second name, may hold anything, and is no log.
 bool IsOurLog(const struct stat& status) {
-  return S_ISREG(status.st_mode) && status.st_nlink == 1 &&
-         (status.st_uid == 0 || status.st_uid == geteuid());
+  return S_ISREG(status.st_mode) && status.st_nlink == 1 && !tarvex::IsStrangers(status);
 }
 
 // Our own logs in the folder, oldest first.

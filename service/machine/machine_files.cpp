@@ -11,12 +11,12 @@
 #include <climits>
 
 #include "os/descriptor.h"
+#include "os/folder_walk.h"
 
 namespace orvan::machine {
 namespace {
 
 constexpr std::size_t kAttributeLimit = 4096;
-constexpr int kMostLinks = 40;
 
 std::vector<std::string> Components(const std::string& path) {
   std::vector<std::string> parts;
@@ -108,7 +108,7 @@ std::string MachineFiles::Resolve(const std::string& path, int* error) const {
       resolved = next;
       continue;
     }
-    if (++links > kMostLinks) {
+    if (++links > tarvex::kMostLinks) {
       failure = ELOOP;
       return {};
     }

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <stdexcept>
 
-#include "system/steering_texts.h"
 #include "tests/fakes/tool_test.h"
+#include "tests/support/steering_texts.h"
 
 namespace {
 
