@@ -200,17 +200,6 @@ class Cli {
   ModuleSelection* CurrentSelection();
   void NoteDeviceInText(const std::string& word, const std::shared_ptr<CliDiagnostic>& diagnostic);
 
-  // Run plan.
-  void AddDefaultDiagnostic(ModuleSelection& selection);
-  void SpreadDiagnostics(ModuleSelection& selection);
-  void PlanDevice(ModuleSelection& selection, DeviceSelection& entry, DiagDevice* device);
-  bool PlanAllTests(const CliDiagnostic& diagnostic, DiagDevice* device,
-                    const std::string& deviceName, std::vector<TestRunItem>& items);
-  void PlanNamedTests(const CliDiagnostic& diagnostic, DiagDevice* device,
-                      std::vector<TestRunItem>& items);
-  std::vector<TestParameter> MergeParameters(const std::map<std::string, std::string>& raw,
-                                             std::vector<TestParameter>& known);
-
   // Run driver.
   void OpenFinalResult(const ModuleSelection& selection, bool& opened);
   void ShowFinalResult();

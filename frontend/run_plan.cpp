@@ -4,8 +4,8 @@
 #include "boundary/orvan_service.h"
 #include "frontend/cli.h"
 #include "frontend/message_keys.h"
+#include "frontend/test_parameters.h"
 #include "frontend/warning_lines.h"
-#include "system/string_handler.h"
 #include "views/orvan_stdio.h"
 
 namespace {
@@ -19,63 +19,84 @@ std::unordered_map<std::string, DiagDevice*> ById(const std::vector<DiagDevice*>
   return found;
 }
 
-}  // namespace
+// Writes the plans of one module from what the user chose and what the machine has.
+class RunPlanner {
+ public:
+  // A supervised run also plans devices that are not there, and takes tests without asking them.
+  RunPlanner(ModuleSelection& selection, OrvanStdio& view, StringHandler& strings, bool supervised)
+      : selection_(selection), view_(view), strings_(strings), supervised_(supervised) {}
 
-void Cli::BuildRunPlan(ModuleSelection* selection) {
-  if (selection == nullptr || selection->module == nullptr) return;
-  AddDefaultDiagnostic(*selection);
-  SpreadDiagnostics(*selection);
-  const auto devices = ById(selection->serviceDevices);
-  for (auto& [name, entry] : selection->devices) {
+  // Fills `plans` and `missingDevices` of the selection, which has a module.
+  void Build();
+
+ private:
+  void AddDefaultDiagnostic();
+  void SpreadDiagnostics();
+  void PlanDevice(DeviceSelection& entry, DiagDevice* device);
+  bool PlanAllTests(const CliDiagnostic& diagnostic, DiagDevice* device,
+                    const std::string& deviceName, std::vector<TestRunItem>& items);
+  void PlanNamedTests(const CliDiagnostic& diagnostic, DiagDevice* device,
+                      std::vector<TestRunItem>& items);
+
+  ModuleSelection& selection_;
+  OrvanStdio& view_;
+  StringHandler& strings_;
+  const bool supervised_;
+};
+
+void RunPlanner::Build() {
+  AddDefaultDiagnostic();
+  SpreadDiagnostics();
+  const auto devices = ById(selection_.serviceDevices);
+  for (auto& [name, entry] : selection_.devices) {
     const auto found = devices.find(name);
-    PlanDevice(*selection, *entry, found == devices.end() ? nullptr : found->second);
+    PlanDevice(*entry, found == devices.end() ? nullptr : found->second);
   }
 }
 
-void Cli::AddDefaultDiagnostic(ModuleSelection& selection) {
-  const std::vector<DiagDiagnostic*>* offered = selection.module->GetDiagnostics();
-  if (!selection.defaultDiagnostics || offered == nullptr || offered->empty()) return;
+void RunPlanner::AddDefaultDiagnostic() {
+  const std::vector<DiagDiagnostic*>* offered = selection_.module->GetDiagnostics();
+  if (!selection_.defaultDiagnostics || offered == nullptr || offered->empty()) return;
   auto record = std::make_shared<CliDiagnostic>();
   record->diagnostic = offered->front();
   record->allTests = true;
   record->allDevices = true;
   record->diagnostic->Name(record->name);
-  selection.diagnostics.push_back(std::move(record));
+  selection_.diagnostics.push_back(std::move(record));
 }
 
 // Gives each diagnostic that names no device to the devices that the line names, or to all.
-void Cli::SpreadDiagnostics(ModuleSelection& selection) {
-  const auto giveTo = [&selection](const std::string& name,
-                                   const std::shared_ptr<CliDiagnostic>& diagnostic) {
-    selection.DeviceEntry(name).diagnostics.push_back(diagnostic);
-  };
-  for (const auto& diagnostic : selection.diagnostics) {
+void RunPlanner::SpreadDiagnostics() {
+  std::vector<std::string> names;
+  if (!selection_.HasNoDevices()) {
+    for (DiagDevice* device : *selection_.serviceDevices) device->GetId(names.emplace_back());
+  } else if (supervised_) {
+    names.emplace_back(kNoDeviceFound);
+  }
+  for (const auto& diagnostic : selection_.diagnostics) {
     if (!diagnostic->allDevices) continue;
-    if (selection.devicesNamed) {
-      for (auto& [name, entry] : selection.devices) {
+    if (selection_.devicesNamed) {
+      for (auto& [name, entry] : selection_.devices) {
         if (entry->namedForModule) entry->diagnostics.push_back(diagnostic);
       }
       continue;
     }
-    if (!selection.HasNoDevices()) {
-      std::string id;
-      for (DiagDevice* device : *selection.serviceDevices) giveTo(device->GetId(id), diagnostic);
-    } else if (Has(flags, CLI_FLAG_SUPERVISED)) {
-      giveTo(kNoDeviceFound, diagnostic);
+    for (const std::string& name : names) {
+      selection_.DeviceEntry(name).diagnostics.push_back(diagnostic);
     }
   }
 }
 
-void Cli::PlanDevice(ModuleSelection& selection, DeviceSelection& entry, DiagDevice* device) {
+void RunPlanner::PlanDevice(DeviceSelection& entry, DiagDevice* device) {
   DeviceRunPlan plan;
   plan.device = device;
   if (plan.device == nullptr) {
-    selection.missingDevices.push_back(entry.name);
-    if (!Has(flags, CLI_FLAG_SUPERVISED)) return;
+    selection_.missingDevices.push_back(entry.name);
+    if (!supervised_) return;
   }
   std::vector<std::shared_ptr<CliDiagnostic>> chosen = entry.diagnostics;
   if (entry.namedForModule) {
-    chosen = selection.diagnostics;
+    chosen = selection_.diagnostics;
     entry.diagnostics.clear();
   }
   for (const auto& diagnostic : chosen) {
@@ -92,67 +113,47 @@ void Cli::PlanDevice(ModuleSelection& selection, DeviceSelection& entry, DiagDev
         [&item](const DiagnosticRunItem& other) { return other.diagnostic == item.diagnostic; });
     if (!mentioned) plan.diagnostics.push_back(std::move(item));
   }
-  selection.plans.push_back(std::move(plan));
+  selection_.plans.push_back(std::move(plan));
 }
 
 // False when as many tests refuse the device as the diagnostic has, which may be none; the warning
 // is printed then.
-bool Cli::PlanAllTests(const CliDiagnostic& diagnostic, DiagDevice* device,
-                       const std::string& deviceName, std::vector<TestRunItem>& items) {
+bool RunPlanner::PlanAllTests(const CliDiagnostic& diagnostic, DiagDevice* device,
+                              const std::string& deviceName, std::vector<TestRunItem>& items) {
   const std::vector<DiagTest*>& tests = *diagnostic.diagnostic->Tests();
   items.reserve(tests.size());
   for (DiagTest* test : tests) {
-    if (!Has(flags, CLI_FLAG_SUPERVISED) && !test->AppliesTo(device)) continue;
+    if (!supervised_ && !test->AppliesTo(device)) continue;
     TestRunItem item;
     item.test = test;
     items.push_back(std::move(item));
   }
   if (!items.empty()) return true;
-  tarvex::PrintWarningTag(*view);
-  view->PrintSentence(diagnostic.name, false);
-  view->PrintRaw(kTextNotSupportedForDevice + deviceName, true);
+  tarvex::PrintWarningTag(view_);
+  view_.PrintSentence(diagnostic.name, false);
+  view_.PrintRaw(kTextNotSupportedForDevice + deviceName, true);
   return false;
 }
 
-void Cli::PlanNamedTests(const CliDiagnostic& diagnostic, DiagDevice* device,
-                         std::vector<TestRunItem>& items) {
+void RunPlanner::PlanNamedTests(const CliDiagnostic& diagnostic, DiagDevice* device,
+                                std::vector<TestRunItem>& items) {
   items.reserve(diagnostic.tests.size());
   for (const auto& [name, chosen] : diagnostic.tests) {
     std::vector<TestParameter> known;
     chosen->test->GetParameters(known, device);
     TestRunItem item;
     item.test = chosen->test;
-    item.parameters = MergeParameters(chosen->parameters, known);
+    item.parameters = tarvex::MergeParameters(strings_, chosen->parameters, known);
     for (const auto& [raw, text] : chosen->parameters) item.rawParameters.insert(raw);
     items.push_back(std::move(item));
   }
 }
 
-// The parameters that the user gave, as records: the test's own with the value written in, or new
-// ones for names that the test does not know. The new ones join `known`.
-std::vector<TestParameter> Cli::MergeParameters(const std::map<std::string, std::string>& raw,
-                                                std::vector<TestParameter>& known) {
-  std::vector<TestParameter> given;
-  for (const auto& [word, text] : raw) {
-    const std::vector<std::string> parts = stringHandler->Split(word, '=');
-    if (parts.empty() || parts.size() > 2) continue;
-    const std::string value = parts.size() == 2 ? parts[1] : std::string();
-    const auto found = std::find_if(known.begin(), known.end(), [&](const TestParameter& one) {
-      return Upper(one.name) == Upper(parts[0]);
-    });
-    if (found != known.end()) {
-      found->value = found->type == kParameterBoolean ? Upper(value) : value;
-      given.push_back(*found);
-      continue;
-    }
-    TestParameter unknown;
-    unknown.name = unknown.label = parts[0];
-    unknown.initialValue = unknown.value = value;
-    unknown.type = kParameterUnknown;
-    known.push_back(unknown);
-    given.push_back(std::move(unknown));
-  }
-  return given;
+}  // namespace
+
+void Cli::BuildRunPlan(ModuleSelection* selection) {
+  if (selection == nullptr || selection->module == nullptr) return;
+  RunPlanner(*selection, *view, *stringHandler, Has(flags, CLI_FLAG_SUPERVISED)).Build();
 }
 
 std::size_t Cli::CountPlannedTests(const std::vector<DeviceRunPlan>& plans) {
