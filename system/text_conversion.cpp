@@ -59,21 +59,6 @@ void AppendValue(std::string& text, std::uint32_t value) {
   }
 }
 
-std::wstring Latin1ToWide(std::string_view text) {
-  std::wstring wide;
-  for (const char byte : text) wide.push_back(static_cast<unsigned char>(byte));
-  return wide;
-}
-
-std::string WideToLatin1(std::wstring_view text) {
-  std::string narrow;
-  for (const wchar_t character : text) {
-    if (ValueOf(character) > 0xFF) return {};
-    narrow.push_back(static_cast<char>(character));
-  }
-  return narrow;
-}
-
 template <typename View>
 View UntilNul(View text) {
   return text.substr(0, text.find(typename View::value_type{}));
@@ -105,15 +90,11 @@ std::string WideToUtf8(std::wstring_view text) {
 }
 
 std::wstring NarrowToWide(std::string_view text, unsigned codePage) {
-  if (codePage == kCodePageUtf8) return Utf8ToWide(text);
-  if (codePage == kCodePageLatin1) return Latin1ToWide(UntilNul(text));
-  return {};
+  return codePage == kCodePageUtf8 ? Utf8ToWide(text) : std::wstring();
 }
 
 std::string WideToNarrow(std::wstring_view text, unsigned codePage) {
-  if (codePage == kCodePageUtf8) return WideToUtf8(text);
-  if (codePage == kCodePageLatin1) return WideToLatin1(UntilNul(text));
-  return {};
+  return codePage == kCodePageUtf8 ? WideToUtf8(text) : std::string();
 }
 
 namespace tarvex {

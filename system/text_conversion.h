@@ -7,7 +7,6 @@
 // Conversions between narrow and wide texts. Any thread.
 
 inline constexpr unsigned kCodePageUtf8 = 65001;
-inline constexpr unsigned kCodePageLatin1 = 28591;
 
 // These four convert the text up to its first zero character and are strict: a text that holds
 // anything that can't be converted gives an empty text. UTF-8 means well-formed UTF-8: no overlong
@@ -15,7 +14,7 @@ inline constexpr unsigned kCodePageLatin1 = 28591;
 // Source: The Unicode Standard 15.0, table 3-7.
 std::wstring Utf8ToWide(std::string_view text);
 std::string WideToUtf8(std::wstring_view text);
-// The same for a code page: kCodePageUtf8 or kCodePageLatin1. Any other fails.
+// The same for a code page. Any but kCodePageUtf8 fails.
 std::wstring NarrowToWide(std::string_view text, unsigned codePage);
 std::string WideToNarrow(std::wstring_view text, unsigned codePage);
 
