@@ -1,8 +1,11 @@
+#include "frontend/argument_grammar.h"
+
 #include <algorithm>
 
 #include "boundary/orvan_service.h"
 #include "frontend/cli.h"
 #include "frontend/message_keys.h"
+#include "frontend/option_selection.h"
 #include "frontend/parse_text.h"
 #include "system/outside_text.h"
 #include "system/string_handler.h"
@@ -38,49 +41,56 @@ Thing* FindByCatalogue(const DiagCatalogue* catalogue, const std::vector<Thing*>
   return nullptr;
 }
 
-}  // namespace
-
-int Cli::ScanDeviceTokens(int argc, char** argv, bool finalPass, std::string& errorText) {
-  // Each pass sees what the scanner has gone past since the last one, and one word beyond. At the
-  // end the scanner's position says nothing about the words it permuted, so all that is left
-  // counts.
-  const int last = finalPass || optind < 0 ? argc - 1 : std::min(optind, argc - 1);
-  return ScanWords(NextWordIndex(), last, argv, errorText);
+std::string GarbageText(char** first, char** last) {
+  std::string text = std::string(kKeyGarbage) + "(";
+  for (char** word = first; word <= last; ++word) {
+    if (word != first) text += ", ";
+    text += tarvex::InLine(*word);
+  }
+  return text + ") " + kKeyOutsideModule;
 }
 
-int Cli::ScanWords(int first, int last, char** argv, std::string& errorText) {
-  for (int i = first; i <= last; ++i) {
-    ++argsScanned;
-    if (consumedArgs.count(argv[i]) != 0) continue;
-    const std::string token = DeviceToken(*stringHandler, argv[i]);
+// A word that is no test is the name of a device on which the diagnostic is to run.
+void NoteDeviceInText(Cli& cli, const std::string& word,
+                      const std::shared_ptr<CliDiagnostic>& diagnostic) {
+  const std::string item = tarvex::WithoutSteering(word);
+  AddOnce(cli.testsTakenAsDevices, item);
+  ModuleSelection& selection = *diagnostic->selection;
+  if (selection.devices.Find(item) != nullptr) cli.AddWarning(kKeyRedundantDevice);
+  selection.DeviceEntry(item).diagnostics.push_back(diagnostic);
+}
+
+}  // namespace
+
+int ScanWords(Cli& cli, int last, char** argv, std::string& errorText) {
+  for (int i = cli.lastModuleArgIndex + cli.argsScanned + 1; i <= last; ++i) {
+    ++cli.argsScanned;
+    if (cli.consumedArgs.count(argv[i]) != 0) continue;
+    const std::string token = DeviceToken(*cli.stringHandler, argv[i]);
     if (token.empty()) continue;
-    if (token == "-") {
-      errorText += std::string(kKeyFollowingDevicesMissing) + ": -";
-      return kParseFatal;
-    }
+    if (token == "-") return Fail(errorText, errorText + kKeyFollowingDevicesMissing + ": -");
     if (token.front() == '-') continue;
-    flags |= CLI_FLAG_DEVICES_CHOSEN;
-    ++optionsSeen;
-    ModuleSelection* selection = CurrentSelection();
-    if (selection == nullptr) {
-      errorText = std::string(kKeyGarbage) + "(";
-      for (int rest = i; rest <= last; ++rest) {
-        errorText += tarvex::InLine(argv[rest]);
-        if (rest < last) errorText += ", ";
-      }
-      errorText += std::string(") ") + kKeyOutsideModule;
-      return kParseFatal;
-    }
-    if (selection->devices.Find(token) != nullptr) AddOnce(duplicatedDevices, token);
+    cli.flags |= CLI_FLAG_DEVICES_CHOSEN;
+    ++cli.optionsSeen;
+    ModuleSelection* selection = CurrentSelection(cli);
+    if (selection == nullptr) return Fail(errorText, GarbageText(argv + i, argv + last));
+    if (selection->devices.Find(token) != nullptr) AddOnce(cli.duplicatedDevices, token);
     selection->DeviceEntry(token).namedForModule = true;
     selection->devicesNamed = true;
   }
   return kParseOk;
 }
 
-int Cli::AddDiagnostic(int argc, char** argv, char optionValue, const char* optionText,
-                       std::string& errorText) {
-  ModuleSelection* selection = CurrentSelection();
+int Cli::ScanDeviceTokens(int argc, char** argv, bool finalPass, std::string& errorText) {
+  // Each pass sees what the scanner has gone past since the last one, and one word beyond. At the
+  // end the scanner's position says nothing about the words it permuted, so all that is left
+  // counts.
+  const int last = finalPass || optind < 0 ? argc - 1 : std::min(optind, argc - 1);
+  return ScanWords(*this, last, argv, errorText);
+}
+
+int Cli::AddDiagnostic(char optionValue, const char* optionText, std::string& errorText) {
+  ModuleSelection* selection = CurrentSelection(*this);
   if (selection == nullptr) return Fail(errorText, kKeyDiagnosticForNoModule);
   flags |= CLI_FLAG_DIAGNOSTIC;
   if (selection->module == nullptr) return kParseOk;
@@ -91,10 +101,11 @@ int Cli::AddDiagnostic(int argc, char** argv, char optionValue, const char* opti
   }
   auto record = std::make_shared<CliDiagnostic>();
   record->diagnostic = diagnostic;
+  record->selection = selection;
   diagnostic->Name(record->name);
   if (optionText != nullptr) record->testsText = optionText;
   selection->diagnostics.push_back(std::move(record));
-  return ScanDeviceTokens(argc, argv, false, errorText);
+  return ScanDeviceTokens(line_.argc, line_.argv, false, errorText);
 }
 
 DiagDiagnostic* Cli::FindDiagnostic(const ModuleSelection& selection,
@@ -105,9 +116,8 @@ DiagDiagnostic* Cli::FindDiagnostic(const ModuleSelection& selection,
 }
 
 DiagTest* Cli::FindTest(const CliDiagnostic& diagnostic, const std::string& name) {
-  const ModuleSelection* selection = CurrentSelection();
-  if (selection == nullptr || selection->module == nullptr) return nullptr;
-  return FindByCatalogue(selection->module->TestCatalogue(), diagnostic.diagnostic->Tests(), name);
+  return FindByCatalogue(diagnostic.selection->module->TestCatalogue(),
+                         diagnostic.diagnostic->Tests(), name);
 }
 
 int Cli::ParseDiagnostic(const std::shared_ptr<CliDiagnostic>& diagnostic, std::string& errorText) {
@@ -128,23 +138,13 @@ int Cli::ParseDiagnostic(const std::shared_ptr<CliDiagnostic>& diagnostic, std::
     code = ParseTest(item, *diagnostic, errorText);
     if (code == kParseNoTest) {
       deviceNamed = true;
-      NoteDeviceInText(item, diagnostic);
+      NoteDeviceInText(*this, item, diagnostic);
       code = kParseOk;
     }
   }
   if (diagnostic->tests.empty()) diagnostic->allTests = true;
   if (!deviceNamed) diagnostic->allDevices = true;
   return code;
-}
-
-// A word that is no test is the name of a device on which the diagnostic is to run.
-void Cli::NoteDeviceInText(const std::string& word,
-                           const std::shared_ptr<CliDiagnostic>& diagnostic) {
-  const std::string item = tarvex::WithoutSteering(word);
-  AddOnce(testsTakenAsDevices, item);
-  ModuleSelection* selection = CurrentSelection();
-  if (selection->devices.Find(item) != nullptr) AddWarning(kKeyRedundantDevice);
-  selection->DeviceEntry(item).diagnostics.push_back(diagnostic);
 }
 
 int Cli::CheckParentheses(const std::string& text, std::string& errorText) {
@@ -155,30 +155,28 @@ int Cli::CheckParentheses(const std::string& text, std::string& errorText) {
 
 int Cli::SplitTests(const std::string& source, std::vector<std::string>& out,
                     std::string& errorText) {
-  const auto fail = [&](const char* key) {
-    out.clear();
-    return Fail(errorText, key);
-  };
   constexpr std::size_t kNone = std::string::npos;
   out.clear();
+  std::vector<std::string> items;
   const std::string text = WithoutBlanks(*stringHandler, source);
-  if (text.empty()) return fail(kKeyEmptyDiagnosticArgument);
+  if (text.empty()) return Fail(errorText, kKeyEmptyDiagnosticArgument);
   for (std::size_t pos = 0; pos < text.size();) {
     std::size_t comma = text.find(',', pos);
     const std::size_t open = text.find('(', pos);
     const std::size_t close = text.find(')', pos);
-    if (close < open) return fail(kKeyClosingWithoutOpening);
+    if (close < open) return Fail(errorText, kKeyClosingWithoutOpening);
     if (comma > open) {
-      if (close == kNone) return fail(kKeyNoClosing);
+      if (close == kNone) return Fail(errorText, kKeyNoClosing);
       comma = close + 1;
-      if (comma < text.size() && text[comma] != ',') return fail(kKeyNoSeparator);
+      if (comma < text.size() && text[comma] != ',') return Fail(errorText, kKeyNoSeparator);
     }
-    if (comma == pos) return fail(kKeyEmptyTest);
-    out.push_back(text.substr(pos, comma - pos));
+    if (comma == pos) return Fail(errorText, kKeyEmptyTest);
+    items.push_back(text.substr(pos, comma - pos));
     if (comma == kNone) break;
     pos = comma + 1;
   }
-  if (text.back() == ',') return fail(kKeyEmptyTest);
+  if (text.back() == ',') return Fail(errorText, kKeyEmptyTest);
+  out = std::move(items);
   return kParseOk;
 }
 
@@ -205,7 +203,7 @@ int Cli::ParseTest(const std::string& text, CliDiagnostic& diagnostic, std::stri
   if (ParseParameters(*record, errorText) != kParseOk) return kParseFatal;
 
   DiagKey key;
-  DiagCatalogEntry* entry = (*CurrentSelection()->module->TestCatalogue())[test->Key(key)];
+  DiagCatalogEntry* entry = (*diagnostic.selection->module->TestCatalogue())[test->Key(key)];
   if (entry == nullptr) return Fail(errorText, kKeyTestNotValid, kParseNoTest);
   const std::uint32_t rule = entry->ParameterRule();
   if (rule == kParametersMandatory && record->parameters.empty()) {

@@ -28,7 +28,6 @@ class HostSignalHandler;
 class HostSystemEvents;
 class HostTimeHandler;
 class OrvanService;
-class OrvanSettings;
 class OrvanStdio;
 class ProductVersion;
 class StringHandler;
@@ -83,8 +82,7 @@ class Cli {
 
   // The diagnostic grammar.
   int ScanDeviceTokens(int argc, char** argv, bool finalPass, std::string& errorText);
-  int AddDiagnostic(int argc, char** argv, char optionValue, const char* optionText,
-                    std::string& errorText);
+  int AddDiagnostic(char optionValue, const char* optionText, std::string& errorText);
   DiagDiagnostic* FindDiagnostic(const ModuleSelection& selection, const std::string& optionText);
   DiagTest* FindTest(const CliDiagnostic& diagnostic, const std::string& name);
   int ParseDiagnostic(const std::shared_ptr<CliDiagnostic>& diagnostic, std::string& errorText);
@@ -158,47 +156,15 @@ class Cli {
   std::exception_ptr keptException;  // the InvalidAppKey that ended a run
 
  private:
-  struct OptionScan;
-  struct OptionCase;
   struct ModuleRun;
+  struct CommandLine {
+    int argc = 0;
+    char** argv = nullptr;
+  };
 
   // Lifecycle.
   void StartService();
-  bool WillReadKeys() const;
-  void PrintBanner();
-  int RunSettingsStep(std::string& errorText);
-  void FillSettings(OrvanSettings& settings) const;
-  void RemoveExecutionRecords();
-  int ShowParseFailure(int code, const std::string& errorText);
-  void ShowWarnings();
-  [[noreturn]] void EndProcess(const char* text);
   OrvanService* Service() const;
-
-  // Option parsing.
-  static const OptionCase* FindOptionCase(int value);
-  int CheckArguments(int argc, char** argv, std::string& errorText);
-  int ScanOptions(OptionScan& scan);
-  int HandleInfoOption(OptionScan& scan, const OptionCase& option);
-  int HandleUnrecognized(OptionScan& scan, const OptionCase& option);
-  int HandleCaller(OptionScan& scan, const OptionCase& option);
-  int HandleGroup(OptionScan& scan, const OptionCase& option);
-  int HandleModule(OptionScan& scan, const OptionCase& option);
-  int HandleTool(OptionScan& scan, const OptionCase& option);
-  int HandleRunAll(OptionScan& scan, const OptionCase& option);
-  int HandleFlag(OptionScan& scan, const OptionCase& option);
-  int HandleSupervised(OptionScan& scan, const OptionCase& option);
-  int HandleBackground(OptionScan& scan, const OptionCase& option);
-  int HandleDataCollection(OptionScan& scan, const OptionCase& option);
-  int HandleOutput(OptionScan& scan, const OptionCase& option);
-  int HandleSave(OptionScan& scan, const OptionCase& option);
-  int HandleDiagnostic(OptionScan& scan, const OptionCase& option);
-  int CheckConflicts(std::string& errorText);
-  void CopyInfoFlags();
-  int ResolveTool(std::string& errorText);
-  int ScanWords(int first, int last, char** argv, std::string& errorText);
-  int NextWordIndex() const { return lastModuleArgIndex + argsScanned + 1; }
-  ModuleSelection* CurrentSelection();
-  void NoteDeviceInText(const std::string& word, const std::shared_ptr<CliDiagnostic>& diagnostic);
 
   // Run driver.
   void OpenFinalResult(const ModuleSelection& selection, bool& opened);
@@ -235,7 +201,6 @@ class Cli {
   void ShowModuleVersion(DiagModule* module);
   void ShowModuleVersions();
   void ShowModuleList();
-  void ShowModuleListHint();
   void ShowModuleHelp(ModuleSelection& selection);
   void ShowVersionOf(ModuleSelection& selection);
   void ShowDevices(ModuleSelection& selection);
@@ -254,5 +219,6 @@ class Cli {
   std::string Upper(std::string text) const;
   std::string KeyVersionText(const DiagKey& key) const;
 
+  CommandLine line_;              // the one in hand
   bool firstCancelSeen_ = false;  // the first canceled test keeps its time, later ones show none
 };

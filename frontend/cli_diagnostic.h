@@ -16,6 +16,7 @@ class DiagDiagnostic;
 class DiagModule;
 class DiagTest;
 class DiagTool;
+struct ModuleSelection;
 
 // Records in the order of first mention, looked up by exact text. A record stays where it is.
 template <typename Record>
@@ -80,6 +81,7 @@ struct CliDiagnostic {
   bool allTests = false;                 // no test was named
   bool allDevices = false;               // no device was named inside the text
   DiagDiagnostic* diagnostic = nullptr;  // owned by the service
+  ModuleSelection* selection = nullptr;  // that it was named for; null: it stands in
 };
 
 // A device that the user named, not checked against the machine.

@@ -1,6 +1,9 @@
+#include "frontend/help.h"
+
 #include "boundary/orvan_service.h"
 #include "frontend/cli.h"
 #include "frontend/message_keys.h"
+#include "frontend/options.h"
 #include "system/string_handler.h"
 #include "views/orvan_stdio.h"
 
@@ -8,37 +11,24 @@
 
 namespace {
 
-// The general help, up to the names of the modules. "--remove" stands here although the long
-// option is "--remove-wmi"; users know it so.
-constexpr char kGeneralHelp[] =
+// The general help, up to the names of the modules: what stands in front of the program's options,
+// behind them, and behind those of a module.
+constexpr char kGeneralOptions[] =
     "\n> General options\n"
     "  Usage: " NAME
     " [option]\n"
-    "  Options:\n"
-    "    -A, --list-modules              Lists available modules\n"
-    "    -h, --help                      Shows CLI general help\n"
-    "    -v, --version                   Lists module(s) version\n"
-    "    -o, --output                    Redirects CLI output to a file\n"
-    "    -b, --background                Runs CLI in background mode\n"
-    "    -W, --wmi                       Save the logs on WMI services\n"
-    "    -r, --remove                    Erase Tarvex Diagnostics namespace\n\n"
-    "  Example:\n"
+    "  Options:\n";
+constexpr char kModuleOptions[] =
+    "\n  Example:\n"
     "   => TarvexDiagnosticsCLI.exe -W -Mstorage -Mpci_express\n\n"
     "> Module specific options\n"
     "  Usage: " NAME
     " -Mmodule_name [option]\n"
     "         " NAME
     " --module=module_name [option]\n"
-    "  Options:\n"
-    "    -h, --help                      Shows the help of the selected module\n"
-    "    -L, --list-diagnostics          Lists diagnostics of the selected module(s)\n"
-    "    -D, --list-devices              Lists devices of chosen module(s)\n"
-    "    -R, --list-resources            Lists devices resources of chosen module(s)\n"
-    "    -S, --list-tools                Lists tools of chosen module(s)\n"
-    "    -T[hint], --tool=[hint]         Executes a tool of the chosen module\n"
-    "    --data-collection=[value]       Enable or disable data collection by passing value 0 or "
-    "1\n\n"
-    "> Perform diagnostics\n"
+    "  Options:\n";
+constexpr char kRuns[] =
+    "\n> Perform diagnostics\n"
     "  Usage: " NAME
     " [module] [diagnostic]\"[test(s)]\" [device id(s)]\n"
     "    -M[module_name]                 Performs default diagnostic of the module\n"
@@ -75,7 +65,8 @@ constexpr char kModuleListHint[] =
 #undef NAME
 
 void Cli::ShowGeneralHelp() {
-  std::string text = kGeneralHelp;
+  std::string text =
+      kGeneralOptions + GeneralOptionsHelp() + kModuleOptions + ModuleOptionsHelp() + kRuns;
   bool first = true;
   for (DiagModule* module : *modules) {
     if (!first) text += ", ";
@@ -88,8 +79,8 @@ void Cli::ShowGeneralHelp() {
   view->PrintNewLine();
 }
 
-void Cli::ShowModuleListHint() {
-  view->PrintRaw(kModuleListHint, true);
+void ShowModuleListHint(OrvanStdio& view) {
+  view.PrintRaw(kModuleListHint, true);
 }
 
 void Cli::ShowToolHint(DiagTool* tool, const std::string& moduleName) {

@@ -5,6 +5,7 @@
 #include "boundary/orvan_service_version.h"
 #include "frontend/cadence.h"
 #include "frontend/cli.h"
+#include "frontend/help.h"
 #include "frontend/message_keys.h"
 #include "frontend/thread_completion.h"
 #include "frontend/thread_manager.h"
@@ -113,7 +114,7 @@ void Cli::ShowModuleList() {
       view->PrintRaw("  - " + name, true);
     }
   }
-  ShowModuleListHint();
+  ShowModuleListHint(*view);
 }
 
 void Cli::ScanModuleDevices(ModuleSelection* selection) {

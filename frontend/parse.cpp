@@ -3,16 +3,16 @@
 
 #include "boundary/hostlayer.h"
 #include "boundary/orvan_service.h"
-#include "boundary/orvan_service_errors.h"
-#include "boundary/orvan_service_settings.h"
 #include "frontend/cli.h"
 #include "frontend/message_keys.h"
+#include "frontend/option_conflicts.h"
+#include "frontend/parse_text.h"
+#include "frontend/settings_step.h"
 #include "frontend/system_event_handlers.h"
 #include "frontend/thread_completion.h"
 #include "frontend/thread_manager.h"
 #include "frontend/warning_lines.h"
 #include "system/execution_tracker.h"
-#include "system/machine_setting.h"
 #include "system/process_state.h"
 #include "views/cli_event_queue.h"
 #include "views/cli_stdio_file.h"
@@ -26,26 +26,8 @@
 namespace {
 
 constexpr std::size_t kBannerWidth = 58;
-constexpr char kCollectDataSetting[] = "CollectData";
 
-bool MachineCollectsData() {
-  std::uint32_t value = 0;
-  return ReadMachineSetting(kCollectDataSetting, &value) == 0 && value == 1;
-}
-
-// False when the service cannot use the caller's cache folder.
-bool HandOverSettings(OrvanService& service, const OrvanSettings& settings) {
-  try {
-    service.ApplySettings(settings);
-    return true;
-  } catch (const FailedToVisitLocalCache&) {
-    return false;
-  }
-}
-
-}  // namespace
-
-void Cli::EndProcess(const char* text) {
+[[noreturn]] void EndProcess(const char* text) {
   tarvex::WriteWidened(tarvex::ConsoleStream(), text);
   tarvex::EndLine(tarvex::ConsoleStream());
   release_console_instance(get_console());
@@ -54,28 +36,77 @@ void Cli::EndProcess(const char* text) {
   std::exit(0);
 }
 
+// Whether the line asks for a run that looks at the abort key.
+bool WillReadKeys(const Cli& cli) {
+  if (Has(cli.flags, CLI_FLAG_INFORMATION | CLI_FLAG_SUPERVISED)) return false;
+  const auto isThere = [](const auto& entry) { return entry.second->module != nullptr; };
+  const auto& chosen = Has(cli.flags, CLI_FLAG_RUN_ALL) ? cli.runAllModules : cli.selectedModules;
+  return std::any_of(chosen.begin(), chosen.end(), isThere);
+}
+
+void PrintBanner(OrvanStdio& view, std::uint32_t flags) {
+  constexpr std::uint32_t kNothingToAbort =
+      CLI_FLAG_NO_ABORT_BANNER | CLI_FLAG_HELP | CLI_FLAG_INFORMATION;
+  const std::string row(kBannerWidth, '=');
+  const auto line = [&view](const char* key) {
+    view.PrintRaw(" " + view.FormatKey(key, true, true, true), true);
+  };
+  view.PrintNewLine();
+  view.PrintRaw(row, true);
+  line(kKeyApplicationName);
+  if (!Has(flags, kNothingToAbort)) {
+    line(kKeyPressEscape);
+    view.PrintRaw(row, true);
+  } else {
+    view.PrintRaw(row, true);
+    line("");
+  }
+  view.PrintNewLine();
+}
+
+void RemoveExecutionRecords(OrvanStdio& view) {
+  WindowsSystemExecutionTracker tracker;
+  const char* message = tracker.Remove() == 0 ? kKeyNamespaceRemoved : kKeyNamespaceNotRemoved;
+  view.PrintRaw(view.FormatKey(message, true, true, true), true);
+}
+
+// Shows the failure. True when the line ends in the help.
+bool ShowParseFailure(Cli& cli, int code, const std::string& errorText) {
+  OrvanStdio& view = *cli.view;
+  tarvex::PrintWarningTag(view);
+  view.PrintSentence(
+      std::string(code == kParseFatal ? kKeyFatalParsingError : kKeyRedirectionError) + ":", false);
+  view.PrintUnicode(view.FormatKey(" " + errorText, false, false, true), false);
+  view.PrintNewLine();
+  if (code != kParseFatal && code != kParseFile) return false;
+  cli.flags |= CLI_FLAG_HELP;
+  cli.ShowGeneralHelp();
+  cli.view.reset();
+  return true;
+}
+
+}  // namespace
+
 int Cli::Parse(int argc, char** argv) {
-  if (Service() == nullptr) return 1;
+  if (GetProcessState().service == nullptr) return 1;
   view.reset();
   flags = 0;
   std::string errorText;
   // Answered above; it stays for a service that goes away in between.
-  if (Service() == nullptr) EndProcess(kTextNoService);
+  if (GetProcessState().service == nullptr) EndProcess(kTextNoService);
   modules = ThreadManager::Instance().Modules();
   if (modules == nullptr) EndProcess(kTextNoModules);
 
   int code = ParseCommandLine(argc, argv, errorText);
   if (code != kParseOk) flags &= ~CLI_FLAG_OUTPUT_FILE;
-  if (Has(flags, CLI_FLAG_CALLER) && !Has(flags, CLI_FLAG_DATA_COLLECTION_SET)) {
-    errorText = kKeyCallerNeedsDataCollection;
-    code = kParseFatal;
+  if (const OptionConflict* conflict = FindConflict(Moment::kParsed, {*this})) {
+    code = Fail(errorText, conflict->key);
   }
   const int viewCode = CreateView();
   if (!Has(flags, CLI_FLAG_CALLER)) callerInfo.appName = ApplicationName();
   if (viewCode == kParseFile) {
     result = kResultOutputFile;
-    errorText = kKeyErrorOpeningFile;
-    code = kParseFile;
+    code = Fail(errorText, kKeyErrorOpeningFile, kParseFile);
   } else if (code == kParseOk && viewCode == 0 && Has(flags, CLI_FLAG_BACKGROUND)) {
     return LaunchInBackground(argc, argv);
   }
@@ -83,23 +114,24 @@ int Cli::Parse(int argc, char** argv) {
     if (Has(flags, CLI_FLAG_TOOL)) return 0;
     code = ValidateSelections(errorText);
   }
-  if (code == kParseOk && WillReadKeys()) view->TakeKeyboard();
+  if (code == kParseOk && WillReadKeys(*this)) view->TakeKeyboard();
   ComposeWarnings();
-  if (view != nullptr) PrintBanner();
+  if (view != nullptr) PrintBanner(*view, flags);
   if (code == kParseOk) {
-    code = RunSettingsStep(errorText);
-    if (Has(flags, CLI_FLAG_REMOVE_WMI)) RemoveExecutionRecords();
+    code = HandOverSettings(*this, errorText);
+    if (Has(flags, CLI_FLAG_REMOVE_WMI)) RemoveExecutionRecords(*view);
   }
-  if (code != kParseOk && ShowParseFailure(code, errorText) != 0) return 1;
-  ShowWarnings();
+  if (code != kParseOk && ShowParseFailure(*this, code, errorText)) return 1;
+  for (const std::string& warning : warnings) {
+    tarvex::PrintWarning(*view, warning);
+    view->PrintNewLine();
+  }
   return code;
 }
 
 int Cli::CreateView() {
   const bool background = Has(flags, CLI_FLAG_BACKGROUND_INSTANCE);
-  if (Has(flags, CLI_FLAG_SUPERVISED)) {
-    view = std::make_unique<HDKio>();
-  } else if (Has(flags, CLI_FLAG_OUTPUT_FILE)) {
+  if (Has(flags & ~BeatenFlags(Moment::kOutput, {*this}), CLI_FLAG_OUTPUT_FILE)) {
     view = std::make_unique<CliStdioFile>(outputFile);
     if (background) {
       view->SetQuiet(true);
@@ -109,6 +141,9 @@ int Cli::CreateView() {
     view = std::make_unique<OrvanStdio>();
     view->Open();
     return kParseFile;
+  }
+  if (Has(flags, CLI_FLAG_SUPERVISED)) {
+    view = std::make_unique<HDKio>();
   } else if (background) {
     view = std::make_unique<CliStdioNull>();
   } else {
@@ -116,98 +151,4 @@ int Cli::CreateView() {
   }
   view->SetQuiet(background);
   return view->Open();
-}
-
-// Whether the line asks for a run that looks at the abort key.
-bool Cli::WillReadKeys() const {
-  if (Has(flags, CLI_FLAG_INFORMATION | CLI_FLAG_SUPERVISED)) return false;
-  const auto isThere = [](const auto& entry) { return entry.second->module != nullptr; };
-  const auto& chosen = Has(flags, CLI_FLAG_RUN_ALL) ? runAllModules : selectedModules;
-  return std::any_of(chosen.begin(), chosen.end(), isThere);
-}
-
-void Cli::PrintBanner() {
-  constexpr std::uint32_t kNothingToAbort =
-      CLI_FLAG_NO_ABORT_BANNER | CLI_FLAG_HELP | CLI_FLAG_INFORMATION;
-  const std::string row(kBannerWidth, '=');
-  const auto line = [this](const char* key) {
-    view->PrintRaw(" " + view->FormatKey(key, true, true, true), true);
-  };
-  view->PrintNewLine();
-  view->PrintRaw(row, true);
-  line(kKeyApplicationName);
-  if (!Has(flags, kNothingToAbort)) {
-    line(kKeyPressEscape);
-    view->PrintRaw(row, true);
-  } else {
-    view->PrintRaw(row, true);
-    line("");
-  }
-  view->PrintNewLine();
-}
-
-void Cli::FillSettings(OrvanSettings& settings) const {
-  settings.SetString(kSettingAppName, ApplicationName());
-  settings.SetString(kSettingAppVersion, ApplicationVersion());
-  settings.SetBool(kSettingDataCollection, false);
-  settings.SetBool(kSettingExecutionTracker, false);
-  if (!Has(flags, CLI_FLAG_CALLER)) return;
-  settings.SetString(kSettingAppName, callerInfo.appName);
-  settings.SetString(kSettingAppVersion, callerInfo.appVersion);
-  settings.SetBool(kSettingDataCollection, Has(flags, CLI_FLAG_DATA_COLLECTION_SET)
-                                               ? Has(flags, CLI_FLAG_DATA_COLLECTION_VALUE)
-                                               : MachineCollectsData());
-  settings.SetString(kSettingAppKey, callerInfo.appKey);
-  settings.SetString(kSettingCacheDir, callerInfo.cacheDir);
-}
-
-int Cli::RunSettingsStep(std::string& errorText) {
-  OrvanService* service = Service();
-  OrvanSettings settings;
-  FillSettings(settings);
-  const bool savePathGiven = Has(flags, CLI_FLAG_SAVE_PATH);
-  settings.SetBool(kSettingLogPathChanged, savePathGiven);
-  if (savePathGiven) service->SetLogPath(savePath);
-
-  if (!Has(flags, CLI_FLAG_DATA_COLLECTION_SET)) {
-    settings.SetBool(kSettingDataCollection, MachineCollectsData());
-  } else {
-    const bool enabled = Has(flags, CLI_FLAG_DATA_COLLECTION_VALUE);
-    settings.SetBool(kSettingDataCollection, enabled);
-    view->PrintText(enabled ? kKeyDataCollectionOn : kKeyDataCollectionOff, true, true, false,
-                    false);
-    view->PrintNewLine();
-  }
-  const bool firstTaken = HandOverSettings(*service, settings);
-  settings.SetBool(kSettingExecutionTracker, Has(flags, CLI_FLAG_WMI));
-  const bool secondTaken = HandOverSettings(*service, settings);
-  if (firstTaken && secondTaken) return kParseOk;
-  errorText = kKeyInvalidCacheDirectory;
-  return kParseFatal;
-}
-
-void Cli::RemoveExecutionRecords() {
-  WindowsSystemExecutionTracker tracker;
-  const char* message = tracker.Remove() == 0 ? kKeyNamespaceRemoved : kKeyNamespaceNotRemoved;
-  view->PrintRaw(view->FormatKey(message, true, true, true), true);
-}
-
-int Cli::ShowParseFailure(int code, const std::string& errorText) {
-  tarvex::PrintWarningTag(*view);
-  view->PrintSentence(
-      std::string(code == kParseFatal ? kKeyFatalParsingError : kKeyRedirectionError) + ":", false);
-  view->PrintUnicode(view->FormatKey(" " + errorText, false, false, true), false);
-  view->PrintNewLine();
-  if (code != kParseFatal && code != kParseFile) return 0;
-  flags |= CLI_FLAG_HELP;
-  ShowGeneralHelp();
-  view.reset();
-  return 1;
-}
-
-void Cli::ShowWarnings() {
-  for (const std::string& warning : warnings) {
-    tarvex::PrintWarning(*view, warning);
-    view->PrintNewLine();
-  }
 }

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <string>
+
+class Cli;
+struct ModuleSelection;
+struct OptionInHand;
+
+// The options that choose what is worked on. Handlers of options (options.h).
+int TakeModule(Cli& cli, const OptionInHand& option);
+int TakeTool(Cli& cli, const OptionInHand& option);
+int TakeRunAll(Cli& cli, const OptionInHand& option);
+
+// Finds the tool that the line names. A parse code, with the text of a failure.
+int ResolveTool(Cli& cli, int argc, char** argv, std::string& errorText);
+// The selection of the module that the parser works on; null: none yet.
+ModuleSelection* CurrentSelection(const Cli& cli);
