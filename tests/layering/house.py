@@ -17,6 +17,7 @@ MODULE = "service/modules/NAME"
 
 LABEL = re.compile(r"\[\s*([\w/]+)\s*\]")
 CODE = re.compile(r"`([^`]+)`")
+LINK = re.compile(r"\]\(([^)#:]+)\)")
 
 # Which neighbours (rows down, columns right) a character of the drawing joins.
 UP, DOWN, LEFT, RIGHT = (-1, 0), (1, 0), (0, -1), (0, 1)
@@ -32,7 +33,7 @@ HEADS = {"v": DOWN, "<": LEFT, ">": RIGHT}
 
 
 def is_product(path):
-    return not layering.is_test(path) and not path.endswith("_test_support.h")
+    return not layering.is_test(path) and not path.endswith("test_support.h")
 
 
 def product_files(root):
@@ -226,4 +227,33 @@ def check_room_tables(root):
         found += [f"{readme}: no row of {stem}" for stem in sorted(stems - set(named))]
         found += [f"{readme}: {name} is no file" for name in sorted(set(named) - stems)]
         found += [f"{readme}: {name} twice" for name in sorted(set(named)) if named.count(name) > 1]
+    return found
+
+
+def documents(root):
+    """Every document below root, from the root."""
+    for folder, folders, names in os.walk(root):
+        folders[:] = [name for name in folders if not name.startswith(".") and name != "build"]
+        for name in names:
+            if name.endswith(".md"):
+                yield os.path.relpath(os.path.join(folder, name), root)
+
+
+def is_there(root, path):
+    return any(os.path.exists(os.path.join(root, path + suffix)) for suffix in ("", ".h", ".cpp"))
+
+
+def check_paths(root):
+    """Links of documents, and paths in them from the root of the tree, that lead to nothing."""
+    tops = {name for name in os.listdir(root) if os.path.isdir(os.path.join(root, name))} - {"build"}
+    found = []
+    for document in sorted(documents(root)):
+        text = read(root, document)
+        paths = [os.path.join(os.path.dirname(document), link) for link in LINK.findall(text)]
+        paths += [
+            code
+            for code in CODE.findall(text)
+            if code.split("/")[0] in tops and re.fullmatch(r"[a-z0-9_./]+/[a-z0-9_.]*", code)
+        ]
+        found += [f"{document}: there is no {path}" for path in paths if not is_there(root, path)]
     return found

@@ -33,6 +33,21 @@ def test_the_drawing_of_the_rooms_is_true():
     clean(house.check_drawing(house.drawing_of(architecture()), layering.ROOMS))
 
 
+def test_every_decision_names_a_file_that_is_there():
+    text = architecture()
+    assert len(house.decisions_of(text)) >= 20
+    clean(house.check_decisions(ROOT, text))
+
+
+def test_every_product_file_has_one_row_in_its_rooms_table():
+    clean(house.check_room_tables(ROOT))
+
+
+def test_every_path_in_a_document_leads_somewhere():
+    assert "ARCHITECTURE.md" in house.documents(ROOT)
+    clean(house.check_paths(ROOT))
+
+
 # ---- The rules on made-up trees -----------------------------------------------------------------
 
 TOO_LONG = [
@@ -185,3 +200,12 @@ def test_folder_with_a_table_of_its_own_is_left_out_of_its_rooms(tmp_path):
         "tools/sub/README.md": own,
     }
     assert house.check_room_tables(write(tmp_path, files)) == []
+
+
+def test_path_in_a_document_that_leads_nowhere_is_found(tmp_path):
+    text = "`os/a` [a](a.h) `os/a.h` `os/` [b](b.h) `os/b.h` `os/NAME.h` `etc/b.h` `os` [c](http://c)"
+    root = write(tmp_path, {"os/a.h": "", "os/README.md": text})
+    assert house.check_paths(root) == [
+        "os/README.md: there is no os/b.h",
+        "os/README.md: there is no os/b.h",
+    ]
