@@ -3,7 +3,7 @@
 #   tarvex_library(NAME SOURCES ... [DEPENDS ...] [PRIVATE ...] [TESTS ...] [TEST_DEPENDS ...])
 #   tarvex_interface(NAME [DEPENDS ...])
 #   tarvex_shared(NAME SOURCES ... [DEPENDS ...] [PRIVATE ...])
-#   tarvex_module(NAME SOURCES ... [DEPENDS ...] [PRIVATE ...] [TESTS ...] [TEST_DEPENDS ...])
+#   tarvex_module(NAME [DEPENDS ...] [PRIVATE ...] [TEST_DEPENDS ...])
 #   tarvex_test(NAME SOURCES ... [DEPENDS ...])
 #   tarvex_program(NAME SOURCES ... [DEPENDS ...] [OUTPUT_DIR ...])
 #
@@ -102,11 +102,15 @@ function(tarvex_shared name)
 endfunction()
 
 # A diagnostic module: its code as a static library NAME_code for the unit tests, and the plug-in
-# build/<preset>/lib/orvan/modules/NAME.so, which exports OrvanModuleEntry and nothing else.
+# build/<preset>/lib/orvan/modules/NAME.so, which exports OrvanModuleEntry and nothing else. Its
+# sources are the folder's *.cpp, of which *_test.cpp are the unit tests and entry.cpp is the entry.
 function(tarvex_module name)
-  cmake_parse_arguments(A "" "" "SOURCES;DEPENDS;PRIVATE;TESTS;TEST_DEPENDS" ${ARGN})
-  tarvex_library(${name}_code SOURCES ${A_SOURCES} DEPENDS ${A_DEPENDS} PRIVATE ${A_PRIVATE}
-                 TESTS ${A_TESTS} TEST_DEPENDS ${A_TEST_DEPENDS})
+  cmake_parse_arguments(A "" "" "DEPENDS;PRIVATE;TEST_DEPENDS" ${ARGN})
+  file(GLOB sources CONFIGURE_DEPENDS "*.cpp")
+  file(GLOB tests CONFIGURE_DEPENDS "*_test.cpp")
+  list(REMOVE_ITEM sources ${tests} "${CMAKE_CURRENT_SOURCE_DIR}/entry.cpp")
+  tarvex_library(${name}_code SOURCES ${sources} DEPENDS ${A_DEPENDS} PRIVATE ${A_PRIVATE}
+                 TESTS ${tests} TEST_DEPENDS ${A_TEST_DEPENDS})
   add_library(${name}_module MODULE "${CMAKE_CURRENT_SOURCE_DIR}/entry.cpp")
   target_link_libraries(${name}_module PRIVATE ${name}_code)
   target_link_options(${name}_module PRIVATE

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "service/core/guard.h"
+#include "service/core/help_text.h"
 #include "service/core/outside_text.h"
 #include "service/core/unsearched_devices.h"
 #include "system/key_format.h"
@@ -57,7 +58,7 @@ void ModuleAdapter::AddTools(Termination& termination) {
 
 std::string& ModuleAdapter::GetHelpText(std::string& text) {
   text = Guarded(log_, "help of module " + name_, std::string(),
-                 [this] { return InLines(module_->HelpText()); });
+                 [this] { return InLines(HelpTextOf(*module_)); });
   return text;
 }
 

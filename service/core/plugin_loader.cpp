@@ -5,6 +5,7 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "boundary/reserved_options.h"
 #include "os/trusted_file.h"
 #include "service/core/caller_rules.h"
 #include "service/core/guard.h"
@@ -50,6 +51,20 @@ void Require(const std::string& fault) {
   }
 }
 
+// Scenarios may take such options, for they are there to try the front end.
+std::string ReservedOptionFault(const sdk::Module& module) {
+  for (const sdk::DiagnosticRecord& diagnostic : module.Diagnostics()) {
+    const std::string letter = diagnostic.option.substr(0, 1);
+    const bool hasLetter = letter.empty() || IsReservedLetter(letter[0]);
+    if (hasLetter || IsReservedLongName(diagnostic.longName)) {
+      return "its diagnostic " + diagnostic.name + " has the option \"" +
+             (hasLetter ? '-' + letter : "--" + diagnostic.longName) +
+             "\", which no module can have";
+    }
+  }
+  return {};
+}
+
 // A folder of plug-ins, and the path by which it is known.
 struct PluginFolder {
   tarvex::Descriptor folder;
@@ -69,6 +84,7 @@ ModulePointer LoadPlugin(const PluginFolder& folder, const std::string& name,
   if (module == nullptr) {
     throw std::runtime_error("makes no module");
   }
+  Require(ReservedOptionFault(*module));
   return module;
 }
 

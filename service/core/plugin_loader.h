@@ -20,7 +20,8 @@ struct LoadedPlugins {
 };
 
 // Loads every plug-in "*.so" of the folder, in the order of the file names. One that cannot be
-// trusted, loaded or made is refused, and the others go on. A folder that others may write, or that
+// trusted, loaded or made is refused, and so is one with a diagnostic whose option no module can
+// have (boundary/reserved_options.h); the others go on. A folder that others may write, or that
 // is missing, is refused whole. Plug-ins stay mapped until the process ends, for a call into the
 // kernel that hangs may return into one at any time. Never throws but for want of memory.
 LoadedPlugins LoadPlugins(const std::string& folder, const sdk::ModuleEnvironment& environment);

@@ -43,7 +43,7 @@ TEST_F(PluginLoaderTest, LoadsInTheOrderOfTheFileNamesAndLooksAtNothingElse) {
   EXPECT_EQ(loaded.modules[0].origin, folder.Path("a.so"));
   EXPECT_EQ(loaded.modules[1].origin, folder.Path("b.so"));
   EXPECT_EQ(loaded.modules[0].module->Name(), "Small");
-  EXPECT_EQ(loaded.modules[0].module->HelpText(), "/lib/x|s/k=v;");
+  EXPECT_EQ(loaded.modules[0].module->Help().whole, "/lib/x|s/k=v;");
 }
 
 TEST_F(PluginLoaderTest, OneThatIsRefusedDoesNotStopTheOthers) {
@@ -88,6 +88,21 @@ TEST_F(PluginLoaderTest, RefusesAModuleThatThrowsAndNamesItsReason) {
 
 TEST_F(PluginLoaderTest, RefusesAModuleThatIsNone) {
   EXPECT_EQ(ReasonOf("makes_null"), "makes no module");
+}
+
+TEST_F(PluginLoaderTest, RefusesAModuleThatTakesAnOptionOfTheProgram) {
+  EXPECT_EQ(ReasonOf("taken_letter"),
+            "its diagnostic SMALL_TEST has the option \"-v\", which no module can have");
+}
+
+TEST_F(PluginLoaderTest, RefusesAModuleThatTakesALongOptionOfTheProgram) {
+  EXPECT_EQ(ReasonOf("taken_name"),
+            "its diagnostic SMALL_TEST has the option \"--help\", which no module can have");
+}
+
+TEST_F(PluginLoaderTest, RefusesADiagnosticWithoutALetter) {
+  EXPECT_EQ(ReasonOf("no_letter"),
+            "its diagnostic SMALL_TEST has the option \"-\", which no module can have");
 }
 
 TEST_F(PluginLoaderTest, RefusesWhatIsNoLibrary) {
@@ -137,7 +152,7 @@ TEST_F(PluginLoaderTest, TheSourceReadsTheSettingFileAndLogsRefusals) {
   const std::optional<std::vector<LoadedModule>> modules = source.Load(log);
   ASSERT_TRUE(modules.has_value());
   ASSERT_EQ(modules->size(), 1U);
-  EXPECT_EQ(modules->front().module->HelpText(), LibraryFolder() + "|storage/include_loop=1;");
+  EXPECT_EQ(modules->front().module->Help().whole, LibraryFolder() + "|storage/include_loop=1;");
   EXPECT_EQ(source.Refusals().size(), 1U);
   EXPECT_EQ(
       testing::LogLinesAfterStart(other.Path("log")),

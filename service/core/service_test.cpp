@@ -48,7 +48,7 @@ class BrokenModule final : public sdk::Module {
  public:
   std::string Name() const override { throw std::runtime_error("nameless"); }
   ProductVersion Version() const override { return {0, 0, 0, 0}; }
-  std::string HelpText() const override { return {}; }
+  sdk::ModuleHelp Help() const override { return {}; }
   const std::vector<sdk::DiagnosticRecord>& Diagnostics() const override { return diagnostics; }
   const std::vector<sdk::ToolRecord>& Tools() const override { return tools; }
   std::vector<std::unique_ptr<sdk::Device>> ScanDevices(std::stop_token) override { return {}; }

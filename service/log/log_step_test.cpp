@@ -111,6 +111,7 @@ TEST_F(StepLogTest, MeasurementsHaveUnitsAndLimits) {
                              {Kind::kLessThanOrEqual, 3},
                              {Kind::kGreaterThan, 4},
                              {Kind::kGreaterThanOrEqual, 5}}});
+              step.Measure({"offset", -0.25, "s", {{Kind::kGreaterThan, -40}}});
               step.Measure({"odd", std::nan(""), ""});
             }),
             (Lines{Line(R"("measurement":{"name":"bytes-read","value":1000000000000,"unit":"B"})"),
@@ -122,6 +123,8 @@ TEST_F(StepLogTest, MeasurementsHaveUnitsAndLimits) {
                         R"({"type":"LESS_THAN_OR_EQUAL","value":3},)"
                         R"({"type":"GREATER_THAN","value":4},)"
                         R"({"type":"GREATER_THAN_OR_EQUAL","value":5}]})"),
+                   Line(R"("measurement":{"name":"offset","value":-0.25,"unit":"s",)"
+                        R"("validators":[{"type":"GREATER_THAN","value":-40}]})"),
                    Line(R"("measurement":{"name":"odd","value":"nan"})")}));
 }
 

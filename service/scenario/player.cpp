@@ -92,7 +92,7 @@ class ScriptedModule final : public sdk::Module {
   explicit ScriptedModule(ModuleScript script) : script_(std::move(script)) {}
   std::string Name() const override { return script_.name; }
   ProductVersion Version() const override { return script_.version; }
-  std::string HelpText() const override { return script_.help; }
+  sdk::ModuleHelp Help() const override { return {.summary = {}, .whole = script_.help}; }
   const std::vector<sdk::DiagnosticRecord>& Diagnostics() const override {
     return script_.diagnostics;
   }

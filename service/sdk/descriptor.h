@@ -8,7 +8,7 @@ namespace orvan::sdk {
 
 inline constexpr std::uint32_t kModuleMagic = 0x4E565254;  // "TRVN"
 // Raised with every change of a class or record in service/sdk or the boundary records.
-inline constexpr std::uint32_t kModuleAbiVersion = 4;
+inline constexpr std::uint32_t kModuleAbiVersion = 5;
 
 // What a plug-in's one exported entry returns. The service checks magic, version and size before
 // it looks at anything else.

@@ -22,7 +22,9 @@ struct Limit {
 // One value that a test measured, for the log. It decides nothing: the verdict does.
 struct Measurement {
   std::string name;  // lower case with hyphens, e.g. "read-rate"
-  double value = 0;  // whole numbers are exact up to 2^53
+  // Signed, and so is a limit: a temperature or an offset may be below 0. Whole numbers are exact
+  // from -2^53 to 2^53.
+  double value = 0;
   std::string unit;  // e.g. "B/s"; empty for a count
   std::vector<Limit> limits = {};
 };

@@ -4,6 +4,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <stop_token>
 #include <string>
 #include <vector>
@@ -19,13 +20,19 @@
 namespace orvan::sdk {
 
 // One test: one row of a module's table. Names and labels are message keys.
+//
+// Its `key` is TestKey's: an identifier, by which the service and the command line know the test,
+// and a version, which the listing of tests and the supervisor protocol show. Its `parameterRule`
+// is read when the command line is: with kParametersMandatory a test without values is refused,
+// with kParametersNotWanted values are passed on with a warning, and any other value, such as 0,
+// leaves the user free.
 struct TestRecord {
   std::string name;      // e.g. "FUNNEL_READ_TEST"
   std::string option;    // e.g. "f"
   std::string longName;  // e.g. "funnel-read"
   std::uint32_t parameterRule = 0;
-  DiagKey key;  // version in major, minor, build; the identifier is unique in the module
-  bool needsOperator = false;
+  DiagKey key;
+  bool needsOperator = false;  // a person at the machine; run-all can leave such tests out
   std::vector<ParameterSpec> parameters;
   std::function<bool(const Device&)> appliesTo;  // none: every device
   // Returns a verdict for whatever the hardware does. An exception that leaves it is invalid.
@@ -35,15 +42,27 @@ struct TestRecord {
   std::function<std::vector<ParameterSpec>(const Device&)> parametersOn = {};
 };
 
-// One diagnostic: a named list of tests.
+// One diagnostic: a named list of tests. Its option and its long name are options of the command
+// line, so a plug-in that takes one of the program's own (boundary/reserved_options.h) is refused.
+//
+// Its `key` is DiagnosticKey's: an identifier, and the kind, by which run-all chooses. Nobody reads
+// its `parameterRule`.
 struct DiagnosticRecord {
   std::string name;      // e.g. "QUICK_TEST"
-  std::string option;    // e.g. "Q"
+  std::string option;    // e.g. "Q"; the first character counts
   std::string longName;  // e.g. "quick"
   std::uint32_t parameterRule = 0;
-  DiagKey key;  // the kind in minor; the identifier is unique in the module
+  DiagKey key;
   std::vector<TestRecord> tests;
   std::string summary;  // one plain line for the help text
+};
+
+// A module's help in plain text: its name and summary, the rows of its diagnostics with their
+// parameters, which the service adds, and the example.
+struct ModuleHelp {
+  std::string summary;  // one line behind the name, e.g. "reads disks and never writes to them."
+  std::string example = {};  // arguments behind the module's, e.g. "-Q 0"; may be empty
+  std::optional<std::string> whole = {};  // the whole help, in place of all that
 };
 
 // A diagnostic module. The service calls it on one thread at a time.
@@ -52,7 +71,7 @@ class Module {
   virtual ~Module() = default;
   virtual std::string Name() const = 0;
   virtual ProductVersion Version() const = 0;
-  virtual std::string HelpText() const = 0;
+  virtual ModuleHelp Help() const = 0;
   // In display order; the same at every call.
   virtual const std::vector<DiagnosticRecord>& Diagnostics() const = 0;
   virtual const std::vector<ToolRecord>& Tools() const = 0;

@@ -54,7 +54,9 @@ class PlainModule final : public sdk::Module {
  public:
   std::string Name() const override { return name; }
   ProductVersion Version() const override { return {1, 2, 3, 4}; }
-  std::string HelpText() const override { return help ? help() : "help of " + name; }
+  sdk::ModuleHelp Help() const override {
+    return {.summary = {}, .whole = help ? help() : "help of " + name};
+  }
   const std::vector<sdk::DiagnosticRecord>& Diagnostics() const override { return diagnostics; }
   const std::vector<sdk::ToolRecord>& Tools() const override { return tools; }
   std::vector<std::unique_ptr<sdk::Device>> ScanDevices(std::stop_token stop) override {

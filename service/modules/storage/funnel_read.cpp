@@ -1,19 +1,25 @@
 #include "service/modules/storage/read_tests.h"
 
 namespace orvan::storage {
+namespace {
 
-const ReadStyle& FunnelRead() {
-  static const ReadStyle style{
-      // One at a time, so that neither the kernel nor the drive puts the jumps into another order.
-      .mostInFlight = 1,
-      .queued = 1,
-      .promisesAll = false,
-      .order =
-          [](std::uint64_t totalBlocks, const ReadParameters& parameters) {
-            return FunnelOrder(totalBlocks, parameters.blocks);
-          },
-      .opening = nullptr};
-  return style;
+constexpr auto kNumbers = sdk::NumbersOf<FunnelValues>(BlocksNumber<FunnelValues>(), kBlockKib,
+                                                       kSeconds, kFirstLba, kLastLba);
+
+// One block at a time, so that neither the kernel nor the drive puts the jumps into another order.
+class Funnel final : public ReadStyle {
+ public:
+  explicit Funnel(const FunnelValues& values) : blocks_(values.blocks) {}
+  BlockOrder Order(std::uint64_t totalBlocks) override { return FunnelOrder(totalBlocks, blocks_); }
+
+ private:
+  std::uint64_t blocks_;
+};
+
+}  // namespace
+
+sdk::TestWork FunnelRead(const ReadEnvironment& environment, const FunnelValues& defaults) {
+  return MakeReadTest<Funnel>(kNumbers, environment, defaults);
 }
 
 }  // namespace orvan::storage

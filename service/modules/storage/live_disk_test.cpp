@@ -18,12 +18,14 @@
 #include "os/descriptor.h"
 #include "service/modules/storage/disk.h"
 #include "service/modules/storage/storage_module.h"
-#include "service/modules/storage/test_support.h"
+#include "service/sdk/testing/remembering_context.h"
 
 namespace orvan::storage {
 namespace {
 
 using namespace std::chrono_literals;
+using sdk::testing::FindTest;
+using sdk::testing::RememberingContext;
 using tarvex::Descriptor;
 using Clock = std::chrono::steady_clock;
 
@@ -225,7 +227,7 @@ TEST_F(LiveDisk, AStopEndsAHangingTestLongBeforeItsTimeLimit) {
   Clock::time_point stopped;
   {
     const Disk& disk = Attach(512, "600");
-    context_ = std::make_unique<RememberingContext>(&disk, sdk::ParameterValues{});
+    context_ = std::make_unique<RememberingContext>(&disk);
     file_->Command("hang 0 " + std::to_string(kSectors));
     const std::string before = file_->Command("reads");
     test =

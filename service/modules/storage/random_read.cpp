@@ -1,19 +1,45 @@
+#include <random>
+
 #include "service/modules/storage/read_tests.h"
-#include "service/modules/storage/words.h"
 
 namespace orvan::storage {
+namespace {
 
-const ReadStyle& RandomRead() {
-  static const ReadStyle style{
-      .mostInFlight = 8,
-      .queued = 8,
-      .promisesAll = false,
-      .order =
-          [](std::uint64_t totalBlocks, const ReadParameters& parameters) {
-            return RandomOrder(totalBlocks, parameters.blocks, parameters.seed);
-          },
-      .opening = [](const ReadParameters& parameters) { return words::SeedKey(parameters.seed); }};
-  return style;
+constexpr auto kNumbers = sdk::NumbersOf<RandomValues>(
+    BlocksNumber<RandomValues>(), kBlockKib, kSeconds, kFirstLba, kLastLba,
+    sdk::Number{"seed", "SEED", "|SEED_OF_THE_RANDOM_ORDER,_0:_ANOTHER_ONE_EACH_TIME", 0,
+                kGreatestLba, &RandomValues::seed});
+
+std::uint64_t NewSeed() {
+  std::random_device device;
+  return (std::uint64_t{device()} & 0x7FFFFFFF) + 1;
+}
+
+class Random final : public ReadStyle {
+ public:
+  explicit Random(const RandomValues& values)
+      : blocks_(values.blocks), seed_(values.seed == 0 ? NewSeed() : values.seed) {}
+  Pace PaceOfReads() const override { return {8, 8}; }
+  BlockOrder Order(std::uint64_t totalBlocks) override {
+    return RandomOrder(totalBlocks, blocks_, seed_);
+  }
+  std::string Opening() const override {
+    return "|READING_IN_RANDOM_ORDER_WITH_SEED_" + std::to_string(seed_);
+  }
+  void Conclude(sdk::TestContext& /*context*/, const SurfaceResult& /*result*/,
+                sdk::Verdict& verdict) override {
+    verdict.found += ", seed " + std::to_string(seed_);
+  }
+
+ private:
+  std::uint64_t blocks_;
+  std::uint64_t seed_;
+};
+
+}  // namespace
+
+sdk::TestWork RandomRead(const ReadEnvironment& environment, const RandomValues& defaults) {
+  return MakeReadTest<Random>(kNumbers, environment, defaults);
 }
 
 }  // namespace orvan::storage

@@ -1,14 +1,16 @@
 #pragma once
 
+#include <array>
 #include <chrono>
 #include <cstdint>
-#include <functional>
-#include <optional>
-#include <vector>
+#include <string>
 
 #include "service/machine/block_reader.h"
 #include "service/modules/storage/block_order.h"
-#include "service/sdk/module.h"
+#include "service/modules/storage/surface_read.h"
+#include "service/sdk/context.h"
+#include "service/sdk/numbers.h"
+#include "service/sdk/verdict.h"
 
 namespace orvan::storage {
 
@@ -18,33 +20,79 @@ struct ReadEnvironment {
   std::chrono::seconds timeLimit{30};
 };
 
-// The values of one run, after defaults.
-struct ReadParameters {
-  std::uint64_t blocks = 0;  // 0: all
-  std::uint64_t blockBytes = 0;
-  std::chrono::seconds seconds{0};
-  std::uint64_t firstLba = 0;
-  std::uint64_t lastLba = 0;  // 0: the end of the disk
-  std::uint64_t seed = 0;     // 0: another one each time
+// The values that every read test takes; each derives its own from them.
+struct RangeValues {
+  std::uint64_t blockKib = 0;
+  std::uint64_t seconds = 0;   // 0: no cap
+  std::uint64_t firstLba = 0;  // in sectors of the disk, and so is the next
+  std::uint64_t lastLba = 0;   // 0: the end of the disk
 };
 
-// What sets one read test apart from the others.
-struct ReadStyle {
-  std::uint32_t mostInFlight = 1;
-  // Blocks handed over beyond those. Those are read even when the time is up, so tests with a time
-  // cap take few.
-  std::uint32_t queued = 1;
-  bool promisesAll = false;
-  std::function<BlockOrder(std::uint64_t totalBlocks, const ReadParameters&)> order;
-  // Said at the start; none: nothing.
-  std::function<std::string(const ReadParameters&)> opening;
+// Far beyond any disk, and exact in every number that shows it.
+inline constexpr std::uint64_t kGreatestLba = (std::uint64_t{1} << 53) - 1;
+inline constexpr std::uint64_t kMostBlocks = 16777216;
+inline constexpr std::uint64_t kMostSeconds = 604800;  // a week
+
+inline constexpr sdk::Number kBlockKib{
+    "block_kib", "BLOCK_SIZE_KIB", "|SIZE_OF_A_BLOCK_IN_|KI|B", 4, 4096, &RangeValues::blockKib};
+inline constexpr sdk::Number kSeconds{
+    "seconds", "SECONDS",    "|BEGIN_NO_BLOCK_AFTER_THIS_TIME,_0:_NO_LIMIT",
+    0,         kMostSeconds, &RangeValues::seconds};
+inline constexpr sdk::Number kFirstLba{"first_lba", "FIRST_SECTOR", "|FIRST_SECTOR_OF_THE_RANGE",
+                                       0,           kGreatestLba,   &RangeValues::firstLba};
+inline constexpr sdk::Number kLastLba{
+    "last_lba", "LAST_SECTOR", "|LAST_SECTOR_OF_THE_RANGE,_0:_THE_END_OF_THE_DISK",
+    0,          kGreatestLba,  &RangeValues::lastLba};
+
+// The number of blocks that a test reads, for values with a field `blocks`.
+template <typename Values>
+constexpr sdk::Number<Values> BlocksNumber() {
+  return {"blocks", "BLOCKS", "|NUMBER_OF_BLOCKS_TO_READ", 1, kMostBlocks, &Values::blocks};
+}
+
+// What sets one read test apart from the others: one object for one run of it. The test's thread.
+class ReadStyle {
+ public:
+  virtual ~ReadStyle() = default;
+
+  // How many blocks are at the disk at once, and how many more are handed over behind them. Those
+  // are read even when the time is up, so tests with a time cap take few.
+  struct Pace {
+    std::uint32_t mostInFlight = 1;
+    std::uint32_t queued = 1;
+  };
+  virtual Pace PaceOfReads() const { return {}; }
+  // The order in which the blocks are read. Called once, before the first one.
+  virtual BlockOrder Order(std::uint64_t totalBlocks) = 0;
+  // What the operator is told when reading begins, as a message key; empty: nothing.
+  virtual std::string Opening() const { return {}; }
+  // True: a run that its time cap cut short is a warning, for the test's name says that all is
+  // read.
+  virtual bool PromisesAll() const { return false; }
+  // The first answer to each block, in the order of the answers, good or bad.
+  virtual void OnAnswer(const BlockAnswer& /*answer*/) {}
+  // When all was read that will be: measures what this test alone counts, and has a say in the
+  // verdict, which is that of every read test so far.
+  virtual void Conclude(sdk::TestContext& /*context*/, const SurfaceResult& /*result*/,
+                        sdk::Verdict& /*verdict*/) {}
 };
 
 // At most so many bytes are in flight at the disk.
 inline constexpr std::uint64_t kMostBytesInFlight = 4U << 20;
 
-// Runs one read test on the disk of the context, with the defaults that `specs` tells.
+// Runs one read test on the disk of the context.
 sdk::Verdict RunReadTest(sdk::TestContext& context, const ReadEnvironment& environment,
-                         const ReadStyle& style, const std::vector<sdk::ParameterSpec>& specs);
+                         const RangeValues& values, ReadStyle& style);
+
+// A read test whose style is made of its values for each run.
+template <typename Style, typename Values, std::size_t kCount>
+sdk::TestWork MakeReadTest(const std::array<sdk::Number<Values>, kCount>& numbers,
+                           const ReadEnvironment& environment, const Values& defaults) {
+  return sdk::WorkOf(numbers, defaults,
+                     [environment](sdk::TestContext& context, const Values& values) {
+                       Style style(values);
+                       return RunReadTest(context, environment, values, style);
+                     });
+}
 
 }  // namespace orvan::storage

@@ -50,10 +50,6 @@ StorageModule::StorageModule(const sdk::ModuleEnvironment& environment)
       helperPath_(environment.libraryDirectory + "/orvan/orvan-block-reader"),
       diagnostics_(MakeDiagnostics(MakeEnvironment(environment, helperPath_))) {}
 
-std::string StorageModule::HelpText() const {
-  return MakeHelpText(diagnostics_);
-}
-
 std::vector<std::unique_ptr<sdk::Device>> StorageModule::ScanDevices(std::stop_token stop) {
   const machine::LiveFiles live;
   const machine::RecordingFiles recording(live);

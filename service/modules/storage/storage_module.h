@@ -19,7 +19,9 @@ class StorageModule final : public sdk::Module {
 
   std::string Name() const override { return "Storage"; }
   ProductVersion Version() const override { return {5, 0, 0, 0}; }
-  std::string HelpText() const override;
+  sdk::ModuleHelp Help() const override {
+    return {"reads disks and never writes to them.", "-E\"l(block_kib=512)\" 0"};
+  }
   const std::vector<sdk::DiagnosticRecord>& Diagnostics() const override { return diagnostics_; }
   const std::vector<sdk::ToolRecord>& Tools() const override { return tools_; }
   std::vector<std::unique_ptr<sdk::Device>> ScanDevices(std::stop_token stop) override;

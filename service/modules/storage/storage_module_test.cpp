@@ -7,67 +7,17 @@
 #include <map>
 #include <set>
 
-#include "service/machine/faulty_block_reader.h"
-#include "service/modules/storage/disk.h"
+#include "service/modules/storage/read_test_support.h"
 #include "service/modules/storage/tables.h"
-#include "service/modules/storage/test_support.h"
 
 namespace orvan::storage {
 namespace {
 
 using namespace std::chrono_literals;
-using machine::BlockReaderOptions;
 using machine::DiskFaults;
-using machine::FaultyBlockReader;
-using machine::OpenedReader;
 using machine::OpenFailure;
-
-constexpr std::uint64_t kSectors = 100000;  // 48 MiB, the last block of 64 KiB is short
-
-Disk MakeDisk() {
-  DiskFacts facts;
-  facts.kernelName = "sdx";
-  facts.devicePath = "/dev/sdx";
-  facts.deviceNumber = machine::DeviceNumber(8, 1);
-  facts.serial = "one";
-  return Disk("0", facts, true);
-}
-
-// A module's tests over a disk in memory.
-struct Bench {
-  explicit Bench(DiskFaults faults = {}, std::uint64_t sectors = kSectors,
-                 std::uint32_t sectorBytes = 512) {
-    environment.openReader = [this, faults, sectors, sectorBytes](const BlockReaderOptions& options,
-                                                                  std::stop_token) {
-      opened = options;
-      if (failure.failure != OpenFailure::kNone) {
-        return OpenedReader{nullptr, failure.failure, failure.error};
-      }
-      auto reader = std::make_unique<FaultyBlockReader>(
-          machine::BlockGeometry{sectors * sectorBytes, sectorBytes, sectorBytes}, faults,
-          options.depth);
-      live = reader.get();
-      reader->onCollect = [this] { submitted = live->Submitted(); };
-      return OpenedReader{std::move(reader), OpenFailure::kNone, 0};
-    };
-    diagnostics = MakeDiagnostics(environment);
-  }
-
-  sdk::Verdict Run(const std::string& diagnostic, const std::string& test,
-                   sdk::ParameterValues parameters = {}) {
-    context = std::make_unique<RememberingContext>(&disk, std::move(parameters));
-    return FindTest(diagnostics, diagnostic, test).run(*context);
-  }
-
-  Disk disk = MakeDisk();
-  OpenedReader failure;
-  ReadEnvironment environment;
-  std::vector<sdk::DiagnosticRecord> diagnostics;
-  std::unique_ptr<RememberingContext> context;
-  BlockReaderOptions opened;
-  FaultyBlockReader* live = nullptr;
-  std::vector<machine::BlockRead> submitted;
-};
+using sdk::testing::FindTest;
+using sdk::testing::RememberingContext;
 
 struct Named {
   const char* diagnostic;
@@ -76,7 +26,7 @@ struct Named {
 
 class EveryTest : public testing::TestWithParam<Named> {
  protected:
-  sdk::Verdict RunOn(Bench& bench, sdk::ParameterValues parameters = {}) {
+  sdk::Verdict RunOn(ReadBench& bench, sdk::ParameterValues parameters = {}) {
     return bench.Run(GetParam().diagnostic, GetParam().test, std::move(parameters));
   }
 };
@@ -89,7 +39,7 @@ INSTANTIATE_TEST_SUITE_P(All, EveryTest,
                          });
 
 TEST_P(EveryTest, PassesAGoodDiskAndEndsAt100Percent) {
-  Bench bench;
+  ReadBench bench;
   EXPECT_EQ(RunOn(bench).status, kTestPassed);
   EXPECT_EQ(bench.context->percents.front(), 0);
   EXPECT_EQ(bench.context->percents.back(), 100);
@@ -100,7 +50,7 @@ TEST_P(EveryTest, PassesAGoodDiskAndEndsAt100Percent) {
 
 TEST_P(EveryTest, KeepsAtMostAFewMebibytesInFlight) {
   for (const char* kib : {"4", "64", "1024", "4096"}) {
-    Bench bench;
+    ReadBench bench;
     RunOn(bench, {{"block_kib", kib}});
     EXPECT_GE(bench.opened.depth, 1U);
     EXPECT_LE(bench.opened.depth * std::uint64_t{bench.opened.largestReadBytes}, 4U << 20);
@@ -108,7 +58,7 @@ TEST_P(EveryTest, KeepsAtMostAFewMebibytesInFlight) {
 }
 
 // The value of the one measurement of this name; its limit and unit must be these.
-double Measured(const Bench& bench, const std::string& name, const std::string& unit,
+double Measured(const ReadBench& bench, const std::string& name, const std::string& unit,
                 bool hasLimit) {
   const auto& all = bench.context->measurements;
   const auto isNamed = [&](const sdk::Measurement& one) { return one.name == name; };
@@ -125,7 +75,7 @@ double Measured(const Bench& bench, const std::string& name, const std::string& 
 }
 
 TEST_P(EveryTest, MeasuresWhatItRead) {
-  Bench bench;
+  ReadBench bench;
   RunOn(bench, {{"first_lba", "128"}, {"last_lba", "1151"}, {"block_kib", "64"}});
   EXPECT_EQ(Measured(bench, "bytes-read", "B", false), 524288);
   EXPECT_GT(Measured(bench, "read-rate", "B/s", false), 0);
@@ -137,7 +87,7 @@ TEST_P(EveryTest, MeasuresWhatItRead) {
 TEST_P(EveryTest, MeasuresWhatItCouldNotRead) {
   DiskFaults faults;
   faults.badSectors = {{200, EIO}, {300, EIO}, {301, EIO}};
-  Bench bench(faults);
+  ReadBench bench(faults);
   RunOn(bench, {{"first_lba", "128"}, {"last_lba", "1151"}, {"block_kib", "64"}});
   EXPECT_EQ(Measured(bench, "bytes-read", "B", false), 524288 - 2 * 65536);
   EXPECT_EQ(Measured(bench, "unreadable-sectors", "", true), 3);
@@ -146,7 +96,7 @@ TEST_P(EveryTest, MeasuresWhatItCouldNotRead) {
 TEST_P(EveryTest, FindsTheOneBadSectorOfARange) {
   DiskFaults faults;
   faults.badSectors = {{5003, ENODATA}};
-  Bench bench(faults);
+  ReadBench bench(faults);
   const sdk::Verdict verdict = RunOn(bench, {{"first_lba", "5000"}, {"last_lba", "5010"}});
   EXPECT_EQ(verdict.status, kTestFailed);
   EXPECT_EQ(verdict.message,
@@ -157,7 +107,7 @@ TEST_P(EveryTest, FindsTheOneBadSectorOfARange) {
 }
 
 TEST_P(EveryTest, ReadsOnlyInsideTheRange) {
-  Bench bench;
+  ReadBench bench;
   RunOn(bench, {{"first_lba", "5000"}, {"last_lba", "9999"}});
   ASSERT_FALSE(bench.submitted.empty());
   for (const machine::BlockRead& read : bench.submitted) {
@@ -167,29 +117,29 @@ TEST_P(EveryTest, ReadsOnlyInsideTheRange) {
 }
 
 TEST_P(EveryTest, AStopIsCanceled) {
-  Bench bench;
-  bench.context = std::make_unique<RememberingContext>(&bench.disk, sdk::ParameterValues{});
+  ReadBench bench;
+  bench.context = std::make_unique<RememberingContext>(&bench.disk);
   bench.context->stop.request_stop();
   const auto& test = FindTest(bench.diagnostics, GetParam().diagnostic, GetParam().test);
   EXPECT_EQ(test.run(*bench.context).status, kTestCanceled);
 }
 
 TEST_P(EveryTest, ADiskWithoutCapacityIsNotApplicable) {
-  Bench bench({}, 0);
+  ReadBench bench({}, 0);
   const sdk::Verdict verdict = RunOn(bench);
   EXPECT_EQ(verdict.status, kTestNotApplicable);
   EXPECT_EQ(verdict.message, "|THE_DISK_HAS_NO_CAPACITY");
 }
 
 TEST_P(EveryTest, ADiskThatMayNotBeOpenedIsInvalid) {
-  Bench bench;
+  ReadBench bench;
   bench.failure = {nullptr, OpenFailure::kDevice, EACCES};
   EXPECT_EQ(RunOn(bench).status, kTestInvalid);
 }
 
 TEST_P(EveryTest, ThePseudoDeviceIsNotApplicable) {
-  Bench bench;
-  RememberingContext context(nullptr, {});
+  ReadBench bench;
+  RememberingContext context(nullptr);
   const auto& test = FindTest(bench.diagnostics, GetParam().diagnostic, GetParam().test);
   EXPECT_EQ(test.run(context).status, kTestNotApplicable);
 }
@@ -201,29 +151,28 @@ TEST_P(EveryTest, ValuesThatDoNotFitAreInvalidAndNamed) {
       {"last_lba", "100000"}, {"seconds", "604801"}, {"last_lba", "99999999999999999999"},
   };
   for (const auto& [name, value] : wrong) {
-    Bench bench;
+    ReadBench bench;
     const sdk::Verdict verdict = RunOn(bench, {{name, value}});
     EXPECT_EQ(verdict.status, kTestInvalid) << name << '=' << value;
-    std::string words = name;
-    EXPECT_EQ(verdict.message, "|INVALID_VALUE_OF_PARAMETER_" + words);
+    EXPECT_EQ(verdict.message, "|INVALID_VALUE_OF_PARAMETER_" + name);
   }
-  Bench bench;
+  ReadBench bench;
   EXPECT_EQ(RunOn(bench, {{"first_lba", "10"}, {"last_lba", "9"}}).status, kTestInvalid);
 }
 
 TEST_P(EveryTest, ABlockThatIsNoMultipleOfTheSectorIsInvalid) {
   for (const char* kib : {"4", "12"}) {
-    Bench bench({}, 1000, 8192);
+    ReadBench bench({}, 1000, 8192);
     const sdk::Verdict verdict = RunOn(bench, {{"block_kib", kib}});
     EXPECT_EQ(verdict.status, kTestInvalid);
     EXPECT_EQ(verdict.message, "|INVALID_VALUE_OF_PARAMETER_block_kib");
   }
-  Bench bench({}, 1000, 8192);
+  ReadBench bench({}, 1000, 8192);
   EXPECT_EQ(RunOn(bench, {{"block_kib", "8"}}).status, kTestPassed);
 }
 
 TEST(FunnelRead, AlternatesBetweenTheEdgesOneBlockAtATime) {
-  Bench bench;
+  ReadBench bench;
   bench.Run("Q", "f", {{"blocks", "5"}, {"block_kib", "64"}, {"last_lba", "1151"}});
   std::vector<std::uint64_t> blocks;
   for (const auto& read : bench.submitted) blocks.push_back(read.offsetBytes / 65536);
@@ -232,7 +181,7 @@ TEST(FunnelRead, AlternatesBetweenTheEdgesOneBlockAtATime) {
 }
 
 TEST(RandomRead, SaysItsSeedAndRepeatsWithIt) {
-  Bench first;
+  ReadBench first;
   const sdk::Verdict verdict = first.Run("Q", "r");
   ASSERT_EQ(first.context->messages.size(), 1U);
   const std::string message = first.context->messages[0];
@@ -240,7 +189,7 @@ TEST(RandomRead, SaysItsSeedAndRepeatsWithIt) {
   ASSERT_TRUE(message.starts_with(prefix));
   const std::string seed = message.substr(prefix.size());
   EXPECT_TRUE(verdict.found.ends_with(", seed " + seed));
-  Bench second;
+  ReadBench second;
   second.Run("Q", "r", {{"seed", seed}});
   ASSERT_EQ(first.submitted.size(), second.submitted.size());
   for (std::size_t i = 0; i < first.submitted.size(); ++i) {
@@ -249,7 +198,7 @@ TEST(RandomRead, SaysItsSeedAndRepeatsWithIt) {
 }
 
 TEST(LinearRead, ReadsTheWholeSurfaceInOrder) {
-  Bench bench;
+  ReadBench bench;
   bench.Run("E", "l");
   std::uint64_t next = 0;
   for (const auto& read : bench.submitted) {
@@ -313,26 +262,6 @@ TEST(Tables, EveryParameterHasALabelARangeAndADefaultInIt) {
       EXPECT_EQ(names.contains("blocks"), test.option != "l");
     }
   }
-}
-
-TEST(Tables, TheHelpTextNamesEveryRow) {
-  const auto diagnostics = MakeDiagnostics({});
-  const std::string text = MakeHelpText(diagnostics);
-  for (const auto& diagnostic : diagnostics) {
-    EXPECT_NE(text.find("-" + diagnostic.option + ", --" + diagnostic.longName), std::string::npos);
-    for (const auto& test : diagnostic.tests) {
-      EXPECT_NE(text.find(test.option + ", " + test.longName), std::string::npos);
-      for (const auto& parameter : test.parameters) {
-        EXPECT_NE(text.find(parameter.name + "=" + parameter.initialValue), std::string::npos);
-      }
-    }
-  }
-  EXPECT_NE(text.find("last_lba=0  (0-9007199254740991)  "
-                      "Last sector of the range, 0: the end of the disk\n"),
-            std::string::npos);
-  EXPECT_NE(text.find("seconds=30  (0-604800)  Begin no block after this time, 0: no limit\n"),
-            std::string::npos);
-  EXPECT_NE(text.find("Size of a block in KiB\n"), std::string::npos);
 }
 
 TEST(StorageModule, TellsNameAndVersion) {

@@ -1,13 +1,13 @@
 #include "service/modules/storage/surface_read.h"
 
 #include <algorithm>
-#include <deque>
 #include <map>
 #include <optional>
 #include <vector>
 
 #include "service/machine/awake_clock.h"
 #include "service/machine/read_errors.h"
+#include "service/modules/storage/failed_reads.h"
 
 namespace orvan::storage {
 namespace {
@@ -19,8 +19,6 @@ using machine::ReadOutcome;
 
 constexpr std::chrono::milliseconds kStopPoll{100};
 constexpr std::chrono::milliseconds kProgressPace{250};
-// A disk that is pulled out may answer reads with errors for so long before it is gone.
-constexpr std::chrono::milliseconds kLastMoment{5000};
 
 class SurfaceReader {
  public:
@@ -32,15 +30,16 @@ class SurfaceReader {
         hooks_(hooks),
         mostNarrowed_(mostNarrowed),
         sectorBytes_(reader.Geometry().logicalSectorBytes),
-        clock_(hooks.now) {}
+        clock_(hooks.now),
+        failed_([this](const FailedRead& failure) { Count(failure); }) {}
 
   SurfaceResult Run() {
     Tell(0);
     while (!ended_) {
-      if (failed_.empty()) Feed();
+      if (failed_.blocks.empty()) Feed();
       if (!inFlight_.empty()) {
         Collect();
-      } else if (!failed_.empty()) {
+      } else if (!failed_.blocks.empty()) {
         NarrowFailed();
       } else {
         break;
@@ -48,9 +47,7 @@ class SurfaceReader {
       TellProgress();
     }
     if (result_.end == SurfaceEnd::kVanished) ForgetLastMoment();
-    for (const Failure& failure : suspects_) Count(failure);
-    // What the end left no time to look at closer.
-    for (const Failure& failure : failed_) Count(failure);
+    failed_.CountAll();
     if (!ended_) result_.end = next_ < plan_.order.count ? SurfaceEnd::kTimeCap : result_.end;
     if (result_.end == SurfaceEnd::kComplete || result_.end == SurfaceEnd::kTimeCap) Tell(100);
     result_.took = Look();
@@ -59,22 +56,6 @@ class SurfaceReader {
 
  private:
   using Duration = machine::AwakeClock::Duration;
-
-  struct Extent {
-    std::uint64_t lba = 0;
-    std::uint32_t sectors = 0;
-    Duration handedOver{};  // of whole blocks
-  };
-
-  // A read that failed.
-  struct Failure {
-    std::uint64_t id = 0;  // of the block, whose sectors are read later
-    Extent extent;
-    int error = 0;
-    Duration when{};
-    bool isSector = false;   // read by itself
-    bool isVouched = false;  // the disk has answered a read since
-  };
 
   Duration Look() { return now_ = clock_.Look(); }
 
@@ -164,85 +145,61 @@ class SurfaceReader {
     const Duration now = Look();
     VouchFor(finished);
     for (const auto& [extent, result] : finished) {
-      result_.slowestAnswer = std::max(result_.slowestAnswer, now - extent.handedOver);
+      const Duration took = now - extent.handedOver;
+      result_.slowestAnswer = std::max(result_.slowestAnswer, took);
+      if (hooks_.answer) {
+        hooks_.answer({extent.lba, extent.sectors, result.outcome, result.error, took});
+      }
       // Those that came along with the end still count.
       if (EndsRun(extent, result)) continue;
       if (result.outcome == ReadOutcome::kRead) {
         ++result_.blocksRead;
         result_.bytesRead += static_cast<std::uint64_t>(extent.sectors) * sectorBytes_;
       } else {
-        failed_.push_back({result.id, extent, result.error, now});
+        failed_.blocks.push_back({result.id, extent, result.error, now});
       }
     }
     TakePendingEnd();
   }
 
   void NarrowFailed() {
+    std::vector<FailedRead>& blocks = failed_.blocks;
     // Blocks come back in any order; what is said first should be the lowest.
-    std::sort(failed_.begin(), failed_.end(),
-              [](const Failure& a, const Failure& b) { return a.extent.lba < b.extent.lba; });
+    std::sort(blocks.begin(), blocks.end(),
+              [](const FailedRead& a, const FailedRead& b) { return a.extent.lba < b.extent.lba; });
     std::size_t done = 0;
-    while (done < failed_.size() && !ended_) {
-      const bool isNarrowed = MayNarrow() && Narrow(failed_[done]);
+    while (done < blocks.size() && !ended_) {
+      const bool isNarrowed = MayNarrow() && Narrow(blocks[done]);
       if (ended_) break;  // this one is left with those behind it
       if (isNarrowed) {
         ++result_.blocksRead;
       } else {
-        Suspect(failed_[done]);
+        failed_.Suspect(blocks[done], now_);
       }
       ++done;
     }
-    failed_.erase(failed_.begin(), failed_.begin() + static_cast<std::ptrdiff_t>(done));
+    blocks.erase(blocks.begin(), blocks.begin() + static_cast<std::ptrdiff_t>(done));
   }
 
   bool MayNarrow() {
-    return result_.bad.Total() + suspectSectors_ < mostNarrowed_ && !CapReached();
+    return result_.bad.Total() + failed_.SuspectSectors() < mostNarrowed_ && !CapReached();
   }
 
-  // A disk that answers is there: what failed before is of its surface.
   void VouchFor(const std::vector<std::pair<Extent, BlockReadResult>>& finished) {
     const bool answers = std::any_of(finished.begin(), finished.end(), [](const auto& one) {
       return one.second.outcome == ReadOutcome::kRead;
     });
-    if (!answers) return;
-    for (Failure& failure : failed_) failure.isVouched = true;
-    for (const Failure& failure : suspects_) Count(failure);
-    suspects_.clear();
-    suspectSectors_ = 0;
+    if (answers) failed_.Vouch();
   }
 
-  // It counts once the disk has answered another read, or has not vanished for a while.
-  void Suspect(const Failure& failure) {
-    if (failure.isVouched) {
-      Count(failure);
-    } else {
-      suspects_.push_back(failure);
-      suspectSectors_ += failure.isSector ? 1 : 0;
-    }
-    while (!suspects_.empty() && suspects_.front().when < now_ - kLastMoment) {
-      suspectSectors_ -= suspects_.front().isSector ? 1 : 0;
-      Count(suspects_.front());
-      suspects_.pop_front();
-    }
-  }
-
-  // Reads that failed last, right before the disk was gone, failed because it went.
+  // What is named is the oldest read that went with the disk.
   void ForgetLastMoment() {
-    const auto isPart = [this](const Failure& failure) {
-      const bool isLast = !failure.isVouched && failure.when >= now_ - kLastMoment;
-      if (isLast) ++result_.lastFailures;
-      // What is named is the oldest read that went with it.
-      if (isLast && failure.id < endId_) {
-        endId_ = failure.id;
-        result_.endLba = failure.extent.lba;
-      }
-      return isLast;
-    };
-    std::erase_if(suspects_, isPart);
-    std::erase_if(failed_, isPart);
+    const FailedReads::LastMoment last = failed_.ForgetLastMoment(now_);
+    result_.lastFailures = last.reads;
+    if (last.oldest && last.oldest->id < endId_) result_.endLba = last.oldest->extent.lba;
   }
 
-  void Count(const Failure& failure) {
+  void Count(const FailedRead& failure) {
     if (failure.isSector) {
       AddBad(failure.extent.lba, failure.error);
     } else {
@@ -260,7 +217,7 @@ class SurfaceReader {
   }
 
   // False when the run or its time ended before all sectors of the block were read.
-  bool Narrow(const Failure& failure) {
+  bool Narrow(const FailedRead& failure) {
     const Extent block = failure.extent;
     bool allRead = true;
     for (std::uint32_t i = 0; i < block.sectors; ++i) {
@@ -274,7 +231,7 @@ class SurfaceReader {
           if (EndsRun(extent, result)) return false;
           if (result.outcome == ReadOutcome::kRead) continue;
           allRead = false;
-          Suspect({failure.id, extent, result.error, now_, true});
+          failed_.Suspect({failure.id, extent, result.error, now_, true}, now_);
         }
         TakePendingEnd();
         if (ended_) return false;
@@ -324,10 +281,8 @@ class SurfaceReader {
   std::uint64_t next_ = 0;  // place in the order of the next block to begin
   std::uint64_t nextId_ = 0;
   std::map<std::uint64_t, Extent> inFlight_;  // by id, so the oldest comes first
-  std::vector<Failure> failed_;               // blocks to be read again
-  std::deque<Failure> suspects_;              // not counted yet, the oldest first
-  std::uint64_t suspectSectors_ = 0;          // of those
-  std::uint64_t endId_ = 0;                   // of the read that ended the run
+  FailedReads failed_;
+  std::uint64_t endId_ = 0;  // of the read that ended the run
   std::optional<std::pair<SurfaceEnd, std::uint64_t>> pendingEnd_;
   bool ended_ = false;
   SurfaceResult result_;

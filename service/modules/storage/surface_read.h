@@ -16,7 +16,6 @@ struct SurfacePlan {
   std::uint64_t firstLba = 0;
   std::uint64_t lastLba = 0;
   std::uint32_t sectorsPerBlock = 1;  // the last block of the range may be shorter
-  std::uint32_t depth = 1;            // blocks in flight, as the reader was opened with
   BlockOrder order;
   // After it no new block is begun, and no sector of a failed one read by itself; 0: no cap.
   std::chrono::seconds timeCap{0};
@@ -56,12 +55,25 @@ struct SurfaceResult {
   std::chrono::steady_clock::duration slowestAnswer{};
 };
 
+// The first answer to a block.
+struct BlockAnswer {
+  std::uint64_t lba = 0;
+  std::uint32_t sectors = 0;
+  machine::ReadOutcome outcome = machine::ReadOutcome::kRead;
+  int error = 0;  // errno value of a read that failed
+  // From handing the block over to the answer, as SurfaceResult::slowestAnswer.
+  std::chrono::steady_clock::duration took{};
+};
+
 // How the engine tells how far it is, and asks for the time.
 struct SurfaceHooks {
   // At most four times a second, and at 0 and, when all was read, 100 percent. Never falls.
   std::function<void(int percent)> progress;
   // The first time that a sector is found to be unreadable.
   std::function<void(std::uint64_t lba)> firstBadSector;
+  // For each block that came back, also with an error; not for the sectors of one that is read
+  // again.
+  std::function<void(const BlockAnswer&)> answer;
   std::function<std::chrono::steady_clock::time_point()> now = std::chrono::steady_clock::now;
 };
 

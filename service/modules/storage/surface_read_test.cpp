@@ -22,7 +22,6 @@ struct MemoryRun {
       : reader({sectors * sectorBytes, sectorBytes, sectorBytes}, std::move(faults), depth) {
     plan.lastLba = sectors - 1;
     plan.sectorsPerBlock = 8;
-    plan.depth = depth;
     hooks.now = [this] { return time += 10ms; };
     hooks.progress = [this](int percent) { percents.push_back(percent); };
     hooks.firstBadSector = [this](std::uint64_t lba) { firstBad.push_back(lba); };
@@ -82,6 +81,23 @@ TEST(SurfaceRead, TellsHowLongItTookAndTheSlowestAnswer) {
   EXPECT_EQ(result.blocksRead, 1U);
   EXPECT_EQ(result.slowestAnswer, 10ms);  // one look when it is handed over, the next at its answer
   EXPECT_EQ(result.took, run.time.time_since_epoch() - 10ms);  // from the first look to the last
+}
+
+TEST(SurfaceRead, TellsTheFirstAnswerToEachBlock) {
+  MemoryRun run(Bad({20}), 43);
+  std::vector<BlockAnswer> answers;
+  run.hooks.answer = [&answers](const BlockAnswer& answer) { answers.push_back(answer); };
+  const SurfaceResult result = run.Go();
+  ASSERT_EQ(answers.size(), 6U);
+  for (std::size_t i = 0; i < answers.size(); ++i) {
+    EXPECT_EQ(answers[i].lba, 8 * i);
+    EXPECT_EQ(answers[i].sectors, i < 5 ? 8U : 3U);
+    EXPECT_EQ(answers[i].outcome,
+              i == 2 ? machine::ReadOutcome::kFailed : machine::ReadOutcome::kRead);
+    EXPECT_EQ(answers[i].error, i == 2 ? EIO : 0);
+    EXPECT_GT(answers[i].took, 0ms);
+    EXPECT_LE(answers[i].took, result.slowestAnswer);
+  }
 }
 
 TEST(SurfaceRead, TheLastBlockMayBeShorter) {

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <string>
 #include <vector>
 
 #include "service/modules/storage/read_run.h"
@@ -10,8 +9,5 @@ namespace orvan::storage {
 
 // The module's diagnostics with their tests, in display order.
 std::vector<sdk::DiagnosticRecord> MakeDiagnostics(const ReadEnvironment& environment);
-
-// The module's help, from its diagnostics alone.
-std::string MakeHelpText(const std::vector<sdk::DiagnosticRecord>& diagnostics);
 
 }  // namespace orvan::storage

@@ -180,18 +180,8 @@ std::optional<std::string> UntestableKey(const DiskFacts& facts) {
          "_COULD_NOT_BE_MADE_OUT,_SO_ALL_IDS_ARE_IN_DOUBT";
 }
 
-std::string SeedKey(std::uint64_t seed) {
-  return "|READING_IN_RANDOM_ORDER_WITH_SEED_" + std::to_string(seed);
-}
-
 std::string FirstBadSectorKey(std::uint64_t lba) {
   return "|UNREADABLE_SECTOR_AT_" + LbaKey(lba);
-}
-
-std::string InvalidParameterKey(const std::string& name) {
-  std::string key = "|INVALID_VALUE_OF_PARAMETER_";
-  for (const char c : name) key += c == '_' ? ' ' : c;
-  return AsKey(key);
 }
 
 Verdict OpenVerdict(const machine::OpenedReader& opened, std::chrono::seconds timeLimit) {

@@ -20,10 +20,7 @@ inline constexpr char kNoMedium[] = "|NO_MEDIUM_IN_THE_DRIVE";
 
 // "input/output error": what a read error is called, for the operator.
 std::string ErrorKey(int error);
-// "|READING_IN_RANDOM_ORDER_WITH_SEED_N"
-std::string SeedKey(std::uint64_t seed);
 std::string FirstBadSectorKey(std::uint64_t lba);
-std::string InvalidParameterKey(const std::string& name);
 
 // "error 13 (permission denied)", as plain text; of 0 "no usable value", see FileTrouble.
 std::string ErrorText(int error);

@@ -4,6 +4,20 @@
 #include <stdexcept>
 
 #include "service/sdk/descriptor.h"
+#include "service/sdk/rows.h"
+
+#if defined(PLUGIN_TAKEN_LETTER)
+#define PLUGIN_OPTION "v"
+#elif defined(PLUGIN_NO_LETTER)
+#define PLUGIN_OPTION ""
+#else
+#define PLUGIN_OPTION "Q"
+#endif
+#if defined(PLUGIN_TAKEN_NAME)
+#define PLUGIN_LONG_NAME "help"
+#else
+#define PLUGIN_LONG_NAME "quick"
+#endif
 
 namespace {
 
@@ -17,7 +31,7 @@ class SmallModule final : public orvan::sdk::Module {
   }
   std::string Name() const override { return "Small"; }
   ProductVersion Version() const override { return {1, 0, 0, 0}; }
-  std::string HelpText() const override { return help_; }
+  orvan::sdk::ModuleHelp Help() const override { return {.summary = {}, .whole = help_}; }
   const std::vector<orvan::sdk::DiagnosticRecord>& Diagnostics() const override {
     return diagnostics_;
   }
@@ -32,13 +46,15 @@ class SmallModule final : public orvan::sdk::Module {
 
  private:
   std::string help_;
-  std::vector<orvan::sdk::DiagnosticRecord> diagnostics_;
+  std::vector<orvan::sdk::DiagnosticRecord> diagnostics_ = {orvan::sdk::MakeDiagnostic(
+      {"SMALL_TEST", PLUGIN_OPTION, PLUGIN_LONG_NAME, orvan::sdk::DiagnosticKey(1, 1), ""}, {})};
   std::vector<orvan::sdk::ToolRecord> tools_;
 };
 
 }  // namespace
 
-#if defined(PLUGIN_GOOD) || defined(PLUGIN_HANGS)
+#if defined(PLUGIN_GOOD) || defined(PLUGIN_HANGS) || defined(PLUGIN_TAKEN_LETTER) || \
+    defined(PLUGIN_TAKEN_NAME) || defined(PLUGIN_NO_LETTER)
 
 ORVAN_MODULE(SmallModule, "small")
 

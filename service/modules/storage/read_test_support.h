@@ -1,0 +1,70 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "service/machine/faulty_block_reader.h"
+#include "service/modules/storage/disk.h"
+#include "service/modules/storage/tables.h"
+#include "service/sdk/testing/remembering_context.h"
+
+// What the unit tests of read tests share.
+namespace orvan::storage {
+
+inline constexpr std::uint64_t kSectors = 100000;  // 48 MiB, the last block of 64 KiB is short
+
+inline Disk MakeDisk() {
+  DiskFacts facts;
+  facts.kernelName = "sdx";
+  facts.devicePath = "/dev/sdx";
+  facts.deviceNumber = machine::DeviceNumber(8, 1);
+  facts.serial = "one";
+  return Disk("0", facts, true);
+}
+
+// Read tests over a disk in memory.
+struct ReadBench {
+  explicit ReadBench(machine::DiskFaults faults = {}, std::uint64_t sectors = kSectors,
+                     std::uint32_t sectorBytes = 512) {
+    environment.openReader = [this, faults, sectors, sectorBytes](
+                                 const machine::BlockReaderOptions& options, std::stop_token) {
+      opened = options;
+      if (failure.failure != machine::OpenFailure::kNone) {
+        return machine::OpenedReader{nullptr, failure.failure, failure.error};
+      }
+      auto reader = std::make_unique<machine::FaultyBlockReader>(
+          machine::BlockGeometry{sectors * sectorBytes, sectorBytes, sectorBytes}, faults,
+          options.depth);
+      live = reader.get();
+      reader->onCollect = [this] { submitted = live->Submitted(); };
+      return machine::OpenedReader{std::move(reader), machine::OpenFailure::kNone, 0};
+    };
+    diagnostics = MakeDiagnostics(environment);
+  }
+
+  sdk::Verdict Run(const std::function<sdk::Verdict(sdk::TestContext&)>& test,
+                   sdk::ParameterValues parameters = {}) {
+    context = std::make_unique<sdk::testing::RememberingContext>(&disk, std::move(parameters));
+    return test(*context);
+  }
+  // One of the module's tests.
+  sdk::Verdict Run(const std::string& diagnostic, const std::string& test,
+                   sdk::ParameterValues parameters = {}) {
+    return Run(sdk::testing::FindTest(diagnostics, diagnostic, test).run, std::move(parameters));
+  }
+
+  Disk disk = MakeDisk();
+  machine::OpenedReader failure;
+  ReadEnvironment environment;
+  std::vector<sdk::DiagnosticRecord> diagnostics;
+  std::unique_ptr<sdk::testing::RememberingContext> context;
+  machine::BlockReaderOptions opened;
+  machine::FaultyBlockReader* live = nullptr;
+  std::vector<machine::BlockRead> submitted;
+};
+
+}  // namespace orvan::storage

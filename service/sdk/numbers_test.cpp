@@ -1,0 +1,94 @@
+#include "service/sdk/numbers.h"
+
+#include <gtest/gtest.h>
+
+#include "service/sdk/testing/remembering_context.h"
+
+namespace orvan::sdk {
+namespace {
+
+using testing::RememberingContext;
+
+struct Range {
+  std::uint64_t first = 0;
+  std::uint64_t last = 0;
+};
+struct Sample : Range {
+  std::uint64_t blocks = 0;
+};
+
+constexpr Number kFirst{"first", "FIRST", "|FIRST_BLOCK", 0, 99, &Range::first};
+constexpr Number kLast{"last", "LAST", "|LAST_BLOCK", 10, 99, &Range::last};
+constexpr Number kBlocks{"blocks", "BLOCKS", "|HOW_MANY", 1, 8, &Sample::blocks};
+constexpr auto kNumbers = NumbersOf<Sample>(kBlocks, kFirst, kLast);
+
+// What work with the defaults 3, 20 and 4 reads, and its verdict.
+struct Reading {
+  explicit Reading(const ParameterValues& given) {
+    RememberingContext context(nullptr, given);
+    verdict = WorkOf(kNumbers, Sample{{3, 20}, 4}, [this](TestContext&, const Sample& values) {
+                read = values;
+                return Verdict::Passed();
+              }).run(context);
+  }
+  std::optional<Sample> read;
+  Verdict verdict;
+};
+
+TEST(Numbers, AreListedInTheOrderOfTheirRowsWithRangeAndDefault) {
+  const TestWork work = WorkOf(kNumbers, Sample{{3, 20}, 4},
+                               [](TestContext&, const Sample&) { return Verdict::Passed(); });
+  ASSERT_EQ(work.parameters.size(), 3U);
+  const ParameterSpec& blocks = work.parameters[0];
+  EXPECT_EQ(blocks.name, "blocks");
+  EXPECT_EQ(blocks.label, "BLOCKS");
+  EXPECT_EQ(blocks.detail, "|HOW_MANY");
+  EXPECT_EQ(blocks.initialValue, "4");
+  EXPECT_EQ(blocks.type, kParameterInteger);
+  EXPECT_EQ(blocks.extra, "1-8");
+  EXPECT_EQ(blocks.least, 1U);
+  EXPECT_EQ(blocks.greatest, 8U);
+  EXPECT_FALSE(blocks.value.has_value());
+  EXPECT_EQ(work.parameters[1].name, "first");
+  EXPECT_EQ(work.parameters[1].initialValue, "3");
+  EXPECT_EQ(work.parameters[2].name, "last");
+  EXPECT_EQ(work.parameters[2].initialValue, "20");
+}
+
+TEST(Numbers, EachValueIsReadIntoTheFieldOfItsRow) {
+  const Reading all(ParameterValues{{"first", "5"}, {"last", "99"}, {"blocks", "1"}});
+  ASSERT_TRUE(all.read.has_value());
+  EXPECT_EQ(all.read->first, 5U);
+  EXPECT_EQ(all.read->last, 99U);
+  EXPECT_EQ(all.read->blocks, 1U);
+}
+
+TEST(Numbers, WhatIsNotGivenIsTheDefault) {
+  const Reading one(ParameterValues{{"last", "10"}});
+  ASSERT_TRUE(one.read.has_value());
+  EXPECT_EQ(one.read->first, 3U);
+  EXPECT_EQ(one.read->last, 10U);
+  EXPECT_EQ(one.read->blocks, 4U);
+}
+
+TEST(Numbers, AValueThatIsNoneOrOutsideItsRangeIsInvalidAndNamed) {
+  for (const char* wrong : {"", "-1", "+1", " 1", "1 ", "x", "0", "9", "18446744073709551616"}) {
+    const Reading reading(ParameterValues{{"blocks", wrong}});
+    EXPECT_FALSE(reading.read.has_value()) << wrong;
+    EXPECT_EQ(reading.verdict.status, kTestInvalid) << wrong;
+    EXPECT_EQ(reading.verdict.message, "|INVALID_VALUE_OF_PARAMETER_blocks") << wrong;
+  }
+}
+
+TEST(RememberingContext, FindsTheOneMeasurementOfAName) {
+  RememberingContext context(nullptr);
+  context.Measure({"offset", -0.5, "s"});
+  context.Measure({"twice", 1, ""});
+  context.Measure({"twice", 2, ""});
+  EXPECT_EQ(context.Measured("offset").value, -0.5);
+  EXPECT_THROW(context.Measured("twice"), std::out_of_range);
+  EXPECT_THROW(context.Measured("none"), std::out_of_range);
+}
+
+}  // namespace
+}  // namespace orvan::sdk
