@@ -1,5 +1,7 @@
 #pragma once
 
+#include <fstream>
+#include <stdexcept>
 #include <string>
 
 // What the front end prints, written down from its layout rules, for tests to compare with.
@@ -16,60 +18,24 @@ inline const std::string kAbortBanner = "\n" + kRow +
 inline const std::string kPlainBanner =
     "\n" + kRow + " Tarvex Diagnostics - CLI\n" + kRow + " \n\n";
 
+// A block of the golden cases that needs none of their escapes.
+inline std::string GoldenBlock(const std::string& name) {
+  std::ifstream file(TARVEX_SOURCE_DIR "/tests/golden/cases/blocks.txt");
+  std::string block;
+  bool inside = false;
+  for (std::string line; std::getline(file, line);) {
+    if (line.rfind("== ", 0) == 0) inside = line == "== " + name;
+    if (inside && line.rfind('|', 0) == 0) block += line.substr(1) + "\n";
+  }
+  if (block.empty()) throw std::runtime_error("no golden block " + name);
+  return block;
+}
+
 // The general help; `modules` is what stands behind the last colon.
 inline std::string HelpText(const std::string& modules) {
-  return "\n> General options\n"
-         "  Usage: TarvexDiagnosticsCLI [option]\n"
-         "  Options:\n"
-         "    -A, --list-modules              Lists available modules\n"
-         "    -h, --help                      Shows CLI general help\n"
-         "    -v, --version                   Lists module(s) version\n"
-         "    -o, --output                    Redirects CLI output to a file\n"
-         "    -b, --background                Runs CLI in background mode\n"
-         "    -W, --wmi                       Save the logs on WMI services\n"
-         "    -r, --remove                    Erase Tarvex Diagnostics namespace\n"
-         "\n"
-         "  Example:\n"
-         "   => TarvexDiagnosticsCLI.exe -W -Mstorage -Mpci_express\n"
-         "\n"
-         "> Module specific options\n"
-         "  Usage: TarvexDiagnosticsCLI -Mmodule_name [option]\n"
-         "         TarvexDiagnosticsCLI --module=module_name [option]\n"
-         "  Options:\n"
-         "    -h, --help                      Shows the help of the selected module\n"
-         "    -L, --list-diagnostics          Lists diagnostics of the selected module(s)\n"
-         "    -D, --list-devices              Lists devices of chosen module(s)\n"
-         "    -R, --list-resources            Lists devices resources of chosen module(s)\n"
-         "    -S, --list-tools                Lists tools of chosen module(s)\n"
-         "    -T[hint], --tool=[hint]         Executes a tool of the chosen module\n"
-         "    --data-collection=[value]       Enable or disable data collection by passing value 0"
-         " or 1\n"
-         "\n"
-         "> Perform diagnostics\n"
-         "  Usage: TarvexDiagnosticsCLI [module] [diagnostic]\"[test(s)]\" [device id(s)]\n"
-         "    -M[module_name]                 Performs default diagnostic of the module\n"
-         "    -M[module_name] [diagnostic]    Perform all tests of the diagnostic\n"
-         "\n"
-         "  Example:\n"
-         "   => Perform tests f and r of diagnostic Q on devices 0 and 1 of the storage module\n"
-         "      TarvexDiagnosticsCLI -Mstorage -Q\"f,r\" 0 1\n"
-         "\n"
-         "> Perform Run All\n"
-         "  Usage: TarvexDiagnosticsCLI -U\"[options]\"\n"
-         "         TarvexDiagnosticsCLI --run-all=[options]\n"
-         "    -U                              Perform default diagnostics of all modules\n"
-         "    -U\"q\", -U\"quick\"                Perform quick diagnostics of all modules\n"
-         "    -U\"e\", -U\"extended\"             Perform extended diagnostics of all modules\n"
-         "    -U\"o\", -U\"only-unattended\"      Perform only-unattended diagnostics of all"
-         " modules\n"
-         "\n"
-         "  Example:\n"
-         "   => Perform quick, extended and only-unattended tests in all devices of all modules\n"
-         "      TarvexDiagnosticsCLI -U\"q,e,o\"\n"
-         "\n"
-         "\n"
-         "> Available module(s): " +
-         modules + "\n\n";
+  static const std::string block = GoldenBlock("help");
+  std::string text = block;
+  return text.replace(text.find("$1"), 2, modules);
 }
 
 // A fatal parse error, without the help behind it. `text` as displayed.
