@@ -17,7 +17,7 @@ constexpr char kTwoKinds[] = "user asked for more than one kind of information a
 constexpr char kDuplicate[] = "Duplicated option entry, only one entry considered";
 constexpr char kUnrecognized[] = "unrecognized option found";
 
-TEST_F(OptionParsing, TheFixedTableHolds22RecordsAndAZeroRecordEndsIt) {
+TEST_F(OptionParsing, TheFixedTableHoldsItsRecordsAndAZeroRecordEndsIt) {
   Start();
   std::vector<DiagModule*> none;
   cli->modules = &none;
@@ -92,40 +92,6 @@ TEST_F(OptionParsing, NoArgumentsShowHelpWithStatusZero) {
   EXPECT_EQ(Parse({}), 0);
   EXPECT_EQ(cli->flags, CLI_FLAG_HELP | CLI_FLAG_INFORMATION);
   EXPECT_EQ(cli->ExitStatus(), 0);
-}
-
-// Erase check.
-
-constexpr char kErase[] =
-    "to erase the TarvexDiagnostics namespace, please execute the command, "
-    "\"TarvexDiagnosticsCLI.exe -r\"";
-
-TEST_F(OptionParsing, EraseWithAnythingElseFails) {
-  ExpectFatal({"-r", "-W"}, kErase);
-}
-
-TEST_F(OptionParsing, EraseBehindAnythingElseFails) {
-  ExpectFatal({"-Mstorage", "-r"}, kErase);
-  EXPECT_TRUE(Has(CLI_FLAG_HELP | CLI_FLAG_INFORMATION));
-}
-
-TEST_F(OptionParsing, EraseAlonePasses) {
-  EXPECT_EQ(Parse({"-r"}), 0);
-  EXPECT_EQ(cli->flags, CLI_FLAG_REMOVE_WMI | CLI_FLAG_NO_ABORT_BANNER);
-}
-
-TEST_F(OptionParsing, TheLongFormOfEraseIsNotChecked) {
-  EXPECT_EQ(Parse({"-Mstorage", "--remove-wmi"}), 0);
-  EXPECT_TRUE(Has(CLI_FLAG_REMOVE_WMI));
-}
-
-TEST_F(OptionParsing, TheRecoveryToolTurnsTheEraseCheckOffForWordsBehindIt) {
-  EXPECT_EQ(Parse({"-Mstorage", "-Trecover", "-r"}), 0);
-  EXPECT_TRUE(Has(CLI_FLAG_TOOL));
-}
-
-TEST_F(OptionParsing, TheRecoveryToolDoesNotTurnTheEraseCheckOffForWordsBeforeIt) {
-  ExpectFatal({"-r", "-Mstorage", "-Trecover"}, kErase);
 }
 
 // Checks before the scan.
@@ -238,15 +204,6 @@ TEST_F(OptionParsing, ResourcesThenDevicesCountAsADuplicateToo) {
   EXPECT_TRUE(Has(CLI_FLAG_LIST_DEVICES | CLI_FLAG_LIST_RESOURCES));
 }
 
-TEST_F(OptionParsing, ParameterListAndValidationClearTheDiagnosticFlag) {
-  EXPECT_EQ(Parse({"-Mstorage", "-Qf", "-P"}), 0);
-  EXPECT_FALSE(HasAny(CLI_FLAG_DIAGNOSTIC));
-  Stop();
-  optind = 0;
-  EXPECT_EQ(Parse({"-Mstorage", "-Qf", "-V"}), 0);
-  EXPECT_FALSE(HasAny(CLI_FLAG_DIAGNOSTIC));
-}
-
 TEST_F(OptionParsing, AnUnknownOptionFailsWithResultFive) {
   ExpectFatal({"-Mstorage", "-Z"}, kUnrecognized, 5);
 }
@@ -302,55 +259,8 @@ TEST_F(OptionParsing, TheTextOfARepeatedModuleStaysHarmless) {
 
 // Tool.
 
-TEST_F(OptionParsing, AToolBeforeAnyModuleFails) {
-  ExpectFatal({"-Trecover"}, "the -T option must be used after the -M\"module name\" option");
-}
-
-TEST_F(OptionParsing, AToolForTwoModulesFails) {
-  ExpectFatal({"-Mstorage", "-Mmemory", "-Trecover"},
-              "the tool option must be specified for only one module");
-}
-
-class ToolCompany : public OptionParsing, public ::testing::WithParamInterface<const char*> {};
-
-TEST_P(ToolCompany, MakesTheToolFail) {
-  Start();
-  cli->modules = &service().moduleList;
-  Argv line({GetParam(), "-Mstorage", "-Trecover"});
-  std::string error;
-  EXPECT_EQ(cli->ParseCommandLine(line.Count(), line.Data(), error), 70);
-  EXPECT_EQ(error, "THE_-T_OPTION_CANNOT_BE_USED_ALONG_WITH_OTHER_CLI_OPTIONS");
-}
-
-INSTANTIATE_TEST_SUITE_P(OtherOptions, ToolCompany,
-                         Values("-A", "-D", "-R", "-L", "-S", "-P", "-V", "-G1", "--HDK"));
-
-TEST_F(OptionParsing, ADiagnosticMakesTheToolFail) {
-  ExpectFatal({"-Mstorage", "-Q", "-Trecover"},
-              "the -t option cannot be used along with other cli options");
-}
-
-class ToolNeutral : public OptionParsing, public ::testing::WithParamInterface<const char*> {};
-
-TEST_P(ToolNeutral, MayStandBesideATool) {
-  EXPECT_EQ(Parse({GetParam(), "-Mstorage", "-Trecover"}), 0);
-  EXPECT_TRUE(Has(CLI_FLAG_TOOL));
-}
-
-INSTANTIATE_TEST_SUITE_P(Options, ToolNeutral,
-                         Values("-h", "-v", "-W", "-e1", "--obg-instance", "--remove-wmi"));
-
 TEST_F(OptionParsing, AToolWithoutTextFails) {
   ExpectFatal({"-Mstorage", "-T"}, "no tool chosen");
-}
-
-TEST_F(OptionParsing, AToolInTheBackgroundFails) {
-  ExpectFatal({"-b", "-Mstorage", "-Trecover"}, "it is not possible to a tool in background mode");
-}
-
-TEST_F(OptionParsing, AToolWithItsOutputInAFileFails) {
-  ExpectFatal({"-o" + folder + "/report", "-Mstorage", "-Trecover"},
-              "it is not possible to redirect the output while running a tool");
 }
 
 TEST_F(OptionParsing, AToolIsFoundWithoutRegardToCase) {
@@ -386,38 +296,6 @@ TEST_F(OptionParsing, AToolOfAModuleThatIsNotThereGivesResult30) {
               "Following module(s) are not available: nosuch - hence the recover tool can not be "
               "executed",
               30);
-}
-
-// Conflicts.
-
-TEST_F(OptionParsing, InformationAndDiagnosticFail) {
-  ExpectFatal({"-Mstorage", "-D", "-Q"},
-              "can not show information and perform diagnostic at the same time");
-}
-
-TEST_F(OptionParsing, DevicesForAListingFail) {
-  ExpectFatal({"-Mstorage", "-D", "0"}, "unnecessary devices chosen");
-}
-
-TEST_F(OptionParsing, DevicesForAValidationPass) {
-  EXPECT_EQ(Parse({"-Mstorage", "-V", "0"}), 0);
-}
-
-TEST_F(OptionParsing, AModuleForTheModuleListFails) {
-  ExpectFatal({"-A", "-Mstorage"}, "module chosen with an option that does not need modules");
-}
-
-class NeedsModule : public OptionParsing, public ::testing::WithParamInterface<const char*> {};
-
-TEST_P(NeedsModule, FailsWithoutOne) {
-  ExpectFatal({GetParam()}, "no module chosen for option that has a mandatory module need");
-}
-
-INSTANTIATE_TEST_SUITE_P(Options, NeedsModule, Values("-D", "-R", "-S", "-L"));
-
-TEST_F(OptionParsing, TheConflictsAreCheckedInTheirOrder) {
-  ExpectFatal({"-Mstorage", "-A", "-Q", "0"},
-              "can not show information and perform diagnostic at the same time");
 }
 
 TEST_F(OptionParsing, OptionsAndDeviceWordsAreCounted) {

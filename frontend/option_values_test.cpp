@@ -56,14 +56,6 @@ INSTANTIATE_TEST_SUITE_P(
            CallerCase{"-CHelm, ,key", "Empty Version name"},
            CallerCase{"-CHelm,1, ", "Empty App key"}));
 
-TEST_F(OptionValues, ACallerWithoutDataCollectionIsFatal) {
-  EXPECT_EQ(Parse({"-CHelm,1,key"}), 1);
-  EXPECT_NE(Screen().find(
-                FatalText("The caller parameter must come along with data-collection parameter")),
-            std::string::npos);
-  EXPECT_EQ(cli->result, -1);
-}
-
 // Group.
 
 TEST_F(OptionValues, AGroupReplacesTheGroupId) {
@@ -127,10 +119,6 @@ INSTANTIATE_TEST_SUITE_P(Words, BadRunAll,
                          Values("-Uq,q", "-Uquick,q", "-UQ", "-Ux", "-Ue,e", "-Uo,o", "-Uq,,e",
                                 "-U q"));
 
-TEST_F(OptionValues, RunAllWithASelectedModuleFails) {
-  ExpectFatal({"-U", "-Mstorage"}, "test with invalid parameters format");
-}
-
 TEST_F(OptionValues, ModulesOfOneNameAreRunOnce) {
   service().AddModule("STORAGE");
   EXPECT_EQ(Parse({"-U"}), 0);
@@ -153,27 +141,9 @@ TEST_F(WithoutModules, ABadRunAllKindGivesResultFive) {
 
 // Background and supervisor.
 
-TEST_F(OptionValues, SupervisorBehindBackgroundClearsIt) {
-  EXPECT_EQ(Parse({"-Mstorage", "-b", "--HDK"}), 0);
-  EXPECT_TRUE(Has(CLI_FLAG_SUPERVISED));
-  EXPECT_FALSE(HasAny(CLI_FLAG_BACKGROUND));
-}
-
-TEST_F(OptionValues, BackgroundBehindSupervisorIsDropped) {
-  EXPECT_EQ(Parse({"-Mstorage", "--HDK", "-b"}), 0);
-  EXPECT_FALSE(HasAny(CLI_FLAG_BACKGROUND));
-  EXPECT_TRUE(cli->warnings.empty());
-}
-
 TEST_F(OptionValues, SupervisorTwiceWarns) {
   EXPECT_EQ(Parse({"-Mstorage", "--HDK", "--HDK"}), 0);
   EXPECT_EQ(cli->warnings, Words{kDuplicate});
-}
-
-TEST_F(OptionValues, TheMarkerOfABackgroundInstanceClearsBackground) {
-  EXPECT_EQ(Parse({"-Mstorage", "-b", "--obg-instance"}), 0);
-  EXPECT_TRUE(Has(CLI_FLAG_BACKGROUND_INSTANCE));
-  EXPECT_FALSE(HasAny(CLI_FLAG_BACKGROUND));
 }
 
 class BackgroundTwice : public OptionValues, public ::testing::WithParamInterface<Words> {};
