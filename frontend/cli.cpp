@@ -17,10 +17,10 @@
 #include "frontend/system_event_handlers.h"
 #include "frontend/thread_completion.h"
 #include "frontend/thread_manager.h"
+#include "frontend/version_text.h"
 #include "system/process_state.h"
 #include "system/standard_error.h"
 #include "system/storage_sender.h"
-#include "system/string_handler.h"
 #include "views/cli_event_queue.h"
 #include "views/cli_suite_listener.h"
 #include "views/cli_test_listener.h"
@@ -147,15 +147,10 @@ void Cli::AddWarning(const std::string& text) {
   }
 }
 
-std::string Cli::Upper(std::string text) const {
-  stringHandler->ToUpper(text);
-  return text;
-}
-
 std::string Cli::ApplicationName() const {
   return tarvex::FormatKey(kKeyApplicationName, true, true, true) + " " + ApplicationVersion();
 }
 
 std::string Cli::ApplicationVersion() const {
-  return VersionText(*productVersion);
+  return tarvex::VersionText(*numberHandler, *productVersion);
 }

@@ -156,7 +156,6 @@ class Cli {
   std::exception_ptr keptException;  // the InvalidAppKey that ended a run
 
  private:
-  struct ModuleRun;
   struct CommandLine {
     int argc = 0;
     char** argv = nullptr;
@@ -165,59 +164,6 @@ class Cli {
   // Lifecycle.
   void StartService();
   OrvanService* Service() const;
-
-  // Run driver.
-  void OpenFinalResult(const ModuleSelection& selection, bool& opened);
-  void ShowFinalResult();
-  void OpenListeners();
-  void CloseListeners();
-  void SetResultUnlessRun(std::int32_t code);
-  void RunPlan(ModuleRun& run, const DeviceRunPlan& plan);
-  void RunEventLoop(ModuleRun& run);
-  template <class Ready, class Show>
-  void AwaitWithLooks(ModuleRun& run, Ready ready, Show show);
-  std::chrono::milliseconds UntilNextLook(const ModuleRun& run) const;
-  void LookForAbort(ModuleRun& run);
-  void DrainEvents();
-  void HandleEvent(ModuleRun& run, const CliEvent& event);
-  void OnSuiteStarted(ModuleRun& run, const CliEvent& event);
-  void OnDeviceStarted(ModuleRun& run, const CliEvent& event);
-  void OnDiagnosticStarted(ModuleRun& run, const CliEvent& event);
-  void OnTestStarted(ModuleRun& run, const CliEvent& event);
-  void WatchTest(ModuleRun& run, const CliEvent& event);
-  bool ShowTestMessage();
-  void OnTestFinished(ModuleRun& run, const CliEvent& event);
-  void OnDiagnosticFinished(ModuleRun& run, const CliEvent& event);
-  void OnDeviceFinished(ModuleRun& run, const CliEvent& event);
-  void OnSuiteFinished(ModuleRun& run, const CliEvent& event);
-  void AbortRun();
-
-  // Run All.
-  void SelectForRunAll(ModuleSelection& selection, DiagDevice* device, bool& foundSomething);
-
-  // Listings.
-  void ShowModuleInformation(ModuleSelection& selection);
-  void ShowProgramVersion();
-  void ShowModuleVersion(DiagModule* module);
-  void ShowModuleVersions();
-  void ShowModuleList();
-  void ShowModuleHelp(ModuleSelection& selection);
-  void ShowVersionOf(ModuleSelection& selection);
-  void ShowDevices(ModuleSelection& selection);
-  void ShowDeviceInformation(DiagDevice* device, DiagModule* module);
-  void ShowDeviceResources(DiagDevice* device);
-  void ShowTestRecords(DiagModule* module, DiagDevice* device);
-  void ShowTestRecord(DiagTest* test, bool applies, const std::vector<TestParameter>& parameters);
-  void ShowTools(ModuleSelection& selection);
-  void ShowDiagnosticsTitle(DiagModule* module);
-  void ShowDiagnostics(ModuleSelection& selection);
-  void ShowParameters(ModuleSelection& selection);
-  void ShowParametersOf(const ModuleSelection& selection, DiagTest* test);
-  void ShowValidation(ModuleSelection& selection);
-  std::string ValidateOneTest(DiagDevice* device, const CliTest& test);
-  std::string VersionText(const ProductVersion& version) const;
-  std::string Upper(std::string text) const;
-  std::string KeyVersionText(const DiagKey& key) const;
 
   CommandLine line_;              // the one in hand
   bool firstCancelSeen_ = false;  // the first canceled test keeps its time, later ones show none

@@ -1,15 +1,22 @@
+#include "frontend/listing_of_tests.h"
+
 #include <algorithm>
 #include <sstream>
 
 #include "boundary/orvan_service.h"
 #include "frontend/cli.h"
+#include "frontend/device_listings.h"
 #include "frontend/message_keys.h"
+#include "frontend/test_parameters.h"
+#include "frontend/version_text.h"
 #include "frontend/warning_lines.h"
 #include "system/outside_text.h"
 #include "system/string_handler.h"
 #include "views/hdk_io.h"
 #include "views/message_keys.h"
 #include "views/orvan_stdio.h"
+
+namespace tarvex {
 
 namespace {
 
@@ -19,7 +26,7 @@ constexpr char kCustomParameters[] = "::CUSTOM_PARAM";
 // says more of its values in `extra` knows better than the range, which is only 32 bits wide.
 std::string ParameterText(const TestParameter& parameter, const std::string& label) {
   std::string text = parameter.name + "=" + parameter.initialValue + ", " + label + ", " +
-                     tarvex::ParameterTypeName(parameter.type);
+                     ParameterTypeName(parameter.type);
   if (!parameter.extra.empty()) return text + ", " + parameter.extra;
   if (parameter.range[0] == 0 && parameter.range[1] == 0) return text;
   return text + ", " + std::to_string(parameter.range[0]) + " to " +
@@ -48,58 +55,16 @@ bool HasDevice(const std::vector<DiagDevice*>& devices, const std::string& name)
   });
 }
 
-}  // namespace
+std::string AsTitle(const Cli& cli, const std::string& key) {
+  return cli.view->FormatKey(key, true, true, true);
+}
 
-void Cli::ShowDiagnosticsTitle(DiagModule* module) {
+void ShowDiagnosticsTitle(const Cli& cli, DiagModule* module) {
   std::string name;
-  view->PrintSentence("DIAGNOSTICS - " + module->GetDisplayName(name) + " MODULE", true);
+  cli.view->PrintSentence("DIAGNOSTICS - " + module->GetDisplayName(name) + " MODULE", true);
 }
 
-void Cli::ShowDiagnostics(ModuleSelection& selection) {
-  if (!Has(flags, CLI_FLAG_LIST_DIAGNOSTICS) || view == nullptr) return;
-  const auto title = [this](const std::string& key) {
-    return view->FormatKey(key, true, true, true);
-  };
-  ShowDiagnosticsTitle(selection.module);
-  std::string body;
-  bool anyCustom = false;
-  for (DiagDiagnostic* diagnostic : *selection.module->GetDiagnostics()) {
-    std::string name;
-    body += "  - " + title(diagnostic->Name(name)) + ":\n";
-    for (DiagTest* test : *diagnostic->Tests()) {
-      DiagKey key;
-      const std::string version = KeyVersionText(test->Key(key));
-      std::vector<TestParameter> parameters;
-      const bool custom = !test->DefaultParameters(parameters).empty();
-      test->Name(name);
-      if (Has(flags, CLI_FLAG_SUPERVISED)) {
-        view->PrintField(name, version + (custom ? kCustomParameters : ""), true);
-      }
-      body += "\t" + title(name) + (custom ? "*" : "") + "\n";
-      anyCustom = anyCustom || custom;
-    }
-  }
-  view->PrintRaw(body, true);
-  if (anyCustom) view->PrintRaw("  *" + title(kKeyAcceptsCustomParameters), true);
-}
-
-// Every test of the selected diagnostics with the parameters that it takes. What the first device
-// that the test applies to offers is shown; without such a device, what the test takes at all.
-void Cli::ShowParameters(ModuleSelection& selection) {
-  if (!Has(flags, CLI_FLAG_LIST_PARAMETERS) || view == nullptr) return;
-  ScanModuleDevices(&selection);
-  view->PrintNewLine();
-  ShowDiagnosticsTitle(selection.module);
-  for (DiagDiagnostic* diagnostic : *selection.module->GetDiagnostics()) {
-    if (!IsSelected(selection, diagnostic)) continue;
-    std::string name;
-    view->PrintRaw("- " + view->FormatKey(diagnostic->Name(name), true, true, true), true);
-    for (DiagTest* test : *diagnostic->Tests()) ShowParametersOf(selection, test);
-  }
-  view->PrintNewLine();
-}
-
-void Cli::ShowParametersOf(const ModuleSelection& selection, DiagTest* test) {
+void ShowParametersOf(const Cli& cli, const ModuleSelection& selection, DiagTest* test) {
   DiagDevice* device = FirstDeviceFor(selection.serviceDevices, test);
   std::vector<TestParameter> parameters;
   if (device == nullptr) {
@@ -107,61 +72,101 @@ void Cli::ShowParametersOf(const ModuleSelection& selection, DiagTest* test) {
   } else {
     test->GetParameters(parameters, device);
   }
-  if (Has(flags, CLI_FLAG_SUPERVISED)) {
-    ShowTestRecord(test, device != nullptr, parameters);
+  if (Has(cli.flags, CLI_FLAG_SUPERVISED)) {
+    ShowTestRecord(cli, test, device != nullptr, parameters);
     return;
   }
   std::string name;
-  view->PrintRaw("  - " + view->FormatKey(test->Name(name), true, true, true), true);
+  cli.view->PrintRaw("  - " + AsTitle(cli, test->Name(name)), true);
   for (const TestParameter& parameter : parameters) {
-    const std::string label = view->FormatKey(parameter.label, true, true, true);
-    view->PrintField(parameter.name, ParameterText(parameter, label), true);
-  }
-}
-
-void Cli::ShowValidation(ModuleSelection& selection) {
-  if (!Has(flags, CLI_FLAG_VALIDATE) || view == nullptr) return;
-  ScanModuleDevices(&selection);
-  if (selection.HasNoDevices()) {
-    tarvex::PrintWarning(*view, kKeyNoDevicesFound);
-    return;
-  }
-  view->PrintNewLine();
-  std::vector<std::string> missing;
-  for (const auto& named : selection.devices) {
-    if (!HasDevice(*selection.serviceDevices, named.first)) missing.push_back(named.first);
-  }
-  if (!missing.empty()) tarvex::PrintWarningList(*view, kKeyDevicesNotFound, missing);
-  for (DiagDevice* device : *selection.serviceDevices) {
-    std::string id;
-    device->GetId(id);
-    if (!selection.devices.empty() && selection.devices.Find(id) == nullptr) continue;
-    DeviceInformation information;
-    device->GetInformation(information);
-    for (const auto& diagnostic : selection.diagnostics) {
-      for (const auto& [name, test] : diagnostic->tests) {
-        view->PrintRaw(information.name + " - " + view->FormatKey(name, true, true, true), true);
-        view->PrintRaw(ValidateOneTest(device, *test), true);
-      }
-    }
+    cli.view->PrintField(parameter.name, ParameterText(parameter, AsTitle(cli, parameter.label)),
+                         true);
   }
 }
 
 // One line per parameter: its name, and whether the test knows it on that device.
-std::string Cli::ValidateOneTest(DiagDevice* device, const CliTest& test) {
+std::string ValidateOneTest(StringHandler& strings, DiagDevice* device, const CliTest& test) {
   std::vector<TestParameter> known;
   test.test->GetParameters(known, device);
   std::ostringstream lines;
   const char* separator = "";
   for (const auto& [raw, text] : test.parameters) {
-    const std::vector<std::string> parts = stringHandler->Tokenize(raw, "=");
+    const std::vector<std::string> parts = strings.Tokenize(raw, "=");
     if (parts.empty() || parts.size() > 2) continue;
-    const bool isKnown = std::any_of(
-        known.begin(), known.end(),
-        [&](const TestParameter& parameter) { return Upper(parameter.name) == Upper(parts[0]); });
-    lines << separator << tarvex::kIndent << tarvex::kIndent << tarvex::InLine(parts[0]) << ": "
+    const bool isKnown = FindParameter(strings, known, parts[0]) != nullptr;
+    lines << separator << kIndent << kIndent << InLine(parts[0]) << ": "
           << (isKnown ? "OK" : kKeyInvalidParameter);
     separator = "\n";
   }
   return lines.str();
 }
+
+void ShowValidationOf(const Cli& cli, const ModuleSelection& selection, DiagDevice* device) {
+  DeviceInformation information;
+  device->GetInformation(information);
+  for (const auto& diagnostic : selection.diagnostics) {
+    for (const auto& [name, test] : diagnostic->tests) {
+      cli.view->PrintRaw(information.name + " - " + AsTitle(cli, name), true);
+      cli.view->PrintRaw(ValidateOneTest(*cli.stringHandler, device, *test), true);
+    }
+  }
+}
+
+}  // namespace
+
+void ShowDiagnostics(Cli& cli, ModuleSelection& selection) {
+  ShowDiagnosticsTitle(cli, selection.module);
+  std::string body;
+  bool anyCustom = false;
+  for (DiagDiagnostic* diagnostic : *selection.module->GetDiagnostics()) {
+    std::string name;
+    body += "  - " + AsTitle(cli, diagnostic->Name(name)) + ":\n";
+    for (DiagTest* test : *diagnostic->Tests()) {
+      DiagKey key;
+      const std::string version = VersionText(*cli.numberHandler, test->Key(key));
+      std::vector<TestParameter> parameters;
+      const bool custom = !test->DefaultParameters(parameters).empty();
+      test->Name(name);
+      if (Has(cli.flags, CLI_FLAG_SUPERVISED)) {
+        cli.view->PrintField(name, version + (custom ? kCustomParameters : ""), true);
+      }
+      body += "\t" + AsTitle(cli, name) + (custom ? "*" : "") + "\n";
+      anyCustom = anyCustom || custom;
+    }
+  }
+  cli.view->PrintRaw(body, true);
+  if (anyCustom) cli.view->PrintRaw("  *" + AsTitle(cli, kKeyAcceptsCustomParameters), true);
+}
+
+void ShowParameters(Cli& cli, ModuleSelection& selection) {
+  cli.view->PrintNewLine();
+  ShowDiagnosticsTitle(cli, selection.module);
+  for (DiagDiagnostic* diagnostic : *selection.module->GetDiagnostics()) {
+    if (!IsSelected(selection, diagnostic)) continue;
+    std::string name;
+    cli.view->PrintRaw("- " + AsTitle(cli, diagnostic->Name(name)), true);
+    for (DiagTest* test : *diagnostic->Tests()) ShowParametersOf(cli, selection, test);
+  }
+  cli.view->PrintNewLine();
+}
+
+void ShowValidation(Cli& cli, ModuleSelection& selection) {
+  if (selection.HasNoDevices()) {
+    PrintWarning(*cli.view, kKeyNoDevicesFound);
+    return;
+  }
+  cli.view->PrintNewLine();
+  std::vector<std::string> missing;
+  for (const auto& named : selection.devices) {
+    if (!HasDevice(*selection.serviceDevices, named.first)) missing.push_back(named.first);
+  }
+  if (!missing.empty()) PrintWarningList(*cli.view, kKeyDevicesNotFound, missing);
+  for (DiagDevice* device : *selection.serviceDevices) {
+    std::string id;
+    device->GetId(id);
+    if (!selection.devices.empty() && selection.devices.Find(id) == nullptr) continue;
+    ShowValidationOf(cli, selection, device);
+  }
+}
+
+}  // namespace tarvex

@@ -1,9 +1,68 @@
 #include "boundary/orvan_service.h"
 #include "frontend/cli.h"
 #include "frontend/message_keys.h"
+#include "frontend/run_driver.h"
 #include "frontend/warning_lines.h"
 #include "views/message_keys.h"
 #include "views/orvan_stdio.h"
+
+namespace {
+
+// Adds those tests of the diagnostic that run on the device.
+void ChooseTests(CliDiagnostic& chosen, DiagDevice* device, bool onlyUnattended) {
+  for (DiagTest* test : *chosen.diagnostic->Tests()) {
+    std::string name;
+    test->Name(name);
+    if (!test->AppliesTo(device)) continue;
+    if (onlyUnattended && test->NeedsOperator()) continue;
+    if (chosen.tests.Find(name) != nullptr) continue;
+    CliTest* added = chosen.tests.Add(name);
+    added->name = name;
+    added->test = test;
+  }
+}
+
+// Chooses what runs on one device; false when nothing does.
+bool ChooseForDevice(const Cli& cli, ModuleSelection& selection, DiagDevice* device) {
+  std::string id;
+  DeviceSelection& entry = selection.DeviceEntry(device->GetId(id));
+  if (!cli.runAllQuick && !cli.runAllExtended && !cli.runAllOnlyUnattended) {
+    return selection.defaultDiagnostics = true;
+  }
+  const std::vector<DiagDiagnostic*>* offered = selection.module->GetDiagnostics();
+  if (offered == nullptr) return false;
+  bool found = false;
+  for (DiagDiagnostic* diagnostic : *offered) {
+    DiagKey key;
+    const std::uint32_t kind = diagnostic->Key(key).minor;
+    if (!cli.runAllQuick && kind == kDiagnosticKindQuick) continue;
+    if (!cli.runAllExtended && kind == kDiagnosticKindExtended) continue;
+    auto record = std::make_shared<CliDiagnostic>();
+    record->diagnostic = diagnostic;
+    record->allDevices = true;
+    diagnostic->Name(record->name);
+    ChooseTests(*record, device, cli.runAllOnlyUnattended);
+    found = found || !record->tests.empty();
+    entry.diagnostics.push_back(std::move(record));
+  }
+  return found;
+}
+
+// False when the module has devices and nothing to run on them, which is told then.
+bool ChooseForModule(Cli& cli, ModuleSelection& selection) {
+  if (selection.HasNoDevices()) return true;
+  bool found = false;
+  for (DiagDevice* device : *selection.serviceDevices) {
+    found = ChooseForDevice(cli, selection, device) || found;
+  }
+  if (found) return true;
+  tarvex::PrintWarning(*cli.view, kKeyNoTestsForRunAll);
+  cli.view->PrintNewLine();
+  cli.MergeResult(kResultNothingToRun);
+  return false;
+}
+
+}  // namespace
 
 void Cli::RunAll() {
   if (!Has(flags, CLI_FLAG_RUN_ALL)) return;
@@ -16,64 +75,7 @@ void Cli::RunAll() {
     view->PrintNewLine();
     return;
   }
-  if (Has(flags, CLI_FLAG_SUPERVISED)) Service()->EnableSupervisedRun();
-  bool finalResultOpened = false;
-  for (auto& [name, selection] : runAllModules) {
-    if (selection->module == nullptr) continue;
-    ScanModuleDevices(selection.get());
-    bool foundSomething = false;
-    const bool hasDevices = !selection->HasNoDevices();
-    if (hasDevices) {
-      for (DiagDevice* device : *selection->serviceDevices) {
-        SelectForRunAll(*selection, device, foundSomething);
-      }
-    }
-    if (!foundSomething && hasDevices) {
-      tarvex::PrintWarning(*view, kKeyNoTestsForRunAll);
-      view->PrintNewLine();
-      MergeResult(kResultNothingToRun);
-      continue;
-    }
-    BuildRunPlan(selection.get());
-    OpenFinalResult(*selection, finalResultOpened);
-    RunModule(selection.get());
-    view->PrintNewLine();
-  }
-  if (finalResultOpened) ShowFinalResult();
-}
-
-// Chooses what run-all does on one device.
-void Cli::SelectForRunAll(ModuleSelection& selection, DiagDevice* device, bool& foundSomething) {
-  std::string id;
-  device->GetId(id);
-  DeviceSelection& entry = selection.DeviceEntry(id);
-  if (!runAllQuick && !runAllExtended && !runAllOnlyUnattended) {
-    selection.defaultDiagnostics = true;
-    foundSomething = true;
-    return;
-  }
-  const std::vector<DiagDiagnostic*>* offered = selection.module->GetDiagnostics();
-  if (offered == nullptr) return;
-  for (DiagDiagnostic* diagnostic : *offered) {
-    DiagKey key;
-    const std::uint32_t kind = diagnostic->Key(key).minor;
-    if (!runAllQuick && kind == kDiagnosticKindQuick) continue;
-    if (!runAllExtended && kind == kDiagnosticKindExtended) continue;
-    auto record = std::make_shared<CliDiagnostic>();
-    record->diagnostic = diagnostic;
-    record->allDevices = true;
-    diagnostic->Name(record->name);
-    for (DiagTest* test : *diagnostic->Tests()) {
-      std::string name;
-      test->Name(name);
-      if (!test->AppliesTo(device)) continue;
-      if (runAllOnlyUnattended && test->NeedsOperator()) continue;
-      if (record->tests.Find(name) != nullptr) continue;
-      CliTest* chosen = record->tests.Add(name);
-      chosen->name = name;
-      chosen->test = test;
-      foundSomething = true;
-    }
-    entry.diagnostics.push_back(std::move(record));
-  }
+  tarvex::RunModules(*this, runAllModules, [this](ModuleSelection& selection) {
+    return ChooseForModule(*this, selection);
+  });
 }

@@ -1,3 +1,5 @@
+#include "frontend/run_driver.h"
+
 #include <algorithm>
 #include <array>
 
@@ -20,120 +22,104 @@ namespace {
 constexpr std::array kResultsOfRuns{kResultPassed, kResultFailed, kResultWarning,
                                     kResultNotApplicable, kResultCanceled};
 
+void SetResultUnlessRun(Cli& cli, std::int32_t code) {
+  if (std::find(kResultsOfRuns.begin(), kResultsOfRuns.end(), cli.result) == kResultsOfRuns.end()) {
+    cli.result = code;
+  }
+}
+
+bool HasTests(const DeviceRunPlan& plan) {
+  return std::any_of(plan.diagnostics.begin(), plan.diagnostics.end(),
+                     [](const DiagnosticRunItem& item) { return !item.tests.empty(); });
+}
+
+void OpenListeners(Cli& cli, OrvanService& service) {
+  cli.suiteListener = std::make_unique<CliSuiteListener>();
+  cli.testListener = std::make_unique<CliTestListener>();
+  cli.eventQueue = std::make_unique<CliEventQueue>();
+  cli.suiteListener->SetQueue(cli.eventQueue.get());
+  service.SetSuiteListener(cli.suiteListener.get());
+  service.SetTestListener(cli.testListener.get());
+}
+
+void CloseListeners(Cli& cli, OrvanService& service) {
+  service.SetSuiteListener(nullptr);
+  service.SetTestListener(nullptr);
+  cli.suiteListener.reset();
+  cli.testListener.reset();
+  cli.eventQueue.reset();
+}
+
+// Opens the module's block, and says what keeps devices or all of it from running; false when
+// nothing runs.
+bool BeginModule(Cli& cli, ModuleSelection& selection) {
+  std::string name;
+  cli.view->BeginModule(selection.module->GetDisplayName(name));
+  if (selection.HasNoDevices()) {
+    tarvex::PrintWarning(*cli.view, kKeyNoDevicesFound);
+    SetResultUnlessRun(cli, kResultNoDevice);
+    if (!Has(cli.flags, CLI_FLAG_SUPERVISED)) return false;
+  }
+  if (selection.plans.empty()) {
+    tarvex::PrintWarningList(*cli.view, kKeyFollowingDevicesMissing, selection.missingDevices);
+    SetResultUnlessRun(cli, kResultNoDevice);
+    return false;
+  }
+  if (Cli::CountPlannedTests(selection.plans) == 0) {
+    cli.result = kResultNotApplicable;
+    tarvex::PrintWarningTag(*cli.view, "");
+    cli.view->PrintRaw(kTextNothingApplicable, false);
+    return false;
+  }
+  if (!selection.missingDevices.empty()) {
+    tarvex::PrintWarningList(*cli.view, kKeyDevicesNotFound, selection.missingDevices);
+  }
+  return true;
+}
+
 }  // namespace
+
+void tarvex::RunModules(Cli& cli, const NamedRecords<ModuleSelection>& modules,
+                        const std::function<bool(ModuleSelection& selection)>& prepare) {
+  if (Has(cli.flags, CLI_FLAG_SUPERVISED)) GetProcessState().service->EnableSupervisedRun();
+  ThreadManager& threads = ThreadManager::Instance();
+  bool finalResultOpened = false;
+  for (const auto& [name, selection] : modules) {
+    if (selection->module == nullptr) continue;
+    cli.ScanModuleDevices(selection.get());
+    if (!prepare(*selection)) continue;
+    cli.BuildRunPlan(selection.get());
+    if (!finalResultOpened && cli.HasPlannedTests(selection.get())) {
+      threads.BeginFinalResult(cli.groupId, cli.callerInfo);
+      finalResultOpened = true;
+    }
+    cli.RunModule(selection.get());
+    cli.view->PrintNewLine();
+  }
+  if (!finalResultOpened) return;
+  std::string code;
+  threads.GetFinalResultCode(code, kFinalResultCodeSize);
+  cli.view->FinishExecutionBlock(code);
+}
 
 void Cli::RunSelection() {
   if (!Has(flags, CLI_FLAG_DIAGNOSTIC)) return;
-  if (Has(flags, CLI_FLAG_SUPERVISED)) Service()->EnableSupervisedRun();
-  bool finalResultOpened = false;
-  for (auto& [name, selection] : selectedModules) {
-    if (selection->module == nullptr) continue;
-    ScanModuleDevices(selection.get());
-    BuildRunPlan(selection.get());
-    OpenFinalResult(*selection, finalResultOpened);
-    RunModule(selection.get());
-    view->PrintNewLine();
-  }
-  if (finalResultOpened) ShowFinalResult();
-}
-
-void Cli::OpenFinalResult(const ModuleSelection& selection, bool& opened) {
-  if (opened || !HasPlannedTests(&selection)) return;
-  ThreadManager::Instance().BeginFinalResult(groupId, callerInfo);
-  opened = true;
-}
-
-void Cli::ShowFinalResult() {
-  std::string code;
-  ThreadManager::Instance().GetFinalResultCode(code, kFinalResultCodeSize);
-  view->FinishExecutionBlock(code);
-}
-
-void Cli::OpenListeners() {
-  suiteListener = std::make_unique<CliSuiteListener>();
-  testListener = std::make_unique<CliTestListener>();
-  eventQueue = std::make_unique<CliEventQueue>();
-  suiteListener->SetQueue(eventQueue.get());
-  Service()->SetSuiteListener(suiteListener.get());
-  Service()->SetTestListener(testListener.get());
-}
-
-void Cli::CloseListeners() {
-  Service()->SetSuiteListener(nullptr);
-  Service()->SetTestListener(nullptr);
-  suiteListener.reset();
-  testListener.reset();
-  eventQueue.reset();
-}
-
-void Cli::SetResultUnlessRun(std::int32_t code) {
-  if (std::find(kResultsOfRuns.begin(), kResultsOfRuns.end(), result) == kResultsOfRuns.end()) {
-    result = code;
-  }
+  tarvex::RunModules(*this, selectedModules, [](ModuleSelection&) { return true; });
 }
 
 int Cli::RunModule(ModuleSelection* selection) {
   if (selection == nullptr) return 0;
-  ModuleRun run;
-  run.lastLook = timer->Now();
-  HoldSystemEvents();
-  const SystemEventsRelease releaseAtEnd;
-  OpenListeners();
-  const std::vector<DeviceRunPlan>& plans = selection->plans;
+  const Tick start = timer->Now();
+  const SystemEventsHold hold;
+  OrvanService& service = *GetProcessState().service;
+  OpenListeners(*this, service);
   if (selection->module == nullptr) return 0;
-  run.module = selection->module;
-  run.module->GetDisplayName(run.moduleName);
-
-  const bool noDevices = selection->HasNoDevices();
-  Service()->SetNoDevicesMode(noDevices);
-  view->BeginModule(run.moduleName);
-  if (noDevices) {
-    tarvex::PrintWarning(*view, kKeyNoDevicesFound);
-    SetResultUnlessRun(kResultNoDevice);
-    if (!Has(flags, CLI_FLAG_SUPERVISED)) return 0;
+  service.SetNoDevicesMode(selection->HasNoDevices());
+  if (!BeginModule(*this, *selection)) return 0;
+  ModuleRun run(*this, *selection, start, firstCancelSeen_);
+  for (const DeviceRunPlan& plan : selection->plans) {
+    if (!Has(flags, CLI_FLAG_RUN_ALL) || HasTests(plan)) run.RunPlan(plan);
   }
-  if (plans.empty()) {
-    tarvex::PrintWarningList(*view, kKeyFollowingDevicesMissing, selection->missingDevices);
-    SetResultUnlessRun(kResultNoDevice);
-    return 0;
-  }
-  run.plannedTests = CountPlannedTests(plans);
-  if (run.plannedTests == 0) {
-    result = kResultNotApplicable;
-    tarvex::PrintWarningTag(*view, "");
-    view->PrintRaw(kTextNothingApplicable, false);
-    return 0;
-  }
-  if (!selection->missingDevices.empty()) {
-    tarvex::PrintWarningList(*view, kKeyDevicesNotFound, selection->missingDevices);
-  }
-  for (const DeviceRunPlan& plan : plans) RunPlan(run, plan);
-  CloseListeners();
+  CloseListeners(*this, service);
   return 0;
-}
-
-void Cli::AbortRun() {
-  Service()->AbortExecution();
-  GetProcessState().abort.abortRequested = true;
-}
-
-void Cli::RunPlan(ModuleRun& run, const DeviceRunPlan& plan) {
-  const bool empty = std::all_of(plan.diagnostics.begin(), plan.diagnostics.end(),
-                                 [](const DiagnosticRunItem& item) { return item.tests.empty(); });
-  if (Has(flags, CLI_FLAG_RUN_ALL) && empty) return;
-  if (GetProcessState().abort.abortRequested || view->IsAbortRequested()) AbortRun();
-  run.device = plan.device;
-  run.percentStep = 0;
-  run.percentSum = 0;
-  run.planFinished = false;
-  HoldSystemEvents();
-  ThreadManager::Instance().StartRun(run.module, plan.device, plan.diagnostics);
-  try {
-    RunEventLoop(run);
-  } catch (...) {
-    // The service still calls the listeners, which must outlive its run.
-    Service()->AbortExecution();
-    DrainEvents();
-    throw;
-  }
 }

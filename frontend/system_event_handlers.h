@@ -21,11 +21,11 @@ void RegisterSystemEventHandlers(HostSystemEvents* events);
 void HoldSystemEvents();
 void ReleaseSystemEvents();
 
-// Lets the events go when a run ends, however it ends.
-class SystemEventsRelease {
+// Holds the events of one run, and lets them go when it ends, however it ends.
+class SystemEventsHold {
  public:
-  SystemEventsRelease() = default;
-  ~SystemEventsRelease() { ReleaseSystemEvents(); }
-  SystemEventsRelease(const SystemEventsRelease&) = delete;
-  SystemEventsRelease& operator=(const SystemEventsRelease&) = delete;
+  SystemEventsHold() { HoldSystemEvents(); }
+  ~SystemEventsHold() { ReleaseSystemEvents(); }
+  SystemEventsHold(const SystemEventsHold&) = delete;
+  SystemEventsHold& operator=(const SystemEventsHold&) = delete;
 };

@@ -19,8 +19,7 @@ void Cli::HandOverToTool(int argc, char** argv) {
       MakeTool(word, {chosenToolModule, chosenTool, Has(flags, CLI_FLAG_SUPERVISED)});
   if (tool == nullptr) return;
   tool->SetProperty({kToolPropertyBootable, bootable ? kToolPropertyTrue : kToolPropertyFalse});
-  const SystemEventsRelease release;
-  HoldSystemEvents();
+  const SystemEventsHold hold;
   try {
     tool->ToolExecute(argc, argv);
   } catch (const ToolThreadError& error) {
