@@ -66,6 +66,16 @@ int RankOf(const Table& table, std::int32_t code) {
   return row == table.end() ? 0 : row->rank;
 }
 
+// kResultNone, or kResultHostFailed when the service has no thread to run on.
+std::int32_t StartService() {
+  ThreadManager& manager = ThreadManager::Instance();
+  PublishService(manager.Service());
+  if (manager.StartError() == 0) return kResultNone;
+  tarvex::TellOnStandardError(std::string(kTextNoServiceThread) +
+                              std::strerror(manager.StartError()) + kTextNoThreadHelp);
+  return kResultHostFailed;
+}
+
 }  // namespace
 
 Cli::Cli(HostSystemEvents* events) : systemEvents(events) {
@@ -76,7 +86,7 @@ Cli::Cli(HostSystemEvents* events) : systemEvents(events) {
   state.semaphore->Init(0, 1);
   signalHandler = get_signal_handler();
   signalHandler->SetHandler(&OnSignal);
-  StartService();
+  result = StartService();
   threadStatus = std::make_unique<ThreadCompletion>();
   stringHandler = get_string_handler();
   timeHandler = get_time_handler();
@@ -108,20 +118,6 @@ Cli::~Cli() {
   ReleaseSemaphoreInstance(state.semaphore);
   state.semaphore = nullptr;
   state.cli = nullptr;
-}
-
-void Cli::StartService() {
-  ThreadManager& manager = ThreadManager::Instance();
-  if (manager.StartError() != 0) {
-    tarvex::TellOnStandardError(std::string(kTextNoServiceThread) +
-                                std::strerror(manager.StartError()) + kTextNoThreadHelp);
-    result = kResultHostFailed;
-  }
-  PublishService(manager.Service());
-}
-
-OrvanService* Cli::Service() const {
-  return GetProcessState().service;
 }
 
 std::int32_t Cli::ExitStatus() {

@@ -1,12 +1,10 @@
 #pragma once
 
-#include <chrono>
 #include <cstdint>
 #include <exception>
 #include <memory>
 #include <set>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "boundary/orvan_service_plan.h"
@@ -27,12 +25,10 @@ class HostNumberHandler;
 class HostSignalHandler;
 class HostSystemEvents;
 class HostTimeHandler;
-class OrvanService;
 class OrvanStdio;
 class ProductVersion;
 class StringHandler;
 class ThreadCompletion;
-struct CliEvent;
 
 // The one application object: built by the entry point, it parses the command line, carries out
 // the one course that the line asks for, and its destructor is the one teardown. All operations
@@ -160,10 +156,6 @@ class Cli {
     int argc = 0;
     char** argv = nullptr;
   };
-
-  // Lifecycle.
-  void StartService();
-  OrvanService* Service() const;
 
   CommandLine line_;              // the one in hand
   bool firstCancelSeen_ = false;  // the first canceled test keeps its time, later ones show none

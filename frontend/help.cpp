@@ -52,6 +52,14 @@ constexpr char kRuns[] =
     " -U\"q,e,o\"\n"
     "\n\n> Available module(s): ";
 
+constexpr char kModuleListHint[] =
+    "\n> See help of a module\n"
+    "  Usage: " NAME
+    " -Mmodule_name -h\n"
+    "  Examples:\n"
+    "    => See storage help\n"
+    "           " NAME " -Mstorage -h\n";
+
 }  // namespace
 
 #undef NAME
