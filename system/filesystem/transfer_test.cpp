@@ -79,10 +79,8 @@ TEST_F(TransferTest, TransferThatFailsOnItsWayIs75) {
 }
 
 TEST_F(TransferTest, SizeThatNoMemoryHoldsIs1) {
-  constexpr std::size_t kMost = std::numeric_limits<std::size_t>::max();
   ScratchFile file = OverFile("012");
-  EXPECT_EQ(file.Read(0, kMost, done_, 10, buffer_.data()), 1);
-  EXPECT_EQ(file.Read(0, kMost - 4096, done_, 10, buffer_.data()), 1);
+  EXPECT_EQ(file.Read(0, std::numeric_limits<std::size_t>::max(), done_, 10, buffer_.data()), 1);
 }
 
 TEST_F(TransferTest, NothingToMoveIs0) {
