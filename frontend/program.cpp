@@ -1,9 +1,11 @@
 #include "frontend/program.h"
 
+#include <algorithm>
 #include <clocale>
 #include <cstring>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "boundary/hostlayer.h"
 #include "boundary/hostlayer_app_mutex.h"
@@ -46,11 +48,8 @@ int CheckPrivileges() {
 }
 
 void AwaitParent(int argc, char** argv) {
-  for (int i = 0; i < argc; ++i) {
-    if (std::strcmp(argv[i], kBackgroundMarker) == 0) {
-      get_timer()->Sleep(kParentLeavesMs);
-      return;
-    }
+  if (std::find(argv, argv + argc, std::string_view(kBackgroundMarker)) != argv + argc) {
+    get_timer()->Sleep(kParentLeavesMs);
   }
 }
 

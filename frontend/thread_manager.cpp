@@ -1,9 +1,10 @@
 #include "frontend/thread_manager.h"
 
 #include "boundary/hostlayer.h"
-#include "boundary/hostlayer_semaphore.h"
 #include "boundary/orvan_service.h"
 #include "frontend/thread_completion.h"
+
+using tarvex::SemaphoreHolder;
 
 namespace {
 
@@ -14,12 +15,6 @@ constexpr std::size_t kRunParam = 3;
 std::unique_ptr<ThreadManager>& TheManager() {
   static std::unique_ptr<ThreadManager> manager;
   return manager;
-}
-
-HostSemaphore* MakeSemaphore(int initial, int maximum) {
-  HostSemaphore* semaphore = GetNewSemaphore();
-  semaphore->Init(initial, maximum);
-  return semaphore;
 }
 
 template <typename Pointer>
@@ -43,8 +38,7 @@ void ThreadManager::Destroy() {
   TheManager().reset();
 }
 
-ThreadManager::ThreadManager()
-    : lock_(MakeSemaphore(1, 1)), ready_(MakeSemaphore(0, 1)), asked_(MakeSemaphore(0, 1)) {
+ThreadManager::ThreadManager() {
   for (auto& param : params_) param = std::make_shared<ThreadParam>();
   HostThread* threads = get_thread();
   startError_ = threads->Start(&thread_, 0, &ThreadManager::ThreadMain, this, "ThreadManager");
@@ -55,53 +49,50 @@ ThreadManager::ThreadManager()
   }
 }
 
-ThreadManager::~ThreadManager() {
-  ReleaseSemaphoreInstance(asked_);
-  ReleaseSemaphoreInstance(ready_);
-  ReleaseSemaphoreInstance(lock_);
-}
-
 OrvanService* ThreadManager::Service() {
-  lock_->Wait();
-  const bool starting = state_ == State::kStarting;
-  lock_->Post();
-  if (starting) ready_->Wait();
+  if (CurrentState() == State::kStarting) ready_.Wait();
   return service_;
 }
 
 std::vector<DiagModule*>* ThreadManager::Modules() {
-  lock_->Wait();
-  std::vector<DiagModule*>* modules = modules_;
-  lock_->Post();
-  return modules;
+  const SemaphoreHolder holder(lock_);
+  return modules_;
+}
+
+ThreadManager::State ThreadManager::CurrentState() {
+  const SemaphoreHolder holder(lock_);
+  return state_;
 }
 
 void ThreadManager::SetTarget(DiagModule* module) {
-  lock_->Wait();
+  const SemaphoreHolder holder(lock_);
   target_ = module;
-  lock_->Post();
 }
 
-void ThreadManager::Ask(State state) {
-  state_ = state;
-  lock_->Post();
-  asked_->Post();
+template <class Fill>
+void ThreadManager::Ask(State state, Fill fill) {
+  {
+    const SemaphoreHolder holder(lock_);
+    fill();
+    state_ = state;
+  }
+  asked_.Post();
 }
 
 void ThreadManager::StartScan(ThreadCompletion* completion) {
-  lock_->Wait();
-  completion->Clear();
-  completion_ = completion;
-  Ask(State::kScanAsked);
+  Ask(State::kScanAsked, [&] {
+    completion->Clear();
+    completion_ = completion;
+  });
 }
 
 void ThreadManager::StartRun(DiagModule* module, DiagDevice* device,
                              const std::vector<DiagnosticRunItem>& plan) {
-  lock_->Wait();
-  target_ = module;
-  device_ = device;
-  plan_ = &plan;
-  Ask(State::kRunAsked);
+  Ask(State::kRunAsked, [&] {
+    target_ = module;
+    device_ = device;
+    plan_ = &plan;
+  });
 }
 
 void ThreadManager::BeginFinalResult(std::int64_t groupId, const CallerInfo& caller) {
@@ -113,10 +104,16 @@ void ThreadManager::GetFinalResultCode(std::string& text, int size) {
 }
 
 void ThreadManager::Stop() {
-  lock_->Wait();
-  Ask(State::kStopAsked);
+  Ask(State::kStopAsked, [] {});
   get_thread()->Join(thread_);
   thread_ = nullptr;
+}
+
+ThreadManager::State ThreadManager::TakeRequest() {
+  const SemaphoreHolder holder(lock_);
+  const State state = state_;
+  if (state == State::kScanAsked || state == State::kRunAsked) state_ = State::kTaken;
+  return state;
 }
 
 std::uintptr_t ThreadManager::ThreadMain(void* self) {
@@ -127,18 +124,15 @@ std::uintptr_t ThreadManager::Serve() {
   OrvanService* service = GetOrvanServiceInstance();
   if (service == nullptr) return kEndedWithoutService;
   std::vector<DiagModule*>* modules = service->LoadModules(0);
-  lock_->Wait();
-  service_ = service;
-  modules_ = modules;
-  if (state_ == State::kStarting) state_ = State::kTaken;
-  lock_->Post();
-  ready_->Post();
+  {
+    const SemaphoreHolder holder(lock_);
+    service_ = service;
+    modules_ = modules;
+    if (state_ == State::kStarting) state_ = State::kTaken;
+  }
+  ready_.Post();
   for (;;) {
-    lock_->Wait();
-    const State state = state_;
-    if (state == State::kScanAsked || state == State::kRunAsked) state_ = State::kTaken;
-    lock_->Post();
-    switch (state) {
+    switch (TakeRequest()) {
       case State::kStopAsked:
         ReleaseOrvanServiceInstance();
         service_ = nullptr;
@@ -150,7 +144,7 @@ std::uintptr_t ThreadManager::Serve() {
         Run();
         break;
       default:
-        asked_->Wait();
+        asked_.Wait();
     }
   }
 }

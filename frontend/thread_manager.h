@@ -8,10 +8,10 @@
 
 #include "boundary/hostlayer_thread.h"
 #include "boundary/orvan_service_plan.h"
+#include "system/owned_semaphore.h"
 
 class DiagDevice;
 class DiagModule;
-class HostSemaphore;
 class OrvanService;
 class ThreadCompletion;
 
@@ -33,7 +33,6 @@ class ThreadManager {
   static void Destroy();
 
   ThreadManager();
-  ~ThreadManager();
   ThreadManager(const ThreadManager&) = delete;
   ThreadManager& operator=(const ThreadManager&) = delete;
 
@@ -69,13 +68,16 @@ class ThreadManager {
   std::uintptr_t Serve();
   void Scan();
   void Run();
-  void Ask(State state);
+  State CurrentState();
+  State TakeRequest();
+  template <class Fill>
+  void Ask(State state, Fill fill);
 
-  // 1 of 1; guards state_. What belongs to a request is written before its state is set, and not
+  // Guards state_. What belongs to a request is written before its state is set, and not
   // again until the request is over, so the thread reads it without the lock.
-  HostSemaphore* lock_;
-  HostSemaphore* ready_;  // 0 of 1; given once, when the service and its modules are there
-  HostSemaphore* asked_;  // 0 of 1; given with each request, so that the thread sleeps when idle
+  tarvex::OwnedSemaphore lock_{1, 1};
+  tarvex::OwnedSemaphore ready_{0, 1};  // given once, when the service and its modules are there
+  tarvex::OwnedSemaphore asked_{0, 1};  // given with each request; the idle thread sleeps on it
   State state_ = State::kStarting;
   DiagModule* target_ = nullptr;
   DiagDevice* device_ = nullptr;
