@@ -3,8 +3,8 @@
 
 #include "boundary/orvan_service.h"
 #include "frontend/cli.h"
+#include "frontend/given_parameters.h"
 #include "frontend/message_keys.h"
-#include "frontend/test_parameters.h"
 #include "frontend/warning_lines.h"
 #include "views/orvan_stdio.h"
 

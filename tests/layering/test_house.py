@@ -25,6 +25,15 @@ def architecture():
     return house.read(ROOT, "ARCHITECTURE.md")
 
 
+def test_no_file_is_too_long():
+    assert "frontend/cli.h" in house.product_files(ROOT)
+    clean(house.check_sizes(ROOT))
+
+
+def test_no_product_file_looks_like_a_test():
+    clean(house.check_names(ROOT))
+
+
 def test_no_room_lies_on_a_circle():
     clean(house.check_circles(layering.ROOMS))
 

@@ -1,4 +1,4 @@
-#include "frontend/test_parameters.h"
+#include "frontend/given_parameters.h"
 
 #include <algorithm>
 
