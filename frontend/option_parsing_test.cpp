@@ -1,3 +1,4 @@
+#include "boundary/reserved_options.h"
 #include "tests/fakes/front_end_test.h"
 
 namespace {
@@ -15,6 +16,7 @@ class OptionParsing : public FrontEndTest {
 
 constexpr char kTwoKinds[] = "user asked for more than one kind of information at the same time";
 constexpr char kDuplicate[] = "Duplicated option entry, only one entry considered";
+const std::string kShortOptions = "s::o::SADRLM::hbvG::T::U::C::P::V::e::Wr";
 constexpr char kUnrecognized[] = "unrecognized option found";
 
 TEST_F(OptionParsing, TheFixedTableHoldsItsRecordsAndAZeroRecordEndsIt) {
@@ -22,7 +24,7 @@ TEST_F(OptionParsing, TheFixedTableHoldsItsRecordsAndAZeroRecordEndsIt) {
   std::vector<DiagModule*> none;
   cli->modules = &none;
   EXPECT_EQ(cli->BuildOptionTable(), 0);
-  EXPECT_EQ(cli->shortOptions, "s::o::SADRLM::hbvG::T::U::C::P::V::e::Wr");
+  EXPECT_EQ(cli->shortOptions, kShortOptions);
   struct Row {
     const char* name;
     int argument;
@@ -64,8 +66,8 @@ TEST_F(OptionParsing, TheFixedTableHoldsItsRecordsAndAZeroRecordEndsIt) {
 
 TEST_F(OptionParsing, ModulesAddTheirDiagnosticsInLoadOrderAndKeyOrder) {
   EXPECT_EQ(Parse({"-v"}), 0);
-  EXPECT_EQ(cli->shortOptions, "s::o::SADRLM::hbvG::T::U::C::P::V::e::WrQ::E::K::");
-  const OptionRecord* added = cli->optionTableData + 22;
+  EXPECT_EQ(cli->shortOptions, kShortOptions + "Q::E::K::");
+  const OptionRecord* added = &cli->optionTableData[std::size(kReservedOptions)];
   EXPECT_STREQ(added[0].name, "quick");
   EXPECT_EQ(added[0].val, 'Q');
   EXPECT_EQ(added[0].has_arg, optional_argument);
@@ -78,7 +80,7 @@ TEST_F(OptionParsing, ModulesAddTheirDiagnosticsInLoadOrderAndKeyOrder) {
 TEST_F(OptionParsing, AModuleWithoutACatalogueAddsNothing) {
   service().AddModule("bare").catalogueMissing = true;
   EXPECT_EQ(Parse({"-v"}), 0);
-  EXPECT_EQ(cli->shortOptions, "s::o::SADRLM::hbvG::T::U::C::P::V::e::WrQ::E::K::");
+  EXPECT_EQ(cli->shortOptions, kShortOptions + "Q::E::K::");
 }
 
 TEST_F(OptionParsing, ADiagnosticWithTheLetterOfAFixedOptionIsHandledAsThatOption) {
