@@ -1,5 +1,3 @@
-#include "frontend/argument_grammar.h"
-
 #include <algorithm>
 
 #include "boundary/orvan_service.h"
@@ -62,31 +60,27 @@ void NoteDeviceInText(Cli& cli, const std::string& word,
 
 }  // namespace
 
-int ScanWords(Cli& cli, int last, char** argv, std::string& errorText) {
-  for (int i = cli.lastModuleArgIndex + cli.argsScanned + 1; i <= last; ++i) {
-    ++cli.argsScanned;
-    if (cli.consumedArgs.count(argv[i]) != 0) continue;
-    const std::string token = DeviceToken(*cli.stringHandler, argv[i]);
-    if (token.empty()) continue;
-    if (token == "-") return Fail(errorText, errorText + kKeyFollowingDevicesMissing + ": -");
-    if (token.front() == '-') continue;
-    cli.flags |= CLI_FLAG_DEVICES_CHOSEN;
-    ++cli.optionsSeen;
-    ModuleSelection* selection = CurrentSelection(cli);
-    if (selection == nullptr) return Fail(errorText, GarbageText(argv + i, argv + last));
-    if (selection->devices.Find(token) != nullptr) AddOnce(cli.duplicatedDevices, token);
-    selection->DeviceEntry(token).namedForModule = true;
-    selection->devicesNamed = true;
-  }
-  return kParseOk;
-}
-
 int Cli::ScanDeviceTokens(int argc, char** argv, bool finalPass, std::string& errorText) {
   // Each pass sees what the scanner has gone past since the last one, and one word beyond. At the
   // end the scanner's position says nothing about the words it permuted, so all that is left
   // counts.
   const int last = finalPass || optind < 0 ? argc - 1 : std::min(optind, argc - 1);
-  return ScanWords(*this, last, argv, errorText);
+  for (int i = lastModuleArgIndex + argsScanned + 1; i <= last; ++i) {
+    ++argsScanned;
+    if (consumedArgs.count(argv[i]) != 0) continue;
+    const std::string token = DeviceToken(*stringHandler, argv[i]);
+    if (token.empty()) continue;
+    if (token == "-") return Fail(errorText, errorText + kKeyFollowingDevicesMissing + ": -");
+    if (token.front() == '-') continue;
+    flags |= CLI_FLAG_DEVICES_CHOSEN;
+    ++optionsSeen;
+    ModuleSelection* selection = CurrentSelection(*this);
+    if (selection == nullptr) return Fail(errorText, GarbageText(argv + i, argv + last));
+    if (selection->devices.Find(token) != nullptr) AddOnce(duplicatedDevices, token);
+    selection->DeviceEntry(token).namedForModule = true;
+    selection->devicesNamed = true;
+  }
+  return kParseOk;
 }
 
 int Cli::AddDiagnostic(char optionValue, const char* optionText, std::string& errorText) {

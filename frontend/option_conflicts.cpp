@@ -22,31 +22,8 @@ bool IsMisplacedErase(const LineState& state) {
   return false;
 }
 
-bool IsOfAnotherKind(const LineState& state) {
-  return !Has(state.cli.flags, state.option->flags.own);
-}
-
-bool NoModuleYet(const LineState& state) {
-  return state.cli.currentModule.empty();
-}
-
-bool SeveralModules(const LineState& state) {
-  return state.cli.selectedModules.size() > 1;
-}
-
-bool OtherOption(const LineState& state) {
-  return state.otherOption;
-}
-
-bool SomeModule(const LineState& state) {
-  return !state.cli.selectedModules.empty();
-}
-
-bool NoModule(const LineState& state) {
-  return state.cli.selectedModules.empty();
-}
-
-using Condition = bool (*)(const LineState& state);
+using State = const LineState&;
+using Condition = bool (*)(State state);
 
 constexpr OptionConflict Refused(const char* key, Moment moment, std::string_view options,
                                  FlagCondition flags, Condition holds = nullptr) {
@@ -68,10 +45,12 @@ constexpr std::array kConflicts{
     Refused(kKeyEraseNamespaceUsage, Moment::kLine, "", {}, IsMisplacedErase),
 
     Refused(kKeyTwoKindsOfInformation, Moment::kOption, "ADRLSPVhv", {.all = CLI_FLAG_INFORMATION},
-            IsOfAnotherKind),
-    Refused(kKeyToolAfterModule, Moment::kOption, "T", {}, NoModuleYet),
-    Refused(kKeyToolOneModule, Moment::kOption, "T", {}, SeveralModules),
-    Refused(kKeyToolAlone, Moment::kOption, "T", {}, OtherOption),
+            [](State state) { return !Has(state.cli.flags, state.option->flags.own); }),
+    Refused(kKeyToolAfterModule, Moment::kOption, "T", {},
+            [](State state) { return state.cli.currentModule.empty(); }),
+    Refused(kKeyToolOneModule, Moment::kOption, "T", {},
+            [](State state) { return state.cli.selectedModules.size() > 1; }),
+    Refused(kKeyToolAlone, Moment::kOption, "T", {}, [](State state) { return state.otherOption; }),
     Refused(kKeyToolInBackground, Moment::kOption, "b", {.all = CLI_FLAG_TOOL}),
     Dropped(Moment::kOption, "b", {.all = CLI_FLAG_SUPERVISED}),
 
@@ -85,10 +64,11 @@ constexpr std::array kConflicts{
             {.all = CLI_FLAG_INFORMATION | CLI_FLAG_DIAGNOSTIC}),
     Refused(kKeyUnnecessaryDevices, Moment::kScanned, "",
             {.all = CLI_FLAG_DEVICES_CHOSEN, .none = CLI_FLAG_DIAGNOSTIC | CLI_FLAG_VALIDATE}),
-    Refused(kKeyModuleNotNeeded, Moment::kScanned, "", {.all = CLI_FLAG_LIST_MODULES}, SomeModule),
+    Refused(kKeyModuleNotNeeded, Moment::kScanned, "", {.all = CLI_FLAG_LIST_MODULES},
+            [](State state) { return !state.cli.selectedModules.empty(); }),
     Refused(kKeyModuleNeeded, Moment::kScanned, "",
             {.any = CLI_FLAG_LIST_DEVICES | CLI_FLAG_LIST_TOOLS | CLI_FLAG_LIST_DIAGNOSTICS},
-            NoModule),
+            [](State state) { return state.cli.selectedModules.empty(); }),
     // The key speaks of parameters; it is what users of run-all with a module have always seen.
     Refused(kKeyInvalidParametersFormat, Moment::kScanned, "",
             {.all = CLI_FLAG_RUN_ALL | CLI_FLAG_DIAGNOSTIC}),

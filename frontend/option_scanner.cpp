@@ -1,7 +1,6 @@
 #include "frontend/option_scanner.h"
 
 #include <algorithm>
-#include <array>
 #include <bit>
 #include <vector>
 
@@ -15,29 +14,6 @@
 namespace {
 
 constexpr std::uint32_t kHelpOnly = CLI_FLAG_HELP | CLI_FLAG_INFORMATION;
-
-// Which global flag shows what of each module.
-struct InfoFlag {
-  std::uint32_t global;
-  std::uint32_t info;
-};
-constexpr std::array kInfoFlags{
-    InfoFlag{CLI_FLAG_HELP, kInfoHelp},
-    InfoFlag{CLI_FLAG_VERSION, kInfoVersion},
-    InfoFlag{CLI_FLAG_LIST_DEVICES, kInfoDevices},
-    InfoFlag{CLI_FLAG_LIST_DIAGNOSTICS, kInfoDiagnostics},
-    InfoFlag{CLI_FLAG_LIST_TOOLS, kInfoTools},
-    InfoFlag{CLI_FLAG_LIST_PARAMETERS, kInfoParameters},
-    InfoFlag{CLI_FLAG_VALIDATE, kInfoValidate},
-};
-
-std::uint32_t InfoFlagsOf(std::uint32_t flags) {
-  std::uint32_t info = 0;
-  for (const InfoFlag& row : kInfoFlags) {
-    if (Has(flags, row.global)) info |= row.info;
-  }
-  return info;
-}
 
 }  // namespace
 

@@ -5,7 +5,6 @@
 #include <string_view>
 
 #include "boundary/orvan_service.h"
-#include "frontend/argument_grammar.h"
 #include "frontend/cli.h"
 #include "frontend/message_keys.h"
 #include "frontend/options.h"
@@ -52,8 +51,11 @@ bool TakeRunAllKinds(Cli& cli, const char* text) {
 
 int TakeModule(Cli& cli, const OptionInHand& option) {
   if (!option.HasText()) return Fail(option.errorText, kKeyNoModuleChosen);
-  // The words up to here belong to the module before, or to none.
-  if (ScanWords(cli, optind - 2, option.argv, option.errorText) != kParseOk) return kParseFatal;
+  // The words in front belong to the module before, or to none; they are all of a shorter line.
+  const int shorter = optind - 1;
+  if (cli.ScanDeviceTokens(shorter, option.argv, true, option.errorText) != kParseOk) {
+    return kParseFatal;
+  }
   cli.currentModule = option.text;
   cli.stringHandler->ToLower(cli.currentModule);
   if (cli.currentModule != option.text) cli.AddWarning(kKeyUseLowercase);

@@ -93,8 +93,9 @@ int TakeSave(Cli& cli, const OptionInHand& option) {
 }
 
 // An option that shows information and runs nothing.
-constexpr OptionFlags Shows(std::uint32_t own, std::uint32_t more = 0, bool other = true) {
-  return {own, own | more | CLI_FLAG_INFORMATION, CLI_FLAG_NO_ABORT_BANNER, other};
+constexpr OptionFlags Shows(std::uint32_t info, std::uint32_t own, std::uint32_t more = 0,
+                            bool other = true) {
+  return {own, own | more | CLI_FLAG_INFORMATION, CLI_FLAG_NO_ABORT_BANNER, other, info};
 }
 
 constexpr int kNoText = no_argument;
@@ -109,23 +110,25 @@ constexpr OptionRow Option(char letter, const char* longName, int longArgument, 
 
 // The order is that of the long options, in which the scanner resolves abbreviations.
 constexpr std::array kOptions{
-    Option('S', "list-tools", kNoText, kPlain, Shows(CLI_FLAG_LIST_TOOLS), nullptr, {},
+    Option('S', "list-tools", kNoText, kPlain, Shows(kInfoTools, CLI_FLAG_LIST_TOOLS), nullptr, {},
            {"Lists tools of chosen module(s)"}),
-    Option('A', "list-modules", kNoText, kPlain, Shows(CLI_FLAG_LIST_MODULES), nullptr,
+    Option('A', "list-modules", kNoText, kPlain, Shows(0, CLI_FLAG_LIST_MODULES), nullptr,
            {"Lists available modules"}),
-    Option('D', "list-devices", kNoText, kPlain, Shows(CLI_FLAG_LIST_DEVICES), nullptr, {},
-           {"Lists devices of chosen module(s)"}),
+    Option('D', "list-devices", kNoText, kPlain, Shows(kInfoDevices, CLI_FLAG_LIST_DEVICES),
+           nullptr, {}, {"Lists devices of chosen module(s)"}),
     Option('R', "list-resources", kNoText, kPlain,
-           Shows(CLI_FLAG_LIST_DEVICES, CLI_FLAG_LIST_RESOURCES), nullptr, {},
+           Shows(kInfoDevices, CLI_FLAG_LIST_DEVICES, CLI_FLAG_LIST_RESOURCES), nullptr, {},
            {"Lists devices resources of chosen module(s)"}),
-    Option('L', "list-diagnostics", kNoText, kPlain, Shows(CLI_FLAG_LIST_DIAGNOSTICS), nullptr, {},
+    Option('L', "list-diagnostics", kNoText, kPlain,
+           Shows(kInfoDiagnostics, CLI_FLAG_LIST_DIAGNOSTICS), nullptr, {},
            {"Lists diagnostics of the selected module(s)"}),
-    Option('P', "list-parameters", kNoText, kWithText, Shows(CLI_FLAG_LIST_PARAMETERS)),
+    Option('P', "list-parameters", kNoText, kWithText,
+           Shows(kInfoParameters, CLI_FLAG_LIST_PARAMETERS)),
     Option('M', "module", kText, kWithText, {}, TakeModule),
-    Option('h', "help", kNoText, kPlain, Shows(CLI_FLAG_HELP, 0, false), nullptr,
+    Option('h', "help", kNoText, kPlain, Shows(kInfoHelp, CLI_FLAG_HELP, 0, false), nullptr,
            {"Shows CLI general help"}, {"Shows the help of the selected module"}),
-    Option('v', "version", kNoText, kPlain, Shows(CLI_FLAG_VERSION, 0, false), nullptr,
-           {"Lists module(s) version"}),
+    Option('v', "version", kNoText, kPlain, Shows(kInfoVersion, CLI_FLAG_VERSION, 0, false),
+           nullptr, {"Lists module(s) version"}),
     Option('G', "group", kText, kWithText, {.other = true}, TakeGroup),
     Option('T', "tool", kText, kWithText, {.set = CLI_FLAG_TOOL}, TakeTool, {},
            {"Executes a tool of the chosen module", "-T[hint], --tool=[hint]"}),
@@ -135,7 +138,7 @@ constexpr std::array kOptions{
     Option('Y', "obg-instance", kNoText, kNever, {.set = CLI_FLAG_BACKGROUND_INSTANCE}),
     Option('U', "run-all", kText, kWithText, {}, TakeRunAll),
     Option('C', "Caller", kText, kWithText, {.set = CLI_FLAG_CALLER}, TakeCaller),
-    Option('V', "validate", kText, kWithText, Shows(CLI_FLAG_VALIDATE)),
+    Option('V', "validate", kText, kWithText, Shows(kInfoValidate, CLI_FLAG_VALIDATE)),
     Option('s', "save", kText, kWithText, {.set = CLI_FLAG_SAVE_PATH}, TakeSave),
     Option('X', "HDK", kNoText, kNever, {CLI_FLAG_SUPERVISED, CLI_FLAG_SUPERVISED, 0, true}),
     Option(
@@ -258,6 +261,14 @@ const OptionRow& FindOption(int value) {
   if (value == kUnrecognized.letter) return kUnrecognized;
   const OptionRow* row = Find(value);
   return row == kOptions.end() ? kOfAModule : *row;
+}
+
+std::uint32_t InfoFlagsOf(std::uint32_t flags) {
+  std::uint32_t info = 0;
+  for (const OptionRow& row : kOptions) {
+    if (Has(flags, row.flags.own)) info |= row.flags.info;
+  }
+  return info;
 }
 
 std::string GeneralOptionsHelp() {

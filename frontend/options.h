@@ -31,6 +31,7 @@ struct OptionFlags {
   std::uint32_t set = 0;    // set when the option is taken
   std::uint32_t entry = 0;  // set as soon as the option comes up, taken or not
   bool other = false;       // no tool may be chosen behind it
+  std::uint32_t info = 0;   // what it shows of each chosen module (ModuleSelection::infoFlags)
 };
 
 // A line of the general help; null: none.
@@ -57,6 +58,8 @@ std::string_view FixedShortOptions();
 std::span<const OptionRecord> FixedLongOptions();
 // The row for a value of the scanner; one row stands for all diagnostics of modules.
 const OptionRow& FindOption(int value);
+// What the flags show of each chosen module.
+std::uint32_t InfoFlagsOf(std::uint32_t flags);
 // The lines of the general help about the program's options, and about those of a module.
 std::string GeneralOptionsHelp();
 std::string ModuleOptionsHelp();
