@@ -13,11 +13,11 @@
 #include "boundary/hostlayer_signal_handler.h"
 #include "boundary/orvan_service.h"
 #include "boundary/orvan_service_version.h"
+#include "frontend/listings.h"
 #include "frontend/message_keys.h"
 #include "frontend/system_event_handlers.h"
 #include "frontend/thread_completion.h"
 #include "frontend/thread_manager.h"
-#include "frontend/version_text.h"
 #include "system/process_state.h"
 #include "system/standard_error.h"
 #include "system/storage_sender.h"
@@ -148,5 +148,5 @@ std::string Cli::ApplicationName() const {
 }
 
 std::string Cli::ApplicationVersion() const {
-  return tarvex::VersionText(*numberHandler, *productVersion);
+  return tarvex::VersionText(*this, *productVersion);
 }

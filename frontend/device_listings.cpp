@@ -1,9 +1,9 @@
-#include "frontend/device_listings.h"
+#include "frontend/listings.h"
 
+#include "boundary/hostlayer_number_handler.h"
 #include "boundary/orvan_service.h"
 #include "frontend/cli.h"
 #include "frontend/message_keys.h"
-#include "frontend/version_text.h"
 #include "views/hdk_io.h"
 #include "views/orvan_stdio.h"
 
@@ -12,6 +12,9 @@ namespace tarvex {
 namespace {
 
 constexpr char kDots[] = "..............................................";  // 46 dots
+// What is shown of a test's version.
+constexpr std::uint32_t kMajorMask = 0xFFFF;
+constexpr std::uint64_t kBuildMask = 0xFFFFFFFF;
 constexpr char kPartsSeparator[] = "::";
 
 void ShowDeviceResources(OrvanStdio& view, DiagDevice* device) {
@@ -78,13 +81,18 @@ void ShowDeviceInformation(const Cli& cli, DiagDevice* device, DiagModule* modul
   if (Has(cli.flags, CLI_FLAG_LIST_RESOURCES)) ShowDeviceResources(view, device);
 }
 
+std::string VersionText(const Cli& cli, const DiagKey& key) {
+  HostNumberHandler& numbers = *cli.numberHandler;
+  return numbers.NumberToString(key.major & kMajorMask) + "." + numbers.NumberToString(key.minor) +
+         "." + numbers.NumberToString(static_cast<std::int64_t>(key.build & kBuildMask));
+}
+
 void ShowTestRecord(const Cli& cli, DiagTest* test, bool applies,
                     const std::vector<TestParameter>& parameters) {
   OrvanStdio& view = *cli.view;
   std::string name;
   DiagKey key;
-  view.PrintField(VersionText(*cli.numberHandler, test->Key(key)) + kPartsSeparator + "TEST_" +
-                      test->Name(name),
+  view.PrintField(VersionText(cli, test->Key(key)) + kPartsSeparator + "TEST_" + test->Name(name),
                   applies ? "1" : "0", true);
   for (const TestParameter& parameter : parameters) {
     view.PrintField(parameter.name,

@@ -13,14 +13,6 @@ std::string Upper(StringHandler& strings, std::string text) {
   return text;
 }
 
-TestParameter UnknownParameter(const std::string& name, const std::string& value) {
-  TestParameter unknown;
-  unknown.name = unknown.label = name;
-  unknown.initialValue = unknown.value = value;
-  unknown.type = kParameterUnknown;
-  return unknown;
-}
-
 }  // namespace
 
 TestParameter* FindParameter(StringHandler& strings, std::vector<TestParameter>& known,
@@ -39,12 +31,15 @@ std::vector<TestParameter> MergeParameters(StringHandler& strings,
     const std::vector<std::string> parts = strings.Split(word, '=');
     if (parts.empty() || parts.size() > 2) continue;
     const std::string value = parts.size() == 2 ? parts[1] : std::string();
-    if (TestParameter* found = FindParameter(strings, known, parts[0]); found != nullptr) {
-      found->value = found->type == kParameterBoolean ? Upper(strings, value) : value;
-      given.push_back(*found);
-    } else {
-      given.push_back(known.emplace_back(UnknownParameter(parts[0], value)));
+    TestParameter* found = FindParameter(strings, known, parts[0]);
+    if (found == nullptr) {
+      found = &known.emplace_back();
+      found->name = found->label = parts[0];
+      found->initialValue = value;
+      found->type = kParameterUnknown;
     }
+    found->value = found->type == kParameterBoolean ? Upper(strings, value) : value;
+    given.push_back(*found);
   }
   return given;
 }

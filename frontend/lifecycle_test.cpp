@@ -42,7 +42,7 @@ TEST_F(Lifecycle, TheConstructorSetsUpEverything) {
   EXPECT_LE(cli->groupId, std::time(nullptr));
   EXPECT_EQ(cli->lastModuleArgIndex, 0);
   EXPECT_EQ(cli->optionsSeen, 0);
-  EXPECT_FALSE(cli->threadStatus->Done());
+  EXPECT_FALSE(cli->threadStatus->done);
   EXPECT_EQ(cli->ApplicationVersion(), "5.0.0.0");
   EXPECT_EQ(cli->ApplicationName(), "Tarvex Diagnostics - CLI 5.0.0.0");
   EXPECT_EQ(cli->systemEvents, &host().events);

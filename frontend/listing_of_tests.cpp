@@ -1,14 +1,12 @@
-#include "frontend/listing_of_tests.h"
+#include "frontend/listings.h"
 
 #include <algorithm>
 #include <sstream>
 
 #include "boundary/orvan_service.h"
 #include "frontend/cli.h"
-#include "frontend/device_listings.h"
 #include "frontend/given_parameters.h"
 #include "frontend/message_keys.h"
-#include "frontend/version_text.h"
 #include "frontend/warning_lines.h"
 #include "system/outside_text.h"
 #include "system/string_handler.h"
@@ -123,7 +121,7 @@ void ShowDiagnostics(Cli& cli, ModuleSelection& selection) {
     body += "  - " + AsTitle(cli, diagnostic->Name(name)) + ":\n";
     for (DiagTest* test : *diagnostic->Tests()) {
       DiagKey key;
-      const std::string version = VersionText(*cli.numberHandler, test->Key(key));
+      const std::string version = VersionText(cli, test->Key(key));
       std::vector<TestParameter> parameters;
       const bool custom = !test->DefaultParameters(parameters).empty();
       test->Name(name);

@@ -1,12 +1,11 @@
+#include "frontend/listings.h"
+
 #include <array>
 
 #include "boundary/orvan_service.h"
 #include "frontend/cadence.h"
 #include "frontend/cli.h"
-#include "frontend/device_listings.h"
-#include "frontend/listing_of_tests.h"
 #include "frontend/message_keys.h"
-#include "frontend/module_listings.h"
 #include "frontend/thread_completion.h"
 #include "frontend/thread_manager.h"
 #include "frontend/warning_lines.h"

@@ -290,8 +290,8 @@ TEST_F(Listings, ALongScanIsRedrawnAndMakesTheServiceThreadDoIt) {
   cli->ScanModuleDevices(&Selection("storage"));
   EXPECT_EQ(calls, (Words{"storage|scanning", "storage|scanning", "storage|scanning",
                           "storage|finished"}));
-  EXPECT_TRUE(cli->threadStatus->Done());
-  EXPECT_EQ(cli->threadStatus->Value(), 0U);
+  EXPECT_TRUE(cli->threadStatus->done);
+  EXPECT_EQ(cli->threadStatus->value, 0U);
 }
 
 TEST_F(Listings, AScanOfNothingReturnsAtOnce) {

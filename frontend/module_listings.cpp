@@ -1,10 +1,11 @@
-#include "frontend/module_listings.h"
+#include "frontend/listings.h"
 
+#include "boundary/hostlayer_number_handler.h"
 #include "boundary/orvan_service.h"
+#include "boundary/orvan_service_version.h"
 #include "frontend/cli.h"
 #include "frontend/help.h"
 #include "frontend/message_keys.h"
-#include "frontend/version_text.h"
 #include "frontend/warning_lines.h"
 #include "system/string_handler.h"
 #include "views/orvan_stdio.h"
@@ -19,13 +20,20 @@ std::string DisplayName(DiagModule* module) {
 }
 
 void ShowVersionOf(const Cli& cli, DiagModule* module) {
-  std::string line = "  " + DisplayName(module) + " - VERSION " +
-                     VersionText(*cli.numberHandler, *module->Version());
+  std::string line =
+      "  " + DisplayName(module) + " - VERSION " + VersionText(cli, *module->Version());
   cli.stringHandler->ToLower(line);
   cli.view->PrintRaw(line, true);
 }
 
 }  // namespace
+
+std::string VersionText(const Cli& cli, const ProductVersion& version) {
+  HostNumberHandler& numbers = *cli.numberHandler;
+  return numbers.NumberToString(version.Major()) + "." + numbers.NumberToString(version.Minor()) +
+         "." + numbers.NumberToString(version.Patch()) + "." +
+         numbers.NumberToString(version.Build());
+}
 
 void ShowProgramVersion(const Cli& cli) {
   cli.view->PrintTitle("  |C|L|I - VERSION " + cli.ApplicationVersion(), true);

@@ -6,7 +6,7 @@
 #include "boundary/orvan_service.h"
 #include "frontend/cadence.h"
 #include "frontend/cli.h"
-#include "frontend/device_listings.h"
+#include "frontend/listings.h"
 #include "frontend/message_keys.h"
 #include "frontend/system_event_handlers.h"
 #include "frontend/thread_manager.h"

@@ -25,8 +25,6 @@ class ModuleRun {
   // The selection has a module and planned tests. Looks at the abort key are counted from `start`.
   // `cancelSeen` outlives the run: the first canceled test keeps its time, later ones show none.
   ModuleRun(Cli& cli, ModuleSelection& selection, Tick start, bool& cancelSeen);
-  ModuleRun(const ModuleRun&) = delete;
-  ModuleRun& operator=(const ModuleRun&) = delete;
 
   // Returns when the service is through with the plan; also when an exception passes, after an
   // abort and with the rest unseen.

@@ -26,18 +26,12 @@ class ThreadCompletion {
     std::unique_lock guard(mutex_);
     return finished_.wait_for(guard, longest, [this] { return done; });
   }
-  bool Done() const {
-    const std::lock_guard guard(mutex_);
-    return done;
-  }
-  std::uint64_t Value() const {
-    const std::lock_guard guard(mutex_);
-    return value;
-  }
+
+  // Written under the lock; read without it while no scan is under way.
+  bool done = false;
+  std::uint64_t value = 0;
 
  private:
-  mutable std::mutex mutex_;
+  std::mutex mutex_;
   std::condition_variable finished_;
-  bool done = false;        // guarded by mutex_
-  std::uint64_t value = 0;  // guarded by mutex_
 };

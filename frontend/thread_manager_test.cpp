@@ -83,7 +83,7 @@ TEST_F(ThreadManagerTest, AScanIsDoneByTheThread) {
   ThreadCompletion completion;
   completion.Finish(7);
   Scan(threads, completion);
-  EXPECT_EQ(completion.Value(), 0U);
+  EXPECT_EQ(completion.value, 0U);
   EXPECT_EQ(storage->scans, 1);
 }
 
@@ -97,8 +97,8 @@ TEST_F(ThreadManagerTest, AScanClearsItsCompletionFirst) {
   completion.Finish(7);
   threads.SetTarget(storage);
   threads.StartScan(&completion);
-  EXPECT_FALSE(completion.Done());
-  EXPECT_EQ(completion.Value(), 0U);
+  EXPECT_FALSE(completion.done);
+  EXPECT_EQ(completion.value, 0U);
   go.Post();
   EXPECT_TRUE(completion.WaitDone(kLong));
 }
@@ -228,8 +228,8 @@ TEST_F(ThreadManagerTest, TheSingletonIsMadeOnFirstUseAndAgainAfterItsEnd) {
 
 TEST(ThreadCompletionTest, StartsUnfinishedWithZero) {
   ThreadCompletion completion;
-  EXPECT_FALSE(completion.Done());
-  EXPECT_EQ(completion.Value(), 0U);
+  EXPECT_FALSE(completion.done);
+  EXPECT_EQ(completion.value, 0U);
   EXPECT_FALSE(completion.WaitDone(std::chrono::milliseconds(0)));
 }
 
@@ -240,7 +240,7 @@ TEST(ThreadCompletionTest, WakesTheWaitingThreadAtOnce) {
   EXPECT_TRUE(completion.WaitDone(kLong));
   EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::minutes(1));
   finisher.join();
-  EXPECT_EQ(completion.Value(), 5U);
+  EXPECT_EQ(completion.value, 5U);
 }
 
 }  // namespace
