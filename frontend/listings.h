@@ -16,14 +16,6 @@ struct ModuleSelection;
 // here, and where devices or parameters are shown, its devices were searched. Main thread.
 namespace tarvex {
 
-void ShowProgramVersion(const Cli& cli);
-void ShowModuleVersions(const Cli& cli);
-// All modules, and how to reach the help of one.
-void ShowModuleList(const Cli& cli);
-
-void ShowModuleHelp(Cli& cli, ModuleSelection& selection);
-void ShowModuleVersion(Cli& cli, ModuleSelection& selection);
-void ShowTools(Cli& cli, ModuleSelection& selection);
 void ShowDevices(Cli& cli, ModuleSelection& selection);
 void ShowDiagnostics(Cli& cli, ModuleSelection& selection);
 // Every test of the selected diagnostics with the parameters that it takes. What the first device
