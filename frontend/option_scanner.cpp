@@ -73,8 +73,8 @@ int OptionScanner::Take(const OptionRow& row, const OptionInHand& option) {
     return conflict->key == nullptr ? kParseOk : Fail(errorText_, conflict->key);
   }
   if (Has(flags, row.flags.own)) cli_.AddWarning(kKeyDuplicatedOption);
-  if (row.handler != nullptr) {
-    if (const int code = row.handler(cli_, option); code != kParseOk) return code;
+  if (row.handler.given) {
+    if (const int code = row.handler.take(cli_, option); code != kParseOk) return code;
   }
   flags |= row.flags.set;
   flags &= ~BeatenFlags(Moment::kTaken, State(&row));

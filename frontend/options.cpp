@@ -103,8 +103,8 @@ constexpr int kText = optional_argument;
 using enum ShortForm;
 
 constexpr OptionRow Option(char letter, const char* longName, int longArgument, ShortForm shortForm,
-                           OptionFlags flags, OptionHandler handler = nullptr,
-                           HelpLine generalHelp = {}, HelpLine moduleHelp = {}) {
+                           OptionFlags flags, OptionHandler handler = {}, HelpLine generalHelp = {},
+                           HelpLine moduleHelp = {}) {
   return {letter, longName, longArgument, shortForm, flags, handler, generalHelp, moduleHelp};
 }
 
@@ -172,9 +172,8 @@ constexpr const OptionRow* Find(int letter) {
 }
 
 constexpr bool EachDoesSomething() {
-  return std::all_of(kOptions.begin(), kOptions.end(), [](const OptionRow& row) {
-    return row.handler != nullptr || row.flags.set != 0;
-  });
+  return std::all_of(kOptions.begin(), kOptions.end(),
+                     [](const OptionRow& row) { return row.handler.given || row.flags.set != 0; });
 }
 
 constexpr bool LettersAreUnique() {

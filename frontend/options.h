@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <span>
 #include <string>
@@ -21,7 +22,16 @@ struct OptionInHand {
 };
 
 // What an option does besides its flags. A parse code, with the key of a failure in `errorText`.
-using OptionHandler = int (*)(Cli& cli, const OptionInHand& option);
+struct OptionHandler {
+  using Function = int(Cli& cli, const OptionInHand& option);
+
+  constexpr OptionHandler() = default;
+  constexpr OptionHandler(std::nullptr_t) {}
+  constexpr OptionHandler(Function* handler) : take(handler), given(true) {}
+
+  Function* take = nullptr;
+  bool given = false;  // with the sanitizers, the compiler cannot tell by the pointer
+};
 
 // How an option is typed by its letter.
 enum class ShortForm { kNever, kPlain, kWithText };
@@ -47,7 +57,7 @@ struct OptionRow {
   int longArgument;  // no_argument or optional_argument
   ShortForm shortForm;
   OptionFlags flags;
-  OptionHandler handler = nullptr;  // null: the flags are all
+  OptionHandler handler{};  // none: the flags are all
   HelpLine generalHelp{};
   HelpLine moduleHelp{};
 };
