@@ -6,51 +6,24 @@
 #include <linux/seccomp.h>
 #include <signal.h>
 #include <sys/prctl.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
 #include <thread>
 
 #include "service/machine/faulty_block_reader.h"
-#include "service/machine/helper_process.h"
 #include "service/machine/helper_protocol.h"
+#include "service/machine/reader_test_support.h"
 
 namespace orvan::machine {
 namespace {
 
 using namespace std::chrono_literals;
-
-constexpr std::uint32_t kSector = 4096;  // every file system takes unbuffered reads of this size
-constexpr std::uint64_t kSectors = 256;
-
-std::string HelperPath() {
-  return std::string(TARVEX_BINARY_DIR) + "/lib/orvan/orvan-block-reader";
-}
-
-// A file that stands in for a disk; in the build folder, where unbuffered reads work.
-class DiskFile {
- public:
-  DiskFile() {
-    path_ = std::string(TARVEX_BINARY_DIR) + "/tests/disk_XXXXXX";
-    const int fd = mkstemp(path_.data());
-    EXPECT_GE(fd, 0);
-    EXPECT_EQ(ftruncate(fd, kSectors * kSector), 0);
-    close(fd);
-  }
-  ~DiskFile() { unlink(path_.c_str()); }
-  const std::string& Path() const { return path_; }
-
- private:
-  std::string path_;
-};
 
 BlockReaderOptions OptionsFor(const std::string& path) {
   BlockReaderOptions options;
@@ -275,15 +248,6 @@ TEST(LiveBlockReader, AKernelThatForbidsTheInterfaceIsNoFaultOfTheDevice) {
   });
 }
 
-TEST(HelperProcess, HasAnEmptyEnvironment) {
-  int error = 0;
-  const auto helper = HelperProcess::Start(HelperPath(), error);
-  ASSERT_NE(helper, nullptr);
-  std::ifstream environment("/proc/" + std::to_string(helper->Id()) + "/environ");
-  ASSERT_TRUE(environment.is_open());
-  EXPECT_EQ(environment.peek(), std::ifstream::traits_type::eof());
-}
-
 // The process ids of our children that run the helper.
 std::vector<pid_t> Helpers() {
   std::vector<pid_t> found;
@@ -340,145 +304,6 @@ TEST_F(StoppedHelper, IsWaitedForAndItsReadsCountForNothingLess) {
 TEST_F(StoppedHelper, ThatNeverComesBackIsOurOwnFault) {
   Open(500ms);
   EXPECT_EQ(Collect(30s), ReaderState::kStalled);
-}
-
-// What a client that breaks the protocol gets: the end of the connection, and no answer.
-class HelperProtocol : public testing::Test {
- protected:
-  void SetUp() override {
-    int error = 0;
-    helper_ = HelperProcess::Start(HelperPath(), error);
-    ASSERT_NE(helper_, nullptr) << "error " << error;
-  }
-
-  OpenMessage Opening() const {
-    OpenMessage open;
-    open.depth = 2;
-    open.largestReadBytes = 8 * kSector;
-    open.timeLimitMs = 5000;
-    open.fileSectorBytes = kSector;
-    std::copy(file_.Path().begin(), file_.Path().end(), open.device.begin());
-    return open;
-  }
-
-  void Open() {
-    const OpenMessage open = Opening();
-    ASSERT_TRUE(helper_->Send(&open, sizeof(open)));
-    ASSERT_EQ(Answer(), HelperProcess::Receipt::kMessage);
-  }
-
-  HelperProcess::Receipt Answer() {
-    std::array<std::byte, kLargestMessageBytes> buffer{};
-    std::size_t size = 0;
-    return helper_->Receive(buffer.data(), buffer.size(), size, 5000ms);
-  }
-
-  void ExpectRefused(const ReadMessage& message, std::size_t size) {
-    ASSERT_TRUE(helper_->Send(&message, size));
-    EXPECT_EQ(Answer(), HelperProcess::Receipt::kClosed);
-  }
-
-  DiskFile file_;
-  std::unique_ptr<HelperProcess> helper_;
-};
-
-TEST_F(HelperProtocol, RefusesAnOpeningThatIsNotWhole) {
-  const OpenMessage open = Opening();
-  ASSERT_TRUE(helper_->Send(&open, sizeof(open) - 1));
-  EXPECT_EQ(Answer(), HelperProcess::Receipt::kClosed);
-}
-
-TEST_F(HelperProtocol, RefusesAnotherVersion) {
-  OpenMessage open = Opening();
-  ++open.head.count;
-  ASSERT_TRUE(helper_->Send(&open, sizeof(open)));
-  EXPECT_EQ(Answer(), HelperProcess::Receipt::kClosed);
-}
-
-TEST_F(HelperProtocol, RefusesANameWithoutEnd) {
-  OpenMessage open = Opening();
-  open.device.fill('x');
-  ASSERT_TRUE(helper_->Send(&open, sizeof(open)));
-  EXPECT_EQ(Answer(), HelperProcess::Receipt::kClosed);
-}
-
-TEST_F(HelperProtocol, RefusesDepthAndSizeOutOfRange) {
-  OpenMessage open = Opening();
-  open.depth = 0;
-  ASSERT_TRUE(helper_->Send(&open, sizeof(open)));
-  EXPECT_EQ(Answer(), HelperProcess::Receipt::kClosed);
-}
-
-TEST_F(HelperProtocol, RefusesReadsBeforeTheOpening) {
-  ReadMessage message;
-  message.head.count = 1;
-  message.reads[0] = {1, 0, kSector, 0};
-  ExpectRefused(message, ListBytes<BlockRead>(1));
-}
-
-TEST_F(HelperProtocol, RefusesAListOfAnotherLengthThanItSays) {
-  Open();
-  ReadMessage message;
-  message.head.count = 2;
-  message.reads[0] = {1, 0, kSector, 0};
-  ExpectRefused(message, ListBytes<BlockRead>(1));
-}
-
-TEST_F(HelperProtocol, RefusesReadsThatLeaveTheDevice) {
-  Open();
-  ReadMessage message;
-  message.head.count = 1;
-  message.reads[0] = {1, (kSectors - 1) * kSector, 2 * kSector, 0};
-  ExpectRefused(message, ListBytes<BlockRead>(1));
-}
-
-TEST_F(HelperProtocol, RefusesReadsWhoseEndOverflows) {
-  Open();
-  ReadMessage message;
-  message.head.count = 1;
-  message.reads[0] = {1, ~std::uint64_t{0} - kSector + 1, kSector, 0};
-  ExpectRefused(message, ListBytes<BlockRead>(1));
-}
-
-TEST_F(HelperProtocol, RefusesReadsThatAreTooLargeOrNotWholeSectors) {
-  Open();
-  ReadMessage message;
-  message.head.count = 1;
-  message.reads[0] = {1, 512, kSector, 0};
-  ExpectRefused(message, ListBytes<BlockRead>(1));
-}
-
-TEST_F(HelperProtocol, AReadingHelperSaysThatItIsAlive) {
-  Open();
-  const MessageHead question{MessageKind::kAsk, 0};
-  ASSERT_TRUE(helper_->Send(&question, sizeof(question)));
-  MessageHead answer;
-  std::size_t size = 0;
-  ASSERT_EQ(helper_->Receive(&answer, sizeof(answer), size, 5000ms),
-            HelperProcess::Receipt::kMessage);
-  EXPECT_EQ(size, sizeof(answer));
-  EXPECT_EQ(answer.kind, MessageKind::kAlive);
-}
-
-TEST_F(HelperProtocol, TheHelperEndsWhenItsOwnerCloses) {
-  Open();
-  const std::string folder = "/proc/" + std::to_string(helper_->Id());
-  ASSERT_EQ(access(folder.c_str(), F_OK), 0);
-  helper_.reset();
-  EXPECT_NE(access(folder.c_str(), F_OK), 0);
-}
-
-TEST_F(HelperProtocol, TheHelperHasNoTerminalAndNoOtherDescriptors) {
-  const auto count = [this](const std::string& what) {
-    const std::string folder = "/proc/" + std::to_string(helper_->Id()) + what;
-    return std::distance(std::filesystem::directory_iterator(folder), {});
-  };
-  // The answer proves that the helper runs its own code by now.
-  ProbeMessage question;
-  ASSERT_TRUE(helper_->Send(&question, sizeof(question)));
-  ASSERT_EQ(Answer(), HelperProcess::Receipt::kMessage);
-  EXPECT_EQ(count("/fd"), 3);
-  EXPECT_EQ(getsid(helper_->Id()), helper_->Id());
 }
 
 }  // namespace
