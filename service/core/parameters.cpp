@@ -1,11 +1,11 @@
 #include "service/core/parameters.h"
 
 #include <algorithm>
-#include <charconv>
 #include <limits>
 #include <optional>
 
 #include "service/core/outside_text.h"
+#include "service/sdk/numbers.h"
 #include "system/ini_file.h"
 
 namespace orvan::core {
@@ -39,16 +39,11 @@ std::string KeyPart(const std::string& name) {
 }
 
 std::optional<std::string> CheckedInteger(const sdk::ParameterSpec& spec, const std::string& text) {
-  std::uint64_t value = 0;
-  const char* end = text.data() + text.size();
-  const auto [stop, error] = std::from_chars(text.data(), end, value);
-  if (error != std::errc() || stop != end) {
+  const std::optional<std::uint64_t> value = sdk::NumberIn(text);
+  if (!value || (HasRange(spec) && (*value < spec.least || *value > spec.greatest))) {
     return std::nullopt;
   }
-  if (HasRange(spec) && (value < spec.least || value > spec.greatest)) {
-    return std::nullopt;
-  }
-  return std::to_string(value);
+  return std::to_string(*value);
 }
 
 std::optional<std::string> CheckedBoolean(const std::string& text) {

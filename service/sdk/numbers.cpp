@@ -1,6 +1,6 @@
 #include "service/sdk/numbers.h"
 
-#include <algorithm>
+#include <charconv>
 
 namespace orvan::sdk {
 
@@ -8,21 +8,18 @@ Verdict InvalidParameter(const std::string& name) {
   return Verdict::Invalid("|INVALID_VALUE_OF_PARAMETER_" + name);
 }
 
-namespace detail {
-
 std::optional<std::uint64_t> NumberIn(const std::string& text) {
   std::uint64_t value = 0;
   const char* end = text.data() + text.size();
   const auto [at, error] = std::from_chars(text.data(), end, value);
-  if (text.empty() || error != std::errc() || at != end) return {};
+  if (error != std::errc() || at != end) return {};
   return value;
 }
 
-ParameterSpec SpecOf(const char* name, const char* label, const char* detail, std::uint64_t least,
-                     std::uint64_t greatest, std::uint64_t initial) {
-  const std::string range = std::to_string(least) + '-' + std::to_string(greatest);
-  return {name, label, detail, std::to_string(initial), kParameterInteger, range, least, greatest};
+ParameterSpec SpecOf(const NumberRow& row, std::uint64_t initial) {
+  const std::string range = std::to_string(row.least) + '-' + std::to_string(row.greatest);
+  return {row.name,          row.label, row.detail, std::to_string(initial),
+          kParameterInteger, range,     row.least,  row.greatest};
 }
 
-}  // namespace detail
 }  // namespace orvan::sdk

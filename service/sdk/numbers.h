@@ -1,7 +1,6 @@
 #pragma once
 
 #include <array>
-#include <charconv>
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
@@ -26,28 +25,26 @@
 //   WorkOf(kNumbers, Values{.blocks = 64}, [](TestContext& context, const Values& values) {...})
 namespace orvan::sdk {
 
-template <typename Values>
-struct Number {
-  constexpr Number(const char* numberName, const char* labelKey, const char* detailKey,
-                   std::uint64_t leastValue, std::uint64_t greatestValue,
-                   std::uint64_t Values::*valueField)
-      : name(numberName),
-        label(labelKey),
-        detail(detailKey),
-        least(leastValue),
-        greatest(greatestValue),
-        field(valueField) {}
-  // A number of values that these are derived from.
-  template <typename Base>
-  requires std::derived_from<Values, Base>
-  constexpr Number(const Number<Base>& of)
-      : Number(of.name, of.label, of.detail, of.least, of.greatest, of.field) {}
-
+// What of a number does not hang on the values that it is read into.
+struct NumberRow {
   const char* name;    // lower case with underscores; the unit ends it
   const char* label;   // message key without bars, for columns are filled up by it
   const char* detail;  // message key
   std::uint64_t least;
   std::uint64_t greatest;
+};
+
+template <typename Values>
+struct Number : NumberRow {
+  constexpr Number(const char* nameText, const char* labelKey, const char* detailKey,
+                   std::uint64_t leastValue, std::uint64_t greatestValue,
+                   std::uint64_t Values::*valueField)
+      : NumberRow{nameText, labelKey, detailKey, leastValue, greatestValue}, field(valueField) {}
+  // A number of values that these are derived from.
+  template <typename Base>
+  requires std::derived_from<Values, Base>
+  constexpr Number(const Number<Base>& of) : NumberRow(of), field(of.field) {}
+
   std::uint64_t Values::*field;
 };
 
@@ -75,14 +72,10 @@ struct TestWork {
 // The verdict on a value that the service let pass and the device or the test cannot take.
 Verdict InvalidParameter(const std::string& name);
 
-namespace detail {
-
 // The value of decimal digits; none for anything else.
 std::optional<std::uint64_t> NumberIn(const std::string& text);
-ParameterSpec SpecOf(const char* name, const char* label, const char* detail, std::uint64_t least,
-                     std::uint64_t greatest, std::uint64_t initial);
-
-}  // namespace detail
+// The parameter that a row lists.
+ParameterSpec SpecOf(const NumberRow& row, std::uint64_t initial);
 
 // A test that takes `numbers`, whose defaults are `defaults`, and that `run` runs: a function from
 // TestContext& and const Values& to Verdict.
@@ -91,15 +84,14 @@ TestWork WorkOf(const std::array<Number<Values>, kCount>& numbers, const Values&
                 Run run) {
   TestWork work;
   for (const Number<Values>& number : numbers) {
-    work.parameters.push_back(detail::SpecOf(number.name, number.label, number.detail, number.least,
-                                             number.greatest, defaults.*number.field));
+    work.parameters.push_back(SpecOf(number, defaults.*number.field));
   }
   work.run = [numbers, defaults, run = std::move(run)](TestContext& context) {
     Values values = defaults;
     for (const Number<Values>& number : numbers) {
       const auto given = context.Parameters().find(number.name);
       if (given == context.Parameters().end()) continue;
-      const std::optional<std::uint64_t> value = detail::NumberIn(given->second);
+      const std::optional<std::uint64_t> value = NumberIn(given->second);
       if (!value || *value < number.least || *value > number.greatest) {
         return InvalidParameter(number.name);
       }

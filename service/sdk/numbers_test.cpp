@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "service/sdk/testing/remembering_context.h"
+#include "service/sdk/module_test_support.h"
 
 namespace orvan::sdk {
 namespace {

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <string>
 #include <utility>
 #include <vector>
 
@@ -24,8 +23,8 @@ constexpr DiagKey DiagnosticKey(std::uint64_t identifier, std::uint32_t kind) {
   return {0, kind, 0, identifier};
 }
 
-// What a test is called. Its words are explained at TestRecord.
-struct TestRow {
+// What a diagnostic or a test is called; its words are explained at their records.
+struct Row {
   const char* name;
   const char* option;
   const char* longName;
@@ -33,36 +32,15 @@ struct TestRow {
   const char* summary;
 };
 
-inline TestRecord MakeTest(const TestRow& row, TestWork work) {
-  TestRecord test;
-  test.name = row.name;
-  test.option = row.option;
-  test.longName = row.longName;
-  test.key = row.key;
-  test.parameters = std::move(work.parameters);
-  test.run = std::move(work.run);
-  test.summary = row.summary;
-  return test;
+// The record of a test that every device and any user may take.
+inline TestRecord MakeTest(const Row& row, TestWork work) {
+  return {
+      row.name, row.option,          row.longName, 0, row.key, false, std::move(work.parameters),
+      {},       std::move(work.run), row.summary};
 }
 
-// What a diagnostic is called. Its words are explained at DiagnosticRecord.
-struct DiagnosticRow {
-  const char* name;
-  const char* option;
-  const char* longName;
-  DiagKey key;
-  const char* summary;
-};
-
-inline DiagnosticRecord MakeDiagnostic(const DiagnosticRow& row, std::vector<TestRecord> tests) {
-  DiagnosticRecord diagnostic;
-  diagnostic.name = row.name;
-  diagnostic.option = row.option;
-  diagnostic.longName = row.longName;
-  diagnostic.key = row.key;
-  diagnostic.tests = std::move(tests);
-  diagnostic.summary = row.summary;
-  return diagnostic;
+inline DiagnosticRecord MakeDiagnostic(const Row& row, std::vector<TestRecord> tests) {
+  return {row.name, row.option, row.longName, 0, row.key, std::move(tests), row.summary};
 }
 
 }  // namespace orvan::sdk

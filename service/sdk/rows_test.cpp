@@ -2,18 +2,18 @@
 
 #include <gtest/gtest.h>
 
-#include "service/sdk/testing/remembering_context.h"
+#include "service/sdk/module_test_support.h"
 
 namespace orvan::sdk {
 namespace {
 
-constexpr TestRow kTest{"FIRST_TEST", "f", "first-test", TestKey(7, 1, 2, 3), "looks"};
-constexpr DiagnosticRow kQuick{"QUICK_TEST", "Q", "quick", DiagnosticKey(9, kDiagnosticKindQuick),
-                               "looks in seconds"};
+constexpr Row kTest{"FIRST_TEST", "f", "first-test", TestKey(7, 1, 2, 3), "looks"};
+constexpr Row kQuick{"QUICK_TEST", "Q", "quick", DiagnosticKey(9, kDiagnosticKindQuick),
+                     "looks in seconds"};
 
 DiagnosticRecord Quick() {
   TestWork work;
-  work.parameters.push_back(detail::SpecOf("blocks", "BLOCKS", "", 1, 8, 1));
+  work.parameters.push_back(SpecOf({"blocks", "BLOCKS", "", 1, 8}, 1));
   work.run = [](TestContext&) { return Verdict::Canceled(); };
   return MakeDiagnostic(kQuick, {MakeTest(kTest, std::move(work))});
 }

@@ -18,7 +18,7 @@
 #include "os/descriptor.h"
 #include "service/modules/storage/disk.h"
 #include "service/modules/storage/storage_module.h"
-#include "service/sdk/testing/remembering_context.h"
+#include "service/sdk/module_test_support.h"
 
 namespace orvan::storage {
 namespace {

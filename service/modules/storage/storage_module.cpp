@@ -1,6 +1,5 @@
 #include "service/modules/storage/storage_module.h"
 
-#include <charconv>
 #include <utility>
 
 #include "service/machine/capture_file.h"
@@ -8,12 +7,13 @@
 #include "service/machine/machine_files.h"
 #include "service/modules/storage/disk_scan.h"
 #include "service/modules/storage/tables.h"
+#include "service/sdk/numbers.h"
 
 namespace orvan::storage {
 namespace {
 
 constexpr std::chrono::seconds kDefaultTimeLimit{30};
-constexpr std::chrono::seconds kLongestTimeLimit{600};
+constexpr std::uint64_t kLongestTimeLimit = 600;  // in seconds
 // A disk that does not tell its file system by then is shown without it.
 constexpr std::chrono::seconds kProbeLimit{2};
 // Of all disks of a scan; what is not told by then is left out.
@@ -35,13 +35,9 @@ ReadEnvironment MakeEnvironment(const sdk::ModuleEnvironment& environment,
 }  // namespace
 
 std::chrono::seconds TimeLimitOf(const std::map<std::string, std::string>& settings) {
-  const std::string text = Setting(settings, "storage/timeout_seconds");
-  unsigned seconds = 0;
-  const char* end = text.data() + text.size();
-  const auto [at, error] = std::from_chars(text.data(), end, seconds);
-  const bool isNumber = !text.empty() && error == std::errc() && at == end;
-  const std::chrono::seconds limit(seconds);
-  return isNumber && limit.count() >= 1 && limit <= kLongestTimeLimit ? limit : kDefaultTimeLimit;
+  const auto seconds = sdk::NumberIn(Setting(settings, "storage/timeout_seconds"));
+  return seconds && *seconds >= 1 && *seconds <= kLongestTimeLimit ? std::chrono::seconds(*seconds)
+                                                                   : kDefaultTimeLimit;
 }
 
 StorageModule::StorageModule(const sdk::ModuleEnvironment& environment)

@@ -8,19 +8,18 @@ namespace {
 
 using sdk::MakeTest;
 
-constexpr sdk::TestRow kFunnel{"FUNNEL_READ_TEST", "f", "funnel-read", sdk::TestKey(1, 5),
-                               "reads outermost and innermost blocks in turn, toward the middle"};
-constexpr sdk::TestRow kRandom{"RANDOM_READ_TEST", "r", "random-read", sdk::TestKey(2, 5),
-                               "reads blocks in a random order"};
-constexpr sdk::TestRow kLinear{"LINEAR_READ_TEST", "l", "linear-read", sdk::TestKey(3, 5),
-                               "reads the whole surface from first to last sector"};
+constexpr sdk::Row kFunnel{"FUNNEL_READ_TEST", "f", "funnel-read", sdk::TestKey(1, 5),
+                           "reads outermost and innermost blocks in turn, toward the middle"};
+constexpr sdk::Row kRandom{"RANDOM_READ_TEST", "r", "random-read", sdk::TestKey(2, 5),
+                           "reads blocks in a random order"};
+constexpr sdk::Row kLinear{"LINEAR_READ_TEST", "l", "linear-read", sdk::TestKey(3, 5),
+                           "reads the whole surface from first to last sector"};
 
-constexpr sdk::DiagnosticRow kQuick{"QUICK_TEST", "Q", "quick",
-                                    sdk::DiagnosticKey(1, kDiagnosticKindQuick),
-                                    "samples the surface in seconds"};
-constexpr sdk::DiagnosticRow kExtended{"EXTENDED_TEST", "E", "extended",
-                                       sdk::DiagnosticKey(2, kDiagnosticKindExtended),
-                                       "samples the surface longer, then reads all of it"};
+constexpr sdk::Row kQuick{"QUICK_TEST", "Q", "quick", sdk::DiagnosticKey(1, kDiagnosticKindQuick),
+                          "samples the surface in seconds"};
+constexpr sdk::Row kExtended{"EXTENDED_TEST", "E", "extended",
+                             sdk::DiagnosticKey(2, kDiagnosticKindExtended),
+                             "samples the surface longer, then reads all of it"};
 
 // The ranges that tests read by default: the whole disk, in blocks of so many KiB.
 constexpr RangeValues Range(std::uint64_t blockKib, std::uint64_t seconds) {
@@ -29,18 +28,17 @@ constexpr RangeValues Range(std::uint64_t blockKib, std::uint64_t seconds) {
 
 }  // namespace
 
-std::vector<sdk::DiagnosticRecord> MakeDiagnostics(const ReadEnvironment& to) {
-  return {
-      sdk::MakeDiagnostic(kQuick,
-                          {
-                              MakeTest(kFunnel, FunnelRead(to, {Range(64, 30), 1024})),
-                              MakeTest(kRandom, RandomRead(to, {Range(64, 10), 4096})),
-                          }),
-      sdk::MakeDiagnostic(kExtended, {
-                                         MakeTest(kFunnel, FunnelRead(to, {Range(64, 0), 8192})),
-                                         MakeTest(kRandom, RandomRead(to, {Range(64, 60), 65536})),
-                                         MakeTest(kLinear, LinearRead(to, Range(1024, 0))),
-                                     })};
+std::vector<sdk::DiagnosticRecord> MakeDiagnostics(const ReadEnvironment& environment) {
+  const std::vector<sdk::TestRecord> quick = {
+      MakeTest(kFunnel, FunnelRead(environment, {Range(64, 30), 1024})),
+      MakeTest(kRandom, RandomRead(environment, {Range(64, 10), 4096})),
+  };
+  const std::vector<sdk::TestRecord> extended = {
+      MakeTest(kFunnel, FunnelRead(environment, {Range(64, 0), 8192})),
+      MakeTest(kRandom, RandomRead(environment, {Range(64, 60), 65536})),
+      MakeTest(kLinear, LinearRead(environment, Range(1024, 0))),
+  };
+  return {sdk::MakeDiagnostic(kQuick, quick), sdk::MakeDiagnostic(kExtended, extended)};
 }
 
 }  // namespace orvan::storage
