@@ -4,8 +4,8 @@
 #include <ostream>
 #include <string>
 
+#include "system/key_format.h"
 #include "views/console_stream.h"
-#include "views/key_format.h"
 
 namespace {
 

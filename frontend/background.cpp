@@ -33,9 +33,8 @@ int Cli::LaunchInBackground(int argc, char** argv) {
   const std::vector<std::string> arguments = WithMarker(argc, argv);
   int error = 0;
   if (tarvex::StartDetached(arguments, &error) == 0) return 0;
-  tarvex::WriteWidened(tarvex::ConsoleStream(),
-                       "CreateProcess failed (" + std::to_string(error) + ").\n");
-  tarvex::ConsoleStream().flush();
+  tarvex::WriteWidened(console_, "CreateProcess failed (" + std::to_string(error) + ").\n");
+  console_.flush();
   tarvex::TellOnStandardError(std::string(kTextNoBackground) + std::strerror(error));
   return 1;
 }

@@ -114,7 +114,7 @@ TEST_F(Background, ASecondInstanceStartsNoThird) {
 
 TEST_F(Background, TheProgramEndsWithZeroAndRunsNothing) {
   Argv line({"-b", "-Mstorage"});
-  EXPECT_EQ(RunProgram(line.Count(), line.Data()), 0);
+  EXPECT_EQ(RunProgram(line.Count(), line.Data(), capture), 0);
   EXPECT_NE(Told(), "");
   EXPECT_TRUE(service().runs.empty());
   EXPECT_EQ(FakeServiceInstances(), 0);

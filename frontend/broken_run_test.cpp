@@ -10,7 +10,8 @@ namespace {
 // Throws from one operation, the first time that it is called.
 class BreakingView : public OrvanStdio {
  public:
-  explicit BreakingView(std::string operation) : operation_(std::move(operation)) {}
+  BreakingView(std::wostream& console, std::string operation)
+      : OrvanStdio(console), operation_(std::move(operation)) {}
 
   ViewResult BeginSuite(std::string suiteName, std::string moduleName) override {
     BreakAt("BeginSuite");
@@ -54,7 +55,7 @@ TEST_P(BrokenRun, EndsAtTheServiceBeforeTheExceptionGoesOn) {
   int begun = 0;
   service().beforeTest = [&begun] { ++begun; };
   EXPECT_EQ(Parse({"-Mstorage", "-Q", "-E"}), 0);
-  cli->view = std::make_unique<BreakingView>(GetParam());
+  cli->view = std::make_unique<BreakingView>(capture, GetParam());
   EXPECT_THROW(cli->RunSelection(), std::runtime_error);
   EXPECT_EQ(begun, 3) << "the plan of the first device was played to its end";
   EXPECT_EQ(service().runs.size(), 1U) << "and no further one";

@@ -18,52 +18,40 @@
 #include "frontend/system_event_handlers.h"
 #include "frontend/thread_completion.h"
 #include "frontend/thread_manager.h"
+#include "system/key_format.h"
 #include "system/process_state.h"
 #include "system/standard_error.h"
 #include "system/storage_sender.h"
+#include "system/text_conversion.h"
 #include "views/cli_event_queue.h"
 #include "views/cli_suite_listener.h"
 #include "views/cli_test_listener.h"
-#include "views/key_format.h"
 #include "views/orvan_stdio.h"
 
 namespace {
 
-constexpr std::uint32_t kUtf8CodePage = 65001;
-
-struct CodeRank {
+struct CodeWeight {
   std::int32_t code;
-  int rank;
+  int weight;
 };
 
-// MergeResult: how much a new code weighs, and how firmly an old one sits. Codes that are not
-// listed weigh 0, and as an old value they always give way.
-constexpr std::array kMergeWeights{CodeRank{kResultNoModule, 5}, CodeRank{kResultNoDevice, 4},
-                                   CodeRank{kResultNothingToRun, 3}, CodeRank{33, 2},
-                                   CodeRank{kResultNoTool, 1}};
-constexpr std::array kMergeRanks{CodeRank{kResultPassed, 7}, CodeRank{kResultFailed, 10},
-                                 CodeRank{kResultWarning, 9}, CodeRank{kResultNotApplicable, 5},
-                                 CodeRank{kResultCanceled, 8}};
+// MergeResult: how much a new code weighs. Codes that are not listed weigh 0.
+constexpr std::array kMergeWeights{CodeWeight{kResultNoModule, 5}, CodeWeight{kResultNoDevice, 4},
+                                   CodeWeight{kResultNothingToRun, 3}, CodeWeight{33, 2},
+                                   CodeWeight{kResultNoTool, 1}};
 
-// FoldStatus: the rank of a test's status and the code it stands for. A status that is not listed
-// changes nothing.
-struct StatusRow {
-  TestStatus status;
-  int rank;
-  std::int32_t code;
-};
-constexpr std::array kStatusRows{StatusRow{kTestPassed, 3, kResultPassed},
-                                 StatusRow{kTestFailed, 6, kResultFailed},
-                                 StatusRow{kTestNotApplicable, 1, kResultNotApplicable},
-                                 StatusRow{kTestCanceled, 4, kResultCanceled},
-                                 StatusRow{kTestWarning, 5, kResultWarning},
-                                 StatusRow{kTestInvalid, 2, kResultInvalid}};
+int WeightOf(std::int32_t code) {
+  const auto* row = std::find_if(kMergeWeights.begin(), kMergeWeights.end(),
+                                 [code](const CodeWeight& entry) { return entry.code == code; });
+  return row == kMergeWeights.end() ? 0 : row->weight;
+}
 
-template <typename Table>
-int RankOf(const Table& table, std::int32_t code) {
-  const auto row = std::find_if(table.begin(), table.end(),
-                                [code](const auto& entry) { return entry.code == code; });
-  return row == table.end() ? 0 : row->rank;
+// What the status whose code that is says in a column of its row; 0 for the code of none.
+int OfStatus(std::int32_t code, int tarvex::TestStatusRow::*column) {
+  const auto& rows = tarvex::kTestStatusRows;
+  const auto* row = std::find_if(rows.begin(), rows.end(),
+                                 [code](const auto& entry) { return entry.exitCode == code; });
+  return row == rows.end() ? 0 : row->*column;
 }
 
 // kResultNone, or kResultHostFailed when the service has no thread to run on.
@@ -78,7 +66,8 @@ std::int32_t StartService() {
 
 }  // namespace
 
-Cli::Cli(HostSystemEvents* events) : systemEvents(events) {
+Cli::Cli(HostSystemEvents* events, tarvex::ConsoleStream& console)
+    : systemEvents(events), console_(console) {
   ProcessState& state = GetProcessState();
   state.abort.signalPassed = false;
   state.abort.abortRequested = false;
@@ -98,7 +87,7 @@ Cli::Cli(HostSystemEvents* events) : systemEvents(events) {
   LoadStorageSender();
   SDL_InitSubSystem(SDL_INIT_AUDIO);
   // The console stream writes UTF-8 whatever the locale, so there is nothing to switch.
-  savedOutputCodePage = kUtf8CodePage;
+  savedOutputCodePage = kCodePageUtf8;
 }
 
 Cli::~Cli() {
@@ -127,14 +116,13 @@ std::int32_t Cli::ExitStatus() {
 
 void Cli::MergeResult(std::int32_t code) {
   if (code == kResultNone) result = code;
-  if (RankOf(kMergeRanks, result) <= RankOf(kMergeWeights, code)) result = code;
+  if (OfStatus(result, &tarvex::TestStatusRow::hold) <= WeightOf(code)) result = code;
 }
 
 void Cli::FoldStatus(TestStatus status) {
-  const auto* row = std::find_if(kStatusRows.begin(), kStatusRows.end(),
-                                 [status](const auto& entry) { return entry.status == status; });
-  if (row == kStatusRows.end()) return;
-  if (row->rank > RankOf(kStatusRows, result)) result = row->code;
+  const tarvex::TestStatusRow* row = tarvex::FindStatus(status);
+  if (row == nullptr) return;
+  if (row->rank > OfStatus(result, &tarvex::TestStatusRow::rank)) result = row->exitCode;
 }
 
 void Cli::AddWarning(const std::string& text) {

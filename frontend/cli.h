@@ -29,13 +29,17 @@ class OrvanStdio;
 class ProductVersion;
 class StringHandler;
 class ThreadCompletion;
+namespace tarvex {
+class ConsoleStream;
+}
 
 // The one application object: built by the entry point, it parses the command line, carries out
 // the one course that the line asks for, and its destructor is the one teardown. All operations
 // are for the main thread. The fields are open, since the operations of all families work on them.
 class Cli {
  public:
-  explicit Cli(HostSystemEvents* events);
+  // `console` is where the program prints, and outlives the object.
+  Cli(HostSystemEvents* events, tarvex::ConsoleStream& console);
   ~Cli();
   Cli(const Cli&) = delete;
   Cli& operator=(const Cli&) = delete;
@@ -158,5 +162,6 @@ class Cli {
   };
 
   CommandLine line_;              // the one in hand
+  tarvex::ConsoleStream& console_;
   bool firstCancelSeen_ = false;  // the first canceled test keeps its time, later ones show none
 };

@@ -18,7 +18,7 @@ TEST_F(Help, ASingleModuleHasNoComma) {
 TEST_F(Help, NoModuleLeavesNothingBehindTheColon) {
   Start();
   cli->modules = &service().moduleList;
-  cli->view = std::make_unique<OrvanStdio>();
+  cli->view = std::make_unique<OrvanStdio>(capture);
   cli->ShowGeneralHelp();
   EXPECT_EQ(Screen(), HelpText(""));
 }

@@ -304,7 +304,7 @@ TEST_F(Lifecycle, TheExecutionStatusIsTheResultAsItStands) {
   Start();
   cli->WriteExecutionStatus();
   EXPECT_EQ(Screen(), "") << "without a view";
-  cli->view = std::make_unique<OrvanStdio>();
+  cli->view = std::make_unique<OrvanStdio>(capture);
   cli->WriteExecutionStatus();
   EXPECT_EQ(Screen(), "\nCLI Execution status: -1");
   cli->result = 25;

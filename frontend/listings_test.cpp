@@ -267,7 +267,8 @@ TEST_F(Listings, ALongScanIsRedrawnAndMakesTheServiceThreadDoIt) {
   // The scan ends when the line was redrawn twice.
   class CountingView : public OrvanStdio {
    public:
-    explicit CountingView(FakeSemaphore& redrawn) : redrawn_(redrawn) {}
+    CountingView(std::wostream& console, FakeSemaphore& redrawn)
+        : OrvanStdio(console), redrawn_(redrawn) {}
     ViewResult ShowDeviceScan(std::string name, bool finished) override {
       calls.push_back(name + (finished ? "|finished" : "|scanning"));
       redrawn_.Post();
@@ -284,7 +285,7 @@ TEST_F(Listings, ALongScanIsRedrawnAndMakesTheServiceThreadDoIt) {
     for (int i = 0; i < 3; ++i) redrawn.Wait();
   };
   EXPECT_EQ(Parse({"-Mstorage", "-D"}), 0);
-  auto view = std::make_unique<CountingView>(redrawn);
+  auto view = std::make_unique<CountingView>(capture, redrawn);
   const Words& calls = view->calls;
   cli->view = std::move(view);
   cli->ScanModuleDevices(&Selection("storage"));

@@ -15,10 +15,11 @@ int main(int argc, char** argv) {
   tarvex::TellOfUncaughtErrors();
   // Caught and thrown again, so that the stack is unwound and every destructor has run before an
   // error of our own ends the process.
+  tarvex::ConsoleStream& console = tarvex::StandardOutput();
   try {
-    return RunProgram(argc, argv);
+    return RunProgram(argc, argv, console);
   } catch (...) {
-    tarvex::ConsoleStream().flush();
+    console.flush();
     throw;
   }
 }

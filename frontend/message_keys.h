@@ -28,7 +28,6 @@ inline constexpr char kTextSecondMarker[] =
 inline constexpr char kTextLostOutput[] = "output was lost, standard output cannot be written: ";
 inline constexpr char kKeyFatalParsingError[] = "FATAL_PARSING_ERROR";
 inline constexpr char kKeyRedirectionError[] = "OUTPUT_REDIRECTION_ERROR";
-inline constexpr char kKeyErrorOpeningFile[] = "ERROR_OPENING_FILE";
 inline constexpr char kKeyNamespaceRemoved[] = "NAMESPACE_REMOVED_SUCCESSFULLY";
 inline constexpr char kKeyNamespaceNotRemoved[] = "NAMESPACE_REMOVED_UNSUCCESSFULLY";
 inline constexpr char kKeyDataCollectionOn[] = "|DATA_COLLECTION_IS_ENABLED.";

@@ -245,7 +245,7 @@ TEST_F(EventLoop, AModuleWithoutDevicesStillRunsForASupervisor) {
 TEST_F(EventLoop, ThePseudoDeviceIsNamedOnAViewThatNamesDevices) {
   class SuiteNames : public OrvanStdio {
    public:
-    explicit SuiteNames(Words& names) : names_(names) {}
+    SuiteNames(std::wostream& console, Words& names) : OrvanStdio(console), names_(names) {}
     ViewResult BeginSuite(std::string suiteName, std::string moduleName) override {
       names_.push_back(suiteName + "|" + moduleName);
       return 0;
@@ -257,7 +257,7 @@ TEST_F(EventLoop, ThePseudoDeviceIsNamedOnAViewThatNamesDevices) {
   storage->deviceList.clear();
   EXPECT_EQ(Parse({"--HDK", "-Mstorage", "-Q"}), 0);
   Words names;
-  cli->view = std::make_unique<SuiteNames>(names);
+  cli->view = std::make_unique<SuiteNames>(capture, names);
   capture.Take();
   cli->RunSelection();
   EXPECT_EQ(names, Words{"NO_DEVICE_FOUND|storage"});
@@ -282,7 +282,8 @@ TEST_F(EventLoop, TheEventsGoWhenAPlanIsOverAndNotWithTheModule) {
   // Notes the mask at the look at the abort key that comes between two plans.
   class BetweenPlans : public OrvanStdio {
    public:
-    explicit BetweenPlans(std::vector<std::uint32_t>& masks) : masks_(masks) {}
+    BetweenPlans(std::wostream& console, std::vector<std::uint32_t>& masks)
+        : OrvanStdio(console), masks_(masks) {}
     ViewResult EndSuite(std::string text, double seconds, bool failed) override {
       deviceOver_ = true;
       return OrvanStdio::EndSuite(std::move(text), seconds, failed);
@@ -304,7 +305,7 @@ TEST_F(EventLoop, TheEventsGoWhenAPlanIsOverAndNotWithTheModule) {
   };
   EXPECT_EQ(Parse({"-Mstorage", "-Qf"}), 0);
   std::vector<std::uint32_t> masks;
-  cli->view = std::make_unique<BetweenPlans>(masks);
+  cli->view = std::make_unique<BetweenPlans>(capture, masks);
   cli->RunSelection();
   EXPECT_EQ(masks, std::vector<std::uint32_t>{0});
 }

@@ -16,6 +16,7 @@
 #include "system/filesystem/win_filesystem.h"
 #include "system/string_handler.h"
 #include "system/system_path.h"
+#include "views/message_keys.h"
 
 namespace {
 
@@ -87,7 +88,7 @@ int TakeSave(Cli& cli, const OptionInHand& option) {
   tarvex::Descriptor folder;
   if (WinFilesystem::Instance().IsInvalidPath(cli.savePath) != 0 ||
       tarvex::MakeFolderOverOwnLinks(tarvex::ToSystemPath(cli.savePath), folder) != 0) {
-    return Fail(option.errorText, kKeyErrorOpeningFile, kParseFile);
+    return Fail(option.errorText, tarvex::kErrorOpeningFileKey, kParseFile);
   }
   return kParseOk;
 }

@@ -21,15 +21,16 @@
 #include "views/cli_test_listener.h"
 #include "views/console_stream.h"
 #include "views/hdk_io.h"
+#include "views/message_keys.h"
 #include "views/orvan_stdio.h"
 
 namespace {
 
 constexpr std::size_t kBannerWidth = 58;
 
-[[noreturn]] void EndProcess(const char* text) {
-  tarvex::WriteWidened(tarvex::ConsoleStream(), text);
-  tarvex::EndLine(tarvex::ConsoleStream());
+[[noreturn]] void EndProcess(tarvex::ConsoleStream& console, const char* text) {
+  tarvex::WriteWidened(console, text);
+  tarvex::EndLine(console);
   release_console_instance(get_console());
   PublishService(nullptr);
   ThreadManager::Instance().Stop();
@@ -93,9 +94,9 @@ int Cli::Parse(int argc, char** argv) {
   flags = 0;
   std::string errorText;
   // Answered above; it stays for a service that goes away in between.
-  if (GetProcessState().service == nullptr) EndProcess(kTextNoService);
+  if (GetProcessState().service == nullptr) EndProcess(console_, kTextNoService);
   modules = ThreadManager::Instance().Modules();
-  if (modules == nullptr) EndProcess(kTextNoModules);
+  if (modules == nullptr) EndProcess(console_, kTextNoModules);
 
   int code = ParseCommandLine(argc, argv, errorText);
   if (code != kParseOk) flags &= ~CLI_FLAG_OUTPUT_FILE;
@@ -106,7 +107,7 @@ int Cli::Parse(int argc, char** argv) {
   if (!Has(flags, CLI_FLAG_CALLER)) callerInfo.appName = ApplicationName();
   if (viewCode == kParseFile) {
     result = kResultOutputFile;
-    code = Fail(errorText, kKeyErrorOpeningFile, kParseFile);
+    code = Fail(errorText, tarvex::kErrorOpeningFileKey, kParseFile);
   } else if (code == kParseOk && viewCode == 0 && Has(flags, CLI_FLAG_BACKGROUND)) {
     return LaunchInBackground(argc, argv);
   }
@@ -132,22 +133,22 @@ int Cli::Parse(int argc, char** argv) {
 int Cli::CreateView() {
   const bool background = Has(flags, CLI_FLAG_BACKGROUND_INSTANCE);
   if (Has(flags & ~BeatenFlags(Moment::kOutput, {*this}), CLI_FLAG_OUTPUT_FILE)) {
-    view = std::make_unique<CliStdioFile>(outputFile);
+    view = std::make_unique<CliStdioFile>(console_, outputFile);
     if (background) {
       view->SetQuiet(true);
       return view->Open();
     }
     if (view->Open() == kViewOk) return 0;
-    view = std::make_unique<OrvanStdio>();
+    view = std::make_unique<OrvanStdio>(console_);
     view->Open();
     return kParseFile;
   }
   if (Has(flags, CLI_FLAG_SUPERVISED)) {
-    view = std::make_unique<HDKio>();
+    view = std::make_unique<HDKio>(console_);
   } else if (background) {
-    view = std::make_unique<CliStdioNull>();
+    view = std::make_unique<CliStdioNull>(console_);
   } else {
-    view = std::make_unique<OrvanStdio>();
+    view = std::make_unique<OrvanStdio>(console_);
   }
   view->SetQuiet(background);
   return view->Open();

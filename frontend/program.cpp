@@ -32,17 +32,17 @@ HostSystemEvents* SystemEventsOnce() {
   return events;
 }
 
-void PrintOnConsole(const char* text) {
-  tarvex::WriteWidened(tarvex::ConsoleStream(), text);
-  tarvex::EndLine(tarvex::ConsoleStream());
+void PrintOnConsole(tarvex::ConsoleStream& console, const char* text) {
+  tarvex::WriteWidened(console, text);
+  tarvex::EndLine(console);
 }
 
 // 0, or the exit status that ends the program.
-int CheckPrivileges() {
+int CheckPrivileges(tarvex::ConsoleStream& console) {
   HostUserAccount* account = CreatUserAccountInstance();
   if (account == nullptr) return kResultHostFailed;
   const bool enough = account->HasPrivileges();
-  if (!enough) PrintOnConsole(kTextNoPrivileges);
+  if (!enough) PrintOnConsole(console, kTextNoPrivileges);
   ReleaseUserAccountInstance(account);
   return enough ? 0 : kResultNoPrivileges;
 }
@@ -54,14 +54,14 @@ void AwaitParent(int argc, char** argv) {
 }
 
 // Takes the single-instance lock for the life of the process. 0, or the exit status.
-int TakeInstanceLock() {
+int TakeInstanceLock(tarvex::ConsoleStream& console) {
   HostAppMutex* mutex = get_app_mutex();
   if (mutex == nullptr) return kResultHostFailed;
   if (!mutex->IsAlreadyRunning()) {
     GetProcessState().instanceLock = mutex;
     return 0;
   }
-  PrintOnConsole(kTextAlreadyRunning);
+  PrintOnConsole(console, kTextAlreadyRunning);
   release_app_mutex(mutex);
   return kResultAlreadyRunning;
 }
@@ -100,31 +100,33 @@ int Dispatch(Cli& cli, int argc, char** argv) {
 
 // Looks at the end, however the run ended, whether all that was printed found room.
 struct OutputCheck {
-  OutputCheck() = default;
+  explicit OutputCheck(tarvex::ConsoleStream& stream) : console(stream) {}
   ~OutputCheck() {
-    const int error = tarvex::LostOutputError();
+    const int error = console.LostOutputError();
     if (error == 0) return;
     tarvex::TellOnStandardError(std::string(kTextLostOutput) + std::strerror(error));
   }
   OutputCheck(const OutputCheck&) = delete;
   OutputCheck& operator=(const OutputCheck&) = delete;
+
+  tarvex::ConsoleStream& console;
 };
 
 }  // namespace
 
-int RunProgram(int argc, char** argv) {
+int RunProgram(int argc, char** argv, tarvex::ConsoleStream& console) {
   tarvex::FillStandardDescriptors();
   tarvex::SurviveFailedWrites();
   tarvex::PrepareEnvironment();
-  const OutputCheck outputCheck;
+  const OutputCheck outputCheck(console);
   const tarvex::KeepAwake keepAwake;
   HostSystemEvents* events = SystemEventsOnce();
   RegisterSystemEventHandlers(events);
   std::setlocale(LC_ALL, "");
-  if (const int status = CheckPrivileges(); status != 0) return status;
+  if (const int status = CheckPrivileges(console); status != 0) return status;
   AwaitParent(argc, argv);
-  if (const int status = TakeInstanceLock(); status != 0) return status;
+  if (const int status = TakeInstanceLock(console); status != 0) return status;
   get_console();
-  Cli cli(events);
+  Cli cli(events, console);
   return Dispatch(cli, argc, argv);
 }

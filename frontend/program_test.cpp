@@ -17,7 +17,7 @@ class Program : public FrontEndTest {
   ~Program() override { std::setlocale(LC_ALL, "C"); }
   int Main(const Words& words) {
     argv = std::make_unique<Argv>(words);
-    return RunProgram(argv->Count(), argv->Data());
+    return RunProgram(argv->Count(), argv->Data(), capture);
   }
 
   FakeModule* storage;

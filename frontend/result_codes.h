@@ -2,19 +2,21 @@
 
 #include <cstdint>
 
+#include "boundary/orvan_service_status.h"
+
 // Values of Cli::result, and so of the exit status.
 inline constexpr std::int32_t kResultNone = -1;
-inline constexpr std::int32_t kResultPassed = 0;
+inline constexpr std::int32_t kResultPassed = tarvex::FindStatus(kTestPassed)->exitCode;
 inline constexpr std::int32_t kResultHostFailed = 1;
 inline constexpr std::int32_t kResultNoPrivileges = 3;
 inline constexpr std::int32_t kResultAlreadyRunning = 4;
 inline constexpr std::int32_t kResultUnrecognizedOption = 5;
 inline constexpr std::int32_t kResultOutputFile = 6;
-inline constexpr std::int32_t kResultFailed = 21;
-inline constexpr std::int32_t kResultWarning = 22;
-inline constexpr std::int32_t kResultNotApplicable = 23;
-inline constexpr std::int32_t kResultInvalid = 24;
-inline constexpr std::int32_t kResultCanceled = 25;
+inline constexpr std::int32_t kResultFailed = tarvex::FindStatus(kTestFailed)->exitCode;
+inline constexpr std::int32_t kResultWarning = tarvex::FindStatus(kTestWarning)->exitCode;
+inline constexpr std::int32_t kResultNotApplicable =
+    tarvex::FindStatus(kTestNotApplicable)->exitCode;
+inline constexpr std::int32_t kResultCanceled = tarvex::FindStatus(kTestCanceled)->exitCode;
 inline constexpr std::int32_t kResultNoModule = 30;
 inline constexpr std::int32_t kResultNoDevice = 31;
 inline constexpr std::int32_t kResultNothingToRun = 32;

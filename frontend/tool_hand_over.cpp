@@ -6,6 +6,7 @@
 #include "system/key_format.h"
 #include "system/standard_error.h"
 #include "tools/tool_run.h"
+#include "views/console_stream.h"
 #include "views/orvan_stdio.h"
 
 // Hands the rest of the command line to the chosen tool. A tool that has no command here is passed
@@ -16,7 +17,7 @@ void Cli::HandOverToTool(int argc, char** argv) {
   chosenTool->GetName(name);
   const std::string word = view->FormatKey(name, false, false, false);
   const std::unique_ptr<ToolCli> tool =
-      MakeTool(word, {chosenToolModule, chosenTool, Has(flags, CLI_FLAG_SUPERVISED)});
+      MakeTool(word, {chosenToolModule, chosenTool, Has(flags, CLI_FLAG_SUPERVISED), &console_});
   if (tool == nullptr) return;
   tool->SetProperty({kToolPropertyBootable, bootable ? kToolPropertyTrue : kToolPropertyFalse});
   const SystemEventsHold hold;

@@ -18,10 +18,11 @@ struct MakerRow {
 constexpr std::array kMakers{
     MakerRow{kRbsToolWord,
              [](const ToolMaking& making) -> std::unique_ptr<ToolCli> {
-               return std::make_unique<RbsCli>(making.module, making.tool, making.supervised);
+               return std::make_unique<RbsCli>(making.module, making.tool, making.supervised,
+                                               *making.console);
              }},
     MakerRow{"smart_tool", [](const ToolMaking& making) -> std::unique_ptr<ToolCli> {
-               return std::make_unique<STCli>(making.module, making.tool);
+               return std::make_unique<STCli>(making.module, making.tool, *making.console);
              }}};
 
 }  // namespace

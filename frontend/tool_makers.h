@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <ostream>
 #include <string>
 
 #include "tools/tool_cli.h"
@@ -12,7 +13,8 @@ class DiagTool;
 struct ToolMaking {
   DiagModule* module = nullptr;
   DiagTool* tool = nullptr;
-  bool supervised = false;  // a supervising program reads the output
+  bool supervised = false;           // a supervising program reads the output
+  std::wostream* console = nullptr;  // where it prints; outlives the tool
 };
 
 // The interactive tool of that name; null when there is none, or no memory for it. The program

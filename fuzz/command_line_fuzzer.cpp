@@ -15,6 +15,7 @@
 #include "system/process_state.h"
 #include "tests/fakes/fake_host.h"
 #include "tests/fakes/fake_service.h"
+#include "tests/support/console_capture.h"
 #include "views/cli_event_queue.h"
 #include "views/cli_stdio_null.h"
 #include "views/cli_suite_listener.h"
@@ -88,10 +89,10 @@ void CheckPlans(const ModuleSelection& selection) {
 }
 
 // The steps of Cli::Parse that look at the line, and the plan of a run.
-void ParseLine(Cli& cli, int argc, char** argv) {
+void ParseLine(Cli& cli, tarvex::ConsoleStream& console, int argc, char** argv) {
   std::string errorText;
   int code = cli.ParseCommandLine(argc, argv, errorText);
-  cli.view = std::make_unique<CliStdioNull>();
+  cli.view = std::make_unique<CliStdioNull>(console);
   if (code == kParseOk && (cli.flags & CLI_FLAG_TOOL) != 0) {
     Require(cli.chosenTool != nullptr && cli.chosenToolModule != nullptr);
     return;
@@ -120,8 +121,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   ResetFakeService();
   BuildService(TheFakeService());
   optind = 0;  // starts the scanner afresh
-  Cli cli(&TheFakeHost().events);
+  tarvex::ConsoleCapture console;
+  Cli cli(&TheFakeHost().events, console);
   cli.modules = &TheFakeService().moduleList;
-  ParseLine(cli, static_cast<int>(words.size()), argv.data());
+  ParseLine(cli, console, static_cast<int>(words.size()), argv.data());
   return 0;
 }

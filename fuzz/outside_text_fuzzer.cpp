@@ -32,7 +32,7 @@ std::size_t LinesOf(const std::string& text) {
 // The console: nothing steers, and a text that came in as one of a module makes no line.
 void ShowOnConsole(const std::string& raw) {
   tarvex::ConsoleCapture console;
-  OrvanStdio view;
+  OrvanStdio view(console);
   view.PrintRaw(raw, true);
   view.PrintUnicode(raw, true);
   Require(SteeringIn(console.Take(), kLayout).empty());
@@ -49,11 +49,11 @@ void ShowOnConsole(const std::string& raw) {
 
 void SendToSupervisor(const std::string& raw) {
   tarvex::ConsoleCapture console;
-  RbsCliStdioHdk view(false);
+  RbsCliStdioHdk view(console, false);
   view.OnDeviceInit(raw, raw);
   view.OnDeviceFinish(raw, raw, 0, 0, {raw, raw, raw, raw}, raw, raw);
-  tarvex::WriteInLine(tarvex::ConsoleStream(), "FinishExecutionBlock:::" + raw);
-  tarvex::EndLine(tarvex::ConsoleStream());
+  tarvex::WriteInLine(console, "FinishExecutionBlock:::" + raw);
+  tarvex::EndLine(console);
   const std::string sent = console.Take();
   Require(SteeringIn(sent, "\n").empty());
   Require(LinesOf(sent) == 3);

@@ -1,35 +1,29 @@
 #include "system/execution_tracker.h"
 
-#include <array>
-#include <cstddef>
 #include <vector>
 
 #include "boundary/hostlayer.h"
 #include "boundary/hostlayer_cim.h"
+#include "boundary/orvan_service_status.h"
 
 namespace {
 
-constexpr std::int32_t kNotApplicable = 3;
-
-// The records' own words, by status. Status 2 reads differently on the console.
-constexpr std::array kStatusWords = {"PASSED",   "FAILED",  "UNRECOGNIZED", "NOT_APPLICABLE",
-                                     "CANCELED", "WARNING", "INVALID"};
-
-std::string StatusWord(std::int32_t status) {
-  const auto index = static_cast<std::size_t>(status);
-  return status >= 0 && index < kStatusWords.size() ? kStatusWords[index] : "";
+std::string StatusWord(TestStatus status) {
+  const auto* row = tarvex::FindStatus(status);
+  return row == nullptr ? "" : row->word;
 }
 
 }  // namespace
 
 void WindowsSystemExecutionTracker::Track(const SystemExecutionRecord& record) {
-  if (record.status == kNotApplicable) return;
+  const auto status = static_cast<TestStatus>(record.status);
+  if (status == kTestNotApplicable) return;
   const std::vector<std::string> keys = {"ModuleName",  "DeviceUdi",  "DeviceDisplayName",
                                          "TestName",    "TestStatus", "TestStartTimestamp",
                                          "TestDuration"};
   const std::vector<std::string> values = {
-      record.moduleName,         record.deviceUdi,      record.deviceDisplayName, record.testName,
-      StatusWord(record.status), record.startTimestamp, record.duration};
+      record.moduleName,  record.deviceUdi,      record.deviceDisplayName, record.testName,
+      StatusWord(status), record.startTimestamp, record.duration};
   get_cim()->WriteRecord(keys, values, record.moduleName, L"ROOT\\Tarvex\\Tarvex_Diagnostics");
 }
 

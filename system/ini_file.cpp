@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <charconv>
 
+#include "boundary/ascii_case.h"
 #include "os/trusted_file.h"
 
 namespace tarvex {
@@ -35,10 +36,7 @@ void ParseLine(std::string_view line, std::string& section, IniValues& values) {
 
 std::string LowerAscii(std::string_view text) {
   std::string lower(text);
-  std::transform(lower.begin(), lower.end(), lower.begin(), [](char character) {
-    return character >= 'A' && character <= 'Z' ? static_cast<char>(character - 'A' + 'a')
-                                                : character;
-  });
+  std::transform(lower.begin(), lower.end(), lower.begin(), AsciiLower);
   return lower;
 }
 

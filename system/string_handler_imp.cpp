@@ -10,18 +10,9 @@
 #include <cwchar>
 #include <sstream>
 
+#include "boundary/ascii_case.h"
+
 namespace {
-
-// Case is that of ASCII: texts are UTF-8, and a locale of single bytes would tear them apart.
-char Upper(char character) {
-  return character >= 'a' && character <= 'z' ? static_cast<char>(character - 'a' + 'A')
-                                              : character;
-}
-
-char Lower(char character) {
-  return character >= 'A' && character <= 'Z' ? static_cast<char>(character - 'A' + 'a')
-                                              : character;
-}
 
 int AsResult(std::size_t length) {
   return static_cast<int>(std::min<std::size_t>(length, INT_MAX));
@@ -131,16 +122,17 @@ void StringHandlerImp::Trim(std::string& text) {
 }
 
 bool StringHandlerImp::IsUpperCase(const std::string& text) {
-  return !text.empty() && std::all_of(text.begin(), text.end(),
-                                      [](char character) { return Upper(character) == character; });
+  return !text.empty() && std::all_of(text.begin(), text.end(), [](char character) {
+    return tarvex::AsciiUpper(character) == character;
+  });
 }
 
 void StringHandlerImp::ToUpper(std::string& text) {
-  std::transform(text.begin(), text.end(), text.begin(), Upper);
+  std::transform(text.begin(), text.end(), text.begin(), tarvex::AsciiUpper);
 }
 
 void StringHandlerImp::ToLower(std::string& text) {
-  std::transform(text.begin(), text.end(), text.begin(), Lower);
+  std::transform(text.begin(), text.end(), text.begin(), tarvex::AsciiLower);
 }
 
 bool StringHandlerImp::StartsWith(const std::string& text, const std::string& prefix) {

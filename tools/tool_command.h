@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <memory>
+#include <ostream>
 #include <utility>
 
 #include "tools/forced_abort.h"
@@ -10,6 +11,7 @@
 #include "tools/tool_event.h"
 #include "tools/tool_event_queue.h"
 #include "tools/tool_keyboard.h"
+#include "tools/tool_parts.h"
 #include "tools/tool_run.h"
 #include "tools/tool_screen.h"
 #include "tools/tool_spinner.h"
@@ -17,7 +19,7 @@
 
 // What the commands of the tools are made of, and the steps that they take alike. A tool's own
 // command says which steps, and in which order. Main thread.
-template <class View, class Utils, class Listener>
+template <ToolScreens View, ToolUtilities Utils, ToolReports<Utils> Listener>
 class ToolCommand : public ToolCli {
  public:
   ToolCommand(const ToolCommand&) = delete;
@@ -27,9 +29,11 @@ class ToolCommand : public ToolCli {
   bool bootable() const { return bootable_; }
 
  protected:
-  // The timer outlives the command.
-  ToolCommand(DiagModule* module, DiagTool* tool, Timer& timer, tarvex::TerminalWait terminal = {})
-      : target_(ToolTarget::Of(module, tool)),
+  // Console and timer outlive the command.
+  ToolCommand(DiagModule* module, DiagTool* tool, std::wostream& console, Timer& timer,
+              tarvex::TerminalWait terminal = {})
+      : console_(console),
+        target_(ToolTarget::Of(module, tool)),
         utils_(target_),
         listener_(queue_, utils_),
         keyboard_(std::move(terminal)),
@@ -38,6 +42,8 @@ class ToolCommand : public ToolCli {
   }
 
   const ToolTarget& target() const { return target_; }
+  // Where the tool prints.
+  std::wostream& console() const { return console_; }
   Utils& utils() { return utils_; }
   ToolKeyboard& keyboard() { return keyboard_; }
   View& view() { return *view_; }
@@ -52,7 +58,7 @@ class ToolCommand : public ToolCli {
   }
   // Reads the line with a `Parser`, while the spinner draws on the view; it begins with
   // `viewStart`. False when the line holds an error.
-  template <class Parser>
+  template <ToolOptions<Utils> Parser>
   bool ParseLine(int argc, char** argv, std::function<void()> viewStart) {
     const Parser parser(utils_, bootable_);
     ToolSpinner spinner(
@@ -61,7 +67,7 @@ class ToolCommand : public ToolCli {
   }
   // Shows what is known once the line is read: the header, and what is wrong with the line.
   void ShowStart(bool parsed, bool noEscape) {
-    tarvex::WriteToolBlanking();
+    tarvex::WriteToolBlanking(console_);
     view_->ShowHeader(noEscape);
     view_->ShowWarnings(line_.warnings);
     if (parsed) return;
@@ -75,11 +81,12 @@ class ToolCommand : public ToolCli {
       return;
     }
     tarvex::RunTool({target_, &listener_, utils_.runDevices(), queue_, context_, keyboard_,
-                     keyBeforeLoop,
+                     console_, keyBeforeLoop,
                      [this](double elapsedSeconds) { view_->ShowProgress(elapsedSeconds); }});
   }
 
  private:
+  std::wostream& console_;
   const ToolTarget target_;
   ToolEventQueue queue_;
   Utils utils_;

@@ -4,9 +4,9 @@
 #include <array>
 
 #include "boundary/hostlayer.h"
+#include "system/key_format.h"
 #include "system/outside_text.h"
 #include "system/string_handler.h"
-#include "tools/key_to_text.h"
 #include "tools/message_keys.h"
 
 namespace tarvex {

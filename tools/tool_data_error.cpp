@@ -1,7 +1,7 @@
 #include "tools/tool_data_error.h"
 
 #include "boundary/orvan_service_objects.h"
-#include "views/key_format.h"
+#include "system/key_format.h"
 
 namespace tarvex {
 

@@ -12,7 +12,6 @@
 #include "tools/forced_abort.h"
 #include "tools/tool_cadence.h"
 #include "tools/tool_keyboard.h"
-#include "views/console_stream.h"
 
 namespace {
 
@@ -32,7 +31,7 @@ class Worker {
   Worker(const Worker&) = delete;
   Worker& operator=(const Worker&) = delete;
 
-  bool IsRunning() const { return running_; }
+  bool IsRunning() const { return workerRunning; }
   // Waits for the thread's end and throws what ended the call. Once.
   void Finish() {
     get_thread()->Join(thread_);
@@ -52,14 +51,14 @@ class Worker {
     } catch (...) {
       failure_ = std::current_exception();
     }
-    running_ = false;
+    workerRunning = false;
     request_.queue.NotifyChange();
   }
 
   const ToolRunRequest& request_;
   // Cleared by the thread behind its last event. Set before the thread starts, so that a tool which
   // ends at once is not taken for one that has not begun.
-  std::atomic<bool> running_{true};
+  std::atomic<bool> workerRunning{true};
   std::exception_ptr failure_;  // written by the thread; read after Join
   HostThreadHandle thread_ = nullptr;
 };
@@ -111,7 +110,7 @@ void tarvex::RunTool(const ToolRunRequest& request) {
     if (!running) break;
     if (moment.Left().count() == 0) moment.Use();
     // The tool may be silent for long, and the header tells how to stop it.
-    ConsoleStream().flush();
+    request.console.flush();
     request.queue.WaitForChange(moment.Left(), somethingToDo);
   }
   worker.Finish();

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <ostream>
 #include <system_error>
 #include <vector>
 
@@ -22,6 +23,7 @@ struct ToolRunRequest {
   ToolEventQueue& queue;
   ToolEventContext& context;
   ToolKeyboard& keyboard;
+  std::wostream& console;      // what it holds is shown before each wait
   bool keyBeforeLoop = false;  // one look at the keyboard before anything else
   // Draws the progress of the device that was started last. Whole seconds since then.
   std::function<void(double elapsedSeconds)> showProgress;

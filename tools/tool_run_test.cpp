@@ -64,7 +64,7 @@ class ToolRunTest : public ToolTest {
 
   void Run(bool keyBeforeLoop = false) {
     std::vector<DiagDevice*> runOn{&module.AddDevice("A", "Disk A")};
-    tarvex::RunTool({Target(), &listener, runOn, queue, context, keyboard, keyBeforeLoop,
+    tarvex::RunTool({Target(), &listener, runOn, queue, context, keyboard, capture, keyBeforeLoop,
                      [this](double seconds) {
                        if (onProgress) onProgress(seconds);
                      }});
@@ -103,7 +103,7 @@ TEST_F(ToolRunTest, EventsAreAppliedHereInTheirOrder) {
 
 TEST_F(ToolRunTest, WhatWasPrintedIsShownWhileTheToolIsSilent) {
   context.timer = &WinTimer::Instance();
-  tarvex::ConsoleStream() << "header";
+  capture << "header";
   std::string shown;
   tool.body = [&](FakeToolRun&) {
     // There is a wait between two looks at the keyboard.

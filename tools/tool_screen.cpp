@@ -2,10 +2,9 @@
 
 #include <algorithm>
 
+#include "system/key_format.h"
 #include "system/text_conversion.h"
-#include "tools/key_to_text.h"
 #include "tools/message_keys.h"
-#include "views/console_stream.h"
 #include "views/message_keys.h"
 
 namespace tarvex {
@@ -39,17 +38,17 @@ std::string DeviceBlock(const ToolWords& words, const ToolDeviceRecord& device) 
 
 }  // namespace
 
-void WriteTool(std::string_view text) {
-  ConsoleStream() << Utf8ToWideLenient(text);
+void WriteTool(std::wostream& console, std::string_view text) {
+  console << Utf8ToWideLenient(text);
 }
 
-void WriteToolFlushed(std::string_view text) {
-  WriteTool(text);
-  ConsoleStream().flush();
+void WriteToolFlushed(std::wostream& console, std::string_view text) {
+  WriteTool(console, text);
+  console.flush();
 }
 
-void WriteToolBlanking() {
-  WriteToolFlushed(Blanks(kBlankingWidth));
+void WriteToolBlanking(std::wostream& console) {
+  WriteToolFlushed(console, Blanks(kBlankingWidth));
 }
 
 std::string ToolHeader(const ToolWords& words, bool noEscape) {
@@ -60,13 +59,13 @@ std::string ToolHeader(const ToolWords& words, bool noEscape) {
   return title + KeyToText(kToolPressEscape) + "\n" + row + "\n\n";
 }
 
-void WriteToolWarnings(const std::vector<std::string>& keys,
+void WriteToolWarnings(std::wostream& console, const std::vector<std::string>& keys,
                        const std::function<void(const std::string& text)>& writeRaw) {
   if (keys.empty()) return;
   for (const std::string& key : keys) {
     writeRaw(KeyToText(kWarningTag) + " " + KeyToText(key) + "\n");
   }
-  WriteTool("\n");
+  WriteTool(console, "\n");
 }
 
 std::string ToolErrors(const std::vector<std::string>& keys) {
@@ -105,16 +104,16 @@ void ToolProgressLine::Show(std::uint32_t percent, double elapsedSeconds) {
   std::string line = kToolMargin + std::to_string(percent) + "% " + AdvanceSpinner() + " " +
                      ToolElapsedText(elapsedSeconds);
   const std::size_t left = last_.size() - std::min(last_.size(), line.size());
-  WriteToolFlushed(line + std::string(left, ' ') + "  \r");
+  WriteToolFlushed(console_, line + std::string(left, ' ') + "  \r");
   last_ = std::move(line);
 }
 
 void ToolProgressLine::ShowScanning() {
-  WriteToolFlushed(std::string("Scanning devices... ") + AdvanceSpinner() + "\r");
+  WriteToolFlushed(console_, std::string("Scanning devices... ") + AdvanceSpinner() + "\r");
 }
 
 void ToolProgressLine::Wipe() {
-  if (!last_.empty()) WriteToolFlushed(Blanks(last_.size()));
+  if (!last_.empty()) WriteToolFlushed(console_, Blanks(last_.size()));
 }
 
 char ToolProgressLine::AdvanceSpinner() {

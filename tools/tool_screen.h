@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <ostream>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -26,16 +27,16 @@ struct ToolWords {
 };
 
 // Prints the text, decoded from UTF-8; the second also shows it now.
-void WriteTool(std::string_view text);
-void WriteToolFlushed(std::string_view text);
+void WriteTool(std::wostream& console, std::string_view text);
+void WriteToolFlushed(std::wostream& console, std::string_view text);
 // Prints what covers the line of the search for devices.
-void WriteToolBlanking();
+void WriteToolBlanking(std::wostream& console);
 
 // `noEscape`: without the line that names the abort key.
 std::string ToolHeader(const ToolWords& words, bool noEscape);
 // Writes each warning with a call of `writeRaw`, and a blank line behind the last; nothing for an
 // empty list.
-void WriteToolWarnings(const std::vector<std::string>& keys,
+void WriteToolWarnings(std::wostream& console, const std::vector<std::string>& keys,
                        const std::function<void(const std::string& text)>& writeRaw);
 // Empty for an empty list.
 std::string ToolErrors(const std::vector<std::string>& keys);
@@ -56,6 +57,8 @@ std::string ToolElapsedText(double seconds);
 // The line that is drawn over and over.
 class ToolProgressLine {
  public:
+  explicit ToolProgressLine(std::wostream& console) : console_(console) {}
+
   // The percentage, the spinner and the time, over the whole of the line before.
   void Show(std::uint32_t percent, double elapsedSeconds);
   void ShowScanning();
@@ -65,6 +68,7 @@ class ToolProgressLine {
  private:
   char AdvanceSpinner();
 
+  std::wostream& console_;
   char spinner_ = '-';
   std::string last_;  // the latest line of Show; its length is what Wipe covers
 };

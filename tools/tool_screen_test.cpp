@@ -28,10 +28,10 @@ class ToolWarnings : public ToolTest {};
 TEST_F(ToolWarnings, EachIsWrittenOnItsOwnWithItsTagAndABlankLineEndsThem) {
   Keys written;
   const auto write = [&written](const std::string& text) { written.push_back(text); };
-  tarvex::WriteToolWarnings({}, write);
+  tarvex::WriteToolWarnings(capture, {}, write);
   EXPECT_EQ(written, Keys{});
   EXPECT_EQ(capture.Take(), "");
-  tarvex::WriteToolWarnings({"|IGNORING: ^A_b$", "NO_|GO"}, write);
+  tarvex::WriteToolWarnings(capture, {"|IGNORING: ^A_b$", "NO_|GO"}, write);
   EXPECT_EQ(written, (Keys{"[Warning] Ignoring: A_b\n", "[Warning] no Go\n"}));
   EXPECT_EQ(capture.Take(), "\n");
 }
@@ -105,7 +105,7 @@ TEST(SplitElapsed, WhatIsNoTimeCountsAsNone) {
 
 class ToolProgressLineTest : public ToolTest {
  protected:
-  tarvex::ToolProgressLine line;
+  tarvex::ToolProgressLine line{capture};
 };
 
 TEST_F(ToolProgressLineTest, TheSpinnerTurnsWithEachUse) {
@@ -141,12 +141,12 @@ TEST_F(ToolProgressLineTest, WipingCoversTheLastLineAndKeepsIt) {
 }
 
 TEST_F(ToolProgressLineTest, TheBlankingCoversTheSearch) {
-  tarvex::WriteToolBlanking();
+  tarvex::WriteToolBlanking(capture);
   EXPECT_EQ(capture.Flushed(), std::string(35, ' ') + "\r");
 }
 
 TEST_F(ToolProgressLineTest, TextIsUtf8) {
-  tarvex::WriteTool("M\xC3\xBCller \xFF");
+  tarvex::WriteTool(capture, "M\xC3\xBCller \xFF");
   EXPECT_EQ(capture.Take(), "M\xC3\xBCller \xEF\xBF\xBD");
 }
 

@@ -17,7 +17,7 @@ ToolSpinner::ToolSpinner(std::function<void()> viewStart, std::function<void()> 
 ToolSpinner::~ToolSpinner() {
   {
     const std::lock_guard guard(lock_);
-    spinnerOn_ = false;
+    spinnerOn = false;
     changed_.notify_all();
   }
   get_thread()->Join(thread_);
@@ -25,7 +25,7 @@ ToolSpinner::~ToolSpinner() {
 
 void ToolSpinner::SetScanning(bool value) {
   const std::lock_guard guard(lock_);
-  scanning_ = value;
+  scanning = value;
 }
 
 std::uintptr_t ToolSpinner::ThreadMain(void* self) {
@@ -37,9 +37,9 @@ void ToolSpinner::Spin() {
   viewStart_();
   tarvex::ToolPace pace(timer_);
   std::unique_lock guard(lock_);
-  while (!changed_.wait_for(guard, pace.Left(), [this] { return !spinnerOn_; })) {
+  while (!changed_.wait_for(guard, pace.Left(), [this] { return !spinnerOn; })) {
     if (pace.Left().count() > 0) continue;
     pace.Restart();
-    if (scanning_) showScanning_();
+    if (scanning) showScanning_();
   }
 }

@@ -42,9 +42,9 @@ class ToolSpinner {
   std::function<void()> viewStart_;
   std::function<void()> showScanning_;  // called under lock_
   Timer& timer_;
-  std::mutex lock_;  // guards spinnerOn_ and scanning_
+  std::mutex lock_;  // guards spinnerOn and scanning
   std::condition_variable changed_;
-  bool spinnerOn_ = true;
-  bool scanning_ = false;
+  bool spinnerOn = true;
+  bool scanning = false;
   HostThreadHandle thread_ = nullptr;
 };

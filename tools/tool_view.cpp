@@ -5,27 +5,27 @@
 #include "tools/message_keys.h"
 
 void ToolView::ShowDevices(const std::vector<ToolDeviceRecord>& devices) {
-  tarvex::WriteTool(tarvex::ToolDeviceList(words_, devices));
+  tarvex::WriteTool(console_, tarvex::ToolDeviceList(words_, devices));
 }
 
 void ToolView::ShowErrors(const std::vector<std::string>& keys) {
-  tarvex::WriteTool(tarvex::ToolErrors(keys));
+  tarvex::WriteTool(console_, tarvex::ToolErrors(keys));
 }
 
 void ToolView::ShowWarnings(const std::vector<std::string>& keys) {
-  tarvex::WriteToolWarnings(keys, [this](const std::string& text) { WriteRaw(text); });
+  tarvex::WriteToolWarnings(console_, keys, [this](const std::string& text) { WriteRaw(text); });
 }
 
 void ToolView::WriteRaw(const std::string& text) {
-  tarvex::WriteTool(text);
+  tarvex::WriteTool(console_, text);
 }
 
 void ToolView::ShowUsageHint() {
-  tarvex::WriteTool(tarvex::ToolUsageHint(words_));
+  tarvex::WriteTool(console_, tarvex::ToolUsageHint(words_));
 }
 
 void ToolView::ShowHeader(bool noEsc) {
-  tarvex::WriteTool(tarvex::ToolHeader(words_, noEsc));
+  tarvex::WriteTool(console_, tarvex::ToolHeader(words_, noEsc));
 }
 
 void ToolView::ReportNoDevices(std::vector<std::string> keys) {
@@ -34,11 +34,11 @@ void ToolView::ReportNoDevices(std::vector<std::string> keys) {
 }
 
 void ToolView::OnDeviceInit(const std::string& /*id*/, const std::string& name) {
-  tarvex::WriteToolFlushed("=> " + name + " \n");
+  tarvex::WriteToolFlushed(console_, "=> " + name + " \n");
 }
 
 void ToolView::ShowEnd(const std::string& text) {
-  if (!text.empty()) tarvex::WriteTool(text + "\n");
+  if (!text.empty()) tarvex::WriteTool(console_, text + "\n");
 }
 
 void ToolView::ShowProgress(double elapsedSeconds) {

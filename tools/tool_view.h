@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -12,7 +13,9 @@
 // spinner's thread calls while it has the view.
 class ToolView {
  public:
-  ToolView(const tarvex::ToolWords& words, bool bootable) : words_(words), bootable_(bootable) {}
+  // The console outlives the view.
+  ToolView(std::wostream& console, const tarvex::ToolWords& words, bool bootable)
+      : console_(console), words_(words), progressLine_(console), bootable_(bootable) {}
   ToolView(const ToolView&) = delete;
   ToolView& operator=(const ToolView&) = delete;
 
@@ -41,12 +44,15 @@ class ToolView {
   void SetMessage(std::string message);
   // The message as it stands behind a result, once; nothing when there is none.
   std::string TakeMessage();
+  // Where it prints.
+  std::wostream& console() const { return console_; }
   // The latest percentage.
   std::uint32_t percent() const { return percent_; }
   // Whether the system is bootable, as the program says. No screen depends on it.
   bool bootable() const { return bootable_; }
 
  private:
+  std::wostream& console_;
   const tarvex::ToolWords words_;
   tarvex::ToolProgressLine progressLine_;
   std::uint32_t percent_ = 0;

@@ -1,14 +1,27 @@
 #include "tools/tool_view.h"
 
 #include "tests/fakes/tool_test.h"
+#include "tools/tool_parts.h"
 
 namespace {
+
+// What a command asks of its screens, and one thing less.
+static_assert(ToolScreens<ToolView>);
+struct NoUsageHint : private ToolView {
+  using ToolView::ReportNoDevices;
+  using ToolView::ShowErrors;
+  using ToolView::ShowHeader;
+  using ToolView::ShowProgress;
+  using ToolView::ShowScanning;
+  using ToolView::ShowWarnings;
+};
+static_assert(!ToolScreens<NoUsageHint>);
 
 const std::string kSigns(58, '=');
 
 class ToolViewTest : public ToolTest {
  protected:
-  ToolView view{{"_|SOME_|PROGRAM", "|SOME_TOOL", " -Mstorage -Tsome -h", true}, false};
+  ToolView view{capture, {"_|SOME_|PROGRAM", "|SOME_TOOL", " -Mstorage -Tsome -h", true}, false};
 };
 
 TEST_F(ToolViewTest, TheScreensAreInTheWordsOfTheTool) {
@@ -91,7 +104,7 @@ TEST_F(ToolViewTest, SearchAndProgressTurnOneSpinner) {
 
 TEST_F(ToolViewTest, WhetherTheSystemIsBootableIsKept) {
   EXPECT_FALSE(view.bootable());
-  EXPECT_TRUE(ToolView({"", "", "", false}, true).bootable());
+  EXPECT_TRUE(ToolView(capture, {"", "", "", false}, true).bootable());
 }
 
 }  // namespace

@@ -4,10 +4,10 @@
 
 #include "boundary/hostlayer.h"
 #include "system/filesystem/filesystem.h"
+#include "system/key_format.h"
 #include "system/outside_text.h"
 #include "system/standard_error.h"
 #include "system/system_path.h"
-#include "views/key_format.h"
 #include "views/message_keys.h"
 
 namespace {
@@ -17,32 +17,32 @@ constexpr std::string_view kReportLayout = "\t\n\r";
 
 }  // namespace
 
-CliStdioFile::CliStdioFile(std::string path) {
+CliStdioFile::CliStdioFile(std::wostream& stream, std::string path) : OrvanStdio(stream) {
   const std::string normalized = CliStdioFile::NormalizePath(std::move(path));
   const std::size_t last = normalized.rfind('\\');
   // A separator at the very beginning belongs to the name and makes no directory.
   const std::size_t nameStart = last == std::string::npos || last == 0 ? 0 : last + 1;
-  fileName_ = normalized.substr(nameStart);
-  directory_ = normalized.substr(0, nameStart);
+  fileName = normalized.substr(nameStart);
+  directory = normalized.substr(0, nameStart);
 }
 
 CliStdioFile::~CliStdioFile() {
-  outputStream_.Close();
-  if (!outputStream_.Loss().empty()) {
-    const std::string path = CliStdioFile::NormalizePath(directory_ + "\\" + fileName_);
+  outputStream.Close();
+  if (!outputStream.Loss().empty()) {
+    const std::string path = CliStdioFile::NormalizePath(directory + "\\" + fileName);
     tarvex::TellOnStandardError("the report " + tarvex::ToSystemPath(path) +
-                                " is not complete: " + outputStream_.Loss());
+                                " is not complete: " + outputStream.Loss());
   }
 }
 
 ViewResult CliStdioFile::WriteText(std::string_view text, bool newLine) {
-  if (!outputStream_.IsOpen()) {
+  if (!outputStream.IsOpen()) {
     return ReportClosedFile();
   }
-  outputStream_.Write(tarvex::WithoutSteering(text, kReportLayout));
+  outputStream.Write(tarvex::WithoutSteering(text, kReportLayout));
   if (newLine) {
-    outputStream_.Write("\n");
-    outputStream_.Flush();
+    outputStream.Write("\n");
+    outputStream.Flush();
   }
   return kViewOk;
 }
@@ -81,36 +81,10 @@ ViewResult CliStdioFile::PrintSeparator() {
   return WriteText(tarvex::kSeparator, true);
 }
 
-ViewResult CliStdioFile::EndSuite(std::string resultText, double elapsedSeconds, bool /*failed*/) {
-  if (moduleName_.empty() || suiteName_.empty()) {
-    return kViewOutOfOrder;
-  }
-  PrintNewLine();
-  ViewResult result = PrintSeparator();
-  if (result == kViewOk) {
-    result = WriteText(tarvex::kIndent, false);
-  }
-  if (result == kViewOk) {
-    result = PrintResult(tarvex::kResultCodeKey, std::move(resultText));
-  }
-  if (result == kViewOk) {
-    result = WriteText(ElapsedLine(tarvex::kTotalElapsedTimeKey, elapsedSeconds), true);
-  }
-  if (result == kViewOk) {
-    result = PrintSeparator();
-  }
-  if (result == kViewOk) {
-    suiteName_.clear();
-  }
-  return result;
-}
-
 ViewResult CliStdioFile::EndTest(TestStatus status, double elapsedSeconds) {
   const ViewResult result = WriteText(TestEndText(status, elapsedSeconds), false);
-  outputStream_.Flush();
-  if (result == kViewOk) {
-    testName_.clear();
-  }
+  outputStream.Flush();
+  if (result == kViewOk) testName.clear();
   return result;
 }
 
@@ -118,48 +92,40 @@ ViewResult CliStdioFile::ShowTestProgress(int /*percent*/, double /*elapsedSecon
   return kViewOk;
 }
 
-ViewResult CliStdioFile::ShowDeviceScan(std::string moduleName, bool finished) {
-  if (!finished) {
-    return kViewOk;
-  }
-  const ViewResult result = WriteText(ScanFinishedLine(moduleName), false);
-  if (result == kViewOk) {
-    spinner_ = '-';
-  }
+ViewResult CliStdioFile::ShowDeviceScan(std::string name, bool finished) {
+  if (!finished) return kViewOk;
+  const ViewResult result = WriteText(ScanFinishedLine(name), false);
+  if (result == kViewOk) spinner = '-';
   return result;
 }
 
-ViewResult CliStdioFile::ShowSuiteProgress(int /*percent*/, double /*elapsedSeconds*/) {
-  return kViewOk;
-}
-
 ViewResult CliStdioFile::Open() {
-  if (!quiet_) {
+  if (!quiet) {
     OrvanStdio::Open();
   }
-  if (!fileName_.empty() && tarvex::IsSeparator(fileName_.back())) {
+  if (!fileName.empty() && tarvex::IsSeparator(fileName.back())) {
     return kViewFileClosed;
   }
   Filesystem& filesystem = *get_filesystem();
-  if (filesystem.IsInvalidPath(directory_ + "\\" + fileName_) != 0) {
+  if (filesystem.IsInvalidPath(directory + "\\" + fileName) != 0) {
     return kViewFileClosed;
   }
-  const std::string wanted = directory_;
-  if (filesystem.CreateDirectoryTree(wanted, directory_) != 0) {
+  const std::string wanted = directory;
+  if (filesystem.CreateDirectoryTree(wanted, directory) != 0) {
     return kViewFileClosed;
   }
   return OpenOutputFile() ? kViewOk : kViewFileClosed;
 }
 
 bool CliStdioFile::OpenOutputFile() {
-  if (directory_.empty()) {
+  if (directory.empty()) {
     const char* beside = get_filesystem()->GetExecutableDirectory();
     if (beside == nullptr) {
       return false;
     }
-    directory_ = beside;
+    directory = beside;
   }
-  return outputStream_.Open(tarvex::ToSystemPath(directory_ + "\\" + fileName_));
+  return outputStream.Open(tarvex::ToSystemPath(directory + "\\" + fileName));
 }
 
 std::string CliStdioFile::NormalizePath(std::string path) {

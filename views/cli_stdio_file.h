@@ -12,9 +12,9 @@
 // Main thread.
 class CliStdioFile : public OrvanStdio {
  public:
-  // `path` as the user gave it. A bare name is taken beside the program, a relative folder below
-  // the program's own.
-  explicit CliStdioFile(std::string path);
+  // `stream` is that of the console, and outlives the view; `path` as the user gave it. A bare name
+  // is taken beside the program, a relative folder below the program's own.
+  CliStdioFile(std::wostream& stream, std::string path);
   // Closes the file.
   ~CliStdioFile() override;
 
@@ -24,12 +24,10 @@ class CliStdioFile : public OrvanStdio {
   ViewResult PrintUnicode(std::string text, bool newLine) override;
   ViewResult PrintNewLine() override;
   ViewResult PrintSeparator() override;
-  ViewResult EndSuite(std::string resultText, double elapsedSeconds, bool failed) override;
   ViewResult EndTest(TestStatus status, double elapsedSeconds) override;
   ViewResult ShowTestProgress(int percent, double elapsedSeconds) override;
   // Writes the finished line only.
-  ViewResult ShowDeviceScan(std::string moduleName, bool finished) override;
-  ViewResult ShowSuiteProgress(int percent, double elapsedSeconds) override;
+  ViewResult ShowDeviceScan(std::string name, bool finished) override;
   // Takes the console into use unless the view is quiet, makes missing folders, and opens the file.
   // kViewOk, or kViewFileClosed when the path is no good or the file can't be opened.
   ViewResult Open() override;
@@ -40,11 +38,12 @@ class CliStdioFile : public OrvanStdio {
   virtual std::string NormalizePath(std::string path);
 
  private:
+  tarvex::ReportFile outputStream;
+  std::string fileName;
+  std::string directory;  // with its closing separator; empty when the path had none
+
   ViewResult ReportClosedFile();
   ViewResult WriteText(std::string_view text, bool newLine);
 
-  tarvex::ReportFile outputStream_;
-  std::string fileName_;
-  std::string directory_;  // with its closing separator; empty when the path had none
   bool closedReported_ = false;
 };

@@ -42,7 +42,7 @@ TEST_F(CliStdioFileTest, BareNameOpensBesideTheProgramWhateverTheWorkingDirector
   const fs::path elsewhere = folder_ / "elsewhere";
   fs::create_directory(elsewhere);
   fs::current_path(elsewhere);
-  CliStdioFile view("report.txt");
+  CliStdioFile view(console_, "report.txt");
   EXPECT_EQ(view.Open(), kViewOk);
   fs::current_path(before);
   EXPECT_EQ(view.PrintRaw("text", true), kViewOk);
@@ -51,39 +51,39 @@ TEST_F(CliStdioFileTest, BareNameOpensBesideTheProgramWhateverTheWorkingDirector
 }
 
 TEST_F(CliStdioFileTest, RelativeFolderIsMadeBelowTheProgramsOwn) {
-  CliStdioFile view("one/two\\report.txt");
+  CliStdioFile view(console_, "one/two\\report.txt");
   EXPECT_EQ(view.Open(), kViewOk);
   EXPECT_TRUE(fs::is_regular_file(folder_ / "one/two/report.txt"));
 }
 
 TEST_F(CliStdioFileTest, AbsolutePathIsTakenAsItIs) {
-  CliStdioFile view((folder_ / "deep" / "report.txt").string());
+  CliStdioFile view(console_, (folder_ / "deep" / "report.txt").string());
   host_->filesystem.programDirectory = "/nowhere";
   EXPECT_EQ(view.Open(), kViewOk);
   EXPECT_TRUE(fs::is_regular_file(folder_ / "deep/report.txt"));
 }
 
 TEST_F(CliStdioFileTest, SeparatorAtTheVeryBeginningStaysInTheName) {
-  CliStdioFile view("/tarvex-views-test.txt");
+  CliStdioFile view(console_, "/tarvex-views-test.txt");
   EXPECT_EQ(view.Open(), kViewOk);
   EXPECT_TRUE(fs::is_regular_file(folder_ / "tarvex-views-test.txt"));
 }
 
 TEST_F(CliStdioFileTest, PathThatEndsInASeparatorFails) {
   for (const char* path : {"folder/", "folder\\", "/", "\\\\"}) {
-    CliStdioFile view(path);
+    CliStdioFile view(console_, path);
     EXPECT_EQ(view.Open(), kViewFileClosed) << path;
   }
 }
 
 TEST_F(CliStdioFileTest, EmptyPathFails) {
-  CliStdioFile view("");
+  CliStdioFile view(console_, "");
   EXPECT_EQ(view.Open(), kViewFileClosed);
 }
 
 TEST_F(CliStdioFileTest, ReservedNameAsAComponentFailsAndMakesNothing) {
   for (const char* path : {"CLOCK$", "clock$", "new/LPT1", "lpt1/report.txt"}) {
-    CliStdioFile view(path);
+    CliStdioFile view(console_, path);
     EXPECT_EQ(view.Open(), kViewFileClosed) << path;
   }
   EXPECT_TRUE(fs::is_empty(folder_));
@@ -91,31 +91,31 @@ TEST_F(CliStdioFileTest, ReservedNameAsAComponentFailsAndMakesNothing) {
 
 TEST_F(CliStdioFileTest, FolderThatCannotBeMadeFails) {
   std::ofstream(folder_ / "file") << "x";
-  CliStdioFile view("file/report.txt");
+  CliStdioFile view(console_, "file/report.txt");
   EXPECT_EQ(view.Open(), kViewFileClosed);
 }
 
 TEST_F(CliStdioFileTest, UnknownProgramFolderFails) {
   host_->filesystem.programDirectory.clear();
-  CliStdioFile view("report.txt");
+  CliStdioFile view(console_, "report.txt");
   EXPECT_EQ(view.Open(), kViewFileClosed);
 }
 
 TEST_F(CliStdioFileTest, LinkInPlaceOfTheReportIsNotFollowed) {
   std::ofstream(folder_ / "victim") << "keep";
   fs::create_symlink(folder_ / "victim", folder_ / "report.txt");
-  CliStdioFile view("report.txt");
+  CliStdioFile view(console_, "report.txt");
   EXPECT_EQ(view.Open(), kViewFileClosed);
   EXPECT_EQ(Content("victim"), "keep");
 }
 
 TEST_F(CliStdioFileTest, SecondRunTruncatesTheReport) {
   {
-    CliStdioFile view("report.txt");
+    CliStdioFile view(console_, "report.txt");
     view.Open();
     view.PrintRaw("a long first report", true);
   }
-  CliStdioFile view("report.txt");
+  CliStdioFile view(console_, "report.txt");
   view.Open();
   EXPECT_EQ(Content("report.txt"), "");
   view.PrintRaw("second", true);
@@ -123,7 +123,7 @@ TEST_F(CliStdioFileTest, SecondRunTruncatesTheReport) {
 }
 
 TEST_F(CliStdioFileTest, NormalizePathCutsRunsAndMakesBackslashes) {
-  CliStdioFile view("x");
+  CliStdioFile view(console_, "x");
   EXPECT_EQ(view.NormalizePath("a//b\\\\c/\\d"), "a\\b\\c\\d");
   EXPECT_EQ(view.NormalizePath("\\\\server\\x"), "\\server\\x");
   EXPECT_EQ(view.NormalizePath("//"), "\\");
@@ -132,14 +132,14 @@ TEST_F(CliStdioFileTest, NormalizePathCutsRunsAndMakesBackslashes) {
 
 TEST_F(CliStdioFileTest, ConsoleIsTakenUnlessQuiet) {
   {
-    CliStdioFile view("a");
+    CliStdioFile view(console_, "a");
     view.Open();
     host_->console.keys = {kKeyEscape};
     EXPECT_TRUE(view.IsAbortRequested());
   }
   EXPECT_EQ(host_->consoleUses, 1);
   EXPECT_EQ(host_->consoleReleases, 1);
-  CliStdioFile quiet("b");
+  CliStdioFile quiet(console_, "b");
   quiet.SetQuiet(true);
   EXPECT_EQ(quiet.Open(), kViewOk);
   EXPECT_EQ(host_->consoleUses, 1);
@@ -152,7 +152,7 @@ class OpenReportTest : public CliStdioFileTest {
 
   std::string Report() const { return Content("report.txt"); }
 
-  CliStdioFile view_{"report.txt"};
+  CliStdioFile view_{console_, "report.txt"};
 };
 
 TEST_F(OpenReportTest, WholeRunHasTheBlocksOfTheConsoleWithoutProgress) {
@@ -229,13 +229,13 @@ TEST_F(OpenReportTest, NoOperationWritesWhatSteers) {
 }
 
 TEST_F(OpenReportTest, EndSuiteWithoutModuleOrSuiteWritesNothing) {
-  EXPECT_EQ(view_.EndSuite("R", 1, false), kViewOutOfOrder);
+  EXPECT_EQ(view_.EndSuite("R", 1, false), kViewBadState);
   view_.BeginModule("m");
-  EXPECT_EQ(view_.EndSuite("R", 1, false), kViewOutOfOrder);
+  EXPECT_EQ(view_.EndSuite("R", 1, false), kViewBadState);
   view_.BeginSuite("s", "m");
   EXPECT_EQ(view_.EndSuite("R", 1, false), kViewOk);
   const std::string written = Report();
-  EXPECT_EQ(view_.EndSuite("R", 1, false), kViewOutOfOrder);
+  EXPECT_EQ(view_.EndSuite("R", 1, false), kViewBadState);
   EXPECT_EQ(Report(), written);
 }
 
@@ -252,7 +252,7 @@ TEST_F(OpenReportTest, AnotherProgramCanReadAndWriteTheReport) {
 }
 
 TEST_F(CliStdioFileTest, ClosedReportReturnsOneAndIsReportedOnce) {
-  CliStdioFile view("report.txt");
+  CliStdioFile view(console_, "report.txt");
   view.BeginModule("m");
   view.BeginSuite("s", "m");
   EXPECT_EQ(view.PrintField("a", "b", true), kViewFileClosed);
@@ -270,7 +270,7 @@ TEST_F(CliStdioFileTest, ClosedReportReturnsOneAndIsReportedOnce) {
 }
 
 TEST_F(CliStdioFileTest, ClosedReportIsNoMatterForWhatWritesNothing) {
-  CliStdioFile view("report.txt");
+  CliStdioFile view(console_, "report.txt");
   EXPECT_EQ(view.ShowDeviceScan("m", false), kViewOk);
   EXPECT_EQ(view.ShowTestProgress(1, 1), kViewOk);
   EXPECT_EQ(view.ShowSuiteProgress(1, 1), kViewOk);

@@ -11,7 +11,7 @@ class CliStdioNullTest : public testing::Test {
  protected:
   ScopedTestHost host_;
   tarvex::ConsoleCapture console_;
-  CliStdioNull view_;
+  CliStdioNull view_{console_};
 };
 
 TEST_F(CliStdioNullTest, WholeRunPrintsNothingButTheBlanksOfClearLine) {
@@ -49,7 +49,7 @@ TEST_F(CliStdioNullTest, EscapeDoesNotAbort) {
 
 TEST_F(CliStdioNullTest, NeverTakesTheConsole) {
   {
-    CliStdioNull view;
+    CliStdioNull view(console_);
     view.Open();
   }
   EXPECT_EQ(host_->consoleUses, 0);
@@ -57,9 +57,9 @@ TEST_F(CliStdioNullTest, NeverTakesTheConsole) {
 }
 
 TEST_F(CliStdioNullTest, SecondModuleIsRefusedAsOnTheConsole) {
-  EXPECT_EQ(view_.EndModule(), kViewOutOfOrder);
+  EXPECT_EQ(view_.EndModule(), kViewBadState);
   EXPECT_EQ(view_.BeginModule("a"), kViewOk);
-  EXPECT_EQ(view_.BeginModule("b"), kViewOutOfOrder);
+  EXPECT_EQ(view_.BeginModule("b"), kViewBadState);
   EXPECT_EQ(view_.EndModule(), kViewOk);
 }
 

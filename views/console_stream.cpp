@@ -18,36 +18,10 @@ namespace {
 constexpr int kStandardOutput = 1;
 constexpr std::size_t kBufferSize = 8192;
 
-// With a person.
-int ForEver() {
-  return -1;
-}
-
 // The character, or what is shown for one that would steer the terminal.
 wchar_t Shown(wchar_t character) {
   const auto value = static_cast<std::uint32_t>(character);
   return IsSteering(value) && !IsLayout(value) ? kReplacement : character;
-}
-
-// A stream whose buffer is flushed when the process ends.
-class StandardOutput {
- public:
-  StandardOutput() : buffer_(kStandardOutput, ConsolePatienceMs), stream_(&buffer_) {
-    stream_.imbue(std::locale::classic());
-  }
-  std::wostream& stream() { return stream_; }
-  int error() const { return buffer_.error(); }
-
-  WritePatience patience = ForEver;
-
- private:
-  ConsoleStreamBuffer buffer_;
-  std::wostream stream_;
-};
-
-StandardOutput& TheOutput() {
-  static StandardOutput output;
-  return output;
 }
 
 }  // namespace
@@ -98,29 +72,43 @@ bool ConsoleStreamBuffer::Flush() {
   return error_ == 0;
 }
 
-std::wostream& ConsoleStream() {
-  return TheOutput().stream();
+ConsoleStream::ConsoleStream(int descriptor)
+    : std::wostream(nullptr), buffer_(descriptor, [this] { return PatienceMs(); }) {
+  rdbuf(&buffer_);
+  imbue(std::locale::classic());
 }
 
-int LostOutputError() {
-  ConsoleStream().flush();
-  const int error = TheOutput().error();
+ConsoleStream::ConsoleStream(ConsoleStreamBuffer::Sink sink)
+    : std::wostream(nullptr), buffer_(std::move(sink)) {
+  rdbuf(&buffer_);
+  imbue(std::locale::classic());
+}
+
+int ConsoleStream::LostOutputError() {
+  flush();
+  const int error = buffer_.error();
   return error == EPIPE || error == EBADF || error == ETIMEDOUT ? 0 : error;
 }
 
-int ConsolePatienceMs() {
-  const int wanted = TheOutput().patience();
+int ConsoleStream::PatienceMs() const {
+  const int wanted = patience_ ? patience_() : -1;
   const bool isLong = wanted < 0 || wanted > kEndingPatienceMs;
   return isLong && GetProcessState().abort.signalPassed ? kEndingPatienceMs : wanted;
 }
 
-ScopedConsolePatience::ScopedConsolePatience(WritePatience patience) {
-  TheOutput().patience = std::move(patience);
+ConsoleStream& StandardOutput() {
+  static ConsoleStream output(kStandardOutput);
+  return output;
+}
+
+ScopedConsolePatience::ScopedConsolePatience(ConsoleStream& stream, WritePatience patience)
+    : stream_(stream) {
+  stream_.patience_ = std::move(patience);
 }
 
 ScopedConsolePatience::~ScopedConsolePatience() {
-  ConsoleStream().flush();
-  TheOutput().patience = ForEver;
+  stream_.flush();
+  stream_.patience_ = nullptr;
 }
 
 void EndLine(std::wostream& stream) {

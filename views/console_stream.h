@@ -46,32 +46,48 @@ class ConsoleStreamBuffer : public std::wstreambuf {
   int error_ = 0;
 };
 
-// The process's standard output as a stream of wide text, always UTF-8, in the classic locale. All
-// that the program prints on descriptor 1 goes through it. Flushed at the end of the process. One
-// thread at a time. To look at what is printed, put another buffer under it with rdbuf().
+inline constexpr int kEndingPatienceMs = 1000;
+
+// A stream of wide text to the console, always UTF-8, in the classic locale. What is left is
+// flushed at its end. One thread at a time.
 //
 // A reader that takes nothing holds the program up: a person may read page by page. Once a
 // termination request has come, the stream fails when it is not read for a second.
-std::wostream& ConsoleStream();
+class ConsoleStream : public std::wostream {
+ public:
+  // Writes to a descriptor that it doesn't own.
+  explicit ConsoleStream(int descriptor);
+  explicit ConsoleStream(ConsoleStreamBuffer::Sink sink);
 
-// Flushes it. Why something of what was printed is lost, an errno value; 0 when nothing is, and
-// when it was the reader that went away or took nothing. Main thread.
-int LostOutputError();
+  // Flushes. Why something of what was printed is lost, an errno value; 0 when nothing is, and when
+  // it was the reader that went away or took nothing.
+  int LostOutputError();
+  // How many milliseconds it waits for a reader that takes nothing, as things are now; negative for
+  // ever.
+  int PatienceMs() const;
 
-inline constexpr int kEndingPatienceMs = 1000;
+ private:
+  friend class ScopedConsolePatience;
 
-// How many milliseconds the console stream waits for a reader that takes nothing, as things are
-// now; negative for ever.
-int ConsolePatienceMs();
+  WritePatience patience_;  // none: with a person, for ever
+  ConsoleStreamBuffer buffer_;
+};
 
-// Sets how long the console stream waits while this lives; a termination request shortens it all
-// the same. At its end what is left goes to the reader. One at a time. Main thread.
+// The process's standard output: all that the program prints on descriptor 1 goes through it. For
+// the entry point; everything else is given its stream.
+ConsoleStream& StandardOutput();
+
+// Sets how long a stream waits while this lives; a termination request shortens it all the same. At
+// its end what is left goes to the reader. One at a time for a stream.
 class ScopedConsolePatience {
  public:
-  explicit ScopedConsolePatience(WritePatience patience);
+  ScopedConsolePatience(ConsoleStream& stream, WritePatience patience);
   ~ScopedConsolePatience();
   ScopedConsolePatience(const ScopedConsolePatience&) = delete;
   ScopedConsolePatience& operator=(const ScopedConsolePatience&) = delete;
+
+ private:
+  ConsoleStream& stream_;
 };
 
 // A newline and a flush.

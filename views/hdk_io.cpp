@@ -1,9 +1,10 @@
 #include "views/hdk_io.h"
 
+#include <algorithm>
 #include <cstdio>
+#include <string_view>
 
 #include "system/process_state.h"
-#include "views/status_words.h"
 #include "views/supervisor_input.h"
 
 namespace {
@@ -18,6 +19,12 @@ std::string SecondsField(double seconds) {
   return text;
 }
 
+// The digits of the statuses, from 0 on; any other has the last one.
+char DigitOf(TestStatus status) {
+  constexpr std::string_view kDigits = "1052435";
+  return kDigits[std::min<std::size_t>(status, kDigits.size() - 1)];
+}
+
 std::string PercentField(int percent) {
   char text[16];
   std::snprintf(text, sizeof text, "%03d", percent);
@@ -26,27 +33,27 @@ std::string PercentField(int percent) {
 
 }  // namespace
 
-HDKio::HDKio()
-    : input_(&SupervisorInput::Get()), patience_([this] {
-        return input_->IsAbort() ? tarvex::kEndingPatienceMs : kSupervisorPatienceMs;
+HDKio::HDKio(tarvex::ConsoleStream& stream)
+    : OrvanStdio(stream), input(&SupervisorInput::Get()), patience_(stream, [this] {
+        return input->IsAbort() ? tarvex::kEndingPatienceMs : kSupervisorPatienceMs;
       }) {}
 
 HDKio::~HDKio() {
-  input_->Stop();
+  input->Stop();
 }
 
 ViewResult HDKio::Send(const std::string& line) {
-  tarvex::WriteInLine(tarvex::ConsoleStream(), line);
+  tarvex::WriteInLine(stream(), line);
   return EndPrint(true);
 }
 
 ViewResult HDKio::PrintField(std::string name, std::string value, bool newLine) {
-  tarvex::WriteInLine(tarvex::ConsoleStream(), name + ":::" + value);
+  tarvex::WriteInLine(stream(), name + ":::" + value);
   return EndPrint(newLine);
 }
 
-ViewResult HDKio::BeginSuite(std::string /*suiteName*/, std::string moduleName) {
-  return Send("BeginDiagSuite:::" + moduleName);
+ViewResult HDKio::BeginSuite(std::string /*suite*/, std::string module) {
+  return Send("BeginDiagSuite:::" + module);
 }
 
 ViewResult HDKio::EndSuite(std::string resultText, double elapsedSeconds, bool failed) {
@@ -59,87 +66,31 @@ ViewResult HDKio::FinishExecutionBlock(std::string resultText) {
 }
 
 bool HDKio::IsAbortRequested() {
-  return input_->IsAbort() || GetProcessState().abort.AbortFlag;
+  return input->IsAbort() || GetProcessState().abort.AbortFlag;
 }
 
 ViewResult HDKio::BeginTest(std::string /*name*/, DiagKey key) {
-  lastPercent_ = -1;
+  lastPercent = -1;
   return Send("BeginDiag:::" + std::to_string(key.major & 0xFFFFU) + "." +
               std::to_string(key.minor) + "." + std::to_string(key.build & 0xFFFFFFFFU));
 }
 
 ViewResult HDKio::EndTest(TestStatus status, double elapsedSeconds) {
-  lastPercent_ = -1;
-  return Send(std::string("EndDiag:::") + tarvex::WordsOf(status).supervisorDigit + "|" +
-              SecondsField(elapsedSeconds));
+  lastPercent = -1;
+  return Send(std::string("EndDiag:::") + DigitOf(status) + "|" + SecondsField(elapsedSeconds));
 }
 
 ViewResult HDKio::ShowTestProgress(int percent, double /*elapsedSeconds*/) {
-  if (percent >= 0 && percent != lastPercent_) {
-    lastPercent_ = percent;
+  if (percent >= 0 && percent != lastPercent) {
+    lastPercent = percent;
     return Send("PrgDiag:::" + PercentField(percent));
   }
-  tarvex::ConsoleStream().flush();
+  stream().flush();
   return ConsoleResult(kViewStreamFailed);
 }
 
 ViewResult HDKio::ShowSuiteProgress(int percent, double /*elapsedSeconds*/) {
   return Send("PrgDiagSuite:::" + std::to_string(percent));
-}
-
-ViewResult HDKio::PrintSentence(std::string /*text*/, bool /*newLine*/) {
-  return kViewOk;
-}
-
-ViewResult HDKio::PrintTitle(std::string /*text*/, bool /*newLine*/) {
-  return kViewOk;
-}
-
-ViewResult HDKio::PrintRaw(std::string /*text*/, bool /*newLine*/) {
-  return kViewOk;
-}
-
-ViewResult HDKio::PrintText(std::string /*text*/, bool /*newLine*/, bool /*format*/,
-                            bool /*titleCase*/, bool /*capitalizeFirst*/) {
-  return kViewOk;
-}
-
-ViewResult HDKio::PrintUnicode(std::string /*text*/, bool /*newLine*/) {
-  return kViewOk;
-}
-
-ViewResult HDKio::PrintNewLine() {
-  return kViewOk;
-}
-
-ViewResult HDKio::PrintSeparator() {
-  return kViewOk;
-}
-
-ViewResult HDKio::BeginModule(std::string /*name*/) {
-  return kViewOk;
-}
-
-ViewResult HDKio::EndModule() {
-  return kViewOk;
-}
-
-ViewResult HDKio::BeginDiagnostic(std::string /*name*/) {
-  return kViewOk;
-}
-
-ViewResult HDKio::EndDiagnostic() {
-  return kViewOk;
-}
-
-ViewResult HDKio::ShowDeviceScan(std::string /*moduleName*/, bool /*finished*/) {
-  return kViewOk;
-}
-
-void HDKio::SetQuiet(bool /*value*/) {}
-
-int HDKio::Reserved() {
-  return 0;
 }
 
 namespace tarvex {

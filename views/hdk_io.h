@@ -17,47 +17,43 @@ class SupervisorInput;
 // goes on without it.
 class HDKio : public OrvanStdio {
  public:
-  // Starts the reader of standard input.
-  HDKio();
+  // Starts the reader of standard input. `stream` is that of the console, and outlives the view.
+  explicit HDKio(tarvex::ConsoleStream& stream);
   // Stops the reader.
   ~HDKio() override;
 
   ViewResult PrintField(std::string name, std::string value, bool newLine) override;
-  ViewResult PrintSentence(std::string text, bool newLine) override;
-  ViewResult PrintTitle(std::string text, bool newLine) override;
-  ViewResult PrintRaw(std::string text, bool newLine) override;
-  ViewResult PrintText(std::string text, bool newLine, bool format, bool titleCase,
-                       bool capitalizeFirst) override;
-  ViewResult PrintUnicode(std::string text, bool newLine) override;
-  ViewResult PrintNewLine() override;
-  ViewResult PrintSeparator() override;
-  ViewResult BeginModule(std::string name) override;
-  ViewResult EndModule() override;
-  ViewResult BeginSuite(std::string suiteName, std::string moduleName) override;
+  ViewResult BeginSuite(std::string suite, std::string module) override;
   ViewResult EndSuite(std::string resultText, double elapsedSeconds, bool failed) override;
   ViewResult FinishExecutionBlock(std::string resultText) override;
-  ViewResult BeginDiagnostic(std::string name) override;
-  ViewResult EndDiagnostic() override;
   // True once the abort command has come, for the rest of the run; else the process-wide flag.
   bool IsAbortRequested() override;
   ViewResult BeginTest(std::string name, DiagKey key) override;
   ViewResult EndTest(TestStatus status, double elapsedSeconds) override;
   // One line per change of the percent.
   ViewResult ShowTestProgress(int percent, double elapsedSeconds) override;
-  ViewResult ShowDeviceScan(std::string moduleName, bool finished) override;
   ViewResult ShowSuiteProgress(int percent, double elapsedSeconds) override;
   // Nothing: the keyboard isn't read in this mode.
-  void SetQuiet(bool value) override;
+  void SetQuiet(bool) override {}
+
+  // What is meant for a person. Whatever else prints ends in these.
+  ViewResult PrintText(std::string, bool, bool, bool, bool) override { return kViewOk; }
+  ViewResult PrintUnicode(std::string, bool) override { return kViewOk; }
+  ViewResult PrintNewLine() override { return kViewOk; }
+  ViewResult PrintSeparator() override { return kViewOk; }
+  ViewResult BeginModule(std::string) override { return kViewOk; }
+  ViewResult EndModule() override { return kViewOk; }
+  ViewResult ShowDeviceScan(std::string, bool) override { return kViewOk; }
 
   // Keeps a place; returns 0.
-  virtual int Reserved();
+  virtual int Reserved() { return 0; }
 
  private:
   ViewResult Send(const std::string& line);
 
-  SupervisorInput* input_;  // process-wide
+  SupervisorInput* input;  // process-wide
+  int lastPercent = -1;    // last percent that was sent for the running test
   tarvex::ScopedConsolePatience patience_;
-  int lastPercent_ = -1;  // last percent that was sent for the running test
 };
 
 namespace tarvex {

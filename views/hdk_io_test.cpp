@@ -37,7 +37,7 @@ class HDKioTest : public testing::Test {
   }
   HDKio& View() {
     if (!view_) {
-      view_ = std::make_unique<HDKio>();
+      view_ = std::make_unique<HDKio>(console_);
     }
     return *view_;
   }
@@ -108,7 +108,7 @@ TEST_F(HDKioTest, UnrecognizedInvalidAndUnknownStatusesAreFive) {
 TEST_F(HDKioTest, NotApplicableIsTwoHereAndItsWordOnTheConsole) {
   View().EndTest(kTestNotApplicable, 0);
   EXPECT_EQ(console_.Take(), "EndDiag:::2|00000\n");
-  OrvanStdio().EndTest(kTestNotApplicable, 0);
+  OrvanStdio(console_).EndTest(kTestNotApplicable, 0);
   EXPECT_NE(console_.Take().find("Not Applicable!"), std::string::npos);
 }
 
@@ -295,13 +295,13 @@ TEST_F(HDKioTest, WhatComesBehindTheAbortByteIsNotAsked) {
 
 TEST_F(HDKioTest, ASupervisorThatDoesNotReadIsWaitedForHalfAMinuteAndASecondAfterItsAbort) {
   HDKio& view = View();
-  EXPECT_EQ(tarvex::ConsolePatienceMs(), 30000);
+  EXPECT_EQ(console_.PatienceMs(), 30000);
   Say("a");
   host_->thread.AwaitEnd();
   EXPECT_TRUE(view.IsAbortRequested());
-  EXPECT_EQ(tarvex::ConsolePatienceMs(), 1000);
+  EXPECT_EQ(console_.PatienceMs(), 1000);
   view_.reset();
-  EXPECT_LT(tarvex::ConsolePatienceMs(), 0);
+  EXPECT_LT(console_.PatienceMs(), 0);
 }
 
 TEST_F(HDKioTest, WhatIsLeftGoesOutWithTheViewAndItsPatience) {
@@ -356,6 +356,15 @@ TEST_F(HDKioTest, KeyboardIsNotReadAndTheProcessWideFlagAborts) {
   GetProcessState().abort.AbortFlag = true;
   EXPECT_TRUE(view.IsAbortRequested());
   GetProcessState().abort.AbortFlag = false;
+}
+
+TEST(ParameterTypeName, NamesEachTypeAndUnknown) {
+  EXPECT_STREQ(tarvex::ParameterTypeName(0), "BOOLEAN");
+  EXPECT_STREQ(tarvex::ParameterTypeName(1), "TEXT");
+  EXPECT_STREQ(tarvex::ParameterTypeName(2), "INTEGER");
+  EXPECT_STREQ(tarvex::ParameterTypeName(3), "UNKNOWN");
+  EXPECT_STREQ(tarvex::ParameterTypeName(4), "UNKNOWN");
+  EXPECT_STREQ(tarvex::ParameterTypeName(-1), "UNKNOWN");
 }
 
 }  // namespace

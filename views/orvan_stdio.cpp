@@ -1,22 +1,17 @@
 #include "views/orvan_stdio.h"
 
-#include <array>
+#include <cstdint>
 #include <cstdio>
 #include <utility>
 
 #include "boundary/hostlayer.h"
 #include "boundary/hostlayer_console.h"
+#include "system/key_format.h"
 #include "system/process_state.h"
 #include "system/text_conversion.h"
 #include "system/timer.h"
 #include "views/console_stream.h"
-#include "views/key_format.h"
 #include "views/message_keys.h"
-#include "views/status_words.h"
-
-using tarvex::ConsoleStream;
-using tarvex::EndLine;
-using tarvex::WriteWidened;
 
 namespace {
 
@@ -30,27 +25,40 @@ std::string Blanks(std::size_t count) {
   return std::string(count, ' ') + '\r';
 }
 
+std::string Counted(std::uint64_t number, const char* unit) {
+  return std::to_string(number) + " " + unit + (number == 1 ? "" : "s");
+}
+
+// The word for a test's status, as a key. One of them is spelled in its own way here.
+const char* WordOf(TestStatus status) {
+  if (status == kTestUnrecognized) return "URECOGNIZED";
+  const auto* row = tarvex::FindStatus(status);
+  return row == nullptr ? "NONE" : row->word;
+}
+
 }  // namespace
 
 OrvanStdio::~OrvanStdio() {
-  if (console_ != nullptr) {
-    release_console_instance(console_);
-  }
+  if (console != nullptr) release_console_instance(console);
 }
 
-ViewResult OrvanStdio::ConsoleResult(ViewResult failure) {
-  return ConsoleStream().fail() ? failure : kViewOk;
+ViewResult OrvanStdio::ConsoleResult(ViewResult failure) const {
+  return stream_.fail() ? failure : kViewOk;
 }
 
 ViewResult OrvanStdio::EndPrint(bool newLine) {
-  if (newLine && ConsoleStream().good()) {
-    EndLine(ConsoleStream());
-  }
+  if (newLine && stream_.good()) tarvex::EndLine(stream_);
   return ConsoleResult(kViewStreamFailed);
 }
 
+ViewResult OrvanStdio::Redraw(std::string_view text) {
+  tarvex::WriteWidened(stream_, text);
+  stream_.flush();
+  return ConsoleResult(kViewBadState);
+}
+
 ViewResult OrvanStdio::PrintField(std::string name, std::string value, bool newLine) {
-  tarvex::WriteInLine(ConsoleStream(), tarvex::FormatFieldName(name) + value);
+  tarvex::WriteInLine(stream_, tarvex::FormatFieldName(name) + value);
   return EndPrint(newLine);
 }
 
@@ -71,12 +79,12 @@ ViewResult OrvanStdio::PrintText(std::string text, bool newLine, bool format, bo
   if (format) {
     text = FormatKey(std::move(text), titleCase, capitalizeFirst, true);
   }
-  WriteWidened(ConsoleStream(), text);
+  tarvex::WriteWidened(stream_, text);
   return EndPrint(newLine);
 }
 
 ViewResult OrvanStdio::PrintUnicode(std::string text, bool newLine) {
-  ConsoleStream() << tarvex::LocaleToWideLenient(text);
+  stream_ << tarvex::LocaleToWideLenient(text);
   return EndPrint(newLine);
 }
 
@@ -85,12 +93,12 @@ ViewResult OrvanStdio::PrintNewLine() {
 }
 
 ViewResult OrvanStdio::PrintSeparator() {
-  WriteWidened(ConsoleStream(), tarvex::kSeparator);
+  tarvex::WriteWidened(stream_, tarvex::kSeparator);
   return EndPrint(true);
 }
 
 ViewResult OrvanStdio::ClearLine() {
-  WriteWidened(ConsoleStream(), Blanks(kConsoleWidth));
+  tarvex::WriteWidened(stream_, Blanks(kConsoleWidth));
   return ConsoleResult(kViewStreamFailed);
 }
 
@@ -104,53 +112,39 @@ std::string OrvanStdio::FormatMarkedKey(std::string key, bool titleCase, bool ca
 }
 
 ViewResult OrvanStdio::BeginModule(std::string name) {
-  if (!moduleName_.empty()) {
-    return kViewOutOfOrder;
-  }
-  moduleName_ = std::move(name);
+  if (!moduleName.empty()) return kViewBadState;
+  moduleName = std::move(name);
   return kViewOk;
 }
 
 ViewResult OrvanStdio::EndModule() {
-  if (moduleName_.empty()) {
-    return kViewOutOfOrder;
-  }
-  moduleName_.clear();
+  if (moduleName.empty()) return kViewBadState;
+  moduleName.clear();
   return kViewOk;
 }
 
-ViewResult OrvanStdio::BeginSuite(std::string suiteName, std::string /*moduleName*/) {
-  suiteName_ = std::move(suiteName);
+ViewResult OrvanStdio::BeginSuite(std::string suite, std::string /*module*/) {
+  suiteName = std::move(suite);
   return kViewOk;
 }
 
 ViewResult OrvanStdio::EndSuite(std::string resultText, double elapsedSeconds, bool /*failed*/) {
-  if (moduleName_.empty() || suiteName_.empty()) {
-    return kViewOutOfOrder;
-  }
+  if (moduleName.empty() || suiteName.empty()) return kViewBadState;
   PrintNewLine();
   ViewResult result = PrintSeparator();
+  if (result == kViewOk) result = PrintRaw(tarvex::kIndent, false);
+  if (result == kViewOk) result = PrintResult(tarvex::kResultCodeKey, std::move(resultText));
   if (result == kViewOk) {
-    WriteWidened(ConsoleStream(), tarvex::kIndent);
-    result = PrintResult(tarvex::kResultCodeKey, std::move(resultText));
+    result = PrintRaw(ElapsedLine(tarvex::kTotalElapsedTimeKey, elapsedSeconds), true);
   }
-  if (result != kViewOk) {
-    return result;
-  }
-  WriteWidened(ConsoleStream(), ElapsedLine(tarvex::kTotalElapsedTimeKey, elapsedSeconds));
-  EndLine(ConsoleStream());
-  result = PrintSeparator();
-  if (result == kViewOk) {
-    suiteName_.clear();
-  }
+  if (result == kViewOk) result = PrintSeparator();
+  if (result == kViewOk) suiteName.clear();
   return result;
 }
 
 ViewResult OrvanStdio::FinishExecutionBlock(std::string resultText) {
   ViewResult result = PrintNewLine();
-  if (result == kViewOk) {
-    result = PrintSeparator();
-  }
+  if (result == kViewOk) result = PrintSeparator();
   if (result == kViewOk) {
     result = PrintResult(std::string(tarvex::kIndent) + tarvex::kFinalResultCodeKey,
                          std::move(resultText));
@@ -163,86 +157,65 @@ ViewResult OrvanStdio::PrintResult(std::string key, std::string resultText) {
   return result == kViewOk ? PrintRaw(std::move(resultText), true) : result;
 }
 
+ViewResult OrvanStdio::PrintNamed(std::string label, std::string name) {
+  const ViewResult result = PrintSentence(std::move(label), false);
+  return result == kViewOk ? PrintTitle(std::move(name), true) : result;
+}
+
 ViewResult OrvanStdio::BeginDiagnostic(std::string name) {
   ViewResult result = PrintNewLine();
   if (result == kViewOk) {
-    result = PrintSentence(std::string(tarvex::kStartedDiagnosticKey) + ": ", false);
+    result = PrintNamed(std::string(tarvex::kStartedDiagnosticKey) + ": ", name);
   }
-  if (result == kViewOk) {
-    result = PrintTitle(name, true);
-  }
-  if (result == kViewOk) {
-    diagnosticName_ = std::move(name);
-  }
+  if (result == kViewOk) diagnosticName = std::move(name);
   return result;
 }
 
 ViewResult OrvanStdio::EndDiagnostic() {
-  ViewResult result = PrintSentence(std::string(tarvex::kFinishedDiagnosticKey) + ": ", false);
-  if (result == kViewOk) {
-    result = PrintTitle(diagnosticName_, true);
-  }
-  if (result == kViewOk) {
-    diagnosticName_.clear();
-  }
+  const ViewResult result =
+      PrintNamed(std::string(tarvex::kFinishedDiagnosticKey) + ": ", diagnosticName);
+  if (result == kViewOk) diagnosticName.clear();
   return result;
 }
 
 bool OrvanStdio::IsAbortRequested() {
-  if (!quiet_ && console_ != nullptr && console_->ReadKey() == kKeyEscape) {
-    return true;
-  }
+  if (!quiet && console != nullptr && console->ReadKey() == kKeyEscape) return true;
   return GetProcessState().abort.AbortFlag;
 }
 
 void OrvanStdio::TakeKeyboard() {
-  if (!quiet_ && console_ != nullptr) console_->TakeKeyboard();
+  if (!quiet && console != nullptr) console->TakeKeyboard();
 }
 
 bool OrvanStdio::AskYesNo() {
-  if (console_ == nullptr) {
-    return false;
-  }
-  ConsoleStream().flush();
+  if (console == nullptr) return false;
+  stream_.flush();
   for (;;) {
-    const int key = console_->ReadKey();
+    const int key = console->ReadKey();
     const bool yes = key == 'Y' || key == 'y';
     if (yes || key == 'N' || key == 'n') {
-      ConsoleStream() << L" - " << key;
-      ConsoleStream().flush();
+      stream_ << L" - " << key << std::flush;
       return yes;
     }
-    if (key == kNoKey) {
-      get_timer()->Sleep(kKeyPauseMs);
-    }
+    if (key == kNoKey) get_timer()->Sleep(kKeyPauseMs);
   }
 }
 
 ViewResult OrvanStdio::BeginTest(std::string name, DiagKey /*key*/) {
-  ViewResult result = PrintSentence("=> ", false);
-  if (result == kViewOk) {
-    result = PrintTitle(name, true);
-  }
-  if (result == kViewOk) {
-    testName_ = std::move(name);
-  }
+  const ViewResult result = PrintNamed("=> ", name);
+  if (result == kViewOk) testName = std::move(name);
   return result;
 }
 
 ViewResult OrvanStdio::EndTest(TestStatus status, double elapsedSeconds) {
-  WriteWidened(ConsoleStream(), Blanks(kTestEndBlanks) + TestEndText(status, elapsedSeconds));
-  ConsoleStream().flush();
-  const ViewResult result = ConsoleResult(kViewOutOfOrder);
-  if (result == kViewOk) {
-    testName_.clear();
-  }
+  const ViewResult result = Redraw(Blanks(kTestEndBlanks) + TestEndText(status, elapsedSeconds));
+  if (result == kViewOk) testName.clear();
   return result;
 }
 
 std::string OrvanStdio::TestEndText(TestStatus status, double elapsedSeconds) {
   const std::string label = FormatKey(std::string(tarvex::kTestStatusKey) + ":", true, true, true);
-  const std::string word = FormatKey(tarvex::WordsOf(status).console, true, true, true);
-  return tarvex::kIndent + label + " " + word + "!\n" +
+  return tarvex::kIndent + label + " " + FormatKey(WordOf(status), true, true, true) + "!\n" +
          ElapsedLine(tarvex::kElapsedTimeKey, elapsedSeconds) + "\n\n";
 }
 
@@ -252,49 +225,35 @@ std::string OrvanStdio::ElapsedLine(const std::string& key, double elapsedSecond
 }
 
 ViewResult OrvanStdio::ShowTestProgress(int percent, double elapsedSeconds) {
-  if (percent < 0) {
-    return kViewOk;
-  }
-  char mark = '*';
-  if (percent < 100) {
-    mark = AdvanceSpinner();
-  } else {
-    spinner_ = '-';
-  }
-  WriteWidened(ConsoleStream(), tarvex::kIndent + std::to_string(percent) + "% " + mark + " " +
-                                    FormatElapsed(elapsedSeconds) + " \r");
-  ConsoleStream().flush();
-  return ConsoleResult(kViewOutOfOrder);
+  if (percent < 0) return kViewOk;
+  const bool isDone = percent >= 100;
+  const char mark = isDone ? '*' : AdvanceSpinner();
+  if (isDone) spinner = '-';
+  return Redraw(tarvex::kIndent + std::to_string(percent) + "% " + mark + " " +
+                FormatElapsed(elapsedSeconds) + " \r");
 }
 
 char OrvanStdio::AdvanceSpinner() {
   static constexpr std::string_view kSteps = "-\\|/";
-  const std::size_t at = kSteps.find(spinner_);
-  spinner_ = kSteps[(at + 1) % kSteps.size()];
-  return spinner_;
+  spinner = kSteps[(kSteps.find(spinner) + 1) % kSteps.size()];
+  return spinner;
 }
 
-ViewResult OrvanStdio::ShowDeviceScan(std::string moduleName, bool finished) {
-  std::string line;
-  if (finished) {
-    line = ScanFinishedLine(moduleName);
-    spinner_ = '-';
-  } else {
-    line = {AdvanceSpinner(), ' '};
-    line += ScanText(moduleName) + " \r";
+ViewResult OrvanStdio::ShowDeviceScan(std::string name, bool finished) {
+  if (!finished) {
+    return Redraw(std::string{AdvanceSpinner(), ' '} + ScanText(name) + " \r");
   }
-  WriteWidened(ConsoleStream(), line);
-  ConsoleStream().flush();
-  return ConsoleResult(kViewOutOfOrder);
+  spinner = '-';
+  return Redraw(ScanFinishedLine(name));
 }
 
-std::string OrvanStdio::ScanText(const std::string& moduleName) {
-  return FormatKey(std::string(tarvex::kScanningKey) + " " + moduleName + " " + tarvex::kDevicesKey,
+std::string OrvanStdio::ScanText(const std::string& name) {
+  return FormatKey(std::string(tarvex::kScanningKey) + " " + name + " " + tarvex::kDevicesKey,
                    false, true, true);
 }
 
-std::string OrvanStdio::ScanFinishedLine(const std::string& moduleName) {
-  const std::string text = ScanText(moduleName) + " " + tarvex::kFinishedKey + "\n";
+std::string OrvanStdio::ScanFinishedLine(const std::string& name) {
+  const std::string text = ScanText(name) + " " + tarvex::kFinishedKey + "\n";
   return FormatKey(tarvex::kInfoTag, true, false, true) + " " + FormatKey(text, false, true, true) +
          " \r";
 }
@@ -310,14 +269,23 @@ ViewResult OrvanStdio::ReportAssert(std::string expression, std::string file, in
 }
 
 std::string OrvanStdio::FormatElapsed(double seconds) {
-  return tarvex::FormatElapsed(seconds);
+  // Far beyond any run, and every whole number below it is exact.
+  constexpr double kMost = 1e15;
+  const std::uint64_t left =
+      seconds > 0 ? static_cast<std::uint64_t>(seconds < kMost ? seconds : kMost) : 0;
+  const std::uint64_t hours = left / 3600;
+  const std::uint64_t minutes = left % 3600 / 60;
+  std::string text;
+  if (hours != 0) text += Counted(hours, "hour") + " ";
+  if (minutes != 0) text += Counted(minutes, "minute") + " ";
+  return text + Counted(left % 60, "second");
 }
 
 ViewResult OrvanStdio::Open() {
-  console_ = get_console();
+  console = get_console();
   return kViewOk;
 }
 
 void OrvanStdio::SetQuiet(bool value) {
-  quiet_ = value;
+  quiet = value;
 }

@@ -2,6 +2,7 @@
 
 #include <ostream>
 #include <string>
+#include <string_view>
 
 #include "boundary/orvan_service_records.h"
 #include "boundary/orvan_service_status.h"
@@ -18,7 +19,8 @@ class HostConsole;
 // first result other than kViewOk. No operation throws for a failed stream. Main thread.
 class OrvanStdio {
  public:
-  OrvanStdio() = default;
+  // The view on the console that this stream writes to. The stream outlives the view.
+  explicit OrvanStdio(std::wostream& stream) : stream_(stream) {}
   OrvanStdio(const OrvanStdio&) = delete;
   OrvanStdio& operator=(const OrvanStdio&) = delete;
   // Gives the console back.
@@ -44,12 +46,12 @@ class OrvanStdio {
   virtual std::string FormatKey(std::string key, bool titleCase, bool capitalizeFirst,
                                 bool applyMarks);
   virtual std::string FormatMarkedKey(std::string key, bool titleCase, bool capitalizeFirst);
-  // Keeps the name; kViewOutOfOrder while one is kept.
+  // Keeps the name; kViewBadState while one is kept.
   virtual ViewResult BeginModule(std::string name);
-  // Empties the name; kViewOutOfOrder when none is kept.
+  // Empties the name; kViewBadState when none is kept.
   virtual ViewResult EndModule();
-  virtual ViewResult BeginSuite(std::string suiteName, std::string moduleName);
-  // The closing block of a device; kViewOutOfOrder, and nothing printed, without module and suite.
+  virtual ViewResult BeginSuite(std::string suite, std::string module);
+  // The closing block of a device; kViewBadState, and nothing printed, without module and suite.
   virtual ViewResult EndSuite(std::string resultText, double elapsedSeconds, bool failed);
   // The final result block.
   virtual ViewResult FinishExecutionBlock(std::string resultText);
@@ -65,10 +67,12 @@ class OrvanStdio {
   // Redraws the progress line; nothing for a negative percent.
   virtual ViewResult ShowTestProgress(int percent, double elapsedSeconds);
   // Redraws the device scan line, or ends it.
-  virtual ViewResult ShowDeviceScan(std::string moduleName, bool finished);
+  virtual ViewResult ShowDeviceScan(std::string name, bool finished);
   virtual ViewResult ShowSuiteProgress(int percent, double elapsedSeconds);
   // Writes a failed assertion to standard error.
   virtual ViewResult ReportAssert(std::string expression, std::string file, int line);
+  // "2 hours 1 minute 7 seconds": parts cut, not rounded; hours and minutes only when they aren't
+  // 0. What is no positive number counts as 0.
   virtual std::string FormatElapsed(double seconds);
   // Takes the console into use. Once per view.
   virtual ViewResult Open();
@@ -79,12 +83,18 @@ class OrvanStdio {
   void TakeKeyboard();
 
  protected:
+  // Where the console's text goes.
+  std::wostream& stream() const { return stream_; }
   // kViewOk while the console stream is good, else `failure`.
-  static ViewResult ConsoleResult(ViewResult failure);
+  ViewResult ConsoleResult(ViewResult failure) const;
   // Ends a print on the console: a line end when the print went well and one is wanted.
-  static ViewResult EndPrint(bool newLine);
+  ViewResult EndPrint(bool newLine);
+  // Writes to the console and shows it now.
+  ViewResult Redraw(std::string_view text);
   // A key as a title with ": " behind it, and the text as it is.
   ViewResult PrintResult(std::string key, std::string resultText);
+  // A key as a sentence, and the name as a title, which ends the line.
+  ViewResult PrintNamed(std::string label, std::string name);
   // The lines that close a test, without what blanks the progress line.
   std::string TestEndText(TestStatus status, double elapsedSeconds);
   // The indent, the key's label and the time, without a line end.
@@ -92,16 +102,18 @@ class OrvanStdio {
   // Steps the spinner along - \ | / and returns the new character.
   char AdvanceSpinner();
   // The line that ends a device scan: the text with a newline, a blank and a carriage return.
-  std::string ScanFinishedLine(const std::string& moduleName);
+  std::string ScanFinishedLine(const std::string& name);
 
-  std::string suiteName_;
-  std::string testName_;
-  std::string diagnosticName_;
-  std::string moduleName_;
-  HostConsole* console_ = nullptr;  // in use from Open to the destructor
-  bool quiet_ = false;
-  char spinner_ = '-';
+  std::string suiteName;
+  std::string testName;
+  std::string diagnosticName;
+  std::string moduleName;
+  HostConsole* console = nullptr;  // in use from Open to the destructor
+  bool quiet = false;
+  char spinner = '-';
 
  private:
-  std::string ScanText(const std::string& moduleName);
+  std::string ScanText(const std::string& name);
+
+  std::wostream& stream_;
 };

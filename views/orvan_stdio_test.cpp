@@ -19,18 +19,19 @@ const std::string kBlanks57 = "                                                 
 // Shows the name fields.
 class ProbedView : public OrvanStdio {
  public:
-  const std::string& suite() const { return suiteName_; }
-  const std::string& test() const { return testName_; }
-  const std::string& diagnostic() const { return diagnosticName_; }
-  const std::string& module() const { return moduleName_; }
-  char spinner() const { return spinner_; }
+  using OrvanStdio::OrvanStdio;
+  const std::string& suite() const { return suiteName; }
+  const std::string& test() const { return testName; }
+  const std::string& diagnostic() const { return diagnosticName; }
+  const std::string& module() const { return moduleName; }
+  char mark() const { return spinner; }
 };
 
 class OrvanStdioTest : public testing::Test {
  protected:
   ScopedTestHost host_;
   tarvex::ConsoleCapture console_;
-  ProbedView view_;
+  ProbedView view_{console_};
 };
 
 TEST_F(OrvanStdioTest, FieldHasNameColumnAndValue) {
@@ -140,10 +141,10 @@ TEST_F(OrvanStdioTest, FormattingIsThatOfTheKeys) {
 
 TEST_F(OrvanStdioTest, SecondBeginModuleIsRefusedAndKeepsTheFirstName) {
   EXPECT_EQ(view_.BeginModule("storage"), kViewOk);
-  EXPECT_EQ(view_.BeginModule("pci"), kViewOutOfOrder);
+  EXPECT_EQ(view_.BeginModule("pci"), kViewBadState);
   EXPECT_EQ(view_.module(), "storage");
   EXPECT_EQ(view_.EndModule(), kViewOk);
-  EXPECT_EQ(view_.EndModule(), kViewOutOfOrder);
+  EXPECT_EQ(view_.EndModule(), kViewBadState);
   EXPECT_EQ(console_.Take(), "");
 }
 
@@ -156,11 +157,11 @@ TEST_F(OrvanStdioTest, BeginSuiteKeepsTheNameAndPrintsNothing) {
 
 TEST_F(OrvanStdioTest, EndSuiteWithoutModuleOrSuitePrintsNothing) {
   view_.BeginSuite("disk0", "Storage");
-  EXPECT_EQ(view_.EndSuite("R", 1, false), kViewOutOfOrder);
+  EXPECT_EQ(view_.EndSuite("R", 1, false), kViewBadState);
   view_.BeginModule("Storage");
   EXPECT_EQ(view_.EndSuite("R", 1, false), kViewOk);
   console_.Take();
-  EXPECT_EQ(view_.EndSuite("R", 1, false), kViewOutOfOrder);
+  EXPECT_EQ(view_.EndSuite("R", 1, false), kViewBadState);
   EXPECT_EQ(console_.Take(), "");
 }
 
@@ -218,7 +219,7 @@ TEST_F(OrvanStdioTest, EndTestSpellsEachStatus) {
 TEST_F(OrvanStdioTest, NegativeProgressPrintsNothing) {
   EXPECT_EQ(view_.ShowTestProgress(-1, 0), kViewOk);
   EXPECT_EQ(console_.Take(), "");
-  EXPECT_EQ(view_.spinner(), '-');
+  EXPECT_EQ(view_.mark(), '-');
 }
 
 TEST_F(OrvanStdioTest, ProgressTurnsTheSpinnerAndIsFlushed) {
@@ -252,7 +253,7 @@ TEST_F(OrvanStdioTest, FinishedDeviceScanPassesTheKeysTwice) {
   console_.Take();
   EXPECT_EQ(view_.ShowDeviceScan("|P|C|I_EXPRESS", true), kViewOk);
   EXPECT_EQ(console_.Flushed(), "[Info] Scanning pci express devices finished\n \r");
-  EXPECT_EQ(view_.spinner(), '-');
+  EXPECT_EQ(view_.mark(), '-');
 }
 
 TEST_F(OrvanStdioTest, SuiteProgressPrintsNothing) {
@@ -354,9 +355,9 @@ TEST_F(OrvanStdioTest, AssertThatCannotBeWrittenIsReported) {
 
 TEST_F(OrvanStdioTest, ConsoleIsGivenBackOnlyWhenItWasTaken) {
   {
-    OrvanStdio opened;
+    OrvanStdio opened(console_);
     opened.Open();
-    OrvanStdio unopened;
+    const OrvanStdio unopened(console_);
   }
   EXPECT_EQ(host_->consoleUses, 1);
   EXPECT_EQ(host_->consoleReleases, 1);
@@ -388,16 +389,16 @@ TEST_F(FailingConsoleTest, PrintsReturn46AndWriteNoMore) {
 }
 
 TEST_F(FailingConsoleTest, TestAndScanLinesReturn45) {
-  EXPECT_EQ(view_.ShowTestProgress(1, 0), kViewOutOfOrder);
-  EXPECT_EQ(view_.ShowDeviceScan("m", false), kViewOutOfOrder);
-  EXPECT_EQ(view_.ShowDeviceScan("m", true), kViewOutOfOrder);
-  EXPECT_EQ(view_.EndTest(0, 0), kViewOutOfOrder);
+  EXPECT_EQ(view_.ShowTestProgress(1, 0), kViewBadState);
+  EXPECT_EQ(view_.ShowDeviceScan("m", false), kViewBadState);
+  EXPECT_EQ(view_.ShowDeviceScan("m", true), kViewBadState);
+  EXPECT_EQ(view_.EndTest(0, 0), kViewBadState);
   EXPECT_EQ(view_.ShowTestProgress(-1, 0), kViewOk);
 }
 
 TEST_F(FailingConsoleTest, NamesStayAsTheyWere) {
   EXPECT_EQ(view_.BeginTest("other", DiagKey{}), kViewStreamFailed);
-  EXPECT_EQ(view_.EndTest(0, 0), kViewOutOfOrder);
+  EXPECT_EQ(view_.EndTest(0, 0), kViewBadState);
   EXPECT_EQ(view_.test(), "t");
   EXPECT_EQ(view_.BeginDiagnostic("other"), kViewStreamFailed);
   EXPECT_EQ(view_.EndDiagnostic(), kViewStreamFailed);

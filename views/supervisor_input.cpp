@@ -32,7 +32,7 @@ SupervisorInput& SupervisorInput::Get() {
 void SupervisorInput::Start() {
   peek_ = std::make_unique<tarvex::InputPeek>(kStandardInput);
   lastByte_ = kNoByte;
-  running_ = true;
+  running = true;
   hasLooked_ = false;
   const HostThreadFunction read = [](void* self) -> std::uintptr_t {
     static_cast<SupervisorInput*>(self)->Read();
@@ -50,7 +50,7 @@ void SupervisorInput::Read() {
   bool goOn = Keep(bytes.data(), count);
   hasLooked_ = true;
   hasLooked_.notify_all();
-  while (goOn && running_) {
+  while (goOn && running) {
     if (count > 0) {
       peek_->Rest(kReaderCadenceMs);
     }
@@ -71,7 +71,7 @@ bool SupervisorInput::Keep(const unsigned char* bytes, int count) {
 }
 
 void SupervisorInput::Stop() {
-  running_ = false;
+  running = false;
   if (reader_ != nullptr) {
     peek_->Wake();
     get_thread()->Join(reader_);
@@ -82,11 +82,11 @@ void SupervisorInput::Stop() {
 void SupervisorInput::Look() {
   std::array<unsigned char, 65536> bytes;
   const int count = peek_->Take(bytes.data(), bytes.size(), kAtOnce);
-  running_ = Keep(bytes.data(), count);
+  running = Keep(bytes.data(), count);
 }
 
 bool SupervisorInput::IsAbort() {
-  if (reader_ == nullptr && running_) {
+  if (reader_ == nullptr && running) {
     Look();
   }
   return IsAbortCommand(lastByte_);

@@ -36,7 +36,7 @@ class SupervisorInput {
 
   std::unique_ptr<tarvex::InputPeek> peek_;  // the reader's while it runs
   std::atomic<unsigned char> lastByte_{kNoByte};
-  std::atomic<bool> running_{false};    // there may be more to read
+  std::atomic<bool> running{false};     // there may be more to read
   std::atomic<bool> hasLooked_{false};  // the reader's first look is over
   HostThreadHandle reader_ = nullptr;   // main thread
 };

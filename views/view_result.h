@@ -6,9 +6,10 @@ using ViewResult = int;
 inline constexpr ViewResult kViewOk = 0;
 // The report file isn't open.
 inline constexpr ViewResult kViewFileClosed = 1;
-// The call came out of order, or the console failed in EndTest, ShowTestProgress, ShowDeviceScan.
-inline constexpr ViewResult kViewOutOfOrder = 45;
-// The console failed in any other operation.
+// What the operation needs was in no state for it: the view, for a call out of order, or the
+// console, which failed in EndTest, ShowTestProgress or ShowDeviceScan.
+inline constexpr ViewResult kViewBadState = 45;
+// The console stream failed in any other operation.
 inline constexpr ViewResult kViewStreamFailed = 46;
 // An assertion's text could not be written.
 inline constexpr ViewResult kViewAssertFailed = 47;

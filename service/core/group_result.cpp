@@ -1,25 +1,11 @@
 #include "service/core/group_result.h"
 
 #include <algorithm>
-#include <array>
 
 namespace orvan::core {
 namespace {
 
 constexpr std::size_t kLongestVersion = 24;
-
-struct Row {
-  TestStatus status;
-  const char* word;
-};
-
-// From the lightest to the gravest; the place is the rank.
-constexpr std::array<Row, 6> kRanks{{{kTestNotApplicable, "NOT_APPLICABLE"},
-                                     {kTestInvalid, "INVALID"},
-                                     {kTestPassed, "PASSED"},
-                                     {kTestCanceled, "CANCELED"},
-                                     {kTestWarning, "WARNING"},
-                                     {kTestFailed, "FAILED"}}};
 
 bool IsPlain(char c) {
   return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '.';
@@ -28,15 +14,12 @@ bool IsPlain(char c) {
 }  // namespace
 
 void WorstVerdict::Add(TestStatus status) {
-  for (std::size_t place = 0; place < kRanks.size(); ++place) {
-    if (kRanks[place].status == status) {
-      rank_ = std::max(rank_, static_cast<int>(place) + 1);
-    }
-  }
+  const tarvex::TestStatusRow* row = tarvex::FindStatus(status);
+  if (row != nullptr && row->rank > (worst_ == nullptr ? 0 : worst_->rank)) worst_ = row;
 }
 
 const char* WorstVerdict::Word() const {
-  return rank_ == 0 ? "NONE" : kRanks[static_cast<std::size_t>(rank_ - 1)].word;
+  return worst_ == nullptr ? "NONE" : worst_->word;
 }
 
 std::string ProvisionalCode(const std::string& version, const WorstVerdict& worst,

@@ -7,8 +7,7 @@
 
 namespace orvan::core {
 
-// The worst verdict of several: failed, warning, canceled, passed, invalid, not applicable, in this
-// order. A status outside this list counts for nothing. One thread at a time.
+// The worst verdict of several, by the ranks of kTestStatusRows. One thread at a time.
 class WorstVerdict {
  public:
   void Add(TestStatus status);
@@ -16,7 +15,7 @@ class WorstVerdict {
   const char* Word() const;
 
  private:
-  int rank_ = 0;
+  const tarvex::TestStatusRow* worst_ = nullptr;
 };
 
 // The provisional code of a result: "VERSION-WORD-GROUP", e.g. "5.0.0.0-PASSED-1732176000". VERSION

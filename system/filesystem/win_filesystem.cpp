@@ -7,6 +7,7 @@
 #include <string_view>
 #include <system_error>
 
+#include "boundary/ascii_case.h"
 #include "system/system_path.h"
 
 namespace {
@@ -39,10 +40,7 @@ const char* Cached(std::optional<std::string>& cache, PathQuery query) {
 
 std::string UpperCase(std::string_view text) {
   std::string upper(text);
-  std::transform(upper.begin(), upper.end(), upper.begin(), [](char character) {
-    return character >= 'a' && character <= 'z' ? static_cast<char>(character - 'a' + 'A')
-                                                : character;
-  });
+  std::transform(upper.begin(), upper.end(), upper.begin(), tarvex::AsciiUpper);
   return upper;
 }
 

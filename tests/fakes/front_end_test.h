@@ -56,7 +56,7 @@ class FrontEndTest : public ::testing::Test {
 
   // Builds the application object.
   Cli& Start() {
-    cli = std::make_unique<Cli>(&host().events);
+    cli = std::make_unique<Cli>(&host().events, capture);
     return *cli;
   }
   void Stop() { cli.reset(); }

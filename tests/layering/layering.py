@@ -46,8 +46,8 @@ ROOMS = {
     "service/modules/*": ("service/sdk", "service/machine"),
 }
 
-# Of the views, the tools may use the key formatting and the console stream only.
-TOOLS_FROM_VIEWS = re.compile(r"^views/(key_format|console_stream|message_keys)\w*\.h$")
+# Of the views, the tools may use the message keys only.
+TOOLS_FROM_VIEWS = re.compile(r"^views/message_keys\.h$")
 
 # Of the ground floor, the rooms in front of the boundary may use these files only.
 OS_FILES = {
@@ -161,7 +161,7 @@ def check_own_include(path, target):
     if target_room not in allowed_from(room):
         return f"{room} may not include {target}"
     if room == "tools" and target_room == "views" and not TOOLS_FROM_VIEWS.match(target):
-        return f"tools may use the key formatting and the console stream of views, not {target}"
+        return f"tools may use the message keys of views, not {target}"
     if target_room == "os" and room in OS_FILES:
         if target not in [f"os/{name}.h" for name in OS_FILES[room]]:
             return f"{room} may use {', '.join(OS_FILES[room])} of os, not {target}"

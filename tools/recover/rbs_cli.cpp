@@ -9,9 +9,9 @@
 #include "tools/recover/rbs_confirmation.h"
 #include "tools/recover/rbs_option_parser.h"
 
-RbsCli::RbsCli(DiagModule* module, DiagTool* tool, bool supervised, tarvex::TerminalWait terminal,
-               Timer& timer)
-    : ToolCommand(module, tool, timer, std::move(terminal)), supervised_(supervised) {}
+RbsCli::RbsCli(DiagModule* module, DiagTool* tool, bool supervised, std::wostream& console,
+               tarvex::TerminalWait terminal, Timer& timer)
+    : ToolCommand(module, tool, console, timer, std::move(terminal)), supervised_(supervised) {}
 
 RbsCli::~RbsCli() = default;
 
@@ -29,9 +29,9 @@ void RbsCli::ToolExecute(int argc, char** argv) {
 void RbsCli::MakeView() {
   ReadProperties();
   if (supervised_) {
-    SetView(std::make_unique<RbsCliStdioHdk>(bootable()));
+    SetView(std::make_unique<RbsCliStdioHdk>(console(), bootable()));
   } else {
-    SetView(std::make_unique<RbsCliStdio>(bootable()));
+    SetView(std::make_unique<RbsCliStdio>(console(), bootable()));
   }
 }
 
@@ -44,7 +44,7 @@ void RbsCli::ShowInformation() {
 bool RbsCli::IsRepairWanted() {
   if (Has(kRbsFlagYes)) return true;
   if (supervised_ || !tarvex::ConfirmRepair(view(), keyboard())) return false;
-  tarvex::WriteTool("\n");
+  tarvex::WriteTool(console(), "\n");
   return true;
 }
 

@@ -14,7 +14,7 @@ using Texts = std::vector<std::string>;
 // Notes each call of the view as a text.
 class RecordingView final : public RbsCliStdio {
  public:
-  RecordingView() : RbsCliStdio(false) {}
+  explicit RecordingView(std::wostream& console) : RbsCliStdio(console, false) {}
 
   void OnRecoverInit() override { calls.emplace_back("OnRecoverInit"); }
   void OnOperationInit(const std::string& operation) override {
@@ -78,7 +78,7 @@ class RbsCliListenerTest : public ToolTest {
   ToolEventQueue queue;
   RbsUtils utils;
   RbsCliListener listener;
-  RecordingView view;
+  RecordingView view{capture};
   RbsEventContext context;
 };
 
@@ -204,7 +204,7 @@ TEST_F(RbsCliListenerTest, ADevicesTimeBeginsWhenItsEventIsApplied) {
 }
 
 TEST_F(RbsCliListenerTest, AMessageReachesTheViewBeforeItsResult) {
-  RbsCliStdio console(false);
+  RbsCliStdio console(capture, false);
   context.view = &console;
   context.StartDevice();
   tool.SetToolProperty("Message", {"SEE_|LOG"});

@@ -1,10 +1,10 @@
 #include "tools/recover/rbs_cli_stdio.h"
+#include "system/key_format.h"
 
 #include <algorithm>
 #include <array>
 #include <optional>
 
-#include "tools/key_to_text.h"
 #include "tools/message_keys.h"
 #include "tools/recover/message_keys.h"
 
@@ -82,19 +82,21 @@ std::string HelpText() {
 
 }  // namespace
 
-RbsCliStdio::RbsCliStdio(bool bootable) : shared_(kWords, bootable) {}
+RbsCliStdio::RbsCliStdio(std::wostream& console, bool bootable)
+    : shared_(console, kWords, bootable) {}
 
 void RbsCliStdio::ShowVersion() {
-  tarvex::WriteTool("> " + tarvex::KeyToText(std::string(kRbsTool) + " " + kRbsVersion) + "\n\n");
+  tarvex::WriteTool(console(),
+                    "> " + tarvex::KeyToText(std::string(kRbsTool) + " " + kRbsVersion) + "\n\n");
 }
 
 void RbsCliStdio::ShowConfirmation() {
-  tarvex::WriteTool("> " + tarvex::KeyToText(kRbsDataLoss) + "\n> " +
-                    tarvex::KeyToText(kRbsProceed) + " ");
+  tarvex::WriteTool(console(), "> " + tarvex::KeyToText(kRbsDataLoss) + "\n> " +
+                                   tarvex::KeyToText(kRbsProceed) + " ");
 }
 
 void RbsCliStdio::ShowHelp() {
-  tarvex::WriteTool(HelpText());
+  tarvex::WriteTool(console(), HelpText());
 }
 
 void RbsCliStdio::ReportNoDevices(std::vector<std::string> keys) {
@@ -103,7 +105,8 @@ void RbsCliStdio::ReportNoDevices(std::vector<std::string> keys) {
 }
 
 void RbsCliStdio::OnOperationInit(const std::string& operation) {
-  tarvex::WriteTool(tarvex::KeyToText(std::string(kRbsStarted) + " |" + operation) + "\n");
+  tarvex::WriteTool(console(),
+                    tarvex::KeyToText(std::string(kRbsStarted) + " |" + operation) + "\n");
 }
 
 void RbsCliStdio::OnDeviceFinish(const std::string& /*id*/, const std::string& /*name*/,
@@ -114,13 +117,14 @@ void RbsCliStdio::OnDeviceFinish(const std::string& /*id*/, const std::string& /
   shared_.WipeProgress();
   ShowCounts(status, sectorsInfo);
   ShowStatus(status);
-  tarvex::WriteToolFlushed("\n" + margin + tarvex::KeyToText(kRbsElapsedTime) + " " +
-                           tarvex::ToolElapsedText(elapsedSeconds) + "\n");
+  tarvex::WriteToolFlushed(console(), "\n" + margin + tarvex::KeyToText(kRbsElapsedTime) + " " +
+                                          tarvex::ToolElapsedText(elapsedSeconds) + "\n");
   if (!badSectors.empty()) {
-    tarvex::WriteToolFlushed("\n" + margin + "Bad sectors list:\n" + Indented(badSectors));
-    tarvex::WriteTool("\n");
+    tarvex::WriteToolFlushed(console(),
+                             "\n" + margin + "Bad sectors list:\n" + Indented(badSectors));
+    tarvex::WriteTool(console(), "\n");
   }
-  tarvex::WriteTool("\n");
+  tarvex::WriteTool(console(), "\n");
 }
 
 void RbsCliStdio::ShowCounts(std::int32_t status, const std::vector<std::string>& sectorsInfo) {
@@ -128,7 +132,8 @@ void RbsCliStdio::ShowCounts(std::int32_t status, const std::vector<std::string>
   // What was read is told in pairs: what there was, and what became of it.
   const std::size_t told = std::min(sectorsInfo.size(), kCountNames.size()) / 2 * 2;
   for (std::size_t i = 0; i < told; ++i) {
-    tarvex::WriteTool(std::string(tarvex::kToolMargin) + kCountNames[i] + sectorsInfo[i] + "\n");
+    tarvex::WriteTool(console(),
+                      std::string(tarvex::kToolMargin) + kCountNames[i] + sectorsInfo[i] + "\n");
   }
 }
 
@@ -136,9 +141,9 @@ void RbsCliStdio::ShowStatus(std::int32_t status) {
   std::string text = tarvex::kToolMargin + tarvex::KeyToText(kRbsOperationStatus) + " " +
                      StatusText(status) + shared_.TakeMessage();
   if (status == kSystemEvent) text += " - " + tarvex::KeyToText(kRbsSystemEvent);
-  tarvex::WriteTool(text);
+  tarvex::WriteTool(console(), text);
 }
 
 void RbsCliStdio::OnOperationFinish(const std::string& /*text*/) {
-  tarvex::WriteTool("\n");
+  tarvex::WriteTool(console(), "\n");
 }

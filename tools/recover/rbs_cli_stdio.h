@@ -13,7 +13,8 @@
 // and ViewStart, which the spinner's thread calls while it has the view.
 class RbsCliStdio {
  public:
-  explicit RbsCliStdio(bool bootable);
+  // The console outlives the view.
+  RbsCliStdio(std::wostream& console, bool bootable);
   virtual ~RbsCliStdio() = default;
   RbsCliStdio(const RbsCliStdio&) = delete;
   RbsCliStdio& operator=(const RbsCliStdio&) = delete;
@@ -24,7 +25,7 @@ class RbsCliStdio {
   virtual void ShowErrors(const std::vector<std::string>& keys) { shared_.ShowErrors(keys); }
   // Each is written with WriteRaw.
   virtual void ShowWarnings(const std::vector<std::string>& keys) {
-    tarvex::WriteToolWarnings(keys, [this](const std::string& text) { WriteRaw(text); });
+    tarvex::WriteToolWarnings(console(), keys, [this](const std::string& text) { WriteRaw(text); });
   }
   virtual void ShowVersion();
   virtual void ShowUsageHint() { shared_.ShowUsageHint(); }
@@ -59,6 +60,8 @@ class RbsCliStdio {
 
   // A message of a device, shown once, with the next result.
   void SetMessage(std::string message) { shared_.SetMessage(std::move(message)); }
+  // Where it prints.
+  std::wostream& console() const { return shared_.console(); }
   // Whether the system is bootable, as the program says. No screen depends on it.
   bool bootable() const { return shared_.bootable(); }
 

@@ -39,15 +39,15 @@ void RbsCliStdioHdk::ShowDevices(const std::vector<ToolDeviceRecord>& devices) {
   for (const ToolDeviceRecord& device : devices) {
     text += "\n" + Line("ID:::" + device.id) + Line("DISPLAY_NAME:::" + device.displayName);
   }
-  tarvex::WriteToolFlushed(text + "\n");
+  tarvex::WriteToolFlushed(console(), text + "\n");
 }
 
 void RbsCliStdioHdk::OnRecoverInit() {
-  tarvex::WriteToolFlushed("\n");
+  tarvex::WriteToolFlushed(console(), "\n");
 }
 
 void RbsCliStdioHdk::OnDeviceInit(const std::string& id, const std::string& name) {
-  tarvex::WriteToolFlushed(Line("BeginRBS:::SCAN_AND_FIX_TOOL|" + id + "|" + name));
+  tarvex::WriteToolFlushed(console(), Line("BeginRBS:::SCAN_AND_FIX_TOOL|" + id + "|" + name));
 }
 
 void RbsCliStdioHdk::OnDeviceFinish(const std::string& id, const std::string& /*name*/,
@@ -62,16 +62,16 @@ void RbsCliStdioHdk::OnDeviceFinish(const std::string& id, const std::string& /*
   std::string line = "EndRBS:::" + id;
   for (std::size_t i = 0; i < kRbsCounts; ++i) line += "|" + sectorsInfo[i];
   tarvex::WriteToolFlushed(
-      Line(line + "|" + std::to_string(status) + "|" + ClockText(elapsedSeconds)));
+      console(), Line(line + "|" + std::to_string(status) + "|" + ClockText(elapsedSeconds)));
 }
 
 void RbsCliStdioHdk::OnRecoverFinish(const std::string& /*text*/) {
-  tarvex::WriteToolFlushed("\n");
+  tarvex::WriteToolFlushed(console(), "\n");
 }
 
 void RbsCliStdioHdk::ShowProgress(double /*elapsedSeconds*/) {
   std::string line = "PrgRBS:::" + Padded(std::to_string(progress_), kPercentWidth) + "\n";
-  if (line != lastLine_ && progress_ % kPercentStep == 0) tarvex::WriteToolFlushed(line);
+  if (line != lastLine_ && progress_ % kPercentStep == 0) tarvex::WriteToolFlushed(console(), line);
   lastLine_ = std::move(line);
 }
 

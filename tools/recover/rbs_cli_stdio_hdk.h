@@ -8,7 +8,7 @@
 // out as they are. Main thread, as the base.
 class RbsCliStdioHdk final : public RbsCliStdio {
  public:
-  explicit RbsCliStdioHdk(bool bootable) : RbsCliStdio(bootable) {}
+  using RbsCliStdio::RbsCliStdio;
 
   void ShowDevices(const std::vector<ToolDeviceRecord>& devices) override;
   void ShowErrors(const std::vector<std::string>& /*keys*/) override {}

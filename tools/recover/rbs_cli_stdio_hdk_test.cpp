@@ -29,7 +29,7 @@ class RbsCliStdioHdkTest : public ToolTest {
     return line.substr(line.rfind('|') + 1);
   }
 
-  RbsCliStdioHdk view{false};
+  RbsCliStdioHdk view{capture, false};
 };
 
 TEST_F(RbsCliStdioHdkTest, WhatIsForAPersonIsSilent) {

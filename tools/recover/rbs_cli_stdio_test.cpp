@@ -27,7 +27,7 @@ class RbsCliStdioTest : public ToolTest {
     return capture.Take();
   }
 
-  RbsCliStdio view{false};
+  RbsCliStdio view{capture, false};
 };
 
 TEST_F(RbsCliStdioTest, TheHeaderHasThreeLineFeedsWithoutTheAbortKeyAndTwoWithIt) {
@@ -103,7 +103,7 @@ class RecordedWriteRaw : public RbsCliStdio {
 };
 
 TEST_F(RbsCliStdioTest, EachWarningIsAWriteOfItsOwnAndNoneIsNone) {
-  RecordedWriteRaw recorded(false);
+  RecordedWriteRaw recorded(capture, false);
   recorded.ShowWarnings({});
   EXPECT_EQ(recorded.written, Texts{});
   EXPECT_EQ(capture.Take(), "");
@@ -119,7 +119,7 @@ class CountedErrors : public RbsCliStdio {
 };
 
 TEST_F(RbsCliStdioTest, NoDevicesAreShownAsAViewShowsErrors) {
-  CountedErrors counted(false);
+  CountedErrors counted(capture, false);
   counted.ReportNoDevices({"|FIRST"});
   EXPECT_EQ(counted.shown, 2U);
   EXPECT_EQ(capture.Take(), "");
@@ -252,7 +252,7 @@ TEST_F(RbsCliStdioTest, TheSearchShowsTheSpinner) {
 
 TEST_F(RbsCliStdioTest, WhetherTheSystemIsBootableIsKept) {
   EXPECT_FALSE(view.bootable());
-  EXPECT_TRUE(RbsCliStdio(true).bootable());
+  EXPECT_TRUE(RbsCliStdio(capture, true).bootable());
 }
 
 }  // namespace

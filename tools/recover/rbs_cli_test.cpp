@@ -38,7 +38,7 @@ class RbsCliTest : public ToolTest {
     Texts line{"-Mstorage", "-Trecover"};
     line.insert(line.end(), words.begin(), words.end());
     ToolArgv argv(line);
-    RbsCli command(&module, &tool, supervised, tarvex::TerminalWait(tarvex::Descriptor()),
+    RbsCli command(&module, &tool, supervised, capture, tarvex::TerminalWait(tarvex::Descriptor()),
                    host().timer);
     command.SetProperty({"BOOTABLE", "FALSE"});
     command.ToolExecute(argv.Count(), argv.Data());
@@ -238,7 +238,7 @@ TEST_F(RbsCliTest, ARunHoweverShortLooksForEscape) {
 TEST_F(RbsCliTest, ATerminationRequestAtTheQuestionIsPassedOnAndTheQuestionStays) {
   TestPipe terminal;
   ToolArgv argv({"-Mstorage", "-Trecover", "-r"});
-  RbsCli command(&module, &tool, false, tarvex::TerminalWait(std::move(terminal.reading)));
+  RbsCli command(&module, &tool, false, capture, tarvex::TerminalWait(std::move(terminal.reading)));
   std::thread user([this] {
     host().console.AwaitReads(1);
     host().signals.Fire(2);
@@ -253,7 +253,7 @@ TEST_F(RbsCliTest, ATerminationRequestAtTheQuestionIsPassedOnAndTheQuestionStays
 
 TEST_F(RbsCliTest, TheForcedAbortLivesAsLongAsTheCommand) {
   {
-    const RbsCli command(&module, &tool, false);
+    const RbsCli command(&module, &tool, false, capture);
     EXPECT_EQ(host().signals.handlers.size(), 1U);
   }
   EXPECT_EQ(host().signals.handlers.size(), 0U);
@@ -324,7 +324,7 @@ TEST_F(RbsCliTest, WhatTheServiceSaysWrongEndsTheCommandInOrder) {
 TEST_F(RbsCliTest, TheBootableFlagIsReadFromItsProperty) {
   ToolArgv argv({"-Mstorage", "-Trecover"});
   for (const char* value : {"TRUE", "FALSE", "true"}) {
-    RbsCli command(&module, &tool, false);
+    RbsCli command(&module, &tool, false, capture);
     command.SetProperty({"BOOTABLE", value});
     command.ToolExecute(argv.Count(), argv.Data());
     EXPECT_EQ(command.bootable(), value == std::string("TRUE")) << value;

@@ -5,7 +5,6 @@
 #include "boundary/hostlayer_console.h"
 #include "tools/recover/rbs_cli_stdio.h"
 #include "tools/tool_keyboard.h"
-#include "views/console_stream.h"
 
 namespace {
 
@@ -36,7 +35,7 @@ class Answer {
   }
   void Echo(const std::string& text) {
     view_.WriteRaw(text);
-    tarvex::ConsoleStream().flush();
+    view_.console().flush();
   }
 
  private:
@@ -48,7 +47,7 @@ class Answer {
 
 bool tarvex::ConfirmRepair(RbsCliStdio& view, ToolKeyboard& keyboard) {
   view.ShowConfirmation();
-  ConsoleStream().flush();
+  view.console().flush();
   Answer answer(view);
   for (;;) {
     switch (keyboard.AwaitKey()) {

@@ -27,7 +27,7 @@ class RbsConfirmationTest : public ToolTest {
     return yes;
   }
 
-  RbsCliStdio view{false};
+  RbsCliStdio view{capture, false};
   std::string echo;  // of the latest answer
 };
 

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
+#include "system/key_format.h"
 #include "system/text_conversion.h"
-#include "tools/key_to_text.h"
 
 namespace tarvex {
 namespace {

@@ -3,13 +3,14 @@
 #include "tools/smart/st_cli_stdio.h"
 #include "tools/smart/st_option_parser.h"
 
-STCli::STCli(DiagModule* module, DiagTool* tool, Timer& timer) : ToolCommand(module, tool, timer) {}
+STCli::STCli(DiagModule* module, DiagTool* tool, std::wostream& console, Timer& timer)
+    : ToolCommand(module, tool, console, timer) {}
 
 STCli::~STCli() = default;
 
 void STCli::ToolExecute(int argc, char** argv) {
   ReadProperties();
-  SetView(std::make_unique<STCliStdio>(bootable()));
+  SetView(std::make_unique<STCliStdio>(console(), bootable()));
   const bool parsed = ParseLine<STOptionParser>(argc, argv, [] {});
   // Escape ends the run all the same.
   ShowStart(parsed, true);

@@ -45,7 +45,7 @@ class STCliListenerTest : public ToolTest {
   ToolEventQueue queue;
   STUtils utils;
   STCliListener listener;
-  STCliStdio view{false, [] { return false; }};
+  STCliStdio view{capture, false, [] { return false; }};
   STEventContext context;
 };
 

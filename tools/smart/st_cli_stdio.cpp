@@ -1,11 +1,11 @@
 #include "tools/smart/st_cli_stdio.h"
+#include "system/key_format.h"
 
 #include <algorithm>
 #include <array>
 #include <optional>
 #include <span>
 
-#include "tools/key_to_text.h"
 #include "tools/message_keys.h"
 #include "tools/smart/attribute_table.h"
 #include "tools/smart/message_keys.h"
@@ -76,11 +76,11 @@ std::string ReasonText(std::int32_t status) {
 
 }  // namespace
 
-STCliStdio::STCliStdio(bool bootable, DriveInfoSetting driveInfo)
-    : ToolView(kWords, bootable), driveInfo_(std::move(driveInfo)) {}
+STCliStdio::STCliStdio(std::wostream& console, bool bootable, DriveInfoSetting driveInfo)
+    : ToolView(console, kWords, bootable), driveInfo_(std::move(driveInfo)) {}
 
 void STCliStdio::ShowHelp() {
-  tarvex::WriteTool(HelpText());
+  tarvex::WriteTool(console(), HelpText());
 }
 
 void STCliStdio::OnDeviceFinish(const std::string& /*id*/, const std::string& /*name*/,
@@ -94,14 +94,14 @@ void STCliStdio::OnDeviceFinish(const std::string& /*id*/, const std::string& /*
   WipeProgress();
   if (status == kRead) {
     const std::string section = DriveInformation(driveInformation);
-    tarvex::WriteTool(tarvex::AttributeHead(row->columns) +
-                      tarvex::AttributeRows(row->columns, attributes));
+    tarvex::WriteTool(console(), tarvex::AttributeHead(row->columns) +
+                                     tarvex::AttributeRows(row->columns, attributes));
     // Asked a second time: the user may have turned it off meanwhile.
-    if (!section.empty() && driveInfo_()) tarvex::WriteTool(section);
+    if (!section.empty() && driveInfo_()) tarvex::WriteTool(console(), section);
   } else {
-    tarvex::WriteTool(ReasonText(status));
+    tarvex::WriteTool(console(), ReasonText(status));
   }
-  tarvex::WriteToolFlushed(TakeMessage() + "\n");
+  tarvex::WriteToolFlushed(console(), TakeMessage() + "\n");
 }
 
 // The section about the maker's drives; empty where there is nothing to tell or it is not wanted.

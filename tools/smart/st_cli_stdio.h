@@ -13,7 +13,9 @@ class STCliStdio : public ToolView {
   // Whether the section about the maker's drives is wanted, as things are now.
   using DriveInfoSetting = std::function<bool()>;
 
-  explicit STCliStdio(bool bootable, DriveInfoSetting driveInfo = &tarvex::IsDriveInfoEnabled);
+  // The console outlives the view.
+  STCliStdio(std::wostream& console, bool bootable,
+             DriveInfoSetting driveInfo = &tarvex::IsDriveInfoEnabled);
 
   void ShowHelp();
   // The block of a device's result: a table of its attributes, by its type, and the section about

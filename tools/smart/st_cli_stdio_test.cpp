@@ -42,7 +42,7 @@ class STCliStdioTest : public ToolTest {
 
   bool enabled = false;
   int asked = 0;
-  STCliStdio view{false, [this] {
+  STCliStdio view{capture, false, [this] {
                     ++asked;
                     return enabled;
                   }};
@@ -167,7 +167,7 @@ TEST_F(STCliStdioTest, WithoutDriveInformationThereIsNoSection) {
 }
 
 TEST_F(STCliStdioTest, DriveInformationThatIsTurnedOffMeanwhileIsNotShown) {
-  STCliStdio changing(false, [this] { return ++asked == 1; });
+  STCliStdio changing(capture, false, [this] { return ++asked == 1; });
   changing.OnDeviceFinish("0", "Disk A", 0, "ata", kAttribute, kDrive);
   EXPECT_EQ(capture.Take(), kThresholdHead + kAttributeRow + "\n");
   EXPECT_EQ(asked, 2);
@@ -191,7 +191,7 @@ TEST_F(STCliStdioTest, AResultWipesAProgressLine) {
 
 TEST_F(STCliStdioTest, WhetherTheSystemIsBootableIsKept) {
   EXPECT_FALSE(view.bootable());
-  EXPECT_TRUE(STCliStdio(true).bootable());
+  EXPECT_TRUE(STCliStdio(capture, true).bootable());
 }
 
 // With the setting as the program reads it, in a working folder of its own.
@@ -218,7 +218,7 @@ class DriveInfoFile : public ToolTest {
 
   const std::filesystem::path before = std::filesystem::current_path();
   std::filesystem::path folder;
-  STCliStdio view{false};
+  STCliStdio view{capture, false};
 };
 
 TEST_F(DriveInfoFile, IsReadAnewForEachDevice) {

@@ -35,7 +35,7 @@ class STCliTest : public ToolTest {
     Texts line{"-Mstorage", "-Tsmart"};
     line.insert(line.end(), words.begin(), words.end());
     ToolArgv argv(line);
-    STCli command(&module, &tool, host().timer);
+    STCli command(&module, &tool, capture, host().timer);
     command.SetProperty({"BOOTABLE", "FALSE"});
     command.ToolExecute(argv.Count(), argv.Data());
     return capture.Take();
@@ -223,7 +223,7 @@ TEST_F(STCliTest, WhatTheServiceSaysWrongEndsTheCommandInOrder) {
 
 TEST_F(STCliTest, TheForcedAbortLivesAsLongAsTheCommand) {
   {
-    const STCli command(&module, &tool);
+    const STCli command(&module, &tool, capture);
     EXPECT_EQ(host().signals.handlers.size(), 1U);
   }
   EXPECT_EQ(host().signals.handlers.size(), 0U);
@@ -233,7 +233,7 @@ TEST_F(STCliTest, TheForcedAbortLivesAsLongAsTheCommand) {
 TEST_F(STCliTest, TheBootableFlagIsReadFromItsProperty) {
   ToolArgv argv({"-Mstorage", "-Tsmart"});
   for (const char* value : {"TRUE", "FALSE", "true"}) {
-    STCli command(&module, &tool);
+    STCli command(&module, &tool, capture);
     command.SetProperty({"BOOTABLE", value});
     command.ToolExecute(argv.Count(), argv.Data());
     EXPECT_EQ(command.bootable(), value == std::string("TRUE")) << value;
