@@ -58,15 +58,15 @@ void ModuleRun::RunPlan(const DeviceRunPlan& plan) {
 
 void ModuleRun::RunEventLoop() {
   while (!planFinished_) {
-    AwaitWithLooks([this] { return !eventQueue_.IsEmpty(); }, [] {});
+    AwaitWithLooks([](bool isEmpty) { return !isEmpty; }, [] {});
     HandleEvent(*eventQueue_.Front());
     eventQueue_.Pop();
   }
 }
 
-// Sleeps until `ready()` holds, and calls `show()` behind each look at the abort key before that.
-// Looks are half a second apart over the whole run of the module, whatever its tests last: a look
-// that falls due while something is ready comes before this returns.
+// Sleeps until `ready(isEmpty)` holds, and calls `show()` behind each look at the abort key before
+// that. Looks are half a second apart over the whole run of the module, whatever its tests last: a
+// look that falls due while something is ready comes before this returns.
 template <class Ready, class Show>
 void ModuleRun::AwaitWithLooks(Ready ready, Show show) {
   while (!eventQueue_.WaitForChange(UntilNextLook(), ready)) {
@@ -156,7 +156,7 @@ void ModuleRun::OnTestStarted(const CliEvent& event) {
 // The main thread spends a test's lifetime here: it wakes when the test has finished, and with each
 // look at the abort key to show progress.
 void ModuleRun::WatchTest(const CliEvent& /*event*/) {
-  AwaitWithLooks([this] { return suiteListener_.TestFinished(); },
+  AwaitWithLooks([this](bool /*isEmpty*/) { return suiteListener_.TestFinished(); },
                  [this] {
                    if (!ShowTestMessage()) ShowTestProgress();
                  });

@@ -1,10 +1,10 @@
 #include "frontend/thread_manager.h"
 
+#include <mutex>
+
 #include "boundary/hostlayer.h"
 #include "boundary/orvan_service.h"
 #include "frontend/thread_completion.h"
-
-using tarvex::SemaphoreHolder;
 
 namespace {
 
@@ -55,24 +55,24 @@ OrvanService* ThreadManager::Service() {
 }
 
 std::vector<DiagModule*>* ThreadManager::Modules() {
-  const SemaphoreHolder holder(lock_);
+  const std::lock_guard holder(lock_);
   return modules_;
 }
 
 ThreadManager::State ThreadManager::CurrentState() {
-  const SemaphoreHolder holder(lock_);
+  const std::lock_guard holder(lock_);
   return state_;
 }
 
 void ThreadManager::SetTarget(DiagModule* module) {
-  const SemaphoreHolder holder(lock_);
+  const std::lock_guard holder(lock_);
   target_ = module;
 }
 
 template <class Fill>
 void ThreadManager::Ask(State state, Fill fill) {
   {
-    const SemaphoreHolder holder(lock_);
+    const std::lock_guard holder(lock_);
     fill();
     state_ = state;
   }
@@ -110,7 +110,7 @@ void ThreadManager::Stop() {
 }
 
 ThreadManager::State ThreadManager::TakeRequest() {
-  const SemaphoreHolder holder(lock_);
+  const std::lock_guard holder(lock_);
   const State state = state_;
   if (state == State::kScanAsked || state == State::kRunAsked) state_ = State::kTaken;
   return state;
@@ -125,7 +125,7 @@ std::uintptr_t ThreadManager::Serve() {
   if (service == nullptr) return kEndedWithoutService;
   std::vector<DiagModule*>* modules = service->LoadModules(0);
   {
-    const SemaphoreHolder holder(lock_);
+    const std::lock_guard holder(lock_);
     service_ = service;
     modules_ = modules;
     if (state_ == State::kStarting) state_ = State::kTaken;

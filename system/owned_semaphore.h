@@ -5,7 +5,8 @@
 
 namespace tarvex {
 
-// A semaphore of the host layer for the life of this object. Any thread.
+// A semaphore of the host layer for the life of this object. One of 1 of 1 is a lock for
+// std::lock_guard and its kin. Any thread.
 class OwnedSemaphore {
  public:
   OwnedSemaphore(int initial, int maximum) : semaphore_(GetNewSemaphore()) {
@@ -17,21 +18,11 @@ class OwnedSemaphore {
 
   void Wait() { semaphore_->Wait(); }
   void Post() { semaphore_->Post(); }
+  void lock() { Wait(); }
+  void unlock() { Post(); }
 
  private:
   HostSemaphore* semaphore_;
-};
-
-// Holds one count of a semaphore.
-class SemaphoreHolder {
- public:
-  explicit SemaphoreHolder(OwnedSemaphore& semaphore) : semaphore_(semaphore) { semaphore_.Wait(); }
-  ~SemaphoreHolder() { semaphore_.Post(); }
-  SemaphoreHolder(const SemaphoreHolder&) = delete;
-  SemaphoreHolder& operator=(const SemaphoreHolder&) = delete;
-
- private:
-  OwnedSemaphore& semaphore_;
 };
 
 }  // namespace tarvex

@@ -19,7 +19,8 @@ class ToolEventQueue {
   std::unique_ptr<ToolEvent> Take();
   std::size_t Count() { return events_.Count(); }
 
-  // Blocks until `ready()` holds, at most for `longest`. It is asked at once and after each change.
+  // Blocks until `ready(isEmpty)` holds, at most for `longest`. It is asked at once and after each
+  // change, is told whether the queue is empty, and must not ask the queue.
   template <class Ready>
   void WaitForChange(std::chrono::milliseconds longest, Ready ready) {
     events_.WaitForChange(longest, ready);

@@ -102,7 +102,7 @@ TEST_F(ToolEventQueueTest, AFloodOfProgressDoesNotGrowTheQueue) {
 
 TEST_F(ToolEventQueueTest, WakesForAnEventAndForAChange) {
   std::thread service([this] { Append(1); });
-  queue.WaitForChange(std::chrono::minutes(5), [this] { return queue.Count() > 0; });
+  queue.WaitForChange(std::chrono::minutes(5), [](bool isEmpty) { return !isEmpty; });
   EXPECT_EQ(queue.Count(), 1U);
   service.join();
   std::atomic<bool> flag{false};
@@ -110,7 +110,7 @@ TEST_F(ToolEventQueueTest, WakesForAnEventAndForAChange) {
     flag = true;
     queue.NotifyChange();
   });
-  queue.WaitForChange(std::chrono::minutes(5), [&flag] { return flag.load(); });
+  queue.WaitForChange(std::chrono::minutes(5), [&flag](bool) { return flag.load(); });
   EXPECT_TRUE(flag);
   worker.join();
 }

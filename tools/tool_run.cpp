@@ -99,7 +99,7 @@ void tarvex::RunTool(const ToolRunRequest& request) {
   // A device that ends without having begun took no longer than the run.
   request.context.deviceStart = request.context.timer->Now();
   if (request.keyBeforeLoop) AbortOnEscape(request);
-  const auto somethingToDo = [&] { return request.queue.Count() > 0 || !worker.IsRunning(); };
+  const auto somethingToDo = [&](bool isEmpty) { return !isEmpty || !worker.IsRunning(); };
   for (;;) {
     // Asked first: what the tool told before its end is in the queue by then.
     const bool running = worker.IsRunning();

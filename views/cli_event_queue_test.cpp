@@ -96,12 +96,12 @@ TEST_F(CliEventQueueTest, WaitForEventReturnsAtAPush) {
 
 TEST_F(CliEventQueueTest, WaitForChangeEndsWithItsTime) {
   CliEventQueue queue;
-  EXPECT_FALSE(queue.WaitForChange(milliseconds(1), [] { return false; }));
+  EXPECT_FALSE(queue.WaitForChange(milliseconds(1), [](bool) { return false; }));
 }
 
 TEST_F(CliEventQueueTest, WaitForChangeAsksAtOnce) {
   CliEventQueue queue;
-  EXPECT_TRUE(queue.WaitForChange(milliseconds(0), [] { return true; }));
+  EXPECT_TRUE(queue.WaitForChange(milliseconds(0), [](bool isEmpty) { return isEmpty; }));
 }
 
 TEST_F(CliEventQueueTest, WaitForChangeWakesForAFlagAndForAPush) {
@@ -111,10 +111,10 @@ TEST_F(CliEventQueueTest, WaitForChangeWakesForAFlagAndForAPush) {
     flag = true;
     queue.NotifyChange();
   });
-  EXPECT_TRUE(queue.WaitForChange(minutes(5), [&flag] { return flag.load(); }));
+  EXPECT_TRUE(queue.WaitForChange(minutes(5), [&flag](bool) { return flag.load(); }));
   service.join();
   std::thread pusher([&queue] { queue.Push({kEventSuiteFinished, {}}); });
-  EXPECT_TRUE(queue.WaitForChange(minutes(5), [&queue] { return !queue.IsEmpty(); }));
+  EXPECT_TRUE(queue.WaitForChange(minutes(5), [](bool isEmpty) { return !isEmpty; }));
   pusher.join();
 }
 

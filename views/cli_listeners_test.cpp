@@ -206,8 +206,8 @@ TEST_F(SuiteListenerTest, TestEndSetsItsFlagBeforeTheEventExists) {
 
 TEST_F(SuiteListenerTest, TestEndWakesTheTestWatch) {
   std::thread service([&] { listener_.OnTestEnd(nullptr, nullptr, nullptr, 0); });
-  EXPECT_TRUE(
-      queue_.WaitForChange(std::chrono::minutes(5), [this] { return listener_.TestFinished(); }));
+  EXPECT_TRUE(queue_.WaitForChange(std::chrono::minutes(5),
+                                   [this](bool) { return listener_.TestFinished(); }));
   Take(kEventTestFinished);
   service.join();
 }
@@ -261,7 +261,8 @@ TEST_F(SuiteListenerTest, WholePlanArrivesInOrder) {
     if (ids.back() == kEventDiagnosticStart) {
       queue_.startAcknowledge.Post();
     } else if (ids.back() == kEventTestRunning) {
-      queue_.WaitForChange(std::chrono::minutes(5), [this] { return listener_.TestFinished(); });
+      queue_.WaitForChange(std::chrono::minutes(5),
+                           [this](bool) { return listener_.TestFinished(); });
     } else if (ids.back() == kEventTestFinished) {
       queue_.testGate.Post();
     } else if (ids.back() == kEventDiagnosticFinished) {

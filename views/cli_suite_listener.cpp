@@ -7,7 +7,7 @@
 #include "views/cli_event_queue.h"
 
 CliSuiteListener::CliSuiteListener() : timer_(get_timer()) {
-  for (std::atomic<Tick>* tick :
+  for (Tick* tick :
        {&diagnosticStart_, &diagnosticEnd_, &testStart_, &testEnd_, &deviceStart_, &deviceEnd_}) {
     *tick = timer_->Now();
   }
@@ -17,14 +17,11 @@ bool CliSuiteListener::OnSuiteStart() {
   testFinished_ = false;
   diagnosticFinished_ = false;
   deviceFinished_ = false;
-  {
-    const std::lock_guard lock(namesLock_);
-    deviceResult_.clear();
-    testName_.clear();
-    diagnosticName_.clear();
-  }
-  for (std::atomic<Tick>* tick : {&diagnosticStart_, &diagnosticEnd_, &testStart_, &testEnd_,
-                                  &deviceStart_, &deviceEnd_, &suiteStart_, &suiteEnd_}) {
+  deviceResult_.clear();
+  testName_.clear();
+  diagnosticName_.clear();
+  for (Tick* tick : {&diagnosticStart_, &diagnosticEnd_, &testStart_, &testEnd_, &deviceStart_,
+                     &deviceEnd_, &suiteStart_, &suiteEnd_}) {
     *tick = timer_->Now();
   }
   queue_->Push({kEventSuiteStart, {}});
@@ -44,10 +41,7 @@ bool CliSuiteListener::OnDiagnosticStart(DiagDiagnostic* diagnostic) {
   }
   DiagnosticStartRecord record;
   diagnostic->Name(record.name);
-  {
-    const std::lock_guard lock(namesLock_);
-    diagnosticName_ = record.name;
-  }
+  diagnosticName_ = record.name;
   diagnosticFinished_ = false;
   testFinished_ = false;
   diagnosticStart_ = timer_->Now();
@@ -59,10 +53,7 @@ bool CliSuiteListener::OnDiagnosticStart(DiagDiagnostic* diagnostic) {
 void CliSuiteListener::OnDiagnosticEnd() {
   diagnosticFinished_ = true;
   diagnosticEnd_ = timer_->Now();
-  {
-    const std::lock_guard lock(namesLock_);
-    diagnosticName_.clear();
-  }
+  diagnosticName_.clear();
   queue_->Push({kEventDiagnosticFinished, {}});
 }
 
@@ -77,10 +68,7 @@ bool CliSuiteListener::OnTestStart(DiagDevice* /*device*/, DiagDiagnostic* /*dia
   TestStartRecord record;
   test->Name(record.name);
   test->Key(record.key);
-  {
-    const std::lock_guard lock(namesLock_);
-    testName_ = record.name;
-  }
+  testName_ = record.name;
   queue_->Push({kEventTestStart, std::move(record)});
   queue_->Push({kEventTestRunning, {}});
   return true;
@@ -92,10 +80,7 @@ void CliSuiteListener::OnTestEnd(DiagDevice* /*device*/, DiagDiagnostic* /*diagn
   testFinished_ = true;
   testEnd_ = timer_->Now();
   lastStatus_ = status;
-  {
-    const std::lock_guard lock(namesLock_);
-    testName_.clear();
-  }
+  testName_.clear();
   queue_->Push({kEventTestFinished, TestFinishedRecord{status, testStart_, testEnd_}});
 }
 
@@ -110,10 +95,7 @@ void CliSuiteListener::OnDeviceProgress(std::uint32_t /*percent*/, std::string /
 
 void CliSuiteListener::OnDeviceEnd(DiagModule* /*module*/, DiagDevice* /*device*/,
                                    std::string text) {
-  {
-    const std::lock_guard lock(namesLock_);
-    deviceResult_ = text;
-  }
+  deviceResult_ = text;
   deviceFinished_ = true;
   deviceEnd_ = timer_->Now();
   queue_->Push(

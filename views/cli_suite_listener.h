@@ -1,7 +1,6 @@
 #pragma once
 
 #include <atomic>
-#include <mutex>
 #include <string>
 
 #include "boundary/orvan_service_listeners.h"
@@ -48,19 +47,20 @@ class CliSuiteListener : public orvan_service::SuiteListenerView {
   std::atomic<bool> testFinished_{false};
   std::atomic<bool> diagnosticFinished_{false};
   std::atomic<bool> deviceFinished_{false};
-  std::atomic<TestStatus> lastStatus_{0};
-  std::mutex namesLock_;        // guards the three texts
+  // The rest is the service's. The main thread reads ticks between an event that follows their
+  // writing and its answer to that event.
+  TestStatus lastStatus_ = 0;
   std::string deviceResult_;    // the text of the last device end
   std::string testName_;        // the test in progress
   std::string diagnosticName_;  // the diagnostic in progress
-  std::atomic<Tick> diagnosticStart_{0};
-  std::atomic<Tick> diagnosticEnd_{0};
-  std::atomic<Tick> testStart_{0};
-  std::atomic<Tick> testEnd_{0};
-  std::atomic<Tick> deviceStart_{0};
-  std::atomic<Tick> deviceEnd_{0};
-  std::atomic<Tick> suiteStart_{0};
-  std::atomic<Tick> suiteEnd_{0};
+  Tick diagnosticStart_ = 0;
+  Tick diagnosticEnd_ = 0;
+  Tick testStart_ = 0;
+  Tick testEnd_ = 0;
+  Tick deviceStart_ = 0;
+  Tick deviceEnd_ = 0;
+  Tick suiteStart_ = 0;
+  Tick suiteEnd_ = 0;
   Timer* timer_;                    // not owned
   CliEventQueue* queue_ = nullptr;  // not owned; set before the service knows the listener
 };

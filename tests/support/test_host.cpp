@@ -59,14 +59,10 @@ void TestSemaphore::Wait() {
 }
 
 void TestSemaphore::Post() {
-  {
-    const std::lock_guard lock(lock_);
-    count_ = std::min(count_ + 1, maximum_);
-    changed_.notify_all();
-  }
-  if (onPost) {
-    onPost();
-  }
+  const std::lock_guard lock(lock_);
+  count_ = std::min(count_ + 1, maximum_);
+  changed_.notify_all();
+  if (onPost) onPost();
 }
 
 void TestSemaphore::AwaitWaiter() {

@@ -55,7 +55,8 @@ class TestSemaphore : public HostSemaphore {
   int Count();
 
   std::pair<int, int> initValues{-1, -1};
-  // Called at the beginning of each Wait and at the end of each Post; set before threads start.
+  // Called at the beginning of each Wait, and in each Post before it returns and others may take
+  // the count; set before threads start.
   std::function<void()> onWait;
   std::function<void()> onPost;
 
