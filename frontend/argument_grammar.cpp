@@ -110,6 +110,7 @@ DiagDiagnostic* Cli::FindDiagnostic(const ModuleSelection& selection,
 }
 
 DiagTest* Cli::FindTest(const CliDiagnostic& diagnostic, const std::string& name) {
+  if (diagnostic.selection == nullptr) return nullptr;
   return FindByCatalogue(diagnostic.selection->module->TestCatalogue(),
                          diagnostic.diagnostic->Tests(), name);
 }

@@ -272,6 +272,14 @@ TEST_F(ArgumentGrammar, ParseTestRefusesAnEmptyText) {
   EXPECT_EQ(error, "EMPTY_TEST");
 }
 
+TEST_F(ArgumentGrammar, FindTestLooksInTheModuleThatTheDiagnosticWasNamedFor) {
+  EXPECT_EQ(Parse({"-Mstorage", "-Q", "-Mmemory", "-K"}), 0);
+  EXPECT_EQ(cli->currentModule, "memory");
+  EXPECT_EQ(cli->FindTest(Diagnostic(), "funnel"), Diagnostic().diagnostic->Tests()->at(0));
+  EXPECT_EQ(cli->FindTest(Diagnostic(), "m"), nullptr);
+  EXPECT_EQ(cli->FindTest(CliDiagnostic{}, "f"), nullptr) << "named for no module";
+}
+
 class NoTest : public ArgumentGrammar, public ::testing::WithParamInterface<const char*> {};
 
 TEST_P(NoTest, IsLeftToTheCaller) {

@@ -7,62 +7,49 @@
 #include "system/string_handler.h"
 #include "views/orvan_stdio.h"
 
-#define NAME "TarvexDiagnosticsCLI"
-
 namespace {
 
 // The general help, up to the names of the modules: what stands in front of the program's options,
 // behind them, and behind those of a module.
 constexpr char kGeneralOptions[] =
     "\n> General options\n"
-    "  Usage: " NAME
-    " [option]\n"
+    "  Usage: TarvexDiagnosticsCLI [option]\n"
     "  Options:\n";
 constexpr char kModuleOptions[] =
     "\n  Example:\n"
     "   => TarvexDiagnosticsCLI.exe -W -Mstorage -Mpci_express\n\n"
     "> Module specific options\n"
-    "  Usage: " NAME
-    " -Mmodule_name [option]\n"
-    "         " NAME
-    " --module=module_name [option]\n"
+    "  Usage: TarvexDiagnosticsCLI -Mmodule_name [option]\n"
+    "         TarvexDiagnosticsCLI --module=module_name [option]\n"
     "  Options:\n";
 constexpr char kRuns[] =
     "\n> Perform diagnostics\n"
-    "  Usage: " NAME
-    " [module] [diagnostic]\"[test(s)]\" [device id(s)]\n"
+    "  Usage: TarvexDiagnosticsCLI [module] [diagnostic]\"[test(s)]\" [device id(s)]\n"
     "    -M[module_name]                 Performs default diagnostic of the module\n"
     "    -M[module_name] [diagnostic]    Perform all tests of the diagnostic\n\n"
     "  Example:\n"
     "   => Perform tests f and r of diagnostic Q on devices 0 and 1 of the storage module\n"
-    "      " NAME
-    " -Mstorage -Q\"f,r\" 0 1\n\n"
+    "      TarvexDiagnosticsCLI -Mstorage -Q\"f,r\" 0 1\n\n"
     "> Perform Run All\n"
-    "  Usage: " NAME
-    " -U\"[options]\"\n"
-    "         " NAME
-    " --run-all=[options]\n"
+    "  Usage: TarvexDiagnosticsCLI -U\"[options]\"\n"
+    "         TarvexDiagnosticsCLI --run-all=[options]\n"
     "    -U                              Perform default diagnostics of all modules\n"
     "    -U\"q\", -U\"quick\"                Perform quick diagnostics of all modules\n"
     "    -U\"e\", -U\"extended\"             Perform extended diagnostics of all modules\n"
     "    -U\"o\", -U\"only-unattended\"      Perform only-unattended diagnostics of all modules\n\n"
     "  Example:\n"
     "   => Perform quick, extended and only-unattended tests in all devices of all modules\n"
-    "      " NAME
-    " -U\"q,e,o\"\n"
+    "      TarvexDiagnosticsCLI -U\"q,e,o\"\n"
     "\n\n> Available module(s): ";
 
 constexpr char kModuleListHint[] =
     "\n> See help of a module\n"
-    "  Usage: " NAME
-    " -Mmodule_name -h\n"
+    "  Usage: TarvexDiagnosticsCLI -Mmodule_name -h\n"
     "  Examples:\n"
     "    => See storage help\n"
-    "           " NAME " -Mstorage -h\n";
+    "           TarvexDiagnosticsCLI -Mstorage -h\n";
 
 }  // namespace
-
-#undef NAME
 
 void Cli::ShowGeneralHelp() {
   std::string text =

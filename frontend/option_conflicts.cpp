@@ -30,10 +30,7 @@ constexpr OptionConflict Refused(const char* key, Moment moment, std::string_vie
   return {key, 0, moment, options, flags, holds};
 }
 
-constexpr OptionConflict Dropped(Moment moment, std::string_view options, FlagCondition flags) {
-  return {nullptr, 0, moment, options, flags, nullptr};
-}
-
+// Of no flags: the option in hand.
 constexpr OptionConflict Beaten(std::uint32_t beaten, Moment moment, std::string_view options,
                                 FlagCondition flags) {
   return {nullptr, beaten, moment, options, flags, nullptr};
@@ -52,7 +49,7 @@ constexpr std::array kConflicts{
             [](State state) { return state.cli.selectedModules.size() > 1; }),
     Refused(kKeyToolAlone, Moment::kOption, "T", {}, [](State state) { return state.otherOption; }),
     Refused(kKeyToolInBackground, Moment::kOption, "b", {.all = CLI_FLAG_TOOL}),
-    Dropped(Moment::kOption, "b", {.all = CLI_FLAG_SUPERVISED}),
+    Beaten(0, Moment::kOption, "b", {.all = CLI_FLAG_SUPERVISED}),
 
     Refused(kKeyToolInBackground, Moment::kTaken, "T", {.all = CLI_FLAG_BACKGROUND}),
     Refused(kKeyToolRedirected, Moment::kTaken, "T", {.all = CLI_FLAG_OUTPUT_FILE}),

@@ -172,16 +172,10 @@ constexpr const OptionRow* Find(int letter) {
                       [letter](const OptionRow& row) { return row.letter == letter; });
 }
 
-constexpr bool EachDoesSomething() {
-  return std::all_of(kOptions.begin(), kOptions.end(),
-                     [](const OptionRow& row) { return row.handler.given || row.flags.set != 0; });
-}
-
-constexpr bool LettersAreUnique() {
-  for (const OptionRow& row : kOptions) {
-    if (Find(row.letter) != &row) return false;
-  }
-  return true;
+constexpr bool EachIsWhole() {
+  return std::all_of(kOptions.begin(), kOptions.end(), [](const OptionRow& row) {
+    return Find(row.letter) == &row && (row.handler.given || row.flags.set != 0);
+  });
 }
 
 constexpr bool AreReserved() {
@@ -215,8 +209,7 @@ constexpr bool HelpIsWhole(std::string_view order, HelpLine OptionRow::*help) {
   return lines == order.size();
 }
 
-static_assert(EachDoesSomething(), "an option has neither a handler nor a flag");
-static_assert(LettersAreUnique(), "two options have one letter");
+static_assert(EachIsWhole(), "an option has the letter of another, or neither handler nor flag");
 static_assert(AreReserved(), "boundary/reserved_options.h tells modules of other options");
 static_assert(ShortOptionsAgree(), "the short options are not those of the rows");
 static_assert(HelpIsWhole(kGeneralHelpOrder, &OptionRow::generalHelp),
