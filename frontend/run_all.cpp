@@ -27,7 +27,8 @@ bool ChooseForDevice(const Cli& cli, ModuleSelection& selection, DiagDevice* dev
   std::string id;
   DeviceSelection& entry = selection.DeviceEntry(device->GetId(id));
   if (!cli.runAllQuick && !cli.runAllExtended && !cli.runAllOnlyUnattended) {
-    return selection.defaultDiagnostics = true;
+    selection.defaultDiagnostics = true;
+    return true;
   }
   const std::vector<DiagDiagnostic*>* offered = selection.module->GetDiagnostics();
   if (offered == nullptr) return false;
