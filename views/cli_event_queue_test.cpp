@@ -104,6 +104,17 @@ TEST_F(CliEventQueueTest, WaitForChangeAsksAtOnce) {
   EXPECT_TRUE(queue.WaitForChange(milliseconds(0), [](bool isEmpty) { return isEmpty; }));
 }
 
+TEST_F(CliEventQueueTest, WaitForChangeAsksInsideTheQueueLockAndGivesItBack) {
+  CliEventQueue queue;
+  int held = -1;
+  queue.WaitForChange(milliseconds(0), [&](bool) {
+    held = host_->semaphores[0]->Count();
+    return true;
+  });
+  EXPECT_EQ(held, 0);
+  EXPECT_EQ(host_->semaphores[0]->Count(), 1);
+}
+
 TEST_F(CliEventQueueTest, WaitForChangeWakesForAFlagAndForAPush) {
   CliEventQueue queue;
   std::atomic<bool> flag{false};

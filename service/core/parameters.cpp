@@ -4,6 +4,7 @@
 #include <limits>
 #include <optional>
 
+#include "boundary/ascii_case.h"
 #include "service/core/outside_text.h"
 #include "service/sdk/numbers.h"
 #include "system/ini_file.h"
@@ -27,13 +28,9 @@ bool HasRange(const sdk::ParameterSpec& spec) {
 std::string KeyPart(const std::string& name) {
   std::string part;
   for (const char c : name.substr(0, kLongestShownName)) {
-    if (c >= 'a' && c <= 'z') {
-      part += static_cast<char>(c - 'a' + 'A');
-    } else if ((c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' || c == '-') {
-      part += c;
-    } else {
-      part += '?';
-    }
+    const char upper = tarvex::AsciiUpper(c);
+    const bool isLetter = upper >= 'A' && upper <= 'Z';
+    part += isLetter || (c >= '0' && c <= '9') || c == '_' || c == '-' ? upper : '?';
   }
   return part;
 }
