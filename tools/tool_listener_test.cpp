@@ -9,6 +9,11 @@
 
 namespace {
 
+class SomeListener final : public ToolListener {
+ public:
+  using ToolListener::ToolListener;
+};
+
 // Keeps the devices of the module, as a tool's own class does.
 class SomeDevices : public ToolDevices {
  public:
@@ -46,7 +51,7 @@ class ToolListenerTest : public ToolTest {
     AddDevice("A", "Disk A");
     AddDevice("B", "Disk B");
     devices = std::make_unique<SomeDevices>(Target());
-    listener = std::make_unique<ToolListener>(queue, *devices, kRows);
+    listener = std::make_unique<SomeListener>(queue, *devices, kRows);
   }
   // The number of the next event; 0 when there is none.
   std::int32_t Next() {
@@ -56,7 +61,7 @@ class ToolListenerTest : public ToolTest {
 
   ToolEventQueue queue;
   std::unique_ptr<SomeDevices> devices;
-  std::unique_ptr<ToolListener> listener;
+  std::unique_ptr<SomeListener> listener;
 };
 
 TEST_F(ToolListenerTest, ConstructionRegistersAllHandlers) {
