@@ -1,9 +1,7 @@
 #include "host/module_loader.h"
 
 #include <dlfcn.h>
-#include <sys/stat.h>
 
-#include <algorithm>
 #include <utility>
 
 #include "os/trusted_file.h"
@@ -17,13 +15,6 @@ bool IsUsableName(const std::string& name) {
   return !name.empty() && name.find('\0') == std::string::npos;
 }
 
-bool IsSame(const Descriptor& one, const Descriptor& other) {
-  struct stat first {};
-  struct stat second {};
-  return ::fstat(one.Get(), &first) == 0 && ::fstat(other.Get(), &second) == 0 &&
-         first.st_dev == second.st_dev && first.st_ino == second.st_ino;
-}
-
 }  // namespace
 
 HostModuleHandle ModuleLoader::Load(const std::string& path, int /*reserved*/) {
@@ -34,29 +25,18 @@ HostModuleHandle ModuleLoader::Load(const std::string& path, int /*reserved*/) {
   const std::size_t slash = systemPath.rfind('/');
   const std::string folderPath = systemPath.substr(0, slash + 1);
   // A library's code has all the rights of the process before its first function is called.
-  Descriptor opened;
-  if (!OpenTrustedFolder(folderPath, opened).empty()) return nullptr;
-  const Folder folder = Known(std::move(opened));
+  Descriptor folder;
+  if (!OpenTrustedFolder(folderPath, folder).empty()) return nullptr;
   std::string ignored;
   const HostModuleHandle handle =
-      LoadTrustedLibrary(*folder, folderPath, systemPath.substr(slash + 1), ignored);
+      LoadTrustedLibrary(folder, folderPath, systemPath.substr(slash + 1), ignored);
   if (handle != nullptr) {
     const std::lock_guard lock(mutex_);
     Loaded& loaded = loaded_[handle];
     ++loaded.loads;
-    loaded.folders.insert(folder);
+    loaded.folders.push_back(std::move(folder));
   }
   return handle;
-}
-
-ModuleLoader::Folder ModuleLoader::Known(Descriptor folder) {
-  const std::lock_guard lock(mutex_);
-  for (const auto& [handle, loaded] : loaded_) {
-    const auto same = std::find_if(loaded.folders.begin(), loaded.folders.end(),
-                                   [&](const Folder& known) { return IsSame(*known, folder); });
-    if (same != loaded.folders.end()) return *same;
-  }
-  return std::make_shared<const Descriptor>(std::move(folder));
 }
 
 HostModuleFunction ModuleLoader::GetSymbol(HostModuleHandle handle, const std::string& name) {

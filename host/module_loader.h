@@ -2,9 +2,8 @@
 
 #include <cstddef>
 #include <map>
-#include <memory>
 #include <mutex>
-#include <set>
+#include <vector>
 
 #include "boundary/hostlayer_module.h"
 #include "os/descriptor.h"
@@ -22,15 +21,11 @@ class ModuleLoader final : public HostModule {
   void Unload(HostModuleHandle handle) override;
 
  private:
-  using Folder = std::shared_ptr<const Descriptor>;
   struct Loaded {
     std::size_t loads = 0;
     // All through which it was loaded: the loader remembers each as a name of the library.
-    std::set<Folder> folders;
+    std::vector<Descriptor> folders;
   };
-
-  // The same folder as something was loaded from, else this one.
-  Folder Known(Descriptor folder);
 
   std::mutex mutex_;
   std::map<HostModuleHandle, Loaded> loaded_;  // guarded by mutex_
