@@ -23,9 +23,10 @@ DeviceInformation InformationOf(const DeviceAdapter& device) {
 
 }  // namespace
 
-const log::LogHardware& LogInventory::Of(const ModuleAdapter& module, const DeviceAdapter& device) {
-  const auto [place, added] = devices_.try_emplace(&device);
-  Entry& entry = place->second;
+const log::LogHardware& LoggedInventory::Of(const ModuleAdapter& module,
+                                            const DeviceAdapter& device) {
+  const auto [found, added] = devices_.try_emplace(&device);
+  Entry& entry = found->second;
   if (added) {
     entry.number = devices_.size() - 1;
     const DeviceInformation information = InformationOf(device);
@@ -39,8 +40,8 @@ const log::LogHardware& LogInventory::Of(const ModuleAdapter& module, const Devi
   return entry.hardware;
 }
 
-void LogInventory::List(const std::vector<std::unique_ptr<ModuleAdapter>>& modules,
-                        log::LogSubject& subject) {
+void LoggedInventory::List(const std::vector<std::unique_ptr<ModuleAdapter>>& modules,
+                           log::LogSubject& subject) {
   for (const std::unique_ptr<ModuleAdapter>& module : modules) {
     subject.software.push_back({module->Name(), module->VersionText()});
     for (const DiagDevice* pointer : *module->GetDevices()) {
@@ -52,7 +53,7 @@ void LogInventory::List(const std::vector<std::unique_ptr<ModuleAdapter>>& modul
   listed_ = devices_.size();
 }
 
-bool LogInventory::IsListed(const DeviceAdapter& device) const {
+bool LoggedInventory::IsListed(const DeviceAdapter& device) const {
   const auto found = devices_.find(&device);
   return found != devices_.end() && found->second.number < listed_;
 }

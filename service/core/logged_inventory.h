@@ -11,7 +11,7 @@
 namespace orvan::core {
 
 // What the log says of the service's modules and their devices. Service thread.
-class LogInventory {
+class LoggedInventory {
  public:
   // Adds the modules and those of their devices that were found so far to what the run's start
   // says.

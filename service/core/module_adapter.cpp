@@ -27,10 +27,10 @@ ModuleAdapter::ModuleAdapter(ModulePointer module, log::ServiceLog& log, CallObs
 void ModuleAdapter::AddEntry(DiagCatalogue& catalogue, const DiagKey& key,
                              const std::string& option, const std::string& longName,
                              std::uint32_t rule) {
-  const auto [place, added] = catalogue.try_emplace(key, nullptr);
+  const auto [found, added] = catalogue.try_emplace(key, nullptr);
   if (added) {
     entries_.push_back(std::make_unique<CatalogEntry>(InLine(option), InLine(longName), rule));
-    place->second = entries_.back().get();
+    found->second = entries_.back().get();
   }
 }
 

@@ -19,13 +19,12 @@
 
 namespace orvan::sdk {
 
-// One test: one row of a module's table. Names and labels are message keys.
+// A test of a diagnostic. Names and labels are message keys.
 //
-// Its `key` is TestKey's: an identifier, by which the service and the command line know the test,
-// and a version, which the listing of tests and the supervisor protocol show. Its `parameterRule`
-// is read when the command line is: with kParametersMandatory a test without values is refused,
-// with kParametersNotWanted values are passed on with a warning, and any other value, such as 0,
-// leaves the user free.
+// Its `key` is TestKey's: an identifier, by which the command line finds the test's option, and a
+// version, which a supervising program is shown. Its `parameterRule` is read when the command line
+// is: with kParametersMandatory a test without values is refused, with kParametersNotWanted values
+// are passed on with a warning, and any other value, such as 0, leaves the user free.
 struct TestRecord {
   std::string name;      // e.g. "FUNNEL_READ_TEST"
   std::string option;    // e.g. "f"

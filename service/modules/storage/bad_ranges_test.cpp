@@ -15,7 +15,7 @@ TEST(BadRanges, StartsEmpty) {
 
 TEST(BadRanges, MergesBeforeAfterAndBetween) {
   BadRanges bad;
-  for (const std::uint64_t lba : {10, 12, 11, 9, 20}) bad.Add(lba, EIO);
+  for (const std::uint64_t lba : {10U, 12U, 11U, 9U, 20U}) bad.Add(lba, EIO);
   EXPECT_EQ(bad.Text(8), "9-12, 20");
   EXPECT_EQ(bad.Total(), 5U);
   EXPECT_EQ(bad.FirstLba(), 9U);
@@ -40,7 +40,7 @@ TEST(BadRanges, SectorZeroAndTheVeryLastAreSectorsLikeOthers) {
 
 TEST(BadRanges, ListIsBoundedAndTheCountIsNot) {
   BadRanges bad(2);
-  for (const std::uint64_t lba : {30, 10, 20, 31, 5}) bad.Add(lba, EIO);
+  for (const std::uint64_t lba : {30U, 10U, 20U, 31U, 5U}) bad.Add(lba, EIO);
   EXPECT_EQ(bad.Total(), 5U);
   EXPECT_EQ(bad.FirstLba(), 5U);
   EXPECT_FALSE(bad.IsComplete());
@@ -49,7 +49,7 @@ TEST(BadRanges, ListIsBoundedAndTheCountIsNot) {
 
 TEST(BadRanges, TextIsCutAtTheAskedNumber) {
   BadRanges bad;
-  for (const std::uint64_t lba : {1, 3, 5}) bad.Add(lba, EIO);
+  for (const std::uint64_t lba : {1U, 3U, 5U}) bad.Add(lba, EIO);
   EXPECT_EQ(bad.Text(3), "1, 3, 5");
   EXPECT_EQ(bad.Text(2), "1, 3, ...");
 }

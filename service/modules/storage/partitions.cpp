@@ -206,8 +206,8 @@ MountTable::MountTable(const machine::MachineFiles& files) {
 // The first mount of a device stays, except that one of the whole file system beats one of a part.
 void MountTable::Keep(std::map<std::string, Mount>& mounts, const std::string& key,
                       const Mount& mount) {
-  const auto [place, isNew] = mounts.try_emplace(key, mount);
-  if (!isNew && mount.isWhole && !place->second.isWhole) place->second = mount;
+  const auto [found, isNew] = mounts.try_emplace(key, mount);
+  if (!isNew && mount.isWhole && !found->second.isWhole) found->second = mount;
 }
 
 Mount MountTable::Find(const std::string& number, const std::string& devicePath) const {
