@@ -126,9 +126,7 @@ void Cli::FoldStatus(TestStatus status) {
 }
 
 void Cli::AddWarning(const std::string& text) {
-  if (std::find(warnings.begin(), warnings.end(), text) == warnings.end()) {
-    warnings.push_back(text);
-  }
+  if (std::find(warnings.begin(), warnings.end(), text) == warnings.end()) warnings.push_back(text);
 }
 
 std::string Cli::ApplicationName() const {

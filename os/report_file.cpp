@@ -67,13 +67,9 @@ bool ReportFile::OpenFile(Descriptor folder, const std::string& name) {
 }
 
 void ReportFile::Write(std::string_view text) {
-  if (!IsOpen()) {
-    return;
-  }
+  if (!IsOpen()) return;
   pending_ += text;
-  if (pending_.size() >= kBufferSize) {
-    Flush();
-  }
+  if (pending_.size() >= kBufferSize) Flush();
 }
 
 void ReportFile::Flush() {

@@ -7,9 +7,7 @@
 
 std::vector<std::string> ToolReport::List(const std::string& property, std::size_t needed) const {
   std::vector<std::string> list = tool_.GetToolProperty(property);
-  if (list.size() < needed) {
-    tarvex::NeedValues(tarvex::ToolWord(tool_), property, list, needed);
-  }
+  if (list.size() < needed) tarvex::NeedValues(tarvex::ToolWord(tool_), property, list, needed);
   return list;
 }
 

@@ -160,9 +160,7 @@ TEST_F(CliEventQueueTest, MayEndWhileTheLastPushIsStillReturning) {
     std::atomic<bool> first{true};
     std::promise<void> pushed;
     host_->semaphores[0]->onPost = [&] {
-      if (first.exchange(false)) {
-        pushed.set_value();
-      }
+      if (first.exchange(false)) pushed.set_value();
     };
     std::thread service([raw = queue.get()] { raw->Push({kEventSuiteFinished, {}}); });
     pushed.get_future().wait();

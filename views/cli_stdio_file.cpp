@@ -36,9 +36,7 @@ CliStdioFile::~CliStdioFile() {
 }
 
 ViewResult CliStdioFile::WriteText(std::string_view text, bool newLine) {
-  if (!outputStream.IsOpen()) {
-    return ReportClosedFile();
-  }
+  if (!outputStream.IsOpen()) return ReportClosedFile();
   outputStream.Write(tarvex::WithoutSteering(text, kReportLayout));
   if (newLine) {
     outputStream.Write("\n");
@@ -63,9 +61,7 @@ ViewResult CliStdioFile::PrintField(std::string name, std::string value, bool ne
 
 ViewResult CliStdioFile::PrintText(std::string text, bool newLine, bool format, bool titleCase,
                                    bool capitalizeFirst) {
-  if (format) {
-    text = FormatKey(std::move(text), titleCase, capitalizeFirst, true);
-  }
+  if (format) text = FormatKey(std::move(text), titleCase, capitalizeFirst, true);
   return WriteText(text, newLine);
 }
 
@@ -100,29 +96,19 @@ ViewResult CliStdioFile::ShowDeviceScan(std::string name, bool finished) {
 }
 
 ViewResult CliStdioFile::Open() {
-  if (!quiet) {
-    OrvanStdio::Open();
-  }
-  if (!fileName.empty() && tarvex::IsSeparator(fileName.back())) {
-    return kViewFileClosed;
-  }
+  if (!quiet) OrvanStdio::Open();
+  if (!fileName.empty() && tarvex::IsSeparator(fileName.back())) return kViewFileClosed;
   Filesystem& filesystem = *get_filesystem();
-  if (filesystem.IsInvalidPath(directory + "\\" + fileName) != 0) {
-    return kViewFileClosed;
-  }
+  if (filesystem.IsInvalidPath(directory + "\\" + fileName) != 0) return kViewFileClosed;
   const std::string wanted = directory;
-  if (filesystem.CreateDirectoryTree(wanted, directory) != 0) {
-    return kViewFileClosed;
-  }
+  if (filesystem.CreateDirectoryTree(wanted, directory) != 0) return kViewFileClosed;
   return OpenOutputFile() ? kViewOk : kViewFileClosed;
 }
 
 bool CliStdioFile::OpenOutputFile() {
   if (directory.empty()) {
     const char* beside = get_filesystem()->GetExecutableDirectory();
-    if (beside == nullptr) {
-      return false;
-    }
+    if (beside == nullptr) return false;
     directory = beside;
   }
   return outputStream.Open(tarvex::ToSystemPath(directory + "\\" + fileName));

@@ -36,9 +36,7 @@ void CliSuiteListener::OnSuiteEnd() {
 
 bool CliSuiteListener::OnDiagnosticStart(DiagDiagnostic* diagnostic) {
   queue_->diagnosticGate.Wait();
-  if (diagnostic == nullptr) {
-    return false;
-  }
+  if (diagnostic == nullptr) return false;
   DiagnosticStartRecord record;
   diagnostic->Name(record.name);
   diagnosticName_ = record.name;
@@ -60,9 +58,7 @@ void CliSuiteListener::OnDiagnosticEnd() {
 bool CliSuiteListener::OnTestStart(DiagDevice* /*device*/, DiagDiagnostic* /*diagnostic*/,
                                    DiagTest* test) {
   queue_->testGate.Wait();
-  if (test == nullptr) {
-    return false;
-  }
+  if (test == nullptr) return false;
   testFinished_ = false;
   testStart_ = timer_->Now();
   TestStartRecord record;

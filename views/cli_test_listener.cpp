@@ -12,9 +12,7 @@ void CliTestListener::OnTestReport(DiagDevice* /*device*/, DiagDiagnostic* /*dia
 }
 
 void CliTestListener::ClearReply(orvan_service::TestReply* record) {
-  if (record != nullptr) {
-    record->reply = 0;
-  }
+  if (record != nullptr) record->reply = 0;
 }
 
 bool CliTestListener::WantsInteraction() {

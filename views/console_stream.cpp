@@ -57,17 +57,13 @@ int ConsoleStreamBuffer::sync() {
 }
 
 bool ConsoleStreamBuffer::Put(wchar_t character) {
-  if (error_ != 0 || (pending_.size() >= kBufferSize && !Flush())) {
-    return false;
-  }
+  if (error_ != 0 || (pending_.size() >= kBufferSize && !Flush())) return false;
   AppendUtf8(pending_, Shown(character));
   return true;
 }
 
 bool ConsoleStreamBuffer::Flush() {
-  if (!pending_.empty()) {
-    error_ = sink_(pending_.data(), pending_.size());
-  }
+  if (!pending_.empty()) error_ = sink_(pending_.data(), pending_.size());
   pending_.clear();
   return error_ == 0;
 }

@@ -36,9 +36,7 @@ class HDKioTest : public testing::Test {
     close(savedInput_);
   }
   HDKio& View() {
-    if (!view_) {
-      view_ = std::make_unique<HDKio>(console_);
-    }
+    if (!view_) view_ = std::make_unique<HDKio>(console_);
     return *view_;
   }
   void Say(const std::string& bytes) const {

@@ -76,9 +76,7 @@ ViewResult OrvanStdio::PrintRaw(std::string text, bool newLine) {
 
 ViewResult OrvanStdio::PrintText(std::string text, bool newLine, bool format, bool titleCase,
                                  bool capitalizeFirst) {
-  if (format) {
-    text = FormatKey(std::move(text), titleCase, capitalizeFirst, true);
-  }
+  if (format) text = FormatKey(std::move(text), titleCase, capitalizeFirst, true);
   tarvex::WriteWidened(stream_, text);
   return EndPrint(newLine);
 }

@@ -23,9 +23,7 @@ bool IsAbortCommand(int byte) {
 SupervisorInput& SupervisorInput::Get() {
   // Never destroyed: the reader may outlive the static objects when the process ends early.
   static SupervisorInput& input = *new SupervisorInput;
-  if (input.reader_ == nullptr) {
-    input.Start();
-  }
+  if (input.reader_ == nullptr) input.Start();
   return input;
 }
 
@@ -51,9 +49,7 @@ void SupervisorInput::Read() {
   hasLooked_ = true;
   hasLooked_.notify_all();
   while (goOn && running) {
-    if (count > 0) {
-      peek_->Rest(kReaderCadenceMs);
-    }
+    if (count > 0) peek_->Rest(kReaderCadenceMs);
     count = peek_->Take(bytes.data(), bytes.size(), kReaderCadenceMs);
     goOn = Keep(bytes.data(), count);
   }
@@ -61,9 +57,7 @@ void SupervisorInput::Read() {
 
 // Keeps the last byte, or the abort command; false when no more is wanted or no more can come.
 bool SupervisorInput::Keep(const unsigned char* bytes, int count) {
-  if (count <= 0) {
-    return count != tarvex::kInputClosed;
-  }
+  if (count <= 0) return count != tarvex::kInputClosed;
   const unsigned char* const command = std::find_if(bytes, bytes + count, IsAbortCommand);
   const bool isAbort = command != bytes + count;
   lastByte_ = isAbort ? *command : bytes[count - 1];
@@ -86,8 +80,6 @@ void SupervisorInput::Look() {
 }
 
 bool SupervisorInput::IsAbort() {
-  if (reader_ == nullptr && running) {
-    Look();
-  }
+  if (reader_ == nullptr && running) Look();
   return IsAbortCommand(lastByte_);
 }

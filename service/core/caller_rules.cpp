@@ -25,9 +25,7 @@ void RequireUsableCache(const OrvanSettings& settings) {
 
 void RequireAppKey(const CallerInfo& caller) {
   const std::string& key = caller.appKey;
-  if (key.empty()) {
-    return;
-  }
+  if (key.empty()) return;
   if (key.size() < 16 || key.size() > 64 || !std::all_of(key.begin(), key.end(), IsKeyCharacter)) {
     throw InvalidAppKey();
   }

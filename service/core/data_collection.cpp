@@ -33,9 +33,7 @@ std::string JsonTest(const CollectedTest& test) {
 
 void DataCollection::Begin(const std::string& folder) noexcept {
   try {
-    if (folder_.empty()) {
-      folder_ = folder;
-    }
+    if (folder_.empty()) folder_ = folder;
   } catch (...) {
     complete_ = false;
   }
@@ -43,9 +41,7 @@ void DataCollection::Begin(const std::string& folder) noexcept {
 
 void DataCollection::AddTest(const CollectedTest& test) noexcept {
   try {
-    if (folder_.empty() || !complete_) {
-      return;
-    }
+    if (folder_.empty() || !complete_) return;
     modules_.try_emplace(test.module, test.moduleVersion);
     tests_ += (tests_.empty() ? "" : ",") + JsonTest(test);
     // A line that the spool can't take must not fill the memory either.
@@ -70,9 +66,7 @@ std::string DataCollection::Line() const {
 
 bool DataCollection::End() noexcept {
   try {
-    if (folder_.empty()) {
-      return true;
-    }
+    if (folder_.empty()) return true;
     const bool added =
         complete_ && tarvex::AppendToSpool(folder_, kSpoolName, Line(), kLargestSpool);
     folder_.clear();

@@ -7,17 +7,11 @@
 namespace orvan::core {
 
 bool TestAdapter::AppliesTo(DiagDevice* device) {
-  if (device == nullptr) {
-    return !record_.appliesTo;
-  }
+  if (device == nullptr) return !record_.appliesTo;
   const DeviceAdapter* known = module_.FindDevice(device);
-  if (known == nullptr) {
-    return false;
-  }
+  if (known == nullptr) return false;
   // So that its tests come to their verdict, which is that they could not be tried.
-  if (known->WhyUntestable()) {
-    return true;
-  }
+  if (known->WhyUntestable()) return true;
   return !record_.appliesTo || Guarded(module_.Log(), record_.name + " on " + known->Id(), false,
                                        [&] { return record_.appliesTo(known->Device()); });
 }

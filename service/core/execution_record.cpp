@@ -68,9 +68,7 @@ void TrackFinishedTest(SystemExecutionTracker& tracker, const FinishedTest& test
 }
 
 void LogStoreNotes(tarvex::RecordStoreReport* store, log::ServiceLog& log) {
-  if (store == nullptr) {
-    return;
-  }
+  if (store == nullptr) return;
   for (const std::string& note : store->TakeNotes()) {
     log.Text(log::LogSeverity::kWarning, note);
   }

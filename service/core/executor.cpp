@@ -91,9 +91,7 @@ void Executor::Run(const ResolvedPlan& plan) {
   module_ = plan.module;
   device_ = plan.device;
   deviceWorst_ = WorstVerdict();
-  if (!suite_.OnSuiteStart()) {
-    return;
-  }
+  if (!suite_.OnSuiteStart()) return;
   if (module_ == nullptr || plan.unknownDevice) {
     Refuse(module_ == nullptr ? "a plan for an unknown module" : "a plan for an unknown device");
   } else if (suite_.OnDeviceStart()) {
@@ -135,9 +133,7 @@ void Executor::RunDiagnostic(const ResolvedDiagnostic& item) {
     Refuse("an unknown diagnostic of a plan");
     return;
   }
-  if (!suite_.OnDiagnosticStart(item.diagnostic)) {
-    return;
-  }
+  if (!suite_.OnDiagnosticStart(item.diagnostic)) return;
   for (const ResolvedTest& test : item.tests) {
     RunTest(*item.diagnostic, test);
   }
@@ -150,9 +146,7 @@ void Executor::RunTest(DiagnosticAdapter& diagnostic, const ResolvedTest& item) 
     return;
   }
   DiagDevice* device = const_cast<DeviceAdapter*>(device_);
-  if (!suite_.OnTestStart(device, &diagnostic, item.test)) {
-    return;
-  }
+  if (!suite_.OnTestStart(device, &diagnostic, item.test)) return;
   log::StepLog step(*surroundings_.log, StepName(diagnostic, *item.test), surroundings_.hardware,
                     surroundings_.hardwareIsListed);
   step.Parameters(GivenParameters(item));
@@ -181,9 +175,7 @@ bool Executor::IsDecided(const ResolvedTest& item, sdk::ParameterValues& paramet
     verdict = sdk::Verdict::Canceled();
     return true;
   }
-  if (surroundings_.source->IsScripted()) {
-    return false;
-  }
+  if (surroundings_.source->IsScripted()) return false;
   const sdk::TestRecord& record = item.test->Record();
   const sdk::Device* device = device_ != nullptr ? &device_->Device() : nullptr;
   if (!item.belongs) {
@@ -215,9 +207,7 @@ sdk::Verdict Executor::Judge(DiagnosticAdapter& diagnostic, const ResolvedTest& 
   try {
     sdk::ParameterValues parameters;
     sdk::Verdict verdict;
-    if (IsDecided(item, parameters, verdict)) {
-      return verdict;
-    }
+    if (IsDecided(item, parameters, verdict)) return verdict;
     DiagDevice* device = const_cast<DeviceAdapter*>(device_);
     Context context({device, &diagnostic, item.test},
                     device_ != nullptr ? &device_->Device() : nullptr, std::move(parameters),
@@ -242,9 +232,7 @@ void Executor::Count(TestStatus status) {
 
 void Executor::Record(const TestAdapter& test, const sdk::Verdict& verdict, std::int64_t startMs,
                       double seconds) {
-  if (surroundings_.tracker == nullptr) {
-    return;
-  }
+  if (surroundings_.tracker == nullptr) return;
   TrackFinishedTest(*surroundings_.tracker,
                     {module_->Name(), test.Record().name, verdict.status, startMs,
                      std::chrono::duration<double>(seconds)},

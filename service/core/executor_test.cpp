@@ -174,9 +174,7 @@ TEST_F(ExecutorTest, AnAbortFromATestsStartCallCancelsThatTest) {
   plain->diagnostics = {
       MakeDiagnostic("Q", 1, {MakeTest("a", 1, Passes()), MakeTest("b", 2, Passes())})};
   suite.onTestStart = [this](const std::string& name) {
-    if (name == "b") {
-      service->AbortExecution(0, 0, 0);
-    }
+    if (name == "b") service->AbortExecution(0, 0, 0);
   };
   Start();
   Run();

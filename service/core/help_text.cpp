@@ -23,9 +23,7 @@ std::string TestLines(const sdk::TestRecord& test) {
 
 std::string HelpTextOf(const sdk::Module& module) {
   const sdk::ModuleHelp help = module.Help();
-  if (help.whole) {
-    return *help.whole;
-  }
+  if (help.whole) return *help.whole;
   std::string text = module.Name() + ": " + help.summary + '\n';
   for (const sdk::DiagnosticRecord& diagnostic : module.Diagnostics()) {
     text += "\n  -" + diagnostic.option + ", --" + diagnostic.longName + "  " + diagnostic.summary +

@@ -6,9 +6,7 @@ namespace {
 // The value of an entry; empty when there is none.
 std::string EntryOf(const DeviceInformation& information, const char* wanted) {
   for (const auto& [value, label] : information.entries) {
-    if (label == wanted) {
-      return value;
-    }
+    if (label == wanted) return value;
   }
   return {};
 }

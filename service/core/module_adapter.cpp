@@ -68,9 +68,7 @@ std::string ModuleAdapter::VersionText() const {
 }
 
 DiagDevice* ModuleAdapter::GetDevice(std::uint32_t index) {
-  if (index >= devices_.size() || withdrawn_.contains(devices_[index])) {
-    return nullptr;
-  }
+  if (index >= devices_.size() || withdrawn_.contains(devices_[index])) return nullptr;
   return devices_[index];
 }
 
@@ -85,9 +83,7 @@ std::vector<const DeviceAdapter*> ModuleAdapter::FoundDevices() const {
 
 void ModuleAdapter::Withdraw(const sdk::Device& device) {
   for (const DeviceAdapter* adapter : FoundDevices()) {
-    if (&adapter->Device() == &device) {
-      withdrawn_.insert(adapter);
-    }
+    if (&adapter->Device() == &device) withdrawn_.insert(adapter);
   }
 }
 
@@ -122,9 +118,7 @@ void ModuleAdapter::Take(std::vector<std::unique_ptr<sdk::Device>> devices) {
     }
     auto adapter = std::make_unique<DeviceAdapter>(std::move(device), log_);
     DeviceAdapter* pointer = adapter.get();
-    if (!ids.insert(pointer->Id()).second) {
-      tell("more than one device has the id " + pointer->Id());
-    }
+    if (!ids.insert(pointer->Id()).second) tell("more than one device has the id " + pointer->Id());
     if (pointer->WhyUntestable()) {
       tell("device " + pointer->Id() +
            " cannot be tested: " + tarvex::FormatKey(*pointer->WhyUntestable(), false, true, true));
@@ -152,9 +146,7 @@ ModuleAdapter::OwnedTest ModuleAdapter::FindTest(const DiagTest* test) const {
 
 ToolAdapter* ModuleAdapter::FindTool(const DiagTool* tool) const {
   for (const std::unique_ptr<ToolAdapter>& adapter : toolAdapters_) {
-    if (adapter.get() == tool) {
-      return adapter.get();
-    }
+    if (adapter.get() == tool) return adapter.get();
   }
   return nullptr;
 }

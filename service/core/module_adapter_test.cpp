@@ -81,9 +81,7 @@ TEST_F(ModuleAdapterTest, DevicesOfAnEarlierScanStayAlive) {
 TEST_F(ModuleAdapterTest, AScanThatThrowsIsNotOneThatFoundNothing) {
   bool broken = false;
   module->scan = [&broken](std::stop_token) {
-    if (broken) {
-      throw std::runtime_error("bus is gone");
-    }
+    if (broken) throw std::runtime_error("bus is gone");
     std::vector<std::unique_ptr<sdk::Device>> devices;
     devices.push_back(std::make_unique<PlainDevice>("7"));
     return devices;

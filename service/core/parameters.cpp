@@ -45,19 +45,13 @@ std::optional<std::string> CheckedInteger(const sdk::ParameterSpec& spec, const 
 
 std::optional<std::string> CheckedBoolean(const std::string& text) {
   const std::string lower = tarvex::LowerAscii(text);
-  if (lower == "true" || lower == "1") {
-    return "TRUE";
-  }
-  if (lower == "false" || lower == "0") {
-    return "FALSE";
-  }
+  if (lower == "true" || lower == "1") return "TRUE";
+  if (lower == "false" || lower == "0") return "FALSE";
   return std::nullopt;
 }
 
 std::optional<std::string> CheckedText(const std::string& text) {
-  if (text.size() > kLongestText || text.find('\0') != std::string::npos) {
-    return std::nullopt;
-  }
+  if (text.size() > kLongestText || text.find('\0') != std::string::npos) return std::nullopt;
   return text;
 }
 

@@ -46,9 +46,7 @@ LoadedLibrary OpenLibrary(const tarvex::Descriptor& folder, const std::string& s
                           const std::string& name, const char* entry) {
   LoadedLibrary library;
   library.handle = tarvex::LoadTrustedLibrary(folder, shownFolder, name, library.fault);
-  if (library.handle == nullptr) {
-    return library;
-  }
+  if (library.handle == nullptr) return library;
   library.entry = dlsym(library.handle, entry);
   if (library.entry == nullptr) {
     library.fault = std::string("has no ") + entry;
@@ -58,9 +56,7 @@ LoadedLibrary OpenLibrary(const tarvex::Descriptor& folder, const std::string& s
 }
 
 void CloseLibrary(void* handle) {
-  if (handle != nullptr) {
-    dlclose(handle);
-  }
+  if (handle != nullptr) dlclose(handle);
 }
 
 }  // namespace orvan::core

@@ -27,12 +27,8 @@ std::string Mismatch(const char* what, std::uint32_t found, std::uint32_t expect
 
 // Looks at each word only when those before it are right: a stranger's record may be shorter.
 std::string DescriptorFault(const sdk::ModuleDescriptor* descriptor) {
-  if (descriptor == nullptr) {
-    return "gives no descriptor";
-  }
-  if (descriptor->magic != sdk::kModuleMagic) {
-    return "has a descriptor of another kind";
-  }
+  if (descriptor == nullptr) return "gives no descriptor";
+  if (descriptor->magic != sdk::kModuleMagic) return "has a descriptor of another kind";
   if (descriptor->abiVersion != sdk::kModuleAbiVersion) {
     return Mismatch("interface version", descriptor->abiVersion, sdk::kModuleAbiVersion);
   }
@@ -46,9 +42,7 @@ std::string DescriptorFault(const sdk::ModuleDescriptor* descriptor) {
 }
 
 void Require(const std::string& fault) {
-  if (!fault.empty()) {
-    throw std::runtime_error(fault);
-  }
+  if (!fault.empty()) throw std::runtime_error(fault);
 }
 
 // Scenarios may take such options, for they are there to try the front end.
@@ -81,9 +75,7 @@ ModulePointer LoadPlugin(const PluginFolder& folder, const std::string& name,
     throw std::runtime_error(fault);
   }
   ModulePointer module(descriptor->create(environment), descriptor->destroy);
-  if (module == nullptr) {
-    throw std::runtime_error("makes no module");
-  }
+  if (module == nullptr) throw std::runtime_error("makes no module");
   Require(ReservedOptionFault(*module));
   return module;
 }
@@ -93,13 +85,9 @@ std::vector<std::string> PluginNames(const tarvex::Descriptor& folder) {
   std::error_code error;
   std::filesystem::directory_iterator entry("/proc/self/fd/" + std::to_string(folder.Get()), error);
   for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
-    if (entry->path().extension() == ".so") {
-      names.push_back(entry->path().filename().string());
-    }
+    if (entry->path().extension() == ".so") names.push_back(entry->path().filename().string());
   }
-  if (error) {
-    throw std::runtime_error(error.message());
-  }
+  if (error) throw std::runtime_error(error.message());
   std::sort(names.begin(), names.end());
   return names;
 }

@@ -21,13 +21,9 @@ ResolvedPlan ResolvePlan(const std::vector<std::unique_ptr<ModuleAdapter>>& modu
                          const std::vector<DiagnosticRunItem>& plan) {
   ResolvedPlan resolved;
   for (const std::unique_ptr<ModuleAdapter>& known : modules) {
-    if (known.get() == module) {
-      resolved.module = known.get();
-    }
+    if (known.get() == module) resolved.module = known.get();
   }
-  if (resolved.module == nullptr) {
-    return resolved;
-  }
+  if (resolved.module == nullptr) return resolved;
   resolved.device = resolved.module->FindDevice(device);
   resolved.unknownDevice = device != nullptr && resolved.device == nullptr;
   resolved.diagnostics.reserve(plan.size());

@@ -48,9 +48,7 @@ Service::~Service() {
 }
 
 void Service::Close() {
-  if (closed_.exchange(true)) {
-    return;
-  }
+  if (closed_.exchange(true)) return;
   observer_.OnRelease();
   abort_.request_stop();
   modulePointers_.clear();
@@ -100,9 +98,7 @@ void Service::SetTestListener(orvan_service::TestListenerView* listener) {
 
 void Service::ExecuteDiagnostics(DiagModule* module, DiagDevice* device,
                                  std::vector<DiagnosticRunItem> plan) {
-  if (closed_) {
-    return;
-  }
+  if (closed_) return;
   const ResolvedPlan resolved = ResolvePlan(modules_, module, device, plan);
   observer_.OnExecuteDiagnostics(resolved);
   BeginLog();
@@ -129,9 +125,7 @@ void Service::ExecuteDiagnostics(DiagModule* module, DiagDevice* device,
     surroundings.groupId = groupId_;
     tracked = IsOn(truths_, kSettingExecutionTracker);
   }
-  if (tracked && tracker_ == nullptr && options_.makeTracker) {
-    tracker_ = options_.makeTracker();
-  }
+  if (tracked && tracker_ == nullptr && options_.makeTracker) tracker_ = options_.makeTracker();
   surroundings.tracker = tracked ? tracker_.get() : nullptr;
   surroundings.recordStore = options_.recordStore;
   if (const std::string folder = CollectionFolder(); !folder.empty()) {
@@ -145,9 +139,7 @@ void Service::BeginLog() {
   if (!std::exchange(logBegun_, true)) {
     log::LogSubject subject = SubjectOf(options_, *source_);
     inventory_.List(modules_, subject);
-    if (!log_.Begin(std::move(subject))) {
-      inventory_.Unlist();
-    }
+    if (!log_.Begin(std::move(subject))) inventory_.Unlist();
   }
 }
 

@@ -33,9 +33,7 @@ class ToolAdapter::Context final : public sdk::ToolContext {
     return tool_.Property(key);
   }
   bool Fire(const std::string& event) override {
-    if (listener_ == nullptr || failure_) {
-      return false;
-    }
+    if (listener_ == nullptr || failure_) return false;
     try {
       return listener_->Dispatch(&tool_, event);
     } catch (...) {
@@ -46,9 +44,7 @@ class ToolAdapter::Context final : public sdk::ToolContext {
     return false;
   }
   void Withdraw(const sdk::Device& device) override {
-    if (filtering_) {
-      tool_.module_.Withdraw(device);
-    }
+    if (filtering_) tool_.module_.Withdraw(device);
   }
   std::stop_token StopToken() const override { return stop_; }
 
@@ -73,9 +69,7 @@ void ToolAdapter::SetToolProperty(const std::string& key, const std::vector<std:
   observer_.OnSetToolProperty(record_.name, key, values);
   const std::lock_guard lock(mutex_);
   properties_.insert_or_assign(key, values);
-  if (key != kForcedAbortProperty) {
-    return;
-  }
+  if (key != kForcedAbortProperty) return;
   if (values.empty()) {
     abortPending_ = false;
   } else {
@@ -95,9 +89,7 @@ std::vector<std::string> ToolAdapter::Property(const std::string& key) {
 
 bool ToolAdapter::IsApplicable(DiagDevice* device) {
   const DeviceAdapter* known = module_.FindDevice(device);
-  if (known == nullptr || known->WhyUntestable()) {
-    return false;
-  }
+  if (known == nullptr || known->WhyUntestable()) return false;
   return !record_.appliesTo || Guarded(module_.Log(), record_.name + " on " + known->Id(), false,
                                        [&] { return record_.appliesTo(known->Device()); });
 }
@@ -157,12 +149,8 @@ void ToolAdapter::Run(orvan_service::ToolListenerView* listener,
     }
     listenerFailure = context.ListenerFailure();
   }
-  if (listenerFailure) {
-    std::rethrow_exception(listenerFailure);
-  }
-  if (failure) {
-    throw std::runtime_error(InLine(*std::move(failure)));
-  }
+  if (listenerFailure) std::rethrow_exception(listenerFailure);
+  if (failure) throw std::runtime_error(InLine(*std::move(failure)));
 }
 
 // Asked once the run has begun: a request that comes later is followed by an abort, which then

@@ -217,9 +217,7 @@ class FilteringRunTest : public ToolAdapterTest {
       seen.clear();
       for (const sdk::Device* device : context.Devices()) {
         seen.push_back(device->Id());
-        if (device->Id() == "0") {
-          context.Withdraw(*device);
-        }
+        if (device->Id() == "0") context.Withdraw(*device);
       }
     });
   }

@@ -85,14 +85,10 @@ LogLine ServiceLog::NextLine() {
 }
 
 bool ServiceLog::Open() {
-  if (tried_ || ended_) {
-    return file_.IsOpen();
-  }
+  if (tried_ || ended_) return file_.IsOpen();
   tried_ = true;
   const std::int64_t now = NowMilliseconds();
-  if (!file_.Create(folder_, now)) {
-    return false;
-  }
+  if (!file_.Create(folder_, now)) return false;
   nextLine_ = 0;
   const std::string version = SchemaVersionLine({nextLine_++, now});
   const std::string start = RunLine({nextLine_++, now}, RunStartArtifact(subject_));
@@ -134,9 +130,7 @@ bool ServiceLog::Write(LogRank rank, const std::string& line) {
 }
 
 void ServiceLog::Run(LogRank rank, const std::string& artifact) {
-  if (Open() && Admits(rank)) {
-    Write(rank, RunLine(NextLine(), artifact));
-  }
+  if (Open() && Admits(rank)) Write(rank, RunLine(NextLine(), artifact));
 }
 
 void ServiceLog::Error(const std::string& symptom, const std::string& message) noexcept {
@@ -197,9 +191,7 @@ std::uint64_t ServiceLog::StartStep(const std::string& name) noexcept {
     }
   });
   Quietly([&] {
-    if (sync != nullptr) {
-      sync->SyncNow();
-    }
+    if (sync != nullptr) sync->SyncNow();
   });
   return step;
 }
@@ -223,9 +215,7 @@ void ServiceLog::EndStep(std::uint64_t step, LogStatus status) noexcept {
     }
   });
   Quietly([&] {
-    if (sync != nullptr) {
-      sync->SyncSoon();
-    }
+    if (sync != nullptr) sync->SyncSoon();
   });
 }
 
@@ -241,9 +231,7 @@ void ServiceLog::MoveTo(const std::string& folder) noexcept {
   Quietly([&] {
     const std::string place = tarvex::WithSlashes(folder);
     const std::lock_guard lock(mutex_);
-    if (place == folder_ || ended_) {
-      return;
-    }
+    if (place == folder_ || ended_) return;
     if (!file_.IsOpen()) {
       folder_ = place;
       tried_ = false;

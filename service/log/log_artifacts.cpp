@@ -29,9 +29,7 @@ std::string Member(const char* key, JsonObject& object) {
 }
 
 void AddText(JsonObject& object, const char* key, const std::string& text) {
-  if (!text.empty()) {
-    object.Text(key, LogText(text));
-  }
+  if (!text.empty()) object.Text(key, LogText(text));
 }
 
 std::string HardwareJson(const LogHardware& hardware) {

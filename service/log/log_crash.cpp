@@ -10,9 +10,7 @@ using Json = nlohmann::json;
 
 // A member of an object; null when there is none.
 const Json* Find(const Json* value, const char* key) {
-  if (value == nullptr || !value->is_object()) {
-    return nullptr;
-  }
+  if (value == nullptr || !value->is_object()) return nullptr;
   const auto found = value->find(key);
   return found != value->end() ? &*found : nullptr;
 }
@@ -25,9 +23,7 @@ template <typename See>
 void ForEachLine(std::string_view tail, See see) {
   while (!tail.empty()) {
     const std::size_t end = tail.find('\n');
-    if (end == std::string_view::npos) {
-      return;
-    }
+    if (end == std::string_view::npos) return;
     see(tail.substr(0, end));
     tail.remove_prefix(end + 1);
   }
@@ -45,9 +41,7 @@ bool HasRunEnd(std::string_view tail) {
 std::vector<std::string> OpenSteps(std::string_view tail) {
   std::map<std::string, std::string> open;  // step to name
   ForEachLine(tail, [&open](std::string_view line) {
-    if (line.find("\"testStep") == std::string_view::npos) {
-      return;
-    }
+    if (line.find("\"testStep") == std::string_view::npos) return;
     const Json value = Json::parse(line, nullptr, false);
     const Json* const artifact = Find(&value, "testStepArtifact");
     const std::string step = TextOf(Find(artifact, "testStepId"));

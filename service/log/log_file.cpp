@@ -49,20 +49,14 @@ int MakeLocked(const tarvex::Descriptor& folder, const std::string& stem, std::s
                tarvex::Descriptor& file) {
   name = stem + ".jsonl";
   tarvex::Descriptor made;
-  if (const int error = Make(folder, name, made); error != 0) {
-    return error;
-  }
+  if (const int error = Make(folder, name, made); error != 0) return error;
   const int error = Lock(made);
-  if (error == 0 ? !tarvex::IsNamed(folder, name, made) : error == EWOULDBLOCK) {
-    return EEXIST;
-  }
+  if (error == 0 ? !tarvex::IsNamed(folder, name, made) : error == EWOULDBLOCK) return EEXIST;
   if (error != 0) {
     // Under that name it would look like the log of a crashed run.
     unlinkat(folder.Get(), name.c_str(), 0);
     name = stem + ".unlocked.jsonl";
-    if (const int second = Make(folder, name, made); second != 0) {
-      return second;
-    }
+    if (const int second = Make(folder, name, made); second != 0) return second;
   }
   file = std::move(made);
   return 0;
@@ -71,30 +65,20 @@ int MakeLocked(const tarvex::Descriptor& folder, const std::string& stem, std::s
 }  // namespace
 
 bool LogFile::Create(const std::string& folder, std::int64_t nowMs) {
-  if (folder.empty() || folder.find('\0') != std::string::npos) {
-    return false;
-  }
+  if (folder.empty() || folder.find('\0') != std::string::npos) return false;
   tarvex::Descriptor place;
-  if (tarvex::MakeFolderOverOwnLinks(folder, place) != 0) {
-    return false;
-  }
+  if (tarvex::MakeFolderOverOwnLinks(folder, place) != 0) return false;
   auto fresh = std::make_shared<Open>();
   fresh->folder.Reset(openat(place.Get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (!fresh->folder.IsOpen()) {
-    return false;
-  }
+  if (!fresh->folder.IsOpen()) return false;
   std::string name;
   for (int tries = 0; tries < kNameTries && !fresh->file.IsOpen(); ++tries) {
     const std::string stem =
         "tarvex-" + FileTimeText(nowMs + tries) + '-' + std::to_string(getpid());
     const int error = MakeLocked(fresh->folder, stem, name, fresh->file);
-    if (error != 0 && error != EEXIST) {
-      return false;
-    }
+    if (error != 0 && error != EEXIST) return false;
   }
-  if (!fresh->file.IsOpen()) {
-    return false;
-  }
+  if (!fresh->file.IsOpen()) return false;
   file_ = std::move(fresh);
   folder_ = folder;
   name_ = std::move(name);
@@ -102,9 +86,7 @@ bool LogFile::Create(const std::string& folder, std::int64_t nowMs) {
 }
 
 bool LogFile::Append(std::string_view line, LogRank rank) {
-  if (file_ == nullptr) {
-    return false;
-  }
+  if (file_ == nullptr) return false;
   Open& open = *file_;
   const std::uint64_t behind = RoomBehind(rank);
   if (behind > 0 && !open.reserve.Hold(open.file.Get(), open.size + line.size() + behind)) {
@@ -121,9 +103,7 @@ bool LogFile::Append(std::string_view line, LogRank rank) {
   // What a full disk took of the line would spoil the next one.
   if (written > 0) {
     open.reserve.Forget(open.size);
-    if (ftruncate(open.file.Get(), static_cast<off_t>(open.size)) != 0) {
-      Close();
-    }
+    if (ftruncate(open.file.Get(), static_cast<off_t>(open.size)) != 0) Close();
   }
   return false;
 }
@@ -146,9 +126,7 @@ bool LogFile::CopyFrom(const LogFile& other) {
 
 bool LogFile::MoveTo(const std::string& folder, std::int64_t nowMs) {
   LogFile next;
-  if (file_ == nullptr || !next.Create(folder, nowMs)) {
-    return false;
-  }
+  if (file_ == nullptr || !next.Create(folder, nowMs)) return false;
   if (!next.CopyFrom(*this)) {
     next.Discard();
     return false;

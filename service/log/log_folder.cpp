@@ -51,9 +51,7 @@ bool TakeDigits(std::string_view& text, std::size_t least, std::size_t most) {
 }
 
 bool TakeText(std::string_view& text, std::string_view wanted) {
-  if (text.substr(0, wanted.size()) != wanted) {
-    return false;
-  }
+  if (text.substr(0, wanted.size()) != wanted) return false;
   text.remove_prefix(wanted.size());
   return true;
 }
@@ -137,9 +135,7 @@ bool IsLogName(std::string_view name) {
 std::vector<UnfinishedLog> TakeUnfinishedLogs(const std::string& folder) {
   std::vector<UnfinishedLog> taken;
   const Descriptor place = OpenFolder(folder);
-  if (!place.IsOpen()) {
-    return taken;
-  }
+  if (!place.IsOpen()) return taken;
   const std::vector<Entry> logs = LogsIn(place);
   for (std::size_t at = logs.size() - std::min(logs.size(), kMostLogs);
        at < logs.size() && taken.size() < kMostTails; ++at) {
@@ -151,9 +147,7 @@ std::vector<UnfinishedLog> TakeUnfinishedLogs(const std::string& folder) {
     }
     const Descriptor file = OpenEnded(place, log.name);
     const std::string end = Tail(file, kEndBytes);
-    if (end.empty() || HasRunEnd(end)) {
-      continue;
-    }
+    if (end.empty() || HasRunEnd(end)) continue;
     std::string tail = Tail(file, kTailBytes);
     const std::string stem = log.name.substr(0, log.name.size() - kEnding.size());
     const std::string name = stem + std::string(kCrashedEnding);
@@ -166,9 +160,7 @@ std::vector<UnfinishedLog> TakeUnfinishedLogs(const std::string& folder) {
 
 void PruneLogs(const std::string& folder, const LogLimits& limits, const std::string& own) {
   const Descriptor place = OpenFolder(folder);
-  if (!place.IsOpen()) {
-    return;
-  }
+  if (!place.IsOpen()) return;
   const std::vector<Entry> logs = LogsIn(place);
   std::size_t files = logs.size();
   std::uint64_t bytes = 0;
@@ -176,9 +168,7 @@ void PruneLogs(const std::string& folder, const LogLimits& limits, const std::st
     bytes += log.bytes;
   }
   for (const Entry& log : logs) {
-    if (files <= limits.files && bytes <= limits.bytes) {
-      return;
-    }
+    if (files <= limits.files && bytes <= limits.bytes) return;
     if (log.name != own && OpenEnded(place, log.name).IsOpen() &&
         unlinkat(place.Get(), log.name.c_str(), 0) == 0) {
       --files;

@@ -68,9 +68,7 @@ std::string VerdictText(const sdk::Verdict& verdict) {
                                                        {"", PlainText(verdict.message)}};
   std::string text;
   for (const auto& [label, part] : parts) {
-    if (!part.empty()) {
-      text += (text.empty() ? "" : "; ") + std::string(label) + part;
-    }
+    if (!part.empty()) text += (text.empty() ? "" : "; ") + std::string(label) + part;
   }
   return text;
 }
@@ -88,9 +86,7 @@ StepLog::StepLog(ServiceLog& log, const std::string& name, const LogHardware* ha
 }
 
 void StepLog::Parameters(const sdk::ParameterValues& values) {
-  if (values.empty()) {
-    return;
-  }
+  if (values.empty()) return;
   JsonObject content;
   for (const auto& [name, value] : values) {
     content.Text(LogText(name), LogText(value));
@@ -99,9 +95,7 @@ void StepLog::Parameters(const sdk::ParameterValues& values) {
 }
 
 void StepLog::Message(const std::string& message) {
-  if (!message.empty()) {
-    log_.Step(step_, TextArtifact(LogSeverity::kInfo, PlainText(message)));
-  }
+  if (!message.empty()) log_.Step(step_, TextArtifact(LogSeverity::kInfo, PlainText(message)));
 }
 
 void StepLog::Measure(const sdk::Measurement& measurement) {
@@ -126,9 +120,7 @@ void StepLog::End(const std::string& test, const sdk::Verdict& verdict) {
   } else if (!hasError_) {
     artifact = ErrorArtifact(SymptomOf(row), text);
   }
-  if (!artifact.empty()) {
-    log_.Step(step_, artifact, LogRank::kOutcome);
-  }
+  if (!artifact.empty()) log_.Step(step_, artifact, LogRank::kOutcome);
   log_.EndStep(step_, row.step);
 }
 

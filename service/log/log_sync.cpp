@@ -31,9 +31,7 @@ struct LogSync::Shared {
     const bool isIdle = asked == finished;
     urgent = urgent || isUrgent;
     ++asked;
-    if (isIdle || isUrgent) {
-      wake.notify_one();
-    }
+    if (isIdle || isUrgent) wake.notify_one();
     return asked;
   }
 
@@ -54,9 +52,7 @@ void LogSync::Shared::Work() {
       finished = reached;
       isLate = false;
     }
-    if (stop && asked == finished) {
-      break;
-    }
+    if (stop && asked == finished) break;
     done.notify_all();
   }
   hasThread = false;
@@ -89,9 +85,7 @@ bool LogSync::SyncNow() {
   shared_->lastUrgent = now;
   const bool waits = shared_->hasThread && !isBurst && !shared_->isLate;
   const std::uint64_t mine = shared_->Ask(waits);
-  if (!waits) {
-    return false;
-  }
+  if (!waits) return false;
   const bool isDone = shared_->done.wait_for(lock, shared_->pace.patience,
                                              [&] { return shared_->finished >= mine; });
   shared_->isLate = !isDone;

@@ -27,9 +27,7 @@ struct Counter {
 struct HungDisk {
   ~HungDisk() { Release(); }
   void Release() {
-    if (!std::exchange(isReleased, true)) {
-      release->count_down();
-    }
+    if (!std::exchange(isReleased, true)) release->count_down();
   }
   std::function<void()> Sync() {
     return [release = release] { release->wait(); };

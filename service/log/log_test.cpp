@@ -138,9 +138,7 @@ TEST(ServiceLog, EndsWithWhatTheVerdictsComeTo) {
     TemporaryFolder folder;
     ServiceLog log(folder.Path());
     log.Begin({});
-    if (ending.hasError) {
-      log.Error("fault", "x");
-    }
+    if (ending.hasError) log.Error("fault", "x");
     for (const TestStatus verdict : ending.verdicts) {
       log.Count(verdict);
     }

@@ -74,9 +74,7 @@ CapturedFiles::CapturedFiles(const std::string& text) {
 
 void CapturedFiles::Add(const std::string& path, Entry entry) {
   // A bare name never takes the place of an entry with content.
-  if (entry.kind != Kind::kFolder || !entries_.contains(path)) {
-    entries_[path] = std::move(entry);
-  }
+  if (entry.kind != Kind::kFolder || !entries_.contains(path)) entries_[path] = std::move(entry);
   for (std::string folder = Parent(path); !entries_.contains(folder); folder = Parent(folder)) {
     entries_[folder] = {};
   }

@@ -49,9 +49,7 @@ ReaderState FaultyBlockReader::Collect(std::vector<BlockReadResult>& results,
   bool beside = false;  // the read before this one failed
   const std::size_t before = results.size();
   for (std::uint32_t slot = 0; slot < depth_ && !queue_.empty(); ++slot) {
-    if (faults_.loseAfterReads >= 0 && answered_ >= faults_.loseAfterReads) {
-      return faults_.lostAs;
-    }
+    if (faults_.loseAfterReads >= 0 && answered_ >= faults_.loseAfterReads) return faults_.lostAs;
     const BlockRead read = queue_.front();
     queue_.pop_front();
     int error = 0;

@@ -29,9 +29,7 @@ class RepeatedKeys : public Json::json_sax_t {
   bool key(string_t& name) override {
     Level& object = open_.back();
     object.key = name;
-    if (!object.keys.insert(name).second) {
-      Fail(Place(), "stands twice");
-    }
+    if (!object.keys.insert(name).second) Fail(Place(), "stands twice");
     return true;
   }
   bool null() override { return Count(); }
@@ -59,9 +57,7 @@ class RepeatedKeys : public Json::json_sax_t {
 
   // A value begins, which counts where a list holds it.
   bool Count() {
-    if (!open_.empty()) {
-      ++open_.back().begun;
-    }
+    if (!open_.empty()) ++open_.back().begun;
     return true;
   }
   bool Open(bool isList) {

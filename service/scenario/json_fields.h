@@ -28,9 +28,7 @@ constexpr std::uint64_t kMax64 = std::numeric_limits<std::uint64_t>::max();
 }
 
 inline std::string Text(const Json& value, const std::string& place) {
-  if (!value.is_string()) {
-    Fail(place, "must be a text");
-  }
+  if (!value.is_string()) Fail(place, "must be a text");
   return value.get<std::string>();
 }
 
@@ -44,9 +42,7 @@ inline std::uint64_t Number(const Json& value, const std::string& place, std::ui
 // Reads `value` as an array, each element by `read(element, place of the element)`.
 template <typename Read>
 auto List(const Json& value, const std::string& place, Read read) {
-  if (!value.is_array()) {
-    Fail(place, "must be a list");
-  }
+  if (!value.is_array()) Fail(place, "must be a list");
   std::vector<decltype(read(value, place))> items;
   items.reserve(value.size());
   for (const Json& item : value) {
@@ -58,9 +54,7 @@ auto List(const Json& value, const std::string& place, Read read) {
 // Reads `value` as an object from any key to what `read` gives.
 template <typename Read>
 auto Map(const Json& value, const std::string& place, Read read) {
-  if (!value.is_object()) {
-    Fail(place, "must be an object");
-  }
+  if (!value.is_object()) Fail(place, "must be an object");
   std::map<std::string, decltype(read(value, place))> items;
   for (const auto& [key, item] : value.items()) {
     std::string where = place;
@@ -78,9 +72,7 @@ inline std::vector<std::string> Texts(const Json& value, const std::string& plac
 class Fields {
  public:
   Fields(const Json& value, std::string place) : value_(value), place_(std::move(place)) {
-    if (!value.is_object()) {
-      Fail(place_, "must be an object");
-    }
+    if (!value.is_object()) Fail(place_, "must be an object");
   }
 
   std::string PlaceOf(std::string_view key) const {
@@ -95,9 +87,7 @@ class Fields {
   }
   const Json& Need(const char* key) {
     const Json* found = Find(key);
-    if (found == nullptr) {
-      Fail(PlaceOf(key), "is missing");
-    }
+    if (found == nullptr) Fail(PlaceOf(key), "is missing");
     return *found;
   }
 
@@ -115,24 +105,18 @@ class Fields {
   }
   std::int32_t GetSigned(const char* key, std::int32_t fallback) {
     const Json* found = Find(key);
-    if (found == nullptr) {
-      return fallback;
-    }
+    if (found == nullptr) return fallback;
     const bool fits =
         found->is_number_unsigned()
             ? found->get<std::uint64_t>() <= kMax32 / 2
             : found->is_number_integer() &&
                   found->get<std::int64_t>() >= std::numeric_limits<std::int32_t>::min();
-    if (!fits) {
-      Fail(PlaceOf(key), "must be a whole number of 32 bits");
-    }
+    if (!fits) Fail(PlaceOf(key), "must be a whole number of 32 bits");
     return found->get<std::int32_t>();
   }
   bool GetFlag(const char* key, bool fallback = false) {
     const Json* found = Find(key);
-    if (found != nullptr && !found->is_boolean()) {
-      Fail(PlaceOf(key), "must be true or false");
-    }
+    if (found != nullptr && !found->is_boolean()) Fail(PlaceOf(key), "must be true or false");
     return found != nullptr ? found->get<bool>() : fallback;
   }
   std::chrono::milliseconds GetMs(const char* key) {
@@ -153,9 +137,7 @@ class Fields {
 
   void Finish() const {
     for (const auto& item : value_.items()) {
-      if (known_.count(item.key()) == 0) {
-        Fail(PlaceOf(item.key()), "is an unknown key");
-      }
+      if (known_.count(item.key()) == 0) Fail(PlaceOf(item.key()), "is an unknown key");
     }
   }
 

@@ -35,9 +35,7 @@ sdk::ParameterSpec ReadParameter(const Json& value, const std::string& place) {
       "range",
       [](const Json& bound, const std::string& where) { return Number(bound, where, kMax32); });
   if (!range.empty()) {
-    if (range.size() != 2) {
-      Fail(fields.PlaceOf("range"), "must have two numbers");
-    }
+    if (range.size() != 2) Fail(fields.PlaceOf("range"), "must have two numbers");
     spec.least = range[0];
     spec.greatest = range[1];
   }

@@ -24,9 +24,7 @@ bool WaitUntil(Clock::time_point then, const std::stop_token& stop) {
 const OutcomeScript& OutcomeOn(const TestScript& script, const sdk::Device* device) {
   if (device != nullptr) {
     const auto found = script.outcomes.find(device->Id());
-    if (found != script.outcomes.end()) {
-      return found->second;
-    }
+    if (found != script.outcomes.end()) return found->second;
   }
   return script.outcome;
 }
@@ -35,14 +33,10 @@ sdk::Verdict PlayOutcome(const OutcomeScript& outcome, sdk::TestContext& context
   const Clock::time_point start = Clock::now();
   const std::stop_token stop = context.StopToken();
   for (const ReportScript& report : outcome.reports) {
-    if (!WaitUntil(start + report.at, stop)) {
-      return sdk::Verdict::Canceled();
-    }
+    if (!WaitUntil(start + report.at, stop)) return sdk::Verdict::Canceled();
     context.Report(report.percent, report.message);
   }
-  if (!WaitUntil(start + outcome.duration, stop)) {
-    return sdk::Verdict::Canceled();
-  }
+  if (!WaitUntil(start + outcome.duration, stop)) return sdk::Verdict::Canceled();
   sdk::Verdict verdict;
   verdict.status = outcome.status;
   return verdict;
@@ -52,24 +46,18 @@ sdk::Verdict PlayOutcome(const OutcomeScript& outcome, sdk::TestContext& context
 bool PlaySteps(const std::vector<StepScript>& steps, sdk::ToolContext& context,
                const std::stop_token& stop) {
   for (const StepScript& step : steps) {
-    if (!WaitUntil(Clock::now() + step.after, stop)) {
-      return false;
-    }
+    if (!WaitUntil(Clock::now() + step.after, stop)) return false;
     for (const auto& [key, values] : step.set) {
       context.SetProperty(key, values);
     }
-    if (!step.event.empty()) {
-      context.Fire(step.event);
-    }
+    if (!step.event.empty()) context.Fire(step.event);
   }
   return true;
 }
 
 void WithdrawDevices(const std::set<std::string>& ids, sdk::ToolContext& context) {
   for (const sdk::Device* device : context.Devices()) {
-    if (ids.contains(device->Id())) {
-      context.Withdraw(*device);
-    }
+    if (ids.contains(device->Id())) context.Withdraw(*device);
   }
 }
 

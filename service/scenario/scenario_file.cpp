@@ -16,12 +16,8 @@ constexpr std::size_t kLargestFile = 64ULL * 1024 * 1024;
 
 ThrownError ReadThrown(Fields& fields, const char* key) {
   const std::string name = fields.GetText(key);
-  if (name == "InvalidAppKey") {
-    return ThrownError::kInvalidAppKey;
-  }
-  if (name == "FailedToVisitLocalCache") {
-    return ThrownError::kFailedToVisitLocalCache;
-  }
+  if (name == "InvalidAppKey") return ThrownError::kInvalidAppKey;
+  if (name == "FailedToVisitLocalCache") return ThrownError::kFailedToVisitLocalCache;
   if (fields.Find(key) != nullptr) {
     Fail(fields.PlaceOf(key), "must be \"InvalidAppKey\" or \"FailedToVisitLocalCache\"");
   }
@@ -56,12 +52,8 @@ std::string ReadTracePath(Fields& fields) {
 Scenario ReadRoot(const Json& value) {
   Fields fields(value, "");
   Scenario scenario;
-  if (fields.Find("trace") != nullptr) {
-    scenario.trace = ReadTracePath(fields);
-  }
-  if (const Json* service = fields.Find("service")) {
-    ReadService(*service, scenario);
-  }
+  if (fields.Find("trace") != nullptr) scenario.trace = ReadTracePath(fields);
+  if (const Json* service = fields.Find("service")) ReadService(*service, scenario);
   scenario.modules = fields.GetList("modules", ReadModule);
   fields.Finish();
   return scenario;
@@ -92,12 +84,8 @@ Scenario ParseScenario(std::string_view text) {
 
 Scenario ReadScenario(const std::string& path) {
   std::string text;
-  if (!tarvex::ReadRegularFile(path, kLargestFile + 1, text)) {
-    Fail("", "cannot be read");
-  }
-  if (text.size() > kLargestFile) {
-    Fail("", "is larger than 64 MiB");
-  }
+  if (!tarvex::ReadRegularFile(path, kLargestFile + 1, text)) Fail("", "cannot be read");
+  if (text.size() > kLargestFile) Fail("", "is larger than 64 MiB");
   return ParseScenario(text);
 }
 

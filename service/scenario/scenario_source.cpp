@@ -28,16 +28,12 @@ class ScenarioSource final : public core::ModuleSource {
     if (scenario_.trace) {
       const std::string folder = std::filesystem::path(path).parent_path().string();
       const std::string fault = trace_.Open(folder.empty() ? "." : folder, *scenario_.trace);
-      if (!fault.empty()) {
-        throw ScenarioFault("trace: " + fault);
-      }
+      if (!fault.empty()) throw ScenarioFault("trace: " + fault);
     }
   }
 
   std::optional<std::vector<core::LoadedModule>> Load(log::ServiceLog& /*log*/) override {
-    if (!scenario_.loadsModules) {
-      return std::nullopt;
-    }
+    if (!scenario_.loadsModules) return std::nullopt;
     std::vector<core::LoadedModule> modules;
     for (ModuleScript& script : scenario_.modules) {
       modules.push_back({core::ModulePointer(MakeModule(std::move(script)).release(),

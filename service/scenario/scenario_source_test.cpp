@@ -120,9 +120,7 @@ TEST_F(ScenarioSourceTest, AnAbortEndsTheTestAtOnceAndCancelsTheRest) {
   Start();
   std::latch running(1);
   suite.onTestStart = [&](const std::string& name) {
-    if (name == "LONG") {
-      running.count_down();
-    }
+    if (name == "LONG") running.count_down();
   };
   std::thread runner([this] {
     service->ExecuteDiagnostics(module, module->GetDevice(0), core::testing::WholePlan(*module));

@@ -64,12 +64,8 @@ std::string Trace::Open(const std::string& folder, const std::string& path) {
       !tarvex::ReadUpTo(file.File(), sizeof kLineStart - 1, start)) {
     return "cannot be written";
   }
-  if (!start.empty() && start != kLineStart) {
-    return "names a file that is no trace";
-  }
-  if (file.Empty() != 0) {
-    return "cannot be written";
-  }
+  if (!start.empty() && start != kLineStart) return "names a file that is no trace";
+  if (file.Empty() != 0) return "cannot be written";
   file_ = std::move(file);
   return {};
 }

@@ -72,9 +72,7 @@ class Faults {
   std::int64_t Readable(std::uint64_t offset, std::uint64_t size) {
     std::unique_lock lock(mutex_);
     for (;;) {
-      if (vanished_ != 0) {
-        return -vanished_;
-      }
+      if (vanished_ != 0) return -vanished_;
       const auto fault = bad_.lower_bound(offset / kSectorBytes);
       if (fault == bad_.end() || fault->first * kSectorBytes >= offset + size) {
         return static_cast<std::int64_t>(size);
@@ -82,9 +80,7 @@ class Faults {
       if (fault->first * kSectorBytes > offset) {
         return static_cast<std::int64_t>(fault->first * kSectorBytes - offset);
       }
-      if (fault->second != kHangs) {
-        return -fault->second;
-      }
+      if (fault->second != kHangs) return -fault->second;
       ++waiting_;
       hangs_.notify_all();
       changed_.wait(lock);
@@ -118,9 +114,7 @@ int GetAttributes(const char* path, struct stat* out, fuse_file_info* /*info*/) 
     out->st_nlink = 2;
     return 0;
   }
-  if (std::strcmp(path, kFilePath) != 0) {
-    return -ENOENT;
-  }
+  if (std::strcmp(path, kFilePath) != 0) return -ENOENT;
   out->st_mode = S_IFREG | 0600;
   out->st_nlink = 1;
   out->st_size = static_cast<off_t>(diskBytes);
@@ -134,9 +128,7 @@ int ReadFolder(const char* /*path*/, void* buffer, fuse_fill_dir_t fill, off_t /
 }
 
 int Open(const char* path, fuse_file_info* info) {
-  if (std::strcmp(path, kFilePath) != 0) {
-    return -ENOENT;
-  }
+  if (std::strcmp(path, kFilePath) != 0) return -ENOENT;
   info->direct_io = 1;  // every read of the loop device comes here, none from the page cache
   return 0;
 }
@@ -144,9 +136,7 @@ int Open(const char* path, fuse_file_info* info) {
 int Read(const char* /*path*/, char* buffer, size_t size, off_t offset, fuse_file_info* /*info*/) {
   ++reads;
   const auto start = static_cast<std::uint64_t>(offset);
-  if (start >= diskBytes) {
-    return 0;
-  }
+  if (start >= diskBytes) return 0;
   const std::int64_t readable =
       faults.Readable(start, std::min<std::uint64_t>(size, diskBytes - start));
   for (std::int64_t at = 0; at < readable; ++at) {

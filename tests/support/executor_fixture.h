@@ -20,9 +20,7 @@ class KeptRecords final : public SystemExecutionTracker {
   KeptRecords(std::vector<SystemExecutionRecord>& records, const bool& broken)
       : records_(records), broken_(broken) {}
   void Track(const SystemExecutionRecord& record) override {
-    if (broken_) {
-      throw std::runtime_error("no store");
-    }
+    if (broken_) throw std::runtime_error("no store");
     records_.push_back(record);
   }
   int Remove() override { return 0; }

@@ -16,9 +16,7 @@ class TemporaryFolder {
  public:
   TemporaryFolder() {
     std::string pattern = (std::filesystem::temp_directory_path() / "orvan-XXXXXX").string();
-    if (mkdtemp(pattern.data()) == nullptr) {
-      throw std::runtime_error("no temporary folder");
-    }
+    if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no temporary folder");
     path_ = pattern;
   }
   ~TemporaryFolder() {

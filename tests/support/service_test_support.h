@@ -24,17 +24,13 @@ class PlainDevice final : public sdk::Device {
   explicit PlainDevice(std::string id) : id_(std::move(id)) {}
   std::string Id() const override { return id_; }
   DeviceInformation Information() const override {
-    if (broken) {
-      throw std::runtime_error("no information");
-    }
+    if (broken) throw std::runtime_error("no information");
     DeviceInformation information;
     information.name = "Device " + id_;
     return information;
   }
   std::vector<DiagResource> Resources() const override {
-    if (broken) {
-      throw std::runtime_error("no resources");
-    }
+    if (broken) throw std::runtime_error("no resources");
     return {{"PARTITION", {{"LABEL", "root"}}}};
   }
   std::string UniqueId() const override { return "serial-" + id_; }
@@ -90,14 +86,10 @@ class PlainSource : public ModuleSource {
     return loaded;
   }
   void CheckSettings(const OrvanSettings& /*settings*/) const override {
-    if (cacheFails) {
-      throw FailedToVisitLocalCache();
-    }
+    if (cacheFails) throw FailedToVisitLocalCache();
   }
   void CheckCaller(const CallerInfo& /*caller*/) const override {
-    if (keyFails) {
-      throw InvalidAppKey();
-    }
+    if (keyFails) throw InvalidAppKey();
   }
   bool IsScripted() const override { return scripted; }
 
@@ -156,9 +148,7 @@ class RecordingSuite final : public orvan_service::SuiteListenerView {
   bool OnSuiteStart() override { return list_.Add("suite"); }
   void OnSuiteEnd() override {
     list_.Add("suite end");
-    if (onSuiteEnd) {
-      onSuiteEnd();
-    }
+    if (onSuiteEnd) onSuiteEnd();
   }
   bool OnDeviceStart() override { return list_.Add("device"); }
   void OnDeviceEnd(DiagModule* /*module*/, DiagDevice* device, std::string text) override {
@@ -172,17 +162,13 @@ class RecordingSuite final : public orvan_service::SuiteListenerView {
   bool OnTestStart(DiagDevice* /*device*/, DiagDiagnostic* /*diagnostic*/,
                    DiagTest* test) override {
     const bool goesOn = list_.Add("test " + NameOf(test));
-    if (onTestStart) {
-      onTestStart(NameOf(test));
-    }
+    if (onTestStart) onTestStart(NameOf(test));
     return goesOn;
   }
   void OnTestEnd(DiagDevice* /*device*/, DiagDiagnostic* /*diagnostic*/, DiagTest* test,
                  TestStatus status) override {
     list_.Add("test end " + NameOf(test) + " " + std::to_string(status));
-    if (onTestEnd) {
-      onTestEnd();
-    }
+    if (onTestEnd) onTestEnd();
   }
 
   std::function<void(const std::string&)> onTestStart;

@@ -28,9 +28,7 @@ ScopedTestHost::~ScopedTestHost() {
 
 int TestConsole::ReadKey() {
   ++reads;
-  if (keys.empty()) {
-    return kNoKey;
-  }
+  if (keys.empty()) return kNoKey;
   const int key = keys.front();
   keys.pop_front();
   return key;
@@ -47,9 +45,7 @@ void TestSemaphore::Init(int initial, int maximum) {
 }
 
 void TestSemaphore::Wait() {
-  if (onWait) {
-    onWait();
-  }
+  if (onWait) onWait();
   std::unique_lock lock(lock_);
   ++waiters_;
   changed_.notify_all();
@@ -78,9 +74,7 @@ int TestSemaphore::Count() {
 int TestThread::Start(HostThreadHandle* handle, int /*reserved*/, HostThreadFunction function,
                       void* argument, const char* name) {
   *handle = nullptr;
-  if (startResult != 0) {
-    return startResult;
-  }
+  if (startResult != 0) return startResult;
   names.emplace_back(name);
   ended_ = false;
   *handle = new HostThreadState{std::thread([this, function, argument] {
