@@ -65,7 +65,9 @@ TEST_P(EveryAttribute, ThatCannotBeReadCostsNoDiskItsPlace) {
       const bool isIt = i == index && !(error == ENOENT && MayBeMissing(name));
       EXPECT_EQ(disk.WhyUntestable().has_value(), isIt) << name << ' ' << error << ' ' << i;
       EXPECT_TRUE(disk.Information().properties.contains("NonRotatingMedia"));
-      if (isIt) EXPECT_EQ(Entries(disk)["COULD_NOT_BE_READ"], std::string(name) + ": " + words);
+      if (isIt) {
+        EXPECT_EQ(Entries(disk)["COULD_NOT_BE_READ"], std::string(name) + ": " + words);
+      }
     }
   }
 }
@@ -189,7 +191,9 @@ TEST(ScanTrouble, APartitionsSizeThatCannotBeReadIsNotZero) {
   const auto resources = disks.at(0)->Resources();
   ASSERT_EQ(resources.size(), 1U);
   for (const auto& [label, value] : resources[0].pairs) {
-    if (label == "SIZE") EXPECT_EQ(value, "UNABLE_TO_OBTAIN");
+    if (label == "SIZE") {
+      EXPECT_EQ(value, "UNABLE_TO_OBTAIN");
+    }
   }
 }
 
