@@ -1,7 +1,6 @@
 #include "frontend/run_driver.h"
 
 #include <algorithm>
-#include <array>
 
 #include "boundary/orvan_service.h"
 #include "frontend/cli.h"
@@ -17,16 +16,6 @@
 #include "views/orvan_stdio.h"
 
 namespace {
-
-// Results that a module without anything to run on leaves as they are.
-constexpr std::array kResultsOfRuns{kResultPassed, kResultFailed, kResultWarning,
-                                    kResultNotApplicable, kResultCanceled};
-
-void SetResultUnlessRun(Cli& cli, std::int32_t code) {
-  if (std::find(kResultsOfRuns.begin(), kResultsOfRuns.end(), cli.result) == kResultsOfRuns.end()) {
-    cli.result = code;
-  }
-}
 
 bool HasTests(const DeviceRunPlan& plan) {
   return std::any_of(plan.diagnostics.begin(), plan.diagnostics.end(),
@@ -57,12 +46,12 @@ bool BeginModule(Cli& cli, ModuleSelection& selection) {
   cli.view->BeginModule(selection.module->GetDisplayName(name));
   if (selection.HasNoDevices()) {
     tarvex::PrintWarning(*cli.view, kKeyNoDevicesFound);
-    SetResultUnlessRun(cli, kResultNoDevice);
+    cli.MergeResult(kResultNoDevice);
     if (!Has(cli.flags, CLI_FLAG_SUPERVISED)) return false;
   }
   if (selection.plans.empty()) {
     tarvex::PrintWarningList(*cli.view, kKeyFollowingDevicesMissing, selection.missingDevices);
-    SetResultUnlessRun(cli, kResultNoDevice);
+    cli.MergeResult(kResultNoDevice);
     return false;
   }
   if (Cli::CountPlannedTests(selection.plans) == 0) {

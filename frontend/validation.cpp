@@ -33,12 +33,6 @@ std::string JoinNames(const std::vector<std::string>& names) {
   return text;
 }
 
-// Results of finished tests that a missing module does not replace.
-bool IsRunResult(std::int32_t code) {
-  return code == kResultPassed || code == kResultFailed || code == kResultWarning ||
-         code == kResultCanceled;
-}
-
 }  // namespace
 
 int Cli::ValidateSelections(std::string& errorText) {
@@ -52,7 +46,7 @@ int Cli::ValidateSelections(std::string& errorText) {
       if (const int code = ParseDiagnostic(diagnostic, errorText); code != kParseOk) return code;
     }
   }
-  if (noneAvailable && !selectedModules.empty() && !IsRunResult(result)) result = kResultNoModule;
+  if (noneAvailable && !selectedModules.empty()) MergeResult(kResultNoModule);
   return kParseOk;
 }
 
