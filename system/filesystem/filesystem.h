@@ -52,8 +52,9 @@ class Filesystem {
   virtual int ResizeFile(FileHandle handle, std::uint64_t size) = 0;
   // One transfer at `offset`, waited for at most `timeoutSeconds`. Results are the kTransfer and
   // k...TimedOut values above; *done gets the bytes moved. Buffer, offset and size are aligned to
-  // the logical sector size of the disk. A transfer that timed out may still touch a private copy
-  // of the buffer, never the caller's.
+  // the logical sector size of the disk. A transfer that timed out may still come to its end, over
+  // a private copy of the buffer, and never overtaken by the next one of the file: that begins when
+  // it has ended, or times out.
   virtual int WriteFileAt(FileHandle handle, std::uint64_t offset, std::size_t size,
                           std::size_t* done, unsigned timeoutSeconds, const void* buffer) = 0;
   virtual int ReadFileAt(FileHandle handle, std::uint64_t offset, std::size_t size,

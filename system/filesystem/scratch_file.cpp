@@ -8,9 +8,9 @@
 #include <cerrno>
 #include <chrono>
 #include <cstring>
+#include <exception>
 #include <future>
 #include <limits>
-#include <system_error>
 #include <thread>
 
 #include "system/filesystem/filesystem.h"
@@ -46,30 +46,46 @@ std::shared_ptr<Transfer> Prepare(TransferDirection direction, const Descriptor&
   return transfer;
 }
 
-// The transfer's result, once it has one. It and its thread end with the later of both users.
-std::future<std::int64_t> Start(const std::shared_ptr<Transfer>& transfer,
-                                const decltype(ScratchFile::make)& make) {
+// The transfer's result, once it has one. The transfer ends with the later of its thread and its
+// user.
+std::shared_future<std::int64_t> Start(const std::shared_ptr<Transfer>& transfer,
+                                       const decltype(ScratchFile::make)& make) {
   std::packaged_task<std::int64_t()> task([transfer, make] { return make(*transfer); });
-  std::future<std::int64_t> result = task.get_future();
+  std::shared_future<std::int64_t> result = task.get_future();
   std::thread(std::move(task)).detach();
   return result;
 }
 
-int WaitFor(const std::shared_ptr<Transfer>& transfer, const decltype(ScratchFile::make)& make,
-            unsigned timeoutSeconds, std::size_t& done) {
-  std::future<std::int64_t> result;
-  try {
-    result = Start(transfer, make);
-  } catch (const std::system_error&) {
-    return kTransferNotStarted;
-  }
-  if (result.wait_for(std::chrono::seconds(timeoutSeconds)) != std::future_status::ready) {
-    return transfer->direction == TransferDirection::kRead ? kReadTimedOut : kWriteTimedOut;
-  }
-  const std::int64_t moved = result.get();
+int Carry(ScratchFile& file, const std::shared_ptr<Transfer>& transfer, unsigned timeoutSeconds,
+          std::size_t& done) {
+  const auto isOverBy = [&file, end = std::chrono::steady_clock::now() +
+                                      std::chrono::seconds(timeoutSeconds)] {
+    return file.latest.wait_until(end) == std::future_status::ready;
+  };
+  const int late = transfer->direction == TransferDirection::kRead ? kReadTimedOut : kWriteTimedOut;
+  if (file.latest.valid() && !isOverBy()) return late;
+  file.latest = Start(transfer, file.make);
+  if (!isOverBy()) return late;
+  const std::int64_t moved = file.latest.get();
   if (moved < 0) return WasRefused(moved) ? kTransferNotStarted : kTransferIncomplete;
   done = std::min(static_cast<std::size_t>(moved), transfer->size);
   return done == transfer->size ? kTransferDone : kTransferIncomplete;
+}
+
+// One transfer, from or into memory of the caller's; the other is null.
+int Run(ScratchFile& file, TransferDirection direction, std::uint64_t offset, std::size_t size,
+        unsigned timeoutSeconds, std::size_t& done, const void* from, void* to) {
+  done = 0;
+  try {
+    const auto transfer = Prepare(direction, file.descriptor, offset, size);
+    if (transfer == nullptr) return kTransferNotStarted;
+    if (from != nullptr && size > 0) std::memcpy(transfer->bytes.get(), from, size);
+    const int result = Carry(file, transfer, timeoutSeconds, done);
+    if (to != nullptr && done > 0) std::memcpy(to, transfer->bytes.get(), done);
+    return result;
+  } catch (const std::exception&) {  // no memory, or no thread
+    return kTransferNotStarted;
+  }
 }
 
 }  // namespace
@@ -94,19 +110,10 @@ std::int64_t MakeTransfer(Transfer& transfer) {
 
 int ScratchFile::Read(std::uint64_t offset, std::size_t size, std::size_t& done,
                       unsigned timeoutSeconds, void* bytes) {
-  done = 0;
-  const auto transfer = Prepare(TransferDirection::kRead, descriptor, offset, size);
-  if (transfer == nullptr) return kTransferNotStarted;
-  const int result = WaitFor(transfer, make, timeoutSeconds, done);
-  if (done > 0) std::memcpy(bytes, transfer->bytes.get(), done);
-  return result;
+  return Run(*this, TransferDirection::kRead, offset, size, timeoutSeconds, done, nullptr, bytes);
 }
 
 int ScratchFile::Write(std::uint64_t offset, std::size_t size, std::size_t& done,
                        unsigned timeoutSeconds, const void* bytes) {
-  done = 0;
-  const auto transfer = Prepare(TransferDirection::kWrite, descriptor, offset, size);
-  if (transfer == nullptr) return kTransferNotStarted;
-  if (size > 0) std::memcpy(transfer->bytes.get(), bytes, size);
-  return WaitFor(transfer, make, timeoutSeconds, done);
+  return Run(*this, TransferDirection::kWrite, offset, size, timeoutSeconds, done, bytes, nullptr);
 }

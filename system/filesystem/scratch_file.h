@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <functional>
+#include <future>
 #include <memory>
 #include <utility>
 
@@ -30,8 +31,11 @@ std::int64_t MakeTransfer(Transfer& transfer);
 
 }  // namespace tarvex
 
-// An open scratch file. Each transfer has a thread, so that nobody needs to wait for its end: one
-// that timed out is left to its thread, with its memory. One thread at a time.
+// An open scratch file. Each transfer has a thread, so that nobody needs to wait for its end: the
+// system ends none that has begun, so one that timed out is left to its thread, with its memory and
+// a descriptor, and the file counts as in use until it has ended. The next transfer waits for that
+// within its own time, so that none overtakes another and no more than one is ever left. One thread
+// at a time.
 struct ScratchFile {
   // These two carry out one transfer as Filesystem::ReadFileAt and WriteFileAt tell.
   int Read(std::uint64_t offset, std::size_t size, std::size_t& done, unsigned timeoutSeconds,
@@ -41,4 +45,5 @@ struct ScratchFile {
 
   tarvex::Descriptor descriptor;
   std::function<std::int64_t(tarvex::Transfer&)> make = tarvex::MakeTransfer;
+  std::shared_future<std::int64_t> latest{};  // the result of the transfer that was started last
 };

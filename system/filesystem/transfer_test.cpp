@@ -166,9 +166,25 @@ TEST_F(HeldTransferTest, TransferThatTimedOutOutlivesItsFile) {
 TEST_F(HeldTransferTest, LateBytesDoNotReachTheNextTransfer) {
   EXPECT_EQ(file_.Read(0, 8, done_, 0, buffer_.data()), 134);
   file_.make = tarvex::MakeTransfer;
-  EXPECT_EQ(file_.Read(0, 8, done_, 10, buffer_.data()), 0);
   EXPECT_TRUE(LetItEnd());
+  EXPECT_EQ(file_.Read(0, 8, done_, 10, buffer_.data()), 0);
   EXPECT_EQ(Buffer(), "01234567");
+}
+
+TEST_F(HeldTransferTest, NextTransferTimesOutBehindOneThatIsLeftAndStartsOnceThatHasEnded) {
+  EXPECT_EQ(file_.Write(0, 4, done_, 0, "abcd"), 135);
+  int started = 0;
+  file_.make = [&started](const Transfer& transfer) {
+    ++started;
+    return static_cast<std::int64_t>(transfer.size);
+  };
+  EXPECT_EQ(file_.Write(0, 4, done_, 0, "efgh"), 135);
+  EXPECT_EQ(file_.Read(0, 4, done_, 0, buffer_.data()), 134);
+  EXPECT_EQ(started, 0);
+  EXPECT_TRUE(LetItEnd());
+  EXPECT_EQ(file_.Write(0, 4, done_, 10, "efgh"), 0);
+  EXPECT_EQ(started, 1);
+  EXPECT_EQ(done_, 4U);
 }
 
 }  // namespace
