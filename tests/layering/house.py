@@ -253,7 +253,8 @@ def check_paths(root):
         paths += [
             code
             for code in CODE.findall(text)
-            if code.split("/")[0] in tops and re.fullmatch(r"[a-z0-9_./]+/[a-z0-9_.]*", code)
+            if re.fullmatch(r"[a-z0-9_./]+/[a-z0-9_.]*", code)
+            and (code.split("/")[0] in tops or code.endswith((".cpp", ".h", ".py")))
         ]
         found += [f"{document}: there is no {path}" for path in paths if not is_there(root, path)]
     return found

@@ -212,9 +212,10 @@ def test_folder_with_a_table_of_its_own_is_left_out_of_its_rooms(tmp_path):
 
 
 def test_path_in_a_document_that_leads_nowhere_is_found(tmp_path):
-    text = "`os/a` [a](a.h) `os/a.h` `os/` [b](b.h) `os/b.h` `os/NAME.h` `etc/b.h` `os` [c](http://c)"
+    text = "`os/a` [a](a.h) `os/a.h` `os/` [b](b.h) `os/b.h` `os/NAME.h` `etc/b` `odd/b.h` `os` [c](http://c)"
     root = write(tmp_path, {"os/a.h": "", "os/README.md": text})
     assert house.check_paths(root) == [
         "os/README.md: there is no os/b.h",
         "os/README.md: there is no os/b.h",
+        "os/README.md: there is no odd/b.h",
     ]
