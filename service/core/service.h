@@ -101,7 +101,7 @@ class Service final : public OrvanService {
   bool loadTried_ = false;                           // service thread
   bool loaded_ = false;                              // service thread
   bool logBegun_ = false;                            // service thread
-  LoggedInventory inventory_;                           // service thread
+  LoggedInventory inventory_;                        // service thread
   std::unique_ptr<SystemExecutionTracker> tracker_;  // service thread
   DataCollection collection_;                        // service thread
   mutable std::mutex mutex_;                         // guards all below
