@@ -49,10 +49,10 @@ void Require(const std::string& fault) {
 std::string ReservedOptionFault(const sdk::Module& module) {
   for (const sdk::DiagnosticRecord& diagnostic : module.Diagnostics()) {
     const std::string letter = diagnostic.option.substr(0, 1);
-    const bool hasLetter = letter.empty() || IsReservedLetter(letter[0]);
-    if (hasLetter || IsReservedLongName(diagnostic.longName)) {
+    const bool takesLetter = !letter.empty() && IsReservedLetter(letter[0]);
+    if (takesLetter || IsReservedLongName(diagnostic.longName)) {
       return "its diagnostic " + diagnostic.name + " has the option \"" +
-             (hasLetter ? '-' + letter : "--" + diagnostic.longName) +
+             (takesLetter ? '-' + letter : "--" + diagnostic.longName) +
              "\", which no module can have";
     }
   }

@@ -100,9 +100,17 @@ TEST_F(PluginLoaderTest, RefusesAModuleThatTakesALongOptionOfTheProgram) {
             "its diagnostic SMALL_TEST has the option \"--help\", which no module can have");
 }
 
-TEST_F(PluginLoaderTest, RefusesADiagnosticWithoutALetter) {
-  EXPECT_EQ(ReasonOf("no_letter"),
-            "its diagnostic SMALL_TEST has the option \"-\", which no module can have");
+TEST_F(PluginLoaderTest, RefusesAModuleWithALetterThatTheScannerGivesAMeaning) {
+  EXPECT_EQ(ReasonOf("scanner_letter"),
+            "its diagnostic SMALL_TEST has the option \"-;\", which no module can have");
+}
+
+TEST_F(PluginLoaderTest, LoadsADiagnosticWithoutALetterForItTakesNone) {
+  Place("no_letter", "a.so");
+  const LoadedPlugins loaded = LoadPlugins(folder.Path(), {});
+  EXPECT_TRUE(loaded.refusals.empty());
+  ASSERT_EQ(loaded.modules.size(), 1U);
+  EXPECT_EQ(loaded.modules[0].module->Diagnostics().at(0).option, "");
 }
 
 TEST_F(PluginLoaderTest, RefusesWhatIsNoLibrary) {

@@ -42,7 +42,8 @@ struct TestRecord {
 };
 
 // One diagnostic: a named list of tests. Its option and its long name are options of the command
-// line, so a plug-in that takes one of the program's own (boundary/reserved_options.h) is refused.
+// line, so a plug-in that takes one of the program's own, or a letter that cannot be one
+// (boundary/reserved_options.h), is refused.
 //
 // Its `key` is DiagnosticKey's: an identifier, and the kind, by which run-all chooses. Nobody reads
 // its `parameterRule`.

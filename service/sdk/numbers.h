@@ -78,7 +78,8 @@ std::optional<std::uint64_t> NumberIn(const std::string& text);
 ParameterSpec SpecOf(const NumberRow& row, std::uint64_t initial);
 
 // A test that takes `numbers`, whose defaults are `defaults`, and that `run` runs: a function from
-// TestContext& and const Values& to Verdict.
+// TestContext& and const Values& to Verdict. A run with a value that its row does not allow, be it
+// given or a default, is invalid, and `run` is not called.
 template <typename Values, std::size_t kCount, typename Run>
 TestWork WorkOf(const std::array<Number<Values>, kCount>& numbers, const Values& defaults,
                 Run run) {
@@ -90,8 +91,8 @@ TestWork WorkOf(const std::array<Number<Values>, kCount>& numbers, const Values&
     Values values = defaults;
     for (const Number<Values>& number : numbers) {
       const auto given = context.Parameters().find(number.name);
-      if (given == context.Parameters().end()) continue;
-      const std::optional<std::uint64_t> value = NumberIn(given->second);
+      const std::optional<std::uint64_t> value =
+          given == context.Parameters().end() ? defaults.*number.field : NumberIn(given->second);
       if (!value || *value < number.least || *value > number.greatest) {
         return InvalidParameter(number.name);
       }

@@ -22,11 +22,13 @@ constexpr Number kLast{"last", "LAST", "|LAST_BLOCK", 10, 99, &Range::last};
 constexpr Number kBlocks{"blocks", "BLOCKS", "|HOW_MANY", 1, 8, &Sample::blocks};
 constexpr auto kNumbers = NumbersOf<Sample>(kBlocks, kFirst, kLast);
 
-// What work with the defaults 3, 20 and 4 reads, and its verdict.
+constexpr Sample kDefaults{{3, 20}, 4};
+
+// What work with those defaults reads, and its verdict.
 struct Reading {
-  explicit Reading(const ParameterValues& given) {
+  explicit Reading(const ParameterValues& given, const Sample& defaults = kDefaults) {
     RememberingContext context(nullptr, given);
-    verdict = WorkOf(kNumbers, Sample{{3, 20}, 4}, [this](TestContext&, const Sample& values) {
+    verdict = WorkOf(kNumbers, defaults, [this](TestContext&, const Sample& values) {
                 read = values;
                 return Verdict::Passed();
               }).run(context);
@@ -36,8 +38,8 @@ struct Reading {
 };
 
 TEST(Numbers, AreListedInTheOrderOfTheirRowsWithRangeAndDefault) {
-  const TestWork work = WorkOf(kNumbers, Sample{{3, 20}, 4},
-                               [](TestContext&, const Sample&) { return Verdict::Passed(); });
+  const TestWork work =
+      WorkOf(kNumbers, kDefaults, [](TestContext&, const Sample&) { return Verdict::Passed(); });
   ASSERT_EQ(work.parameters.size(), 3U);
   const ParameterSpec& blocks = work.parameters[0];
   EXPECT_EQ(blocks.name, "blocks");
@@ -77,6 +79,17 @@ TEST(Numbers, AValueThatIsNoneOrOutsideItsRangeIsInvalidAndNamed) {
     EXPECT_FALSE(reading.read.has_value()) << wrong;
     EXPECT_EQ(reading.verdict.status, kTestInvalid) << wrong;
     EXPECT_EQ(reading.verdict.message, "|INVALID_VALUE_OF_PARAMETER_blocks") << wrong;
+  }
+}
+
+TEST(Numbers, ADefaultOutsideItsRangeIsInvalidAndNamedUnlessAnotherValueIsGiven) {
+  for (const std::uint64_t wrong : {0U, 9U}) {
+    const Reading reading({}, Sample{{3, 20}, wrong});
+    EXPECT_FALSE(reading.read.has_value()) << wrong;
+    EXPECT_EQ(reading.verdict.status, kTestInvalid) << wrong;
+    EXPECT_EQ(reading.verdict.message, "|INVALID_VALUE_OF_PARAMETER_blocks") << wrong;
+    const Reading other({{"blocks", "8"}}, Sample{{3, 20}, wrong});
+    EXPECT_EQ(other.verdict.status, kTestPassed) << wrong;
   }
 }
 

@@ -18,9 +18,11 @@ constexpr DiagKey TestKey(std::uint64_t identifier, std::uint32_t major, std::ui
 
 // The key of a diagnostic, whose identifier no other one of the module has. `kind` is
 // kDiagnosticKindQuick, kDiagnosticKindExtended, or any other value for one that a run of all
-// quick or all extended diagnostics leaves out.
-constexpr DiagKey DiagnosticKey(std::uint64_t identifier, std::uint32_t kind) {
-  return {0, kind, 0, identifier};
+// quick or all extended diagnostics leaves out; it takes the place of a version's minor part, so of
+// the version only `major` is left.
+constexpr DiagKey DiagnosticKey(std::uint64_t identifier, std::uint32_t kind,
+                                std::uint32_t major = 0) {
+  return {major, kind, 0, identifier};
 }
 
 // What a diagnostic or a test is called; its words are explained at their records.

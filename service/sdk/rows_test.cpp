@@ -8,7 +8,7 @@ namespace orvan::sdk {
 namespace {
 
 constexpr Row kTest{"FIRST_TEST", "f", "first-test", TestKey(7, 1, 2, 3), "looks"};
-constexpr Row kQuick{"QUICK_TEST", "Q", "quick", DiagnosticKey(9, kDiagnosticKindQuick),
+constexpr Row kQuick{"QUICK_TEST", "Q", "quick", DiagnosticKey(9, kDiagnosticKindQuick, 4),
                      "looks in seconds"};
 
 DiagnosticRecord Quick() {
@@ -40,6 +40,7 @@ TEST(Rows, ADiagnosticHasItsRowAndItsTests) {
   EXPECT_EQ(quick.longName, "quick");
   EXPECT_EQ(quick.summary, "looks in seconds");
   EXPECT_EQ(quick.key.identifier, 9U);
+  EXPECT_EQ(quick.key.major, 4U);
   EXPECT_EQ(quick.key.minor, kDiagnosticKindQuick);
   EXPECT_EQ(quick.tests.size(), 1U);
 }

@@ -221,6 +221,8 @@ TEST(Tables, QuickSamplesAndExtendedReadsAll) {
   EXPECT_EQ(diagnostics[1].name, "EXTENDED_TEST");
   EXPECT_EQ(diagnostics[1].option, "E");
   EXPECT_EQ(diagnostics[1].key.minor, kDiagnosticKindExtended);
+  EXPECT_EQ(diagnostics[0].key.major, 5U);
+  EXPECT_EQ(diagnostics[1].key.major, 5U);
   const std::vector<Named> all = AllTests();
   const auto has = [&all](const Named& test) {
     return std::find(all.begin(), all.end(), test) != all.end();

@@ -8,17 +8,20 @@ namespace {
 
 using sdk::MakeTest;
 
-constexpr sdk::Row kFunnel{"FUNNEL_READ_TEST", "f", "funnel-read", sdk::TestKey(1, 5),
+constexpr std::uint32_t kMajor = 5;  // of the version of each row
+
+constexpr sdk::Row kFunnel{"FUNNEL_READ_TEST", "f", "funnel-read", sdk::TestKey(1, kMajor),
                            "reads outermost and innermost blocks in turn, toward the middle"};
-constexpr sdk::Row kRandom{"RANDOM_READ_TEST", "r", "random-read", sdk::TestKey(2, 5),
+constexpr sdk::Row kRandom{"RANDOM_READ_TEST", "r", "random-read", sdk::TestKey(2, kMajor),
                            "reads blocks in a random order"};
-constexpr sdk::Row kLinear{"LINEAR_READ_TEST", "l", "linear-read", sdk::TestKey(3, 5),
+constexpr sdk::Row kLinear{"LINEAR_READ_TEST", "l", "linear-read", sdk::TestKey(3, kMajor),
                            "reads the whole surface from first to last sector"};
 
-constexpr sdk::Row kQuick{"QUICK_TEST", "Q", "quick", sdk::DiagnosticKey(1, kDiagnosticKindQuick),
+constexpr sdk::Row kQuick{"QUICK_TEST", "Q", "quick",
+                          sdk::DiagnosticKey(1, kDiagnosticKindQuick, kMajor),
                           "samples the surface in seconds"};
 constexpr sdk::Row kExtended{"EXTENDED_TEST", "E", "extended",
-                             sdk::DiagnosticKey(2, kDiagnosticKindExtended),
+                             sdk::DiagnosticKey(2, kDiagnosticKindExtended, kMajor),
                              "samples the surface longer, then reads all of it"};
 
 // The ranges that tests read by default: the whole disk, in blocks of so many KiB.

@@ -8,6 +8,8 @@
 
 #if defined(PLUGIN_TAKEN_LETTER)
 #define PLUGIN_OPTION "v"
+#elif defined(PLUGIN_SCANNER_LETTER)
+#define PLUGIN_OPTION ";"
 #elif defined(PLUGIN_NO_LETTER)
 #define PLUGIN_OPTION ""
 #else
@@ -54,7 +56,7 @@ class SmallModule final : public orvan::sdk::Module {
 }  // namespace
 
 #if defined(PLUGIN_GOOD) || defined(PLUGIN_HANGS) || defined(PLUGIN_TAKEN_LETTER) || \
-    defined(PLUGIN_TAKEN_NAME) || defined(PLUGIN_NO_LETTER)
+    defined(PLUGIN_TAKEN_NAME) || defined(PLUGIN_SCANNER_LETTER) || defined(PLUGIN_NO_LETTER)
 
 ORVAN_MODULE(SmallModule, "small")
 
