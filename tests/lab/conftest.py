@@ -1,10 +1,11 @@
 """What the tests of the lab have in common: a world where loop devices are disks, and disks."""
 
 import os
+import shutil
 
 import pytest
 from disk import ENDLESS, SECTORS, SERVER, SMALL, FaultyDisk
-from program import World
+from program import BINARY_DIR, World
 
 
 @pytest.fixture
@@ -14,6 +15,12 @@ def world(tmp_path):
     (world.config_dir / "service.ini").write_text(
         "[storage]\ninclude_loop=1\ntimeout_seconds=2\n", encoding="utf-8"
     )
+    # Disks alone: what other modules say of this machine is no concern of the lab's.
+    modules = tmp_path / "modules"
+    modules.mkdir(mode=0o755)
+    shutil.copy(BINARY_DIR / "lib" / "orvan" / "modules" / "storage.so", modules)
+    (modules / "storage.so").chmod(0o644)
+    world.environment["ORVAN_MODULE_DIR"] = str(modules)
     return world
 
 
