@@ -33,7 +33,9 @@ HEADS = {"v": DOWN, "<": LEFT, ">": RIGHT}
 
 
 def is_product(path):
-    return not layering.is_test(path) and not path.endswith("test_support.h")
+    """Whether a file is no test's. What the SDK offers to modules' tests is a part of the SDK."""
+    helps_own_tests = path.endswith("test_support.h") and layering.room_of(path) != "service/sdk"
+    return not layering.is_test(path) and not helps_own_tests
 
 
 def product_files(root):

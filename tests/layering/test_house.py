@@ -63,6 +63,7 @@ TOO_LONG = [
     ("os/a.cpp", 351),
     ("os/a.h", 201),
     ("service/modules/one/a.cpp", 351),
+    ("service/sdk/module_test_support.h", 201),
 ]
 LONG_ENOUGH = [
     ("os/a.cpp", 350),

@@ -102,6 +102,14 @@ def test_it_keeps_the_rules_of_the_house(tree):
     assert left == []
 
 
+@pytest.mark.skipif(shutil.which("clang-format") is None, reason="clang-format is not installed")
+def test_it_is_laid_out_as_the_rest_is(tree):
+    folder = tree.modules / NAME
+    sources = [*folder.glob("*.cpp"), *folder.glob("*.h")]
+    assert len(sources) >= 8
+    run("clang-format", f"--style=file:{SOURCE_DIR}/.clang-format", "--dry-run", "--Werror", *sources)
+
+
 def test_it_exports_its_entry_and_nothing_else(tree):
     plugin = tree.build / f"lib/orvan/modules/{NAME}.so"
     assert layering.check_exports(str(plugin), layering.MODULE_ENTRIES) == []

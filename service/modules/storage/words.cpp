@@ -4,6 +4,8 @@
 #include <array>
 #include <cerrno>
 
+#include "service/sdk/message_key.h"
+
 namespace orvan::storage::words {
 namespace {
 
@@ -17,7 +19,7 @@ constexpr char kReaderStoodStill[] =
 
 struct ErrorRow {
   int error;
-  const char* key;
+  const char* text;
 };
 
 std::string AsKey(std::string text) {
@@ -30,8 +32,7 @@ std::string LbaKey(std::uint64_t lba) {
 }
 
 std::string NumberedErrorKey(int error) {
-  if (error == 0) return "NO_USABLE_VALUE";
-  return "ERROR_" + std::to_string(error) + "_(" + ErrorKey(error) + ')';
+  return sdk::KeyOf(ErrorText(error));
 }
 
 std::string SecondsKey(std::chrono::seconds seconds) {
@@ -89,12 +90,7 @@ std::string SecondTryText(std::uint64_t blocks) {
 
 // "3_BLOCKS_WERE_READ_AT_THE_SECOND_TRY", of a run that passes; empty when there were none.
 std::string SecondTryKey(const SurfaceResult& result) {
-  if (result.secondTryBlocks == 0) return {};
-  std::string key = AsKey(SecondTryText(result.secondTryBlocks));
-  std::transform(key.begin(), key.end(), key.begin(), [](char c) {
-    return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
-  });
-  return key;
+  return result.secondTryBlocks == 0 ? "" : sdk::KeyOf(SecondTryText(result.secondTryBlocks));
 }
 
 std::string ReadText(const SurfaceResult& result, std::uint64_t plannedBlocks) {
@@ -118,44 +114,41 @@ std::string TimeCapKey(const SurfaceResult& result, std::uint64_t plannedBlocks)
 
 }  // namespace
 
-std::string ErrorKey(int error) {
+std::string ErrorWords(int error) {
   static constexpr std::array<ErrorRow, 24> kRows = {{
-      {EIO, "INPUT/OUTPUT_ERROR"},
-      {ENODATA, "CRITICAL_MEDIUM_ERROR"},
-      {ETIMEDOUT, "TIMEOUT"},
-      {EREMOTEIO, "CRITICAL_TARGET_ERROR"},
-      {ENOLINK, "TRANSPORT_ERROR"},
-      {EILSEQ, "PROTECTION_ERROR"},
-      {ETIME, "COMMAND_DURATION_LIMIT"},
-      {EBADE, "RESERVATION_CONFLICT"},
-      {ENODEV, "NO_SUCH_DEVICE"},
-      {ENXIO, "NO_SUCH_DEVICE_OR_ADDRESS"},
-      {ENOENT, "NO_SUCH_FILE"},
-      {ENOMEM, "OUT_OF_MEMORY"},
-      {ENOSYS, "NOT_SUPPORTED_BY_THIS_KERNEL"},
-      {EINVAL, "INVALID_ARGUMENT"},
-      {EPERM, "OPERATION_NOT_PERMITTED"},
-      {EACCES, "PERMISSION_DENIED"},
-      {EBUSY, "DEVICE_OR_RESOURCE_BUSY"},
-      {EMFILE, "TOO_MANY_OPEN_FILES"},
-      {ENFILE, "TOO_MANY_OPEN_FILES_IN_THE_SYSTEM"},
-      {ELOOP, "TOO_MANY_LINKS"},
-      {EINTR, "INTERRUPTED"},
-      {EPROTO, "PROTOCOL_ERROR"},
-      {EPIPE, "BROKEN_PIPE"},
-      {EAGAIN, "RESOURCE_TEMPORARILY_UNAVAILABLE"},
+      {EIO, "input/output error"},
+      {ENODATA, "critical medium error"},
+      {ETIMEDOUT, "timeout"},
+      {EREMOTEIO, "critical target error"},
+      {ENOLINK, "transport error"},
+      {EILSEQ, "protection error"},
+      {ETIME, "command duration limit"},
+      {EBADE, "reservation conflict"},
+      {ENODEV, "no such device"},
+      {ENXIO, "no such device or address"},
+      {ENOENT, "no such file"},
+      {ENOMEM, "out of memory"},
+      {ENOSYS, "not supported by this kernel"},
+      {EINVAL, "invalid argument"},
+      {EPERM, "operation not permitted"},
+      {EACCES, "permission denied"},
+      {EBUSY, "device or resource busy"},
+      {EMFILE, "too many open files"},
+      {ENFILE, "too many open files in the system"},
+      {ELOOP, "too many links"},
+      {EINTR, "interrupted"},
+      {EPROTO, "protocol error"},
+      {EPIPE, "broken pipe"},
+      {EAGAIN, "resource temporarily unavailable"},
   }};
   const auto row = std::find_if(kRows.begin(), kRows.end(),
                                 [error](const ErrorRow& entry) { return entry.error == error; });
-  return row == kRows.end() ? "UNKNOWN_ERROR" : row->key;
+  return row == kRows.end() ? "unknown error" : row->text;
 }
 
 std::string ErrorText(int error) {
-  std::string text = NumberedErrorKey(error);
-  std::transform(text.begin(), text.end(), text.begin(), [](char c) {
-    return c == '_' ? ' ' : c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-  });
-  return text;
+  if (error == 0) return "no usable value";
+  return "error " + std::to_string(error) + " (" + ErrorWords(error) + ')';
 }
 
 std::string UnreadText(const DiskFacts& facts) {

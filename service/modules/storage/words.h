@@ -18,10 +18,10 @@ inline constexpr char kNoDisk[] = "|NO_DISK_TO_TEST";
 inline constexpr char kNoCapacity[] = "|THE_DISK_HAS_NO_CAPACITY";
 inline constexpr char kNoMedium[] = "|NO_MEDIUM_IN_THE_DRIVE";
 
-// "input/output error": what a read error is called, for the operator.
-std::string ErrorKey(int error);
 std::string FirstBadSectorKey(std::uint64_t lba);
 
+// "input/output error": what an error is called, as plain text; "unknown error" for any other.
+std::string ErrorWords(int error);
 // "error 13 (permission denied)", as plain text; of 0 "no usable value", see FileTrouble.
 std::string ErrorText(int error);
 // What of a disk could not be read, and why, as plain text; empty: nothing.

@@ -131,11 +131,24 @@ TEST(SurfaceVerdict, ReadsThatFailedWhenTheDiskVanishedAreToldAsPartOfThat) {
   EXPECT_EQ(verdict.where, "LBA 4096");
 }
 
-TEST(ErrorKey, HasWordsForWhatKeepsTheReaderFromItsWork) {
+TEST(ErrorWords, HasWordsForWhatKeepsTheReaderFromItsWork) {
   for (const int error : {EPERM, EACCES, EBUSY, EMFILE, EPROTO, EPIPE, EAGAIN, ENOSYS}) {
-    EXPECT_NE(words::ErrorKey(error), "UNKNOWN_ERROR") << error;
+    EXPECT_NE(words::ErrorWords(error), "unknown error") << error;
   }
-  EXPECT_EQ(words::ErrorKey(9999), "UNKNOWN_ERROR");
+  EXPECT_EQ(words::ErrorWords(9999), "unknown error");
+}
+
+TEST(ErrorText, NamesTheErrorByItsNumberAndItsWords) {
+  EXPECT_EQ(words::ErrorText(EIO), "error 5 (input/output error)");
+  EXPECT_EQ(words::ErrorText(0), "no usable value");
+}
+
+TEST(OpenVerdict, TellsAnErrorWithoutWordsOfItsOwnAsAKey) {
+  machine::OpenedReader opened;
+  opened.failure = machine::OpenFailure::kDevice;
+  opened.error = EIO;
+  EXPECT_EQ(words::OpenVerdict(opened, std::chrono::seconds(1)).message,
+            "|THE_DISK_COULD_NOT_BE_OPENED,_ERROR_5_(INPUT/OUTPUT_ERROR)");
 }
 
 struct OpenCase {
