@@ -16,9 +16,9 @@
 #include <fstream>
 #include <thread>
 
-#include "service/machine/faulty_block_reader.h"
 #include "service/machine/helper_protocol.h"
 #include "service/machine/reader_test_support.h"
+#include "tests/support/faulty_block_reader.h"
 
 namespace orvan::machine {
 namespace {

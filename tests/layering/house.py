@@ -32,18 +32,12 @@ JOINS = {
 HEADS = {"v": DOWN, "<": LEFT, ">": RIGHT}
 
 
-def is_product(path):
-    """Whether a file is no test's. What the SDK offers to modules' tests is a part of the SDK."""
-    helps_own_tests = path.endswith("test_support.h") and layering.room_of(path) != "service/sdk"
-    return not layering.is_test(path) and not helps_own_tests
-
-
 def product_files(root):
     """Every source file of the product below root, examples left out."""
     return [
         path
         for path in layering.source_files(root)
-        if is_product(path) and layering.room_of(path) is not None
+        if not layering.is_test(path) and layering.room_of(path) is not None
     ]
 
 

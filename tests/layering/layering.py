@@ -146,6 +146,9 @@ def source_files(root):
 
 
 def is_test(path):
+    """Whether a file is the tests' alone. What the SDK offers to modules' tests is of the SDK."""
+    if path.endswith("_test_support.h"):
+        return room_of(path) != "service/sdk"
     return path.endswith("_test.cpp") or path.split("/")[0] in OPEN_FOLDERS
 
 
@@ -158,7 +161,7 @@ def check_own_include(path, target):
         return f"a test of {room} must use tests/fakes instead of {target}" if inside else None
     if room is None:
         return f"{path.split('/')[0]}/ is no room of this house"
-    if target_room not in allowed_from(room):
+    if target_room not in allowed_from(room) or is_test(target):
         return f"{room} may not include {target}"
     if room == "tools" and target_room == "views" and not TOOLS_FROM_VIEWS.match(target):
         return f"tools may use the message keys of views, not {target}"

@@ -45,6 +45,7 @@ HEADERS = {
         "service/library/a.h",
         "service/modules/one/a.h",
         "service/modules/two/a.h",
+        "service/modules/one/disk_test_support.h",
         "tests/fakes/a.h",
     )
 }
@@ -64,6 +65,8 @@ REFUSED = [
     ("service/log/x.cpp", "host/records/a.h"),
     ("service/machine/x.cpp", "system/a.h"),
     ("service/modules/one/x.cpp", "os/a.h"),
+    ("service/modules/one/x.cpp", "service/modules/one/disk_test_support.h"),
+    ("service/sdk/x_test_support.h", "tests/fakes/a.h"),
     ("system/x.cpp", "host/a.h"),
     ("system/x.cpp", "views/a.h"),
     ("host/x.cpp", "views/a.h"),
@@ -122,6 +125,8 @@ ALLOWED = [
     ("service/sdk/x.h", "boundary/a.h"),
     ("service/core/x.cpp", "system/a.h"),
     ("service/core/x_test.cpp", "service/modules/one/a.h"),
+    ("service/modules/one/x_test.cpp", "service/modules/one/disk_test_support.h"),
+    ("service/modules/one/x_test_support.h", "tests/fakes/a.h"),
     ("service/modules/one/x.cpp", "service/machine/a.h"),
     ("service/modules/one/x.cpp", "service/modules/one/a.h"),
     ("service/scenario/x.cpp", "service/core/a.h"),

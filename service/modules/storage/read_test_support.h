@@ -7,10 +7,10 @@
 #include <utility>
 #include <vector>
 
-#include "service/machine/faulty_block_reader.h"
 #include "service/modules/storage/disk.h"
 #include "service/modules/storage/tables.h"
 #include "service/sdk/module_test_support.h"
+#include "tests/support/faulty_block_reader.h"
 
 // What the unit tests of read tests share.
 namespace orvan::storage {

@@ -7,8 +7,8 @@
 #include <utility>
 #include <vector>
 
-#include "service/machine/faulty_block_reader.h"
 #include "service/modules/storage/surface_read.h"
+#include "tests/support/faulty_block_reader.h"
 
 // What the tests of reading a surface share.
 namespace orvan::storage {

@@ -1,4 +1,4 @@
-#include "service/machine/faulty_block_reader.h"
+#include "tests/support/faulty_block_reader.h"
 
 #include <algorithm>
 #include <cerrno>
