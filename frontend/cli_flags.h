@@ -2,13 +2,7 @@
 
 #include <cstdint>
 
-// Any of the bits, and all of them.
-constexpr bool Has(std::uint32_t word, std::uint32_t bits) {
-  return (word & bits) != 0;
-}
-constexpr bool HasAll(std::uint32_t word, std::uint32_t bits) {
-  return (word & bits) == bits;
-}
+#include "system/flag_bits.h"
 
 // The flags word of the application object.
 inline constexpr std::uint32_t CLI_FLAG_HELP = 0x1;

@@ -111,7 +111,7 @@ inline constexpr char kKeySurplusArguments[] = "NOT_REQUIRED_ARGUMENT(S)_IGNORED
 inline constexpr char kKeyNoDevicesFound[] = "NO_DEVICES_FOUND_FOR_THIS_MODULE";
 inline constexpr char kKeyDevicesNotFound[] = "DEVICES_NOT_FOUND";
 inline constexpr char kTextNothingApplicable[] =
-    " No selected diagnostics are applicable for the selected devices";
+    "No selected diagnostics are applicable for the selected devices";
 inline constexpr char kTextNotSupportedForDevice[] = " are not supported for device: ";
 inline constexpr char kNoDeviceFound[] = "NO_DEVICE_FOUND";
 inline constexpr char kKeyExecutingAllModules[] = "EXECUTING_ALL_MODULES";

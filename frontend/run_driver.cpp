@@ -56,7 +56,7 @@ bool BeginModule(Cli& cli, ModuleSelection& selection) {
   }
   if (Cli::CountPlannedTests(selection.plans) == 0) {
     cli.result = kResultNotApplicable;
-    tarvex::PrintWarningTag(*cli.view, "");
+    tarvex::PrintWarningTag(*cli.view);
     cli.view->PrintRaw(kTextNothingApplicable, false);
     return false;
   }

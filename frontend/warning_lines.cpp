@@ -6,8 +6,8 @@
 
 namespace tarvex {
 
-void PrintWarningTag(OrvanStdio& view, const char* behind) {
-  view.PrintSentence(std::string(kWarningTag) + behind, false);
+void PrintWarningTag(OrvanStdio& view) {
+  view.PrintSentence(WarningKey(), false);
 }
 
 void PrintWarning(OrvanStdio& view, const std::string& key) {

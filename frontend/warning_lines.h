@@ -7,8 +7,8 @@ class OrvanStdio;
 
 namespace tarvex {
 
-// Opens a warning: its tag and what stands behind it, without a line end. Main thread, as the rest.
-void PrintWarningTag(OrvanStdio& view, const char* behind = " ");
+// Opens a warning: its tag and a blank, without a line end. Main thread, as the rest.
+void PrintWarningTag(OrvanStdio& view);
 // A line of its own: the tag and the key.
 void PrintWarning(OrvanStdio& view, const std::string& key);
 // The same with names behind the key, which come from outside.

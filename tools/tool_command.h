@@ -5,6 +5,7 @@
 #include <ostream>
 #include <utility>
 
+#include "system/flag_bits.h"
 #include "tools/forced_abort.h"
 #include "tools/tool_cli.h"
 #include "tools/tool_command_line.h"
@@ -48,7 +49,6 @@ class ToolCommand : public ToolCli {
   ToolKeyboard& keyboard() { return keyboard_; }
   View& view() { return *view_; }
   const ToolCommandLine& line() const { return line_; }
-  bool Has(std::uint32_t bits) const { return (line_.flags & bits) != 0; }
 
   // Reads the property that the program set. Before the view is made, which is told of it.
   void ReadProperties() { bootable_ = tarvex::IsBootable(properties, bootable_); }

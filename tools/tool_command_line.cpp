@@ -4,6 +4,7 @@
 #include <array>
 
 #include "boundary/hostlayer.h"
+#include "system/flag_bits.h"
 #include "system/key_format.h"
 #include "system/outside_text.h"
 #include "system/string_handler.h"
@@ -70,7 +71,7 @@ class DeviceCheck {
 
   void Take(const std::string& token) {
     // A list shows all devices, whatever the line names.
-    const bool isList = (line_.flags & kToolFlagOperation) == 0;
+    const bool isList = !Has(line_.flags, kToolFlagOperation);
     if (token == kPlaceholder || isList) {
       Ignore(token);
     } else {
@@ -110,7 +111,7 @@ class DeviceCheck {
 bool TakeDevices(int argc, char** argv, const ToolGrammar& grammar, const ToolDeviceSource& devices,
                  ToolCommandLine& line) {
   const std::vector<std::string> words = Words(argc, argv);
-  if ((line.flags & (kToolFlagOperation | kToolFlagList)) == 0) {
+  if (!Has(line.flags, kToolFlagOperation | kToolFlagList)) {
     if (const std::string list = Joined(words); !list.empty()) {
       line.warnings.push_back(kToolIgnoring + list);
     }
@@ -134,7 +135,7 @@ bool ParseToolLine(int argc, char** argv, const ToolGrammar& grammar,
     if (!TakeDevices(argc, argv, grammar, devices, line)) return false;
     if (grammar.adjustFlags != nullptr) line.flags = grammar.adjustFlags(line.flags);
   }
-  if ((line.flags & (kToolFlagInformation | kToolFlagOperation)) != 0) return true;
+  if (Has(line.flags, kToolFlagInformation | kToolFlagOperation)) return true;
   line.flags |= kToolFlagHelp | kToolFlagInformation;
   if (!line.warnings.empty()) line.warnings.emplace_back(kToolNoValidOption);
   return true;

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "system/flag_bits.h"
 #include "tools/tool_devices.h"
 #include "tools/tool_keyboard.h"
 #include "tools/tool_spinner.h"
@@ -14,7 +15,7 @@ bool ToolOptionParser::Parse(int argc, char** argv, ToolSpinner& spinner, ToolKe
                              ToolCommandLine& line) const {
   const ToolDeviceSource source{
       [this, &spinner, &keyboard, &line] {
-        if ((line.flags & kToolFlagOperation) != 0) keyboard.Take();
+        if (Has(line.flags, kToolFlagOperation)) keyboard.Take();
         const ToolSpinner::Scan scan(spinner);
         search_();
       },

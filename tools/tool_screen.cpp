@@ -63,7 +63,7 @@ void WriteToolWarnings(std::wostream& console, const std::vector<std::string>& k
                        const std::function<void(const std::string& text)>& writeRaw) {
   if (keys.empty()) return;
   for (const std::string& key : keys) {
-    writeRaw(KeyToText(kWarningTag) + " " + KeyToText(key) + "\n");
+    writeRaw(KeyToText(WarningKey(key)) + "\n");
   }
   WriteTool(console, "\n");
 }

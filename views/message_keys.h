@@ -1,12 +1,18 @@
 #pragma once
 
+#include <string>
+#include <string_view>
+
 // The texts of the views in key form: capitals, an underscore for each blank, a bar before a letter
 // that stays a capital. FormatKey turns a key into display text.
 namespace tarvex {
 
-// What opens a warning, and what opens an information.
-inline constexpr char kWarningTag[] = "[|WARNING]";
+// What opens an information.
 inline constexpr char kInfoTag[] = "[|INFO]";
+// A warning: what opens it, a blank, and its text.
+inline std::string WarningKey(std::string_view text = {}) {
+  return "[|WARNING] " + std::string(text);
+}
 
 inline constexpr char kTotalElapsedTimeKey[] = "TOTAL_ELAPSED_TIME";
 inline constexpr char kResultCodeKey[] = "RESULT_CODE";

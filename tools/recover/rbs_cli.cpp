@@ -18,10 +18,10 @@ RbsCli::~RbsCli() = default;
 void RbsCli::ToolExecute(int argc, char** argv) {
   MakeView();
   const bool parsed = ParseLine<RbsOptionParser>(argc, argv, [this] { view().ViewStart(); });
-  ShowStart(parsed, Has(kRbsFlagNoEscape | kToolFlagHelp));
+  ShowStart(parsed, Has(line().flags, kRbsFlagNoEscape | kToolFlagHelp));
   if (!parsed) return;
-  if (Has(kToolFlagInformation)) ShowInformation();
-  if (!Has(kRbsFlagRepair) || !IsRepairWanted()) return;
+  if (Has(line().flags, kToolFlagInformation)) ShowInformation();
+  if (!Has(line().flags, kRbsFlagRepair) || !IsRepairWanted()) return;
   target().tool->SetToolProperty(kToolPropertyOperation, {kRbsOperationRepair});
   ToolRun();
 }
@@ -36,13 +36,13 @@ void RbsCli::MakeView() {
 }
 
 void RbsCli::ShowInformation() {
-  if (Has(kToolFlagHelp)) view().ShowHelp();
-  if (Has(kRbsFlagVersion)) view().ShowVersion();
-  if (Has(kToolFlagList)) view().ShowDevices(utils().applicableDevices());
+  if (Has(line().flags, kToolFlagHelp)) view().ShowHelp();
+  if (Has(line().flags, kRbsFlagVersion)) view().ShowVersion();
+  if (Has(line().flags, kToolFlagList)) view().ShowDevices(utils().applicableDevices());
 }
 
 bool RbsCli::IsRepairWanted() {
-  if (Has(kRbsFlagYes)) return true;
+  if (Has(line().flags, kRbsFlagYes)) return true;
   if (supervised_ || !tarvex::ConfirmRepair(view(), keyboard())) return false;
   tarvex::WriteTool(console(), "\n");
   return true;

@@ -1,10 +1,10 @@
 #include "tools/recover/rbs_cli_stdio.h"
-#include "system/key_format.h"
 
 #include <algorithm>
 #include <array>
 #include <optional>
 
+#include "system/key_format.h"
 #include "tools/message_keys.h"
 #include "tools/recover/message_keys.h"
 

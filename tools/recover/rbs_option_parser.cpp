@@ -2,6 +2,7 @@
 
 #include <array>
 
+#include "system/flag_bits.h"
 #include "tools/recover/message_keys.h"
 
 namespace {
@@ -25,7 +26,7 @@ constexpr std::array kRows{
 
 // A supervising program wants neither help nor version.
 std::uint32_t ForSupervisor(std::uint32_t flags) {
-  if ((flags & kRbsFlagSupervised) == 0) return flags;
+  if (!Has(flags, kRbsFlagSupervised)) return flags;
   return (flags & ~(kToolFlagHelp | kRbsFlagVersion)) | kRbsFlagNoEscape;
 }
 

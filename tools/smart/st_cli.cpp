@@ -15,16 +15,16 @@ void STCli::ToolExecute(int argc, char** argv) {
   // Escape ends the run all the same.
   ShowStart(parsed, true);
   if (!parsed) return;
-  if (Has(kToolFlagInformation)) {
+  if (Has(line().flags, kToolFlagInformation)) {
     ShowInformation();
-  } else if (Has(kToolFlagOperation)) {
+  } else if (Has(line().flags, kToolFlagOperation)) {
     ToolRun();
   }
 }
 
 void STCli::ShowInformation() {
-  if (Has(kToolFlagHelp)) view().ShowHelp();
-  if (Has(kToolFlagList)) view().ShowDevices(utils().applicableDevices());
+  if (Has(line().flags, kToolFlagHelp)) view().ShowHelp();
+  if (Has(line().flags, kToolFlagList)) view().ShowDevices(utils().applicableDevices());
 }
 
 void STCli::ToolRun() {

@@ -1,11 +1,11 @@
 #include "tools/smart/st_cli_stdio.h"
-#include "system/key_format.h"
 
 #include <algorithm>
 #include <array>
 #include <optional>
 #include <span>
 
+#include "system/key_format.h"
 #include "tools/message_keys.h"
 #include "tools/smart/attribute_table.h"
 #include "tools/smart/message_keys.h"
