@@ -37,13 +37,17 @@ inline constexpr std::array kReservedOptions{
     ReservedOption{'o', "output"},
 };
 
+constexpr bool IsOptionLetter(char letter) {
+  return std::any_of(kReservedOptions.begin(), kReservedOptions.end(),
+                     [letter](const ReservedOption& option) { return option.letter == letter; });
+}
+
 // Whether a diagnostic with that option would never be reached: the front end takes the letter for
 // its own, or the scanner gives it a meaning. Letters are printable ASCII.
 constexpr bool IsReservedLetter(char letter) {
   constexpr std::string_view kOfTheScanner = "?:;-";
   return letter <= ' ' || letter > '~' || kOfTheScanner.find(letter) != std::string_view::npos ||
-         std::any_of(kReservedOptions.begin(), kReservedOptions.end(),
-                     [letter](const ReservedOption& option) { return option.letter == letter; });
+         IsOptionLetter(letter);
 }
 
 // Whether a diagnostic with that long name would never be reached by it.
@@ -52,5 +56,6 @@ constexpr bool IsReservedLongName(std::string_view name) {
                      [name](const ReservedOption& option) { return option.longName == name; });
 }
 
-static_assert(IsReservedLetter('h') && IsReservedLetter('?') && !IsReservedLetter('Q'));
+static_assert(IsReservedLetter('h') && IsReservedLetter('?') && !IsOptionLetter('?') &&
+              !IsReservedLetter('Q'));
 static_assert(IsReservedLongName("Caller") && !IsReservedLongName("caller"));

@@ -104,6 +104,7 @@ int Cli::AddDiagnostic(char optionValue, const char* optionText, std::string& er
 
 DiagDiagnostic* Cli::FindDiagnostic(const ModuleSelection& selection,
                                     const std::string& optionText) {
+  // Only a module in hand has diagnostics to find, whatever selection is asked about.
   if (currentModule.empty() || selection.module == nullptr) return nullptr;
   return FindByCatalogue(selection.module->Catalogue(), selection.module->GetDiagnostics(),
                          optionText);
@@ -180,6 +181,7 @@ int Cli::ParseTest(const std::string& text, CliDiagnostic& diagnostic, std::stri
   const std::string clean = WithoutBlanks(*stringHandler, text);
   const std::size_t open = std::min(clean.find('('), clean.size());
   const std::string name = clean.substr(0, open);
+  const std::string params = clean.substr(open);
   if (name.empty()) return Fail(errorText, kKeyTestNotValid, kParseNoTest);
   DiagTest* test = FindTest(diagnostic, name);
   if (test == nullptr) return Fail(errorText, kKeyTestNotValid, kParseNoTest);
@@ -192,7 +194,7 @@ int Cli::ParseTest(const std::string& text, CliDiagnostic& diagnostic, std::stri
   } else {
     record = diagnostic.tests.Add(ownName);
     record->name = ownName;
-    record->parametersText = clean.substr(open);
+    record->parametersText = params;
     record->test = test;
   }
   if (ParseParameters(*record, errorText) != kParseOk) return kParseFatal;

@@ -3,7 +3,6 @@
 #include <SDL2/SDL.h>
 
 #include <algorithm>
-#include <array>
 #include <cstring>
 #include <ctime>
 
@@ -29,30 +28,6 @@
 #include "views/orvan_stdio.h"
 
 namespace {
-
-struct CodeWeight {
-  std::int32_t code;
-  int weight;
-};
-
-// MergeResult: how much a new code weighs. Codes that are not listed weigh 0.
-constexpr std::array kMergeWeights{CodeWeight{kResultNoModule, 5}, CodeWeight{kResultNoDevice, 4},
-                                   CodeWeight{kResultNothingToRun, 3}, CodeWeight{33, 2},
-                                   CodeWeight{kResultNoTool, 1}};
-
-int WeightOf(std::int32_t code) {
-  const auto* row = std::find_if(kMergeWeights.begin(), kMergeWeights.end(),
-                                 [code](const CodeWeight& entry) { return entry.code == code; });
-  return row == kMergeWeights.end() ? 0 : row->weight;
-}
-
-// What the status whose code that is says in a column of its row; 0 for the code of none.
-int OfStatus(std::int32_t code, int tarvex::TestStatusRow::*column) {
-  const auto& rows = tarvex::kTestStatusRows;
-  const auto* row = std::find_if(rows.begin(), rows.end(),
-                                 [code](const auto& entry) { return entry.exitCode == code; });
-  return row == rows.end() ? 0 : row->*column;
-}
 
 // kResultNone, or kResultHostFailed when the service has no thread to run on.
 std::int32_t StartService() {
@@ -115,14 +90,12 @@ std::int32_t Cli::ExitStatus() {
 }
 
 void Cli::MergeResult(std::int32_t code) {
-  if (code == kResultNone) result = code;
-  if (OfStatus(result, &tarvex::TestStatusRow::hold) <= WeightOf(code)) result = code;
+  if (code == kResultNone || MayReplace(result, code)) result = code;
 }
 
 void Cli::FoldStatus(TestStatus status) {
   const tarvex::TestStatusRow* row = tarvex::FindStatus(status);
-  if (row == nullptr) return;
-  if (row->rank > OfStatus(result, &tarvex::TestStatusRow::rank)) result = row->exitCode;
+  if (row != nullptr && MayReplace(result, *row)) result = row->exitCode;
 }
 
 void Cli::AddWarning(const std::string& text) {

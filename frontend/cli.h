@@ -161,7 +161,7 @@ class Cli {
     char** argv = nullptr;
   };
 
-  CommandLine line_;  // the one in hand
+  CommandLine line_;  // the one in hand; empty but in ParseCommandLine
   tarvex::ConsoleStream& console_;
   bool firstCancelSeen_ = false;  // the first canceled test keeps its time, later ones show none
 };

@@ -27,17 +27,21 @@ using Condition = bool (*)(State state);
 
 constexpr OptionConflict Refused(const char* key, Moment moment, std::string_view options,
                                  FlagCondition flags, Condition holds = nullptr) {
-  return {key, 0, moment, options, flags, holds};
+  return {ConflictOutcome::kRefuse, key, 0, moment, options, flags, holds};
 }
 
-// Of no flags: the option in hand.
+constexpr OptionConflict Dropped(std::string_view options, FlagCondition flags) {
+  return {ConflictOutcome::kDrop, nullptr, 0, Moment::kOption, options, flags, nullptr};
+}
+
 constexpr OptionConflict Beaten(std::uint32_t beaten, Moment moment, std::string_view options,
                                 FlagCondition flags) {
-  return {nullptr, beaten, moment, options, flags, nullptr};
+  return {ConflictOutcome::kClear, nullptr, beaten, moment, options, flags, nullptr};
 }
 
 // All options that refuse each other, and those of which one silently wins, in the order in which
-// the rules of a moment are looked at.
+// the rules of a moment are looked at. Behind the name of a tool the tool's own line refuses "-b"
+// and "-o" (tools/tool_command_line.cpp).
 constexpr std::array kConflicts{
     Refused(kKeyEraseNamespaceUsage, Moment::kLine, "", {}, IsMisplacedErase),
 
@@ -49,7 +53,7 @@ constexpr std::array kConflicts{
             [](State state) { return state.cli.selectedModules.size() > 1; }),
     Refused(kKeyToolAlone, Moment::kOption, "T", {}, [](State state) { return state.otherOption; }),
     Refused(kKeyToolInBackground, Moment::kOption, "b", {.all = CLI_FLAG_TOOL}),
-    Beaten(0, Moment::kOption, "b", {.all = CLI_FLAG_SUPERVISED}),
+    Dropped("b", {.all = CLI_FLAG_SUPERVISED}),
 
     Refused(kKeyToolInBackground, Moment::kTaken, "T", {.all = CLI_FLAG_BACKGROUND}),
     Refused(kKeyToolRedirected, Moment::kTaken, "T", {.all = CLI_FLAG_OUTPUT_FILE}),
@@ -80,7 +84,7 @@ constexpr std::array kConflicts{
 static_assert(std::all_of(kConflicts.begin(), kConflicts.end(),
                           [](const OptionConflict& rule) {
                             return std::all_of(rule.options.begin(), rule.options.end(),
-                                               IsReservedLetter);
+                                               IsOptionLetter);
                           }),
               "a rule names an option that there is not");
 
@@ -98,7 +102,7 @@ bool Holds(const OptionConflict& rule, Moment moment, const LineState& state) {
 
 const OptionConflict* FindConflict(Moment moment, const LineState& state) {
   const auto* found = std::find_if(kConflicts.begin(), kConflicts.end(), [&](const auto& rule) {
-    return rule.beaten == 0 && Holds(rule, moment, state);
+    return rule.outcome != ConflictOutcome::kClear && Holds(rule, moment, state);
   });
   return found == kConflicts.end() ? nullptr : found;
 }

@@ -32,9 +32,17 @@ struct FlagCondition {
   std::uint32_t none = 0;  // none is set
 };
 
+// What a rule that holds does.
+enum class ConflictOutcome {
+  kRefuse,  // the line is refused
+  kDrop,    // the option in hand is passed over silently
+  kClear,   // flags give way silently
+};
+
 struct OptionConflict {
-  const char* key;       // why the line is refused; null: something gives way silently
-  std::uint32_t beaten;  // the flags that give way; with neither key nor flags, the option in hand
+  ConflictOutcome outcome;
+  const char* key;       // kRefuse: why
+  std::uint32_t beaten;  // kClear: which flags
   Moment moment;
   std::string_view options;  // the letters that it is about, where an option is in hand
   FlagCondition flags;

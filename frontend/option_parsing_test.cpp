@@ -311,4 +311,14 @@ TEST_F(OptionParsing, TheArgumentVectorIsNotPermuted) {
   EXPECT_STREQ(argv->Data()[3], "-Qf");
 }
 
+TEST_F(OptionParsing, ADiagnosticAddedAfterTheParseFindsNoWordsInHand) {
+  EXPECT_EQ(Parse({"-Mstorage", "-Q", "0"}), 0);
+  cli->argsScanned = 0;
+  std::string error;
+  EXPECT_EQ(cli->AddDiagnostic('Q', nullptr, error), 0);
+  EXPECT_EQ(Selection("storage").diagnostics.size(), 2u);
+  EXPECT_EQ(cli->argsScanned, 0);
+  EXPECT_TRUE(cli->duplicatedDevices.empty());
+}
+
 }  // namespace

@@ -24,7 +24,10 @@ int OptionScanner::Scan() {
   }
   if (const int code = CheckArguments(); code != kParseOk) return code;
   if (const int code = ScanOptions(); code != kParseOk) return code;
-  if (Has(cli_.flags, CLI_FLAG_TOOL)) return ResolveTool(cli_, argc_, argv_, errorText_);
+  // A tool is refused without a module in front of it.
+  if (Has(cli_.flags, CLI_FLAG_TOOL)) {
+    return ResolveTool(cli_, *CurrentSelection(cli_), argc_, argv_, errorText_);
+  }
   return Settle();
 }
 
@@ -70,7 +73,8 @@ int OptionScanner::Take(const OptionRow& row, const OptionInHand& option) {
   std::uint32_t& flags = cli_.flags;
   flags |= row.flags.entry;
   if (const OptionConflict* conflict = FindConflict(Moment::kOption, State(&row))) {
-    return conflict->key == nullptr ? kParseOk : Fail(errorText_, conflict->key);
+    if (conflict->outcome == ConflictOutcome::kDrop) return kParseOk;
+    return Fail(errorText_, conflict->key);
   }
   if (Has(flags, row.flags.own)) cli_.AddWarning(kKeyDuplicatedOption);
   if (row.handler.given) {
@@ -105,6 +109,9 @@ int Cli::ParseCommandLine(int argc, char** argv, std::string& errorText) {
   flags = 0;
   consumedArgs.clear();
   chosenTool = nullptr;
+  // For AddDiagnostic, which goes on through the words in hand; afterwards nobody has them in hand.
   line_ = {argc, argv};
-  return OptionScanner(*this, argc, argv, errorText).Scan();
+  const int code = OptionScanner(*this, argc, argv, errorText).Scan();
+  line_ = {};
+  return code;
 }

@@ -94,25 +94,25 @@ int TakeRunAll(Cli& cli, const OptionInHand& option) {
   return kParseOk;
 }
 
-int ResolveTool(Cli& cli, int argc, char** argv, std::string& errorText) {
+int ResolveTool(Cli& cli, ModuleSelection& selection, int argc, char** argv,
+                std::string& errorText) {
   LookForSupervisor(cli, argc, argv);
   const std::string module = tarvex::InLine(cli.currentModule);
   const std::string tool = tarvex::InLine(cli.toolName);
-  ModuleSelection* selection = CurrentSelection(cli);
-  if (selection == nullptr || selection->module == nullptr) {
+  if (selection.module == nullptr) {
     cli.MergeResult(kResultNoModule);
     return Fail(errorText, std::string(kKeyFollowingModulesMissing) + ": " + module +
                                " - hence the " + tool + " tool can not be executed");
   }
-  cli.chosenTool = cli.FindTool(*selection, cli.toolName);
+  cli.chosenTool = cli.FindTool(selection, cli.toolName);
   if (cli.chosenTool != nullptr) {
-    cli.chosenToolModule = cli.FindModule(cli.currentModule);
+    cli.chosenToolModule = selection.module;
     return kParseOk;
   }
   cli.MergeResult(kResultNoTool);
   std::string hints;
-  if (selection->tools != nullptr) {
-    for (DiagTool* offered : *selection->tools) {
+  if (selection.tools != nullptr) {
+    for (DiagTool* offered : *selection.tools) {
       std::string hint;
       hints += offered->GetHint(hint);
     }

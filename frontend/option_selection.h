@@ -11,7 +11,9 @@ int TakeModule(Cli& cli, const OptionInHand& option);
 int TakeTool(Cli& cli, const OptionInHand& option);
 int TakeRunAll(Cli& cli, const OptionInHand& option);
 
-// Finds the tool that the line names. A parse code, with the text of a failure.
-int ResolveTool(Cli& cli, int argc, char** argv, std::string& errorText);
+// Finds the tool that the line names, among those of the chosen module. A parse code, with the text
+// of a failure.
+int ResolveTool(Cli& cli, ModuleSelection& selection, int argc, char** argv,
+                std::string& errorText);
 // The selection of the module that the parser works on; null: none yet.
 ModuleSelection* CurrentSelection(const Cli& cli);

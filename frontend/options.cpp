@@ -217,6 +217,21 @@ static_assert(HelpIsWhole(kGeneralHelpOrder, &OptionRow::generalHelp),
 static_assert(HelpIsWhole(kModuleHelpOrder, &OptionRow::moduleHelp),
               "the order of a module's options is not that of the rows with such a help line");
 
+constexpr std::size_t kHelpColumn = 32;
+
+// A blank at least stands behind each name.
+constexpr bool NamesFit(HelpLine OptionRow::*help) {
+  constexpr std::size_t kAround = std::string_view("-x, --").size();
+  return std::all_of(kOptions.begin(), kOptions.end(), [help](const OptionRow& row) {
+    const char* name = (row.*help).name;
+    const std::size_t length = name == nullptr ? kAround + std::string_view(row.longName).size()
+                                               : std::string_view(name).size();
+    return length < kHelpColumn;
+  });
+}
+static_assert(NamesFit(&OptionRow::generalHelp) && NamesFit(&OptionRow::moduleHelp),
+              "the help has no room for the name of an option");
+
 constexpr auto kLongOptions = [] {
   std::array<OptionRecord, kOptions.size()> records{};
   std::transform(kOptions.begin(), kOptions.end(), records.begin(), [](const OptionRow& row) {
@@ -224,8 +239,6 @@ constexpr auto kLongOptions = [] {
   });
   return records;
 }();
-
-constexpr std::size_t kHelpColumn = 32;
 
 std::string HelpLines(std::string_view order, HelpLine OptionRow::*help) {
   std::string lines;

@@ -22,6 +22,11 @@ inline constexpr std::int32_t kResultNoDevice = 31;
 inline constexpr std::int32_t kResultNothingToRun = 32;
 inline constexpr std::int32_t kResultNoTool = 34;
 
+// Whether the code of an error outside the tests takes the place of `held`.
+bool MayReplace(std::int32_t held, std::int32_t code);
+// Whether a status takes the place of `held`, which may be the code of another one.
+bool MayReplace(std::int32_t held, const tarvex::TestStatusRow& status);
+
 // Parse codes: how parsing ended. Never the exit status.
 inline constexpr int kParseOk = 0;
 inline constexpr int kParseRedirection = 6;

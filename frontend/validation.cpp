@@ -77,10 +77,13 @@ void Cli::ReportUnavailableModules() {
     currentModule = name;
     if (selection->module == nullptr) missing.push_back(name);
   }
-  if (!missing.empty()) {
+  const std::size_t missingCount = missing.size();
+  const bool anyMissing = missingCount > 0;
+  const bool anyAvailable = missingCount < selectedModules.size();
+  if (anyMissing) {
     AddWarning(view->FormatKey(kKeyFollowingModulesMissing, false, true, true) + ": " +
                JoinNames(missing));
   }
-  // All are missing, so the run ends in the help, with the warning above it.
-  if (missing.size() == selectedModules.size()) flags |= CLI_FLAG_INFORMATION | CLI_FLAG_HELP;
+  // The run ends in the help, with the warning above it.
+  if (!anyAvailable) flags |= CLI_FLAG_INFORMATION | CLI_FLAG_HELP;
 }
