@@ -17,7 +17,7 @@ libblkid-dev libsqlite3-dev nlohmann-json3-dev"
 test_packages="libgtest-dev libgmock-dev libfuse3-dev fuse3 mount dbus python3 python3-pytest
 python3-pexpect python3-dbusmock sqlite3"
 bench_packages="libbenchmark-dev fio"
-lint_packages="clang-tidy"
+lint_packages="clang-format clang-tidy"
 fuzz_packages="clang libclang-rt-dev"
 
 fail() {

@@ -1,4 +1,4 @@
-"""What scripts/new_module.sh makes is a module: it builds, lists, passes and is covered, and is tidy."""
+"""What scripts/new_module.sh makes is a module: it builds, lists, passes, is covered and laid out."""
 
 import os
 import re
