@@ -55,7 +55,6 @@ OrvanService* ThreadManager::Service() {
 }
 
 std::vector<DiagModule*>* ThreadManager::Modules() {
-  const std::lock_guard holder(lock_);
   return modules_;
 }
 
@@ -65,34 +64,29 @@ ThreadManager::State ThreadManager::CurrentState() {
 }
 
 void ThreadManager::SetTarget(DiagModule* module) {
-  const std::lock_guard holder(lock_);
   target_ = module;
 }
 
-template <class Fill>
-void ThreadManager::Ask(State state, Fill fill) {
+void ThreadManager::Ask(State state) {
   {
     const std::lock_guard holder(lock_);
-    fill();
     state_ = state;
   }
   asked_.Post();
 }
 
 void ThreadManager::StartScan(ThreadCompletion* completion) {
-  Ask(State::kScanAsked, [&] {
-    completion->Clear();
-    completion_ = completion;
-  });
+  completion->Clear();
+  completion_ = completion;
+  Ask(State::kScanAsked);
 }
 
 void ThreadManager::StartRun(DiagModule* module, DiagDevice* device,
                              const std::vector<DiagnosticRunItem>& plan) {
-  Ask(State::kRunAsked, [&] {
-    target_ = module;
-    device_ = device;
-    plan_ = &plan;
-  });
+  target_ = module;
+  device_ = device;
+  plan_ = &plan;
+  Ask(State::kRunAsked);
 }
 
 void ThreadManager::BeginFinalResult(std::int64_t groupId, const CallerInfo& caller) {
@@ -104,7 +98,7 @@ void ThreadManager::GetFinalResultCode(std::string& text, int size) {
 }
 
 void ThreadManager::Stop() {
-  Ask(State::kStopAsked, [] {});
+  Ask(State::kStopAsked);
   get_thread()->Join(thread_);
   thread_ = nullptr;
 }
@@ -121,13 +115,11 @@ std::uintptr_t ThreadManager::ThreadMain(void* self) {
 }
 
 std::uintptr_t ThreadManager::Serve() {
-  OrvanService* service = GetOrvanServiceInstance();
-  if (service == nullptr) return kEndedWithoutService;
-  std::vector<DiagModule*>* modules = service->LoadModules(0);
+  service_ = GetOrvanServiceInstance();
+  if (service_ == nullptr) return kEndedWithoutService;
+  modules_ = service_->LoadModules(0);
   {
     const std::lock_guard holder(lock_);
-    service_ = service;
-    modules_ = modules;
     if (state_ == State::kStarting) state_ = State::kTaken;
   }
   ready_.Post();

@@ -70,11 +70,11 @@ class ThreadManager {
   void Run();
   State CurrentState();
   State TakeRequest();
-  template <class Fill>
-  void Ask(State state, Fill fill);
+  void Ask(State state);
 
-  // Guards state_. What belongs to a request is written before its state is set, and not
-  // again until the request is over, so the thread reads it without the lock.
+  // Guards state_. What belongs to a request is written before its state is set, and not again
+  // until the request is over; the service and its modules are written before the state is no
+  // longer kStarting. So they are read without the lock.
   tarvex::OwnedSemaphore lock_{1, 1};
   tarvex::OwnedSemaphore ready_{0, 1};  // given once, when the service and its modules are there
   tarvex::OwnedSemaphore asked_{0, 1};  // given with each request; the idle thread sleeps on it
