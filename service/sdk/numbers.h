@@ -7,6 +7,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "service/sdk/context.h"
@@ -52,7 +53,8 @@ struct Number : NumberRow {
 // of Values, all of them std::uint64_t, stands in one row: one that nobody can set is a mistake.
 template <typename Values, typename... Rows>
 consteval std::array<Number<Values>, sizeof...(Rows)> NumbersOf(const Rows&... rows) {
-  static_assert(sizeof(Values) == sizeof...(Rows) * sizeof(std::uint64_t),
+  static_assert((sizeof...(Rows) == 0 && std::is_empty_v<Values>) ||
+                    sizeof(Values) == sizeof...(Rows) * sizeof(std::uint64_t),
                 "each field of the values needs its row");
   const std::array<Number<Values>, sizeof...(Rows)> numbers{Number<Values>(rows)...};
   for (std::size_t i = 0; i < numbers.size(); ++i) {

@@ -103,5 +103,12 @@ TEST(RememberingContext, FindsTheOneMeasurementOfAName) {
   EXPECT_THROW(context.Measured("none"), std::out_of_range);
 }
 
+TEST(Numbers, ATestMayHaveNone) {
+  struct None {};
+  const TestWork work = WorkOf(NumbersOf<None>(), None{},
+                               [](TestContext&, const None&) { return Verdict::Passed(); });
+  EXPECT_TRUE(work.parameters.empty());
+}
+
 }  // namespace
 }  // namespace orvan::sdk

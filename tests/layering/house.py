@@ -29,6 +29,9 @@ JOINS = {
     "<": (RIGHT,),
     ">": (LEFT,),
 }
+# A field that a row of parameters writes, and a use of a field.
+BOUND = re.compile(r"&[A-Z]\w*::([a-z]\w*)\b")
+USED = re.compile(r"(?:[\w)\]]\.|->)([a-z]\w*)\b")
 HEADS = {"v": DOWN, "<": LEFT, ">": RIGHT}
 
 
@@ -63,6 +66,21 @@ def check_names(root):
         f"{path}: is no test"
         for path in product_files(root)
         if os.path.basename(path).startswith("test_")
+    ]
+
+
+def check_parameters(root):
+    """Parameters of a module's tests whose values nothing in the module reads, by their fields."""
+    modules = {}
+    for path in product_files(root):
+        if path.startswith("service/modules/"):
+            modules.setdefault(layering.room_of(path), []).append(read(root, path))
+    return [
+        f"{room}: nothing reads the parameter in {field}"
+        for room, texts in sorted(modules.items())
+        for field in sorted(
+            set(BOUND.findall("".join(texts))) - set(USED.findall("".join(texts)))
+        )
     ]
 
 

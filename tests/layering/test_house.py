@@ -34,6 +34,10 @@ def test_no_product_file_looks_like_a_test():
     clean(house.check_names(ROOT))
 
 
+def test_each_parameter_of_a_test_is_read_by_its_module():
+    clean(house.check_parameters(ROOT))
+
+
 def test_no_room_lies_on_a_circle():
     clean(house.check_circles(layering.ROOMS))
 
@@ -87,6 +91,13 @@ def test_other_file_may_be_as_long_as_that(tmp_path, path, lines):
 def test_product_file_with_the_name_of_a_test_is_found(tmp_path):
     root = write(tmp_path, {"os/test_a.h": "", "tests/support/test_a.h": "", "os/contest_a.h": ""})
     assert house.check_names(root) == ["os/test_a.h: is no test"]
+
+
+@pytest.mark.parametrize("use,found", [("", 1), ("Run(values.slowMs);", 0), ("{.slowMs = 1}", 1)])
+def test_parameter_that_nothing_reads_is_found(tmp_path, use, found):
+    row = 'sdk::Number{"slow_ms", 0, 9, &SlowValues::slowMs};\n'
+    tree = {"service/modules/one/a.cpp": row + use, "service/modules/two/b.cpp": "v.slowMs;"}
+    assert len(house.check_parameters(write(tmp_path, tree))) == found
 
 
 def test_rooms_on_a_circle_are_found():

@@ -44,8 +44,10 @@ machine::BlockReaderOptions OptionsFor(const Disk& disk, const RangeValues& valu
   return options;
 }
 
-SurfaceHooks HooksOf(sdk::TestContext& context, ReadStyle& style) {
+SurfaceHooks HooksOf(sdk::TestContext& context, const ReadEnvironment& environment,
+                     ReadStyle& style) {
   SurfaceHooks hooks;
+  hooks.now = environment.now;
   // A message would stand in the place of its percent, so each is sent with the last one.
   auto last = std::make_shared<int>(0);
   hooks.progress = [&context, last](int percent) {
@@ -93,7 +95,7 @@ Verdict RunReadTest(sdk::TestContext& context, const ReadEnvironment& environmen
   plan.order = style.Order(CountBlocks(plan.firstLba, plan.lastLba, plan.sectorsPerBlock));
   if (const std::string opening = style.Opening(); !opening.empty()) context.Report(0, opening);
   const SurfaceResult result =
-      ReadSurface(*opened.reader, plan, context.StopToken(), HooksOf(context, style));
+      ReadSurface(*opened.reader, plan, context.StopToken(), HooksOf(context, environment, style));
   Measure(context, result);
   Verdict verdict =
       words::SurfaceVerdict(result, plan.order.count, environment.timeLimit, style.PromisesAll());

@@ -3,6 +3,7 @@
 #include <array>
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <string>
 
 #include "service/machine/block_reader.h"
@@ -18,6 +19,7 @@ namespace orvan::storage {
 struct ReadEnvironment {
   machine::BlockReaderFactory openReader;
   std::chrono::seconds timeLimit{30};
+  std::function<std::chrono::steady_clock::time_point()> now = std::chrono::steady_clock::now;
 };
 
 // The values that every read test takes; each derives its own from them.
@@ -56,7 +58,8 @@ class ReadStyle {
   virtual ~ReadStyle() = default;
 
   // How many blocks are at the disk at once, and how many more are handed over behind them. Those
-  // are read even when the time is up, so tests with a time cap take few.
+  // are read even when the time is up, so tests with a time cap take few. The time of an answer
+  // holds the wait behind them, so a test that judges times keeps both at 1.
   struct Pace {
     std::uint32_t mostInFlight = 1;
     std::uint32_t queued = 1;

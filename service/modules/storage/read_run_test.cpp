@@ -53,6 +53,13 @@ TEST(ReadStyle, BringsItsOwnParameterCountMeasurementAndVerdict) {
   EXPECT_EQ(bench.context->Measured("bytes-read").value, 1024 * 512);
 }
 
+TEST(ReadStyle, HearsHowLongEachAnswerTook) {
+  ReadBench bench;
+  bench.eachLook = std::chrono::hours(1);
+  EXPECT_EQ(RunSlow(bench, {}).status, kTestWarning);
+  EXPECT_EQ(bench.context->Measured("slow-answers").value, 8);
+}
+
 TEST(ReadStyle, IsMadeAnewForEachRun) {
   ReadBench bench;
   RunSlow(bench, {{"slow_ms", "0"}});

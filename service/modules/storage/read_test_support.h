@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -30,6 +31,7 @@ inline Disk MakeDisk() {
 struct ReadBench {
   explicit ReadBench(machine::DiskFaults faults = {}, std::uint64_t sectors = kSectors,
                      std::uint32_t sectorBytes = 512) {
+    environment.now = [this] { return std::chrono::steady_clock::now() + ahead; };
     environment.openReader = [this, faults, sectors, sectorBytes](
                                  const machine::BlockReaderOptions& options, std::stop_token) {
       opened = options;
@@ -40,7 +42,10 @@ struct ReadBench {
           machine::BlockGeometry{sectors * sectorBytes, sectorBytes, sectorBytes}, faults,
           options.depth);
       live = reader.get();
-      reader->onCollect = [this] { submitted = live->Submitted(); };
+      reader->onCollect = [this] {
+        submitted = live->Submitted();
+        ahead += eachLook;
+      };
       return machine::OpenedReader{std::move(reader), machine::OpenFailure::kNone, 0};
     };
     diagnostics = MakeDiagnostics(environment);
@@ -65,6 +70,9 @@ struct ReadBench {
   machine::BlockReaderOptions opened;
   machine::FaultyBlockReader* live = nullptr;
   std::vector<machine::BlockRead> submitted;
+  // How far the test's clock goes ahead each time that it looks for answers, and has gone.
+  std::chrono::milliseconds eachLook{0};
+  std::chrono::milliseconds ahead{0};
 };
 
 }  // namespace orvan::storage
