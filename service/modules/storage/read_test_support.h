@@ -70,7 +70,8 @@ struct ReadBench {
   machine::BlockReaderOptions opened;
   machine::FaultyBlockReader* live = nullptr;
   std::vector<machine::BlockRead> submitted;
-  // How far the test's clock goes ahead each time that it looks for answers, and has gone.
+  // How far the clock goes ahead each time that the test looks for answers, and has gone. A step
+  // above half a second counts as sleep of the machine.
   std::chrono::milliseconds eachLook{0};
   std::chrono::milliseconds ahead{0};
 };
