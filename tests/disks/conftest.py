@@ -1,4 +1,4 @@
-"""What the tests of the lab have in common: a world where loop devices are disks, and disks."""
+"""What these tests have in common: a world where loop devices are disks, and disks."""
 
 import os
 import shutil
@@ -10,12 +10,12 @@ from program import BINARY_DIR, World
 
 @pytest.fixture
 def world(tmp_path):
-    assert os.geteuid() == 0, "the lab needs root"
+    assert os.geteuid() == 0, "loop devices need root"
     world = World(tmp_path)
     (world.config_dir / "service.ini").write_text(
         "[storage]\ninclude_loop=1\ntimeout_seconds=2\n", encoding="utf-8"
     )
-    # Disks alone: what other modules say of this machine is no concern of the lab's.
+    # Disks alone: what other modules say of this machine is no concern of theirs.
     modules = tmp_path / "modules"
     modules.mkdir(mode=0o755)
     shutil.copy(BINARY_DIR / "lib" / "orvan" / "modules" / "storage.so", modules)

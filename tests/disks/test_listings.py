@@ -41,12 +41,12 @@ def test_question_about_the_real_module_is_answered(world, disk, arguments, line
 
 @pytest.fixture
 def labelled_disk(tmp_path):
-    """The kernel name of a loop device with a swap area named LAB."""
+    """The kernel name of a loop device with a swap area named ARCHIVE."""
     image = tmp_path / "image"
     with open(image, "wb") as file:
         file.truncate(1024 * 1024)
     image.chmod(0o600)
-    subprocess.run(["mkswap", "-L", "LAB", str(image)], check=True, capture_output=True)
+    subprocess.run(["mkswap", "-L", "ARCHIVE", str(image)], check=True, capture_output=True)
     device = subprocess.run(
         ["losetup", "--find", "--show", "--read-only", str(image)],
         check=True,
@@ -65,7 +65,7 @@ def test_what_is_on_a_disk_is_listed_as_its_resource(world, labelled_disk):
     for line in (
         "Resource Type             PARTITION",
         "File System               swap",
-        "Label                     LAB",
+        "Label                     ARCHIVE",
         "Size                      1048576",
         "Index                     0",
     ):

@@ -1,4 +1,4 @@
-"""Run All on real block devices: every disk of the machine, those of the lab among them."""
+"""Run All on real block devices: every disk of the machine, those of the test among them."""
 
 import re
 import sqlite3
@@ -16,7 +16,7 @@ RANKS = [
     ("Failed", 21), ("Warning", 22), ("Canceled", 25), ("Passed", 0),
     ("Invalid", 24), ("Not Applicable", 23),
 ]  # fmt: skip
-# Disks of the machine that are no part of the lab are tested too, for at most 40 s each.
+# Disks of the machine that are no part of the test are tested too, for at most 40 s each.
 LONGEST = 600
 
 
