@@ -37,7 +37,7 @@ TEST_F(PluginLoaderTest, LoadsInTheOrderOfTheFileNamesAndLooksAtNothingElse) {
   Place("good", "b.so");
   Place("good", "a.so");
   Place("wrong_magic", "notes.txt");
-  const LoadedPlugins loaded = LoadPlugins(folder.Path(), {{{"s/k", "v"}}, "/lib/x"});
+  const LoadedPlugins loaded = LoadPlugins(folder.Path(), {nullptr, {{"s/k", "v"}}, "/lib/x"});
   ASSERT_EQ(loaded.modules.size(), 2U);
   EXPECT_TRUE(loaded.refusals.empty());
   EXPECT_EQ(loaded.modules[0].origin, folder.Path("a.so"));

@@ -1,5 +1,6 @@
 #include "service/core/tool_adapter.h"
 
+#include <algorithm>
 #include <exception>
 #include <optional>
 #include <stdexcept>
@@ -17,8 +18,8 @@ class ToolAdapter::Context final : public sdk::ToolContext {
           std::vector<const sdk::Device*> devices, bool filtering)
       : tool_(tool),
         listener_(listener),
-        devices_(std::move(devices)),
-        filtering_(filtering),
+        devices_(filtering ? std::vector<const sdk::Device*>() : devices),
+        candidates_(filtering ? std::move(devices) : std::vector<const sdk::Device*>()),
         stop_(tool.BeginRun(listener != nullptr)) {}
   ~Context() override { tool_.EndRun(); }
   Context(const Context&) = delete;
@@ -26,6 +27,7 @@ class ToolAdapter::Context final : public sdk::ToolContext {
 
   bool HasListener() const override { return listener_ != nullptr; }
   const std::vector<const sdk::Device*>& Devices() const override { return devices_; }
+  const std::vector<const sdk::Device*>& Candidates() const override { return candidates_; }
   void SetProperty(const std::string& key, const std::vector<std::string>& values) override {
     tool_.Store(key, values);
   }
@@ -44,7 +46,9 @@ class ToolAdapter::Context final : public sdk::ToolContext {
     return false;
   }
   void Withdraw(const sdk::Device& device) override {
-    if (filtering_) tool_.module_.Withdraw(device);
+    const bool isCandidate =
+        std::find(candidates_.begin(), candidates_.end(), &device) != candidates_.end();
+    if (isCandidate) tool_.module_.Withdraw(device);
   }
   std::stop_token StopToken() const override { return stop_; }
 
@@ -55,7 +59,7 @@ class ToolAdapter::Context final : public sdk::ToolContext {
   ToolAdapter& tool_;
   orvan_service::ToolListenerView* listener_;
   const std::vector<const sdk::Device*> devices_;
-  const bool filtering_;
+  const std::vector<const sdk::Device*> candidates_;
   const std::stop_token stop_;
   std::exception_ptr failure_;
 };

@@ -215,9 +215,11 @@ class FilteringRunTest : public ToolAdapterTest {
   void StartFiltering() {
     Start([this](sdk::ToolContext& context) {
       seen.clear();
-      for (const sdk::Device* device : context.Devices()) {
-        seen.push_back(device->Id());
-        if (device->Id() == "0") context.Withdraw(*device);
+      for (const auto* devices : {&context.Devices(), &context.Candidates()}) {
+        for (const sdk::Device* device : *devices) {
+          seen.push_back(device->Id());
+          if (device->Id() == "0") context.Withdraw(*device);
+        }
       }
     });
   }

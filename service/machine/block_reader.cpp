@@ -4,10 +4,10 @@
 #include <cerrno>
 #include <cstring>
 
-#include "service/machine/awake_clock.h"
 #include "service/machine/helper_process.h"
 #include "service/machine/helper_protocol.h"
 #include "service/machine/silence_watch.h"
+#include "service/sdk/awake_clock.h"
 
 namespace orvan::machine {
 namespace {
@@ -51,8 +51,8 @@ class HelperBlockReader final : public BlockReader {
     DoneMessage message;
     heard_ = false;
     // What is silent by now has its last chance to be heard before it is judged.
-    const AwakeClock::Duration now = clock_.Look();
-    milliseconds patience = std::min(wait, kAwakePace);
+    const sdk::AwakeClock::Duration now = clock_.Look();
+    milliseconds patience = std::min(wait, sdk::kAwakePace);
     while (!lost_) {
       const auto receipt = helper_->Receive(&message, sizeof(message), size, patience);
       if (receipt == HelperProcess::Receipt::kClosed) lost_ = true;
@@ -85,7 +85,7 @@ class HelperBlockReader final : public BlockReader {
     return true;
   }
 
-  ReaderState JudgeSilence(AwakeClock::Duration now) {
+  ReaderState JudgeSilence(sdk::AwakeClock::Duration now) {
     using Finding = SilenceWatch::Finding;
     const Finding finding = watch_.Look(now, [this] { return helper_->State(); });
     if (finding == Finding::kAsk) {
@@ -100,7 +100,7 @@ class HelperBlockReader final : public BlockReader {
   std::unique_ptr<HelperProcess> helper_;
   BlockGeometry geometry_;
   std::uint32_t capacity_;
-  AwakeClock clock_;
+  sdk::AwakeClock clock_;
   SilenceWatch watch_;
   std::vector<std::uint64_t> outstanding_;
   bool heard_ = false;  // in the present Collect
@@ -129,11 +129,11 @@ OpenedReader Judged(HelperProcess::Receipt receipt, const OpenedMessage& message
 // Waits for the answer to the opening in short steps, so that a stop is seen.
 OpenedReader AwaitOpened(HelperProcess& helper, OpenedMessage& message,
                          const BlockReaderOptions& options, const std::stop_token& stop) {
-  AwakeClock clock;
-  AwakeClock::Duration stalled{};
-  for (AwakeClock::Duration last{};;) {
+  sdk::AwakeClock clock;
+  sdk::AwakeClock::Duration stalled{};
+  for (sdk::AwakeClock::Duration last{};;) {
     if (stop.stop_requested()) return {nullptr, OpenFailure::kStopped, 0};
-    const AwakeClock::Duration now = clock.Look();
+    const sdk::AwakeClock::Duration now = clock.Look();
     std::size_t size = 0;
     const auto receipt = helper.Receive(&message, sizeof(message), size, kStopPoll);
     if (receipt != HelperProcess::Receipt::kNothing) return Judged(receipt, message, size);

@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <array>
 
-#include "service/machine/awake_clock.h"
 #include "service/machine/helper_process.h"
 #include "service/machine/helper_protocol.h"
+#include "service/sdk/awake_clock.h"
 
 namespace orvan::machine {
 namespace {
@@ -32,7 +32,7 @@ class HelperProbe final : public FilesystemProbe {
 
   std::optional<FilesystemFacts> Probe(const std::string& device, const std::string& mountPoint,
                                        std::stop_token stop) override {
-    if (budget_ <= AwakeClock::Duration::zero()) return {};
+    if (budget_ <= sdk::AwakeClock::Duration::zero()) return {};
     const auto start = clock_.Look();
     auto facts = Ask(device, mountPoint, stop);
     budget_ -= clock_.Look() - start;
@@ -55,8 +55,8 @@ class HelperProbe final : public FilesystemProbe {
   }
 
   bool Await(ProbedMessage& answer, const std::stop_token& stop) {
-    const auto deadline = clock_.Look() + std::min<AwakeClock::Duration>(limit_, budget_);
-    for (AwakeClock::Duration now{}; now < deadline && !stop.stop_requested();) {
+    const auto deadline = clock_.Look() + std::min<sdk::AwakeClock::Duration>(limit_, budget_);
+    for (sdk::AwakeClock::Duration now{}; now < deadline && !stop.stop_requested();) {
       now = clock_.Look();
       std::size_t size = 0;
       const auto receipt = helper_->Receive(&answer, sizeof(answer), size, kStopPoll);
@@ -74,8 +74,8 @@ class HelperProbe final : public FilesystemProbe {
 
   std::string helperPath_;
   std::chrono::milliseconds limit_;
-  AwakeClock::Duration budget_;  // what is left of it
-  AwakeClock clock_;
+  sdk::AwakeClock::Duration budget_;  // what is left of it
+  sdk::AwakeClock clock_;
   std::unique_ptr<HelperProcess> helper_;
 };
 

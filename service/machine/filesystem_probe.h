@@ -1,38 +1,15 @@
 #pragma once
 
 #include <chrono>
-#include <cstdint>
 #include <memory>
-#include <optional>
-#include <stop_token>
 #include <string>
+
+#include "service/sdk/filesystem_probe.h"
 
 namespace orvan::machine {
 
-// What a block device holds, and how full its mounted file system is. Texts are as they stand on
-// the disk, so nothing may be taken for granted about their bytes.
-struct FilesystemFacts {
-  std::string tableType;   // "gpt" or "dos"; empty: no partition table
-  std::string fileSystem;  // "ext4"; empty: none that is known
-  std::string label;
-  struct Use {
-    std::uint64_t usedBytes = 0;
-    std::uint64_t freeBytes = 0;
-  };
-  std::optional<Use> use;  // none: not mounted, or not to be had
-};
-
-// Looks at a device. Reading a superblock or asking a file system for its use may hang, so the live
-// one does both in a helper process with a time limit. One thread.
-class FilesystemProbe {
- public:
-  virtual ~FilesystemProbe() = default;
-  // `device` and `mountPoint` may each be empty: then that half is left out. None when it hung,
-  // was stopped or could not be tried.
-  virtual std::optional<FilesystemFacts> Probe(const std::string& device,
-                                               const std::string& mountPoint,
-                                               std::stop_token stop) = 0;
-};
+using sdk::FilesystemFacts;
+using sdk::FilesystemProbe;
 
 // The live probe, through the helper program at `helperPath`. After one probe ran into the limit
 // the helper is given up and the next probe starts another. Once all probes together took `budget`,

@@ -9,7 +9,7 @@
 #include <cerrno>
 #include <string>
 
-#include "service/machine/read_errors.h"
+#include "service/sdk/read_errors.h"
 
 namespace orvan::machine {
 
@@ -50,7 +50,7 @@ bool HelperDevice::IsGone() const {
   std::uint64_t size = 0;
   // Any other error is the call's own and tells nothing of the device.
   const bool isAnswered = ioctl(fd_.Get(), BLKGETSIZE64, &size) == 0;
-  if (isAnswered ? size == 0 : MeansGone(errno)) return true;
+  if (isAnswered ? size == 0 : sdk::MeansGone(errno)) return true;
   const std::string node = "/sys/dev/block/" + std::to_string(number_ >> 32) + ':' +
                            std::to_string(number_ & 0xFFFFFFFF);
   return access(node.c_str(), F_OK) != 0 && errno == ENOENT && access("/sys/dev/block", F_OK) == 0;

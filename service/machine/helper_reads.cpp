@@ -88,7 +88,8 @@ int HelperReads::AwaitEvent() {
   const Duration now = clock_.Look();
   Duration next = results_.empty() ? Duration::max() : oldestResult_ + kOldestUnsent;
   for (const Slot& slot : slots_) {
-    if (slot.state == SlotState::kReading) next = std::min({next, slot.deadline, now + kAwakePace});
+    if (slot.state == SlotState::kReading)
+      next = std::min({next, slot.deadline, now + sdk::kAwakePace});
   }
   if (!unsubmitted_.empty() && refusal_ == 0) next = std::min<Duration>(next, now + kSubmitPace);
   if (next == Duration::max()) return -1;

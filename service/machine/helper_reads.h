@@ -5,9 +5,9 @@
 #include <deque>
 #include <vector>
 
-#include "service/machine/awake_clock.h"
 #include "service/machine/helper_device.h"
 #include "service/machine/helper_protocol.h"
+#include "service/sdk/awake_clock.h"
 
 namespace orvan::machine {
 
@@ -26,7 +26,7 @@ class HelperReads {
   void Run();
 
  private:
-  using Duration = AwakeClock::Duration;
+  using Duration = sdk::AwakeClock::Duration;
   enum class SlotState { kFree, kReading, kLost };
   struct Slot {
     SlotState state = SlotState::kFree;
@@ -52,7 +52,7 @@ class HelperReads {
   bool SendAlive();
   std::byte* Buffer(std::uint32_t slot) const;
 
-  AwakeClock clock_;
+  sdk::AwakeClock clock_;
   int socket_;
   const HelperDevice& device_;
   std::uint32_t largestReadBytes_;

@@ -11,7 +11,7 @@
 #include <fstream>
 #include <utility>
 
-#include "service/machine/watched_files.h"
+#include "service/sdk/watched_files.h"
 
 namespace orvan::machine {
 namespace {
@@ -44,7 +44,7 @@ constexpr char kCapture[] =
     "l /sys/block/absolute /sys/devices/pci0\n"
     "d /sys/bare\n";
 
-std::unique_ptr<MachineFiles> MakeLive(const std::string& root) {
+std::unique_ptr<sdk::MachineFiles> MakeLive(const std::string& root) {
   const fs::path disk = fs::path(root) / "sys/devices/pci0/sda";
   fs::create_directories(disk);
   fs::create_directories(fs::path(root) / "sys/block");
@@ -75,8 +75,8 @@ class MachineFilesContract : public testing::TestWithParam<std::string> {
     }
   }
   TemporaryFolder folder_;
-  std::unique_ptr<MachineFiles> live_;
-  std::unique_ptr<MachineFiles> files_;
+  std::unique_ptr<sdk::MachineFiles> live_;
+  std::unique_ptr<sdk::MachineFiles> files_;
 };
 
 TEST_P(MachineFilesContract, ReadsThroughLinksAndTrims) {
@@ -158,7 +158,7 @@ INSTANTIATE_TEST_SUITE_P(All, MachineFilesContract,
 TEST(RecordingFilesTest, TheCaptureAnswersAsTheMachineDid) {
   const CapturedFiles machine(kCapture);
   const RecordingFiles recording(machine);
-  const auto look = [](const MachineFiles& files) {
+  const auto look = [](const sdk::MachineFiles& files) {
     std::string seen = files.ReadBytes("/sys/block/sda/model", 100).value_or("none");
     for (const std::string& name : files.List("/sys/block/sda")) seen += name + ',';
     seen += files.Resolve("/sys/block/sda") + files.ReadText("/sys/block/sda/odd name");
@@ -201,14 +201,14 @@ TEST(RecordingFilesTest, ErrorsAreRecordedToo) {
 
 TEST(WatchedFilesTest, RemembersWhatCouldNotBeLookedAtOnce) {
   const CapturedFiles machine(kTroubled);
-  const WatchedFiles files(machine);
+  const sdk::WatchedFiles files(machine);
   files.ReadText("/a/file");
   files.ReadText("/a/file");
   files.ReadText("/a/nothing");
   files.List("/a/folder");
   files.ReadText("/a/folder/below");
   files.ReadLink("/a/link");
-  using Troubles = std::vector<FileTrouble>;
+  using Troubles = std::vector<sdk::FileTrouble>;
   EXPECT_EQ(files.TakeTroubles(),
             (Troubles{{"/a/file", EACCES}, {"/a/folder", EMFILE}, {"/a/link", EIO}}));
   EXPECT_EQ(files.TakeTroubles(), Troubles());

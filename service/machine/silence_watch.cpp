@@ -4,20 +4,20 @@
 
 namespace orvan::machine {
 
-void SilenceWatch::Heard(AwakeClock::Duration now) {
+void SilenceWatch::Heard(sdk::AwakeClock::Duration now) {
   lastSign_ = now;
   lastLook_ = now;
   stalled_ = {};
   asked_ = false;
 }
 
-SilenceWatch::Finding SilenceWatch::Look(AwakeClock::Duration now,
+SilenceWatch::Finding SilenceWatch::Look(sdk::AwakeClock::Duration now,
                                          const std::function<char()>& state) {
-  const AwakeClock::Duration passed = now - std::exchange(lastLook_, now);
-  const AwakeClock::Duration silence = now - lastSign_;
-  if (silence < kAwakePace) return Finding::kNone;
+  const sdk::AwakeClock::Duration passed = now - std::exchange(lastLook_, now);
+  const sdk::AwakeClock::Duration silence = now - lastSign_;
+  if (silence < sdk::kAwakePace) return Finding::kNone;
   if (!std::exchange(asked_, true)) return Finding::kAsk;
-  if (silence < 2 * kAwakePace) return Finding::kNone;
+  if (silence < 2 * sdk::kAwakePace) return Finding::kNone;
   // A helper that lives waits for its socket and answers at once.
   if (state() != kInKernel) {
     stalled_ += passed;

@@ -2,13 +2,13 @@
 
 #include <functional>
 
-#include "service/machine/awake_clock.h"
+#include "service/sdk/awake_clock.h"
 
 namespace orvan::machine {
 
 // Judges a helper process of which nothing is heard: one that hangs in the kernel, and so the
 // device with it, or one that stands still for reasons that are none of the device's. One thread;
-// times are those of one AwakeClock.
+// times are those of one sdk::AwakeClock.
 class SilenceWatch {
  public:
   enum class Finding {
@@ -18,21 +18,21 @@ class SilenceWatch {
     kStalled,  // it was stopped, or got no processor, for longer than anybody waits
   };
 
-  SilenceWatch(AwakeClock::Duration hungLimit, AwakeClock::Duration stallLimit)
+  SilenceWatch(sdk::AwakeClock::Duration hungLimit, sdk::AwakeClock::Duration stallLimit)
       : hungLimit_(hungLimit), stallLimit_(stallLimit) {}
 
   // A message came, or something is waited for from now on.
-  void Heard(AwakeClock::Duration now);
-  // To be called at least every kAwakePace while something is waited for. `state` tells the
+  void Heard(sdk::AwakeClock::Duration now);
+  // To be called at least every sdk::kAwakePace while something is waited for. `state` tells the
   // process' state as /proc does and is asked only when an answer is overdue.
-  Finding Look(AwakeClock::Duration now, const std::function<char()>& state);
+  Finding Look(sdk::AwakeClock::Duration now, const std::function<char()>& state);
 
  private:
-  AwakeClock::Duration hungLimit_;
-  AwakeClock::Duration stallLimit_;
-  AwakeClock::Duration lastSign_{};
-  AwakeClock::Duration lastLook_{};
-  AwakeClock::Duration stalled_{};  // of the time since the last sign
+  sdk::AwakeClock::Duration hungLimit_;
+  sdk::AwakeClock::Duration stallLimit_;
+  sdk::AwakeClock::Duration lastSign_{};
+  sdk::AwakeClock::Duration lastLook_{};
+  sdk::AwakeClock::Duration stalled_{};  // of the time since the last sign
   bool asked_ = false;
 };
 

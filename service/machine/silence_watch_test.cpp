@@ -21,14 +21,14 @@ using Finding = SilenceWatch::Finding;
 // A watch with a limit of 3 s for hangs and 10 s for stalls, looked at every 250 ms.
 struct Bench {
   SilenceWatch watch{3s, 10s};
-  AwakeClock::Duration now{};
+  sdk::AwakeClock::Duration now{};
   int questions = 0;
   int looks = 0;
 
   // The first finding of `state` within `time` that ends the waiting.
-  Finding Pass(AwakeClock::Duration time, char state) {
+  Finding Pass(sdk::AwakeClock::Duration time, char state) {
     for (const auto end = now + time; now < end;) {
-      now += kAwakePace;
+      now += sdk::kAwakePace;
       const Finding finding = watch.Look(now, [&] {
         ++looks;
         return state;
@@ -61,7 +61,7 @@ TEST(SilenceWatch, IsAskedOnceAndLookedAtOnlyWhenItOwesTheAnswer) {
 TEST(SilenceWatch, OneThatStaysInTheKernelIsHungAtItsLimit) {
   Bench bench;
   EXPECT_EQ(bench.Pass(1h, kInKernel), Finding::kHung);
-  EXPECT_EQ(bench.now, 3s + kAwakePace);
+  EXPECT_EQ(bench.now, 3s + sdk::kAwakePace);
 }
 
 TEST(SilenceWatch, OneThatIsStoppedOrStarvedIsNeverHung) {

@@ -56,7 +56,7 @@ bool PlaySteps(const std::vector<StepScript>& steps, sdk::ToolContext& context,
 }
 
 void WithdrawDevices(const std::set<std::string>& ids, sdk::ToolContext& context) {
-  for (const sdk::Device* device : context.Devices()) {
+  for (const sdk::Device* device : context.Candidates()) {
     if (ids.contains(device->Id())) context.Withdraw(*device);
   }
 }

@@ -7,6 +7,7 @@
 
 #include "service/sdk/device.h"
 #include "service/sdk/measurement.h"
+#include "service/sdk/run_state.h"
 
 namespace orvan::sdk {
 
@@ -29,6 +30,12 @@ class TestContext {
   void Report(int percent) { Report(percent, {}); }
   // A measured value for the log, at any time of the test. A surrounding without a log drops it.
   virtual void Measure(const Measurement& /*measurement*/) {}
+  // A line of the log, at any time of the test.
+  virtual void Log(LogLevel /*level*/, const std::string& /*text*/) {}
+  // Why the stop token is set; kNone as long as it is not.
+  virtual StopReason WhyStop() const { return StopReason::kNone; }
+  // The bits of the system events that the service was told of and nobody has cleared since.
+  virtual std::uint32_t SystemEvents() const { return 0; }
 };
 
 }  // namespace orvan::sdk

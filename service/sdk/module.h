@@ -13,6 +13,7 @@
 #include "boundary/orvan_service_version.h"
 #include "service/sdk/context.h"
 #include "service/sdk/device.h"
+#include "service/sdk/machine.h"
 #include "service/sdk/parameter.h"
 #include "service/sdk/tool.h"
 #include "service/sdk/verdict.h"
@@ -39,6 +40,8 @@ struct TestRecord {
   std::string summary;  // one plain line for the help text
   // What the test takes on one device, where ranges or defaults depend on it; none: `parameters`.
   std::function<std::vector<ParameterSpec>(const Device&)> parametersOn = {};
+  // Whether `run` may write to a device, or send it a command that does not only read.
+  bool mayWrite = false;
 };
 
 // One diagnostic: a named list of tests. Its option and its long name are options of the command
@@ -84,6 +87,9 @@ class Module {
 
 // What a module gets when it is made.
 struct ModuleEnvironment {
+  // The module's one way to the machine; outlives it. In the program's own process, where a module
+  // is made for its table alone, each access throws std::logic_error.
+  Machine* machine = nullptr;
   // The service setting file, "section/key" to value, e.g. "storage/include_loop" to "1".
   std::map<std::string, std::string> settings;
   // Where the service's own library stands; helper programs lie below it in "orvan".

@@ -1,11 +1,14 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
+#include <map>
 #include <stop_token>
 #include <string>
 #include <vector>
 
 #include "service/sdk/device.h"
+#include "service/sdk/run_state.h"
 
 namespace orvan::sdk {
 
@@ -20,18 +23,30 @@ class ToolContext {
  public:
   virtual ~ToolContext() = default;
   virtual bool HasListener() const = 0;
-  // The devices of the run; in a filtering run those that the module's last scan found.
+  // The devices of the run; none in a filtering run.
   virtual const std::vector<const Device*>& Devices() const = 0;
+  // What a filtering run may withdraw: the devices that the module's last scan found. None in any
+  // other run.
+  virtual const std::vector<const Device*>& Candidates() const = 0;
   virtual void SetProperty(const std::string& key, const std::vector<std::string>& values) = 0;
   virtual std::vector<std::string> GetProperty(const std::string& key) const = 0;
   // Calls the listener's handler of that event; false when there is none. A handler that throws
   // ends the run: stop is requested, no event is delivered any more, and the exception passes to
   // the caller of the run once the tool has returned.
   virtual bool Fire(const std::string& event) = 0;
-  // Takes one of Devices out of the module's devices until its next scan, so that nobody lists it
-  // or works on it. Does nothing outside a filtering run.
+  // Takes one of Candidates out of the module's devices until its next scan, so that nobody lists
+  // it or works on it. Does nothing outside a filtering run.
   virtual void Withdraw(const Device& device) = 0;
   virtual std::stop_token StopToken() const = 0;
+  // Why the stop token is set; kNone as long as it is not.
+  virtual StopReason WhyStop() const { return StopReason::kNone; }
+  // The bits of the system events that the service was told of and nobody has cleared since.
+  virtual std::uint32_t SystemEvents() const { return 0; }
+  // A line of the log.
+  virtual void Log(LogLevel /*level*/, const std::string& /*text*/) {}
+  // The run did not do what it was asked for: why, as plain text for the log. The last one counts.
+  // What a user sees, the tool tells its listener.
+  virtual void Fail(const std::string& /*reason*/) {}
 };
 
 // A tool of a module.

@@ -22,7 +22,7 @@ ROOMS = {
     "tools": ("views", "system", "boundary", "os"),
     "frontend": ("views", "tools", "system", "boundary", "os"),
     "service/sdk": ("boundary",),
-    "service/machine": ("os",),
+    "service/machine": ("service/sdk", "boundary", "os"),
     "service/log": ("service/sdk", "boundary", "system", "os"),
     "service/core": ("service/sdk", "service/log", "boundary", "system", "os"),
     "service/scenario": (

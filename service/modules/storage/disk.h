@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "service/machine/watched_files.h"
 #include "service/sdk/device.h"
+#include "service/sdk/watched_files.h"
 
 namespace orvan::storage {
 
@@ -34,7 +34,7 @@ struct DiskFacts {
   std::string kernelName;          // "sda"
   std::string devicePath;          // "/dev/sda"
   std::string folder;              // below /sys, its links followed
-  std::uint64_t deviceNumber = 0;  // machine::DeviceNumber
+  std::uint64_t deviceNumber = 0;  // sdk::DeviceNumber
   std::string busPath;
   std::string model;
   std::string serial;
@@ -48,7 +48,7 @@ struct DiskFacts {
   std::optional<bool> isRotating;
   std::vector<Partition> partitions;
   // What is there and could not be read; paths below `folder`, or whole ones.
-  std::vector<machine::FileTrouble> unread;
+  std::vector<sdk::FileTrouble> unread;
   // The kernel name of a disk whose place could not be made out, so that the ids of all disks are
   // in doubt; empty: the order is known.
   std::string disorderedBy;

@@ -9,11 +9,11 @@
 #include <string_view>
 #include <utility>
 
-#include "service/machine/block_reader.h"
 #include "service/modules/storage/hardware_path.h"
 #include "service/modules/storage/identity.h"
 #include "service/modules/storage/partitions.h"
 #include "service/modules/storage/words.h"
+#include "service/sdk/block_reader.h"
 
 namespace orvan::storage {
 namespace {
@@ -26,7 +26,7 @@ constexpr char kLast[] = "\x7f";  // sorts behind every path
 // simplified direct access (0Eh), host managed zoned (14h).
 constexpr std::array<std::string_view, 4> kScsiDiskTypes = {"0", "7", "14", "20"};
 
-bool IsScsiDisk(const machine::MachineFiles& files, const std::string& folder) {
+bool IsScsiDisk(const sdk::MachineFiles& files, const std::string& folder) {
   const std::string type = files.ReadText(folder + "/device/type");
   return type.empty() ||
          std::find(kScsiDiskTypes.begin(), kScsiDiskTypes.end(), type) != kScsiDiskTypes.end();
@@ -51,15 +51,14 @@ bool MayBeDisk(const std::string& name, bool includeLoop) {
 }
 
 // What cannot be read speaks for a disk: none that is there may lose its place.
-bool IsDisk(const machine::MachineFiles& files, const std::string& name,
-            const std::string& folder) {
+bool IsDisk(const sdk::MachineFiles& files, const std::string& name, const std::string& folder) {
   if (files.ReadText(folder + "/hidden") == "1") return false;
   return !name.starts_with("sd") || IsScsiDisk(files, folder);
 }
 
 // Whether a loop device has a file; none when that cannot be found out. Its size decides, for an
 // unbound one has none and an empty file has nothing to read.
-std::optional<bool> HasFile(const machine::MachineFiles& files, const std::string& folder) {
+std::optional<bool> HasFile(const sdk::MachineFiles& files, const std::string& folder) {
   if (const auto sectors = files.ReadNumber(folder + "/size")) return *sectors != 0;
   // There for as long as a file is bound. Two looks, for one may miss what is there.
   bool isKnown = true;
@@ -78,18 +77,18 @@ std::uint64_t ParseDeviceNumber(const std::string& text) {
   const auto colon = std::from_chars(text.data(), end, major);
   if (colon.ec != std::errc() || colon.ptr == end || *colon.ptr != ':') return 0;
   const auto rest = std::from_chars(colon.ptr + 1, end, minor);
-  return rest.ec == std::errc() ? machine::DeviceNumber(major, minor) : 0;
+  return rest.ec == std::errc() ? sdk::DeviceNumber(major, minor) : 0;
 }
 
 // What every disk has and this one does not tell.
-using Lacking = std::vector<machine::FileTrouble>;
+using Lacking = std::vector<sdk::FileTrouble>;
 
-Lacking ReadDisk(const machine::MachineFiles& files, DiskFacts& facts) {
+Lacking ReadDisk(const sdk::MachineFiles& files, DiskFacts& facts) {
   const std::string& folder = facts.folder;
   const std::string number = files.ReadText(folder + "/dev");
   facts.deviceNumber = ParseDeviceNumber(number);
   const std::string size = files.ReadText(folder + "/size");
-  if (const auto sectors = machine::MachineFiles::ParseNumber(size)) {
+  if (const auto sectors = sdk::MachineFiles::ParseNumber(size)) {
     facts.sizeBytes = *sectors * kSysfsSectorBytes;
   }
   facts.logicalSectorBytes = files.ReadNumber(folder + "/queue/logical_block_size");
@@ -109,8 +108,8 @@ Lacking ReadDisk(const machine::MachineFiles& files, DiskFacts& facts) {
 
 // What could not be read at all is told already.
 void AddLacking(const Lacking& lacking, DiskFacts& facts) {
-  for (const machine::FileTrouble& one : lacking) {
-    const auto isIt = [&one](const machine::FileTrouble& other) { return other.path == one.path; };
+  for (const sdk::FileTrouble& one : lacking) {
+    const auto isIt = [&one](const sdk::FileTrouble& other) { return other.path == one.path; };
     if (std::none_of(facts.unread.begin(), facts.unread.end(), isIt)) facts.unread.push_back(one);
   }
 }
@@ -123,7 +122,7 @@ struct FoundDisk {
 // The scan of one machine.
 class Scan {
  public:
-  Scan(const machine::MachineFiles& files, machine::FilesystemProbe& probe, bool includeLoop,
+  Scan(const sdk::MachineFiles& files, sdk::FilesystemProbe& probe, bool includeLoop,
        std::stop_token stop)
       : files_(files),
         probe_(probe),
@@ -161,7 +160,7 @@ class Scan {
   }
 
   void Look(const std::string& name) {
-    const machine::WatchedFiles watched(files_);
+    const sdk::WatchedFiles watched(files_);
     DiskFacts facts;
     facts.kernelName = name;
     facts.devicePath = "/dev/" + name;
@@ -213,8 +212,8 @@ class Scan {
 
   // What /proc and the device manager do not tell is shown as unknown and keeps nobody from
   // reading.
-  static void KeepTroubles(std::vector<machine::FileTrouble> troubles, DiskFacts& facts) {
-    for (machine::FileTrouble& trouble : troubles) {
+  static void KeepTroubles(std::vector<sdk::FileTrouble> troubles, DiskFacts& facts) {
+    for (sdk::FileTrouble& trouble : troubles) {
       if (!trouble.path.starts_with("/sys/")) continue;
       if (trouble.path.starts_with(facts.folder + '/')) {
         trouble.path.erase(0, facts.folder.size() + 1);
@@ -223,8 +222,8 @@ class Scan {
     }
   }
 
-  const machine::MachineFiles& files_;
-  machine::FilesystemProbe& probe_;
+  const sdk::MachineFiles& files_;
+  sdk::FilesystemProbe& probe_;
   bool includeLoop_;
   std::stop_token stop_;
   const MountTable mounts_;
@@ -234,8 +233,8 @@ class Scan {
 
 }  // namespace
 
-std::vector<std::unique_ptr<Disk>> ScanDisks(const machine::MachineFiles& files,
-                                             machine::FilesystemProbe& probe, bool includeLoop,
+std::vector<std::unique_ptr<Disk>> ScanDisks(const sdk::MachineFiles& files,
+                                             sdk::FilesystemProbe& probe, bool includeLoop,
                                              std::stop_token stop) {
   return Scan(files, probe, includeLoop, std::move(stop)).Run();
 }

@@ -4,9 +4,9 @@
 #include <stop_token>
 #include <vector>
 
-#include "service/machine/filesystem_probe.h"
-#include "service/machine/machine_files.h"
 #include "service/modules/storage/disk.h"
+#include "service/sdk/filesystem_probe.h"
+#include "service/sdk/machine_files.h"
 
 namespace orvan::storage {
 
@@ -15,8 +15,8 @@ namespace orvan::storage {
 // looked at keeps its place and says so; when its very place cannot be made out, all disks say so.
 // After a stop no file system is looked at any more. Throws std::runtime_error, in plain words,
 // when the disks cannot be listed.
-std::vector<std::unique_ptr<Disk>> ScanDisks(const machine::MachineFiles& files,
-                                             machine::FilesystemProbe& probe, bool includeLoop,
+std::vector<std::unique_ptr<Disk>> ScanDisks(const sdk::MachineFiles& files,
+                                             sdk::FilesystemProbe& probe, bool includeLoop,
                                              std::stop_token stop);
 
 }  // namespace orvan::storage

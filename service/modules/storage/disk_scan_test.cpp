@@ -1,4 +1,5 @@
 #include "service/modules/storage/disk_scan.h"
+#include "service/machine/machine_files.h"
 
 #include <gtest/gtest.h>
 
@@ -8,8 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "service/machine/block_reader.h"
 #include "service/modules/storage/identity.h"
+#include "service/sdk/block_reader.h"
 
 namespace orvan::storage {
 namespace {
@@ -22,23 +23,23 @@ machine::CapturedFiles Capture(const std::string& name) {
 }
 
 // Answers from a list, and remembers what it was asked.
-class ListedProbe final : public machine::FilesystemProbe {
+class ListedProbe final : public sdk::FilesystemProbe {
  public:
-  std::optional<machine::FilesystemFacts> Probe(const std::string& device,
-                                                const std::string& mountPoint,
-                                                std::stop_token) override {
+  std::optional<sdk::FilesystemFacts> Probe(const std::string& device,
+                                            const std::string& mountPoint,
+                                            std::stop_token) override {
     asked.push_back(device + '@' + mountPoint);
     if (hangs) return {};
-    machine::FilesystemFacts answer = facts[device];
+    sdk::FilesystemFacts answer = facts[device];
     if (!mountPoint.empty()) answer.use = {1000, 24};
     return answer;
   }
-  std::map<std::string, machine::FilesystemFacts> facts;
+  std::map<std::string, sdk::FilesystemFacts> facts;
   std::vector<std::string> asked;
   bool hangs = false;
 };
 
-std::vector<std::string> KernelNames(const machine::MachineFiles& files, bool includeLoop = false) {
+std::vector<std::string> KernelNames(const sdk::MachineFiles& files, bool includeLoop = false) {
   ListedProbe probe;
   std::vector<std::string> names;
   for (const auto& disk : ScanDisks(files, probe, includeLoop, {})) {
@@ -152,7 +153,7 @@ TEST(DiskInformation, OfASataDiskComesWholeFromItsIdentifyData) {
                                 {"BUS_PATH", "pci-0000:00:1f.2/ata-2/scsi-0:0:0"}}));
   EXPECT_EQ(disk->Information().properties.at("NonRotatingMedia"), "F");
   EXPECT_EQ(disk->UniqueId(), "naa.50014ee2b1234567");
-  EXPECT_EQ(disk->Facts().deviceNumber, machine::DeviceNumber(8, 16));
+  EXPECT_EQ(disk->Facts().deviceNumber, sdk::DeviceNumber(8, 16));
 }
 
 TEST(DiskInformation, OfASataDiskWithoutThatPageComesFromTheInquiry) {

@@ -6,7 +6,7 @@
 #include <optional>
 #include <vector>
 
-#include "service/machine/awake_clock.h"
+#include "service/sdk/awake_clock.h"
 
 namespace orvan::storage {
 
@@ -14,7 +14,7 @@ namespace orvan::storage {
 struct Extent {
   std::uint64_t lba = 0;
   std::uint32_t sectors = 0;
-  machine::AwakeClock::Duration handedOver{};  // of whole blocks
+  sdk::AwakeClock::Duration handedOver{};  // of whole blocks
 };
 
 // A read that failed.
@@ -22,7 +22,7 @@ struct FailedRead {
   std::uint64_t id = 0;  // of the block, whose sectors are read later
   Extent extent;
   int error = 0;
-  machine::AwakeClock::Duration when{};
+  sdk::AwakeClock::Duration when{};
   bool isSector = false;   // read by itself
   bool isVouched = false;  // the disk has answered a read since
 };
@@ -32,7 +32,7 @@ struct FailedRead {
 // answered another read, or has not vanished for a while.
 class FailedReads {
  public:
-  using Duration = machine::AwakeClock::Duration;
+  using Duration = sdk::AwakeClock::Duration;
   using Counter = std::function<void(const FailedRead&)>;
 
   // `count` takes each failure of the surface once, the oldest first.

@@ -91,7 +91,7 @@ struct Step {
   std::string text;
   std::string key;
   // Set when an attribute that it hangs on, and every such folder has, is missing or of no use.
-  std::optional<machine::FileTrouble> trouble;
+  std::optional<sdk::FileTrouble> trouble;
 };
 
 Step Named(const std::string& text) {
@@ -100,20 +100,19 @@ Step Named(const std::string& text) {
 
 // A kernel number in place of the attribute would follow the order of detection.
 Step Unknown(const std::string& attribute, const std::string& said) {
-  return {{}, {}, machine::FileTrouble{attribute, said.empty() ? ENOENT : 0}};
+  return {{}, {}, sdk::FileTrouble{attribute, said.empty() ? ENOENT : 0}};
 }
 
-Step Numbered(const machine::MachineFiles& files, const std::string& prefix,
+Step Numbered(const sdk::MachineFiles& files, const std::string& prefix,
               const std::string& attribute) {
   const std::string said = files.ReadText(attribute);
-  const auto number = machine::MachineFiles::ParseNumber(said);
+  const auto number = sdk::MachineFiles::ParseNumber(said);
   return number ? Named(prefix + std::to_string(*number)) : Unknown(attribute, said);
 }
 
 // ATA ports are numbered over all controllers; the port's own number stands in its class folder.
 // Source: Linux, Documentation/ABI/testing/sysfs-ata: port_no.
-Step AtaStep(const machine::MachineFiles& files, const std::string& folder,
-             const std::string& part) {
+Step AtaStep(const sdk::MachineFiles& files, const std::string& folder, const std::string& part) {
   return Numbered(files, "ata-", folder + "/ata_port/" + part + "/port_no");
 }
 
@@ -133,10 +132,10 @@ bool IsUsbPort(const std::string& part) {
 
 // The root hubs of a controller differ in their speed; the number of the bus is none of theirs.
 // Source: Linux, Documentation/ABI/stable/sysfs-bus-usb: speed in Mbit/s.
-Step RootHubStep(const machine::MachineFiles& files, const std::string& folder) {
+Step RootHubStep(const sdk::MachineFiles& files, const std::string& folder) {
   const std::string attribute = folder + "/speed";
   const std::string said = files.ReadText(attribute);
-  const std::uint64_t speed = machine::MachineFiles::ParseNumber(said).value_or(0);
+  const std::uint64_t speed = sdk::MachineFiles::ParseNumber(said).value_or(0);
   if (speed == 0) return Unknown(attribute, said);
   return Named(speed >= 5000 ? "usb3" : speed >= 480 ? "usb2" : "usb1");
 }
@@ -152,8 +151,7 @@ bool IsSilent(const std::string& part) {
                      [&](std::string_view name) { return part == name; });
 }
 
-Step ReadStep(const machine::MachineFiles& files, const std::string& folder,
-              const std::string& part) {
+Step ReadStep(const sdk::MachineFiles& files, const std::string& folder, const std::string& part) {
   if (IsSilent(part) || part.starts_with("pci0") || part.starts_with("pci1")) return {};
   if (IsPciAddress(part)) return {"pci-" + part, PciKey(part), {}};
   if (IsNumbered(part, "ata")) return AtaStep(files, folder, part);
@@ -170,14 +168,14 @@ Step ReadStep(const machine::MachineFiles& files, const std::string& folder,
 }
 
 // The last step: what tells disks of one controller apart.
-Step DiskStep(const machine::MachineFiles& files, const std::string& kernelName,
+Step DiskStep(const sdk::MachineFiles& files, const std::string& kernelName,
               const std::string& blockFolder) {
   if (!kernelName.starts_with("nvme")) return {};
   return Numbered(files, "namespace-", blockFolder + "/nsid");
 }
 
 // The steps to a folder below /sys/devices, or to one of no such place.
-std::vector<Step> StepsTo(const machine::MachineFiles& files, const std::string& folder) {
+std::vector<Step> StepsTo(const sdk::MachineFiles& files, const std::string& folder) {
   const bool isBelow = folder.starts_with(kDevicesFolder);
   std::string reached = "/sys/devices";
   std::vector<Step> steps;
@@ -198,10 +196,10 @@ std::string SubsystemOf(const std::string& blockFolder) {
 // The controllers of a subsystem are links of it. One that is none, or leads nowhere, is in doubt.
 struct Controllers {
   std::string first;
-  std::optional<machine::FileTrouble> trouble;
+  std::optional<sdk::FileTrouble> trouble;
 };
 
-Controllers ReadControllers(const machine::MachineFiles& files, const std::string& subsystem) {
+Controllers ReadControllers(const sdk::MachineFiles& files, const std::string& subsystem) {
   std::vector<std::pair<std::string, std::string>> controllers;
   Controllers result;
   for (const std::string& name : files.List(subsystem)) {
@@ -227,8 +225,7 @@ Controllers ReadControllers(const machine::MachineFiles& files, const std::strin
 
 }  // namespace
 
-std::string BlockFolder(const machine::MachineFiles& files, const std::string& kernelName,
-                        int& error) {
+std::string BlockFolder(const sdk::MachineFiles& files, const std::string& kernelName, int& error) {
   std::string found;
   int firstError = 0;
   // Several roads lead there, of a loop device the last one, too.
@@ -245,7 +242,7 @@ std::string BlockFolder(const machine::MachineFiles& files, const std::string& k
   return found;
 }
 
-std::string HardwareFolder(const machine::MachineFiles& files, const std::string& kernelName,
+std::string HardwareFolder(const sdk::MachineFiles& files, const std::string& kernelName,
                            const std::string& blockFolder) {
   const std::string subsystem = SubsystemOf(blockFolder);
   if (subsystem.empty()) return blockFolder;
@@ -253,13 +250,13 @@ std::string HardwareFolder(const machine::MachineFiles& files, const std::string
   return controller.empty() ? blockFolder : controller + '/' + kernelName;
 }
 
-HardwarePath ReadHardwarePath(const machine::MachineFiles& machine, const std::string& kernelName,
+HardwarePath ReadHardwarePath(const sdk::MachineFiles& machine, const std::string& kernelName,
                               const std::string& blockFolder) {
-  const machine::WatchedFiles files(machine);
+  const sdk::WatchedFiles files(machine);
   const bool isLoop = kernelName.starts_with("loop");
   HardwarePath path;
   path.sortKey = isLoop ? "~" : "";
-  const auto doubt = [&path](const std::optional<machine::FileTrouble>& trouble) {
+  const auto doubt = [&path](const std::optional<sdk::FileTrouble>& trouble) {
     if (!path.trouble) path.trouble = trouble;
   };
   std::string folder = blockFolder;

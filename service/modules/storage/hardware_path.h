@@ -3,7 +3,7 @@
 #include <optional>
 #include <string>
 
-#include "service/machine/watched_files.h"
+#include "service/sdk/watched_files.h"
 
 namespace orvan::storage {
 
@@ -17,21 +17,20 @@ struct HardwarePath {
   std::string sortKey;
   // Set when a part of the path could not be looked at, or something that the place hangs on is
   // missing (ENOENT) or of no use. The sort key then says nothing.
-  std::optional<machine::FileTrouble> trouble;
+  std::optional<sdk::FileTrouble> trouble;
 };
 
 // The disk's folder below /sys, its links followed; empty when it could not be found out, and the
 // errno of why. ENOENT: there is no disk of that name any more.
-std::string BlockFolder(const machine::MachineFiles& files, const std::string& kernelName,
-                        int& error);
+std::string BlockFolder(const sdk::MachineFiles& files, const std::string& kernelName, int& error);
 
 // The path of the disk with that kernel name and folder, from its place below /sys/devices.
-HardwarePath ReadHardwarePath(const machine::MachineFiles& files, const std::string& kernelName,
+HardwarePath ReadHardwarePath(const sdk::MachineFiles& files, const std::string& kernelName,
                               const std::string& blockFolder);
 
 // The folder below /sys/devices of the disk's hardware, e.g. ".../0000:00:1f.2/ata1/.../block/sda".
 // For a disk behind several controllers it is that of the first.
-std::string HardwareFolder(const machine::MachineFiles& files, const std::string& kernelName,
+std::string HardwareFolder(const sdk::MachineFiles& files, const std::string& kernelName,
                            const std::string& blockFolder);
 
 }  // namespace orvan::storage

@@ -33,7 +33,7 @@ std::string AtaText(const std::string& identify, WordRange range) {
   return Trimmed(text);
 }
 
-std::string FirstOf(const machine::MachineFiles& files, const std::string& folder,
+std::string FirstOf(const sdk::MachineFiles& files, const std::string& folder,
                     std::initializer_list<const char*> names) {
   for (const char* name : names) {
     std::string text = files.ReadText(folder + name);
@@ -43,7 +43,7 @@ std::string FirstOf(const machine::MachineFiles& files, const std::string& folde
 }
 
 // The folder of the USB device that a path leads through; the innermost one.
-std::string UsbDeviceFolder(const machine::MachineFiles& files, std::string folder) {
+std::string UsbDeviceFolder(const sdk::MachineFiles& files, std::string folder) {
   while (folder.size() > 1) {
     if (files.Exists(folder + "/idVendor")) return folder;
     folder.erase(folder.find_last_of('/'));
@@ -51,7 +51,7 @@ std::string UsbDeviceFolder(const machine::MachineFiles& files, std::string fold
   return {};
 }
 
-void ReadScsi(const machine::MachineFiles& files, const std::string& device, DiskFacts& facts) {
+void ReadScsi(const sdk::MachineFiles& files, const std::string& device, DiskFacts& facts) {
   const std::string vendor = FirstOf(files, device, {"/vendor"});
   facts.model = FirstOf(files, device, {"/model"});
   if (!vendor.empty() && vendor != "ATA") facts.model = Trimmed(vendor + ' ' + facts.model);
@@ -72,7 +72,7 @@ void ReadScsi(const machine::MachineFiles& files, const std::string& device, Dis
   prefer(facts.serial, kSerialWords);
 }
 
-void ReadUsb(const machine::MachineFiles& files, const std::string& folder, DiskFacts& facts) {
+void ReadUsb(const sdk::MachineFiles& files, const std::string& folder, DiskFacts& facts) {
   const std::string usb = UsbDeviceFolder(files, folder);
   if (usb.empty()) return;
   if (facts.serial.empty()) facts.serial = FirstOf(files, usb, {"/serial"});
@@ -114,7 +114,7 @@ std::string Trimmed(const std::string& text) {
   return text.substr(begin, text.find_last_not_of(kBlanks) - begin + 1);
 }
 
-void ReadIdentity(const machine::MachineFiles& files, DiskFacts& facts) {
+void ReadIdentity(const sdk::MachineFiles& files, DiskFacts& facts) {
   const std::string& block = facts.folder;
   const std::string device = block + "/device";
   const std::string folder = HardwareFolder(files, facts.kernelName, facts.folder);

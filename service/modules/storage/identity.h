@@ -2,14 +2,14 @@
 
 #include <string>
 
-#include "service/machine/machine_files.h"
 #include "service/modules/storage/disk.h"
+#include "service/sdk/machine_files.h"
 
 namespace orvan::storage {
 
 // Fills transport, model, serial number, firmware and world-wide name of the disk named by
 // `facts.kernelName`. What the disk does not tell stays empty.
-void ReadIdentity(const machine::MachineFiles& files, DiskFacts& facts);
+void ReadIdentity(const sdk::MachineFiles& files, DiskFacts& facts);
 
 // A text from a device without blanks, line ends and zero bytes at its ends.
 std::string Trimmed(const std::string& text);

@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "service/machine/machine_files.h"
 #include "service/modules/storage/partitions.h"
 
 namespace orvan::storage {

@@ -18,7 +18,7 @@ constexpr std::uint32_t kMostPrimaryPartitions = 4;
 // The kernel gives an extended partition this length, so that only its table can be reached.
 constexpr std::uint64_t kExtendedBytes = 1024;
 
-using Facts = machine::FilesystemFacts;
+using Facts = sdk::FilesystemFacts;
 
 // "\040" as in /proc, "\x20" as in the device manager's database.
 std::string Decoded(const std::string& text) {
@@ -47,8 +47,7 @@ struct Known {
   std::string entryType;    // e.g. "0xf"
 };
 
-std::optional<Known> ReadDeviceDatabase(const machine::MachineFiles& files,
-                                        const std::string& number) {
+std::optional<Known> ReadDeviceDatabase(const sdk::MachineFiles& files, const std::string& number) {
   const auto text = files.ReadBytes("/run/udev/data/b" + number, 65536);
   if (!text) return {};
   Known known;
@@ -86,7 +85,7 @@ bool NamesItsDevice(const std::string& number, const std::string& type) {
 
 class PartitionReader {
  public:
-  PartitionReader(const machine::MachineFiles& files, machine::FilesystemProbe& probe,
+  PartitionReader(const sdk::MachineFiles& files, sdk::FilesystemProbe& probe,
                   const MountTable& mounts, const DiskFacts& disk, std::stop_token stop)
       : files_(files), probe_(probe), mounts_(mounts), disk_(disk), stop_(std::move(stop)) {}
 
@@ -172,8 +171,8 @@ class PartitionReader {
     return *tableType_;
   }
 
-  const machine::MachineFiles& files_;
-  machine::FilesystemProbe& probe_;
+  const sdk::MachineFiles& files_;
+  sdk::FilesystemProbe& probe_;
   const MountTable& mounts_;
   const DiskFacts& disk_;
   std::stop_token stop_;
@@ -185,7 +184,7 @@ class PartitionReader {
 
 // Source: proc(5), /proc/pid/mountinfo: id, parent, number, root, mount point, options, optional
 // fields, "-", file system type, source, super options.
-MountTable::MountTable(const machine::MachineFiles& files) {
+MountTable::MountTable(const sdk::MachineFiles& files) {
   std::istringstream lines(
       files.ReadBytes("/proc/self/mountinfo", kMountTableBytes).value_or(std::string()));
   for (std::string line; std::getline(lines, line);) {
@@ -216,9 +215,9 @@ Mount MountTable::Find(const std::string& number, const std::string& devicePath)
   return found == byPath_.end() ? Mount() : found->second;
 }
 
-std::vector<Partition> ReadPartitions(const machine::MachineFiles& files,
-                                      machine::FilesystemProbe& probe, const MountTable& mounts,
-                                      const DiskFacts& facts, std::stop_token stop) {
+std::vector<Partition> ReadPartitions(const sdk::MachineFiles& files, sdk::FilesystemProbe& probe,
+                                      const MountTable& mounts, const DiskFacts& facts,
+                                      std::stop_token stop) {
   return PartitionReader(files, probe, mounts, facts, std::move(stop)).Read();
 }
 

@@ -5,9 +5,9 @@
 #include <string>
 #include <vector>
 
-#include "service/machine/filesystem_probe.h"
-#include "service/machine/machine_files.h"
 #include "service/modules/storage/disk.h"
+#include "service/sdk/filesystem_probe.h"
+#include "service/sdk/machine_files.h"
 
 namespace orvan::storage {
 
@@ -22,7 +22,7 @@ struct Mount {
 // for: the number, and the source where the kernel itself opened it.
 class MountTable {
  public:
-  explicit MountTable(const machine::MachineFiles& files);
+  explicit MountTable(const sdk::MachineFiles& files);
   // The mount of a device by its number ("8:1") or, for file systems with numbers of their own, by
   // its path; the one of the whole file system when there is one.
   Mount Find(const std::string& number, const std::string& devicePath) const;
@@ -37,8 +37,8 @@ class MountTable {
 // The partitions of a disk in the order of their index; a file system on the whole disk counts as
 // one with index 0. What the device manager already knows is taken from there, and only the rest
 // is probed. Where neither tells the file system of a mounted one, it is what the kernel calls it.
-std::vector<Partition> ReadPartitions(const machine::MachineFiles& files,
-                                      machine::FilesystemProbe& probe, const MountTable& mounts,
-                                      const DiskFacts& facts, std::stop_token stop);
+std::vector<Partition> ReadPartitions(const sdk::MachineFiles& files, sdk::FilesystemProbe& probe,
+                                      const MountTable& mounts, const DiskFacts& facts,
+                                      std::stop_token stop);
 
 }  // namespace orvan::storage

@@ -17,7 +17,7 @@ std::uint64_t BlockBytes(const RangeValues& values) {
 }
 
 // Fills the plan's range from the values; the name of the one that does not fit the disk.
-const char* FitRange(const RangeValues& values, const machine::BlockGeometry& geometry,
+const char* FitRange(const RangeValues& values, const sdk::BlockGeometry& geometry,
                      SurfacePlan& plan) {
   const std::uint64_t blockBytes = BlockBytes(values);
   if (blockBytes % geometry.logicalSectorBytes != 0) return kBlockKib.name;
@@ -31,9 +31,9 @@ const char* FitRange(const RangeValues& values, const machine::BlockGeometry& ge
   return nullptr;
 }
 
-machine::BlockReaderOptions OptionsFor(const Disk& disk, const RangeValues& values,
-                                       const ReadStyle::Pace& pace, std::chrono::seconds limit) {
-  machine::BlockReaderOptions options;
+sdk::BlockReaderOptions OptionsFor(const Disk& disk, const RangeValues& values,
+                                   const ReadStyle::Pace& pace, std::chrono::seconds limit) {
+  sdk::BlockReaderOptions options;
   options.device = disk.Facts().devicePath;
   options.expectedDevice = disk.Facts().deviceNumber;
   options.largestReadBytes = static_cast<std::uint32_t>(BlockBytes(values));
@@ -83,10 +83,10 @@ Verdict RunReadTest(sdk::TestContext& context, const ReadEnvironment& environmen
                     const RangeValues& values, ReadStyle& style) {
   const auto* disk = dynamic_cast<const Disk*>(context.TestedDevice());
   if (disk == nullptr) return Verdict::NotApplicable(words::kNoDisk);
-  const machine::OpenedReader opened = environment.openReader(
+  const sdk::OpenedReader opened = environment.openReader(
       OptionsFor(*disk, values, style.PaceOfReads(), environment.timeLimit), context.StopToken());
   if (!opened.reader) return words::OpenVerdict(opened, environment.timeLimit);
-  const machine::BlockGeometry& geometry = opened.reader->Geometry();
+  const sdk::BlockGeometry& geometry = opened.reader->Geometry();
   if (geometry.sizeBytes < geometry.logicalSectorBytes) {
     return Verdict::NotApplicable(words::kNoCapacity);
   }

@@ -6,9 +6,9 @@
 #include <functional>
 #include <string>
 
-#include "service/machine/block_reader.h"
 #include "service/modules/storage/block_order.h"
 #include "service/modules/storage/surface_read.h"
+#include "service/sdk/block_reader.h"
 #include "service/sdk/context.h"
 #include "service/sdk/numbers.h"
 #include "service/sdk/verdict.h"
@@ -17,7 +17,7 @@ namespace orvan::storage {
 
 // How the tests of this module reach disks.
 struct ReadEnvironment {
-  machine::BlockReaderFactory openReader;
+  sdk::BlockReaderFactory openReader;
   std::chrono::seconds timeLimit{30};
   std::function<std::chrono::steady_clock::time_point()> now = std::chrono::steady_clock::now;
 };

@@ -22,7 +22,7 @@ inline Disk MakeDisk() {
   DiskFacts facts;
   facts.kernelName = "sdx";
   facts.devicePath = "/dev/sdx";
-  facts.deviceNumber = machine::DeviceNumber(8, 1);
+  facts.deviceNumber = sdk::DeviceNumber(8, 1);
   facts.serial = "one";
   return Disk("0", facts, true);
 }
@@ -33,20 +33,20 @@ struct ReadBench {
                      std::uint32_t sectorBytes = 512) {
     environment.now = [this] { return std::chrono::steady_clock::now() + ahead; };
     environment.openReader = [this, faults, sectors, sectorBytes](
-                                 const machine::BlockReaderOptions& options, std::stop_token) {
+                                 const sdk::BlockReaderOptions& options, std::stop_token) {
       opened = options;
-      if (failure.failure != machine::OpenFailure::kNone) {
-        return machine::OpenedReader{nullptr, failure.failure, failure.error};
+      if (failure.failure != sdk::OpenFailure::kNone) {
+        return sdk::OpenedReader{nullptr, failure.failure, failure.error};
       }
       auto reader = std::make_unique<machine::FaultyBlockReader>(
-          machine::BlockGeometry{sectors * sectorBytes, sectorBytes, sectorBytes}, faults,
+          sdk::BlockGeometry{sectors * sectorBytes, sectorBytes, sectorBytes}, faults,
           options.depth);
       live = reader.get();
       reader->onCollect = [this] {
         submitted = live->Submitted();
         ahead += eachLook;
       };
-      return machine::OpenedReader{std::move(reader), machine::OpenFailure::kNone, 0};
+      return sdk::OpenedReader{std::move(reader), sdk::OpenFailure::kNone, 0};
     };
     diagnostics = MakeDiagnostics(environment);
   }
@@ -63,13 +63,13 @@ struct ReadBench {
   }
 
   Disk disk = MakeDisk();
-  machine::OpenedReader failure;
+  sdk::OpenedReader failure;
   ReadEnvironment environment;
   std::vector<sdk::DiagnosticRecord> diagnostics;
   std::unique_ptr<sdk::testing::RememberingContext> context;
-  machine::BlockReaderOptions opened;
+  sdk::BlockReaderOptions opened;
   machine::FaultyBlockReader* live = nullptr;
-  std::vector<machine::BlockRead> submitted;
+  std::vector<sdk::BlockRead> submitted;
   // How far the clock goes ahead each time that the test looks for answers, and has gone. A step
   // above half a second counts as sleep of the machine.
   std::chrono::milliseconds eachLook{0};

@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "service/machine/machine_files.h"
 #include "service/modules/storage/scan_test_support.h"
 
 namespace orvan::storage {
@@ -123,7 +124,7 @@ TEST(ScanPlace, ALoopDeviceOfWhichNothingCanBeReadPutsAllIdsInDoubt) {
 }
 
 // A machine whose disk "sdz" is listed, and whose link is missing for the first looks at it.
-class ForgetfulFiles final : public machine::MachineFiles {
+class ForgetfulFiles final : public sdk::MachineFiles {
  public:
   ForgetfulFiles(const std::string& capture, int missing) : inner_(capture), missing_(missing) {}
 
@@ -178,7 +179,7 @@ TEST(ScanPlace, ADiskThatLeftMeanwhileIsNone) {
 }
 
 // A machine whose only disk is pulled out once its folder was seen, without its namespace.
-class LeavingFiles final : public machine::MachineFiles {
+class LeavingFiles final : public sdk::MachineFiles {
  private:
   std::optional<std::string> DoReadBytes(const std::string& path, std::size_t limit,
                                          int& error) const override {

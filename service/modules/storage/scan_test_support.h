@@ -8,23 +8,24 @@
 #include <utility>
 #include <vector>
 
+#include "service/machine/machine_files.h"
 #include "service/modules/storage/disk_scan.h"
 
 namespace orvan::storage {
 
 // Knows nothing of any file system, and counts how often it is asked.
-class CountingProbe final : public machine::FilesystemProbe {
+class CountingProbe final : public sdk::FilesystemProbe {
  public:
-  std::optional<machine::FilesystemFacts> Probe(const std::string&, const std::string&,
-                                                std::stop_token) override {
+  std::optional<sdk::FilesystemFacts> Probe(const std::string&, const std::string&,
+                                            std::stop_token) override {
     ++asked;
-    return machine::FilesystemFacts();
+    return sdk::FilesystemFacts();
   }
   int asked = 0;
 };
 
 // A captured machine on which these paths answer an errno; ENOENT: they are not there.
-class HidingFiles final : public machine::MachineFiles {
+class HidingFiles final : public sdk::MachineFiles {
  public:
   HidingFiles(const std::string& capture, std::map<std::string, int> hidden)
       : inner_(capture), hidden_(std::move(hidden)) {}
@@ -59,7 +60,7 @@ class HidingFiles final : public machine::MachineFiles {
 
 using Disks = std::vector<std::unique_ptr<Disk>>;
 
-inline Disks ScanOf(const machine::MachineFiles& files) {
+inline Disks ScanOf(const sdk::MachineFiles& files) {
   CountingProbe probe;
   return ScanDisks(files, probe, true, {});
 }

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "service/machine/machine_files.h"
 #include "service/modules/storage/scan_test_support.h"
 
 namespace orvan::storage {

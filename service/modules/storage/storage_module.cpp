@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "service/machine/block_reader.h"
 #include "service/machine/capture_file.h"
 #include "service/machine/filesystem_probe.h"
 #include "service/machine/machine_files.h"
@@ -26,7 +27,7 @@ std::string Setting(const std::map<std::string, std::string>& settings, const ch
 
 ReadEnvironment MakeEnvironment(const sdk::ModuleEnvironment& environment,
                                 const std::string& helperPath) {
-  return {[helperPath](const machine::BlockReaderOptions& options, std::stop_token stop) {
+  return {[helperPath](const sdk::BlockReaderOptions& options, std::stop_token stop) {
             return machine::OpenBlockReader(helperPath, options, std::move(stop));
           },
           TimeLimitOf(environment.settings)};
@@ -49,8 +50,8 @@ StorageModule::StorageModule(const sdk::ModuleEnvironment& environment)
 std::vector<std::unique_ptr<sdk::Device>> StorageModule::ScanDevices(std::stop_token stop) {
   const machine::LiveFiles live;
   const machine::RecordingFiles recording(live);
-  const machine::MachineFiles& files =
-      captureFile_.empty() ? static_cast<const machine::MachineFiles&>(live) : recording;
+  const sdk::MachineFiles& files =
+      captureFile_.empty() ? static_cast<const sdk::MachineFiles&>(live) : recording;
   const auto probe = machine::MakeFilesystemProbe(helperPath_, kProbeLimit, kScanLimit);
   // A capture that cannot be written must not cost the scan.
   const auto capture = [&] {

@@ -15,7 +15,7 @@ namespace {
 
 using namespace std::chrono_literals;
 using machine::DiskFaults;
-using machine::OpenFailure;
+using sdk::OpenFailure;
 using sdk::testing::FindTest;
 using sdk::testing::RememberingContext;
 
@@ -48,7 +48,7 @@ TEST_P(EveryTest, PassesAGoodDiskAndEndsAt100Percent) {
   EXPECT_EQ(bench.context->percents.front(), 0);
   EXPECT_EQ(bench.context->percents.back(), 100);
   EXPECT_EQ(bench.opened.device, "/dev/sdx");
-  EXPECT_EQ(bench.opened.expectedDevice, machine::DeviceNumber(8, 1));
+  EXPECT_EQ(bench.opened.expectedDevice, sdk::DeviceNumber(8, 1));
   EXPECT_EQ(bench.opened.timeLimit, 30s);
 }
 
@@ -114,7 +114,7 @@ TEST_P(EveryTest, ReadsOnlyInsideTheRange) {
   ReadBench bench;
   RunOn(bench, {{"first_lba", "5000"}, {"last_lba", "9999"}});
   ASSERT_FALSE(bench.submitted.empty());
-  for (const machine::BlockRead& read : bench.submitted) {
+  for (const sdk::BlockRead& read : bench.submitted) {
     EXPECT_GE(read.offsetBytes, 5000U * 512);
     EXPECT_LE(read.offsetBytes + read.sizeBytes, 10000U * 512);
   }

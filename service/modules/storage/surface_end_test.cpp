@@ -117,7 +117,7 @@ TEST(SurfaceEnd, AReaderThatBreaksIsNoFaultOfTheDisk) {
 TEST(SurfaceEnd, AReaderThatStandsStillIsNoFaultOfTheDisk) {
   DiskFaults faults;
   faults.loseAfterReads = 10;
-  faults.lostAs = machine::ReaderState::kStalled;
+  faults.lostAs = sdk::ReaderState::kStalled;
   const SurfaceResult result = MemoryRun(faults).Go();
   EXPECT_EQ(result.end, SurfaceEnd::kReaderStalled);
   EXPECT_TRUE(result.bad.IsEmpty());

@@ -5,24 +5,24 @@
 #include <optional>
 #include <vector>
 
-#include "service/machine/awake_clock.h"
-#include "service/machine/read_errors.h"
 #include "service/modules/storage/failed_reads.h"
+#include "service/sdk/awake_clock.h"
+#include "service/sdk/read_errors.h"
 
 namespace orvan::storage {
 namespace {
 
-using machine::BlockRead;
-using machine::BlockReadResult;
-using machine::ReaderState;
-using machine::ReadOutcome;
+using sdk::BlockRead;
+using sdk::BlockReadResult;
+using sdk::ReaderState;
+using sdk::ReadOutcome;
 
 constexpr std::chrono::milliseconds kStopPoll{100};
 constexpr std::chrono::milliseconds kProgressPace{250};
 
 class SurfaceReader {
  public:
-  SurfaceReader(machine::BlockReader& reader, const SurfacePlan& plan, std::stop_token stop,
+  SurfaceReader(sdk::BlockReader& reader, const SurfacePlan& plan, std::stop_token stop,
                 const SurfaceHooks& hooks, std::uint64_t mostNarrowed)
       : reader_(reader),
         plan_(plan),
@@ -55,7 +55,7 @@ class SurfaceReader {
   }
 
  private:
-  using Duration = machine::AwakeClock::Duration;
+  using Duration = sdk::AwakeClock::Duration;
 
   Duration Look() { return now_ = clock_.Look(); }
 
@@ -126,13 +126,13 @@ class SurfaceReader {
   bool EndsRun(const Extent& extent, const BlockReadResult& result) {
     if (result.outcome == ReadOutcome::kTimedOut) {
       End(SurfaceEnd::kHung, extent.lba);
-    } else if (result.outcome == ReadOutcome::kFailed && machine::MeansGone(result.error)) {
+    } else if (result.outcome == ReadOutcome::kFailed && sdk::MeansGone(result.error)) {
       // Reads come back in any order; what is named is the oldest that was not read.
       const bool isOlder = !inFlight_.empty() && inFlight_.begin()->first < result.id;
       const std::uint64_t lba = isOlder ? inFlight_.begin()->second.lba : extent.lba;
       End(SurfaceEnd::kVanished, lba, result.error, isOlder ? inFlight_.begin()->first : result.id);
     } else if (result.outcome == ReadOutcome::kNotTried ||
-               (result.outcome == ReadOutcome::kFailed && machine::IsOwnFault(result.error))) {
+               (result.outcome == ReadOutcome::kFailed && sdk::IsOwnFault(result.error))) {
       End(SurfaceEnd::kOwnFault, extent.lba, result.error);
     } else {
       return false;
@@ -268,13 +268,13 @@ class SurfaceReader {
     Tell(std::max(told_, static_cast<int>(share * 100)));
   }
 
-  machine::BlockReader& reader_;
+  sdk::BlockReader& reader_;
   const SurfacePlan& plan_;
   std::stop_token stop_;
   const SurfaceHooks& hooks_;
   std::uint64_t mostNarrowed_;
   std::uint32_t sectorBytes_;
-  machine::AwakeClock clock_;
+  sdk::AwakeClock clock_;
   Duration now_{};  // at the last look
   Duration lastTold_{};
   int told_ = 0;
@@ -290,9 +290,8 @@ class SurfaceReader {
 
 }  // namespace
 
-SurfaceResult ReadSurface(machine::BlockReader& reader, const SurfacePlan& plan,
-                          std::stop_token stop, const SurfaceHooks& hooks,
-                          std::uint64_t mostNarrowedSectors) {
+SurfaceResult ReadSurface(sdk::BlockReader& reader, const SurfacePlan& plan, std::stop_token stop,
+                          const SurfaceHooks& hooks, std::uint64_t mostNarrowedSectors) {
   return SurfaceReader(reader, plan, std::move(stop), hooks, mostNarrowedSectors).Run();
 }
 

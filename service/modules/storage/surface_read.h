@@ -5,9 +5,9 @@
 #include <functional>
 #include <stop_token>
 
-#include "service/machine/block_reader.h"
 #include "service/modules/storage/bad_ranges.h"
 #include "service/modules/storage/block_order.h"
+#include "service/sdk/block_reader.h"
 
 namespace orvan::storage {
 
@@ -59,7 +59,7 @@ struct SurfaceResult {
 struct BlockAnswer {
   std::uint64_t lba = 0;
   std::uint32_t sectors = 0;
-  machine::ReadOutcome outcome = machine::ReadOutcome::kRead;
+  sdk::ReadOutcome outcome = sdk::ReadOutcome::kRead;
   int error = 0;  // errno value of a read that failed
   // From handing the block over to the answer, as SurfaceResult::slowestAnswer.
   std::chrono::steady_clock::duration took{};
@@ -84,8 +84,8 @@ inline constexpr std::uint64_t kMostNarrowedSectors = 65536;
 // Reads the blocks of the plan. A block that fails is read again sector by sector, one at a time,
 // and only a sector that fails by itself is bad. No failed block is forgotten, however the run
 // ends. Looks at the stop token at least every 100 ms.
-SurfaceResult ReadSurface(machine::BlockReader& reader, const SurfacePlan& plan,
-                          std::stop_token stop, const SurfaceHooks& hooks,
+SurfaceResult ReadSurface(sdk::BlockReader& reader, const SurfacePlan& plan, std::stop_token stop,
+                          const SurfaceHooks& hooks,
                           std::uint64_t mostNarrowedSectors = kMostNarrowedSectors);
 
 // The number of blocks of a range.

@@ -42,8 +42,7 @@ TEST(SurfaceRead, TellsTheFirstAnswerToEachBlock) {
   for (std::size_t i = 0; i < answers.size(); ++i) {
     EXPECT_EQ(answers[i].lba, 8 * i);
     EXPECT_EQ(answers[i].sectors, i < 5 ? 8U : 3U);
-    EXPECT_EQ(answers[i].outcome,
-              i == 2 ? machine::ReadOutcome::kFailed : machine::ReadOutcome::kRead);
+    EXPECT_EQ(answers[i].outcome, i == 2 ? sdk::ReadOutcome::kFailed : sdk::ReadOutcome::kRead);
     EXPECT_EQ(answers[i].error, i == 2 ? EIO : 0);
     EXPECT_GT(answers[i].took, 0ms);
     EXPECT_LE(answers[i].took, result.slowestAnswer);

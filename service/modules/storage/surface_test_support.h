@@ -38,7 +38,7 @@ struct MemoryRun {
   std::vector<int> SectorReads() const {
     const auto& geometry = reader.Geometry();
     std::vector<int> counts(geometry.sizeBytes / geometry.logicalSectorBytes);
-    for (const machine::BlockRead& read : reader.Submitted()) {
+    for (const sdk::BlockRead& read : reader.Submitted()) {
       const std::uint64_t first = read.offsetBytes / geometry.logicalSectorBytes;
       for (std::uint64_t i = 0; i < read.sizeBytes / geometry.logicalSectorBytes; ++i) {
         ++counts.at(first + i);

@@ -154,7 +154,7 @@ std::string ErrorText(int error) {
 std::string UnreadText(const DiskFacts& facts) {
   std::string text;
   for (std::size_t i = 0; i < facts.unread.size() && i < kUnreadInText; ++i) {
-    const machine::FileTrouble& trouble = facts.unread[i];
+    const sdk::FileTrouble& trouble = facts.unread[i];
     text += (i == 0 ? "" : ", ") + trouble.path + ": " + ErrorText(trouble.error);
   }
   if (facts.unread.size() > kUnreadInText) text += ", ...";
@@ -164,7 +164,7 @@ std::string UnreadText(const DiskFacts& facts) {
 
 std::optional<std::string> UntestableKey(const DiskFacts& facts) {
   if (!facts.unread.empty()) {
-    const machine::FileTrouble& trouble = facts.unread.front();
+    const sdk::FileTrouble& trouble = facts.unread.front();
     return "|THE_DISK_COULD_NOT_BE_LOOKED_AT:_" + AsKey(trouble.path) + ",_" +
            NumberedErrorKey(trouble.error);
   }
@@ -177,8 +177,8 @@ std::string FirstBadSectorKey(std::uint64_t lba) {
   return "|UNREADABLE_SECTOR_AT_" + LbaKey(lba);
 }
 
-Verdict OpenVerdict(const machine::OpenedReader& opened, std::chrono::seconds timeLimit) {
-  using machine::OpenFailure;
+Verdict OpenVerdict(const sdk::OpenedReader& opened, std::chrono::seconds timeLimit) {
+  using sdk::OpenFailure;
   switch (opened.failure) {
     case OpenFailure::kStopped:
       return Verdict::Canceled();

@@ -5,9 +5,9 @@
 #include <optional>
 #include <string>
 
-#include "service/machine/block_reader.h"
 #include "service/modules/storage/disk.h"
 #include "service/modules/storage/surface_read.h"
+#include "service/sdk/block_reader.h"
 #include "service/sdk/verdict.h"
 
 // All that the module says to the operator, as message keys: "_" is a blank, "|" keeps the next
@@ -30,7 +30,7 @@ std::string UnreadText(const DiskFacts& facts);
 std::optional<std::string> UntestableKey(const DiskFacts& facts);
 
 // Why a disk could not be opened.
-sdk::Verdict OpenVerdict(const machine::OpenedReader& opened, std::chrono::seconds timeLimit);
+sdk::Verdict OpenVerdict(const sdk::OpenedReader& opened, std::chrono::seconds timeLimit);
 // What reading came to. `promisesAll`: a run that its time cap cut short is a warning,
 // for a test whose name says that all is read.
 sdk::Verdict SurfaceVerdict(const SurfaceResult& result, std::uint64_t plannedBlocks,

@@ -144,22 +144,22 @@ TEST(ErrorText, NamesTheErrorByItsNumberAndItsWords) {
 }
 
 TEST(OpenVerdict, TellsAnErrorWithoutWordsOfItsOwnAsAKey) {
-  machine::OpenedReader opened;
-  opened.failure = machine::OpenFailure::kDevice;
+  sdk::OpenedReader opened;
+  opened.failure = sdk::OpenFailure::kDevice;
   opened.error = EIO;
   EXPECT_EQ(words::OpenVerdict(opened, std::chrono::seconds(1)).message,
             "|THE_DISK_COULD_NOT_BE_OPENED,_ERROR_5_(INPUT/OUTPUT_ERROR)");
 }
 
 struct OpenCase {
-  machine::OpenFailure failure;
+  sdk::OpenFailure failure;
   int error;
   TestStatus status;
   const char* message;
 };
 
 TEST(OpenVerdict, EachFailureHasItsWordsAndItsStatus) {
-  using machine::OpenFailure;
+  using sdk::OpenFailure;
   const OpenCase cases[] = {
       {OpenFailure::kStopped, 0, kTestCanceled, ""},
       {OpenFailure::kHung, 0, kTestFailed, "|OPENING_THE_DISK_DID_NOT_COME_BACK_WITHIN_1_SECOND"},

@@ -58,7 +58,7 @@ class SmallModule final : public orvan::sdk::Module {
 #if defined(PLUGIN_GOOD) || defined(PLUGIN_HANGS) || defined(PLUGIN_TAKEN_LETTER) || \
     defined(PLUGIN_TAKEN_NAME) || defined(PLUGIN_SCANNER_LETTER) || defined(PLUGIN_NO_LETTER)
 
-ORVAN_MODULE(SmallModule, "small")
+ORVAN_MODULE(SmallModule, "small", "", 0)
 
 #elif !defined(PLUGIN_NO_ENTRY)
 

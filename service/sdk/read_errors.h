@@ -4,7 +4,7 @@
 #include <cerrno>
 #include <initializer_list>
 
-namespace orvan::machine {
+namespace orvan::sdk {
 
 // Errors of a read that failed at a device.
 
@@ -21,4 +21,4 @@ inline bool IsOwnFault(int error) {
   return std::find(kOwnFaults.begin(), kOwnFaults.end(), error) != kOwnFaults.end();
 }
 
-}  // namespace orvan::machine
+}  // namespace orvan::sdk

@@ -3,9 +3,9 @@
 #include <string>
 #include <vector>
 
-#include "service/machine/machine_files.h"
+#include "service/sdk/machine_files.h"
 
-namespace orvan::machine {
+namespace orvan::sdk {
 
 // Something that is there, or may be, and could not be looked at.
 struct FileTrouble {
@@ -34,4 +34,4 @@ class WatchedFiles final : public MachineFiles {
   mutable std::vector<FileTrouble> troubles_;
 };
 
-}  // namespace orvan::machine
+}  // namespace orvan::sdk

@@ -1,8 +1,8 @@
-#include "service/machine/awake_clock.h"
+#include "service/sdk/awake_clock.h"
 
 #include <gtest/gtest.h>
 
-namespace orvan::machine {
+namespace orvan::sdk {
 namespace {
 
 using namespace std::chrono_literals;
@@ -43,4 +43,4 @@ TEST(AwakeClock, ATimeLimitRunsOutForWhoeverWaitsAwake) {
 }
 
 }  // namespace
-}  // namespace orvan::machine
+}  // namespace orvan::sdk

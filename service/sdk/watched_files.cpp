@@ -1,9 +1,9 @@
-#include "service/machine/watched_files.h"
+#include "service/sdk/watched_files.h"
 
 #include <algorithm>
 #include <utility>
 
-namespace orvan::machine {
+namespace orvan::sdk {
 
 std::vector<FileTrouble> WatchedFiles::TakeTroubles() const {
   return std::exchange(troubles_, {});
@@ -41,4 +41,4 @@ bool WatchedFiles::DoExists(const std::string& path, int& error) const {
   return exists;
 }
 
-}  // namespace orvan::machine
+}  // namespace orvan::sdk

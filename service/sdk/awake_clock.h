@@ -4,7 +4,7 @@
 #include <functional>
 #include <utility>
 
-namespace orvan::machine {
+namespace orvan::sdk {
 
 // Who waits for something looks at its clock at least this often.
 inline constexpr std::chrono::milliseconds kAwakePace{250};
@@ -38,4 +38,4 @@ class AwakeClock {
   Duration awake_{};
 };
 
-}  // namespace orvan::machine
+}  // namespace orvan::sdk

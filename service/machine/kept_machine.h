@@ -1,0 +1,20 @@
+#pragma once
+
+#include <cstddef>
+
+#include "service/sdk/machine.h"
+
+namespace orvan::machine {
+
+// A machine as who runs a module holds it. One thread but for what sdk::Machine says.
+class KeptMachine : public sdk::Machine {
+ public:
+  // Whether what writes is passed on: set around the run of a test or a tool, as its row says. At
+  // first it is not.
+  virtual void GrantWriting(bool isGranted) = 0;
+  // How many calls did not come back from the kernel and were left behind. A process in which there
+  // are any is not used any further.
+  virtual std::size_t LeftBehind() const = 0;
+};
+
+}  // namespace orvan::machine

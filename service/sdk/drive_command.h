@@ -1,0 +1,92 @@
+#pragma once
+
+#include <array>
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <variant>
+#include <vector>
+
+// Commands to a drive itself, past the block layer.
+namespace orvan::sdk {
+
+enum class DataDirection : std::uint8_t { kNone, kFromDevice, kToDevice };
+
+// The largest data of one command, in either direction.
+inline constexpr std::uint32_t kLargestCommandBytes = 1U << 20;
+
+// The taskfile of an ATA command, sent as ATA PASS-THROUGH.
+// Source: ACS-4, 7 (commands and their inputs); SAT-4, 12.2.2 (ATA PASS-THROUGH (16)).
+struct AtaCommand {
+  enum class Protocol : std::uint8_t { kNonData, kPioIn, kPioOut, kDmaIn, kDmaOut };
+  Protocol protocol = Protocol::kNonData;
+  bool is48Bit = false;  // a command of the 48-bit feature set: 16-bit feature and count
+  std::uint16_t feature = 0;
+  std::uint16_t count = 0;
+  std::uint64_t lba = 0;  // 28 or 48 bits
+  std::uint8_t device = 0;
+  std::uint8_t command = 0;
+  // The 12-byte form (A1h), which some bridges know alone; 28-bit commands only.
+  bool uses12Bytes = false;
+};
+
+// What an ATA drive's registers say when a command has ended.
+struct AtaRegisters {
+  std::uint8_t error = 0;
+  std::uint8_t status = 0;
+  std::uint8_t device = 0;
+  std::uint16_t count = 0;
+  std::uint64_t lba = 0;
+};
+
+// Source: SPC-5, 4.2.5 (command descriptor blocks). 6 to 32 bytes.
+struct ScsiCommand {
+  std::vector<std::uint8_t> cdb;
+};
+
+// Source: NVM Express Base 2.0, 3.3.3 (submission queue entry), admin command set.
+struct NvmeAdminCommand {
+  std::uint8_t opcode = 0;
+  std::uint32_t namespaceId = 0;
+  std::array<std::uint32_t, 6> dwords{};  // command dwords 10 to 15
+};
+
+struct DriveCommand {
+  std::string device;                // "/dev/sda", "/dev/nvme0n1" or "/dev/nvme0"
+  std::uint64_t expectedDevice = 0;  // DeviceNumber(); another device under that name is ENODEV
+  std::variant<AtaCommand, ScsiCommand, NvmeAdminCommand> command;
+  DataDirection direction = DataDirection::kNone;
+  std::uint32_t bytesIn = 0;               // wanted, with kFromDevice
+  std::vector<std::uint8_t> dataOut = {};  // with kToDevice
+  std::chrono::milliseconds timeLimit{10000};
+};
+
+struct CommandAnswer {
+  enum class Outcome : std::uint8_t {
+    kAnswered,    // the drive answered; whether with success is for status, sense and completion
+    kNotGranted,  // not one of the commands that only read, and no row says that it writes
+    kRefused,     // the kernel or the driver does not pass the command on; `error` says why
+    kTimedOut,    // no answer within the time limit
+    kGone,        // the device has left the machine
+    kNotTried,    // our own fault; `error` says why
+  };
+  Outcome outcome = Outcome::kNotTried;
+  int error = 0;                         // errno of kRefused and kNotTried
+  std::uint8_t scsiStatus = 0;           // SAM-6, 5.3: 00h GOOD, 02h CHECK CONDITION, ...
+  std::vector<std::uint8_t> sense = {};  // as it came; may be cut, empty or nonsense
+  // Of an AtaCommand, when the sense data held an ATA Status Return descriptor.
+  bool hasRegisters = false;
+  AtaRegisters registers;
+  // Of an NvmeAdminCommand: status field without the phase bit (0: success), and dword 0.
+  std::uint16_t nvmeStatus = 0;
+  std::uint32_t nvmeResult = 0;
+  // What came in, no more than was asked for; shorter when the transfer was.
+  std::vector<std::uint8_t> data = {};
+};
+
+// True for a command that changes nothing on the drive, neither its data nor what it does. What is
+// not on the list of these needs a row that says that it writes. Any thread.
+bool OnlyReads(const DriveCommand& command);
+
+}  // namespace orvan::sdk
