@@ -60,6 +60,11 @@ class Context final : public sdk::TestContext {
                            InLine(message));
   }
   void Measure(const sdk::Measurement& measurement) override { step_.Measure(measurement); }
+  void Log(sdk::LogLevel level, const std::string& text) override { step_.Text(level, text); }
+  sdk::StopReason WhyStop() const override {
+    return surroundings_.stop.stop_requested() ? sdk::StopReason::kAborted : sdk::StopReason::kNone;
+  }
+  std::uint32_t SystemEvents() const override { return surroundings_.requests->Events(); }
 
  private:
   Subject subject_;

@@ -9,6 +9,7 @@
 #include "service/core/data_collection.h"
 #include "service/core/group_result.h"
 #include "service/core/resolved_plan.h"
+#include "service/core/run_requests.h"
 #include "service/log/log.h"
 #include "service/log/log_step.h"
 #include "service/sdk/verdict.h"
@@ -25,6 +26,7 @@ struct RunSurroundings {
   orvan_service::SuiteListenerView* suite = nullptr;  // null: nobody listens
   orvan_service::TestListenerView* test = nullptr;    // null: nobody listens
   std::stop_token stop;
+  const RunRequests* requests = nullptr;
   SystemExecutionTracker* tracker = nullptr;         // null: no execution records are kept
   tarvex::RecordStoreReport* recordStore = nullptr;  // behind the tracker; null: unknown
   DataCollection* collection = nullptr;              // null: nothing is collected

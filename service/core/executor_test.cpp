@@ -1,4 +1,5 @@
 #include "service/core/executor.h"
+#include <gmock/gmock.h>
 
 #include <gtest/gtest.h>
 
@@ -369,4 +370,38 @@ TEST_F(ExecutorTest, TenThousandTestsOfNoLengthTakeWellUnderASecond) {
 }
 
 }  // namespace
+TEST_F(ExecutorTest, ATestMayWriteIntoTheLogOfItsStep) {
+  const testing::TemporaryFolder folder;
+  logFolder = folder.Path();
+  RunOne([](sdk::TestContext& context) {
+    context.Log(sdk::LogLevel::kWarning, "the fan is loud");
+    return sdk::Verdict::Passed();
+  });
+  const std::string line =
+      R"("testStepArtifact":{"testStepId":"0","log":{"severity":"WARNING","message":"the fan is loud"}})";
+  EXPECT_THAT(testing::LogLinesAfterStart(folder.Path()),
+              ::testing::Contains(::testing::HasSubstr(line)));
+}
+
+TEST_F(ExecutorTest, ATestIsToldWhyItStopsAndOfSystemEvents) {
+  sdk::StopReason before = sdk::StopReason::kForced;
+  sdk::StopReason after = sdk::StopReason::kNone;
+  std::vector<std::uint32_t> events;
+  RunOne([&](sdk::TestContext& context) {
+    before = context.WhyStop();
+    events.push_back(context.SystemEvents());
+    service->NotifySystemEvent(4);
+    service->NotifySystemEvent(1);
+    events.push_back(context.SystemEvents());
+    service->ClearSystemEvents();
+    events.push_back(context.SystemEvents());
+    service->AbortExecution(2, 0, 0);
+    after = context.WhyStop();
+    return sdk::Verdict::Canceled();
+  });
+  EXPECT_EQ(before, sdk::StopReason::kNone);
+  EXPECT_EQ(after, sdk::StopReason::kAborted);
+  EXPECT_EQ(events, (std::vector<std::uint32_t>{0, 5, 0}));
+}
+
 }  // namespace orvan::core

@@ -13,7 +13,7 @@
 namespace orvan::core {
 
 ModuleAdapter::ModuleAdapter(ModulePointer module, log::ServiceLog& log, CallObserver& observer,
-                             Termination& termination, std::stop_token scanStop)
+                             RunRequests& requests, std::stop_token scanStop)
     : module_(std::move(module)),
       log_(log),
       observer_(observer),
@@ -21,7 +21,7 @@ ModuleAdapter::ModuleAdapter(ModulePointer module, log::ServiceLog& log, CallObs
       version_(module_->Version()),
       scanStop_(std::move(scanStop)) {
   AddDiagnostics();
-  AddTools(termination);
+  AddTools(requests);
 }
 
 void ModuleAdapter::AddEntry(DiagCatalogue& catalogue, const DiagKey& key,
@@ -49,9 +49,10 @@ void ModuleAdapter::AddDiagnostics() {
   }
 }
 
-void ModuleAdapter::AddTools(Termination& termination) {
+void ModuleAdapter::AddTools(RunRequests& requests) {
   for (const sdk::ToolRecord& record : module_->Tools()) {
-    toolAdapters_.push_back(std::make_unique<ToolAdapter>(record, *this, observer_, termination));
+    toolAdapters_.push_back(
+        std::make_unique<ToolAdapter>(record, *this, observer_, requests, scanStop_));
     tools_.push_back(toolAdapters_.back().get());
   }
 }

@@ -23,7 +23,7 @@ class ModuleAdapter final : public DiagModule {
   // Throws what the module's Name and Version throw. All but the module and the token, by which
   // scans are told to end early, outlive the adapter.
   ModuleAdapter(ModulePointer module, log::ServiceLog& log, CallObserver& observer,
-                Termination& termination, std::stop_token scanStop);
+                RunRequests& requests, std::stop_token scanStop);
 
   DiagCatalogue* Catalogue() override { return &catalogue_; }
   DiagCatalogue* TestCatalogue() override { return &testCatalogue_; }
@@ -64,7 +64,7 @@ class ModuleAdapter final : public DiagModule {
  private:
   void Take(std::vector<std::unique_ptr<sdk::Device>> found);
   void AddDiagnostics();
-  void AddTools(Termination& termination);
+  void AddTools(RunRequests& requests);
   void AddEntry(DiagCatalogue& catalogue, const DiagKey& key, const std::string& option,
                 const std::string& longName, std::uint32_t rule);
 

@@ -17,7 +17,7 @@ class ModuleAdapterTest : public ::testing::Test {
  protected:
   ModuleAdapter& Adapt() {
     adapter = std::make_unique<ModuleAdapter>(testing::Own(std::move(module)), log, observer,
-                                              termination, scanStop.get_token());
+                                              requests, scanStop.get_token());
     return *adapter;
   }
   TestAdapter* FirstTest() {
@@ -26,7 +26,7 @@ class ModuleAdapterTest : public ::testing::Test {
 
   log::ServiceLog log{""};
   CallObserver observer;
-  Termination termination;
+  RunRequests requests;
   std::stop_source scanStop;
   std::unique_ptr<PlainModule> module = std::make_unique<PlainModule>();
   std::unique_ptr<ModuleAdapter> adapter;

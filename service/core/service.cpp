@@ -66,7 +66,7 @@ void Service::Close() {
 void Service::AddModule(LoadedModule loaded) {
   try {
     modules_.push_back(std::make_unique<ModuleAdapter>(std::move(loaded.module), log_, observer_,
-                                                       termination_, abort_.get_token()));
+                                                       requests_, abort_.get_token()));
     modulePointers_.push_back(modules_.back().get());
   } catch (...) {
     const std::string text = "module " + loaded.origin + " was refused: " + CurrentExceptionText();
@@ -106,6 +106,7 @@ void Service::ExecuteDiagnostics(DiagModule* module, DiagDevice* device,
   surroundings.suite = suiteListener_;
   surroundings.test = testListener_;
   surroundings.stop = abort_.get_token();
+  surroundings.requests = &requests_;
   surroundings.log = &log_;
   if (resolved.module != nullptr && resolved.device != nullptr) {
     surroundings.hardware = &inventory_.Of(*resolved.module, *resolved.device);
@@ -188,7 +189,7 @@ void Service::AbortTool(DiagTool* tool) {
 void Service::AbortExecution(int /*signal*/, std::uintptr_t /*first*/, std::uintptr_t /*second*/) {
   if (!closed_) {
     observer_.OnAbortExecution();
-    termination_.Request();
+    requests_.Terminate();
     abort_.request_stop();
   }
 }
@@ -196,14 +197,14 @@ void Service::AbortExecution(int /*signal*/, std::uintptr_t /*first*/, std::uint
 void Service::NotifySystemEvent(std::uint32_t bit) {
   if (!closed_) {
     observer_.OnNotifySystemEvent(bit);
-    systemEvents_ |= bit;
+    requests_.AddEvents(bit);
   }
 }
 
 void Service::ClearSystemEvents() {
   if (!closed_) {
     observer_.OnClearSystemEvents();
-    systemEvents_ = 0;
+    requests_.ClearEvents();
   }
 }
 

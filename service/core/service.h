@@ -66,7 +66,7 @@ class Service final : public OrvanService {
   void Close();
 
   // What the service was told. Any thread.
-  std::uint32_t SystemEvents() const { return systemEvents_; }
+  std::uint32_t SystemEvents() const { return requests_.Events(); }
   bool NoDevicesMode() const { return noDevices_; }
   bool SupervisedRun() const { return supervised_; }
 
@@ -87,10 +87,9 @@ class Service final : public OrvanService {
   CallObserver& observer_;
   ServiceOptions options_;
   log::ServiceLog log_;
-  std::stop_source abort_;   // of runs and scans, also by Close
-  Termination termination_;  // before the modules, whose tools refer to it
+  std::stop_source abort_;  // of runs, scans and tools, also by Close
+  RunRequests requests_;    // before the modules, whose tools refer to it
   std::atomic<bool> closed_{false};
-  std::atomic<std::uint32_t> systemEvents_{0};
   std::atomic<bool> noDevices_{false};
   std::atomic<bool> supervised_{false};
   std::atomic<orvan_service::SuiteListenerView*> suiteListener_{nullptr};

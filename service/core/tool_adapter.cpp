@@ -20,7 +20,10 @@ class ToolAdapter::Context final : public sdk::ToolContext {
         listener_(listener),
         devices_(filtering ? std::vector<const sdk::Device*>() : devices),
         candidates_(filtering ? std::move(devices) : std::vector<const sdk::Device*>()),
-        stop_(tool.BeginRun(listener != nullptr)) {}
+        stop_(tool.BeginRun(listener != nullptr)) {
+    // A tool that only reads may begin after such a request.
+    if (!tool.ending_.stop_requested()) ending_.emplace(tool.ending_, Ending{tool});
+  }
   ~Context() override { tool_.EndRun(); }
   Context(const Context&) = delete;
   Context& operator=(const Context&) = delete;
@@ -51,17 +54,32 @@ class ToolAdapter::Context final : public sdk::ToolContext {
     if (isCandidate) tool_.module_.Withdraw(device);
   }
   std::stop_token StopToken() const override { return stop_; }
+  sdk::StopReason WhyStop() const override { return tool_.WhyStop(); }
+  std::uint32_t SystemEvents() const override { return tool_.requests_.Events(); }
+  void Log(sdk::LogLevel level, const std::string& text) override {
+    tool_.module_.Log().Text(log::SeverityOf(level), "tool " + tool_.Name() + ": " + text);
+  }
+  void Fail(const std::string& reason) override { outcome_ = reason; }
 
+  // Why the tool did not do what it was asked for; none: it did.
+  const std::optional<std::string>& Outcome() const { return outcome_; }
   // What a handler threw; null when none did.
   std::exception_ptr ListenerFailure() const { return failure_; }
 
  private:
+  struct Ending {
+    ToolAdapter& tool;
+    void operator()() const { tool.StopRun(sdk::StopReason::kTermination); }
+  };
+
   ToolAdapter& tool_;
   orvan_service::ToolListenerView* listener_;
   const std::vector<const sdk::Device*> devices_;
   const std::vector<const sdk::Device*> candidates_;
   const std::stop_token stop_;
+  std::optional<std::string> outcome_;
   std::exception_ptr failure_;
+  std::optional<std::stop_callback<Ending>> ending_;  // last: it uses what stands above
 };
 
 void ToolAdapter::Store(const std::string& key, const std::vector<std::string>& values) {
@@ -74,10 +92,11 @@ void ToolAdapter::SetToolProperty(const std::string& key, const std::vector<std:
   const std::lock_guard lock(mutex_);
   properties_.insert_or_assign(key, values);
   if (key != kForcedAbortProperty) return;
+  isForced_ = !values.empty();
   if (values.empty()) {
     abortPending_ = false;
   } else {
-    termination_.Request();
+    requests_.Terminate();
   }
 }
 
@@ -102,8 +121,10 @@ std::stop_token ToolAdapter::BeginRun(bool listened) {
   const std::lock_guard lock(mutex_);
   stop_ = std::stop_source();
   running_ = true;
+  why_ = sdk::StopReason::kNone;
   if (listened && abortPending_) {
     abortPending_ = false;
+    why_ = isForced_ ? sdk::StopReason::kForced : sdk::StopReason::kAborted;
     stop_.request_stop();
   }
   return stop_.get_token();
@@ -151,6 +172,9 @@ void ToolAdapter::Run(orvan_service::ToolListenerView* listener,
       failure = "tool " + record_.name + " ended: " + CurrentExceptionText();
       module_.Log().Error("exception", *failure);
     }
+    if (context.Outcome()) {
+      module_.Log().Error("tool-failed", "tool " + record_.name + ": " + *context.Outcome());
+    }
     listenerFailure = context.ListenerFailure();
   }
   if (listenerFailure) std::rethrow_exception(listenerFailure);
@@ -160,7 +184,7 @@ void ToolAdapter::Run(orvan_service::ToolListenerView* listener,
 // Asked once the run has begun: a request that comes later is followed by an abort, which then
 // reaches the tool.
 void ToolAdapter::CallTool(Context& context) {
-  if (!record_.mayWrite || !context.HasListener() || !termination_.IsRequested()) {
+  if (!record_.mayWrite || !context.HasListener() || !requests_.IsTerminating()) {
     record_.run(context);
   } else if (record_.reportCanceled) {
     record_.reportCanceled(context);
@@ -170,17 +194,28 @@ void ToolAdapter::CallTool(Context& context) {
 }
 
 void ToolAdapter::Abort() {
+  {
+    const std::lock_guard lock(mutex_);
+    if (!running_) abortPending_ = true;
+  }
+  StopRun(sdk::StopReason::kAborted);
+}
+
+void ToolAdapter::StopRun(sdk::StopReason reason) {
   std::stop_source stop(std::nostopstate);
   {
     const std::lock_guard lock(mutex_);
-    if (!running_) {
-      abortPending_ = true;
-      return;
-    }
+    if (!running_) return;
+    if (why_ == sdk::StopReason::kNone) why_ = isForced_ ? sdk::StopReason::kForced : reason;
     stop = stop_;
   }
   // Outside the lock: what wakes up may read properties at once.
   stop.request_stop();
+}
+
+sdk::StopReason ToolAdapter::WhyStop() const {
+  const std::lock_guard lock(mutex_);
+  return why_;
 }
 
 }  // namespace orvan::core

@@ -10,7 +10,7 @@
 #include "boundary/orvan_service_objects.h"
 #include "service/core/call_observer.h"
 #include "service/core/outside_text.h"
-#include "service/core/termination.h"
+#include "service/core/run_requests.h"
 #include "service/sdk/tool.h"
 
 namespace orvan::core {
@@ -25,16 +25,22 @@ inline constexpr char kForcedAbortProperty[] = "ForcedAbort";
 // A module's tool behind the boundary.
 //
 // An abort that comes while the tool does not run counts for its next run with a listener, for a
-// caller that starts the run on another thread cannot know whether it has begun. Clearing
+// caller that starts the run on another thread cannot know whether it has begun. A request to end
+// the program stops the tool that runs, and is no abort of a later run. Clearing
 // kForcedAbortProperty takes it back, but not for a tool that may write: setting the property to
 // anything is a termination request, and after one of those no such tool begins. Its run with a
 // listener only tells that each device was canceled.
 class ToolAdapter final : public DiagTool {
  public:
-  // All of them outlive the adapter.
+  // All but the token, by which a running tool is told of the end of the program, outlive the
+  // adapter.
   ToolAdapter(const sdk::ToolRecord& record, ModuleAdapter& module, CallObserver& observer,
-              Termination& termination)
-      : record_(record), module_(module), observer_(observer), termination_(termination) {}
+              RunRequests& requests, std::stop_token ending)
+      : record_(record),
+        module_(module),
+        observer_(observer),
+        requests_(requests),
+        ending_(std::move(ending)) {}
 
   void SetToolProperty(const std::string& key, const std::vector<std::string>& values) override;
   std::vector<std::string> GetToolProperty(const std::string& key) override;
@@ -66,6 +72,9 @@ class ToolAdapter final : public DiagTool {
   bool IsFiltering() const;
   std::stop_token BeginRun(bool listened);
   void EndRun();
+  // Stops the run that goes on, if any.
+  void StopRun(sdk::StopReason reason);
+  sdk::StopReason WhyStop() const;
   void TellNotGiven(const DeviceAdapter& device, bool filtering) const;
   // What a run calls: the tool itself, or what stands in for it.
   void CallTool(Context& context);
@@ -73,12 +82,15 @@ class ToolAdapter final : public DiagTool {
   const sdk::ToolRecord& record_;
   ModuleAdapter& module_;
   CallObserver& observer_;
-  Termination& termination_;
+  RunRequests& requests_;
+  const std::stop_token ending_;
   mutable std::mutex mutex_;  // guards all below
   std::map<std::string, std::vector<std::string>> properties_;
   std::stop_source stop_{std::nostopstate};
   bool running_ = false;
   bool abortPending_ = false;
+  bool isForced_ = false;                         // the caller set the property to anything
+  sdk::StopReason why_ = sdk::StopReason::kNone;  // of the present run
 };
 
 }  // namespace orvan::core

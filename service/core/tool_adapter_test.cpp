@@ -112,6 +112,43 @@ TEST_F(ToolAdapterTest, AnAbortThatComesFirstIsTakenBackWithTheForcedAbort) {
   EXPECT_EQ(stopped, std::vector<bool>{false});
 }
 
+TEST_F(ToolAdapterTest, ARequestToEndTheProgramStopsTheRunningToolToo) {
+  std::latch running(1);
+  sdk::StopReason why = sdk::StopReason::kNone;
+  Start([&](sdk::ToolContext& context) {
+    EXPECT_EQ(context.WhyStop(), sdk::StopReason::kNone);
+    running.count_down();
+    WaitForStop(context.StopToken());
+    why = context.WhyStop();
+  });
+  std::thread runner([this] { service->RunTool(tool, &listener, {}); });
+  running.wait();
+  service->AbortExecution(15, 0, 0);
+  runner.join();
+  EXPECT_EQ(why, sdk::StopReason::kTermination);
+}
+
+TEST_F(ToolAdapterTest, AToolIsToldWhetherItsAbortIsForced) {
+  std::vector<sdk::StopReason> why;
+  Start([&](sdk::ToolContext& context) { why.push_back(context.WhyStop()); });
+  service->AbortTool(tool);
+  service->RunTool(tool, &listener, {});
+  service->RunTool(tool, &listener, {});
+  tool->SetToolProperty("ForcedAbort", {"Forced to abort"});
+  service->AbortTool(tool);
+  service->RunTool(tool, &listener, {});
+  EXPECT_EQ(why, (std::vector<sdk::StopReason>{sdk::StopReason::kAborted, sdk::StopReason::kNone,
+                                               sdk::StopReason::kForced}));
+}
+
+TEST_F(ToolAdapterTest, AToolIsToldOfSystemEvents) {
+  std::uint32_t events = 0;
+  Start([&](sdk::ToolContext& context) { events = context.SystemEvents(); });
+  service->NotifySystemEvent(8);
+  service->RunTool(tool, &listener, {});
+  EXPECT_EQ(events, 8U);
+}
+
 // What a writing tool's listener is told, one text for each event.
 class WritingToolTest : public ToolAdapterTest {
  protected:

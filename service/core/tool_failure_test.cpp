@@ -44,6 +44,23 @@ TEST_F(ToolAdapterTest, WhatAToolThrowsPassesAsATextAndIsInTheLog) {
                                                "an exception of unknown type"));
 }
 
+TEST_F(ToolAdapterTest, ARunThatDidNotDoWhatItWasAskedForIsAnErrorOfTheLog) {
+  Start([](sdk::ToolContext& context) {
+    context.Log(sdk::LogLevel::kInfo, "looking");
+    context.Fail("not quite");
+    context.Fail("the drive is locked");
+  });
+  testing::TemporaryFolder folder;
+  service->SetLogPath(folder.Path());
+  service->RunTool(tool, &listener, {});
+  const std::vector<std::string> lines = testing::LogLinesAfterStart(folder.Path());
+  ASSERT_EQ(lines.size(), 2U);
+  EXPECT_NE(lines.at(0).find(R"("message":"tool recover_bad_sectors: looking")"),
+            std::string::npos);
+  EXPECT_EQ(lines.at(1),
+            testing::RunErrorLine("tool-failed", "tool recover_bad_sectors: the drive is locked"));
+}
+
 TEST_F(ToolAdapterTest, AToolThatThrewCanBeRunAgain) {
   std::vector<bool> stopped;
   Start([&](sdk::ToolContext& context) {

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "service/sdk/measurement.h"
+#include "service/sdk/run_state.h"
 
 // The artifacts of a log, each as the JSON text of one member without braces: "log":{...}. Texts
 // are made by LogText.
@@ -14,6 +15,12 @@ namespace orvan::log {
 inline constexpr std::size_t kLongestLogText = 16384;
 
 enum class LogSeverity { kInfo, kWarning, kError };
+// How a line that a module writes counts.
+constexpr LogSeverity SeverityOf(sdk::LogLevel level) {
+  return level == sdk::LogLevel::kError     ? LogSeverity::kError
+         : level == sdk::LogLevel::kWarning ? LogSeverity::kWarning
+                                            : LogSeverity::kInfo;
+}
 enum class LogStatus { kComplete, kError, kSkip };
 enum class LogResult { kNotApplicable, kPass, kFail };
 enum class LogDiagnosis { kPass, kFail, kUnknown };

@@ -98,6 +98,10 @@ void StepLog::Message(const std::string& message) {
   if (!message.empty()) log_.Step(step_, TextArtifact(LogSeverity::kInfo, PlainText(message)));
 }
 
+void StepLog::Text(sdk::LogLevel level, const std::string& text) {
+  log_.Step(step_, TextArtifact(SeverityOf(level), text));
+}
+
 void StepLog::Measure(const sdk::Measurement& measurement) {
   log_.Step(step_, MeasurementArtifact(measurement, hardwareId_));
 }

@@ -4,6 +4,7 @@
 
 #include "service/log/log.h"
 #include "service/sdk/context.h"
+#include "service/sdk/run_state.h"
 #include "service/sdk/verdict.h"
 
 namespace orvan::log {
@@ -21,6 +22,8 @@ class StepLog {
   void Parameters(const sdk::ParameterValues& values);
   // A message key that the operator saw.
   void Message(const std::string& message);
+  // A line that the test itself writes.
+  void Text(sdk::LogLevel level, const std::string& text);
   void Measure(const sdk::Measurement& measurement);
   // An exception left the test.
   void Exception(const std::string& text);
