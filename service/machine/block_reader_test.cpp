@@ -2,10 +2,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <linux/filter.h>
-#include <linux/seccomp.h>
 #include <signal.h>
-#include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -19,6 +16,7 @@
 #include "service/machine/helper_protocol.h"
 #include "service/machine/reader_test_support.h"
 #include "tests/support/faulty_block_reader.h"
+#include "tests/support/refusing_kernel.h"
 
 namespace orvan::machine {
 namespace {
@@ -193,28 +191,13 @@ TEST(LiveBlockReader, AnOpeningThatHangsEndsAtTheTimeLimit) {
   unlink(path.c_str());
 }
 
-// Runs `work` in a thread for which, and for whose helpers, a system call fails with that error.
-void WhereTheKernelRefuses(long call, int error, const std::function<void()>& work) {
-  std::thread([&] {
-    const sock_filter steps[] = {
-        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, 0),  // the number of the call
-        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, static_cast<std::uint32_t>(call), 0, 1),
-        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | static_cast<std::uint32_t>(error)),
-        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW)};
-    const sock_fprog program{std::size(steps), const_cast<sock_filter*>(steps)};
-    ASSERT_EQ(prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0), 0);
-    ASSERT_EQ(prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program), 0);
-    work();
-  }).join();
-}
-
 // A kernel short of memory for long, one that overflows, and one that refuses for good, also with
 // errors that would mean a bad sector or a vanished device had the device said them.
 class RefusedSubmission : public testing::TestWithParam<int> {};
 
 TEST_P(RefusedSubmission, IsAnsweredAsNotTriedWithItsErrorAndNotAsSilence) {
   const DiskFile file;
-  WhereTheKernelRefuses(SYS_io_uring_enter, GetParam(), [&] {
+  WhereTheKernelRefuses({SYS_io_uring_enter, GetParam()}, [&] {
     OpenedReader opened = OpenBlockReader(HelperPath(), OptionsFor(file.Path()), {});
     ASSERT_EQ(opened.failure, OpenFailure::kNone) << "error " << opened.error;
     std::vector<BlockRead> reads;
@@ -241,7 +224,7 @@ INSTANTIATE_TEST_SUITE_P(All, RefusedSubmission,
 
 TEST(LiveBlockReader, AKernelThatForbidsTheInterfaceIsNoFaultOfTheDevice) {
   const DiskFile file;
-  WhereTheKernelRefuses(SYS_io_uring_setup, EPERM, [&] {
+  WhereTheKernelRefuses({SYS_io_uring_setup, EPERM}, [&] {
     const OpenedReader opened = OpenBlockReader(HelperPath(), OptionsFor(file.Path()), {});
     EXPECT_EQ(opened.failure, OpenFailure::kReader);
     EXPECT_EQ(opened.error, EPERM);

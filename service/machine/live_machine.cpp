@@ -1,0 +1,89 @@
+#include "service/machine/live_machine.h"
+
+#include <sched.h>
+#include <sys/random.h>
+
+#include <cerrno>
+#include <memory>
+#include <utility>
+
+#include "service/machine/block_reader.h"
+#include "service/machine/filesystem_probe.h"
+#include "service/machine/folder_state.h"
+#include "service/machine/locked_memory.h"
+#include "service/machine/machine_files.h"
+
+namespace orvan::machine {
+namespace {
+
+// Far beyond what a kernel can be built for.
+constexpr std::uint32_t kMostProcessors = 1U << 16;
+
+struct FreeProcessorSet {
+  void operator()(cpu_set_t* set) const { CPU_FREE(set); }
+};
+
+int PinTo(std::uint32_t processor) {
+  if (processor >= kMostProcessors) return EINVAL;
+  const std::unique_ptr<cpu_set_t, FreeProcessorSet> set(CPU_ALLOC(processor + 1));
+  if (!set) return ENOMEM;
+  const std::size_t bytes = CPU_ALLOC_SIZE(processor + 1);
+  CPU_ZERO_S(bytes, set.get());
+  CPU_SET_S(processor, bytes, set.get());
+  return sched_setaffinity(0, bytes, set.get()) == 0 ? 0 : errno;
+}
+
+class LiveMachine final : public KeptMachine {
+ public:
+  explicit LiveMachine(LiveMachineOptions options)
+      : files_(std::move(options.root)),
+        state_(std::move(options.stateFolder)),
+        helperPath_(std::move(options.helperPath)) {}
+
+  const sdk::MachineFiles& Files() const override { return files_; }
+  OpenedReader OpenReader(const BlockReaderOptions& options, std::stop_token stop) override {
+    return OpenBlockReader(helperPath_, options, std::move(stop));
+  }
+  sdk::OpenedWriter OpenWriter(const sdk::BlockWriterOptions&, std::stop_token) override {
+    return {nullptr, sdk::WriteRefusal::kNotGranted, 0};
+  }
+  std::unique_ptr<FilesystemProbe> MakeProbe(std::chrono::milliseconds limit,
+                                             std::chrono::milliseconds budget) override {
+    return MakeFilesystemProbe(helperPath_, limit, budget);
+  }
+  sdk::CommandAnswer Send(const sdk::DriveCommand&, std::stop_token) override {
+    sdk::CommandAnswer answer;
+    answer.error = ENOSYS;
+    return answer;
+  }
+
+  std::chrono::steady_clock::time_point Now() const override {
+    return std::chrono::steady_clock::now();
+  }
+  std::uint64_t Chance() override {
+    std::uint64_t number = 0;
+    // Of so few bytes the kernel gives all or none, and none only before it has any at boot.
+    while (getrandom(&number, sizeof(number), 0) != sizeof(number)) continue;
+    return number;
+  }
+
+  int PinThisThread(std::uint32_t processor) override { return PinTo(processor); }
+  sdk::LockedMemoryResult LockMemory(std::size_t bytes) override { return LockPages(bytes); }
+  sdk::ModuleState& State() override { return state_; }
+
+  void GrantWriting(bool) override {}
+  std::size_t LeftBehind() const override { return 0; }
+
+ private:
+  LiveFiles files_;
+  FolderState state_;
+  std::string helperPath_;
+};
+
+}  // namespace
+
+std::unique_ptr<KeptMachine> MakeLiveMachine(LiveMachineOptions options) {
+  return std::make_unique<LiveMachine>(std::move(options));
+}
+
+}  // namespace orvan::machine

@@ -1,0 +1,84 @@
+#include "service/machine/live_machine.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sched.h>
+
+#include <cerrno>
+#include <set>
+#include <thread>
+
+#include "tests/support/refusing_kernel.h"
+#include "tests/support/test_folder.h"
+
+namespace orvan::machine {
+namespace {
+
+TEST(LiveMachine, SeesTheFilesBelowItsRoot) {
+  const TestFolder root;
+  root.Write("value", "17\n");
+  const auto machine = MakeLiveMachine({.root = root.Path()});
+  EXPECT_EQ(machine->Files().ReadNumber("/value"), 17U);
+}
+
+TEST(LiveMachine, HasATimeThatGoesOnAndNumbersThatDiffer) {
+  const auto machine = MakeLiveMachine({});
+  const auto before = machine->Now();
+  std::set<std::uint64_t> numbers;
+  for (int i = 0; i < 1000; ++i) numbers.insert(machine->Chance());
+  EXPECT_EQ(numbers.size(), 1000U);
+  EXPECT_GT(machine->Now(), before);
+}
+
+// The processors that the calling thread may run on.
+std::set<std::size_t> Allowed() {
+  cpu_set_t set;
+  CPU_ZERO(&set);
+  std::set<std::size_t> allowed;
+  EXPECT_EQ(sched_getaffinity(0, sizeof(set), &set), 0);
+  for (std::size_t i = 0; i < CPU_SETSIZE; ++i) {
+    if (CPU_ISSET(i, &set)) allowed.insert(i);
+  }
+  return allowed;
+}
+
+TEST(LiveMachine, KeepsTheCallingThreadAndNoOtherOnOneProcessor) {
+  const auto machine = MakeLiveMachine({});
+  const std::set<std::size_t> before = Allowed();
+  std::thread([&] {
+    for (const std::size_t processor : before) {
+      EXPECT_EQ(machine->PinThisThread(static_cast<std::uint32_t>(processor)), 0);
+      EXPECT_EQ(Allowed(), std::set<std::size_t>{processor});
+    }
+  }).join();
+  EXPECT_EQ(Allowed(), before);
+}
+
+TEST(LiveMachine, AProcessorThatIsNotThereIsRefused) {
+  const auto machine = MakeLiveMachine({});
+  EXPECT_EQ(machine->PinThisThread(60000), EINVAL);
+  EXPECT_EQ(machine->PinThisThread(~std::uint32_t{0}), EINVAL);
+  WhereTheKernelRefuses({SYS_sched_setaffinity, EPERM},
+                        [&] { EXPECT_EQ(machine->PinThisThread(0), EPERM); });
+}
+
+TEST(LiveMachine, LocksMemory) {
+  const auto machine = MakeLiveMachine({});
+  const sdk::LockedMemoryResult result = machine->LockMemory(65536);
+  ASSERT_NE(result.memory, nullptr) << result.error;
+  EXPECT_EQ(result.memory->Bytes().size(), 65536U);
+}
+
+TEST(LiveMachine, KeepsStateWhereItWasTold) {
+  const TestFolder folder;
+  const auto machine = MakeLiveMachine(
+      {.stateFolder = tarvex::Descriptor(open(folder.Path().c_str(), O_RDONLY | O_CLOEXEC))});
+  EXPECT_EQ(machine->State().Replace("journal", "one"), 0);
+  EXPECT_EQ(folder.Read("journal"), "one");
+  int error = 0;
+  EXPECT_FALSE(MakeLiveMachine({})->State().Read("journal", error));
+  EXPECT_EQ(error, EOPNOTSUPP);
+}
+
+}  // namespace
+}  // namespace orvan::machine
