@@ -20,10 +20,9 @@ class ToolAdapter::Context final : public sdk::ToolContext {
         listener_(listener),
         devices_(filtering ? std::vector<const sdk::Device*>() : devices),
         candidates_(filtering ? std::move(devices) : std::vector<const sdk::Device*>()),
-        stop_(tool.BeginRun(listener != nullptr)) {
-    // A tool that only reads may begin after such a request.
-    if (!tool.ending_.stop_requested()) ending_.emplace(tool.ending_, Ending{tool});
-  }
+        stop_(tool.BeginRun(listener != nullptr)),
+        // A tool that only reads may begin after such a request.
+        ending_(tool.ending_.stop_requested() ? std::stop_token() : tool.ending_, Ending{tool}) {}
   ~Context() override { tool_.EndRun(); }
   Context(const Context&) = delete;
   Context& operator=(const Context&) = delete;
@@ -79,7 +78,7 @@ class ToolAdapter::Context final : public sdk::ToolContext {
   const std::stop_token stop_;
   std::optional<std::string> outcome_;
   std::exception_ptr failure_;
-  std::optional<std::stop_callback<Ending>> ending_;  // last: it uses what stands above
+  std::stop_callback<Ending> ending_;  // last: it uses what stands above
 };
 
 void ToolAdapter::Store(const std::string& key, const std::vector<std::string>& values) {
