@@ -23,6 +23,7 @@ ROOMS = {
     "frontend": ("views", "tools", "system", "boundary", "os"),
     "service/sdk": ("boundary",),
     "service/machine": ("service/sdk", "boundary", "os"),
+    "service/recording": ("service/sdk", "service/machine", "boundary", "os"),
     "service/log": ("service/sdk", "boundary", "system", "os"),
     "service/core": ("service/sdk", "service/log", "boundary", "system", "os"),
     "service/scenario": (
