@@ -4,6 +4,8 @@
 
 #include <algorithm>
 
+#include "host/records/sqlite_library.h"
+
 namespace tarvex {
 namespace {
 
@@ -25,11 +27,11 @@ StoreError::Kind KindOf(int code) {
 void Check(sqlite3* database, int code) {
   if (code == SQLITE_OK || code == SQLITE_DONE || code == SQLITE_ROW) return;
   throw StoreError(KindOf(code),
-                   database != nullptr ? sqlite3_errmsg(database) : sqlite3_errstr(code));
+                   database != nullptr ? Sqlite().errmsg(database) : Sqlite().errstr(code));
 }
 
 int KeepPath(sqlite3_vfs* /*vfs*/, const char* path, int room, char* kept) {
-  sqlite3_snprintf(room, kept, "%s", path);
+  Sqlite().snprintf(room, kept, "%s", path);
   return SQLITE_OK;
 }
 
@@ -39,7 +41,7 @@ thread_local std::chrono::microseconds waitsLeft = std::chrono::microseconds::ma
 int SleepWithin(sqlite3_vfs* /*vfs*/, int microseconds) {
   const auto time = std::min(std::chrono::microseconds(microseconds), waitsLeft);
   waitsLeft -= time;
-  if (time.count() > 0) sqlite3_vfs_find(nullptr)->xSleep(nullptr, static_cast<int>(time.count()));
+  if (time.count() > 0) Sqlite().vfs_find(nullptr)->xSleep(nullptr, static_cast<int>(time.count()));
   return microseconds;
 }
 
@@ -49,14 +51,14 @@ int SleepWithin(sqlite3_vfs* /*vfs*/, int microseconds) {
 const char* FolderVfs() {
   static constexpr char kName[] = "tarvex-folder";
   static sqlite3_vfs vfs = [] {
-    sqlite3_vfs made = *sqlite3_vfs_find(nullptr);
+    sqlite3_vfs made = *Sqlite().vfs_find(nullptr);
     made.pNext = nullptr;
     made.zName = kName;
     made.xFullPathname = KeepPath;
     made.xSleep = SleepWithin;
     return made;
   }();
-  [[maybe_unused]] static const int registered = sqlite3_vfs_register(&vfs, 0);
+  [[maybe_unused]] static const int registered = Sqlite().vfs_register(&vfs, 0);
   return kName;
 }
 
@@ -66,31 +68,31 @@ SqliteDatabase::SqliteDatabase(const Descriptor& folder, const std::string& name
     : folder_(::fcntl(folder.Get(), F_DUPFD_CLOEXEC, 0)) {
   const std::string path = "/proc/self/fd/" + std::to_string(folder_.Get()) + '/' + name;
   sqlite3* opened = nullptr;
-  const int code = sqlite3_open_v2(path.c_str(), &opened,
-                                   SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX,
-                                   FolderVfs());
+  const int code = Sqlite().open_v2(
+      path.c_str(), &opened, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX,
+      FolderVfs());
   database_.reset(opened);
   Check(opened, code);
 }
 
 void SqliteDatabase::Run(const std::string& sql) {
-  Check(database_.get(), sqlite3_exec(database_.get(), sql.c_str(), nullptr, nullptr, nullptr));
+  Check(database_.get(), Sqlite().exec(database_.get(), sql.c_str(), nullptr, nullptr, nullptr));
 }
 
 std::int64_t SqliteDatabase::Number(const char* sql) {
   SqliteStatement statement(*this, sql);
-  return statement.Step() ? sqlite3_column_int64(statement.statement_.get(), 0) : 0;
+  return statement.Step() ? Sqlite().column_int64(statement.statement_.get(), 0) : 0;
 }
 
 std::string SqliteDatabase::Text(const char* sql) {
   SqliteStatement statement(*this, sql);
   if (!statement.Step()) return {};
-  const unsigned char* text = sqlite3_column_text(statement.statement_.get(), 0);
+  const unsigned char* text = Sqlite().column_text(statement.statement_.get(), 0);
   return text != nullptr ? reinterpret_cast<const char*>(text) : std::string();
 }
 
 void SqliteDatabase::SetBusyTimeout(int milliseconds) {
-  sqlite3_busy_timeout(database_.get(), milliseconds);
+  Sqlite().busy_timeout(database_.get(), milliseconds);
 }
 
 void SqliteDatabase::LimitWaits(std::chrono::milliseconds most) {
@@ -98,48 +100,56 @@ void SqliteDatabase::LimitWaits(std::chrono::milliseconds most) {
 }
 
 void SqliteDatabase::Configure(int option, bool value) {
-  Check(database_.get(), sqlite3_db_config(database_.get(), option, value ? 1 : 0, nullptr));
+  Check(database_.get(), Sqlite().db_config(database_.get(), option, value ? 1 : 0, nullptr));
 }
 
 void SqliteDatabase::KeepLogFiles() {
   int on = 1;
-  sqlite3_file_control(database_.get(), nullptr, SQLITE_FCNTL_PERSIST_WAL, &on);
+  Sqlite().file_control(database_.get(), nullptr, SQLITE_FCNTL_PERSIST_WAL, &on);
 }
 
 bool SqliteDatabase::HasMoved() const {
   int moved = 0;
-  return sqlite3_file_control(database_.get(), nullptr, SQLITE_FCNTL_HAS_MOVED, &moved) ==
+  return Sqlite().file_control(database_.get(), nullptr, SQLITE_FCNTL_HAS_MOVED, &moved) ==
              SQLITE_OK &&
          moved != 0;
 }
 
 bool SqliteDatabase::InTransaction() const {
-  return sqlite3_get_autocommit(database_.get()) == 0;
+  return Sqlite().get_autocommit(database_.get()) == 0;
 }
 
 std::int64_t SqliteDatabase::LastRow() const {
-  return sqlite3_last_insert_rowid(database_.get());
+  return Sqlite().last_insert_rowid(database_.get());
 }
 
 std::int64_t SqliteDatabase::ChangedRows() const {
-  return sqlite3_changes64(database_.get());
+  return Sqlite().changes64(database_.get());
+}
+
+void SqliteDatabase::Close::operator()(sqlite3* database) const {
+  Sqlite().close(database);
 }
 
 SqliteStatement::SqliteStatement(SqliteDatabase& database, const char* sql)
     : database_(database.database_.get()) {
   sqlite3_stmt* prepared = nullptr;
   const int code =
-      sqlite3_prepare_v3(database_, sql, -1, SQLITE_PREPARE_PERSISTENT, &prepared, nullptr);
+      Sqlite().prepare_v3(database_, sql, -1, SQLITE_PREPARE_PERSISTENT, &prepared, nullptr);
   statement_.reset(prepared);
   Check(database_, code);
 }
 
+void SqliteStatement::Finalize::operator()(sqlite3_stmt* statement) const {
+  Sqlite().finalize(statement);
+}
+
 bool SqliteStatement::Step() {
-  const int code = sqlite3_step(statement_.get());
+  const int code = Sqlite().step(statement_.get());
   if (code == SQLITE_ROW) return true;
   if (code == SQLITE_DONE) return false;
-  const StoreError error(KindOf(code), sqlite3_errmsg(database_));
-  sqlite3_reset(statement_.get());
+  const StoreError error(KindOf(code), Sqlite().errmsg(database_));
+  Sqlite().reset(statement_.get());
   throw error;
 }
 
@@ -148,18 +158,19 @@ void SqliteStatement::Run(std::initializer_list<Value> values) {
   for (const Value& value : values) {
     ++index;
     if (const auto* number = std::get_if<std::int64_t>(&value)) {
-      Check(database_, sqlite3_bind_int64(statement_.get(), index, *number));
+      Check(database_, Sqlite().bind_int64(statement_.get(), index, *number));
     } else {
       // Borrowed until the reset below. An empty view's null pointer would bind NULL.
       const std::string_view text = std::get<std::string_view>(value);
-      Check(database_, sqlite3_bind_text64(statement_.get(), index, text.empty() ? "" : text.data(),
-                                           text.size(), SQLITE_STATIC, SQLITE_UTF8));
+      Check(database_,
+            Sqlite().bind_text64(statement_.get(), index, text.empty() ? "" : text.data(),
+                                 text.size(), SQLITE_STATIC, SQLITE_UTF8));
     }
   }
   while (Step()) {
   }
-  sqlite3_reset(statement_.get());
-  sqlite3_clear_bindings(statement_.get());
+  Sqlite().reset(statement_.get());
+  Sqlite().clear_bindings(statement_.get());
 }
 
 SqliteTransaction::SqliteTransaction(SqliteDatabase& database) : database_(database) {

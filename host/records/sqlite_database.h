@@ -61,7 +61,7 @@ class SqliteDatabase {
  private:
   friend class SqliteStatement;
   struct Close {
-    void operator()(sqlite3* database) const { sqlite3_close(database); }
+    void operator()(sqlite3* database) const;
   };
   Descriptor folder_;  // in the paths that SQLite has
   std::unique_ptr<sqlite3, Close> database_;
@@ -78,7 +78,7 @@ class SqliteStatement {
  private:
   friend class SqliteDatabase;
   struct Finalize {
-    void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
+    void operator()(sqlite3_stmt* statement) const;
   };
   bool Step();  // true: there is a row
   sqlite3* database_;

@@ -269,6 +269,14 @@ def is_program_entry(name):
     return owner_of(name) in PROGRAM_CLASSES or name in SECTION_MARKS
 
 
+def needed(binary):
+    """The libraries that are loaded with a binary, in the order in which it names them."""
+    text = subprocess.run(
+        ["readelf", "-d", binary], check=True, capture_output=True, text=True
+    ).stdout
+    return re.findall(r"\(NEEDED\).*\[(.+)\]", text)
+
+
 def check_exports(library, entries, is_entry=None):
     """Violations of a library that must show `entries` and nothing else."""
     names = exported(library)

@@ -48,3 +48,18 @@ def test_program_exports_what_a_tool_is_made_of_and_nothing_else():
     program = os.path.join(BUILD, "bin/TarvexDiagnosticsCLI")
     entries = layering.PROGRAM_ENTRIES
     assert layering.check_exports(program, entries, layering.is_program_entry) == []
+
+
+def test_nothing_that_few_runs_need_is_loaded_at_the_start():
+    for name in ("bin/TarvexDiagnosticsCLI", "lib/libhostlayer.so", "lib/liborvan_service.so"):
+        libraries = layering.needed(os.path.join(BUILD, name))
+        assert "libc.so.6" in libraries
+        heavy = [library for library in libraries if library.startswith(("libsqlite", "liburing"))]
+        assert heavy == [], name
+
+
+def test_the_program_names_first_the_libraries_in_which_most_symbols_are():
+    libraries = layering.needed(os.path.join(BUILD, "bin/TarvexDiagnosticsCLI"))
+    if any(library.startswith(("libasan", "libtsan")) for library in libraries):
+        return  # a sanitizer's own library has to be the first
+    assert libraries[:2] == ["libc.so.6", "libstdc++.so.6"]
