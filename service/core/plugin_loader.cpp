@@ -119,6 +119,7 @@ LoadedPlugins LoadPlugins(const std::string& path, const sdk::ModuleEnvironment&
 
 std::optional<std::vector<LoadedModule>> PluginSource::Load(log::ServiceLog& log) {
   sdk::ModuleEnvironment environment;
+  environment.machine = machine_.get();
   environment.libraryDirectory = LibraryFolder();
   if (const std::string fault = tarvex::ReadIniFile(settingFile_, environment.settings);
       !fault.empty()) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -29,9 +30,12 @@ LoadedPlugins LoadPlugins(const std::string& folder, const sdk::ModuleEnvironmen
 // The modules of this machine: the plug-ins of one folder, under the rules for callers.
 class PluginSource final : public ModuleSource {
  public:
-  // `folder` holds the plug-ins; `settingFile` is the service setting file, which may be missing.
-  PluginSource(std::string folder, std::string settingFile)
-      : folder_(std::move(folder)), settingFile_(std::move(settingFile)) {}
+  // `folder` holds the plug-ins; `settingFile` is the service setting file, which may be missing;
+  // the modules reach `machine`.
+  PluginSource(std::string folder, std::string settingFile, std::unique_ptr<sdk::Machine> machine)
+      : folder_(std::move(folder)),
+        settingFile_(std::move(settingFile)),
+        machine_(std::move(machine)) {}
 
   std::optional<std::vector<LoadedModule>> Load(log::ServiceLog& log) override;
   void CheckSettings(const OrvanSettings& settings) const override;
@@ -41,6 +45,7 @@ class PluginSource final : public ModuleSource {
  private:
   std::string folder_;
   std::string settingFile_;
+  std::unique_ptr<sdk::Machine> machine_;
   std::vector<PluginRefusal> refusals_;
 };
 

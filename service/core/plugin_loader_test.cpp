@@ -156,7 +156,7 @@ TEST_F(PluginLoaderTest, TheSourceReadsTheSettingFileAndLogsRefusals) {
   TemporaryFolder other;
   const std::string settings = other.Write("service.ini", "[storage]\ninclude_loop=1\n");
   log::ServiceLog log(other.Path("log"));
-  PluginSource source(folder.Path(), settings);
+  PluginSource source(folder.Path(), settings, nullptr);
   const std::optional<std::vector<LoadedModule>> modules = source.Load(log);
   ASSERT_TRUE(modules.has_value());
   ASSERT_EQ(modules->size(), 1U);
@@ -171,7 +171,7 @@ TEST_F(PluginLoaderTest, TheSourceReadsTheSettingFileAndLogsRefusals) {
 TEST_F(PluginLoaderTest, TheSourceCallsAFolderAFolder) {
   TemporaryFolder other;
   log::ServiceLog log(other.Path("log"));
-  PluginSource source(folder.Path("missing"), "");
+  PluginSource source(folder.Path("missing"), "", nullptr);
   const std::optional<std::vector<LoadedModule>> modules = source.Load(log);
   ASSERT_TRUE(modules.has_value());
   EXPECT_TRUE(modules->empty());
@@ -182,7 +182,7 @@ TEST_F(PluginLoaderTest, TheSourceCallsAFolderAFolder) {
 }
 
 TEST_F(PluginLoaderTest, TheSourceKeepsTheRulesForCallers) {
-  const PluginSource source(folder.Path(), "");
+  const PluginSource source(folder.Path(), "", nullptr);
   OrvanSettings settings;
   settings.SetString(kSettingCacheDir, folder.Path("missing"));
   EXPECT_THROW(source.CheckSettings(settings), FailedToVisitLocalCache);

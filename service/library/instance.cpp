@@ -8,6 +8,7 @@
 #include "service/core/platform.h"
 #include "service/core/plugin_loader.h"
 #include "service/core/service.h"
+#include "service/machine/live_machine.h"
 #include "service/scenario/scenario_source.h"
 #include "system/execution_tracker.h"
 #include "system/folders.h"
@@ -35,9 +36,10 @@ Instances& GetInstances() {
 std::unique_ptr<ModuleSource> MakeSource() {
   const std::string scenario = tarvex::ScenarioFile();
   if (scenario.empty()) {
+    const std::string programs = orvan::core::LibraryFolder() + "/orvan";
     return std::make_unique<orvan::core::PluginSource>(
-        tarvex::ModuleFolder(orvan::core::LibraryFolder() + "/orvan/modules"),
-        tarvex::ConfigFolder() + "/service.ini");
+        tarvex::ModuleFolder(programs + "/modules"), tarvex::ConfigFolder() + "/service.ini",
+        orvan::machine::MakeLiveMachine({.helperPath = programs + "/orvan-block-reader"}));
   }
   std::string fault;
   std::unique_ptr<ModuleSource> source = orvan::scenario::MakeScenarioSource(scenario, fault);

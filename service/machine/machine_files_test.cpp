@@ -12,11 +12,13 @@
 #include <utility>
 
 #include "service/sdk/watched_files.h"
+#include "tests/support/captured_files.h"
 
 namespace orvan::machine {
 namespace {
 
 namespace fs = std::filesystem;
+using sdk::testing::CapturedFiles;
 
 class TemporaryFolder {
  public:
@@ -67,15 +69,9 @@ class MachineFilesContract : public testing::TestWithParam<std::string> {
       files_ = std::make_unique<CapturedFiles>(kCapture);
       return;
     }
-    live_ = MakeLive(folder_.Path());
-    if (GetParam() == "live") {
-      files_ = std::move(live_);
-    } else {
-      files_ = std::make_unique<RecordingFiles>(*live_);
-    }
+    files_ = MakeLive(folder_.Path());
   }
   TemporaryFolder folder_;
-  std::unique_ptr<sdk::MachineFiles> live_;
   std::unique_ptr<sdk::MachineFiles> files_;
 };
 
@@ -151,22 +147,8 @@ TEST_P(MachineFilesContract, WhatCannotBeReachedIsAnErrorAndNotMissing) {
   EXPECT_EQ(error, ELOOP);
 }
 
-INSTANTIATE_TEST_SUITE_P(All, MachineFilesContract,
-                         testing::Values("live", "captured", "recording"),
+INSTANTIATE_TEST_SUITE_P(All, MachineFilesContract, testing::Values("live", "captured"),
                          [](const auto& info) { return info.param; });
-
-TEST(RecordingFilesTest, TheCaptureAnswersAsTheMachineDid) {
-  const CapturedFiles machine(kCapture);
-  const RecordingFiles recording(machine);
-  const auto look = [](const sdk::MachineFiles& files) {
-    std::string seen = files.ReadBytes("/sys/block/sda/model", 100).value_or("none");
-    for (const std::string& name : files.List("/sys/block/sda")) seen += name + ',';
-    seen += files.Resolve("/sys/block/sda") + files.ReadText("/sys/block/sda/odd name");
-    return seen;
-  };
-  const std::string first = look(recording);
-  EXPECT_EQ(look(CapturedFiles(recording.Text())), first);
-}
 
 constexpr char kTroubled[] =
     "e /a/file 13\n"
@@ -186,17 +168,6 @@ TEST(CapturedFilesTest, AnswersErrorsAsTheMachineDid) {
   EXPECT_FALSE(files.ReadBytes("/a/link/below", 10, &error));
   EXPECT_EQ(error, EIO);
   EXPECT_EQ(files.List("/a"), (std::vector<std::string>{"file", "folder", "link"}));
-}
-
-TEST(RecordingFilesTest, ErrorsAreRecordedToo) {
-  const CapturedFiles machine(kTroubled);
-  const RecordingFiles recording(machine);
-  recording.List("/a");
-  recording.ReadText("/a/file");
-  recording.List("/a/folder");
-  recording.ReadText("/a/folder/below");
-  recording.ReadText("/a/link/below");
-  EXPECT_EQ(recording.Text(), kTroubled + std::string());
 }
 
 TEST(WatchedFilesTest, RemembersWhatCouldNotBeLookedAtOnce) {
@@ -238,14 +209,6 @@ TEST(LiveFilesTest, WithoutDescriptorsNothingIsMissing) {
   EXPECT_EQ(file, EMFILE);
   EXPECT_EQ(list, EMFILE);
   EXPECT_EQ(exists, 0);
-}
-
-TEST(RecordingFilesTest, TextIsOneLinePerEntryInOrder) {
-  const CapturedFiles machine("f /a/b x\\x0a\nl /a/c b\n");
-  const RecordingFiles recording(machine);
-  recording.List("/a");
-  recording.ReadText("/a/c");
-  EXPECT_EQ(recording.Text(), "f /a/b x\\x0a\nl /a/c b\n");
 }
 
 TEST(CapturedFilesTest, DamagedLinesAreSkipped) {

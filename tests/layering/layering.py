@@ -39,12 +39,13 @@ ROOMS = {
         "service/sdk",
         "service/core",
         "service/log",
+        "service/machine",
         "service/scenario",
         "boundary",
         "system",
         "os",
     ),
-    "service/modules/*": ("service/sdk", "service/machine"),
+    "service/modules/*": ("service/sdk",),
 }
 
 # Of the views, the tools may use the message keys only.

@@ -98,43 +98,32 @@ class TestRunFolder:
 
 class TestSettings:
     @pytest.fixture
-    def capture(self, real, place):
-        """What a setting that counts leaves behind: its text, and where."""
-        path = place / "capture"
-        real.environment["ORVAN_MODULE_DIR"] = str(module_folder(place))
-        return f"[storage]\ncapture_file={path}\n", path
+    def counts(self, real, place):
+        """Whether a setting reached a module, which shows all of them in its help."""
+        folder = place / "modules"
+        folder.mkdir(mode=0o755)
+        shutil.copy(BINARY_DIR / "tests" / "plugins" / "good.so", folder)
+        (folder / "good.so").chmod(0o644)
+        real.environment["ORVAN_MODULE_DIR"] = str(folder)
+        return lambda: b"storage/color=red;" in real.run(["-Msmall", "-h"]).stdout
 
-    def test_those_of_root_count(self, real, capture):
-        text, path = capture
-        (real.config_dir / "service.ini").write_text(text)
-        real.run(["-Mstorage", "-D"])
-        assert path.read_bytes() != b""
+    TEXT = "[storage]\ncolor=red\n"
 
-    def test_those_of_a_stranger_do_not(self, real, capture, stranger):
-        text, path = capture
-        stranger.writes("service.ini", text)
+    def test_those_of_root_count(self, real, counts):
+        (real.config_dir / "service.ini").write_text(self.TEXT)
+        assert counts()
+
+    def test_those_of_a_stranger_do_not(self, real, counts, stranger):
+        stranger.writes("service.ini", self.TEXT)
         real.environment["TARVEX_CONFIG_DIR"] = str(stranger.folder)
-        real.run(["-Mstorage", "-D"])
-        assert not path.exists()
+        assert not counts()
         (log,) = (real.state_dir / "log").glob("*.jsonl")
         assert "settings-refused" in log.read_text()
 
-    def test_those_that_a_group_may_write_do_not(self, real, capture):
-        text, path = capture
-        (real.config_dir / "service.ini").write_text(text)
+    def test_those_that_a_group_may_write_do_not(self, real, counts):
+        (real.config_dir / "service.ini").write_text(self.TEXT)
         (real.config_dir / "service.ini").chmod(0o664)
-        real.run(["-Mstorage", "-D"])
-        assert not path.exists()
-
-    def test_a_capture_goes_over_no_strangers_link(self, real, capture, place, stranger):
-        (place / "precious").mkdir(mode=0o755)
-        stranger.does("ln", "-s", str(place / "precious"), "link")
-        (real.config_dir / "service.ini").write_text(
-            f"[storage]\ncapture_file={stranger.folder}/link/capture\n"
-        )
-        real.environment["ORVAN_MODULE_DIR"] = capture[1].parent / "modules"
-        real.run(["-Mstorage", "-D"])
-        assert os.listdir(place / "precious") == []
+        assert not counts()
 
 
 class TestTrace:

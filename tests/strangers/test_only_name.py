@@ -21,14 +21,7 @@ def spool(world, folder):
     return folder / "data-collection.jsonl"
 
 
-def capture(world, folder):
-    world.environment.pop("ORVAN_SCENARIO", None)
-    (world.config_dir / "service.ini").write_text(f"[storage]\ncapture_file={folder}/capture\n")
-    world.run(["-Mstorage", "-D"])
-    return folder / "capture"
-
-
-WRITERS = pytest.mark.parametrize("write", [report, spool, capture])
+WRITERS = pytest.mark.parametrize("write", [report, spool])
 
 
 @WRITERS

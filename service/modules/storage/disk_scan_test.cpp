@@ -1,5 +1,4 @@
 #include "service/modules/storage/disk_scan.h"
-#include "service/machine/machine_files.h"
 
 #include <gtest/gtest.h>
 
@@ -10,16 +9,14 @@
 #include <vector>
 
 #include "service/modules/storage/identity.h"
+#include "service/modules/storage/scan_test_support.h"
 #include "service/sdk/block_reader.h"
 
 namespace orvan::storage {
 namespace {
 
-machine::CapturedFiles Capture(const std::string& name) {
-  const machine::LiveFiles files(TARVEX_SOURCE_DIR "/service/modules/storage/testdata");
-  const auto text = files.ReadBytes("/" + name + ".capture", 1 << 20);
-  EXPECT_TRUE(text) << name;
-  return machine::CapturedFiles(text.value_or(""));
+sdk::testing::CapturedFiles Capture(const std::string& name) {
+  return sdk::testing::CapturedFiles(CaptureText(name));
 }
 
 // Answers from a list, and remembers what it was asked.
@@ -56,12 +53,6 @@ std::unique_ptr<Disk> Find(const std::string& capture, const std::string& name) 
   }
   ADD_FAILURE() << name << " was not found";
   return nullptr;
-}
-
-std::map<std::string, std::string> Entries(const Disk& disk) {
-  std::map<std::string, std::string> entries;
-  for (const auto& [value, label] : disk.Information().entries) entries[label] = value;
-  return entries;
 }
 
 using Names = std::vector<std::string>;
@@ -122,8 +113,8 @@ TEST(DiskScan, AUsbBusIsNamedByTheSpeedOfItsRootHub) {
   const auto path = [](const std::string& speed) {
     const std::string hub = "/sys/devices/pci0000:00/0000:00:14.0/usb7";
     const std::string disk = hub + "/7-4/7-4:1.0/host6/target6:0:0/6:0:0:0/block/sdc";
-    const machine::CapturedFiles files("l /sys/block/sdc " + disk + "\nf " + disk + "/size 8\nf " +
-                                       hub + "/speed " + speed + '\n');
+    const sdk::testing::CapturedFiles files("l /sys/block/sdc " + disk + "\nf " + disk +
+                                            "/size 8\nf " + hub + "/speed " + speed + '\n');
     ListedProbe probe;
     return ScanDisks(files, probe, false, {}).at(0)->Facts().busPath;
   };
@@ -134,7 +125,7 @@ TEST(DiskScan, AUsbBusIsNamedByTheSpeedOfItsRootHub) {
 }
 
 TEST(DiskScan, AMachineWithoutDisksHasNone) {
-  EXPECT_TRUE(KernelNames(machine::CapturedFiles("d /sys/block\n")).empty());
+  EXPECT_TRUE(KernelNames(sdk::testing::CapturedFiles("d /sys/block\n")).empty());
 }
 
 TEST(DiskInformation, OfASataDiskComesWholeFromItsIdentifyData) {
@@ -217,7 +208,7 @@ TEST(DiskInformation, TwoDisksWithTheSameBadSerialNumberDiffer) {
             "/product Stick\n";
   }
   ListedProbe probe;
-  const auto disks = ScanDisks(machine::CapturedFiles(text), probe, false, {});
+  const auto disks = ScanDisks(sdk::testing::CapturedFiles(text), probe, false, {});
   ASSERT_EQ(disks.size(), 2U);
   EXPECT_EQ(disks[0]->UniqueId(),
             "Stick_000000000000@pci-0000:00:14.0/usb2/port-3/port-3:1.0/scsi-0:0:0");
@@ -333,7 +324,7 @@ TEST(Partitions, AProbeThatHangsCostsOnlyWhatItWouldHaveSaid) {
 }
 
 TEST(Partitions, AMountPointIsToldAndAskedAsItIs) {
-  const machine::CapturedFiles files(
+  const sdk::testing::CapturedFiles files(
       "f /sys/block/vda/dev 254:0\nf /sys/block/vda/size 2048\n"
       "f /proc/self/mountinfo 22 1 254:0 / /mnt/a\\x5c033[2J rw - ext4 /dev/vda rw\\x0a\n");
   ListedProbe probe;

@@ -16,6 +16,7 @@
 #include <thread>
 
 #include "os/descriptor.h"
+#include "service/machine/live_machine.h"
 #include "service/modules/storage/disk.h"
 #include "service/modules/storage/storage_module.h"
 #include "service/sdk/module_test_support.h"
@@ -136,7 +137,7 @@ class LiveDisk : public testing::Test {
     loop_ = std::make_unique<LoopDevice>(file_->Path(), sectorBytes);
     sdk::ModuleEnvironment environment;
     environment.settings = {{"storage/include_loop", "1"}, {"storage/timeout_seconds", timeout}};
-    environment.libraryDirectory = TARVEX_BINARY_DIR "/lib";
+    environment.machine = machine_.get();
     module_ = std::make_unique<StorageModule>(environment);
     devices_ = module_->ScanDevices({});
     for (const auto& device : devices_) {
@@ -155,6 +156,8 @@ class LiveDisk : public testing::Test {
   // Declared so that the loop device goes before the file below it.
   std::unique_ptr<FaultyFile> file_;
   std::unique_ptr<LoopDevice> loop_;
+  const std::unique_ptr<machine::KeptMachine> machine_ =
+      machine::MakeLiveMachine({.helperPath = TARVEX_BINARY_DIR "/lib/orvan/orvan-block-reader"});
   std::unique_ptr<StorageModule> module_;
   std::vector<std::unique_ptr<sdk::Device>> devices_;
   std::unique_ptr<RememberingContext> context_;

@@ -2,15 +2,15 @@
 
 #include <string>
 
-#include "service/machine/machine_files.h"
 #include "service/modules/storage/partitions.h"
+#include "tests/support/captured_files.h"
 
 namespace orvan::storage {
 namespace {
 
 // Where "/dev/vda1" with the number 254:1 is mounted by a line of the mount table.
 std::string PointOf(const std::string& line) {
-  const machine::CapturedFiles files("f /proc/self/mountinfo " + line + "\\x0a\n");
+  const sdk::testing::CapturedFiles files("f /proc/self/mountinfo " + line + "\\x0a\n");
   return MountTable(files).Find("254:1", "/dev/vda1").point;
 }
 

@@ -1,5 +1,3 @@
-#include <random>
-
 #include "service/modules/storage/read_tests.h"
 
 namespace orvan::storage {
@@ -10,15 +8,13 @@ constexpr auto kNumbers = sdk::NumbersOf<RandomValues>(
     sdk::Number{"seed", "SEED", "|SEED_OF_THE_RANDOM_ORDER,_0:_ANOTHER_ONE_EACH_TIME", 0,
                 kGreatestLba, &RandomValues::seed});
 
-std::uint64_t NewSeed() {
-  std::random_device device;
-  return (std::uint64_t{device()} & 0x7FFFFFFF) + 1;
+std::uint64_t NewSeed(sdk::Machine& machine) {
+  return (machine.Chance() & 0x7FFFFFFF) + 1;
 }
 
 class Random final : public ReadStyle {
  public:
-  explicit Random(const RandomValues& values)
-      : blocks_(values.blocks), seed_(values.seed == 0 ? NewSeed() : values.seed) {}
+  explicit Random(const RandomValues& values) : blocks_(values.blocks), seed_(values.seed) {}
   Pace PaceOfReads() const override { return {8, 8}; }
   BlockOrder Order(std::uint64_t totalBlocks) override {
     return RandomOrder(totalBlocks, blocks_, seed_);
@@ -39,7 +35,12 @@ class Random final : public ReadStyle {
 }  // namespace
 
 sdk::TestWork RandomRead(const ReadEnvironment& environment, const RandomValues& defaults) {
-  return MakeReadTest<Random>(kNumbers, environment, defaults);
+  return sdk::WorkOf(kNumbers, defaults,
+                     [environment](sdk::TestContext& context, RandomValues values) {
+                       if (values.seed == 0) values.seed = NewSeed(*environment.machine);
+                       Random style(values);
+                       return RunReadTest(context, environment, values, style);
+                     });
 }
 
 }  // namespace orvan::storage

@@ -47,7 +47,7 @@ sdk::BlockReaderOptions OptionsFor(const Disk& disk, const RangeValues& values,
 SurfaceHooks HooksOf(sdk::TestContext& context, const ReadEnvironment& environment,
                      ReadStyle& style) {
   SurfaceHooks hooks;
-  hooks.now = environment.now;
+  hooks.now = [machine = environment.machine] { return machine->Now(); };
   // A message would stand in the place of its percent, so each is sent with the last one.
   auto last = std::make_shared<int>(0);
   hooks.progress = [&context, last](int percent) {
@@ -83,7 +83,7 @@ Verdict RunReadTest(sdk::TestContext& context, const ReadEnvironment& environmen
                     const RangeValues& values, ReadStyle& style) {
   const auto* disk = dynamic_cast<const Disk*>(context.TestedDevice());
   if (disk == nullptr) return Verdict::NotApplicable(words::kNoDisk);
-  const sdk::OpenedReader opened = environment.openReader(
+  const sdk::OpenedReader opened = environment.machine->OpenReader(
       OptionsFor(*disk, values, style.PaceOfReads(), environment.timeLimit), context.StopToken());
   if (!opened.reader) return words::OpenVerdict(opened, environment.timeLimit);
   const sdk::BlockGeometry& geometry = opened.reader->Geometry();

@@ -3,13 +3,12 @@
 #include <array>
 #include <chrono>
 #include <cstdint>
-#include <functional>
 #include <string>
 
 #include "service/modules/storage/block_order.h"
 #include "service/modules/storage/surface_read.h"
-#include "service/sdk/block_reader.h"
 #include "service/sdk/context.h"
+#include "service/sdk/machine.h"
 #include "service/sdk/numbers.h"
 #include "service/sdk/verdict.h"
 
@@ -17,9 +16,8 @@ namespace orvan::storage {
 
 // How the tests of this module reach disks.
 struct ReadEnvironment {
-  sdk::BlockReaderFactory openReader;
+  sdk::Machine* machine = nullptr;
   std::chrono::seconds timeLimit{30};
-  std::function<std::chrono::steady_clock::time_point()> now = std::chrono::steady_clock::now;
 };
 
 // The values that every read test takes; each derives its own from them.

@@ -10,6 +10,7 @@
 
 #include "service/modules/storage/disk.h"
 #include "service/modules/storage/tables.h"
+#include "service/sdk/closed_machine.h"
 #include "service/sdk/module_test_support.h"
 #include "tests/support/faulty_block_reader.h"
 
@@ -28,27 +29,26 @@ inline Disk MakeDisk() {
 }
 
 // Read tests over a disk in memory.
-struct ReadBench {
+struct ReadBench final : sdk::ClosedMachine {
   explicit ReadBench(machine::DiskFaults faults = {}, std::uint64_t sectors = kSectors,
-                     std::uint32_t sectorBytes = 512) {
-    environment.now = [this] { return std::chrono::steady_clock::now() + ahead; };
-    environment.openReader = [this, faults, sectors, sectorBytes](
-                                 const sdk::BlockReaderOptions& options, std::stop_token) {
-      opened = options;
-      if (failure.failure != sdk::OpenFailure::kNone) {
-        return sdk::OpenedReader{nullptr, failure.failure, failure.error};
-      }
-      auto reader = std::make_unique<machine::FaultyBlockReader>(
-          sdk::BlockGeometry{sectors * sectorBytes, sectorBytes, sectorBytes}, faults,
-          options.depth);
-      live = reader.get();
-      reader->onCollect = [this] {
-        submitted = live->Submitted();
-        ahead += eachLook;
-      };
-      return sdk::OpenedReader{std::move(reader), sdk::OpenFailure::kNone, 0};
+                     std::uint32_t sectorBytes = 512)
+      : faults(std::move(faults)), geometry{sectors * sectorBytes, sectorBytes, sectorBytes} {}
+
+  std::chrono::steady_clock::time_point Now() const override {
+    return std::chrono::steady_clock::now() + ahead;
+  }
+  std::uint64_t Chance() override { return chance++; }
+  sdk::OpenedReader OpenReader(const sdk::BlockReaderOptions& options, std::stop_token) override {
+    opened = options;
+    if (failure.failure != sdk::OpenFailure::kNone)
+      return {nullptr, failure.failure, failure.error};
+    auto reader = std::make_unique<machine::FaultyBlockReader>(geometry, faults, options.depth);
+    live = reader.get();
+    reader->onCollect = [this] {
+      submitted = live->Submitted();
+      ahead += eachLook;
     };
-    diagnostics = MakeDiagnostics(environment);
+    return {std::move(reader), sdk::OpenFailure::kNone, 0};
   }
 
   sdk::Verdict Run(const std::function<sdk::Verdict(sdk::TestContext&)>& test,
@@ -64,8 +64,11 @@ struct ReadBench {
 
   Disk disk = MakeDisk();
   sdk::OpenedReader failure;
-  ReadEnvironment environment;
-  std::vector<sdk::DiagnosticRecord> diagnostics;
+  machine::DiskFaults faults;
+  sdk::BlockGeometry geometry;
+  std::uint64_t chance = 1000;
+  const ReadEnvironment environment{this};
+  const std::vector<sdk::DiagnosticRecord> diagnostics = MakeDiagnostics(environment);
   std::unique_ptr<sdk::testing::RememberingContext> context;
   sdk::BlockReaderOptions opened;
   machine::FaultyBlockReader* live = nullptr;

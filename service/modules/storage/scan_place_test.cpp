@@ -7,7 +7,6 @@
 #include <utility>
 #include <vector>
 
-#include "service/machine/machine_files.h"
 #include "service/modules/storage/scan_test_support.h"
 
 namespace orvan::storage {
@@ -147,7 +146,7 @@ class ForgetfulFiles final : public sdk::MachineFiles {
   bool DoExists(const std::string& path, int& error) const override {
     return inner_.Exists(path, &error);
   }
-  machine::CapturedFiles inner_;
+  sdk::testing::CapturedFiles inner_;
   mutable int missing_;
 };
 
@@ -195,9 +194,9 @@ class LeavingFiles final : public sdk::MachineFiles {
     const bool isSeen = path != kPci + "05.0/nvme/nvme0/nvme0n1" || !std::exchange(wasSeen_, true);
     return isSeen && inner_.Exists(path, &error);
   }
-  machine::CapturedFiles inner_{"l /sys/block/nvme0n1 " + kPci + "05.0/nvme/nvme0/nvme0n1\nf " +
-                                kPci + "05.0/nvme/nvme0/nvme0n1/dev 259:0\nf " + kPci +
-                                "05.0/nvme/nvme0/nvme0n1/size 8\n"};
+  sdk::testing::CapturedFiles inner_{
+      "l /sys/block/nvme0n1 " + kPci + "05.0/nvme/nvme0/nvme0n1\nf " + kPci +
+      "05.0/nvme/nvme0/nvme0n1/dev 259:0\nf " + kPci + "05.0/nvme/nvme0/nvme0n1/size 8\n"};
   mutable bool wasSeen_ = false;
 };
 

@@ -3,13 +3,15 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <fstream>
+#include <iterator>
 #include <map>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "service/machine/machine_files.h"
 #include "service/modules/storage/disk_scan.h"
+#include "tests/support/captured_files.h"
 
 namespace orvan::storage {
 
@@ -54,7 +56,7 @@ class HidingFiles final : public sdk::MachineFiles {
     return true;
   }
 
-  machine::CapturedFiles inner_;
+  sdk::testing::CapturedFiles inner_;
   std::map<std::string, int> hidden_;
 };
 
@@ -66,14 +68,15 @@ inline Disks ScanOf(const sdk::MachineFiles& files) {
 }
 
 inline Disks ScanOf(const std::string& capture) {
-  return ScanOf(machine::CapturedFiles(capture));
+  return ScanOf(sdk::testing::CapturedFiles(capture));
 }
 
 inline std::string CaptureText(const std::string& name) {
-  const machine::LiveFiles files(TARVEX_SOURCE_DIR "/service/modules/storage/testdata");
-  const auto text = files.ReadBytes('/' + name + ".capture", 1 << 20);
-  EXPECT_TRUE(text) << name;
-  return text.value_or("");
+  const std::string path =
+      TARVEX_SOURCE_DIR "/service/modules/storage/testdata/" + name + ".capture";
+  std::ifstream file(path, std::ios::binary);
+  EXPECT_TRUE(file.is_open()) << path;
+  return {std::istreambuf_iterator<char>(file), {}};
 }
 
 inline std::vector<std::string> Names(const Disks& disks) {

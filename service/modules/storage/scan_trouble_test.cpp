@@ -7,7 +7,6 @@
 #include <string>
 #include <vector>
 
-#include "service/machine/machine_files.h"
 #include "service/modules/storage/scan_test_support.h"
 
 namespace orvan::storage {
@@ -175,10 +174,10 @@ TEST(ScanTrouble, AListOfDisksThatCannotBeHadIsNoEmptyOne) {
 
 TEST(ScanTrouble, PartitionsThatCannotBeListedAreNotTakenForNone) {
   CountingProbe probe;
-  const Disks disks =
-      ScanDisks(machine::CapturedFiles("f /sys/block/vda/dev 254:0\nf /sys/block/vda/size 2048\n"
-                                       "e /sys/block/vda 5\nd /sys/block\n"),
-                probe, false, {});
+  const Disks disks = ScanDisks(
+      sdk::testing::CapturedFiles("f /sys/block/vda/dev 254:0\nf /sys/block/vda/size 2048\n"
+                                  "e /sys/block/vda 5\nd /sys/block\n"),
+      probe, false, {});
   ASSERT_EQ(disks.size(), 1U);
   EXPECT_TRUE(disks[0]->Resources().empty());
   EXPECT_EQ(probe.asked, 0);
@@ -208,7 +207,7 @@ TEST(ScanTrouble, AStopMovesNoIdButLooksAtNoFileSystemAnyMore) {
   CountingProbe probe;
   std::stop_source stop;
   stop.request_stop();
-  EXPECT_EQ(Names(ScanDisks(machine::CapturedFiles(Desktop()), probe, true, stop.get_token())),
+  EXPECT_EQ(Names(ScanDisks(sdk::testing::CapturedFiles(Desktop()), probe, true, stop.get_token())),
             kDesktop);
   EXPECT_EQ(probe.asked, 0);
 }

@@ -2,10 +2,6 @@
 
 #include <utility>
 
-#include "service/machine/block_reader.h"
-#include "service/machine/capture_file.h"
-#include "service/machine/filesystem_probe.h"
-#include "service/machine/machine_files.h"
 #include "service/modules/storage/disk_scan.h"
 #include "service/modules/storage/tables.h"
 #include "service/sdk/numbers.h"
@@ -25,12 +21,8 @@ std::string Setting(const std::map<std::string, std::string>& settings, const ch
   return found == settings.end() ? std::string() : found->second;
 }
 
-ReadEnvironment MakeEnvironment(const sdk::ModuleEnvironment& environment,
-                                const std::string& helperPath) {
-  return {[helperPath](const sdk::BlockReaderOptions& options, std::stop_token stop) {
-            return machine::OpenBlockReader(helperPath, options, std::move(stop));
-          },
-          TimeLimitOf(environment.settings)};
+ReadEnvironment MakeEnvironment(const sdk::ModuleEnvironment& environment) {
+  return {environment.machine, TimeLimitOf(environment.settings)};
 }
 
 }  // namespace
@@ -42,31 +34,16 @@ std::chrono::seconds TimeLimitOf(const std::map<std::string, std::string>& setti
 }
 
 StorageModule::StorageModule(const sdk::ModuleEnvironment& environment)
-    : includeLoop_(Setting(environment.settings, "storage/include_loop") == "1"),
-      captureFile_(Setting(environment.settings, "storage/capture_file")),
-      helperPath_(environment.libraryDirectory + "/orvan/orvan-block-reader"),
-      diagnostics_(MakeDiagnostics(MakeEnvironment(environment, helperPath_))) {}
+    : machine_(environment.machine),
+      includeLoop_(Setting(environment.settings, "storage/include_loop") == "1"),
+      diagnostics_(MakeDiagnostics(MakeEnvironment(environment))) {}
 
 std::vector<std::unique_ptr<sdk::Device>> StorageModule::ScanDevices(std::stop_token stop) {
-  const machine::LiveFiles live;
-  const machine::RecordingFiles recording(live);
-  const sdk::MachineFiles& files =
-      captureFile_.empty() ? static_cast<const sdk::MachineFiles&>(live) : recording;
-  const auto probe = machine::MakeFilesystemProbe(helperPath_, kProbeLimit, kScanLimit);
-  // A capture that cannot be written must not cost the scan.
-  const auto capture = [&] {
-    if (!captureFile_.empty()) machine::WriteCapture(captureFile_, recording.Text());
-  };
+  const auto probe = machine_->MakeProbe(kProbeLimit, kScanLimit);
   std::vector<std::unique_ptr<sdk::Device>> devices;
-  try {
-    for (auto& disk : ScanDisks(files, *probe, includeLoop_, std::move(stop))) {
-      devices.push_back(std::move(disk));
-    }
-  } catch (...) {
-    capture();
-    throw;
+  for (auto& disk : ScanDisks(machine_->Files(), *probe, includeLoop_, std::move(stop))) {
+    devices.push_back(std::move(disk));
   }
-  capture();
   return devices;
 }
 

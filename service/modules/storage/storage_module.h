@@ -12,7 +12,6 @@ namespace orvan::storage {
 // Finds the machine's disks and reads them. Settings:
 //   storage/include_loop     "1": loop devices with a backing file are disks too
 //   storage/timeout_seconds  the time limit of one transfer, 1 to 600; default 30
-//   storage/capture_file     a file to write what the scan read, for a field report
 class StorageModule final : public sdk::Module {
  public:
   explicit StorageModule(const sdk::ModuleEnvironment& environment);
@@ -27,9 +26,8 @@ class StorageModule final : public sdk::Module {
   std::vector<std::unique_ptr<sdk::Device>> ScanDevices(std::stop_token stop) override;
 
  private:
+  sdk::Machine* machine_;
   bool includeLoop_;
-  std::string captureFile_;
-  std::string helperPath_;
   std::vector<sdk::DiagnosticRecord> diagnostics_;
   std::vector<sdk::ToolRecord> tools_;
 };

@@ -8,6 +8,7 @@
 #include <set>
 
 #include "service/modules/storage/read_test_support.h"
+#include "service/modules/storage/scan_test_support.h"
 #include "service/modules/storage/tables.h"
 
 namespace orvan::storage {
@@ -201,6 +202,17 @@ TEST(RandomRead, SaysItsSeedAndRepeatsWithIt) {
   }
 }
 
+TEST(RandomRead, TakesAnotherSeedEachTimeAndOnlyWhenNoneIsGiven) {
+  ReadBench bench;
+  bench.chance = 0x80000000 + 17;
+  bench.Run("Q", "r");
+  bench.Run("Q", "r", {{"seed", "5"}});
+  EXPECT_EQ(bench.context->messages[0], "|READING_IN_RANDOM_ORDER_WITH_SEED_5");
+  const sdk::Verdict verdict = bench.Run("Q", "r");
+  EXPECT_EQ(bench.context->messages[0], "|READING_IN_RANDOM_ORDER_WITH_SEED_19");
+  EXPECT_TRUE(verdict.found.ends_with(", seed 19"));
+}
+
 TEST(LinearRead, ReadsTheWholeSurfaceInOrder) {
   ReadBench bench;
   bench.Run("E", "l");
@@ -286,6 +298,43 @@ TEST(StorageModule, TellsNameAndVersion) {
   EXPECT_EQ(module.Version().Build(), 0U);
   EXPECT_TRUE(module.Tools().empty());
   EXPECT_EQ(module.Diagnostics().size(), 2U);
+}
+
+// A captured machine on which nothing else is to be had.
+class CapturedMachine final : public sdk::ClosedMachine {
+ public:
+  const sdk::MachineFiles& Files() const override { return files_; }
+  std::unique_ptr<sdk::FilesystemProbe> MakeProbe(std::chrono::milliseconds limit,
+                                                  std::chrono::milliseconds budget) override {
+    EXPECT_EQ(limit, 2s);
+    EXPECT_EQ(budget, 5s);
+    return std::make_unique<CountingProbe>();
+  }
+
+ private:
+  sdk::testing::CapturedFiles files_{CaptureText("desktop")};
+};
+
+TEST(StorageModule, FindsTheDisksOfTheMachineThatItWasGiven) {
+  CapturedMachine machine;
+  sdk::ModuleEnvironment environment;
+  environment.machine = &machine;
+  EXPECT_EQ(StorageModule(environment).ScanDevices({}).size(), 4U);
+  environment.settings = {{"storage/include_loop", "1"}};
+  EXPECT_EQ(StorageModule(environment).ScanDevices({}).size(), 6U);  // two of three have a file
+}
+
+TEST(StorageModule, IsMadeWithoutAnyAccess) {
+  sdk::ClosedMachine closed;
+  sdk::ModuleEnvironment environment;
+  environment.machine = &closed;
+  StorageModule module(environment);
+  EXPECT_EQ(module.Diagnostics().size(), 2U);
+  EXPECT_EQ(module.Help().summary, "reads disks and never writes to them.");
+  EXPECT_THROW(module.ScanDevices({}), std::logic_error);
+  Disk disk = MakeDisk();
+  RememberingContext context(&disk);
+  EXPECT_THROW(FindTest(module.Diagnostics(), "Q", "f").run(context), std::logic_error);
 }
 
 TEST(StorageModule, TheTimeLimitComesFromTheSettings) {

@@ -1,28 +1,14 @@
+#include "tests/support/captured_files.h"
+
 #include <algorithm>
 #include <charconv>
 
-#include "service/machine/machine_files.h"
-
-namespace orvan::machine {
+namespace orvan::sdk::testing {
 namespace {
 
 std::string Parent(const std::string& path) {
   const std::size_t slash = path.find_last_of('/');
   return slash == std::string::npos || slash == 0 ? "/" : path.substr(0, slash);
-}
-
-std::string Escaped(const std::string& text, bool blanksToo) {
-  static constexpr char kDigits[] = "0123456789abcdef";
-  std::string out;
-  for (const char c : text) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (byte < 0x20 || byte > 0x7E || c == '\\' || (blanksToo && c == ' ')) {
-      out += {'\\', 'x', kDigits[byte >> 4], kDigits[byte & 15]};
-    } else {
-      out += c;
-    }
-  }
-  return out;
 }
 
 std::string Unescaped(const std::string& text) {
@@ -132,67 +118,4 @@ bool CapturedFiles::DoExists(const std::string& path, int& error) const {
   return error == 0 && Find(resolved) != nullptr;
 }
 
-RecordingFiles::RecordingFiles(const MachineFiles& inner) : inner_(inner) {}
-
-void RecordingFiles::Note(const std::string& path, char kind, const std::string& content) const {
-  auto& note = notes_.try_emplace(path, kind, content).first->second;
-  // What is known better, or read further, stays.
-  const auto rank = [](char of) { return of == 'd' ? 0 : of == 'e' || of == 'b' ? 1 : 2; };
-  if (rank(note.first) < rank(kind) ||
-      (note.first == kind && note.second.size() < content.size())) {
-    note = {kind, content};
-  }
-}
-
-void RecordingFiles::NoteError(const std::string& path, char kind, int error) const {
-  if (error != 0) Note(path, kind, std::to_string(error));
-}
-
-std::optional<std::string> RecordingFiles::DoReadBytes(const std::string& path, std::size_t limit,
-                                                       int& error) const {
-  const std::string resolved = Resolve(path, &error);
-  if (error != 0) return {};
-  std::optional<std::string> bytes = inner_.ReadBytes(resolved, limit, &error);
-  NoteError(resolved, 'e', error);
-  if (bytes) Note(resolved, 'f', *bytes);
-  return bytes;
-}
-
-std::optional<std::string> RecordingFiles::DoReadLink(const std::string& path, int& error) const {
-  std::optional<std::string> target = inner_.ReadLink(path, &error);
-  NoteError(path, 'b', error);
-  if (target) Note(path, 'l', *target);
-  return target;
-}
-
-std::vector<std::string> RecordingFiles::DoList(const std::string& path, int& error) const {
-  const std::string resolved = Resolve(path, &error);
-  if (error != 0) return {};
-  std::vector<std::string> names = inner_.List(resolved, &error);
-  NoteError(resolved, 'e', error);
-  for (const std::string& name : names) {
-    const std::string child = (resolved == "/" ? "" : resolved) + '/' + name;
-    if (!ReadLink(child)) Note(child, 'd', {});
-  }
-  return names;
-}
-
-bool RecordingFiles::DoExists(const std::string& path, int& error) const {
-  const std::string resolved = Resolve(path, &error);
-  if (error != 0) return false;
-  const bool exists = inner_.Exists(resolved, &error);
-  if (exists) Note(resolved, 'd', {});
-  return exists;
-}
-
-std::string RecordingFiles::Text() const {
-  std::string text;
-  for (const auto& [path, note] : notes_) {
-    text += note.first + std::string(" ") + Escaped(path, true);
-    if (note.first != 'd') text += ' ' + Escaped(note.second, false);
-    text += '\n';
-  }
-  return text;
-}
-
-}  // namespace orvan::machine
+}  // namespace orvan::sdk::testing
