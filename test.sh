@@ -3,11 +3,12 @@
 #
 #   ./test.sh               all tests, then the unit tests again under the sanitizers
 #   ./test.sh deep          all tests, each system call of six command lines made to fail in turn, and
-#                           all but these and those of disks again under the sanitizers
-#   ./test.sh quick         all tests, without the sanitizers
+#                           all but these, the laboratory's and those of disks again under the
+#                           sanitizers
+#   ./test.sh quick         all tests but the laboratory's, without the sanitizers
 #   ./test.sh -R PATTERN    the tests whose name matches, without the sanitizers
 #   ./test.sh -L LABEL      the tests of one label: unit, layering, golden, terminal, channels,
-#                           records, strangers, supervisor, disks, faults
+#                           records, strangers, supervisor, disks, lab, faults
 #
 # The last line reads "N passed, M failed" (and ", K skipped" when something could not be tried
 # here; each of those is named). The exit status is 0 only when all was built and nothing failed.
@@ -60,8 +61,8 @@ selection=
 pattern=
 while [ $# -gt 0 ]; do
     case "$1" in
-        deep) sanitize='-LE ^(disks|layering|faults)$' all= ;;
-        quick) sanitize= ;;
+        deep) sanitize='-LE ^(disks|lab|layering|faults)$' all= ;;
+        quick) sanitize= all='-LE ^(lab|faults)$' ;;
         -R | -L)
             [ $# -ge 2 ] || usage
             selection=$1 pattern=$2 sanitize=

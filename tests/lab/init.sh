@@ -1,0 +1,45 @@
+#!/bin/busybox sh
+# The first program of an emulated machine: puts the host's own root below a layer of memory, so
+# that everything that is installed there runs here, nothing is ever written there, and hands over
+# to the agent (agent.py). What it needs stands on the kernel's command line.
+set -e
+/bin/busybox mkdir -p /proc /sys /dev /host /layer /root
+busybox() { /bin/busybox "$@"; }
+busybox mount -t proc none /proc
+busybox mount -t sysfs none /sys
+busybox mount -t devtmpfs none /dev
+
+option() {
+    /bin/busybox sed -n "s/.*\blab\.$1=\([^ ]*\).*/\1/p" /proc/cmdline
+}
+tree=$(option tree)
+drivers=$(option drivers | /bin/busybox tr , ' ')
+agent=$(option agent)
+
+while read -r module; do
+    busybox insmod "/modules/$module"
+done </modules/order
+
+busybox mount -t 9p -o ro,trans=virtio,version=9p2000.L,cache=loose,msize=262144 hostroot /host
+busybox mount -t tmpfs -o mode=0755 none /layer
+busybox mkdir /layer/upper /layer/work
+busybox mount -t overlay -o lowerdir=/host,upperdir=/layer/upper,workdir=/layer/work none /root
+
+busybox mkdir -p /dev/pts /dev/shm
+busybox mount -t devpts -o mode=0620,ptmxmode=0666 none /dev/pts
+busybox mount -t tmpfs -o mode=1777 none /dev/shm
+# The host's device manager and daemons are none of ours; /tmp stays, for the tree may lie there.
+busybox mkdir -p /root/lab
+for folder in run lab; do
+    busybox mount -t tmpfs -o mode=0755 none "/root/$folder"
+done
+for folder in proc sys dev; do
+    busybox mount -o move "/$folder" "/root/$folder"
+done
+busybox mkdir -p /root/lib/modules
+busybox mount -o bind "/root$tree/lib/modules" /root/lib/modules
+# In the order that the machine asks for, one after the other: it decides who is called sda.
+for driver in $drivers; do
+    busybox chroot /root /sbin/modprobe "$driver"
+done
+exec /bin/busybox switch_root /root /usr/bin/python3 -I -S "$agent"

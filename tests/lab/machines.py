@@ -1,0 +1,97 @@
+"""The machines of the laboratory, as data. A test, or a person, boots one by its name."""
+
+from dataclasses import dataclass, replace
+
+MIB = 1 << 20
+
+# What each kind of drive consists of for the emulator. Each drive has a port of PCI Express to
+# itself; the first of its devices goes there, each other one on the one before. `pulled` is what
+# goes when the drive is pulled: the emulator's ATA drives cannot go without their controller.
+@dataclass(frozen=True)
+class Kind:
+    devices: tuple
+    pulled: int = -1  # the place in `devices`
+    serial: int = -1  # the place of the one that has the serial number
+
+
+KINDS = {
+    "ahci": Kind(("ahci", "ide-hd"), pulled=0),
+    "nvme": Kind(("nvme",)),
+    "scsi": Kind(("virtio-scsi-pci", "scsi-hd")),
+    "usb": Kind(("qemu-xhci", "usb-bot", "scsi-hd"), pulled=1, serial=1),
+    "virtio": Kind(("virtio-blk-pci",)),
+}
+
+# name -> sizes of a logical and a physical sector
+SECTORS = {"512": (512, 512), "512e": (512, 4096), "4kn": (4096, 4096)}
+
+
+@dataclass(frozen=True)
+class DriveRow:
+    """`serial` None: the name; "": none at all. `rate` is in bytes per second, `slot` its port."""
+
+    name: str
+    kind: str
+    sectors: str = "512"
+    mib: int = 8
+    serial: str = None
+    rate: int = None
+    slot: int = 0
+    extra: tuple = ()  # more of the emulator's properties, as (name, value)
+
+    @property
+    def logical(self):
+        return SECTORS[self.sectors][0]
+
+    @property
+    def size(self):
+        return self.mib * MIB
+
+
+@dataclass(frozen=True)
+class MachineRow:
+    """`drivers` are loaded in their order, which decides about the kernel's names of disks."""
+
+    about: str
+    drives: tuple = ()
+    drivers: tuple = ("sd_mod", "ahci", "nvme", "virtio_scsi", "xhci_pci", "usb_storage",
+                      "virtio_blk")  # fmt: skip
+    memory_mib: int = 512
+    processors: int = 1
+    devices: tuple = ()  # behind ports of their own, as (name, emulator's device, driver)
+
+
+def in_slots(*drives):
+    """Each drive behind a port of its own."""
+    return tuple(replace(drive, slot=slot) for slot, drive in enumerate(drives, 1))
+
+
+def one_of_each(**options):
+    return in_slots(*(DriveRow(kind, kind, **options) for kind in KINDS))
+
+
+# The emulator's ATA drive has sectors of 512 bytes only, its NVMe drive tells no physical ones.
+NOT_MADE = (("ahci", "4kn"), ("nvme", "512e"))
+EVERY_KIND = in_slots(
+    *(
+        DriveRow(f"{kind}-{sectors}", kind, sectors)
+        for sectors in SECTORS
+        for kind in KINDS
+        if (kind, sectors) not in NOT_MADE
+    )
+)
+
+MACHINES = {
+    "bare": MachineRow("no drive at all", drivers=("sd_mod", "ahci")),
+    "kinds": MachineRow("five kinds of drives, with sectors of 512, 512e and 4Kn each", EVERY_KIND),
+    "five": MachineRow("one drive of each kind", one_of_each()),
+    "slow": MachineRow("one drive of each kind, none faster than 2 MB/s",
+                       one_of_each(mib=64, rate=2_000_000)),
+    "pulls": MachineRow("for each kind of drive three to pull, and one that stays",
+                        in_slots(DriveRow("stays", "virtio", mib=1),
+                                 *(DriveRow(f"{kind}-{test}", kind, mib=64)
+                                   for kind in KINDS for test in ("f", "r", "l")))),
+    "faults": MachineRow("one NVMe drive and one network card, for faults of the machine itself",
+                         in_slots(DriveRow("nvme", "nvme")),
+                         devices=(("card", "e1000e", "e1000e"),)),
+}  # fmt: skip

@@ -1,0 +1,126 @@
+"""The read tests on every kind of drive, with every size of sectors."""
+
+import random
+import re
+from dataclasses import dataclass
+
+import pytest
+from drive import READ
+from machines import EVERY_KIND, KINDS
+from outcome import (
+    FAILED,
+    INPUT_OUTPUT,
+    MEDIUM,
+    PASSED,
+    devices,
+    outcomes,
+    unreadable,
+)
+
+MACHINE = "kinds"
+TESTS = ["Funnel Read Test", "Random Read Test", "Linear Read Test"]
+TRANSPORT = {"ahci": "SATA", "nvme": "NVMe", "scsi": "SCSI", "usb": "USB", "virtio": "virtio"}
+by_name = pytest.mark.parametrize("row", EVERY_KIND, ids=lambda row: row.name)
+
+
+@dataclass
+class Run:
+    """A run over all drives: its status, the outcomes by drive, and the drives before it."""
+
+    status: int
+    outcomes: dict
+    hashes: dict
+
+
+def run_extended(machine, name):
+    for drive in machine.drives.values():
+        drive.fill(0, random.Random(drive.path.name).randbytes(drive.size))
+    hashes = {name: drive.content_hash() for name, drive in machine.drives.items()}
+    ids = [str(number) for number in range(len(EVERY_KIND))]
+    result = machine.world(name).run(["-Mstorage", "-E", *ids])
+    return Run(result.returncode, outcomes(result.stdout), hashes)
+
+
+@pytest.fixture(scope="module")
+def healthy(booted):
+    booted.mend()
+    return run_extended(booted, "healthy")
+
+
+def physical_bytes(row):
+    # Linux asks a USB bridge for its short capacity, which has no place for a physical sector.
+    if row.kind == "usb":
+        return f"{row.logical} bytes"
+    return "512 bytes" if row.sectors == "512" else "4096 bytes"
+
+
+def test_every_drive_is_listed_as_what_it_is(machine, world):
+    listed = devices(world.run(["-Mstorage", "-D"]).stdout)
+    shown = [
+        (entry["Serial Number"], entry["Transport"], entry["Logical Sector Size"],
+         entry["Physical Sector Size"], entry["Size"])
+        for entry in listed
+    ]  # fmt: skip
+    assert shown == [
+        (row.name, TRANSPORT[row.kind], f"{row.logical} bytes", physical_bytes(row),
+         "8388608 bytes (8.3 MB)")
+        for row in EVERY_KIND
+    ]  # fmt: skip
+
+
+@by_name
+def test_sound_drive_passes_every_read_test(healthy, row):
+    assert healthy.status == PASSED
+    found = healthy.outcomes[row.name]
+    assert [test.name for test in found] == TESTS
+    assert [test.verdict for test in found] == ["Passed"] * 3
+    # Nothing to say of a sound drive, not even of a second try; a random order says its seed.
+    funnel, order, linear = (test.said for test in found)
+    assert funnel == linear == []
+    assert len(order) == 1 and re.fullmatch(r"Reading in random order with seed \d+", order[0])
+
+
+@by_name
+def test_linear_read_reaches_every_sector_and_nothing_writes(booted, healthy, row):
+    drive = booted.drives[row.name]
+    asked = sorted((request.offset, request.offset + request.length) for request in drive.asked(READ))
+    reached = 0
+    for begin, end in asked:
+        assert begin <= reached, f"nothing read from {reached} to {begin}"
+        reached = max(reached, end)
+    assert reached == row.size
+    assert drive.changes() == []
+    assert drive.content_hash() == healthy.hashes[row.name]
+
+
+@pytest.fixture(scope="module")
+def damaged(booted):
+    """Three sectors, or one physical sector of 512e, and the last one of each drive are bad."""
+    booted.mend()
+    for row in EVERY_KIND:
+        booted.drives[row.name].fail(1000, 8 if row.sectors == "512e" else 3)
+        booted.drives[row.name].fail(row.size // row.logical - 1)
+    return run_extended(booted, "damaged")
+
+
+LAST_SECTOR = {"512": 16383, "512e": 16383, "4kn": 2047}  # of 8 MiB
+
+
+@by_name
+def test_bad_sectors_are_named_exactly_by_every_read_test(damaged, row):
+    assert damaged.status == FAILED
+    last = LAST_SECTOR[row.sectors]
+    error = MEDIUM if row.kind == "nvme" else INPUT_OUTPUT
+    if row.sectors == "512e":
+        expected = unreadable(1000, 9, error, f"1000-1007, {last}")
+    else:
+        expected = unreadable(1000, 4, error, f"1000-1002, {last}")
+    found = damaged.outcomes[row.name]
+    assert [test.name for test in found] == TESTS
+    assert [test.verdict for test in found] == ["Failed"] * 3
+    for test in found:
+        assert [text for text in test.said if text.startswith("Unreadable sectors")] == [expected]
+
+
+def test_every_kind_of_drive_is_there():
+    assert {row.kind for row in EVERY_KIND} == set(KINDS)
