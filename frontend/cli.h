@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <exception>
+#include <functional>
 #include <memory>
 #include <set>
 #include <string>
@@ -105,7 +106,8 @@ class Cli {
   int RunModule(ModuleSelection* selection);
 
   // Listings and help.
-  void ScanModuleDevices(ModuleSelection* selection);
+  // Calls `onRedraw` each time before the line of a scan that goes on is drawn again.
+  void ScanModuleDevices(ModuleSelection* selection, const std::function<void()>& onRedraw = {});
   void ShowGeneralHelp();
   void ShowToolHint(DiagTool* tool, const std::string& moduleName);
 

@@ -139,7 +139,7 @@ void Cli::ShowInformation() {
   if (!selectedModules.empty() && !anyModule) ShowModuleVersions(*this);
 }
 
-void Cli::ScanModuleDevices(ModuleSelection* selection) {
+void Cli::ScanModuleDevices(ModuleSelection* selection, const std::function<void()>& onRedraw) {
   if (selection == nullptr || selection->module == nullptr) return;
   std::string name;
   selection->module->GetDisplayName(name);
@@ -147,7 +147,10 @@ void Cli::ScanModuleDevices(ModuleSelection* selection) {
   threads.SetTarget(selection->module);
   threads.StartScan(threadStatus.get());
   view->ShowDeviceScan(name, false);
-  while (!threadStatus->WaitDone(kCadence)) view->ShowDeviceScan(name, false);
+  while (!threadStatus->WaitDone(kCadence)) {
+    if (onRedraw) onRedraw();
+    view->ShowDeviceScan(name, false);
+  }
   selection->serviceDevices = selection->module->GetDevices();
   view->ShowDeviceScan(name, true);
 }

@@ -66,6 +66,13 @@ bool BeginModule(Cli& cli, ModuleSelection& selection) {
   return true;
 }
 
+// The devices that were found by then count, and their tests are canceled.
+void LookForAbort(Cli& cli) {
+  if (!cli.view->IsAbortRequested()) return;
+  GetProcessState().service->AbortExecution();
+  GetProcessState().abort.abortRequested = true;
+}
+
 }  // namespace
 
 void tarvex::RunModules(Cli& cli, const NamedRecords<ModuleSelection>& modules,
@@ -75,7 +82,7 @@ void tarvex::RunModules(Cli& cli, const NamedRecords<ModuleSelection>& modules,
   bool finalResultOpened = false;
   for (const auto& [name, selection] : modules) {
     if (selection->module == nullptr) continue;
-    cli.ScanModuleDevices(selection.get());
+    cli.ScanModuleDevices(selection.get(), [&cli] { LookForAbort(cli); });
     if (!prepare(*selection)) continue;
     cli.BuildRunPlan(selection.get());
     if (!finalResultOpened && cli.HasPlannedTests(selection.get())) {

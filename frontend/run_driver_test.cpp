@@ -56,6 +56,43 @@ TEST_F(RunDriver, TheServiceIsCalledInTheOrderOfARun) {
   EXPECT_EQ(service().finalResultSizes, std::vector<int>{87});
 }
 
+TEST_F(RunDriver, TheAbortKeyEndsASearchForDevicesToo) {
+  storage->onScan = [this] { service().AwaitAbort(); };
+  EXPECT_EQ(Parse({"-Mstorage", "-Q", "0"}), 0);
+  GetProcessState().abort.AbortFlag = true;
+  cli->RunSelection();
+  EXPECT_TRUE(GetProcessState().abort.abortRequested);
+  const Words calls = RunCalls();
+  ASSERT_GE(calls.size(), 2U);
+  EXPECT_EQ(calls.at(0), "ScanDevices(storage)");
+  EXPECT_EQ(calls.at(1), "AbortExecution");
+  EXPECT_EQ(std::count(calls.begin(), calls.end(), "ExecuteDiagnostics(storage,0)"), 1);
+}
+
+TEST_F(RunDriver, AListingThatSearchesForDevicesLooksAtNoKey) {
+  class Unasked : public OrvanStdio {
+   public:
+    using OrvanStdio::OrvanStdio;
+    bool IsAbortRequested() override {
+      ADD_FAILURE() << "asked";
+      return false;
+    }
+    ViewResult ShowDeviceScan(std::string name, bool finished) override {
+      redrawn.Post();
+      return OrvanStdio::ShowDeviceScan(name, finished);
+    }
+    FakeSemaphore redrawn;
+  };
+  EXPECT_EQ(Parse({"-Mstorage", "-D"}), 0);
+  auto view = std::make_unique<Unasked>(capture);
+  view->redrawn.Init(0, 100);
+  storage->onScan = [seen = view.get()] {
+    for (int i = 0; i < 2; ++i) seen->redrawn.Wait();
+  };
+  cli->view = std::move(view);
+  cli->ShowInformation();
+}
+
 TEST_F(RunDriver, ThePlansReachTheService) {
   Run({"-Mstorage", "-Qf(a=1)", "1"});
   ASSERT_EQ(service().runs.size(), 1U);
