@@ -28,6 +28,8 @@ class ModuleSource {
   virtual ~ModuleSource() = default;
   // Called once, on the service thread. No value: LoadModules returns null.
   virtual std::optional<std::vector<LoadedModule>> Load(log::ServiceLog& log) = 0;
+  // Ends what the modules have going, for the service is over; never waits.
+  virtual void Close() {}
   // Throws FailedToVisitLocalCache when the settings name a cache folder that cannot be used.
   virtual void CheckSettings(const OrvanSettings& settings) const = 0;
   // Throws InvalidAppKey when the caller's key is none.

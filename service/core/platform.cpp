@@ -36,6 +36,10 @@ std::string LibraryFolder() {
   return FolderOf(resolved);
 }
 
+std::int32_t ProcessNumber() {
+  return getpid();
+}
+
 bool IsWritableFolder(const std::string& path) {
   struct stat status {};
   return path.find('\0') == std::string::npos && stat(path.c_str(), &status) == 0 &&

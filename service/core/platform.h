@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 #include "os/descriptor.h"
@@ -10,6 +11,9 @@ namespace orvan::core {
 
 // The folder of the library (or program) that this code is linked into; empty when unknown.
 std::string LibraryFolder();
+
+// The number of this process.
+std::int32_t ProcessNumber();
 
 // True for an existing folder in which this process may make files.
 bool IsWritableFolder(const std::string& path);

@@ -7,12 +7,8 @@
 
 #include "boundary/reserved_options.h"
 #include "os/trusted_file.h"
-#include "service/core/caller_rules.h"
 #include "service/core/guard.h"
 #include "service/core/platform.h"
-#include "service/sdk/descriptor.h"
-#include "system/ini_file.h"
-#include "system/standard_error.h"
 
 namespace orvan::core {
 namespace {
@@ -65,19 +61,21 @@ struct PluginFolder {
   std::string path;
 };
 
-ModulePointer LoadPlugin(const PluginFolder& folder, const std::string& name,
-                         const sdk::ModuleEnvironment& environment) {
+LoadedPlugin LoadPlugin(const PluginFolder& folder, const std::string& name,
+                        const sdk::ModuleEnvironment& environment) {
+  LoadedPlugin plugin{{nullptr, nullptr}, folder.path + '/' + name, name, {}, nullptr};
+  Require(tarvex::OpenTrustedFile(folder.folder, name, plugin.file));
   const LoadedLibrary library = OpenLibrary(folder.folder, folder.path, name, kEntryName);
   Require(library.fault);
-  const sdk::ModuleDescriptor* descriptor = reinterpret_cast<EntryFunction>(library.entry)();
-  if (const std::string fault = DescriptorFault(descriptor); !fault.empty()) {
+  plugin.descriptor = reinterpret_cast<EntryFunction>(library.entry)();
+  if (const std::string fault = DescriptorFault(plugin.descriptor); !fault.empty()) {
     CloseLibrary(library.handle);
     throw std::runtime_error(fault);
   }
-  ModulePointer module(descriptor->create(environment), descriptor->destroy);
-  if (module == nullptr) throw std::runtime_error("makes no module");
-  Require(ReservedOptionFault(*module));
-  return module;
+  plugin.module = {plugin.descriptor->create(environment), plugin.descriptor->destroy};
+  if (plugin.module == nullptr) throw std::runtime_error("makes no module");
+  Require(ReservedOptionFault(*plugin.module));
+  return plugin;
 }
 
 std::vector<std::string> PluginNames(const tarvex::Descriptor& folder) {
@@ -105,43 +103,15 @@ LoadedPlugins LoadPlugins(const std::string& path, const sdk::ModuleEnvironment&
     loaded.refusals.push_back({path, CurrentExceptionText(), true});
   }
   for (const std::string& name : names) {
-    const std::string file = path + '/' + name;
     try {
-      loaded.modules.push_back({LoadPlugin(folder, name, environment), file});
+      loaded.modules.push_back(LoadPlugin(folder, name, environment));
     } catch (...) {
-      loaded.refusals.push_back({file, CurrentExceptionText()});
+      loaded.refusals.push_back({path + '/' + name, CurrentExceptionText()});
     }
   }
   // As long as the plug-ins are mapped no other folder may get the number, and that is for ever.
-  folder.folder.Release();
+  loaded.folder = folder.folder.Release();
   return loaded;
-}
-
-std::optional<std::vector<LoadedModule>> PluginSource::Load(log::ServiceLog& log) {
-  sdk::ModuleEnvironment environment;
-  environment.machine = machine_.get();
-  environment.libraryDirectory = LibraryFolder();
-  if (const std::string fault = tarvex::ReadIniFile(settingFile_, environment.settings);
-      !fault.empty()) {
-    log.Error("settings-refused", "settings " + settingFile_ + " were not read: " + fault);
-  }
-  LoadedPlugins loaded = LoadPlugins(folder_, environment);
-  refusals_ = std::move(loaded.refusals);
-  for (const PluginRefusal& refusal : refusals_) {
-    const std::string text = (refusal.isFolder ? "plug-in folder " : "plug-in ") + refusal.path +
-                             " was refused: " + refusal.reason;
-    log.Error("plugin-refused", text);
-    tarvex::TellOnStandardError(text);
-  }
-  return std::move(loaded.modules);
-}
-
-void PluginSource::CheckSettings(const OrvanSettings& settings) const {
-  RequireUsableCache(settings);
-}
-
-void PluginSource::CheckCaller(const CallerInfo& caller) const {
-  RequireAppKey(caller);
 }
 
 }  // namespace orvan::core

@@ -1,10 +1,11 @@
 #pragma once
 
-#include <memory>
 #include <string>
 #include <vector>
 
+#include "os/descriptor.h"
 #include "service/core/module_source.h"
+#include "service/sdk/descriptor.h"
 
 namespace orvan::core {
 
@@ -15,8 +16,18 @@ struct PluginRefusal {
   bool isFolder = false;
 };
 
+// A plug-in that was taken: its module, and what its worker is started with.
+struct LoadedPlugin {
+  ModulePointer module;
+  std::string origin;       // its path
+  std::string name;         // in its folder
+  tarvex::Descriptor file;  // the one that was looked at
+  const sdk::ModuleDescriptor* descriptor = nullptr;
+};
+
 struct LoadedPlugins {
-  std::vector<LoadedModule> modules;  // in the order of their file names
+  int folder = -1;                    // open for as long as the process lives
+  std::vector<LoadedPlugin> modules;  // in the order of their file names
   std::vector<PluginRefusal> refusals;
 };
 
@@ -26,27 +37,5 @@ struct LoadedPlugins {
 // is missing, is refused whole. Plug-ins stay mapped until the process ends, for a call into the
 // kernel that hangs may return into one at any time. Never throws but for want of memory.
 LoadedPlugins LoadPlugins(const std::string& folder, const sdk::ModuleEnvironment& environment);
-
-// The modules of this machine: the plug-ins of one folder, under the rules for callers.
-class PluginSource final : public ModuleSource {
- public:
-  // `folder` holds the plug-ins; `settingFile` is the service setting file, which may be missing;
-  // the modules reach `machine`.
-  PluginSource(std::string folder, std::string settingFile, std::unique_ptr<sdk::Machine> machine)
-      : folder_(std::move(folder)),
-        settingFile_(std::move(settingFile)),
-        machine_(std::move(machine)) {}
-
-  std::optional<std::vector<LoadedModule>> Load(log::ServiceLog& log) override;
-  void CheckSettings(const OrvanSettings& settings) const override;
-  void CheckCaller(const CallerInfo& caller) const override;
-  const std::vector<PluginRefusal>& Refusals() const { return refusals_; }
-
- private:
-  std::string folder_;
-  std::string settingFile_;
-  std::unique_ptr<sdk::Machine> machine_;
-  std::vector<PluginRefusal> refusals_;
-};
 
 }  // namespace orvan::core

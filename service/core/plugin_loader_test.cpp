@@ -150,47 +150,6 @@ TEST_F(PluginLoaderTest, AMissingFolderLoadsNothing) {
   EXPECT_EQ(loaded.refusals.size(), 1U);
 }
 
-TEST_F(PluginLoaderTest, TheSourceReadsTheSettingFileAndLogsRefusals) {
-  Place("good", "a.so");
-  Place("throws", "b.so");
-  TemporaryFolder other;
-  const std::string settings = other.Write("service.ini", "[storage]\ninclude_loop=1\n");
-  log::ServiceLog log(other.Path("log"));
-  PluginSource source(folder.Path(), settings, nullptr);
-  const std::optional<std::vector<LoadedModule>> modules = source.Load(log);
-  ASSERT_TRUE(modules.has_value());
-  ASSERT_EQ(modules->size(), 1U);
-  EXPECT_EQ(modules->front().module->Help().whole, LibraryFolder() + "|storage/include_loop=1;");
-  EXPECT_EQ(source.Refusals().size(), 1U);
-  EXPECT_EQ(
-      testing::LogLinesAfterStart(other.Path("log")),
-      std::vector<std::string>{testing::RunErrorLine(
-          "plugin-refused", "plug-in " + folder.Path("b.so") + " was refused: no machine here")});
-}
-
-TEST_F(PluginLoaderTest, TheSourceCallsAFolderAFolder) {
-  TemporaryFolder other;
-  log::ServiceLog log(other.Path("log"));
-  PluginSource source(folder.Path("missing"), "", nullptr);
-  const std::optional<std::vector<LoadedModule>> modules = source.Load(log);
-  ASSERT_TRUE(modules.has_value());
-  EXPECT_TRUE(modules->empty());
-  EXPECT_EQ(testing::LogLinesAfterStart(other.Path("log")),
-            std::vector<std::string>{testing::RunErrorLine(
-                "plugin-refused", "plug-in folder " + folder.Path("missing") +
-                                      " was refused: No such file or directory")});
-}
-
-TEST_F(PluginLoaderTest, TheSourceKeepsTheRulesForCallers) {
-  const PluginSource source(folder.Path(), "", nullptr);
-  OrvanSettings settings;
-  settings.SetString(kSettingCacheDir, folder.Path("missing"));
-  EXPECT_THROW(source.CheckSettings(settings), FailedToVisitLocalCache);
-  CallerInfo caller;
-  caller.appKey = "short";
-  EXPECT_THROW(source.CheckCaller(caller), InvalidAppKey);
-}
-
 TEST(LibraryFolder, IsWhereThisProgramStands) {
   EXPECT_EQ(LibraryFolder(), std::filesystem::canonical("/proc/self/exe").parent_path().string());
 }

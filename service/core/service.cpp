@@ -51,6 +51,7 @@ void Service::Close() {
   if (closed_.exchange(true)) return;
   observer_.OnRelease();
   abort_.request_stop();
+  source_->Close();
   modulePointers_.clear();
   tracker_.reset();
   if (options_.recordStore != nullptr) {

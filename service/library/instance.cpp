@@ -6,9 +6,8 @@
 #include "boundary/hostlayer_cim.h"
 #include "boundary/orvan_service.h"
 #include "service/core/platform.h"
-#include "service/core/plugin_loader.h"
+#include "service/core/plugin_source.h"
 #include "service/core/service.h"
-#include "service/machine/live_machine.h"
 #include "service/scenario/scenario_source.h"
 #include "system/execution_tracker.h"
 #include "system/folders.h"
@@ -36,10 +35,9 @@ Instances& GetInstances() {
 std::unique_ptr<ModuleSource> MakeSource() {
   const std::string scenario = tarvex::ScenarioFile();
   if (scenario.empty()) {
-    const std::string programs = orvan::core::LibraryFolder() + "/orvan";
     return std::make_unique<orvan::core::PluginSource>(
-        tarvex::ModuleFolder(programs + "/modules"), tarvex::ConfigFolder() + "/service.ini",
-        orvan::machine::MakeLiveMachine({.helperPath = programs + "/orvan-block-reader"}));
+        tarvex::ModuleFolder(orvan::core::LibraryFolder() + "/orvan/modules"),
+        tarvex::ConfigFolder() + "/service.ini");
   }
   std::string fault;
   std::unique_ptr<ModuleSource> source = orvan::scenario::MakeScenarioSource(scenario, fault);

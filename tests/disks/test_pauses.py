@@ -18,18 +18,26 @@ LIMIT = 3  # seconds that a transfer may take here
 PAUSE = LIMIT + 3
 
 
-def helper_of(pid):
-    """The process id of the program's disk reader."""
+def children_of(pid, name):
+    """The process ids of a process' children of that name."""
+    found = []
     for entry in Path("/proc").iterdir():
         if not entry.name.isdigit():
             continue
         try:
-            name, rest = (entry / "stat").read_text().rsplit(") ", 1)
+            shown, rest = (entry / "stat").read_text().rsplit(") ", 1)
         except (FileNotFoundError, ProcessLookupError):
             continue
-        if name.endswith("(orvan-block-rea") and int(rest.split()[1]) == pid:
-            return int(entry.name)
-    raise AssertionError("no disk reader runs")
+        if shown.endswith(f"({name[:15]}") and int(rest.split()[1]) == pid:
+            found.append(int(entry.name))
+    return found
+
+
+def readers_of(pid):
+    """The process ids of the program's worker and of its disk reader."""
+    (worker,) = children_of(pid, "orvan-worker")
+    (helper,) = children_of(worker, "orvan-block-reader")
+    return worker, helper
 
 
 def turns(pid):
@@ -38,7 +46,7 @@ def turns(pid):
     return int(re.search(r"^voluntary_ctxt_switches:\s+(\d+)", status, re.M)[1])
 
 
-@pytest.mark.parametrize("who", ["helper", "program", "both"])
+@pytest.mark.parametrize("who", ["helper", "worker", "program", "all"])
 def test_pause_longer_than_the_limit_fails_no_healthy_disk(world, disk, who):
     (world.config_dir / "service.ini").write_text(
         f"[storage]\ninclude_loop=1\ntimeout_seconds={LIMIT}\n", encoding="utf-8"
@@ -54,18 +62,23 @@ def test_pause_longer_than_the_limit_fails_no_healthy_disk(world, disk, who):
     paused = []
     try:
         disk.command("wait")
-        helper = helper_of(process.pid)
-        paused = {"helper": [helper], "program": [process.pid], "both": [process.pid, helper]}[who]
+        worker, helper = readers_of(process.pid)
+        paused = {
+            "helper": [helper],
+            "worker": [worker],
+            "program": [process.pid],
+            "all": [process.pid, worker, helper],
+        }[who]
         for pid in paused:
             subprocess.run(["kill", "-STOP", str(pid)], check=True)
-        if who == "program":
+        if who in ("program", "worker"):
             # The disk answers meanwhile, for its reader is awake and counts.
             disk.command("resume")
         time.sleep(PAUSE)
         before = turns(paused[-1])
         for pid in paused:
             subprocess.run(["kill", "-CONT", str(pid)], check=True)
-        if who != "program":
+        if who in ("helper", "all"):
             # Awake again, and time to judge, before the disk answers.
             deadline = Stopwatch()
             while turns(paused[-1]) < before + 2:

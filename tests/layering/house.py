@@ -33,6 +33,8 @@ JOINS = {
 BOUND = re.compile(r"&[A-Z]\w*::([a-z]\w*)\b")
 USED = re.compile(r"(?:[\w)\]]\.|->)([a-z]\w*)\b")
 HEADS = {"v": DOWN, "<": LEFT, ">": RIGHT}
+# Where two lines cross and have nothing to do with each other.
+CROSSING = ")"
 
 
 def product_files(root):
@@ -119,6 +121,12 @@ def lines_of(rows, boxes):
         for column, character in enumerate(text)
         if (row, column) not in boxes and character in JOINS
     }
+    crossings = {
+        (row, column)
+        for row, text in enumerate(rows)
+        for column, character in enumerate(text)
+        if (row, column) not in boxes and character == CROSSING
+    }
     while cells:
         start, joins = cells.popitem()
         line, pending = {start}, [(start, joins)]
@@ -126,6 +134,8 @@ def lines_of(rows, boxes):
             (row, column), joins = pending.pop()
             for down, right in joins:
                 place = (row + down, column + right)
+                while place in crossings:
+                    place = (place[0] + down, place[1] + right)
                 if (-down, -right) in cells.get(place, ()):
                     line.add(place)
                     pending.append((place, cells.pop(place)))

@@ -25,11 +25,24 @@ ROOMS = {
     "service/machine": ("service/sdk", "boundary", "os"),
     "service/recording": ("service/sdk", "service/machine", "boundary", "os"),
     "service/log": ("service/sdk", "boundary", "system", "os"),
-    "service/core": ("service/sdk", "service/log", "boundary", "system", "os"),
+    "service/protocol": ("service/sdk", "boundary", "os"),
+    "service/worker": ("service/sdk", "service/protocol", "service/recording", "service/machine", "boundary", "os"),
+    "service/remote": ("service/sdk", "service/protocol", "boundary", "os"),
+    "service/core": (
+        "service/sdk",
+        "service/log",
+        "service/protocol",
+        "service/remote",
+        "boundary",
+        "system",
+        "os",
+    ),
     "service/scenario": (
         "service/sdk",
         "service/core",
         "service/log",
+        "service/protocol",
+        "service/remote",
         "boundary",
         "system",
         "os",
@@ -39,7 +52,8 @@ ROOMS = {
         "service/sdk",
         "service/core",
         "service/log",
-        "service/machine",
+        "service/protocol",
+        "service/remote",
         "service/scenario",
         "boundary",
         "system",
@@ -71,7 +85,7 @@ OS_HEADER = re.compile(
     r"|semaphore|mqueue|syslog|utmp|utmpx|ucontext|libudev|liburing|liburing/\w+|sqlite3|ftw|glob"
     r"|pty|execinfo|link|elf)\.h$"
 )
-OS_ROOMS = ("os", "host", "host/records", "service/machine", "system")
+OS_ROOMS = ("os", "host", "host/records", "service/machine", "service/worker", "system")
 
 # Files that need the operating system for one named reason.
 OS_EXCEPTIONS = {

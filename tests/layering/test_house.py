@@ -138,6 +138,12 @@ def test_drawing_is_read():
     assert house.check_drawing(DRAWING, ROOMS) == []
 
 
+def test_lines_cross_where_the_drawing_says_so():
+    rows = [" [left]  [right]", "   |        |", "   +--------)--->[far]", "            v", " [below     ]"]
+    graph = house.arrows("\n".join(rows))
+    assert graph["left"] == {"far"} and graph["right"] == {"below"}
+
+
 @pytest.mark.parametrize(
     "true,drawn",
     [

@@ -1,0 +1,195 @@
+#include "service/protocol/codec.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+
+#include "service/protocol/from_worker.h"
+#include "service/protocol/to_worker.h"
+
+namespace orvan::protocol {
+namespace {
+
+template <typename Any, typename Message>
+std::vector<std::byte> BytesOf(const Message& message) {
+  const auto bytes = Encode<Any>(message);
+  EXPECT_TRUE(bytes.has_value());
+  return bytes ? std::vector<std::byte>(bytes->Bytes().begin(), bytes->Bytes().end())
+               : std::vector<std::byte>();
+}
+
+// What comes out on the other side.
+template <typename Any, typename Message>
+Message Passed(const Message& message) {
+  const std::optional<Any> decoded = Decode<Any>(BytesOf<Any>(message));
+  EXPECT_TRUE(decoded.has_value() && std::holds_alternative<Message>(*decoded));
+  return decoded ? std::get<Message>(*decoded) : Message{};
+}
+
+DeviceRecord WholeRecord() {
+  DeviceRecord record;
+  record.id = "7";
+  record.uniqueId = {"naa.5000", std::nullopt};
+  record.whyUntestable = "|BROKEN";
+  record.information.value.name = "Disk";
+  record.information.value.entries = {{"1 GB", "SIZE"}, {"x", "y"}};
+  record.information.value.properties = {{"NonRotatingMedia", "T"}};
+  record.resources.thrown = "no resources";
+  record.resultText.value = "";
+  TestOnDevice test;
+  test.applies = {false, "no"};
+  sdk::ParameterSpec parameter;
+  parameter.name = "blocks";
+  parameter.least = 1;
+  parameter.greatest = UINT64_MAX;
+  parameter.value = "5";
+  test.parameters = Answer<std::vector<sdk::ParameterSpec>>{{parameter}, std::nullopt};
+  record.tests = {test, {}};
+  record.tools = {{}};
+  return record;
+}
+
+TEST(Codec, AHelloPassesWhole) {
+  Hello hello;
+  hello.program = 42;
+  hello.name = "a.so";
+  hello.capabilities = "cap_sys_rawio";
+  hello.memoryBytes = 1ULL << 40;
+  hello.machine = MachineKind::kReplay;
+  hello.hasState = true;
+  hello.key = std::string("\0k", 2);
+  hello.settings = {{"a/b", "1"}, {"a/c", ""}};
+  const Hello passed = Passed<ToWorker>(hello);
+  EXPECT_EQ(passed.version, kVersion);
+  EXPECT_EQ(passed.program, 42);
+  EXPECT_EQ(passed.name, "a.so");
+  EXPECT_EQ(passed.capabilities, "cap_sys_rawio");
+  EXPECT_EQ(passed.memoryBytes, 1ULL << 40);
+  EXPECT_EQ(passed.machine, MachineKind::kReplay);
+  EXPECT_TRUE(passed.hasState);
+  EXPECT_EQ(passed.key, hello.key);
+  EXPECT_EQ(passed.settings, hello.settings);
+}
+
+TEST(Codec, ADeviceRecordPassesWhole) {
+  const Scanned passed = Passed<FromWorker>(Scanned{9, {WholeRecord()}, 2});
+  EXPECT_EQ(passed.request, 9U);
+  EXPECT_EQ(passed.leftBehind, 2U);
+  ASSERT_EQ(passed.devices.size(), 1U);
+  const DeviceRecord& record = passed.devices[0];
+  EXPECT_EQ(record.id, "7");
+  EXPECT_EQ(record.uniqueId.value, "naa.5000");
+  EXPECT_EQ(record.whyUntestable, "|BROKEN");
+  EXPECT_EQ(record.information.value.entries, WholeRecord().information.value.entries);
+  EXPECT_EQ(record.information.value.properties, WholeRecord().information.value.properties);
+  EXPECT_EQ(record.resources.thrown, "no resources");
+  EXPECT_EQ(record.resultText.value, "");
+  ASSERT_EQ(record.tests.size(), 2U);
+  EXPECT_FALSE(record.tests[0].applies.value);
+  EXPECT_EQ(record.tests[0].applies.thrown, "no");
+  ASSERT_TRUE(record.tests[0].parameters.has_value());
+  ASSERT_EQ(record.tests[0].parameters->value.size(), 1U);
+  EXPECT_EQ(record.tests[0].parameters->value[0].greatest, UINT64_MAX);
+  EXPECT_EQ(record.tests[0].parameters->value[0].value, "5");
+  EXPECT_FALSE(record.tests[1].parameters.has_value());
+  EXPECT_TRUE(record.tests[1].applies.value);
+  EXPECT_EQ(record.tools.size(), 1U);
+}
+
+TEST(Codec, AMeasurementPassesWholeWhateverItsValue) {
+  Measured said;
+  said.request = 3;
+  said.measurement = {"rate", -0.5, "B/s", {{sdk::Limit::Kind::kGreaterThanOrEqual, 1e300}}};
+  const Measured passed = Passed<FromWorker>(said);
+  EXPECT_EQ(passed.measurement.name, "rate");
+  EXPECT_EQ(passed.measurement.value, -0.5);
+  ASSERT_EQ(passed.measurement.limits.size(), 1U);
+  EXPECT_EQ(passed.measurement.limits[0].kind, sdk::Limit::Kind::kGreaterThanOrEqual);
+  EXPECT_EQ(passed.measurement.limits[0].value, 1e300);
+}
+
+// A message that lacks its last byte, or has one more, is none: each field is there and no other.
+template <typename Any, typename Message>
+void ExpectExact(const Message& message) {
+  std::vector<std::byte> bytes = BytesOf<Any>(message);
+  for (std::size_t size = 0; size < bytes.size(); ++size) {
+    EXPECT_FALSE(Decode<Any>(std::span(bytes).first(size)).has_value()) << size;
+  }
+  bytes.push_back(std::byte{0});
+  EXPECT_FALSE(Decode<Any>(bytes).has_value());
+}
+
+TEST(Codec, WhatIsCutOrHasMoreIsNoMessage) {
+  ExpectExact<ToWorker>(Hello{});
+  ExpectExact<ToWorker>(RunTest{1, {1, 2, 3}, DeviceName{"u", "i"}, {{"a", "b"}}, 4});
+  ExpectExact<ToWorker>(RunTool{1, 2, "n", true, true, {{"u", "i"}}, {{"u", "i"}}, 4});
+  ExpectExact<ToWorker>(ToolAnswer{1, true, {"a"}});
+  ExpectExact<ToWorker>(Ping{});
+  ExpectExact<FromWorker>(Scanned{9, {WholeRecord()}, 2});
+  ExpectExact<FromWorker>(TestEnded{1, sdk::Verdict::Failed("m", "e", "f", "w"), 1});
+  ExpectExact<FromWorker>(Crashed{11, 5, 1, {}});
+}
+
+TEST(Codec, AKindThatIsNoneIsNoMessage) {
+  std::vector<std::byte> bytes(4);
+  const std::uint32_t kind = std::variant_size_v<ToWorker>;
+  std::memcpy(bytes.data(), &kind, sizeof(kind));
+  EXPECT_FALSE(Decode<ToWorker>(bytes).has_value());
+}
+
+TEST(Codec, AChoiceBeyondItsLastIsNoMessage) {
+  std::vector<std::byte> bytes = BytesOf<ToWorker>(Stop{1, sdk::StopReason::kTermination});
+  ASSERT_TRUE(Decode<ToWorker>(bytes).has_value());
+  bytes[12] = std::byte{4};  // kind, request, then the reason
+  EXPECT_FALSE(Decode<ToWorker>(bytes).has_value());
+}
+
+TEST(Codec, AFlagIsOneOrNone) {
+  std::vector<std::byte> bytes = BytesOf<ToWorker>(ToolAnswer{1, true, {}});
+  bytes[12] = std::byte{2};
+  EXPECT_FALSE(Decode<ToWorker>(bytes).has_value());
+}
+
+TEST(Codec, ACountThatCannotComeIsNoMessage) {
+  std::vector<std::byte> bytes = BytesOf<ToWorker>(ToolAnswer{1, true, {}});
+  const std::uint32_t count = kMostElements;
+  std::memcpy(bytes.data() + 13, &count, sizeof(count));
+  EXPECT_FALSE(Decode<ToWorker>(bytes).has_value());
+}
+
+TEST(Codec, AMapIsInOrderAndHasEachKeyOnce) {
+  RunTest order;
+  order.parameters = {{"a", ""}, {"b", ""}};
+  std::vector<std::byte> bytes = BytesOf<ToWorker>(order);
+  const auto second = std::find(bytes.begin(), bytes.end(), std::byte{'b'});
+  ASSERT_NE(second, bytes.end());
+  *second = std::byte{'a'};
+  EXPECT_FALSE(Decode<ToWorker>(bytes).has_value());
+}
+
+TEST(Codec, ATextIsCutWhereItGetsTooLongAndNeverWithinALetter) {
+  Progress said;
+  said.message = std::string(kLongestText - 1, 'x') + "\xC3\xA4";
+  EXPECT_EQ(Passed<FromWorker>(said).message, std::string(kLongestText - 1, 'x'));
+}
+
+TEST(Codec, AListThatIsTooLongIsNotSent) {
+  ToolSet said;
+  said.values.resize(kMostElements);
+  EXPECT_TRUE(Encode<FromWorker>(said).has_value());
+  said.values.emplace_back();
+  EXPECT_FALSE(Encode<FromWorker>(said).has_value());
+}
+
+TEST(Codec, ACrashFitsItsFixedRoom) {
+  Crashed crashed{11, 5, kMostFrames, {}};
+  FixedBytes<sizeof(Crashed) + 64> bytes;
+  ASSERT_TRUE((EncodeInto<FromWorker>(bytes, crashed)));
+  EXPECT_TRUE(Decode<FromWorker>(bytes.Bytes()).has_value());
+  FixedBytes<16> small;
+  EXPECT_FALSE((EncodeInto<FromWorker>(small, crashed)));
+}
+
+}  // namespace
+}  // namespace orvan::protocol

@@ -1,0 +1,166 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "service/protocol/device_record.h"
+#include "service/protocol/fields.h"
+#include "service/protocol/last_words.h"
+#include "service/protocol/tool_words.h"
+#include "service/sdk/measurement.h"
+#include "service/sdk/run_state.h"
+#include "service/sdk/verdict.h"
+
+// What a worker says to the program. Of what belongs to a request, `request` is its number.
+namespace orvan::protocol {
+
+// The module is made, and requests can come.
+struct Ready {
+  std::uint32_t version = kVersion;
+
+  template <typename Fields, typename Self>
+  static void Pass(Fields& fields, Self& self) {
+    fields.Value(self.version);
+  }
+};
+
+// There is no module: why, for people.
+struct Refused {
+  std::string reason;
+
+  template <typename Fields, typename Self>
+  static void Pass(Fields& fields, Self& self) {
+    fields.Text(self.reason);
+  }
+};
+
+// The end of a scan.
+struct Scanned {
+  std::uint64_t request = 0;
+  std::vector<DeviceRecord> devices;
+  std::uint64_t leftBehind = 0;  // calls that hang in the kernel
+
+  template <typename Fields, typename Self>
+  static void Pass(Fields& fields, Self& self) {
+    fields.Value(self.request);
+    fields.Elements(self.devices, kFields);
+    fields.Value(self.leftBehind);
+  }
+};
+
+// The end of a test.
+struct TestEnded {
+  std::uint64_t request = 0;
+  sdk::Verdict verdict;
+  std::uint64_t leftBehind = 0;
+
+  template <typename Fields, typename Self>
+  static void Pass(Fields& fields, Self& self) {
+    fields.Value(self.request);
+    fields.Value(self.verdict.status);
+    fields.Text(self.verdict.message);
+    fields.Text(self.verdict.expected);
+    fields.Text(self.verdict.found);
+    fields.Text(self.verdict.where);
+    fields.Value(self.leftBehind);
+  }
+};
+
+// The end of a tool.
+struct ToolEnded {
+  std::uint64_t request = 0;
+  std::uint64_t leftBehind = 0;
+
+  template <typename Fields, typename Self>
+  static void Pass(Fields& fields, Self& self) {
+    fields.Value(self.request);
+    fields.Value(self.leftBehind);
+  }
+};
+
+// The end of anything by an exception.
+struct Threw {
+  std::uint64_t request = 0;
+  std::string text;
+  std::uint64_t leftBehind = 0;
+
+  template <typename Fields, typename Self>
+  static void Pass(Fields& fields, Self& self) {
+    fields.Value(self.request);
+    fields.Text(self.text);
+    fields.Value(self.leftBehind);
+  }
+};
+
+// The end of a test or a tool that did not begin: the device is not among those of the worker's
+// last scan.
+struct DeviceMissing {
+  std::uint64_t request = 0;
+  DeviceName device;
+
+  template <typename Fields, typename Self>
+  static void Pass(Fields& fields, Self& self) {
+    fields.Value(self.request);
+    DeviceName::Pass(fields, self.device);
+  }
+};
+
+struct Progress {
+  std::uint64_t request = 0;
+  std::int32_t percent = 0;
+  std::string message;
+
+  template <typename Fields, typename Self>
+  static void Pass(Fields& fields, Self& self) {
+    fields.Value(self.request);
+    fields.Value(self.percent);
+    fields.Text(self.message);
+  }
+};
+
+struct Measured {
+  std::uint64_t request = 0;
+  sdk::Measurement measurement;
+
+  template <typename Fields, typename Self>
+  static void Pass(Fields& fields, Self& self) {
+    fields.Value(self.request);
+    fields.Text(self.measurement.name);
+    fields.Value(self.measurement.value);
+    fields.Text(self.measurement.unit);
+    fields.Elements(self.measurement.limits, [](auto& inner, auto& limit) {
+      inner.OneOf(limit.kind, sdk::Limit::Kind::kGreaterThanOrEqual);
+      inner.Value(limit.value);
+    });
+  }
+};
+
+struct Logged {
+  std::uint64_t request = 0;
+  sdk::LogLevel level = sdk::LogLevel::kInfo;
+  std::string text;
+
+  template <typename Fields, typename Self>
+  static void Pass(Fields& fields, Self& self) {
+    fields.Value(self.request);
+    fields.OneOf(self.level, sdk::LogLevel::kError);
+    fields.Text(self.text);
+  }
+};
+
+struct Pong {
+  std::uint64_t residentBytes = 0;
+
+  template <typename Fields, typename Self>
+  static void Pass(Fields& fields, Self& self) {
+    fields.Value(self.residentBytes);
+  }
+};
+
+using FromWorker = std::variant<Ready, Refused, Scanned, TestEnded, ToolEnded, Threw, DeviceMissing,
+                                Progress, Measured, Logged, ToolSet, ToolGet, ToolFire,
+                                ToolWithdraw, ToolFailed, Pong, Crashed, OutOfMemory>;
+
+}  // namespace orvan::protocol

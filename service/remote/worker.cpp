@@ -1,0 +1,27 @@
+#include "service/remote/worker.h"
+
+#include <utility>
+#include <vector>
+
+namespace orvan::remote {
+
+std::unique_ptr<Worker> Worker::Start(WorkerKeeper& keeper, const WorkerPlan& plan, int& error) {
+  tarvex::PacketSocket ours;
+  tarvex::PacketSocket theirs;
+  error = tarvex::PacketSocket::MakePair(ours, theirs);
+  if (error != 0) return nullptr;
+  std::unique_ptr<Worker> worker(new Worker(keeper, std::move(ours)));
+  error = keeper.Start(theirs.Owned(), worker->process_);
+  if (error != 0) return nullptr;
+  std::vector<int> descriptors{plan.folder, plan.file.Get()};
+  if (plan.stateFolder.IsOpen()) descriptors.push_back(plan.stateFolder.Get());
+  if (plan.recording.IsOpen()) descriptors.push_back(plan.recording.Get());
+  error = worker->channel_.Send(plan.hello, false, descriptors);
+  return error == 0 ? std::move(worker) : nullptr;
+}
+
+Worker::~Worker() {
+  keeper_.Bury(std::move(process_));
+}
+
+}  // namespace orvan::remote

@@ -1,0 +1,144 @@
+#include "service/remote/worker_host.h"
+
+#include <stdexcept>
+#include <system_error>
+#include <utility>
+
+#include "service/remote/remote_device.h"
+#include "service/remote/words.h"
+
+namespace orvan::remote {
+namespace {
+
+using Reply = Talk::Reply;
+
+std::string ErrorText(int error) {
+  return std::generic_category().message(error);
+}
+
+}  // namespace
+
+Outcome WorkerHost::Converse(const Errand& errand, std::chrono::milliseconds grace,
+                             std::function<Reply(protocol::FromWorker&)> take) {
+  const Talk talk{lastRequest_,   errand.stop,         grace,
+                  errand.whyStop, errand.systemEvents, std::move(take)};
+  return Conversation(*worker_, limits_, talk).Run();
+}
+
+void WorkerHost::Judge(const std::string& subject, const Outcome& outcome) {
+  if (outcome.kind == Outcome::Kind::kDone) return;
+  const bool isAsked = outcome.kind == Outcome::Kind::kStoppedLate;
+  journal_.Note(isAsked ? sdk::LogLevel::kWarning : sdk::LogLevel::kError,
+                subject + ": the worker of module " + module_ + ' ' + WhatBecameInFull(outcome));
+  worker_.reset();
+}
+
+void WorkerHost::NoteLeftBehind(const std::string& subject, std::uint64_t calls) {
+  if (calls == 0) return;
+  journal_.Note(sdk::LogLevel::kWarning,
+                subject + ": the worker of module " + module_ +
+                    " was left behind, for the system did not come back from " +
+                    std::to_string(calls) + (calls == 1 ? " call" : " calls"));
+  worker_.reset();
+}
+
+// A list that is too long for a message is as good as none.
+void WorkerHost::Answer(const protocol::ToolAnswer& answer) {
+  if (worker_->Channel().Send(answer, false) == EMSGSIZE) {
+    worker_->Channel().Send(protocol::ToolAnswer{answer.request, answer.isHandled, {}}, false);
+  }
+}
+
+void WorkerHost::DropDeadWorker() {
+  if (worker_ == nullptr) return;
+  // It has nothing to say but that it has ended.
+  const Talk talk{lastRequest_, {}, {},
+                  {},           {}, [](protocol::FromWorker&) {
+                    return Reply::kGarbage; }};
+  const std::optional<Outcome> over = Conversation(*worker_, limits_, talk).Drain();
+  if (over) Judge("between two orders", *over);
+}
+
+std::string WorkerHost::StartWorker(const Errand& errand) {
+  int error = 0;
+  worker_ = Worker::Start(keeper_, plan_, error);
+  if (worker_ == nullptr) return "its worker could not be started: " + ErrorText(error);
+  std::string refusal;
+  const Outcome outcome = Converse(errand, limits_.scanGrace, [&](protocol::FromWorker& message) {
+    if (auto* const refused = std::get_if<protocol::Refused>(&message)) {
+      refusal = "its worker has no module: " + refused->reason;
+      return Reply::kDone;
+    }
+    const auto* const ready = std::get_if<protocol::Ready>(&message);
+    return ready != nullptr && ready->version == protocol::kVersion ? Reply::kDone
+                                                                    : Reply::kGarbage;
+  });
+  if (outcome.kind != Outcome::Kind::kDone) {
+    Judge("at its start", outcome);
+    return "its worker " + WhatBecame(outcome);
+  }
+  if (!refusal.empty()) worker_.reset();
+  return refusal;
+}
+
+std::string WorkerHost::Prepare(const Errand& errand) {
+  DropDeadWorker();
+  if (worker_ == nullptr) {
+    if (std::string fault = StartWorker(errand); !fault.empty()) return fault;
+  }
+  if (!errand.needsDevices || worker_->hasScanned) return {};
+  try {
+    ScanWithWorker(errand);
+  } catch (const std::exception& failure) {
+    return failure.what();
+  }
+  return {};
+}
+
+bool WorkerHost::Fits(const protocol::DeviceRecord& record) const {
+  if (record.isNone || record.whyUntestable) return record.tests.empty() && record.tools.empty();
+  return record.tests.size() == sizes_.tests && record.tools.size() == sizes_.tools;
+}
+
+std::vector<std::unique_ptr<sdk::Device>> WorkerHost::ScanWithWorker(const Errand& errand) {
+  protocol::Scan order{++lastRequest_};
+  worker_->Channel().Send(order, false);
+  std::vector<std::unique_ptr<sdk::Device>> devices;
+  std::optional<std::string> thrown;
+  std::uint64_t leftBehind = 0;
+  const auto take = [&](protocol::FromWorker& message) {
+    if (auto* const threw = std::get_if<protocol::Threw>(&message)) {
+      thrown = std::move(threw->text);
+      leftBehind = threw->leftBehind;
+      return threw->request == order.request ? Reply::kDone : Reply::kGarbage;
+    }
+    auto* const scanned = std::get_if<protocol::Scanned>(&message);
+    if (scanned == nullptr || scanned->request != order.request) return Reply::kGarbage;
+    leftBehind = scanned->leftBehind;
+    for (protocol::DeviceRecord& record : scanned->devices) {
+      if (!Fits(record)) return Reply::kGarbage;
+      devices.push_back(record.isNone ? nullptr
+                                      : std::make_unique<RemoteDevice>(std::move(record)));
+    }
+    return Reply::kDone;
+  };
+  const Outcome outcome = Converse(errand, limits_.scanGrace, take);
+  Judge(errand.subject, outcome);
+  if (outcome.kind != Outcome::Kind::kDone) {
+    throw std::runtime_error("the worker " + WhatBecame(outcome));
+  }
+  worker_->hasScanned = true;
+  NoteLeftBehind(errand.subject, leftBehind);
+  if (thrown) throw std::runtime_error(*thrown);
+  return devices;
+}
+
+std::vector<std::unique_ptr<sdk::Device>> WorkerHost::Scan(std::stop_token stop) {
+  Errand errand;
+  errand.subject = "scan";
+  errand.stop = std::move(stop);
+  if (const std::string fault = Prepare(errand); !fault.empty()) throw std::runtime_error(fault);
+  return ScanWithWorker(errand);
+}
+
+}  // namespace orvan::remote

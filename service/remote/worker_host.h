@@ -1,0 +1,105 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <stop_token>
+#include <string>
+#include <vector>
+
+#include "service/remote/conversation.h"
+#include "service/remote/journal.h"
+#include "service/remote/worker.h"
+#include "service/remote/worker_keeper.h"
+#include "service/sdk/device.h"
+
+namespace orvan::remote {
+
+// The size of a module's tables, which a worker's answers must fit.
+struct TableSizes {
+  std::size_t tests = 0;  // of all diagnostics
+  std::size_t tools = 0;
+};
+
+// What one request is about.
+struct Errand {
+  std::string subject;  // for people, e.g. "test READ_TEST on device 0"
+  bool needsDevices = false;
+  std::stop_token stop = {};
+  std::function<sdk::StopReason()> whyStop = {};
+  std::function<std::uint32_t()> systemEvents = {};
+};
+
+// What became of an errand.
+struct Finding {
+  Outcome outcome;
+  // Not empty: the errand was not begun, and why, for people.
+  std::string notBegun = {};
+};
+
+// The worker of one module, started when it is first needed and replaced when it had to be given
+// up. One thread at a time.
+class WorkerHost {
+ public:
+  // The keeper and the journal outlive it.
+  WorkerHost(std::string module, WorkerPlan plan, TableSizes sizes, WorkerKeeper& keeper,
+             Journal& journal, WorkerLimits limits = {})
+      : module_(std::move(module)),
+        plan_(std::move(plan)),
+        sizes_(sizes),
+        keeper_(keeper),
+        journal_(journal),
+        limits_(limits) {}
+
+  // Searches the module's devices. Throws std::runtime_error with the reason when there is no
+  // answer, and with the module's own words when it threw.
+  std::vector<std::unique_ptr<sdk::Device>> Scan(std::stop_token stop);
+
+  // Hands the worker an order, whose number is set here, and lets `take` have what it says, until
+  // the end. A worker that had to be given up is gone when this returns, and the journal says why.
+  template <typename Order>
+  Finding Run(const Errand& errand, Order& order,
+              std::function<Talk::Reply(protocol::FromWorker&)> take) {
+    Finding finding;
+    finding.notBegun = Prepare(errand);
+    if (!finding.notBegun.empty()) return finding;
+    order.request = ++lastRequest_;
+    if (errand.systemEvents) order.systemEvents = errand.systemEvents();
+    const int error = worker_->Channel().Send(order, false);
+    finding.outcome = error == EMSGSIZE ? Outcome{Outcome::Kind::kGarbage}
+                                        : Converse(errand, limits_.testGrace, std::move(take));
+    Judge(errand.subject, finding.outcome);
+    return finding;
+  }
+
+  // Of the end of a request: calls of the worker hang in the kernel, so it is not used any more.
+  void NoteLeftBehind(const std::string& subject, std::uint64_t calls);
+  // Answers what the worker asked, from within `take`.
+  void Answer(const protocol::ToolAnswer& answer);
+  // Ends the worker; never waits.
+  void Close() { worker_.reset(); }
+
+ private:
+  // A worker that is ready, and knows the devices when the errand needs them. Empty, or why not.
+  std::string Prepare(const Errand& errand);
+  std::string StartWorker(const Errand& errand);
+  std::vector<std::unique_ptr<sdk::Device>> ScanWithWorker(const Errand& errand);
+  Outcome Converse(const Errand& errand, std::chrono::milliseconds grace,
+                   std::function<Talk::Reply(protocol::FromWorker&)> take);
+  // Gives the worker up unless all went well.
+  void Judge(const std::string& subject, const Outcome& outcome);
+  // A worker that ended while nobody looked is replaced.
+  void DropDeadWorker();
+  bool Fits(const protocol::DeviceRecord& record) const;
+
+  const std::string module_;
+  const WorkerPlan plan_;
+  const TableSizes sizes_;
+  WorkerKeeper& keeper_;
+  Journal& journal_;
+  const WorkerLimits limits_;
+  std::uint64_t lastRequest_ = 0;
+  std::unique_ptr<Worker> worker_;
+};
+
+}  // namespace orvan::remote

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "os/descriptor.h"
+#include "service/machine/kept_machine.h"
+#include "service/protocol/to_worker.h"
+
+namespace orvan::worker {
+
+// The machine that the program chose for this run. Takes from `descriptors`, which are Hello's,
+// what the machine needs. Throws std::runtime_error with the reason.
+std::unique_ptr<machine::KeptMachine> MakeMachine(const protocol::Hello& hello,
+                                                  std::vector<tarvex::Descriptor>& descriptors);
+
+}  // namespace orvan::worker

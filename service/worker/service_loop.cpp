@@ -1,0 +1,120 @@
+#include "service/worker/service_loop.h"
+
+#include <optional>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include "service/worker/contexts.h"
+#include "service/worker/exception_text.h"
+
+namespace orvan::worker {
+namespace {
+
+// Lets a row write that says so, for as long as this lives.
+class WriteGrant {
+ public:
+  WriteGrant(machine::KeptMachine& machine, bool mayWrite) : machine_(machine) {
+    machine_.GrantWriting(mayWrite);
+  }
+  ~WriteGrant() { machine_.GrantWriting(false); }
+  WriteGrant(const WriteGrant&) = delete;
+  WriteGrant& operator=(const WriteGrant&) = delete;
+
+ private:
+  machine::KeptMachine& machine_;
+};
+
+// Does an order; each operation gives its end as a message.
+class Work {
+ public:
+  using End = std::variant<protocol::Scanned, protocol::TestEnded, protocol::ToolEnded,
+                           protocol::DeviceMissing>;
+
+  Work(HostedModule& hosted, machine::KeptMachine& machine, const ProgramChannel& channel,
+       Orders& orders)
+      : hosted_(hosted), machine_(machine), channel_(channel), orders_(orders) {}
+
+  End operator()(const protocol::Scan& order) {
+    std::vector<protocol::DeviceRecord> devices = hosted_.Scan(orders_.StopToken());
+    return protocol::Scanned{order.request, std::move(devices), machine_.LeftBehind()};
+  }
+
+  End operator()(const protocol::RunTest& order) {
+    const sdk::TestRecord* const row = hosted_.FindTest(order.row);
+    if (row == nullptr) Leave(protocol::kExitNoConnection);
+    const sdk::Device* const device = order.device ? hosted_.FindDevice(*order.device) : nullptr;
+    if (order.device && device == nullptr) {
+      return protocol::DeviceMissing{order.request, *order.device};
+    }
+    TestContext context(order, device, channel_, orders_);
+    const WriteGrant grant(machine_, row->mayWrite);
+    sdk::Verdict verdict = row->run(context);
+    return protocol::TestEnded{order.request, std::move(verdict), machine_.LeftBehind()};
+  }
+
+  End operator()(const protocol::RunTool& order) {
+    const sdk::ToolRecord* const row = hosted_.FindTool(order);
+    if (row == nullptr || (order.reportsCanceled && !row->reportCanceled)) {
+      Leave(protocol::kExitNoConnection);
+    }
+    std::optional<protocol::DeviceName> missing;
+    std::vector<const sdk::Device*> devices = Find(order.devices, missing);
+    std::vector<const sdk::Device*> candidates = Find(order.candidates, missing);
+    if (missing) return protocol::DeviceMissing{order.request, *std::move(missing)};
+    ToolContext context(order, std::move(devices), std::move(candidates), channel_, orders_);
+    const WriteGrant grant(machine_, row->mayWrite && !order.reportsCanceled);
+    (order.reportsCanceled ? row->reportCanceled : row->run)(context);
+    return protocol::ToolEnded{order.request, machine_.LeftBehind()};
+  }
+
+ private:
+  std::vector<const sdk::Device*> Find(const std::vector<protocol::DeviceName>& names,
+                                       std::optional<protocol::DeviceName>& missing) const {
+    std::vector<const sdk::Device*> found;
+    for (const protocol::DeviceName& name : names) {
+      found.push_back(hosted_.FindDevice(name));
+      if (found.back() == nullptr) missing = name;
+    }
+    return found;
+  }
+
+  HostedModule& hosted_;
+  machine::KeptMachine& machine_;
+  const ProgramChannel& channel_;
+  Orders& orders_;
+};
+
+std::uint64_t RequestOf(const Order& order) {
+  return std::visit([](const auto& given) { return given.request; }, order);
+}
+
+}  // namespace
+
+void Serve(HostedModule& hosted, machine::KeptMachine& machine, const ProgramChannel& channel,
+           Orders& orders) {
+  Work work(hosted, machine, channel, orders);
+  while (true) {
+    const Order order = orders.Take();
+    std::optional<Work::End> end;
+    protocol::Threw failure{RequestOf(order), {}, 0};
+    try {
+      end = std::visit(work, order);
+    } catch (...) {
+      failure.text = CurrentExceptionText();
+      failure.leftBehind = machine.LeftBehind();
+    }
+    orders.Finish();
+    try {
+      if (end) {
+        std::visit([&](const auto& said) { Say(channel, said); }, *end);
+        continue;
+      }
+    } catch (...) {
+      failure.text = CurrentExceptionText();
+    }
+    Say(channel, failure);
+  }
+}
+
+}  // namespace orvan::worker
