@@ -12,8 +12,8 @@ class KeptMachine : public sdk::Machine {
   // Whether what writes is passed on: set around the run of a test or a tool, as its row says. At
   // first it is not.
   virtual void GrantWriting(bool isGranted) = 0;
-  // How many calls did not come back from the kernel and were left behind. A process in which there
-  // are any is not used any further.
+  // How many calls hang in the kernel, left behind. A process in which there are any is not used
+  // any further.
   virtual std::size_t LeftBehind() const = 0;
 };
 

@@ -3,11 +3,14 @@
 #include <sched.h>
 #include <sys/random.h>
 
+#include <atomic>
 #include <cerrno>
 #include <memory>
 #include <utility>
 
+#include "service/machine/apart_calls.h"
 #include "service/machine/block_reader.h"
+#include "service/machine/drive_commands.h"
 #include "service/machine/filesystem_probe.h"
 #include "service/machine/folder_state.h"
 #include "service/machine/locked_memory.h"
@@ -36,7 +39,8 @@ int PinTo(std::uint32_t processor) {
 class LiveMachine final : public KeptMachine {
  public:
   explicit LiveMachine(LiveMachineOptions options)
-      : files_(std::move(options.root)),
+      : filesMayBeDrives_(options.filesMayBeDrives),
+        files_(std::move(options.root)),
         state_(std::move(options.stateFolder)),
         helperPath_(std::move(options.helperPath)) {}
 
@@ -51,10 +55,10 @@ class LiveMachine final : public KeptMachine {
                                              std::chrono::milliseconds budget) override {
     return MakeFilesystemProbe(helperPath_, limit, budget);
   }
-  sdk::CommandAnswer Send(const sdk::DriveCommand&, std::stop_token) override {
-    sdk::CommandAnswer answer;
-    answer.error = ENOSYS;
-    return answer;
+  sdk::CommandAnswer Send(const sdk::DriveCommand& command, std::stop_token stop) override {
+    return SendCommand(calls_, command,
+                       {.mayWrite = mayWrite_.load(), .filesMayBeDrives = filesMayBeDrives_},
+                       std::move(stop));
   }
 
   std::chrono::steady_clock::time_point Now() const override {
@@ -71,10 +75,14 @@ class LiveMachine final : public KeptMachine {
   sdk::LockedMemoryResult LockMemory(std::size_t bytes) override { return LockPages(bytes); }
   sdk::ModuleState& State() override { return state_; }
 
-  void GrantWriting(bool) override {}
-  std::size_t LeftBehind() const override { return 0; }
+  void GrantWriting(bool isGranted) override { mayWrite_ = isGranted; }
+  std::size_t LeftBehind() const override { return *leftBehind_; }
 
  private:
+  const std::shared_ptr<LeftBehindCount> leftBehind_ = std::make_shared<LeftBehindCount>(0);
+  ApartCalls calls_{leftBehind_};
+  std::atomic<bool> mayWrite_ = false;
+  const bool filesMayBeDrives_;
   LiveFiles files_;
   FolderState state_;
   std::string helperPath_;

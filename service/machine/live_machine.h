@@ -11,6 +11,7 @@ namespace orvan::machine {
 struct LiveMachineOptions {
   std::string root = "/";               // of Files
   tarvex::Descriptor stateFolder = {};  // the module's own; none: State() answers EOPNOTSUPP
+  bool filesMayBeDrives = false;        // regular files may stand in for devices (tests)
   std::string helperPath = {};          // the program that reads devices
 };
 

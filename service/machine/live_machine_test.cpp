@@ -62,6 +62,24 @@ TEST(LiveMachine, AProcessorThatIsNotThereIsRefused) {
                         [&] { EXPECT_EQ(machine->PinThisThread(0), EPERM); });
 }
 
+TEST(LiveMachine, PassesOnWhatWritesOnlyWhileThatIsGranted) {
+  const TestFolder folder;
+  const auto machine = MakeLiveMachine({});
+  sdk::DriveCommand format;
+  format.device = folder / "missing";
+  format.command = sdk::ScsiCommand{{0x04, 0, 0, 0, 0, 0}};
+  using Outcome = sdk::CommandAnswer::Outcome;
+  EXPECT_EQ(machine->Send(format, {}).outcome, Outcome::kNotGranted);
+  machine->GrantWriting(true);
+  EXPECT_EQ(machine->Send(format, {}).outcome, Outcome::kGone);
+  machine->GrantWriting(false);
+  EXPECT_EQ(machine->Send(format, {}).outcome, Outcome::kNotGranted);
+  sdk::DriveCommand ready = format;
+  ready.command = sdk::ScsiCommand{{0x00, 0, 0, 0, 0, 0}};
+  EXPECT_EQ(machine->Send(ready, {}).outcome, Outcome::kGone);
+  EXPECT_EQ(machine->LeftBehind(), 0U);
+}
+
 TEST(LiveMachine, LocksMemory) {
   const auto machine = MakeLiveMachine({});
   const sdk::LockedMemoryResult result = machine->LockMemory(65536);

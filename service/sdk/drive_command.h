@@ -16,7 +16,9 @@ enum class DataDirection : std::uint8_t { kNone, kFromDevice, kToDevice };
 // The largest data of one command, in either direction.
 inline constexpr std::uint32_t kLargestCommandBytes = 1U << 20;
 
-// The taskfile of an ATA command, sent as ATA PASS-THROUGH.
+// The taskfile of an ATA command, sent as ATA PASS-THROUGH. `count` times one size, 512 bytes or a
+// larger power of two that is the drive's sector, is what is transferred; 0 stands for 256, or for
+// 65536 of a 48-bit command.
 // Source: ACS-4, 7 (commands and their inputs); SAT-4, 12.2.2 (ATA PASS-THROUGH (16)).
 struct AtaCommand {
   enum class Protocol : std::uint8_t { kNonData, kPioIn, kPioOut, kDmaIn, kDmaOut };
@@ -27,7 +29,8 @@ struct AtaCommand {
   std::uint64_t lba = 0;  // 28 or 48 bits
   std::uint8_t device = 0;
   std::uint8_t command = 0;
-  // The 12-byte form (A1h), which some bridges know alone; 28-bit commands only.
+  // The 12-byte form (A1h), which some bridges know alone; 28-bit commands only. Not to optical
+  // drives, which are told to blank their disc by that code.
   bool uses12Bytes = false;
 };
 
@@ -72,10 +75,13 @@ struct CommandAnswer {
     kNotTried,    // our own fault; `error` says why
   };
   Outcome outcome = Outcome::kNotTried;
-  int error = 0;                         // errno of kRefused and kNotTried
+  // Errno of kRefused and kNotTried: EINVAL for a command that does not fit together, ECANCELED
+  // when the stop token was set.
+  int error = 0;
   std::uint8_t scsiStatus = 0;           // SAM-6, 5.3: 00h GOOD, 02h CHECK CONDITION, ...
   std::vector<std::uint8_t> sense = {};  // as it came; may be cut, empty or nonsense
-  // Of an AtaCommand, when the sense data held an ATA Status Return descriptor.
+  // Of an AtaCommand, when the sense data held an ATA Status Return, as a descriptor or in fixed
+  // format; that leaves out the upper halves of count and lba. Asked for with kNonData.
   bool hasRegisters = false;
   AtaRegisters registers;
   // Of an NvmeAdminCommand: status field without the phase bit (0: success), and dword 0.
