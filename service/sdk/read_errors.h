@@ -6,7 +6,10 @@
 
 namespace orvan::sdk {
 
-// Errors of a read that failed at a device.
+// Errors of a read that failed at a device, and of what was not tried.
+
+// A recording does not hold the answer: our own fault, and nothing about the device.
+inline constexpr int kNotRecorded = ENOMSG;
 
 // The device has left the machine, or its medium the device.
 inline bool MeansGone(int error) {

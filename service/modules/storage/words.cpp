@@ -5,6 +5,7 @@
 #include <cerrno>
 
 #include "service/sdk/message_key.h"
+#include "service/sdk/read_errors.h"
 
 namespace orvan::storage::words {
 namespace {
@@ -115,7 +116,7 @@ std::string TimeCapKey(const SurfaceResult& result, std::uint64_t plannedBlocks)
 }  // namespace
 
 std::string ErrorWords(int error) {
-  static constexpr std::array<ErrorRow, 24> kRows = {{
+  static constexpr std::array<ErrorRow, 25> kRows = {{
       {EIO, "input/output error"},
       {ENODATA, "critical medium error"},
       {ETIMEDOUT, "timeout"},
@@ -140,6 +141,7 @@ std::string ErrorWords(int error) {
       {EPROTO, "protocol error"},
       {EPIPE, "broken pipe"},
       {EAGAIN, "resource temporarily unavailable"},
+      {sdk::kNotRecorded, "not in the recording"},
   }};
   const auto row = std::find_if(kRows.begin(), kRows.end(),
                                 [error](const ErrorRow& entry) { return entry.error == error; });

@@ -4,6 +4,8 @@
 
 #include <cerrno>
 
+#include "service/sdk/read_errors.h"
+
 namespace orvan::storage {
 namespace {
 
@@ -135,6 +137,7 @@ TEST(ErrorWords, HasWordsForWhatKeepsTheReaderFromItsWork) {
   for (const int error : {EPERM, EACCES, EBUSY, EMFILE, EPROTO, EPIPE, EAGAIN, ENOSYS}) {
     EXPECT_NE(words::ErrorWords(error), "unknown error") << error;
   }
+  EXPECT_EQ(words::ErrorWords(sdk::kNotRecorded), "not in the recording");
   EXPECT_EQ(words::ErrorWords(9999), "unknown error");
 }
 

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <map>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "service/recording/secrets.h"
+#include "service/sdk/machine.h"
+
+namespace orvan::recording {
+
+// Puts stand-ins in the place of the secrets in what a machine answers, and takes them off again in
+// what a module asks for, so that it finds again what it was shown. Any thread.
+class Redactor {
+ public:
+  explicit Redactor(const Key& key) : secrets_(key) {}
+
+  // Looks for secrets where machines have them, so that they are known wherever they turn up.
+  void LookAround(const sdk::MachineFiles& files);
+
+  std::string Text(const std::string& text);
+  std::string FileContent(const std::string& path, std::string content);
+  // Sorted again.
+  std::vector<std::string> Names(const std::string& folder, const std::vector<std::string>& names);
+  void CommandData(const sdk::DriveCommand& command, std::vector<std::uint8_t>& data);
+  std::string LinkTarget(const std::string& target);
+  // What a module wrote, with the secrets that it was not shown.
+  std::string Revealed(const std::string& text) const { return secrets_.Revealed(text); }
+  // A path that a module made of names that it was shown, as the machine has it.
+  std::string RevealedPath(const std::string& path) const;
+  // What a module asked for, without the secrets that it may know from elsewhere.
+  std::string Asked(const std::string& text) const { return secrets_.Hidden(text); }
+  std::string HashOf(std::span<const std::byte> bytes) const {
+    return recording::HashOf(secrets_.RecordingKey(), bytes);
+  }
+
+ private:
+  std::string Name(const std::string& shown, const std::string& real);
+
+  Secrets secrets_;
+  mutable std::mutex mutex_;  // guards what follows
+  // Names that were shown, of which nothing else tells what they are on the machine.
+  std::map<std::string, std::string> names_;
+};
+
+}  // namespace orvan::recording

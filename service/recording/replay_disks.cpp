@@ -1,0 +1,198 @@
+#include <algorithm>
+#include <list>
+#include <new>
+#include <utility>
+
+#include "service/recording/accesses.h"
+#include "service/recording/replay_parts.h"
+#include "service/sdk/read_errors.h"
+
+namespace orvan::recording {
+namespace {
+
+using sdk::TransferResult;
+
+class Reader final : public sdk::BlockReader {
+ public:
+  Reader(const ReaderAnswer& opened, std::string device, std::shared_ptr<ReplaySource> source)
+      : geometry_(opened.geometry),
+        capacity_(opened.capacity),
+        access_(FieldWriter(kind::kCollect).Text(opened.name)),
+        device_(std::move(device)),
+        source_(std::move(source)) {}
+
+  const sdk::BlockGeometry& Geometry() const override { return geometry_; }
+  std::uint32_t Capacity() const override { return capacity_; }
+  void Submit(const std::vector<sdk::BlockRead>& reads) override {
+    pending_.insert(pending_.end(), reads.begin(), reads.end());
+  }
+
+  // What ended at this call of the recorded run ends here, too.
+  sdk::ReaderState Collect(std::vector<sdk::BlockReadResult>& results,
+                           std::chrono::milliseconds wait) override {
+    if (state_ != sdk::ReaderState::kWorking) return state_;
+    const auto answer = source_->NextNew<CollectAnswer>(access_);
+    if (!answer) {
+      AnswerTheRest(results, wait);
+      return state_;
+    }
+    for (const CollectedReads& lot : answer->reads) {
+      for (std::uint32_t i = 0; i < lot.count; ++i) {
+        Take(results, lot, lot.offsetBytes + std::uint64_t{i} * lot.sizeBytes);
+      }
+    }
+    return state_ = answer->state;
+  }
+
+ private:
+  void Take(std::vector<sdk::BlockReadResult>& results, const CollectedReads& lot,
+            std::uint64_t offset) {
+    const auto read = std::find_if(pending_.begin(), pending_.end(), [&](const auto& one) {
+      return one.offsetBytes == offset && one.sizeBytes == lot.sizeBytes;
+    });
+    if (read == pending_.end()) return;  // the recorded run asked for more
+    results.push_back({read->id, lot.outcome, lot.error});
+    pending_.erase(read);
+  }
+
+  // Reads that the recorded run did not make here.
+  void AnswerTheRest(std::vector<sdk::BlockReadResult>& results, std::chrono::milliseconds wait) {
+    if (pending_.empty()) source_->PassTime(wait);
+    for (const sdk::BlockRead& read : pending_) {
+      source_->PassTime(std::chrono::milliseconds(1));
+      const auto known = source_->LastRead(device_, read.offsetBytes, read.sizeBytes);
+      if (known) {
+        results.push_back({read.id, known->outcome, known->error});
+      } else {
+        results.push_back({read.id, sdk::ReadOutcome::kNotTried, sdk::kNotRecorded});
+      }
+    }
+    pending_.clear();
+  }
+
+  const sdk::BlockGeometry geometry_;
+  const std::uint32_t capacity_;
+  const FieldWriter access_;
+  const std::string device_;
+  const std::shared_ptr<ReplaySource> source_;
+  sdk::ReaderState state_ = sdk::ReaderState::kWorking;
+  std::list<sdk::BlockRead> pending_;  // in the order of submission
+};
+
+class Writer final : public sdk::BlockWriter {
+ public:
+  Writer(const WriterAnswer& opened, std::shared_ptr<ReplaySource> source)
+      : geometry_(opened.geometry), name_(opened.name), source_(std::move(source)) {}
+
+  const sdk::BlockGeometry& Geometry() const override { return geometry_; }
+
+  TransferResult Write(std::uint64_t offset, std::span<const std::byte> data) override {
+    const TransferAnswer answer =
+        Next(FieldWriter(kind::kWrite).Text(name_).Number(offset).Number(data.size()));
+    if (answer.result.IsDone()) {
+      written_[offset] = {answer.hash, {data.begin(), data.end()}};
+    }
+    return answer.result;
+  }
+
+  TransferResult Read(std::uint64_t offset, std::span<std::byte> data) override {
+    const TransferAnswer answer =
+        Next(FieldWriter(kind::kRead).Text(name_).Number(offset).Number(data.size()));
+    if (!answer.result.IsDone()) return answer.result;
+    const auto own = written_.find(offset);
+    const bool isOwn = own != written_.end() && own->second.hash == answer.hash &&
+                       own->second.bytes.size() == data.size();
+    if (isOwn) {
+      std::copy(own->second.bytes.begin(), own->second.bytes.end(), data.begin());
+    } else {
+      FillFrom(answer.hash, data);
+    }
+    return answer.result;
+  }
+
+  TransferResult Flush() override { return Next(FieldWriter(kind::kFlush).Text(name_)).result; }
+
+ private:
+  struct Written {
+    std::string hash;
+    std::vector<std::byte> bytes;
+  };
+
+  TransferAnswer Next(const FieldWriter& access) {
+    return source_->Next<TransferAnswer>(access).value_or(
+        TransferAnswer{{TransferResult::Outcome::kNotTried, sdk::kNotRecorded}, {}});
+  }
+
+  const sdk::BlockGeometry geometry_;
+  const std::string name_;
+  const std::shared_ptr<ReplaySource> source_;
+  std::map<std::uint64_t, Written> written_;  // by offset: the last write there
+};
+
+class Look final : public sdk::FilesystemProbe {
+ public:
+  explicit Look(std::shared_ptr<ReplaySource> source) : source_(std::move(source)) {}
+  std::optional<sdk::FilesystemFacts> Probe(const std::string& device,
+                                            const std::string& mountPoint,
+                                            std::stop_token stop) override {
+    if (stop.stop_requested()) return {};
+    return source_
+        ->Next<std::optional<sdk::FilesystemFacts>>(
+            FieldWriter(kind::kProbe).Text(device).Text(mountPoint))
+        .value_or(std::nullopt);
+  }
+
+ private:
+  const std::shared_ptr<ReplaySource> source_;
+};
+
+class Memory final : public sdk::LockedMemory {
+ public:
+  Memory(std::unique_ptr<std::byte[]> bytes, std::size_t size, std::string name,
+         std::shared_ptr<ReplaySource> source)
+      : bytes_(std::move(bytes)), size_(size), name_(std::move(name)), source_(std::move(source)) {}
+  std::span<std::byte> Bytes() override { return {bytes_.get(), size_}; }
+  std::optional<std::uint64_t> PhysicalAddress(std::size_t offset) const override {
+    return source_
+        ->Next<std::optional<std::uint64_t>>(
+            FieldWriter(kind::kPhysical).Text(name_).Number(offset))
+        .value_or(std::nullopt);
+  }
+
+ private:
+  const std::unique_ptr<std::byte[]> bytes_;
+  const std::size_t size_;
+  const std::string name_;
+  const std::shared_ptr<ReplaySource> source_;
+};
+
+}  // namespace
+
+void FillFrom(const std::string& hash, std::span<std::byte> bytes) {
+  for (std::size_t i = 0; i < bytes.size(); ++i) {
+    bytes[i] = hash.empty() ? std::byte{0} : static_cast<std::byte>(hash[i % hash.size()]);
+  }
+}
+
+std::unique_ptr<sdk::BlockReader> ReplayReader(const ReaderAnswer& opened, std::string device,
+                                               std::shared_ptr<ReplaySource> source) {
+  return std::make_unique<Reader>(opened, std::move(device), std::move(source));
+}
+
+std::unique_ptr<sdk::BlockWriter> ReplayWriter(const WriterAnswer& opened,
+                                               std::shared_ptr<ReplaySource> source) {
+  return std::make_unique<Writer>(opened, std::move(source));
+}
+
+std::unique_ptr<sdk::FilesystemProbe> ReplayProbe(std::shared_ptr<ReplaySource> source) {
+  return std::make_unique<Look>(std::move(source));
+}
+
+std::unique_ptr<sdk::LockedMemory> ReplayMemory(std::size_t bytes, std::string name,
+                                                std::shared_ptr<ReplaySource> source) {
+  std::unique_ptr<std::byte[]> memory(new (std::nothrow) std::byte[bytes]);
+  if (!memory) return nullptr;
+  return std::make_unique<Memory>(std::move(memory), bytes, std::move(name), std::move(source));
+}
+
+}  // namespace orvan::recording
