@@ -10,6 +10,7 @@
 
 #include "service/machine/apart_calls.h"
 #include "service/machine/block_reader.h"
+#include "service/machine/block_writer.h"
 #include "service/machine/drive_commands.h"
 #include "service/machine/filesystem_probe.h"
 #include "service/machine/folder_state.h"
@@ -40,16 +41,18 @@ class LiveMachine final : public KeptMachine {
  public:
   explicit LiveMachine(LiveMachineOptions options)
       : filesMayBeDrives_(options.filesMayBeDrives),
-        files_(std::move(options.root)),
+        files_(std::make_shared<LiveFiles>(std::move(options.root))),
         state_(std::move(options.stateFolder)),
         helperPath_(std::move(options.helperPath)) {}
 
-  const sdk::MachineFiles& Files() const override { return files_; }
+  const sdk::MachineFiles& Files() const override { return *files_; }
   OpenedReader OpenReader(const BlockReaderOptions& options, std::stop_token stop) override {
     return OpenBlockReader(helperPath_, options, std::move(stop));
   }
-  sdk::OpenedWriter OpenWriter(const sdk::BlockWriterOptions&, std::stop_token) override {
-    return {nullptr, sdk::WriteRefusal::kNotGranted, 0};
+  sdk::OpenedWriter OpenWriter(const sdk::BlockWriterOptions& options,
+                               std::stop_token stop) override {
+    if (!mayWrite_) return {nullptr, sdk::WriteRefusal::kNotGranted, 0};
+    return OpenBlockWriter(calls_, files_, options, std::move(stop));
   }
   std::unique_ptr<FilesystemProbe> MakeProbe(std::chrono::milliseconds limit,
                                              std::chrono::milliseconds budget) override {
@@ -83,7 +86,7 @@ class LiveMachine final : public KeptMachine {
   ApartCalls calls_{leftBehind_};
   std::atomic<bool> mayWrite_ = false;
   const bool filesMayBeDrives_;
-  LiveFiles files_;
+  const std::shared_ptr<const LiveFiles> files_;
   FolderState state_;
   std::string helperPath_;
 };

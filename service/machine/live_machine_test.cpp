@@ -80,6 +80,16 @@ TEST(LiveMachine, PassesOnWhatWritesOnlyWhileThatIsGranted) {
   EXPECT_EQ(machine->LeftBehind(), 0U);
 }
 
+TEST(LiveMachine, OpensNothingForWritingUnlessThatIsGranted) {
+  const auto machine = MakeLiveMachine({});
+  sdk::BlockWriterOptions options;
+  options.device = "/dev/no-such-disk";
+  options.expectedDevice = sdk::DeviceNumber(4000, 1);
+  EXPECT_EQ(machine->OpenWriter(options, {}).refusal, sdk::WriteRefusal::kNotGranted);
+  machine->GrantWriting(true);
+  EXPECT_EQ(machine->OpenWriter(options, {}).refusal, sdk::WriteRefusal::kUnknownUse);
+}
+
 TEST(LiveMachine, LocksMemory) {
   const auto machine = MakeLiveMachine({});
   const sdk::LockedMemoryResult result = machine->LockMemory(65536);
