@@ -13,6 +13,7 @@ import threading
 import time
 
 READ, WRITE, LEAVE, FLUSH, TRIM, WRITE_ZEROES = 0, 1, 2, 3, 4, 6
+FORCE = 1
 CHANGING = (WRITE, TRIM, WRITE_ZEROES)
 
 OPTION_MAGIC = b"IHAVEOPT"
@@ -26,10 +27,11 @@ FLAGS = 1 | 4 | 8 | 32 | 64
 class Request:
     """What the drive was asked: `kind`, `offset` and `length` in bytes, `at` on the host's clock."""
 
-    def __init__(self, kind, offset, length):
+    def __init__(self, kind, offset, length, flags=0):
         self.kind = kind
         self.offset = offset
         self.length = length
+        self.is_forced = bool(flags & FORCE)  # has to have reached the medium when it is answered
         self.at = time.monotonic()
 
 
@@ -47,9 +49,11 @@ class Drive:
         self.released = threading.Condition(self.lock)
         self.bad = set()
         self.hanging = set()
+        self.waiting = 0
         self.bytes_per_second = None
         self.requests = []
         self.heals_on_write = False
+        self.unflushed = []  # (offset, what was there before) of each write since the last flush
         self.file = os.open(path, os.O_RDWR | os.O_CREAT | os.O_CLOEXEC, 0o600)
         os.ftruncate(self.file, size)
 
@@ -76,10 +80,22 @@ class Drive:
         with self.lock:
             self.hanging.update(range(lba, lba + count))
 
+    def is_hanging(self):
+        """Whether somebody waits for an answer that does not come."""
+        with self.lock:
+            return self.waiting > 0
+
     def release(self):
         with self.lock:
             self.hanging.clear()
             self.released.notify_all()
+
+    def lose_power(self):
+        """What was written and not flushed is as it was before, as the worst drive may have it."""
+        with self.lock:
+            for offset, content in reversed(self.unflushed):
+                os.pwrite(self.file, content, offset)
+            self.unflushed.clear()
 
     def throttle(self, bytes_per_second):
         """How much it gives at most; None for all it can."""
@@ -123,8 +139,10 @@ class Drive:
         end = -(-(request.offset + request.length) // self.sector)
         with self.lock:
             self.requests.append(request)
+            self.waiting += 1
             while request.kind == READ and not self.hanging.isdisjoint(range(first, end)):
                 self.released.wait()
+            self.waiting -= 1
             if request.kind == READ and not self.bad.isdisjoint(range(first, end)):
                 return errno.EIO, b""
             if request.kind in CHANGING and self.heals_on_write:
@@ -139,10 +157,13 @@ class Drive:
             return errno.EINVAL, b""
         if request.kind == READ:
             return 0, os.pread(self.file, request.length, request.offset)
-        if request.kind == WRITE:
-            os.pwrite(self.file, content, request.offset)
-        elif request.kind in (TRIM, WRITE_ZEROES):
-            os.pwrite(self.file, bytes(request.length), request.offset)
+        with self.lock:
+            if request.kind in CHANGING:
+                before = os.pread(self.file, request.length, request.offset)
+                self.unflushed.append((request.offset, before))
+                os.pwrite(self.file, content or bytes(request.length), request.offset)
+            if request.kind == FLUSH or request.is_forced:
+                self.unflushed.clear()
         return 0, b""
 
 
@@ -189,11 +210,11 @@ class Line:
         try:
             drive = self.agree()
             while drive:
-                _, _, kind, handle, offset, length = struct.unpack(">IHHQQI", self.take(28))
+                _, flags, kind, handle, offset, length = struct.unpack(">IHHQQI", self.take(28))
                 if kind == LEAVE:
                     return
                 content = self.take(length) if kind == WRITE else b""
-                error, answer = drive.answer(Request(kind, offset, length), content)
+                error, answer = drive.answer(Request(kind, offset, length, flags), content)
                 head = struct.pack(">IIQ", 0x67446698, error, handle)
                 self.connection.sendall(head + answer)
         except ConnectionError:
@@ -207,10 +228,12 @@ class Shelf:
 
     def __init__(self, path, drives):
         self.drives = drives
+        self.lines = []
         self.socket = socket.socket(socket.AF_UNIX)
         self.socket.bind(str(path))
         self.socket.listen()
-        threading.Thread(target=self.wait, daemon=True).start()
+        self.porter = threading.Thread(target=self.wait, daemon=True)
+        self.porter.start()
 
     def wait(self):
         while True:
@@ -218,8 +241,20 @@ class Shelf:
                 connection, _ = self.socket.accept()
             except OSError:
                 return  # closed
-            threading.Thread(target=Line(connection, self.drives).serve, daemon=True).start()
+            line = threading.Thread(target=Line(connection, self.drives).serve, daemon=True)
+            self.lines.append(line)
+            line.start()
+
+    def wait_until_idle(self):
+        """Until nobody uses a drive any more, once the emulator has ended."""
+        for drive in self.drives.values():
+            drive.release()
+        for line in self.lines:
+            line.join()
+        self.lines.clear()
 
     def close(self):
         self.socket.shutdown(socket.SHUT_RDWR)
+        self.porter.join()
+        self.wait_until_idle()
         self.socket.close()

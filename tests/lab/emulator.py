@@ -108,7 +108,7 @@ def port_count(row):
 def command_line(row, kernel, folder):
     drivers = [*row.drivers, *(driver for _, _, driver in row.devices)]
     append = (
-        "console=ttyS0 panic=-1 oops=panic quiet "
+        "console=ttyS0 panic=-1 oops=panic loglevel=5 "
         f"lab.tree={kernel.tree} lab.agent={HERE / 'agent.py'} lab.drivers={','.join(drivers)}"
     )
     devices = [

@@ -89,14 +89,17 @@ class Machine:
         """As if the plug were pulled: nothing is written any more."""
         if self.emulator:
             self.emulator.kill()
+            self.shelf.wait_until_idle()
         for drive in self.drives.values():
-            drive.release()
+            drive.lose_power()
 
     def last_words(self):
         return self.emulator.last_words() if self.emulator else "it was never switched on"
 
     def stand_still(self, seconds):
-        """The whole machine stands still for that time; only the clock of its board goes on."""
+        """The whole machine stands still for that time; only the clock of its board goes on.
+
+        Its drives answer first, so none may hang."""
         self.commands.do("stop")
         time.sleep(seconds)
         self.commands.do("cont")

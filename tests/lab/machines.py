@@ -81,6 +81,17 @@ EVERY_KIND = in_slots(
     )
 )
 
+STRANGE = in_slots(
+    DriveRow("escape", "scsi", serial="\x1b[2J\x1b]0;x\x07"),
+    DriveRow("lines", "ahci", serial="S1\nId\t99"),
+    DriveRow("key", "nvme", serial="_FAILED|X"),
+    DriveRow("format", "usb", serial="%s%n%99999d"),
+    DriveRow("bidi", "virtio", serial="a\u202eb"),
+    DriveRow("twin-1", "scsi", serial="TWIN"),
+    DriveRow("twin-2", "scsi", serial="TWIN"),
+    DriveRow("nameless", "scsi", serial=""),
+)
+
 MACHINES = {
     "bare": MachineRow("no drive at all", drivers=("sd_mod", "ahci")),
     "kinds": MachineRow("five kinds of drives, with sectors of 512, 512e and 4Kn each", EVERY_KIND),
@@ -91,6 +102,7 @@ MACHINES = {
                         in_slots(DriveRow("stays", "virtio", mib=1),
                                  *(DriveRow(f"{kind}-{test}", kind, mib=64)
                                    for kind in KINDS for test in ("f", "r", "l")))),
+    "strange": MachineRow("drives that lie about themselves", STRANGE),
     "faults": MachineRow("one NVMe drive and one network card, for faults of the machine itself",
                          in_slots(DriveRow("nvme", "nvme")),
                          devices=(("card", "e1000e", "e1000e"),)),

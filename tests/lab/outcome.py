@@ -5,6 +5,7 @@ import re
 PASSED, FAILED, WARNING, CANCELED, NOT_AVAILABLE = 0, 21, 22, 25, 31
 INPUT_OUTPUT = "error 5 (input/output error)"
 MEDIUM = "error 61 (critical medium error)"
+VALUES = 26  # the column in which the values of a listing stand
 
 
 class TestOutcome:
@@ -44,7 +45,7 @@ def devices(output):
     """The rows of each device of a listing (-D), as dictionaries."""
     found = []
     for block in output.decode().split("-" * 62):
-        rows = dict(re.findall(r"^(\S.*?)  +(.+)$", block, re.M))
+        rows = {line[:VALUES].strip(): line[VALUES:] for line in block.split("\n")}
         if "Id" in rows:
             found.append(rows)
     return found

@@ -4,7 +4,7 @@ import re
 
 import pytest
 from drive import WRITE
-from emulator import wait_for
+from emulator import LabFault, wait_for
 from machines import MIB, DriveRow
 
 MACHINE = "faults"
@@ -32,12 +32,16 @@ with open("/dev/nvme0", "rb") as drive:
 print(log.raw[0])
 """
 
-# Writes one page that reaches the drive, and one that is only in the machine's memory by then.
+# Writes a page that the drive is told to keep, one that is only in the drive's own memory, and one
+# that is only in the machine's.
 WRITER = """
-import os, time
+import mmap, os, time
 disk = os.open("{disk}", os.O_RDWR)
 os.pwrite(disk, b"reached " * 512, 4096)
 os.fsync(disk)
+page = mmap.mmap(-1, 4096)
+page[:] = b"resting " * 512
+os.pwrite(os.open("{disk}", os.O_RDWR | os.O_DIRECT), page, 8192)
 os.pwrite(disk, b"waiting " * 512, 1 << 20)
 print("written", flush=True)
 time.sleep(600)
@@ -64,6 +68,14 @@ def test_corrected_machine_check_is_told_by_the_kernel(machine):
     machine.machine_check(bank=1, status=0x9C00000000000134, address=0x1234000)
     told = r"\[Hardware Error\]: .*Bank 1: 9c00000000000134"
     wait_for("the machine check", lambda: re.search(told, machine.guest.kernel_log()), 60)
+
+
+def test_uncorrected_machine_check_ends_the_machine_and_its_console_tells_why(machine):
+    with pytest.raises(LabFault, match="the machine has ended"):
+        machine.machine_check(bank=1, status=0xBD80000000000134, address=0x1234000)
+        machine.guest.wait_until(lambda: False, 60, "its end")
+    wait_for("the emulator's end", machine.emulator.has_ended, 20)
+    assert "Fatal local machine check" in machine.last_words()
 
 
 def test_link_error_is_counted_by_the_kernel(machine):
@@ -93,10 +105,11 @@ def test_machine_stands_still_and_does_not_know(machine):
 def test_power_cut_keeps_what_reached_the_drive_and_nothing_else(machine):
     disk = f"/dev/{machine.kernel_names()['nvme']}"
     python(machine, WRITER.format(disk=disk)).expect(b"written")
-    assert {request.offset for request in machine.drives["nvme"].asked(WRITE)} == {4096}
+    assert {request.offset for request in machine.drives["nvme"].asked(WRITE)} == {4096, 8192}
     machine.restart()
     disk = f"/dev/{machine.kernel_names()['nvme']}"
     assert machine.guest.read(disk, 4096, 8) == b"reached "
+    assert machine.guest.read(disk, 8192, 8) == bytes(8)
     assert machine.guest.read(disk, MIB, 8) == bytes(8)
 
 

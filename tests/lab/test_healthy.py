@@ -1,0 +1,53 @@
+"""Sound machines, many times over: no alarm, nothing to say, nothing written."""
+
+import pytest
+from machines import EVERY_KIND
+from outcome import PASSED, outcomes
+
+MACHINE = "kinds"
+RUNS = 20
+TESTS = ["Funnel Read Test", "Random Read Test"]
+ALL_TESTS = [*TESTS, *TESTS, "Linear Read Test"]
+
+
+def expect_no_alarm(result, tests):
+    assert result.stderr == b""
+    found = outcomes(result.stdout)
+    assert list(found) == [row.name for row in EVERY_KIND]
+    for drive, said in found.items():
+        assert [test.name for test in said] == tests, drive
+        assert {test.verdict for test in said} == {"Passed"}, drive
+        # What a test says of itself, and never of the drive.
+        assert all(text.startswith("Reading in random order with seed ")
+                   for test in said for text in test.said), said  # fmt: skip
+    assert result.returncode == PASSED
+
+
+@pytest.fixture
+def unwritten(machine):
+    """Nobody wrote to a drive, and the kernel has no complaint, when the test is over."""
+    hashes = {name: drive.content_hash() for name, drive in machine.drives.items()}
+    yield
+    assert [name for name, drive in machine.drives.items() if drive.changes()] == []
+    assert {name: drive.content_hash() for name, drive in machine.drives.items()} == hashes
+    assert "error" not in machine.guest.said("dmesg", "--level=emerg,alert,crit,err")
+
+
+@pytest.mark.parametrize("run", range(1, RUNS + 1))
+def test_run_of_everything_passes(machine, world, unwritten, run):
+    """Quick and extended diagnostics of all modules on all their devices."""
+    expect_no_alarm(world.run(["-Uq,e"]), ALL_TESTS)
+    (log,) = world.logs()
+    assert log[-1]["testRunArtifact"]["testRunEnd"] == {"status": "COMPLETE", "result": "PASS"}
+
+
+def test_machine_that_stood_still_is_no_fault_of_a_drive(machine, world, unwritten):
+    world.configure(timeout_seconds=4)
+    drive = machine.drives["nvme-512"]
+    drive.throttle(2_000_000)
+    running = world.start(["-Mstorage", "-El", "1"])
+    running.expect(rb"=> Linear Read Test")
+    machine.stand_still(seconds=6)
+    result = running.wait()
+    assert [test.verdict for test in outcomes(result.stdout)["nvme-512"]] == ["Passed"]
+    assert result.returncode == PASSED
