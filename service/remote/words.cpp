@@ -32,12 +32,16 @@ std::string StatusText(int status) {
   return text;
 }
 
+std::string MemoryText(const protocol::OutOfMemory& memory) {
+  const std::string taken = std::to_string(memory.residentBytes / kMebibyte) + " MiB";
+  const std::string limit = std::to_string(memory.limitBytes / kMebibyte) + " MiB";
+  return memory.residentBytes > memory.limitBytes
+             ? "took " + taken + " of memory, with a limit of " + limit
+             : "asked for more memory than its limit of " + limit + ", with " + taken + " in use";
+}
+
 std::string EndText(const Outcome& outcome) {
-  if (outcome.memory) {
-    return "took " + std::to_string(outcome.memory->residentBytes / kMebibyte) +
-           " MiB of memory, with a limit of " +
-           std::to_string(outcome.memory->limitBytes / kMebibyte) + " MiB";
-  }
+  if (outcome.memory) return MemoryText(*outcome.memory);
   if (outcome.end.signal != 0) return "was ended by " + SignalText(outcome.end.signal);
   return "ended by itself, with " + StatusText(outcome.end.status);
 }

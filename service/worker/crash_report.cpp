@@ -4,12 +4,14 @@
 #include <link.h>
 #include <poll.h>
 #include <signal.h>
+#include <ucontext.h>
 
 #include <algorithm>
 #include <array>
 #include <atomic>
 #include <cstdint>
 #include <cstring>
+#include <span>
 
 namespace orvan::worker {
 namespace {
@@ -75,19 +77,38 @@ bool HasAddress(int signal) {
   return signal == SIGSEGV || signal == SIGBUS || signal == SIGILL || signal == SIGFPE;
 }
 
+// Where the thread was when the signal came; null where that is not known.
+void* PlaceOf(const ucontext_t& context) {
+#if defined(__x86_64__)
+  return reinterpret_cast<void*>(context.uc_mcontext.gregs[REG_RIP]);
+#elif defined(__aarch64__)
+  return reinterpret_cast<void*>(context.uc_mcontext.pc);
+#else
+  return nullptr;
+#endif
+}
+
+// The places that led there, without those of the handler itself.
+std::span<void* const> PlacesBelow(std::span<void* const> places, const ucontext_t& context) {
+  const auto first = std::find(places.begin(), places.end(), PlaceOf(context));
+  return first == places.end() ? places : std::span(first, places.end());
+}
+
 // Only calls that a signal handler may make: backtrace was called before, so that its library is
 // there and found without a lock.
-void Tell(int signal, const siginfo_t& information) {
+void Tell(int signal, const siginfo_t& information, const ucontext_t& context) {
   static protocol::Crashed crashed;
   std::array<void*, protocol::kMostFrames> addresses{};
   const int count = backtrace(addresses.data(), static_cast<int>(addresses.size()));
+  const std::span places =
+      PlacesBelow(std::span(addresses).first(static_cast<std::size_t>(count)), context);
   crashed.signal = signal;
   crashed.address = HasAddress(signal) && information.si_code > 0
                         ? reinterpret_cast<std::uintptr_t>(information.si_addr)
                         : 0;
-  crashed.count = static_cast<std::uint32_t>(std::max(count, 0));
+  crashed.count = static_cast<std::uint32_t>(places.size());
   for (std::size_t i = 0; i < crashed.count; ++i) {
-    crashed.frames[i] = FrameAt(reinterpret_cast<std::uintptr_t>(addresses[i]));
+    crashed.frames[i] = FrameAt(reinterpret_cast<std::uintptr_t>(places[i]));
   }
   static protocol::FixedBytes<sizeof(protocol::Crashed) + 64> bytes;
   protocol::EncodeInto<protocol::FromWorker>(bytes, crashed);
@@ -97,9 +118,10 @@ void Tell(int signal, const siginfo_t& information) {
   socket.Send(bytes.Bytes(), {}, false);
 }
 
-void OnFatalSignal(int signal, siginfo_t* information, void* /*context*/) {
+void OnFatalSignal(int signal, siginfo_t* information, void* context) {
   // Another thread's signal, or one of the handler itself, ends the process at once.
-  if (!report.isUnderWay.exchange(true)) Tell(signal, *information);
+  if (!report.isUnderWay.exchange(true))
+    Tell(signal, *information, *static_cast<const ucontext_t*>(context));
   struct sigaction usual {};
   usual.sa_handler = SIG_DFL;
   sigaction(signal, &usual, nullptr);

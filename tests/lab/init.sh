@@ -16,7 +16,6 @@ tree=$(option tree)
 drivers=$(option drivers | /bin/busybox tr , ' ')
 agent=$(option agent)
 
-busybox hostname lab
 while read -r module; do
     busybox insmod "/modules/$module"
 done </modules/order

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <condition_variable>
+#include <mutex>
+#include <stop_token>
+#include <string>
+#include <vector>
+
+#include "service/sdk/module.h"
+
+namespace selftest {
+
+// Sleeps until it is to stop.
+inline void WaitForStop(const std::stop_token& stop) {
+  std::mutex mutex;
+  std::condition_variable_any changed;
+  std::unique_lock lock(mutex);
+  changed.wait(lock, stop, [] { return false; });
+}
+
+// The tests that a module may have, and those that ask their context for much.
+std::vector<orvan::sdk::TestRecord> WellBehavedTests();
+// The tool's own words of the setting "selftest/tool"; false for a word that is none.
+bool RunTool(const std::string& word, orvan::sdk::ToolContext& context);
+
+}  // namespace selftest

@@ -1,0 +1,209 @@
+#include "tests/selftest_module/deeds.h"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/mman.h>
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <thread>
+
+namespace selftest {
+namespace {
+
+constexpr int kSocket = 3;  // of a worker to its program
+
+// Nothing of the compiler's cleverness may do away with a fault.
+volatile int zero = 0;
+
+template <int kSignal>
+void Raise(const std::string& /*file*/) {
+  raise(kSignal);
+}
+
+void WriteToNull(const std::string& /*file*/) {
+  volatile int* volatile nowhere = nullptr;
+  *nowhere = 1;
+}
+
+void DivideByZero(const std::string& /*file*/) {
+  const int dividend = zero + 7;
+  zero = dividend / zero;
+}
+
+void RunInvalidCode(const std::string& /*file*/) {
+  __builtin_trap();
+}
+
+[[gnu::noinline]] std::size_t FallDeeper(volatile char* above) {
+  std::array<volatile char, 1024> frame{};
+  frame[0] = *above;
+  if (zero != 0) return 0;
+  return FallDeeper(frame.data()) + static_cast<std::size_t>(frame[0]) + 1;
+}
+
+void OverflowStack(const std::string& /*file*/) {
+  volatile char first = 1;
+  zero = static_cast<int>(FallDeeper(&first));
+}
+
+void CrashElsewhere(const std::string& file) {
+  std::thread([file] { WriteToNull(file); }).join();
+}
+
+void Terminate(const std::string& /*file*/) {
+  std::thread([] { throw std::runtime_error("nobody catches this"); }).join();
+}
+
+void Hang(const std::string& /*file*/) {
+  while (true) pause();
+}
+
+void Spin(const std::string& /*file*/) {
+  while (zero == 0) {
+  }
+}
+
+// In the kernel, in a sleep that no signal but the last one ends.
+void HangInKernel(const std::string& /*file*/) {
+  if (vfork() == 0) {
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    while (true) pause();
+  }
+}
+
+// In the kernel, in a call of a file that never answers.
+void ReadFile(const std::string& file) {
+  const int descriptor = open(file.c_str(), O_RDONLY | O_CLOEXEC);
+  char byte = 0;
+  [[maybe_unused]] const ssize_t got = read(descriptor, &byte, 1);
+}
+
+void Grow(const std::string& /*file*/) {
+  constexpr std::size_t kStep = 4U << 20;
+  std::vector<std::unique_ptr<char[]>> kept;
+  while (true) {
+    kept.push_back(std::make_unique<char[]>(kStep));
+    for (std::size_t at = 0; at < kStep; at += 4096) kept.back()[at] = 1;
+  }
+}
+
+// With memory that no limit of the system's is about.
+void GrowUnseen(const std::string& /*file*/) {
+  constexpr std::size_t kStep = 4U << 20;
+  while (true) {
+    void* const more =
+        mmap(nullptr, kStep, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    if (more != MAP_FAILED) std::memset(more, 1, kStep);
+  }
+}
+
+void AllocateAtOnce(const std::string& /*file*/) {
+  char* volatile much = new char[(1ULL << 40) + static_cast<std::size_t>(zero)];
+  delete[] much;
+}
+
+void CloseAll(const std::string& /*file*/) {
+  for (int descriptor = kSocket; descriptor < 1024; ++descriptor) close(descriptor);
+}
+
+void CloseAllAndHang(const std::string& file) {
+  CloseAll(file);
+  Hang(file);
+}
+
+void SendBytes(const void* bytes, std::size_t size) {
+  [[maybe_unused]] const ssize_t sent = send(kSocket, bytes, size, MSG_NOSIGNAL);
+}
+
+void SendGarbage(const std::string& /*file*/) {
+  const std::string garbage = "this is no message";
+  SendBytes(garbage.data(), garbage.size());
+}
+
+void SendNothing(const std::string& /*file*/) {
+  SendBytes("", 1);
+}
+
+// A message like the program expects, of a request that it never made.
+void Forge(const std::string& /*file*/) {
+  struct [[gnu::packed]] {
+    char form = 0;
+    std::uint32_t kind = 7;  // of progress
+    std::uint64_t request = 4711;
+    std::int32_t percent = 50;
+    std::uint32_t length = 0;
+  } message;
+  SendBytes(&message, sizeof(message));
+}
+
+// A memory that says that it holds a message, and does not.
+void SendMemoryThatIsNone(const std::string& /*file*/) {
+  const char inMemory = 1;
+  SendBytes(&inMemory, 1);
+}
+
+void LeaveChild(const std::string& /*file*/) {
+  if (fork() == 0) {
+    prctl(PR_SET_NAME, "selftest-child");
+    while (true) pause();
+  }
+}
+
+}  // namespace
+
+const std::vector<Deed>& Deeds() {
+  static const std::vector<Deed> deeds{
+      {"throw", [](const std::string&) { throw std::runtime_error("thrown on purpose"); }},
+      {"throw-number", [](const std::string&) { throw 5; }},
+      {"segv", WriteToNull},
+      {"bus", Raise<SIGBUS>},
+      {"ill", RunInvalidCode},
+      {"fpe", DivideByZero},
+      {"abort", [](const std::string&) { std::abort(); }},
+      {"trap", Raise<SIGTRAP>},
+      {"sys", Raise<SIGSYS>},
+      {"xcpu", Raise<SIGXCPU>},
+      {"xfsz", Raise<SIGXFSZ>},
+      {"term", Raise<SIGTERM>},
+      {"kill", Raise<SIGKILL>},
+      {"overflow", OverflowStack},
+      {"crash-elsewhere", CrashElsewhere},
+      {"terminate", Terminate},
+      {"exit", [](const std::string&) { std::exit(3); }},
+      {"exit-at-once", [](const std::string&) { _exit(0); }},
+      {"hang", Hang},
+      {"spin", Spin},
+      {"stop", Raise<SIGSTOP>},
+      {"hang-in-kernel", HangInKernel},
+      {"read-file", ReadFile},
+      {"grow", Grow},
+      {"grow-unseen", GrowUnseen},
+      {"allocate-at-once", AllocateAtOnce},
+      {"close-all", CloseAll},
+      {"close-all-and-hang", CloseAllAndHang},
+      {"garbage", SendGarbage},
+      {"nothing", SendNothing},
+      {"forge", Forge},
+      {"no-memory", SendMemoryThatIsNone},
+      {"leave-child", LeaveChild},
+  };
+  return deeds;
+}
+
+void Commit(const std::string& name, const std::string& file) {
+  if (name.empty()) return;
+  for (const Deed& deed : Deeds()) {
+    if (deed.name == name) return deed.commit(file);
+  }
+  throw std::out_of_range("no deed " + name);
+}
+
+}  // namespace selftest

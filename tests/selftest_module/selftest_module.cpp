@@ -1,0 +1,118 @@
+#include "tests/selftest_module/selftest_module.h"
+
+#include <unistd.h>
+
+#include <string>
+#include <utility>
+
+#include "service/sdk/descriptor.h"
+#include "service/sdk/rows.h"
+#include "tests/selftest_module/contexts.h"
+#include "tests/selftest_module/deeds.h"
+
+namespace selftest {
+namespace {
+
+using namespace orvan::sdk;
+
+constexpr std::uint32_t kNeitherKind = 3;
+constexpr std::uint64_t kFirstDeed = 100;
+constexpr std::uint64_t kFirstOfNoLength = 1000;
+
+class Part final : public Device {
+ public:
+  explicit Part(std::string id, std::string uniqueId)
+      : id_(std::move(id)), uniqueId_(std::move(uniqueId)) {}
+  std::string Id() const override { return id_; }
+  DeviceInformation Information() const override {
+    DeviceInformation information;
+    information.name = "Part " + uniqueId_;
+    return information;
+  }
+  std::vector<DiagResource> Resources() const override { return {}; }
+  std::string UniqueId() const override { return uniqueId_; }
+
+ private:
+  std::string id_;
+  std::string uniqueId_;
+};
+
+std::vector<TestRecord> DeedTests(const std::string& file) {
+  std::vector<TestRecord> tests;
+  std::uint64_t identifier = kFirstDeed;
+  for (const Deed& deed : Deeds()) {
+    const auto run = [commit = deed.commit, file](TestContext& context) {
+      context.Report(1);
+      commit(file);
+      return Verdict::Passed();
+    };
+    tests.push_back(MakeTest({deed.name, deed.name, deed.name, TestKey(identifier++, 1), deed.name},
+                             {{}, run}));
+  }
+  return tests;
+}
+
+std::vector<TestRecord> TestsOfNoLength(std::uint64_t count) {
+  std::vector<TestRecord> tests;
+  for (std::uint64_t number = 0; number < count; ++number) {
+    TestRecord test;
+    test.name = "NOTHING_" + std::to_string(number);
+    test.option = "n" + std::to_string(number);
+    test.longName = "nothing-" + std::to_string(number);
+    test.key = TestKey(kFirstOfNoLength + number, 1);
+    test.run = [](TestContext&) { return Verdict::Passed(); };
+    tests.push_back(std::move(test));
+  }
+  return tests;
+}
+
+}  // namespace
+
+SelftestModule::SelftestModule(const ModuleEnvironment& environment)
+    : settings_(environment.settings) {
+  const std::uint64_t count = NumberIn(Setting("tests")).value_or(1);
+  diagnostics_ = {
+      MakeDiagnostic({"DEEDS", "I", "ill-deeds", DiagnosticKey(1, kNeitherKind), "misbehaves"},
+                     DeedTests(Setting("file"))),
+      MakeDiagnostic({"GOOD_DEEDS", "B", "good-deeds", DiagnosticKey(2, kNeitherKind), "behaves"},
+                     WellBehavedTests()),
+      MakeDiagnostic({"NOTHING", "N", "nothing", DiagnosticKey(3, kNeitherKind), "does nothing"},
+                     TestsOfNoLength(count)),
+  };
+  ToolRecord tool;
+  tool.name = "recover_bad_sectors";
+  tool.description = "|MISBEHAVES";
+  tool.hint = "recover";
+  tool.run = [word = Setting("tool"), file = Setting("file")](ToolContext& context) {
+    if (!RunTool(word, context)) Commit(word, file);
+  };
+  tools_ = {std::move(tool)};
+}
+
+std::string SelftestModule::Setting(const std::string& name) const {
+  const auto found = settings_.find("selftest/" + name);
+  return found != settings_.end() ? found->second : std::string();
+}
+
+std::vector<std::unique_ptr<Device>> SelftestModule::ScanDevices(std::stop_token stop) {
+  const std::string scan = Setting("scan");
+  if (scan == "slow") {
+    WaitForStop(stop);
+  } else {
+    Commit(scan, Setting("file"));
+  }
+  const std::string marker = Setting("marker");
+  const bool lacksFirst = !marker.empty() && access(marker.c_str(), F_OK) == 0;
+  std::vector<std::unique_ptr<Device>> devices;
+  const std::uint64_t count = NumberIn(Setting("devices")).value_or(2);
+  for (std::uint64_t number = lacksFirst ? 1 : 0; number < count; ++number) {
+    // An id is given anew at each scan, a unique id stays.
+    devices.push_back(
+        std::make_unique<Part>(std::to_string(devices.size()), "part-" + std::to_string(number)));
+  }
+  return devices;
+}
+
+}  // namespace selftest
+
+ORVAN_MODULE(selftest::SelftestModule, "selftest", "cap_dac_read_search", 16 << 20)

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "service/sdk/module.h"
+
+namespace selftest {
+
+// A module that does whatever a module should not, one deed in each test. Settings:
+//   selftest/devices  how many devices there are, 2 by default
+//   selftest/file     a path: of a file that read-file reads
+//   selftest/marker   a path: while there is a file, the scan does not find device 0
+//   selftest/scan     a deed that each scan commits, or "slow": one that waits for its stop
+//   selftest/tool     a deed that the tool commits, or one of its own
+//   selftest/tests    how many tests of no length the diagnostic N has, 1 by default
+class SelftestModule final : public orvan::sdk::Module {
+ public:
+  explicit SelftestModule(const orvan::sdk::ModuleEnvironment& environment);
+
+  std::string Name() const override { return "Selftest"; }
+  ProductVersion Version() const override { return {1, 0, 0, 0}; }
+  orvan::sdk::ModuleHelp Help() const override { return {"does what no module should."}; }
+  const std::vector<orvan::sdk::DiagnosticRecord>& Diagnostics() const override {
+    return diagnostics_;
+  }
+  const std::vector<orvan::sdk::ToolRecord>& Tools() const override { return tools_; }
+  std::vector<std::unique_ptr<orvan::sdk::Device>> ScanDevices(std::stop_token stop) override;
+
+ private:
+  std::string Setting(const std::string& name) const;
+
+  const std::map<std::string, std::string> settings_;
+  std::vector<orvan::sdk::DiagnosticRecord> diagnostics_;
+  std::vector<orvan::sdk::ToolRecord> tools_;
+};
+
+}  // namespace selftest

@@ -1,0 +1,154 @@
+"""Tests, scans and tools that do not end: how long they are waited for, and what is left of them."""
+
+import os
+import signal
+
+import pytest
+from disk import FaultyDisk, needs_devices
+from pace import Stopwatch
+from terminal import Terminal, eventually
+
+CANCELED = 25
+GRACE = 2.0  # of a test that was told to stop
+ALONE = ["hang", "spin", "stop", "hang-in-kernel"]
+
+
+class FaultyFile(FaultyDisk):
+    """The file alone, without a device on it."""
+
+    def attach(self):
+        return None
+
+
+@pytest.fixture
+def hanging_file(tmp_path):
+    """A file whose first sector is never read to its end."""
+    with FaultyFile(tmp_path, 8) as disk:
+        disk.command("hang", 0, 1)
+        yield disk
+
+
+def started(world, deed, diagnostic="I"):
+    """The program on a terminal with the deed under way, and another test behind it."""
+    plan = ["-Bpass"] if diagnostic != "B" else []
+    deeds = deed if plan else f"{deed},pass"
+    terminal = Terminal(world, ["-Mselftest", f"-{diagnostic}{deeds}", *plan, "0"])
+    terminal.expect(b"=> " + deed.capitalize().encode() + rb"\r\n")
+    terminal.expect(rb"   1% . \d+ seconds? \r")
+    assert terminal.reads_single_keys()
+    return terminal
+
+
+def escape(terminal):
+    terminal.press(b"\x1b")
+
+
+def interrupt(terminal):
+    terminal.signal(signal.SIGINT)
+
+
+BY = pytest.mark.parametrize("stop", [escape, interrupt], ids=lambda stop: stop.__name__)
+
+
+def expect_canceled_run(terminal, at_most):
+    watch = Stopwatch()
+    terminal.expect(rb"Test Status: Canceled!")
+    terminal.expect(rb"Test Status: Canceled!")
+    terminal.expect(rb"Final Result Code: \S+-CANCELED-\d+\r\n")
+    assert terminal.wait() == CANCELED
+    took = watch.seconds()
+    assert took < at_most
+    assert terminal.is_as_before()
+
+
+@BY
+@pytest.mark.parametrize("deed", ALONE)
+def test_one_that_never_looks_ends_with_its_worker(world, deed, stop):
+    with started(world, deed) as terminal:
+        stop(terminal)
+        expect_canceled_run(terminal, GRACE + 1)
+    world.expect_no_process()
+    assert [line for line in world.log_lines() if "worker of module" in line] == [
+        f"test {deed} on device 0: the worker of module Selftest did not end in time "
+        "when it was to stop"
+    ]
+
+
+@BY
+def test_one_that_looks_ends_at_once_and_knows_why(world, stop):
+    with started(world, "wait", "B") as terminal:
+        stop(terminal)
+        expect_canceled_run(terminal, 1)
+    world.expect_no_process()
+    assert [line for line in world.log_lines() if "stopped for reason" in line] == [
+        "stopped for reason 1"
+    ]
+
+
+def test_a_flood_of_progress_holds_no_stop_up(world):
+    with Terminal(world, ["-Mselftest", "-Bflood-for-ever,pass", "0"]) as terminal:
+        terminal.expect(rb"\[Info\] Flood")
+        assert terminal.reads_single_keys()
+        escape(terminal)
+        expect_canceled_run(terminal, GRACE + 2)
+    world.expect_no_process()
+
+
+@needs_devices
+def test_one_that_hangs_in_the_kernel_is_left_behind(world, hanging_file):
+    world.set(file=hanging_file.folder / "disk")
+    with started(world, "read-file") as terminal:
+        hanging_file.command("wait")
+        interrupt(terminal)
+        expect_canceled_run(terminal, GRACE + 1)
+    # Nothing can end it before the file answers.
+    assert world.processes()
+    hanging_file.command("resume")
+    world.expect_no_process()
+
+
+@needs_devices
+def test_one_that_was_killed_and_cannot_end_does_not_hold_the_end_up(world, hanging_file):
+    world.set(file=hanging_file.folder / "disk")
+    with started(world, "read-file") as terminal:
+        hanging_file.command("wait")
+        (worker,) = world.processes()
+        os.kill(worker, signal.SIGKILL)
+        interrupt(terminal)
+        expect_canceled_run(terminal, GRACE + 1)
+    assert world.processes() == [worker]
+    hanging_file.command("resume")
+    world.expect_no_process()
+
+
+@BY
+def test_a_scan_that_looks_ends_at_once_with_its_devices(world, stop):
+    world.set(scan="slow")
+    with Terminal(world, ["-Mselftest", "-Bpass", "0"]) as terminal:
+        terminal.expect(rb"Scanning selftest")
+        eventually(world.processes)
+        assert terminal.reads_single_keys()
+        watch = Stopwatch()
+        stop(terminal)
+        terminal.expect(rb"Part part-0")
+        terminal.expect(rb"Test Status: Canceled!")
+        assert terminal.wait() == CANCELED
+        assert watch.seconds() < 1
+    world.expect_no_process()
+
+
+@BY
+@pytest.mark.parametrize("deed", ALONE)
+def test_a_scan_that_never_looks_ends_with_its_worker(world, deed, stop):
+    world.set(scan=deed)
+    with Terminal(world, ["-Mselftest", "-Bpass"]) as terminal:
+        terminal.expect(rb"Scanning selftest")
+        eventually(world.processes)
+        assert terminal.reads_single_keys()
+        watch = Stopwatch()
+        stop(terminal)
+        terminal.expect(rb"the devices of module Selftest could not be searched")
+        terminal.expect(rb"Test Status: Canceled!")
+        assert terminal.wait() == CANCELED
+        assert watch.seconds() < 1.5
+    world.expect_no_process()

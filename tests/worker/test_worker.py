@@ -1,0 +1,133 @@
+"""What a worker holds, when there is one, and what it carries to and fro."""
+
+import os
+import re
+import shutil
+import signal
+
+import pytest
+from conftest import verdicts
+from terminal import eventually
+
+READ_SEARCH = 1 << 2  # cap_dac_read_search, which the module's descriptor names
+PASSED, INVALID = 0, 24
+FLOOD = 20000
+
+
+def test_a_worker_holds_what_its_module_needs_and_nothing_else(world):
+    run = world.run(["-Mselftest", "-Brights", "0"])
+    assert run.returncode == PASSED
+    lines = world.log_lines()
+
+    def told(begin):
+        (line,) = [line for line in lines if line.startswith(begin)]
+        return line[len(begin) :].lstrip("\ufffd")
+
+    for name in ("CapInh:", "CapPrm:", "CapEff:", "CapBnd:", "CapAmb:"):
+        assert int(told(name), 16) & ~READ_SEARCH == 0, name
+    assert int(told("CapEff:"), 16) == READ_SEARCH
+    assert told("NoNewPrivs:") == "1"
+    assert told("variables ") == "0"
+    assert told("leads its session ") == "1"
+    held = [line.split(" ", 2)[1:] for line in lines if line.startswith("descriptor ")]
+    names = [re.sub(r"\d+", "N", target) for _, target in sorted(held, key=lambda pair: int(pair[0]))]
+    modules = re.sub(r"\d+", "N", str(world.modules))
+    assert names == [
+        "/dev/null",
+        "/dev/null",
+        "/dev/null",
+        "socket:[N]",
+        modules,
+        f"{modules}/selftest.so",
+        "/proc/N/statm",
+        "/proc/N/fd",
+    ]
+
+
+def test_floods_arrive_whole(world):
+    run = world.run(["-Mselftest", "-Bflood-progress,flood-measurements,flood-log,pass", "0"])
+    assert [row[1] for row in verdicts(run.stdout.decode())] == ["Passed"] * 4
+    found = world.measurements()
+    values = [line["testStepArtifact"]["measurement"]["value"] for line in found]
+    assert values == list(range(FLOOD))
+    assert world.log_lines().count("flood") == FLOOD
+
+
+def test_long_texts_arrive_within_their_bounds(world):
+    run = world.run(["-Mselftest", "-Bsay-much,pass", "0"])
+    assert [row[1] for row in verdicts(run.stdout.decode())] == ["Failed", "Passed"]
+
+
+def test_every_verdict_arrives(world):
+    run = world.run(["-Mselftest", "-Bpass,fail,warn,not-applicable,invalid,odd-status", "0"])
+    assert [(row[1], row[2]) for row in verdicts(run.stdout.decode())] == [
+        ("Passed", ""),
+        ("Failed", "Found it"),
+        ("Warning", "Beware"),
+        ("Not Applicable", "Not here"),
+        ("Invalid", "Own fault"),
+        ("None", ""),
+    ]
+
+
+def test_rows_tell_of_each_device_what_the_module_says(world):
+    run = world.run(["-Mselftest", "-Bon-device-one,applies-throws", "0", "1"])
+    wrong = "The test does not apply to the device"
+    fault = "The test ended with an internal fault"
+    assert [(row[1], row[2]) for row in verdicts(run.stdout.decode())] == [
+        ("Not Applicable", wrong),
+        ("Invalid", fault),
+        ("Passed", ""),
+        ("Invalid", fault),
+    ]
+    assert world.log_lines().count("cannot tell") == 2
+
+
+def test_values_reach_the_test(world):
+    run = world.run(["-Mselftest", "-Bparameters(number=7)", "0"])
+    assert verdicts(run.stdout.decode()) == [("Parameters", "Passed", "Given number=7")]
+
+
+@pytest.fixture
+def without_worker(world):
+    """Runs a copy of the program that lacks the worker."""
+    program = world.copy_program()
+    return lambda words: world.run(words, program=program)
+
+
+@pytest.mark.parametrize(
+    "words", [["-A"], ["-h"], ["-v"], *(["-Mselftest", f"-{letter}"] for letter in "hLS")]
+)
+def test_what_searches_no_device_needs_no_worker(world, without_worker, words):
+    run = without_worker(words)
+    assert (run.returncode, run.stderr) == (0, b"")
+    assert run.stdout == world.run(words).stdout
+
+
+def test_a_worker_that_is_not_there_makes_its_devices_untestable(world, without_worker):
+    run = without_worker(["-Mselftest", "-Bpass"])
+    assert run.returncode == INVALID
+    assert (
+        b"the devices of module Selftest could not be searched: "
+        b"its worker could not be started: No such file or directory" in run.stderr
+    )
+
+
+def test_a_module_that_is_replaced_in_mid_run_is_not_taken_for_the_one_before(world):
+    """The tables that the service holds are those of the file that it has looked at."""
+    world.set(file=world.root / "none")
+    run = world.start(["-Mselftest", "-Bwait,pass", "0"], stdout=-1, stdin=-3)
+    eventually(world.processes)
+    other = world.root / "other.so"
+    shutil.copy(world.modules / "selftest.so", other)
+    other.replace(world.modules / "selftest.so")
+    (worker,) = world.processes()
+    os.kill(worker, signal.SIGKILL)
+    output = run.communicate(timeout=60)[0].decode()
+    assert [(row[1], row[2]) for row in verdicts(output)] == [
+        ("Invalid", "The test's worker was ended by signal 9 (SIGKILL)"),
+        (
+            "Invalid",
+            "The test did not begin: its worker has no module: was replaced while the program runs",
+        ),
+    ]
