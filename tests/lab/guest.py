@@ -165,6 +165,11 @@ class Guest:
     def make_folder(self, path, mode=0o700):
         self.ask("make_folder", path=str(path), mode=mode)
 
+    def processes(self, name):
+        """The ids of the processes whose program has that name (its first 15 characters count)."""
+        script = 'grep -lxF -- "$1" /proc/[0-9]*/comm | cut -d/ -f3'
+        return [int(pid) for pid in self.said("sh", "-c", script, "sh", name[:15]).split()]
+
     def clock(self):
         """Seconds since the machine's start, on its own clock."""
         return self.ask("clock")

@@ -16,6 +16,7 @@ tree=$(option tree)
 drivers=$(option drivers | /bin/busybox tr , ' ')
 agent=$(option agent)
 
+busybox hostname lab
 while read -r module; do
     busybox insmod "/modules/$module"
 done </modules/order

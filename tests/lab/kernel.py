@@ -111,10 +111,12 @@ def unpack(package, version, tree):
     said_by("/sbin/depmod", "-b", str(tree), version)
 
 
-def cached_tree():
-    """The kernel that is there, or else Debian's newest."""
-    if found := sorted(CACHE.glob("kernel-*")):
-        return found[-1]
+def newest_tree():
+    """The kernel that is there, or None."""
+    return max(CACHE.glob("kernel-*"), default=None)
+
+
+def make_tree():
     package, version = newest_package()
     tree = CACHE / f"kernel-{version}"
     with made(tree) as path:
@@ -152,21 +154,25 @@ def make_initramfs(tree, path):
                            stderr=subprocess.DEVNULL)  # fmt: skip
 
 
-def cached_initramfs(tree):
-    """The initramfs of that kernel, as this file, init.sh and busybox make it."""
+def initramfs_of(tree):
+    """Where the initramfs of that kernel is, as this file, init.sh and busybox make it."""
     content = hashlib.sha256(tree.name.encode())
     for file in (Path(__file__), HERE / "init.sh", BUSYBOX):
         content.update(file.read_bytes())
-    path = CACHE / f"initramfs-{content.hexdigest()[:16]}"
-    if not path.exists():
-        with made(path) as whole:
-            make_initramfs(tree, whole)
-    return path
+    return CACHE / f"initramfs-{content.hexdigest()[:16]}"
 
 
 def kernel():
     """The Kernel to boot, made when it is not there."""
     check_needs()
-    with alone():
-        tree = cached_tree()
-        return Kernel(tree, cached_initramfs(tree))
+    tree = newest_tree()
+    if not tree or not initramfs_of(tree).exists():
+        with alone():
+            tree = newest_tree() or make_tree()
+            path = initramfs_of(tree)
+            if not path.exists():
+                for old in CACHE.glob("initramfs-*"):
+                    old.unlink()
+                with made(path) as whole:
+                    make_initramfs(tree, whole)
+    return Kernel(tree, initramfs_of(tree))

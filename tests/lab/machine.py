@@ -6,6 +6,7 @@ import time
 
 from drive import Drive, Shelf
 from emulator import (
+    FIRST_PORT,
     Commands,
     Debugger,
     Emulator,
@@ -23,6 +24,7 @@ from kernel import kernel
 from machines import KINDS, MACHINES
 
 PAGE = 4096
+RECEIVER_ERROR = 1  # PCI Express 4.0, 7.8.4.5: corrected error status register
 # Source: Linux, Documentation/admin-guide/mm/pagemap.rst
 PAGEMAP_ENTRY = 8
 PAGE_IS_PRESENT = 1 << 63
@@ -190,6 +192,16 @@ class Machine:
         said = self.commands.monitor(f"pcie_aer_inject_error {name} {error}")
         if "OK" not in said:
             raise LabFault(f"pcie_aer_inject_error: {said}")
+
+    def corrected_link_error(self, port):
+        """A port of PCI Express reports a receiver error that its link got over. It comes from the
+        kernel's own aer_inject, for the emulator's corrected errors do not arrive.
+
+        Source: Linux, drivers/pci/pcie/aer_inject.c, struct aer_error_inj."""
+        self.guest.said("modprobe", "aer_inject")
+        place = int(port.removeprefix("port")) + FIRST_PORT
+        error = struct.pack("<BBBxIIIIIII", 0, place, 0, 0, RECEIVER_ERROR, 0, 0, 0, 0, 0)
+        self.guest.write("/dev/aer_inject", error, mode=None)
 
     def warn(self, name, warning):
         """An NVMe drive's critical warning. Source: NVM Express 1.4, figure 194."""

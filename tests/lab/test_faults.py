@@ -86,6 +86,13 @@ def test_link_error_is_counted_by_the_kernel(machine):
     assert re.search(r"^TLP 1$", machine.guest.text(counters), re.M)  # a poisoned one
 
 
+def test_corrected_link_error_is_counted_by_the_kernel(machine):
+    counters = "/sys/bus/pci/devices/0000:00:05.0/aer_dev_correctable"
+    assert "\nRxErr 0\n" in f"\n{machine.guest.text(counters)}\n"
+    machine.corrected_link_error("port2")
+    wait_for("the link's error", lambda: "RxErr 1" in machine.guest.text(counters), 60)
+
+
 def test_drive_warns(machine):
     assert python(machine, WARNING_READER).wait().stdout == b"0\n"
     machine.warn("nvme", 4)

@@ -85,6 +85,14 @@ def test_nothing_inside_changes_the_host(machine):
     assert not place.exists()
 
 
+def test_processes_are_found_by_their_name(machine):
+    sleeper = machine.guest.start(["sleep", "600"])
+    assert machine.guest.processes("sleep") == [sleeper.pid]
+    assert sleeper.kill(signal.SIGKILL)
+    assert sleeper.wait().returncode == -signal.SIGKILL
+    assert machine.guest.processes("sleep") == []
+
+
 def test_program_inside_is_the_one_that_was_built(world):
     version = world.run(["-v"])
     assert version.returncode == 0
