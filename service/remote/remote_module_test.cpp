@@ -1,0 +1,181 @@
+#include <gmock/gmock.h>
+#include <signal.h>
+#include <sys/wait.h>
+
+#include <filesystem>
+#include <fstream>
+#include <thread>
+
+#include "service/remote/remote_device.h"
+#include "service/remote/remote_test_support.h"
+#include "tests/support/test_folder.h"
+
+namespace orvan::remote {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::StartsWith;
+using testing::TestedContext;
+using namespace std::chrono_literals;
+
+class RemoteModuleTest : public testing::RemoteModuleTest {};
+
+bool IsZombie(pid_t process) {
+  std::ifstream file("/proc/" + std::to_string(process) + "/stat");
+  std::string text;
+  std::getline(file, text);
+  return text.find(") Z ") != std::string::npos;
+}
+
+// The one child of this process that lives, whichever thread has started it; 0: none.
+pid_t Child() {
+  for (const auto& thread : std::filesystem::directory_iterator("/proc/self/task")) {
+    std::ifstream children(thread.path() / "children");
+    for (pid_t child = 0; children >> child;) {
+      if (!IsZombie(child)) return child;
+    }
+  }
+  return 0;
+}
+
+const std::string kInvalid = std::to_string(kTestInvalid);
+
+TEST_F(RemoteModuleTest, ItsTablesAreTheModulesOwnAndNoProcessIsStartedForThem) {
+  EXPECT_EQ(Module().Name(), "Selftest");
+  EXPECT_EQ(Module().Diagnostics().at(1).option, "B");
+  EXPECT_EQ(Module().Tools().at(0).hint, "recover");
+  EXPECT_EQ(Child(), 0);
+  Scan();
+  EXPECT_GT(Child(), 0);
+}
+
+TEST_F(RemoteModuleTest, DevicesAreThoseThatTheWorkerFinds) {
+  settings["devices"] = "3";
+  ASSERT_EQ(Scan().size(), 3U);
+  EXPECT_EQ(Scan()[2]->Id(), "2");
+  EXPECT_EQ(Scan()[2]->UniqueId(), "part-2");
+  EXPECT_EQ(Scan()[2]->Information().name, "Part part-2");
+  EXPECT_TRUE(journal.lines.empty());
+}
+
+TEST_F(RemoteModuleTest, ADeviceIsFoundAgainByItsUniqueIdWhateverItsId) {
+  const TestFolder folder;
+  settings["marker"] = folder / "marker";
+  const auto& devices = Scan();
+  EXPECT_EQ(Run("pass", devices[0].get()).status, kTestPassed);
+  EXPECT_THAT(Run("exit", devices[0].get()).message, HasSubstr("STATUS_3"));
+  std::ofstream(folder / "marker").put('x');
+  // The new worker finds the second one alone, under the first one's id.
+  EXPECT_EQ(Shown(Run("pass", devices[0].get())), kInvalid + " |THE_DEVICE_WAS_NOT_FOUND_AGAIN");
+  EXPECT_EQ(Run("pass", devices[1].get()).status, kTestPassed);
+}
+
+TEST_F(RemoteModuleTest, ATestWithoutADeviceNeedsNoScan) {
+  settings["scan"] = "throw";
+  EXPECT_EQ(Run("pass", nullptr).status, kTestPassed);
+}
+
+TEST_F(RemoteModuleTest, AScanThatThrowsThrowsItsWords) {
+  settings["scan"] = "throw";
+  try {
+    Scan();
+    FAIL();
+  } catch (const std::runtime_error& error) {
+    EXPECT_STREQ(error.what(), "thrown on purpose");
+  }
+}
+
+TEST_F(RemoteModuleTest, AScanThatCrashesSaysSoAndTheNextOneIsAnotherWorkers) {
+  settings["scan"] = "segv";
+  for (int i = 0; i < 2; ++i) {
+    try {
+      Scan();
+      FAIL();
+    } catch (const std::runtime_error& error) {
+      EXPECT_STREQ(error.what(), "the worker was ended by signal 11 (SIGSEGV)");
+    }
+  }
+  ASSERT_EQ(journal.lines.size(), 2U);
+  EXPECT_THAT(journal.lines[1],
+              StartsWith("error: scan: the worker of module Selftest was ended by signal 11"));
+  EXPECT_THAT(journal.lines[1], HasSubstr("backtrace: selftest.so+0x"));
+}
+
+TEST_F(RemoteModuleTest, AScanThatIsToStopAndLooksKeepsItsDevices) {
+  settings["scan"] = "slow";
+  scanStop.request_stop();
+  EXPECT_EQ(Scan().size(), 2U);
+}
+
+TEST_F(RemoteModuleTest, EventsAndReasonsReachTheTest) {
+  const auto& devices = Scan();
+  TestedContext context(devices[0].get());
+  context.onReport = [&] { context.events = 5; };
+  EXPECT_EQ(Run("events", context).message, "|EVENTS_5");
+  TestedContext waiting(devices[0].get());
+  waiting.why = sdk::StopReason::kTermination;
+  waiting.onReport = [&] { waiting.stop.request_stop(); };
+  EXPECT_EQ(Run("wait", waiting).status, kTestCanceled);
+  EXPECT_THAT(waiting.log, ElementsAre("stopped for reason 3"));
+  EXPECT_TRUE(journal.lines.empty());
+}
+
+TEST_F(RemoteModuleTest, OneThatIsStoppedByTheSystemIsInvalidAfterItsLimit) {
+  const auto& devices = Scan();
+  EXPECT_EQ(Shown(Run("stop", devices[0].get())),
+            kInvalid + " |THE_TEST'S_WORKER_WAS_STOPPED_OR_GOT_NO_PROCESSOR_FOR_TOO_LONG");
+  EXPECT_THAT(journal.lines,
+              ElementsAre("error: test stop on device 0: the worker of module Selftest was stopped "
+                          "or got no processor for too long"));
+  EXPECT_EQ(Run("pass", devices[0].get()).status, kTestPassed);
+}
+
+TEST_F(RemoteModuleTest, OneThatIsInTheKernelAtEachLookIsLeftBehind) {
+  const auto& devices = Scan();
+  EXPECT_EQ(Shown(Run("hang-in-kernel", devices[0].get())),
+            kInvalid + " |THE_TEST'S_WORKER_HANGS_IN_THE_SYSTEM_AND_WAS_LEFT_BEHIND");
+  EXPECT_EQ(Run("pass", devices[0].get()).status, kTestPassed);
+}
+
+TEST_F(RemoteModuleTest, OneThatIsBusyOrSleepsIsNeither) {
+  const auto& devices = Scan();
+  for (const char* deed : {"spin", "hang"}) {
+    TestedContext context(devices[0].get());
+    std::jthread stopper([&](const std::stop_token& over) {
+      for (int i = 0; i < 25 && !over.stop_requested(); ++i) std::this_thread::sleep_for(100ms);
+      context.stop.request_stop();
+    });
+    limits.testGrace = 100ms;
+    EXPECT_EQ(Run(deed, context).status, kTestCanceled) << deed;
+    EXPECT_THAT(journal.lines.back(), HasSubstr("did not end in time when it was to stop"));
+  }
+}
+
+TEST_F(RemoteModuleTest, AWorkerThatEndedBetweenTwoTestsIsReplacedBeforeTheNext) {
+  const auto& devices = Scan();
+  const pid_t worker = Child();
+  ASSERT_GT(worker, 0);
+  ASSERT_EQ(kill(worker, SIGKILL), 0);
+  siginfo_t information{};
+  ASSERT_EQ(waitid(P_PID, static_cast<id_t>(worker), &information, WEXITED | WNOWAIT), 0);
+  EXPECT_EQ(Run("pass", devices[0].get()).status, kTestPassed);
+  EXPECT_THAT(journal.lines, ElementsAre("error: between two orders: the worker of module Selftest "
+                                         "was ended by signal 9 (SIGKILL)"));
+}
+
+TEST_F(RemoteModuleTest, AWorkerThatIsNotThereIsToldOfEachTest) {
+  WorkerKeeper keeper("/nowhere/orvan-worker");
+  RemoteModule module(RemoteModule::ModulePointer(new selftest::SelftestModule({}),
+                                                  [](sdk::Module* ended) { delete ended; }),
+                      WorkerPlan{}, keeper, journal);
+  TestedContext context(nullptr);
+  EXPECT_EQ(Shown(module.Diagnostics()[0].tests[0].run(context)),
+            kInvalid +
+                " |THE_TEST_DID_NOT_BEGIN:_ITS_WORKER_COULD_NOT_BE_STARTED:_|NO_SUCH_FILE_"
+                "OR_DIRECTORY");
+  EXPECT_THROW(module.ScanDevices({}), std::runtime_error);
+}
+
+}  // namespace
+}  // namespace orvan::remote

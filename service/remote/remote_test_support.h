@@ -1,0 +1,133 @@
+#pragma once
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "service/remote/remote_module.h"
+#include "service/sdk/closed_machine.h"
+#include "service/sdk/descriptor.h"
+#include "tests/selftest_module/selftest_module.h"
+
+namespace orvan::remote::testing {
+
+using namespace std::chrono_literals;
+
+class RememberingJournal final : public Journal {
+ public:
+  void Note(sdk::LogLevel level, const std::string& text) override {
+    lines.push_back((level == sdk::LogLevel::kError ? "error: " : "") + text);
+  }
+  std::vector<std::string> lines;
+};
+
+// A context whose every part a test can set, and that remembers what it was told.
+class TestedContext final : public sdk::TestContext {
+ public:
+  explicit TestedContext(const sdk::Device* device) : device_(device) {}
+  const sdk::Device* TestedDevice() const override { return device_; }
+  const sdk::ParameterValues& Parameters() const override { return parameters; }
+  std::stop_token StopToken() const override { return stop.get_token(); }
+  void Report(int percent, const std::string& message) override {
+    reports.emplace_back(percent, message);
+    if (onReport) onReport();
+  }
+  void Log(sdk::LogLevel /*level*/, const std::string& text) override { log.push_back(text); }
+  sdk::StopReason WhyStop() const override { return why; }
+  std::uint32_t SystemEvents() const override { return events; }
+
+  sdk::ParameterValues parameters;
+  std::stop_source stop;
+  std::function<void()> onReport;
+  sdk::StopReason why = sdk::StopReason::kAborted;
+  std::uint32_t events = 0;
+  std::vector<std::pair<int, std::string>> reports;
+  std::vector<std::string> log;
+
+ private:
+  const sdk::Device* device_;
+};
+
+// The self-test module as the service has it, with the real worker.
+class RemoteModuleTest : public ::testing::Test {
+ protected:
+  static constexpr char kBuild[] = TARVEX_BINARY_DIR;
+
+  void SetUp() override { limits.kernelLimit = limits.stallLimit = 800ms; }
+  ~RemoteModuleTest() override {
+    if (folder_ >= 0) close(folder_);
+  }
+
+  RemoteModule& Module() {
+    if (module_ != nullptr) return *module_;
+    const std::string modules = std::string(kBuild) + "/tests/modules";
+    folder_ = open(modules.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
+    WorkerPlan plan;
+    plan.hello.program = getpid();
+    plan.hello.name = "selftest.so";
+    plan.hello.shownFolder = modules;
+    plan.hello.memoryBytes = 16ULL << 20 | sdk::kMemoryGraceBytes;
+    for (const auto& [name, value] : settings) plan.hello.settings["selftest/" + name] = value;
+    plan.folder = folder_;
+    plan.file.Reset(open((modules + "/selftest.so").c_str(), O_RDONLY | O_CLOEXEC));
+    sdk::ModuleEnvironment environment;
+    environment.machine = &closed_;
+    environment.settings = plan.hello.settings;
+    module_ = std::make_unique<RemoteModule>(
+        RemoteModule::ModulePointer(new selftest::SelftestModule(environment),
+                                    [](sdk::Module* ended) { delete ended; }),
+        std::move(plan), keeper_, journal, limits);
+    return *module_;
+  }
+  // The next use makes the module anew.
+  void Forget() {
+    devices_.clear();
+    module_.reset();
+  }
+  const std::vector<std::unique_ptr<sdk::Device>>& Scan() {
+    devices_ = Module().ScanDevices(scanStop.get_token());
+    return devices_;
+  }
+  const sdk::TestRecord& Test(const std::string& option) {
+    for (const sdk::DiagnosticRecord& diagnostic : Module().Diagnostics()) {
+      for (const sdk::TestRecord& test : diagnostic.tests) {
+        if (test.option == option) return test;
+      }
+    }
+    throw std::out_of_range("no test " + option);
+  }
+  sdk::Verdict Run(const std::string& option, const sdk::Device* device) {
+    TestedContext context(device);
+    return Run(option, context);
+  }
+  sdk::Verdict Run(const std::string& option, TestedContext& context) {
+    return Test(option).run(context);
+  }
+  // "status message".
+  static std::string Shown(const sdk::Verdict& verdict) {
+    return std::to_string(verdict.status) + ' ' + verdict.message;
+  }
+
+  std::map<std::string, std::string> settings;
+  WorkerLimits limits;
+  RememberingJournal journal;
+  std::stop_source scanStop;
+
+ private:
+  int folder_ = -1;
+  sdk::ClosedMachine closed_;
+  WorkerKeeper keeper_{std::string(kBuild) + "/lib/orvan/orvan-worker"};
+  std::unique_ptr<RemoteModule> module_;
+  std::vector<std::unique_ptr<sdk::Device>> devices_;
+};
+
+}  // namespace orvan::remote::testing

@@ -1,0 +1,132 @@
+#include "service/remote/tool_talk.h"
+
+#include <gmock/gmock.h>
+
+#include "service/remote/remote_test_support.h"
+
+namespace orvan::remote {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using namespace std::chrono_literals;
+
+// A tool's surroundings whose every part a test can set.
+class ToolContext final : public sdk::ToolContext {
+ public:
+  bool HasListener() const override { return true; }
+  const std::vector<const sdk::Device*>& Devices() const override { return devices; }
+  const std::vector<const sdk::Device*>& Candidates() const override { return candidates; }
+  void SetProperty(const std::string& key, const std::vector<std::string>& values) override {
+    properties[key] = values;
+  }
+  std::vector<std::string> GetProperty(const std::string& key) const override {
+    const auto found = properties.find(key);
+    return found != properties.end() ? found->second : std::vector<std::string>{};
+  }
+  bool Fire(const std::string& event) override {
+    fired.push_back(event);
+    if (onFire) onFire();
+    return true;
+  }
+  void Withdraw(const sdk::Device& device) override { withdrawn.push_back(device.Id()); }
+  std::stop_token StopToken() const override { return stop.get_token(); }
+  sdk::StopReason WhyStop() const override { return sdk::StopReason::kForced; }
+  std::uint32_t SystemEvents() const override { return 6; }
+  void Log(sdk::LogLevel /*level*/, const std::string& text) override { log.push_back(text); }
+  void Fail(const std::string& reason) override { failure = reason; }
+
+  std::vector<const sdk::Device*> devices;
+  std::vector<const sdk::Device*> candidates;
+  std::map<std::string, std::vector<std::string>> properties;
+  std::vector<std::string> fired;
+  std::function<void()> onFire;
+  std::vector<std::string> withdrawn;
+  std::stop_source stop;
+  std::vector<std::string> log;
+  std::string failure;
+};
+
+class ToolTalkTest : public testing::RemoteModuleTest {
+ protected:
+  void RunTool() { Module().Tools().at(0).run(context); }
+  // What it throws.
+  std::string Thrown() {
+    try {
+      RunTool();
+    } catch (const std::runtime_error& error) {
+      return error.what();
+    }
+    return "nothing";
+  }
+
+  ToolContext context;
+};
+
+TEST_F(ToolTalkTest, PropertiesEventsAndDevicesPass) {
+  settings["tool"] = "talk";
+  context.devices = {Scan()[0].get(), Scan()[1].get()};
+  const auto& devices = Scan();
+  context.devices = {devices[0].get(), devices[1].get()};
+  context.properties["Given"] = {"a", "", std::string(300000, 'x')};
+  RunTool();
+  EXPECT_EQ(context.properties["Seen"], context.properties["Given"]);
+  EXPECT_THAT(context.properties["Handled"], ElementsAre("yes"));
+  EXPECT_THAT(context.properties["Devices"], ElementsAre("2"));
+  EXPECT_THAT(context.properties["Events"], ElementsAre("6"));
+  EXPECT_THAT(context.fired, ElementsAre("OnToolStart"));
+  EXPECT_TRUE(journal.lines.empty());
+}
+
+TEST_F(ToolTalkTest, CandidatesAreWithdrawn) {
+  settings["tool"] = "withdraw";
+  const auto& devices = Scan();
+  context.candidates = {devices[1].get(), devices[0].get()};
+  RunTool();
+  EXPECT_THAT(context.withdrawn, ElementsAre("0"));
+}
+
+TEST_F(ToolTalkTest, AnOutcomeThatIsNoSuccessPasses) {
+  settings["tool"] = "fail";
+  RunTool();
+  EXPECT_EQ(context.failure, "failed on purpose");
+}
+
+TEST_F(ToolTalkTest, OneThatLooksEndsAtItsStopAndKnowsWhy) {
+  settings["tool"] = "wait";
+  context.onFire = [this] { context.stop.request_stop(); };
+  RunTool();
+  EXPECT_THAT(context.log, ElementsAre("stopped for reason 2"));
+  EXPECT_EQ(context.failure, "");
+}
+
+TEST_F(ToolTalkTest, OneThatNeverLooksEndsWithItsWorkerAndHasFailed) {
+  settings["tool"] = "hang";
+  limits.testGrace = 200ms;
+  context.stop.request_stop();
+  RunTool();
+  EXPECT_EQ(context.failure, "the worker did not end in time when it was to stop");
+  EXPECT_THAT(journal.lines, ElementsAre("tool recover_bad_sectors: the worker of module Selftest "
+                                         "did not end in time when it was to stop"));
+}
+
+TEST_F(ToolTalkTest, WhatItThrowsIsThrownHere) {
+  settings["tool"] = "throw";
+  EXPECT_EQ(Thrown(), "thrown on purpose");
+  EXPECT_TRUE(journal.lines.empty());
+}
+
+TEST_F(ToolTalkTest, WhatBecomesOfItsWorkerIsThrownHere) {
+  for (const auto& [deed, end] : std::map<std::string, std::string>{
+           {"abort", "was ended by signal 6 (SIGABRT)"},
+           {"exit", "ended by itself, with status 3"},
+           {"garbage", "said what is no answer"},
+           {"close-all", "ended by itself, with status 101 (its connection was lost)"}}) {
+    testing::RemoteModuleTest::settings["tool"] = deed;
+    Forget();
+    EXPECT_EQ(Thrown(), "the worker " + end) << deed;
+  }
+}
+
+}  // namespace
+}  // namespace orvan::remote
