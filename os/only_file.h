@@ -4,6 +4,7 @@
 
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "os/descriptor.h"
 
@@ -29,6 +30,9 @@ class OnlyFile {
   // The same below a folder that is reached over no stranger's link: `path` is relative, has no
   // component ".." (EINVAL), and goes over no link at all.
   int OpenBelow(const std::string& folder, const std::string& path, Access access, mode_t mode);
+
+  // Gives up the open file to who writes it from now on, without another look at its name.
+  Descriptor Release() { return std::move(file_); }
 
   bool IsOpen() const { return file_.IsOpen(); }
   const Descriptor& File() const { return file_; }

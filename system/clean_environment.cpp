@@ -36,8 +36,9 @@ struct Allowed {
 
 constexpr Allowed kAllowed[] = {
     {"TARVEX_RUN_DIR=", IsAny},   {"TARVEX_STATE_DIR=", IsAny}, {"TARVEX_CONFIG_DIR=", IsAny},
-    {"ORVAN_MODULE_DIR=", IsAny}, {"ORVAN_SCENARIO=", IsAny},   {"LANG=", NamesNoPath},
-    {"LC_*", NamesNoPath},        {"TERM=", NamesNoPath},       {"TZ=", StaysAmongTimeZones},
+    {"ORVAN_MODULE_DIR=", IsAny}, {"ORVAN_SCENARIO=", IsAny},   {"ORVAN_RECORD=", IsAny},
+    {"ORVAN_REPLAY=", IsAny},     {"LANG=", NamesNoPath},       {"LC_*", NamesNoPath},
+    {"TERM=", NamesNoPath},       {"TZ=", StaysAmongTimeZones},
 };
 
 // The value when `variable` has the name, null when it has another.

@@ -23,9 +23,11 @@ std::vector<std::string> Kept(std::vector<std::string> variables) {
 
 TEST(KeepAllowedVariables, KeepsThoseOfThisProgramInTheirOrder) {
   EXPECT_THAT(Kept({"ORVAN_SCENARIO=/a/b.json", "A=b", "TARVEX_RUN_DIR=/r", "TARVEX_STATE_DIR=s",
-                    "B=", "ORVAN_MODULE_DIR=../m", "TARVEX_CONFIG_DIR="}),
+                    "B=", "ORVAN_MODULE_DIR=../m", "TARVEX_CONFIG_DIR=", "ORVAN_RECORD=r",
+                    "ORVAN_REPLAY=/p", "ORVAN_RECORDS=x"}),
               ElementsAre("ORVAN_SCENARIO=/a/b.json", "TARVEX_RUN_DIR=/r", "TARVEX_STATE_DIR=s",
-                          "ORVAN_MODULE_DIR=../m", "TARVEX_CONFIG_DIR="));
+                          "ORVAN_MODULE_DIR=../m", "TARVEX_CONFIG_DIR=", "ORVAN_RECORD=r",
+                          "ORVAN_REPLAY=/p"));
 }
 
 TEST(KeepAllowedVariables, TakesOutAllElse) {

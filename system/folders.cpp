@@ -32,4 +32,12 @@ std::string ScenarioFile() {
   return FromEnvironment("ORVAN_SCENARIO", "");
 }
 
+std::string RecordFile() {
+  return FromEnvironment("ORVAN_RECORD", "");
+}
+
+std::string ReplayFile() {
+  return FromEnvironment("ORVAN_REPLAY", "");
+}
+
 }  // namespace tarvex

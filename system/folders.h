@@ -17,5 +17,9 @@ std::string ConfigFolder();
 std::string ModuleFolder(const std::string& standard);
 // ORVAN_SCENARIO: the scenario file; empty when there is none.
 std::string ScenarioFile();
+// ORVAN_RECORD: the file that the machine is recorded into; empty when there is none.
+std::string RecordFile();
+// ORVAN_REPLAY: the recording that stands in for the machine; empty when there is none.
+std::string ReplayFile();
 
 }  // namespace tarvex

@@ -143,6 +143,8 @@ const Folder kFolders[] = {
     {"TARVEX_CONFIG_DIR", tarvex::ConfigFolder, "/etc/tarvex"},
     {"ORVAN_MODULE_DIR", [] { return tarvex::ModuleFolder("/std"); }, "/std"},
     {"ORVAN_SCENARIO", tarvex::ScenarioFile, ""},
+    {"ORVAN_RECORD", tarvex::RecordFile, ""},
+    {"ORVAN_REPLAY", tarvex::ReplayFile, ""},
 };
 
 TEST(Folders, ComeFromTheEnvironment) {

@@ -29,9 +29,10 @@ class PluginSource::LogJournal final : public remote::Journal {
   log::ServiceLog& log_;
 };
 
-PluginSource::PluginSource(std::string folder, std::string settingFile)
+PluginSource::PluginSource(std::string folder, std::string settingFile, remote::MachinePlan machine)
     : folder_(std::move(folder)),
       settingFile_(std::move(settingFile)),
+      machine_(std::move(machine)),
       keeper_(LibraryFolder() + "/orvan/orvan-worker") {}
 
 PluginSource::~PluginSource() = default;
@@ -46,6 +47,10 @@ LoadedModule PluginSource::Host(LoadedPlugin plugin, int folder,
   plan.hello.memoryBytes = plugin.descriptor->memoryBytes + sdk::kMemoryGraceBytes;
   plan.hello.settings = environment.settings;
   plan.hello.libraryDirectory = environment.libraryDirectory;
+  plan.hello.machine = machine_.kind;
+  plan.hello.key = machine_.key;
+  plan.hello.recordingBegin = machine_.begin;
+  plan.recording = machine_.recording;
   plan.folder = folder;
   plan.file = std::move(plugin.file);
   auto module = std::make_unique<remote::RemoteModule>(std::move(plugin.module), std::move(plan),
@@ -56,6 +61,7 @@ LoadedModule PluginSource::Host(LoadedPlugin plugin, int folder,
 
 std::optional<std::vector<LoadedModule>> PluginSource::Load(log::ServiceLog& log) {
   journal_ = std::make_unique<LogJournal>(log);
+  if (!machine_.note.empty()) log.Text(log::SeverityOf(sdk::LogLevel::kInfo), machine_.note);
   sdk::ModuleEnvironment environment;
   environment.machine = &noMachine_;
   environment.libraryDirectory = LibraryFolder();

@@ -17,8 +17,9 @@ namespace orvan::core {
 // is started when there is some.
 class PluginSource final : public ModuleSource {
  public:
-  // `folder` holds the plug-ins; `settingFile` is the service setting file, which may be missing.
-  PluginSource(std::string folder, std::string settingFile);
+  // `folder` holds the plug-ins; `settingFile` is the service setting file, which may be missing;
+  // `machine` is what all of them get.
+  PluginSource(std::string folder, std::string settingFile, remote::MachinePlan machine = {});
   ~PluginSource() override;
 
   std::optional<std::vector<LoadedModule>> Load(log::ServiceLog& log) override;
@@ -35,6 +36,7 @@ class PluginSource final : public ModuleSource {
 
   std::string folder_;
   std::string settingFile_;
+  const remote::MachinePlan machine_;
   std::vector<PluginRefusal> refusals_;
   sdk::ClosedMachine noMachine_;
   remote::WorkerKeeper keeper_;

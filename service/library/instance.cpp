@@ -1,5 +1,7 @@
 #include <memory>
 #include <mutex>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include "boundary/hostlayer.h"
@@ -8,6 +10,7 @@
 #include "service/core/platform.h"
 #include "service/core/plugin_source.h"
 #include "service/core/service.h"
+#include "service/library/machine_choice.h"
 #include "service/scenario/scenario_source.h"
 #include "system/execution_tracker.h"
 #include "system/folders.h"
@@ -33,14 +36,16 @@ Instances& GetInstances() {
 }
 
 std::unique_ptr<ModuleSource> MakeSource() {
+  orvan::remote::MachinePlan machine;
+  std::string fault = orvan::library::ChooseMachine(machine);
   const std::string scenario = tarvex::ScenarioFile();
-  if (scenario.empty()) {
+  if (scenario.empty() && fault.empty()) {
     return std::make_unique<orvan::core::PluginSource>(
         tarvex::ModuleFolder(orvan::core::LibraryFolder() + "/orvan/modules"),
-        tarvex::ConfigFolder() + "/service.ini");
+        tarvex::ConfigFolder() + "/service.ini", std::move(machine));
   }
-  std::string fault;
-  std::unique_ptr<ModuleSource> source = orvan::scenario::MakeScenarioSource(scenario, fault);
+  std::unique_ptr<ModuleSource> source;
+  if (fault.empty()) source = orvan::scenario::MakeScenarioSource(scenario, fault);
   if (source == nullptr) {
     tarvex::TellOnStandardError(fault);
     source = orvan::scenario::MakeEmptySource();

@@ -150,6 +150,16 @@ struct Logged {
   }
 };
 
+// Nothing more is recorded, and the run goes on. Comes at any time.
+struct RecordingEnded {
+  std::int32_t error = 0;  // an errno
+
+  template <typename Fields, typename Self>
+  static void Pass(Fields& fields, Self& self) {
+    fields.Value(self.error);
+  }
+};
+
 struct Pong {
   std::uint64_t residentBytes = 0;
 
@@ -159,8 +169,9 @@ struct Pong {
   }
 };
 
-using FromWorker = std::variant<Ready, Refused, Scanned, TestEnded, ToolEnded, Threw, DeviceMissing,
-                                Progress, Measured, Logged, ToolSet, ToolGet, ToolFire,
-                                ToolWithdraw, ToolFailed, Pong, Crashed, OutOfMemory>;
+using FromWorker =
+    std::variant<Ready, Refused, Scanned, TestEnded, ToolEnded, Threw, DeviceMissing, Progress,
+                 Measured, Logged, ToolSet, ToolGet, ToolFire, ToolWithdraw, ToolFailed,
+                 RecordingEnded, Pong, Crashed, OutOfMemory>;
 
 }  // namespace orvan::protocol

@@ -30,7 +30,11 @@ struct Hello {
   std::uint64_t memoryBytes = 0;  // the worker is ended when it grows past that; 0: never
   MachineKind machine = MachineKind::kLive;
   bool hasState = false;
-  std::string key;  // of the recording's stand-ins
+  // Of a recording: the key of its stand-ins, when it began (in microseconds of the steady clock),
+  // and how many workers of this module it has had.
+  std::string key;
+  std::int64_t recordingBegin = 0;
+  std::uint64_t worker = 0;
   std::map<std::string, std::string> settings;
   std::string libraryDirectory;
 
@@ -45,6 +49,8 @@ struct Hello {
     fields.OneOf(self.machine, MachineKind::kReplay);
     fields.Flag(self.hasState);
     fields.Text(self.key);
+    fields.Value(self.recordingBegin);
+    fields.Value(self.worker);
     fields.Elements(self.settings, kTextPair);
     fields.Text(self.libraryDirectory);
   }

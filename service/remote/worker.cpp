@@ -5,7 +5,8 @@
 
 namespace orvan::remote {
 
-std::unique_ptr<Worker> Worker::Start(WorkerKeeper& keeper, const WorkerPlan& plan, int& error) {
+std::unique_ptr<Worker> Worker::Start(WorkerKeeper& keeper, const WorkerPlan& plan,
+                                      std::uint64_t number, int& error) {
   tarvex::PacketSocket ours;
   tarvex::PacketSocket theirs;
   error = tarvex::PacketSocket::MakePair(ours, theirs);
@@ -15,8 +16,10 @@ std::unique_ptr<Worker> Worker::Start(WorkerKeeper& keeper, const WorkerPlan& pl
   if (error != 0) return nullptr;
   std::vector<int> descriptors{plan.folder, plan.file.Get()};
   if (plan.stateFolder.IsOpen()) descriptors.push_back(plan.stateFolder.Get());
-  if (plan.recording.IsOpen()) descriptors.push_back(plan.recording.Get());
-  error = worker->channel_.Send(plan.hello, false, descriptors);
+  if (plan.recording) descriptors.push_back(plan.recording->Get());
+  protocol::Hello hello = plan.hello;
+  hello.worker = number;
+  error = worker->channel_.Send(hello, false, descriptors);
   return error == 0 ? std::move(worker) : nullptr;
 }
 

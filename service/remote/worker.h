@@ -16,20 +16,33 @@ namespace orvan::remote {
 
 using WorkerChannel = protocol::Channel<protocol::ToWorker, protocol::FromWorker>;
 
+// The machine that the workers of all modules get.
+struct MachinePlan {
+  protocol::MachineKind kind = protocol::MachineKind::kLive;
+  // This and what follows: of a machine that is recorded or is a recording.
+  std::shared_ptr<const tarvex::Descriptor> recording;
+  std::string key;         // of the stand-ins
+  std::int64_t begin = 0;  // of the recording, in microseconds of the steady clock
+  std::string note;        // for the log: which machine it is
+};
+
 // What a module's workers are started with.
 struct WorkerPlan {
   protocol::Hello hello;
   int folder = -1;                 // of the module; open for as long as the process lives
   tarvex::Descriptor file;         // of the module
   tarvex::Descriptor stateFolder;  // of the module; open when the hello says so
-  tarvex::Descriptor recording;    // open when the hello names a machine that has one
+  // Set when the hello names a machine that has one; all modules share it.
+  std::shared_ptr<const tarvex::Descriptor> recording;
 };
 
 // One worker process. One thread.
 class Worker {
  public:
-  // Starts one and hands it the plan; it is not ready yet. Null with an errno in `error`.
-  static std::unique_ptr<Worker> Start(WorkerKeeper& keeper, const WorkerPlan& plan, int& error);
+  // Starts one and hands it the plan; it is not ready yet. `number` counts the module's workers,
+  // from 0. Null with an errno in `error`.
+  static std::unique_ptr<Worker> Start(WorkerKeeper& keeper, const WorkerPlan& plan,
+                                       std::uint64_t number, int& error);
   // Kills it; never waits.
   ~Worker();
   Worker(const Worker&) = delete;

@@ -20,9 +20,19 @@ std::string ErrorText(int error) {
 
 Outcome WorkerHost::Converse(const Errand& errand, std::chrono::milliseconds grace,
                              std::function<Reply(protocol::FromWorker&)> take) {
-  const Talk talk{lastRequest_,   errand.stop,         grace,
-                  errand.whyStop, errand.systemEvents, std::move(take)};
+  const auto takeAll = [&](protocol::FromWorker& message) {
+    return TakeNote(message) ? Reply::kMore : take(message);
+  };
+  const Talk talk{lastRequest_, errand.stop, grace, errand.whyStop, errand.systemEvents, takeAll};
   return Conversation(*worker_, limits_, talk).Run();
+}
+
+bool WorkerHost::TakeNote(const protocol::FromWorker& message) {
+  const auto* const ended = std::get_if<protocol::RecordingEnded>(&message);
+  if (ended == nullptr) return false;
+  journal_.Note(sdk::LogLevel::kWarning,
+                "the recording of module " + module_ + " ends here: " + ErrorText(ended->error));
+  return true;
 }
 
 void WorkerHost::Judge(const std::string& subject, const Outcome& outcome) {
@@ -52,16 +62,16 @@ void WorkerHost::Answer(const protocol::ToolAnswer& answer) {
 void WorkerHost::DropDeadWorker() {
   if (worker_ == nullptr) return;
   // It has nothing to say but that it has ended.
-  const Talk talk{lastRequest_, {}, {},
-                  {},           {}, [](protocol::FromWorker&) {
-                    return Reply::kGarbage; }};
+  const Talk talk{lastRequest_, {}, {}, {}, {}, [this](protocol::FromWorker& message) {
+                    return TakeNote(message) ? Reply::kMore : Reply::kGarbage;
+                  }};
   const std::optional<Outcome> over = Conversation(*worker_, limits_, talk).Drain();
   if (over) Judge("between two orders", *over);
 }
 
 std::string WorkerHost::StartWorker(const Errand& errand) {
   int error = 0;
-  worker_ = Worker::Start(keeper_, plan_, error);
+  worker_ = Worker::Start(keeper_, plan_, started_++, error);
   if (worker_ == nullptr) return "its worker could not be started: " + ErrorText(error);
   std::string refusal;
   const Outcome outcome = Converse(errand, limits_.scanGrace, [&](protocol::FromWorker& message) {

@@ -86,6 +86,8 @@ class WorkerHost {
   std::vector<std::unique_ptr<sdk::Device>> ScanWithWorker(const Errand& errand);
   Outcome Converse(const Errand& errand, std::chrono::milliseconds grace,
                    std::function<Talk::Reply(protocol::FromWorker&)> take);
+  // True for what a worker may say at any time, which is written down.
+  bool TakeNote(const protocol::FromWorker& message);
   // Gives the worker up unless all went well.
   void Judge(const std::string& subject, const Outcome& outcome);
   // A worker that ended while nobody looked is replaced.
@@ -99,6 +101,7 @@ class WorkerHost {
   Journal& journal_;
   const WorkerLimits limits_;
   std::uint64_t lastRequest_ = 0;
+  std::uint64_t started_ = 0;  // workers so far
   std::unique_ptr<Worker> worker_;
 };
 

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "service/machine/kept_machine.h"
 #include "service/sdk/context.h"
 #include "service/sdk/tool.h"
 #include "service/worker/connection.h"
@@ -15,9 +16,10 @@ namespace orvan::worker {
 class TestContext final : public sdk::TestContext {
  public:
   TestContext(const protocol::RunTest& order, const sdk::Device* device,
-              const ProgramChannel& channel, const Orders& orders)
+              machine::KeptMachine& machine, const ProgramChannel& channel, const Orders& orders)
       : order_(order),
         device_(device),
+        machine_(machine),
         channel_(channel),
         orders_(orders),
         stop_(orders.StopToken()) {}
@@ -26,6 +28,7 @@ class TestContext final : public sdk::TestContext {
   const sdk::ParameterValues& Parameters() const override { return order_.parameters; }
   std::stop_token StopToken() const override { return stop_; }
   void Report(int percent, const std::string& message) override {
+    if (!message.empty()) machine_.OnShown(machine::KeptMachine::Moment::kMessage);
     Say(channel_, protocol::Progress{order_.request, percent, message});
   }
   void Measure(const sdk::Measurement& measurement) override {
@@ -40,6 +43,7 @@ class TestContext final : public sdk::TestContext {
  private:
   const protocol::RunTest& order_;
   const sdk::Device* device_;
+  machine::KeptMachine& machine_;
   const ProgramChannel& channel_;
   const Orders& orders_;
   std::stop_token stop_;

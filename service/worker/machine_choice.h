@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -10,8 +11,10 @@
 namespace orvan::worker {
 
 // The machine that the program chose for this run. Takes from `descriptors`, which are Hello's,
-// what the machine needs. Throws std::runtime_error with the reason.
+// what the machine needs. Throws std::runtime_error with the reason. `onRecordingEnded` is told
+// once when no more can be recorded, on any thread.
 std::unique_ptr<machine::KeptMachine> MakeMachine(const protocol::Hello& hello,
-                                                  std::vector<tarvex::Descriptor>& descriptors);
+                                                  std::vector<tarvex::Descriptor>& descriptors,
+                                                  std::function<void(int error)> onRecordingEnded);
 
 }  // namespace orvan::worker

@@ -67,7 +67,9 @@ Beginning Receive(ProgramChannel& channel) {
   Orders orders;
   ListenFrom(channel, orders, memory);
   try {
-    const auto machine = MakeMachine(beginning.hello, beginning.descriptors);
+    const auto machine = MakeMachine(beginning.hello, beginning.descriptors, [&channel](int error) {
+      Say(channel, protocol::RecordingEnded{error});
+    });
     HostedModule hosted(beginning.hello, beginning.descriptors[0], beginning.descriptors[1],
                         *machine);
     LearnLibraries();

@@ -47,9 +47,11 @@ class Work {
     if (order.device && device == nullptr) {
       return protocol::DeviceMissing{order.request, *order.device};
     }
-    TestContext context(order, device, channel_, orders_);
+    TestContext context(order, device, machine_, channel_, orders_);
     const WriteGrant grant(machine_, row->mayWrite);
+    machine_.OnShown(machine::KeptMachine::Moment::kTestBegins);
     sdk::Verdict verdict = row->run(context);
+    if (!verdict.message.empty()) machine_.OnShown(machine::KeptMachine::Moment::kMessage);
     return protocol::TestEnded{order.request, std::move(verdict), machine_.LeftBehind()};
   }
 

@@ -1,0 +1,69 @@
+#include "service/recording/recording_file.h"
+
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <span>
+#include <system_error>
+#include <vector>
+
+#include "os/only_file.h"
+#include "os/regular_file.h"
+#include "os/sealed_memory.h"
+#include "service/recording/fields.h"
+
+namespace orvan::recording {
+namespace {
+
+std::string ErrorText(int error) {
+  return std::generic_category().message(error);
+}
+
+int Begin(const std::string& path, tarvex::OnlyFile& file) {
+  constexpr mode_t kOwnersAlone = 0600;
+  const int error = file.Open(path, tarvex::OnlyFile::Access::kReadAndAppend, kOwnersAlone);
+  if (error != 0) return error;
+  if (const int fault = file.Empty(); fault != 0) return fault;
+  // An older file of that name may have been open to all.
+  if (fchmod(file.File().Get(), kOwnersAlone) != 0) return errno;
+  return file.Write(kFirstLine);
+}
+
+}  // namespace
+
+std::string BeginRecording(const std::string& path, tarvex::Descriptor& file) {
+  tarvex::OnlyFile begun;
+  if (const int error = Begin(path, begun); error != 0) return ErrorText(error);
+  file = begun.Release();
+  return {};
+}
+
+std::string ReadRecording(const std::string& path, tarvex::Descriptor& memory) {
+  errno = 0;
+  const tarvex::Descriptor file = tarvex::OpenRegularFile(path, tarvex::LastLink::kFollow);
+  if (!file.IsOpen()) return errno != 0 ? ErrorText(errno) : "it is no regular file";
+  std::string text;
+  if (!tarvex::ReadUpTo(file, kMostBytes + 1, text)) return ErrorText(errno);
+  if (const int error = tarvex::MakeSealedMemory(std::as_bytes(std::span(text)), memory);
+      error != 0) {
+    return ErrorText(error);
+  }
+  try {
+    Recording::Parse(std::move(text));
+  } catch (const RecordingFault& fault) {
+    return fault.what();
+  }
+  return {};
+}
+
+std::shared_ptr<const Recording> RecordingIn(const tarvex::Descriptor& memory) {
+  std::vector<std::byte> bytes;
+  if (!tarvex::ReadSealedMemory(memory, kMostBytes, bytes)) {
+    throw RecordingFault("the recording cannot be read");
+  }
+  std::string text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+  bytes = {};
+  return std::shared_ptr<const Recording>(new Recording(Recording::Parse(std::move(text))));
+}
+
+}  // namespace orvan::recording

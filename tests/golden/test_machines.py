@@ -1,0 +1,116 @@
+"""Recorded machines in the place of the real one: which are taken, and which are refused."""
+
+import os
+
+import pytest
+from program import World
+
+FIRST_LINE = "tarvex-recording 1\n"
+# Nothing but the folder of block devices, and no disk in it.
+EMPTY = (
+    FIRST_LINE
+    + "0 storage begin = 0\n"
+    + "1 storage list /sys/block = 0\n"
+    + "2 storage exists /sys/block = 0 1\n"
+)
+
+
+@pytest.fixture
+def world(tmp_path):
+    return World(tmp_path)
+
+
+def said(world, arguments=("-Mstorage", "-D")):
+    result = world.run(arguments)
+    return result.stderr.decode(), result.stdout.decode()
+
+
+def write(world, text, name="tape"):
+    path = world.root / name
+    path.write_text(text, encoding="utf-8")
+    return path
+
+
+def test_a_recording_of_no_disk_has_no_disk(world):
+    world.environment["ORVAN_REPLAY"] = str(write(world, EMPTY))
+    error, output = said(world)
+    assert error == ""
+    assert "Display Name" not in output
+
+
+def test_a_relative_name_counts_from_the_working_folder(world):
+    write(world, EMPTY, "work/tape")
+    world.environment["ORVAN_REPLAY"] = "tape"
+    assert said(world)[0] == ""
+
+
+@pytest.mark.parametrize(
+    "text,reason",
+    [
+        ("", 'line 1: the first line is not "tarvex-recording 1"'),
+        (FIRST_LINE + "1 storage exists /a\n", "line 2: there is no answer"),
+        (EMPTY + "3 storage sing /a = 0\n", 'line 5: "sing" is no kind of access'),
+        (
+            FIRST_LINE + "\x1b[2J storage exists /a = 0 1\n",
+            'line 2: "\ufffd[2J" is no number from 0 to 4503599627370496',
+        ),
+    ],
+)
+def test_what_is_no_recording_is_refused_in_one_line(world, text, reason):
+    path = write(world, text)
+    world.environment["ORVAN_REPLAY"] = str(path)
+    error, output = said(world)
+    assert error == f"TarvexDiagnosticsCLI: cannot replay {path}: {reason}\n"
+    assert "Display Name" not in output
+
+
+def test_a_recording_that_is_not_there_is_refused(world):
+    world.environment["ORVAN_REPLAY"] = "/none"
+    assert said(world)[0] == "TarvexDiagnosticsCLI: cannot replay /none: No such file or directory\n"
+
+
+def test_no_recording_goes_over_a_link(world):
+    target = write(world, "somebody's")
+    link = world.root / "link"
+    link.symlink_to(target)
+    world.environment["ORVAN_RECORD"] = str(link)
+    error, output = said(world)
+    assert error == (
+        f"TarvexDiagnosticsCLI: cannot record into {link}: Too many levels of symbolic links\n"
+    )
+    assert "Display Name" not in output
+    assert target.read_text(encoding="utf-8") == "somebody's"
+
+
+def test_one_machine_at_a_time(world):
+    path = write(world, EMPTY)
+    world.environment["ORVAN_REPLAY"] = str(path)
+    world.environment["ORVAN_RECORD"] = str(world.root / "other")
+    assert said(world)[0] == (
+        "TarvexDiagnosticsCLI: ORVAN_RECORD and ORVAN_REPLAY exclude each other: "
+        f"{world.root / 'other'}, {path}\n"
+    )
+    assert not (world.root / "other").exists()
+    del world.environment["ORVAN_RECORD"]
+    world.environment["ORVAN_SCENARIO"] = "any.json"
+    assert said(world)[0] == (
+        f"TarvexDiagnosticsCLI: ORVAN_SCENARIO excludes ORVAN_RECORD and ORVAN_REPLAY: {path}\n"
+    )
+
+
+def test_a_recording_is_its_owners_alone_and_begins_anew(world):
+    path = write(world, "a text that was there before and is longer than the first line")
+    path.chmod(0o644)
+    world.environment["ORVAN_RECORD"] = str(path)
+    # A listing of the module's tests asks the machine for nothing.
+    assert said(world, ("-Mstorage", "-L"))[0] == ""
+    assert path.read_text(encoding="utf-8") == FIRST_LINE
+    assert os.stat(path).st_mode & 0o777 == 0o600
+
+
+def test_the_log_says_which_machine_it_was(world):
+    path = write(world, EMPTY)
+    world.environment["ORVAN_REPLAY"] = str(path)
+    said(world)
+    (log,) = (world.state_dir / "log").iterdir()
+    assert f"this run sees no hardware but the recording {path}" in log.read_text(encoding="utf-8")
