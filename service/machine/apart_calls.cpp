@@ -10,7 +10,6 @@
 #include <thread>
 
 #include "service/machine/thread_state.h"
-#include "service/sdk/awake_clock.h"
 
 namespace orvan::machine {
 namespace {
@@ -21,7 +20,8 @@ constexpr milliseconds kLook{50};
 // A stop leaves no call behind that is about to come back.
 constexpr milliseconds kStopGrace{50};
 
-// Signals to the process are for its own threads; what the thread itself breaks it hears of.
+}  // namespace
+
 void BlockSignals() {
   sigset_t signals;
   sigfillset(&signals);
@@ -30,8 +30,6 @@ void BlockSignals() {
   }
   pthread_sigmask(SIG_SETMASK, &signals, nullptr);
 }
-
-}  // namespace
 
 // One thread and the call that it makes. The thread keeps its lane alive.
 class ApartCalls::Lane {
@@ -71,9 +69,11 @@ class ApartCalls::Lane {
     changed_.notify_all();
   }
 
-  End Await(const Limits& limits) {
+  End Await(const Limits& limits, sdk::AwakeClock::Duration* took) {
+    sdk::AwakeClock clock;
     std::unique_lock lock(mutex_);
-    const End end = AwaitEnd(lock, limits);
+    const End end = AwaitEnd(lock, limits, clock);
+    if (took != nullptr) *took = clock.Look();
     if (end == End::kDone) {
       if (failure_) std::rethrow_exception(failure_);
       return end;
@@ -91,8 +91,7 @@ class ApartCalls::Lane {
   }
 
  private:
-  End AwaitEnd(std::unique_lock<std::mutex>& lock, const Limits& limits) {
-    sdk::AwakeClock clock;
+  End AwaitEnd(std::unique_lock<std::mutex>& lock, const Limits& limits, sdk::AwakeClock& clock) {
     sdk::AwakeClock::Duration stalled{};
     const auto isDone = [this] { return isDone_; };
     for (sdk::AwakeClock::Duration last{};;) {
@@ -147,7 +146,9 @@ std::shared_ptr<ApartCalls::Lane> ApartCalls::TakeLane() {
   return lane;
 }
 
-ApartCalls::End ApartCalls::Run(std::function<void()> work, const Limits& limits) {
+ApartCalls::End ApartCalls::Run(std::function<void()> work, const Limits& limits,
+                                sdk::AwakeClock::Duration* took) {
+  if (took != nullptr) *took = {};
   if (limits.stop.stop_requested()) return End::kStopped;
   const std::shared_ptr<Lane> lane = TakeLane();
   if (!lane) return End::kNotTried;
@@ -155,7 +156,7 @@ ApartCalls::End ApartCalls::Run(std::function<void()> work, const Limits& limits
   End end = End::kDone;
   std::exception_ptr failure;
   try {
-    end = lane->Await(limits);
+    end = lane->Await(limits, took);
   } catch (...) {
     failure = std::current_exception();
   }

@@ -11,10 +11,16 @@
 #include <utility>
 #include <vector>
 
+#include "service/sdk/awake_clock.h"
+
 namespace orvan::machine {
 
 // How many calls hang in the kernel, left behind by who made them. Any thread.
 using LeftBehindCount = std::atomic<std::size_t>;
+
+// Keeps signals to the process from the calling thread, for they are for the process' own threads;
+// what the thread itself breaks it still hears of.
+void BlockSignals();
 
 // Makes calls that may never come back from the kernel, each on a thread apart from the caller's,
 // and leaves behind what does not. Any thread; its end waits for nobody.
@@ -40,15 +46,17 @@ class ApartCalls {
   ApartCalls& operator=(const ApartCalls&) = delete;
 
   // What `work` touches it must own, for it may run long after this has returned and all else is
-  // gone. An exception that leaves it passes to the caller.
-  End Run(std::function<void()> work, const Limits& limits);
+  // gone. An exception that leaves it passes to the caller. `took`, where given, is the time awake
+  // until the end.
+  End Run(std::function<void()> work, const Limits& limits,
+          sdk::AwakeClock::Duration* took = nullptr);
 
   // The same for work that has a result; none unless the end is kDone.
   template <typename Work>
-  auto Ask(Work work, const Limits& limits, End& end) {
+  auto Ask(Work work, const Limits& limits, End& end, sdk::AwakeClock::Duration* took = nullptr) {
     using Result = decltype(work());
     const auto result = std::make_shared<std::optional<Result>>();
-    end = Run([result, work = std::move(work)] { result->emplace(work()); }, limits);
+    end = Run([result, work = std::move(work)] { result->emplace(work()); }, limits, took);
     return end == End::kDone ? std::move(*result) : std::optional<Result>();
   }
 

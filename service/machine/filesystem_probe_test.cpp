@@ -8,15 +8,15 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <optional>
+
+#include "tests/support/file_server.h"
+#include "tests/support/test_threads.h"
 
 namespace orvan::machine {
 namespace {
 
 using namespace std::chrono_literals;
-
-std::string HelperPath() {
-  return std::string(TARVEX_BINARY_DIR) + "/lib/orvan/orvan-block-reader";
-}
 
 class FilesystemProbeTest : public testing::Test {
  protected:
@@ -26,6 +26,8 @@ class FilesystemProbeTest : public testing::Test {
   }
   void TearDown() override { std::filesystem::remove_all(folder_); }
   std::string folder_;
+  std::shared_ptr<LeftBehindCount> left_ = std::make_shared<LeftBehindCount>(0);
+  ApartCalls calls_{left_};
 };
 
 // Source: Linux, include/linux/swap.h: version at 1024, pages at 1028, label at 1052, and the
@@ -53,7 +55,7 @@ std::string DosTableImage() {
 
 TEST_F(FilesystemProbeTest, FindsKindAndLabelOfAFileSystem) {
   std::ofstream(folder_ + "/image") << SwapImage("my disk");
-  const auto facts = MakeFilesystemProbe(HelperPath(), 5s, 5s)->Probe(folder_ + "/image", "", {});
+  const auto facts = MakeFilesystemProbe(calls_, 5s, 5s)->Probe(folder_ + "/image", "", {});
   ASSERT_TRUE(facts);
   EXPECT_EQ(facts->fileSystem, "swap");
   EXPECT_EQ(facts->label, "my disk");
@@ -63,7 +65,7 @@ TEST_F(FilesystemProbeTest, FindsKindAndLabelOfAFileSystem) {
 
 TEST_F(FilesystemProbeTest, FindsTheKindOfAPartitionTable) {
   std::ofstream(folder_ + "/image") << DosTableImage();
-  const auto facts = MakeFilesystemProbe(HelperPath(), 5s, 5s)->Probe(folder_ + "/image", "", {});
+  const auto facts = MakeFilesystemProbe(calls_, 5s, 5s)->Probe(folder_ + "/image", "", {});
   ASSERT_TRUE(facts);
   EXPECT_EQ(facts->tableType, "dos");
   EXPECT_EQ(facts->fileSystem, "");
@@ -72,7 +74,7 @@ TEST_F(FilesystemProbeTest, FindsTheKindOfAPartitionTable) {
 TEST_F(FilesystemProbeTest, TellsTheUseOfAMountedFileSystem) {
   struct statvfs status {};
   ASSERT_EQ(statvfs("/", &status), 0);
-  const auto facts = MakeFilesystemProbe(HelperPath(), 5s, 5s)->Probe("", "/", {});
+  const auto facts = MakeFilesystemProbe(calls_, 5s, 5s)->Probe("", "/", {});
   ASSERT_TRUE(facts && facts->use);
   EXPECT_GT(facts->use->usedBytes, 0U);
   // Used and free make up the whole, however much is written meanwhile.
@@ -80,29 +82,62 @@ TEST_F(FilesystemProbeTest, TellsTheUseOfAMountedFileSystem) {
 }
 
 TEST_F(FilesystemProbeTest, WhatCannotBeOpenedHasNoFacts) {
-  const auto facts =
-      MakeFilesystemProbe(HelperPath(), 5s, 5s)->Probe("/no/device", "/no/mount", {});
+  const auto facts = MakeFilesystemProbe(calls_, 5s, 5s)->Probe("/no/device", "/no/mount", {});
   ASSERT_TRUE(facts);
   EXPECT_EQ(facts->fileSystem, "");
   EXPECT_FALSE(facts->use);
 }
 
-TEST_F(FilesystemProbeTest, OneProbeThatCannotBeTriedDoesNotSpoilTheNext) {
-  const auto probe = MakeFilesystemProbe(HelperPath(), 5s, 5s);
-  EXPECT_FALSE(probe->Probe(std::string(10000, 'x'), "", {}));
+TEST_F(FilesystemProbeTest, OneProbeThatIsStoppedDoesNotSpoilTheNext) {
+  const auto probe = MakeFilesystemProbe(calls_, 5s, 5s);
   std::stop_source stop;
   stop.request_stop();
   EXPECT_FALSE(probe->Probe("", "/", stop.get_token()));
   EXPECT_TRUE(probe->Probe("", "/", {}));
-  EXPECT_FALSE(MakeFilesystemProbe("/no/such/helper", 5s, 5s)->Probe("", "/", {}));
+  const RefusedThreads refused;
+  ApartCalls calls(left_);
+  EXPECT_FALSE(MakeFilesystemProbe(calls, 5s, 5s)->Probe("", "/", {}));
 }
 
-// A helper that never answers stands in for one that hangs at a device.
-TEST_F(FilesystemProbeTest, HangingDevicesTogetherCostTheBudgetAndNoMore) {
-  const auto probe = MakeFilesystemProbe("/bin/cat", 1h, 100ms);
+// A file whose reads hang in the kernel stands in for a device that does.
+class HangingProbeTest : public FilesystemProbeTest {
+ protected:
+  void SetUp() override {
+    FilesystemProbeTest::SetUp();
+    if (!FileServer::CanServe()) GTEST_SKIP() << "needs root and /dev/fuse";
+    server_.emplace("faulty_disk", "disk", "1048576");
+    server_->Command("hang 0 2048");
+  }
+  void TearDown() override {
+    if (server_) server_->Command("resume");
+    FilesystemProbeTest::TearDown();
+  }
+  std::optional<FileServer> server_;
+};
+
+TEST_F(HangingProbeTest, DevicesTogetherCostTheBudgetAndNoMore) {
+  const auto probe = MakeFilesystemProbe(calls_, 1h, 100ms);
   const auto start = std::chrono::steady_clock::now();
-  for (int device = 0; device < 50; ++device) EXPECT_FALSE(probe->Probe("/dev/a", "", {}));
+  for (int device = 0; device < 50; ++device) EXPECT_FALSE(probe->Probe(server_->Path(), "", {}));
   EXPECT_LT(std::chrono::steady_clock::now() - start, 4s);
+  EXPECT_EQ(*left_, 1U);
+}
+
+TEST_F(HangingProbeTest, OneDeviceCostsItsLimitAndTheNextIsLookedAt) {
+  const auto probe = MakeFilesystemProbe(calls_, 200ms, 1h);
+  EXPECT_FALSE(probe->Probe(server_->Path(), "", {}));
+  EXPECT_EQ(*left_, 1U);
+  EXPECT_TRUE(probe->Probe("", "/", {}));
+}
+
+TEST_F(HangingProbeTest, TheTimeOfAllOfThemIsTheBudgets) {
+  const auto probe = MakeFilesystemProbe(calls_, 600ms, 1000ms);
+  const auto start = std::chrono::steady_clock::now();
+  for (int device = 0; device < 10; ++device) EXPECT_FALSE(probe->Probe(server_->Path(), "", {}));
+  const auto took = std::chrono::steady_clock::now() - start;
+  EXPECT_GE(took, 900ms);
+  EXPECT_LT(took, 3s);
+  EXPECT_EQ(*left_, 2U);
 }
 
 }  // namespace

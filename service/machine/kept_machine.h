@@ -17,8 +17,8 @@ class KeptMachine : public sdk::Machine {
   // came in between. The thread of the test.
   enum class Moment { kTestBegins, kMessage };
   virtual void OnShown(Moment /*moment*/) {}
-  // How many calls hang in the kernel, left behind. A process in which there are any is not used
-  // any further.
+  // How many calls hang in the kernel at the moment, left behind. A process in which a test or a
+  // tool left any is not used any further.
   virtual std::size_t LeftBehind() const = 0;
 };
 

@@ -42,21 +42,21 @@ class LiveMachine final : public KeptMachine {
   explicit LiveMachine(LiveMachineOptions options)
       : filesMayBeDrives_(options.filesMayBeDrives),
         files_(std::make_shared<LiveFiles>(std::move(options.root))),
-        state_(std::move(options.stateFolder)),
-        helperPath_(std::move(options.helperPath)) {}
+        state_(std::move(options.stateFolder)) {}
 
   const sdk::MachineFiles& Files() const override { return *files_; }
-  OpenedReader OpenReader(const BlockReaderOptions& options, std::stop_token stop) override {
-    return OpenBlockReader(helperPath_, options, std::move(stop));
+  sdk::OpenedReader OpenReader(const sdk::BlockReaderOptions& options,
+                               std::stop_token stop) override {
+    return OpenBlockReader(calls_, leftBehind_, options, std::move(stop));
   }
   sdk::OpenedWriter OpenWriter(const sdk::BlockWriterOptions& options,
                                std::stop_token stop) override {
     if (!mayWrite_) return {nullptr, sdk::WriteRefusal::kNotGranted, 0};
     return OpenBlockWriter(calls_, files_, options, std::move(stop));
   }
-  std::unique_ptr<FilesystemProbe> MakeProbe(std::chrono::milliseconds limit,
-                                             std::chrono::milliseconds budget) override {
-    return MakeFilesystemProbe(helperPath_, limit, budget);
+  std::unique_ptr<sdk::FilesystemProbe> MakeProbe(std::chrono::milliseconds limit,
+                                                  std::chrono::milliseconds budget) override {
+    return MakeFilesystemProbe(calls_, limit, budget);
   }
   sdk::CommandAnswer Send(const sdk::DriveCommand& command, std::stop_token stop) override {
     return SendCommand(calls_, command,
@@ -88,7 +88,6 @@ class LiveMachine final : public KeptMachine {
   const bool filesMayBeDrives_;
   const std::shared_ptr<const LiveFiles> files_;
   FolderState state_;
-  std::string helperPath_;
 };
 
 }  // namespace

@@ -12,7 +12,6 @@ struct LiveMachineOptions {
   std::string root = "/";               // of Files
   tarvex::Descriptor stateFolder = {};  // the module's own; none: State() answers EOPNOTSUPP
   bool filesMayBeDrives = false;        // regular files may stand in for devices (tests)
-  std::string helperPath = {};          // the program that reads devices
 };
 
 // This machine.

@@ -7,16 +7,12 @@
 #include <cstdlib>
 #include <string>
 
-// What the tests of the reader and of its helper share.
+// What the tests of readers share.
 namespace orvan::machine {
 
 inline constexpr std::uint32_t kSector =
     4096;  // every file system takes unbuffered reads of this size
 inline constexpr std::uint64_t kSectors = 256;
-
-inline std::string HelperPath() {
-  return std::string(TARVEX_BINARY_DIR) + "/lib/orvan/orvan-block-reader";
-}
 
 // A file that stands in for a disk; in the build folder, where unbuffered reads work.
 class DiskFile {

@@ -1,6 +1,6 @@
 #include "service/machine/silence_watch.h"
 
-#include "service/machine/helper_process.h"
+#include "service/machine/thread_state.h"
 
 namespace orvan::machine {
 
@@ -18,7 +18,7 @@ SilenceWatch::Finding SilenceWatch::Look(sdk::AwakeClock::Duration now,
   if (silence < sdk::kAwakePace) return Finding::kNone;
   if (!std::exchange(asked_, true)) return Finding::kAsk;
   if (silence < 2 * sdk::kAwakePace) return Finding::kNone;
-  // A helper that lives waits for its socket and answers at once.
+  // One that lives waits for orders and answers at once.
   if (state() != kInKernel) {
     stalled_ += passed;
     return stalled_ > stallLimit_ ? Finding::kStalled : Finding::kNone;

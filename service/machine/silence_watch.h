@@ -6,14 +6,14 @@
 
 namespace orvan::machine {
 
-// Judges a helper process of which nothing is heard: one that hangs in the kernel, and so the
-// device with it, or one that stands still for reasons that are none of the device's. One thread;
-// times are those of one sdk::AwakeClock.
+// Judges a thread that reads and of which nothing is heard: one that hangs in the kernel, and so
+// the device with it, or one that stands still for reasons that are none of the device's. One
+// thread; times are those of one sdk::AwakeClock.
 class SilenceWatch {
  public:
   enum class Finding {
     kNone,
-    kAsk,      // the helper is to be asked for a sign of life
+    kAsk,      // it is to be asked for a sign of life
     kHung,     // it has been in the kernel for longer than its limit
     kStalled,  // it was stopped, or got no processor, for longer than anybody waits
   };
@@ -24,7 +24,7 @@ class SilenceWatch {
   // A message came, or something is waited for from now on.
   void Heard(sdk::AwakeClock::Duration now);
   // To be called at least every sdk::kAwakePace while something is waited for. `state` tells the
-  // process' state as /proc does and is asked only when an answer is overdue.
+  // thread's state as ThreadState does and is asked only when an answer is overdue.
   Finding Look(sdk::AwakeClock::Duration now, const std::function<char()>& state);
 
  private:

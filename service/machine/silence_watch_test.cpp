@@ -1,16 +1,8 @@
 #include "service/machine/silence_watch.h"
 
 #include <gtest/gtest.h>
-#include <sched.h>
-#include <sys/syscall.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <csignal>
-#include <thread>
-#include <vector>
-
-#include "service/machine/helper_process.h"
+#include "service/machine/thread_state.h"
 
 namespace orvan::machine {
 namespace {
@@ -40,7 +32,7 @@ struct Bench {
   }
 };
 
-TEST(SilenceWatch, AHelperThatIsHeardIsNeitherAskedNorLookedAt) {
+TEST(SilenceWatch, OneThatIsHeardIsNeitherAskedNorLookedAt) {
   Bench bench;
   for (int i = 0; i < 1000; ++i) {
     bench.watch.Heard(bench.now += 200ms);
@@ -90,49 +82,6 @@ TEST(SilenceWatch, ASignOfLifeBeginsAnew) {
     bench.watch.Heard(bench.now);
   }
   EXPECT_EQ(bench.questions, 20);
-}
-
-// A child of ours that does `work` until it is killed.
-class Child {
- public:
-  explicit Child(void (*work)()) : pid_(fork()) {
-    if (pid_ == 0) {
-      work();
-      _exit(0);
-    }
-  }
-  ~Child() {
-    kill(-pid_, SIGKILL);
-    kill(pid_, SIGKILL);
-    waitpid(pid_, nullptr, 0);
-  }
-  pid_t Id() const { return pid_; }
-  bool Comes(char state) const {
-    for (int i = 0; i < 5000 && ProcessState(pid_) != state; ++i) std::this_thread::sleep_for(1ms);
-    return ProcessState(pid_) == state;
-  }
-
- private:
-  pid_t pid_;
-};
-
-TEST(ProcessState, TellsSleepStopAndKernelApart) {
-  EXPECT_TRUE(Child([] { pause(); }).Comes(kSleeping));
-  EXPECT_TRUE(Child([] { raise(SIGSTOP); }).Comes('T'));
-  // Who waits for a child as vfork does can't be interrupted. The call itself, for a sanitizer
-  // takes vfork for a plain fork.
-  EXPECT_TRUE(Child([] {
-                setpgid(0, 0);
-                if (syscall(SYS_clone, CLONE_VFORK | SIGCHLD, 0, 0, 0, 0) == 0) {
-                  pause();
-                  _exit(0);
-                }
-              }).Comes(kInKernel));
-  EXPECT_EQ(ProcessState(getpid()), 'R');
-}
-
-TEST(ProcessState, OfNobodyIsUnknown) {
-  EXPECT_EQ(ProcessState(-1), kUnknown);
 }
 
 }  // namespace

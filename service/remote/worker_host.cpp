@@ -16,6 +16,11 @@ std::string ErrorText(int error) {
   return std::generic_category().message(error);
 }
 
+std::string NotBack(std::uint64_t calls) {
+  return "the system did not come back from " + std::to_string(calls) +
+         (calls == 1 ? " call" : " calls");
+}
+
 }  // namespace
 
 Outcome WorkerHost::Converse(const Errand& errand, std::chrono::milliseconds grace,
@@ -45,11 +50,16 @@ void WorkerHost::Judge(const std::string& subject, const Outcome& outcome) {
 
 void WorkerHost::NoteLeftBehind(const std::string& subject, std::uint64_t calls) {
   if (calls == 0) return;
-  journal_.Note(sdk::LogLevel::kWarning,
-                subject + ": the worker of module " + module_ +
-                    " was left behind, for the system did not come back from " +
-                    std::to_string(calls) + (calls == 1 ? " call" : " calls"));
+  journal_.Note(sdk::LogLevel::kWarning, subject + ": the worker of module " + module_ +
+                                             " was left behind, for " + NotBack(calls));
   worker_.reset();
+}
+
+// Another worker would search the same devices and hang there, too, so this one is kept.
+void WorkerHost::NoteHungScan(const std::string& subject, std::uint64_t calls) {
+  if (calls == 0) return;
+  journal_.Note(sdk::LogLevel::kWarning,
+                subject + ": in the worker of module " + module_ + ' ' + NotBack(calls));
 }
 
 // A list that is too long for a message is as good as none.
@@ -138,7 +148,7 @@ std::vector<std::unique_ptr<sdk::Device>> WorkerHost::ScanWithWorker(const Erran
     throw std::runtime_error("the worker " + WhatBecame(outcome));
   }
   worker_->hasScanned = true;
-  NoteLeftBehind(errand.subject, leftBehind);
+  NoteHungScan(errand.subject, leftBehind);
   if (thrown) throw std::runtime_error(*thrown);
   return devices;
 }

@@ -80,6 +80,7 @@ class WorkerHost {
   void Close() { worker_.reset(); }
 
  private:
+  void NoteHungScan(const std::string& subject, std::uint64_t calls);
   // A worker that is ready, and knows the devices when the errand needs them. Empty, or why not.
   std::string Prepare(const Errand& errand);
   std::string StartWorker(const Errand& errand);

@@ -21,7 +21,6 @@ std::unique_ptr<machine::KeptMachine> MakeLive(const protocol::Hello& hello,
                                                std::vector<tarvex::Descriptor>& descriptors) {
   machine::LiveMachineOptions options;
   if (hello.hasState) options.stateFolder = std::move(descriptors[kStatePlace]);
-  options.helperPath = hello.libraryDirectory + "/orvan/orvan-block-reader";
   return machine::MakeLiveMachine(std::move(options));
 }
 

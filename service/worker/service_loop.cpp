@@ -1,5 +1,6 @@
 #include "service/worker/service_loop.h"
 
+#include <algorithm>
 #include <optional>
 #include <utility>
 #include <variant>
@@ -35,9 +36,17 @@ class Work {
        Orders& orders)
       : hosted_(hosted), machine_(machine), channel_(channel), orders_(orders) {}
 
+  // Before each order.
+  void Begin() { hungBefore_ = machine_.LeftBehind(); }
+  // How many calls of this order hang; those of earlier ones are told already.
+  std::size_t LeftBehind() const {
+    const std::size_t hung = machine_.LeftBehind();
+    return hung - std::min(hung, hungBefore_);
+  }
+
   End operator()(const protocol::Scan& order) {
     std::vector<protocol::DeviceRecord> devices = hosted_.Scan(orders_.StopToken());
-    return protocol::Scanned{order.request, std::move(devices), machine_.LeftBehind()};
+    return protocol::Scanned{order.request, std::move(devices), LeftBehind()};
   }
 
   End operator()(const protocol::RunTest& order) {
@@ -52,7 +61,7 @@ class Work {
     machine_.OnShown(machine::KeptMachine::Moment::kTestBegins);
     sdk::Verdict verdict = row->run(context);
     if (!verdict.message.empty()) machine_.OnShown(machine::KeptMachine::Moment::kMessage);
-    return protocol::TestEnded{order.request, std::move(verdict), machine_.LeftBehind()};
+    return protocol::TestEnded{order.request, std::move(verdict), LeftBehind()};
   }
 
   End operator()(const protocol::RunTool& order) {
@@ -67,7 +76,7 @@ class Work {
     ToolContext context(order, std::move(devices), std::move(candidates), channel_, orders_);
     const WriteGrant grant(machine_, row->mayWrite && !order.reportsCanceled);
     (order.reportsCanceled ? row->reportCanceled : row->run)(context);
-    return protocol::ToolEnded{order.request, machine_.LeftBehind()};
+    return protocol::ToolEnded{order.request, LeftBehind()};
   }
 
  private:
@@ -85,6 +94,7 @@ class Work {
   machine::KeptMachine& machine_;
   const ProgramChannel& channel_;
   Orders& orders_;
+  std::size_t hungBefore_ = 0;
 };
 
 std::uint64_t RequestOf(const Order& order) {
@@ -98,13 +108,14 @@ void Serve(HostedModule& hosted, machine::KeptMachine& machine, const ProgramCha
   Work work(hosted, machine, channel, orders);
   while (true) {
     const Order order = orders.Take();
+    work.Begin();
     std::optional<Work::End> end;
     protocol::Threw failure{RequestOf(order), {}, 0};
     try {
       end = std::visit(work, order);
     } catch (...) {
       failure.text = CurrentExceptionText();
-      failure.leftBehind = machine.LeftBehind();
+      failure.leftBehind = work.LeftBehind();
     }
     orders.Finish();
     try {

@@ -14,7 +14,7 @@ pytestmark = needs_devices
 
 PASSED = 0
 LIMIT = 3  # seconds that a transfer may take here
-# Beyond what a helper that hangs itself is given, too.
+# Beyond what a reader that hangs itself is given, too.
 PAUSE = LIMIT + 3
 
 
@@ -33,11 +33,10 @@ def children_of(pid, name):
     return found
 
 
-def readers_of(pid):
-    """The process ids of the program's worker and of its disk reader."""
+def worker_of(pid):
+    """The process id of the program's worker, which reads the disk."""
     (worker,) = children_of(pid, "orvan-worker")
-    (helper,) = children_of(worker, "orvan-block-reader")
-    return worker, helper
+    return worker
 
 
 def turns(pid):
@@ -46,7 +45,7 @@ def turns(pid):
     return int(re.search(r"^voluntary_ctxt_switches:\s+(\d+)", status, re.M)[1])
 
 
-@pytest.mark.parametrize("who", ["helper", "worker", "program", "all"])
+@pytest.mark.parametrize("who", ["worker", "program", "all"])
 def test_pause_longer_than_the_limit_fails_no_healthy_disk(world, disk, who):
     (world.config_dir / "service.ini").write_text(
         f"[storage]\ninclude_loop=1\ntimeout_seconds={LIMIT}\n", encoding="utf-8"
@@ -62,23 +61,22 @@ def test_pause_longer_than_the_limit_fails_no_healthy_disk(world, disk, who):
     paused = []
     try:
         disk.command("wait")
-        worker, helper = readers_of(process.pid)
+        worker = worker_of(process.pid)
         paused = {
-            "helper": [helper],
             "worker": [worker],
             "program": [process.pid],
-            "all": [process.pid, worker, helper],
+            "all": [process.pid, worker],
         }[who]
         for pid in paused:
             subprocess.run(["kill", "-STOP", str(pid)], check=True)
-        if who in ("program", "worker"):
+        if who == "program":
             # The disk answers meanwhile, for its reader is awake and counts.
             disk.command("resume")
         time.sleep(PAUSE)
         before = turns(paused[-1])
         for pid in paused:
             subprocess.run(["kill", "-CONT", str(pid)], check=True)
-        if who in ("helper", "all"):
+        if who in ("worker", "all"):
             # Awake again, and time to judge, before the disk answers.
             deadline = Stopwatch()
             while turns(paused[-1]) < before + 2:

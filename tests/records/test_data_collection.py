@@ -81,6 +81,6 @@ def imports(path):
 def test_the_program_has_no_code_that_could_send():
     parts = [PROGRAM, *(path for path in (BINARY_DIR / "lib").rglob("*") if path.is_file())]
     names = {path.name for path in parts}
-    assert names >= {"libhostlayer.so", "liborvan_service.so", "storage.so", "orvan-block-reader"}
+    assert names >= {"libhostlayer.so", "liborvan_service.so", "storage.so", "orvan-worker"}
     assert [path.name for path in parts if NETWORK.search(imports(path))] == []
     assert NETWORK.search(imports("/usr/bin/python3")), "a program that is known to have some"

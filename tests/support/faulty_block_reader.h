@@ -5,9 +5,16 @@
 #include <set>
 #include <vector>
 
-#include "service/machine/block_reader.h"
+#include "service/sdk/block_reader.h"
 
 namespace orvan::machine {
+
+using sdk::BlockGeometry;
+using sdk::BlockRead;
+using sdk::BlockReader;
+using sdk::BlockReadResult;
+using sdk::ReaderState;
+using sdk::ReadOutcome;
 
 // What is wrong with a disk that exists in memory only. Sectors are logical ones.
 struct DiskFaults {

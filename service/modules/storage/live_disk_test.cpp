@@ -156,8 +156,7 @@ class LiveDisk : public testing::Test {
   // Declared so that the loop device goes before the file below it.
   std::unique_ptr<FaultyFile> file_;
   std::unique_ptr<LoopDevice> loop_;
-  const std::unique_ptr<machine::KeptMachine> machine_ =
-      machine::MakeLiveMachine({.helperPath = TARVEX_BINARY_DIR "/lib/orvan/orvan-block-reader"});
+  const std::unique_ptr<machine::KeptMachine> machine_ = machine::MakeLiveMachine({});
   std::unique_ptr<StorageModule> module_;
   std::vector<std::unique_ptr<sdk::Device>> devices_;
   std::unique_ptr<RememberingContext> context_;

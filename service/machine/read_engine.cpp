@@ -1,23 +1,28 @@
-#include "service/machine/helper_reads.h"
+#include "service/machine/read_engine.h"
 
 #include <poll.h>
 #include <sys/mman.h>
-#include <sys/socket.h>
 #include <sys/uio.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <system_error>
+#include <thread>
+#include <utility>
 
 namespace orvan::machine {
 namespace {
+
+using sdk::BlockRead;
+using sdk::ReadOutcome;
 
 constexpr std::size_t kHugePageBytes = 2U << 20;
 constexpr std::size_t kBufferAlignment = 4096;
 // While enough reads are waiting to be started, results are gathered up to this number and age, so
 // that a fast disk does not cost the caller one wake-up per read.
-constexpr std::size_t kResultsPerMessage = 16;
-constexpr std::chrono::milliseconds kOldestUnsent{5};
+constexpr std::size_t kResultsPerDelivery = 16;
+constexpr std::chrono::milliseconds kOldestUndelivered{5};
 // A kernel that is short of something for the moment is asked again at this pace and for so long.
 constexpr std::chrono::milliseconds kSubmitPace{10};
 constexpr std::chrono::milliseconds kSubmitPatience{500};
@@ -32,21 +37,22 @@ std::size_t RoundedUp(std::size_t bytes, std::size_t unit) {
 
 }  // namespace
 
-HelperReads::HelperReads(int socket, const HelperDevice& device, const OpenMessage& request)
-    : socket_(socket),
-      device_(device),
+ReadEngine::ReadEngine(std::shared_ptr<ReadMailbox> mailbox, std::shared_ptr<BlockDevice> device,
+                       const sdk::BlockReaderOptions& options)
+    : mailbox_(std::move(mailbox)),
+      device_(std::move(device)),
       largestReadBytes_(
-          static_cast<std::uint32_t>(RoundedUp(request.largestReadBytes, kBufferAlignment))),
-      timeLimit_(request.timeLimitMs),
-      slots_(request.depth),
+          static_cast<std::uint32_t>(RoundedUp(options.largestReadBytes, kBufferAlignment))),
+      timeLimit_(options.timeLimit),
+      slots_(options.depth),
       refusedSince_(Duration::max()) {}
 
-HelperReads::~HelperReads() {
+ReadEngine::~ReadEngine() {
   if (hasRing_) io_uring_queue_exit(&ring_);
   if (buffers_ != nullptr) munmap(buffers_, buffersBytes_);
 }
 
-int HelperReads::SetUp() {
+int ReadEngine::SetUp() {
   buffersBytes_ = RoundedUp(slots_.size() * largestReadBytes_, kHugePageBytes);
   void* memory =
       mmap(nullptr, buffersBytes_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
@@ -64,29 +70,64 @@ int HelperReads::SetUp() {
   return 0;
 }
 
-std::byte* HelperReads::Buffer(std::uint32_t slot) const {
+std::byte* ReadEngine::Buffer(std::uint32_t slot) const {
   return buffers_ + static_cast<std::size_t>(slot) * largestReadBytes_;
 }
 
-void HelperReads::Run() {
-  while (true) {
-    std::array<pollfd, 2> events{pollfd{socket_, POLLIN, 0}, pollfd{ring_.ring_fd, POLLIN, 0}};
-    if (poll(events.data(), events.size(), AwaitEvent()) < 0 && errno != EINTR) return;
-    if (events[0].revents != 0 && !TakeRequests()) return;
+int ReadEngine::Start(std::unique_ptr<ReadEngine> engine) {
+  try {
+    std::thread([engine = std::move(engine)]() mutable {
+      // Whoever ends a reader waits for the end of the device, too.
+      const std::shared_ptr<ReadMailbox> mailbox = engine->mailbox_;
+      mailbox->Begin();
+      engine->Serve();
+      engine.reset();
+      mailbox->Finish();
+    }).detach();
+  } catch (const std::system_error& error) {
+    return error.code().value();
+  }
+  return 0;
+}
+
+void ReadEngine::Serve() {
+  BlockSignals();
+  while (!MayEnd()) {
+    std::array<pollfd, 2> events{pollfd{mailbox_->Event(), POLLIN, 0},
+                                 pollfd{ring_.ring_fd, POLLIN, 0}};
+    if (poll(events.data(), events.size(), AwaitEvent()) < 0 && errno != EINTR) {
+      Abandon();
+      return;
+    }
+    TakeOrders();
     // What came back while we were stopped is taken before anything is judged by the time.
     const Duration now = clock_.Look();
     TakeCompletions();
+    if (isOver_) continue;
     ExpireOverdue(now);
     StartQueued();
     Submit();
-    if (MustSend() && !SendResults()) return;
+    if (MustDeliver()) mailbox_->Deliver(results_);
   }
 }
 
+bool ReadEngine::MayEnd() const {
+  return isOver_ && std::none_of(slots_.begin(), slots_.end(),
+                                 [](const Slot& slot) { return slot.isInKernel; });
+}
+
+// The kernel may still write there, so ring and buffers stay for good.
+void ReadEngine::Abandon() {
+  hasRing_ = false;
+  buffers_ = nullptr;
+  mailbox_->Lose();
+}
+
 // Milliseconds to the next deadline or look at the clock, rounded up; -1 when there is none.
-int HelperReads::AwaitEvent() {
+int ReadEngine::AwaitEvent() {
+  if (isOver_) return -1;
   const Duration now = clock_.Look();
-  Duration next = results_.empty() ? Duration::max() : oldestResult_ + kOldestUnsent;
+  Duration next = results_.empty() ? Duration::max() : oldestResult_ + kOldestUndelivered;
   for (const Slot& slot : slots_) {
     if (slot.state == SlotState::kReading)
       next = std::min({next, slot.deadline, now + sdk::kAwakePace});
@@ -97,8 +138,8 @@ int HelperReads::AwaitEvent() {
   return static_cast<int>(std::max<std::int64_t>(left.count(), 0));
 }
 
-bool HelperReads::IsValid(const BlockRead& read) const {
-  const BlockGeometry& geometry = device_.Geometry();
+bool ReadEngine::IsValid(const BlockRead& read) const {
+  const sdk::BlockGeometry& geometry = device_->Geometry();
   return read.sizeBytes > 0 && read.sizeBytes <= largestReadBytes_ &&
          read.sizeBytes % geometry.logicalSectorBytes == 0 &&
          read.offsetBytes % geometry.logicalSectorBytes == 0 &&
@@ -106,35 +147,19 @@ bool HelperReads::IsValid(const BlockRead& read) const {
          read.sizeBytes <= geometry.sizeBytes - read.offsetBytes;
 }
 
-// False when the client is gone or breaks the protocol.
-bool HelperReads::TakeRequests() {
-  while (true) {
-    ReadMessage message;
-    const ssize_t got = recv(socket_, &message, sizeof(message), MSG_DONTWAIT | MSG_TRUNC);
-    if (got < 0) return errno == EAGAIN || errno == EINTR;
-    const auto size = static_cast<std::size_t>(got);
-    if (size < sizeof(MessageHead)) return false;
-    const bool isQuestion = message.head.kind == MessageKind::kAsk && size == sizeof(MessageHead);
-    if (!(isQuestion ? SendAlive() : TakeReads(message, size))) return false;
+void ReadEngine::TakeOrders() {
+  ReadMailbox::Orders orders = mailbox_->TakeOrders();
+  isOver_ = isOver_ || orders.isOver;
+  for (const BlockRead& read : orders.reads) {
+    if (IsValid(read)) {
+      queue_.push_back(read);
+    } else {
+      Answer(read.id, ReadOutcome::kNotTried, EINVAL);
+    }
   }
 }
 
-bool HelperReads::TakeReads(const ReadMessage& message, std::size_t size) {
-  if (message.head.kind != MessageKind::kRead || message.head.count > kMostReadsPerMessage ||
-      size != ListBytes<BlockRead>(message.head.count) ||
-      queue_.size() + message.head.count > kMostReadsOutstanding) {
-    return false;
-  }
-  const auto begin = message.reads.begin();
-  const auto end = begin + message.head.count;
-  if (!std::all_of(begin, end, [this](const BlockRead& read) { return IsValid(read); })) {
-    return false;
-  }
-  queue_.insert(queue_.end(), begin, end);
-  return true;
-}
-
-void HelperReads::StartQueued() {
+void ReadEngine::StartQueued() {
   if (refusal_ != 0) {
     for (const BlockRead& read : queue_) Answer(read.id, ReadOutcome::kNotTried, refusal_);
     queue_.clear();
@@ -142,7 +167,7 @@ void HelperReads::StartQueued() {
   for (std::uint32_t i = 0; i < slots_.size() && !queue_.empty(); ++i) {
     if (slots_[i].state != SlotState::kFree) continue;
     // Its time begins when the kernel takes it.
-    slots_[i] = {SlotState::kReading, queue_.front(), 0, Duration::max()};
+    slots_[i] = {SlotState::kReading, false, queue_.front(), 0, Duration::max()};
     queue_.pop_front();
     StartRead(i);
   }
@@ -159,13 +184,14 @@ void HelperReads::StartQueued() {
 // Hands over what the kernel has not taken yet. It never fails a read for the disk's sake, so what
 // it refuses for good is answered as not tried, at once, and is neither the disk's silence nor its
 // error.
-void HelperReads::Submit() {
+void ReadEngine::Submit() {
   if (unsubmitted_.empty() || refusal_ != 0) return;
   const int taken = io_uring_submit(&ring_);
   const Duration now = clock_.Look();
   for (int i = 0; i < taken && !unsubmitted_.empty(); ++i) {
     Slot& slot = slots_[unsubmitted_.front()];
     unsubmitted_.pop_front();
+    slot.isInKernel = true;
     if (slot.doneBytes == 0) slot.deadline = now + timeLimit_;
   }
   if (taken > 0) refusedSince_ = Duration::max();
@@ -175,7 +201,7 @@ void HelperReads::Submit() {
 }
 
 // The entries stay in the ring, so their slots are never used again.
-void HelperReads::FailUnsubmitted(int error) {
+void ReadEngine::FailUnsubmitted(int error) {
   refusal_ = error;
   for (const std::uint32_t index : unsubmitted_) {
     Slot& slot = slots_[index];
@@ -188,7 +214,7 @@ void HelperReads::FailUnsubmitted(int error) {
   queue_.clear();
 }
 
-void HelperReads::StartRead(std::uint32_t index) {
+void ReadEngine::StartRead(std::uint32_t index) {
   const Slot& slot = slots_[index];
   // One entry per slot, so the submission queue cannot be full.
   io_uring_sqe* entry = io_uring_get_sqe(&ring_);
@@ -196,25 +222,26 @@ void HelperReads::StartRead(std::uint32_t index) {
   const std::uint32_t size = slot.read.sizeBytes - slot.doneBytes;
   const std::uint64_t offset = slot.read.offsetBytes + slot.doneBytes;
   if (registered_) {
-    io_uring_prep_read_fixed(entry, device_.Descriptor(), to, size, offset,
-                             static_cast<int>(index));
+    io_uring_prep_read_fixed(entry, device_->Number(), to, size, offset, static_cast<int>(index));
   } else {
-    io_uring_prep_read(entry, device_.Descriptor(), to, size, offset);
+    io_uring_prep_read(entry, device_->Number(), to, size, offset);
   }
   entry->user_data = index;
   unsubmitted_.push_back(index);
 }
 
-void HelperReads::TakeCompletions() {
+void ReadEngine::TakeCompletions() {
   io_uring_cqe* completion = nullptr;
   while (io_uring_peek_cqe(&ring_, &completion) == 0) {
     const auto index = static_cast<std::uint32_t>(completion->user_data);
     const int result = completion->res;
     io_uring_cqe_seen(&ring_, completion);
     Slot& slot = slots_[index];
+    slot.isInKernel = false;
     const bool partial =
-        result > 0 && slot.doneBytes + static_cast<std::uint32_t>(result) < slot.read.sizeBytes &&
-        static_cast<std::uint32_t>(result) % device_.Geometry().logicalSectorBytes == 0;
+        !isOver_ && result > 0 &&
+        slot.doneBytes + static_cast<std::uint32_t>(result) < slot.read.sizeBytes &&
+        static_cast<std::uint32_t>(result) % device_->Geometry().logicalSectorBytes == 0;
     if (slot.state == SlotState::kReading && partial) {
       slot.doneBytes += static_cast<std::uint32_t>(result);
       StartRead(index);
@@ -224,7 +251,7 @@ void HelperReads::TakeCompletions() {
   }
 }
 
-void HelperReads::Finish(Slot& slot, int result) {
+void ReadEngine::Finish(Slot& slot, int result) {
   const bool isAnswered = slot.state != SlotState::kReading;
   slot.state = SlotState::kFree;
   if (isAnswered) return;
@@ -235,11 +262,11 @@ void HelperReads::Finish(Slot& slot, int result) {
     return;
   }
   // An end of the data before the device's end has no errno of its own.
-  const int error = device_.IsGone() ? ENODEV : result < 0 ? -result : EIO;
+  const int error = device_->IsGone() ? ENODEV : result < 0 ? -result : EIO;
   Answer(slot.read.id, ReadOutcome::kFailed, error);
 }
 
-void HelperReads::ExpireOverdue(Duration now) {
+void ReadEngine::ExpireOverdue(Duration now) {
   for (Slot& slot : slots_) {
     if (slot.state != SlotState::kReading || now < slot.deadline) continue;
     slot.state = SlotState::kLost;
@@ -247,34 +274,15 @@ void HelperReads::ExpireOverdue(Duration now) {
   }
 }
 
-void HelperReads::Answer(std::uint64_t id, ReadOutcome outcome, int error) {
+void ReadEngine::Answer(std::uint64_t id, ReadOutcome outcome, int error) {
   if (results_.empty()) oldestResult_ = clock_.Look();
   results_.push_back({id, outcome, error});
 }
 
-bool HelperReads::MustSend() {
+bool ReadEngine::MustDeliver() {
   return !results_.empty() &&
-         (queue_.size() < slots_.size() || results_.size() >= kResultsPerMessage ||
-          clock_.Look() >= oldestResult_ + kOldestUnsent);
-}
-
-bool HelperReads::SendAlive() {
-  const MessageHead answer{MessageKind::kAlive, 0};
-  return send(socket_, &answer, sizeof(answer), MSG_NOSIGNAL) == sizeof(answer);
-}
-
-bool HelperReads::SendResults() {
-  for (std::size_t first = 0; first < results_.size(); first += kMostReadsPerMessage) {
-    DoneMessage message;
-    message.head.count = static_cast<std::uint32_t>(
-        std::min<std::size_t>(results_.size() - first, kMostReadsPerMessage));
-    std::copy_n(results_.begin() + static_cast<std::ptrdiff_t>(first), message.head.count,
-                message.results.begin());
-    const std::size_t size = ListBytes<BlockReadResult>(message.head.count);
-    if (send(socket_, &message, size, MSG_NOSIGNAL) != static_cast<ssize_t>(size)) return false;
-  }
-  results_.clear();
-  return true;
+         (queue_.size() < slots_.size() || results_.size() >= kResultsPerDelivery ||
+          clock_.Look() >= oldestResult_ + kOldestUndelivered);
 }
 
 }  // namespace orvan::machine
