@@ -24,6 +24,16 @@ def environment(folder, scenario=None):
     return values
 
 
+def module_environment(folder, **settings):
+    """The environment of a run with the self-test module alone, which has these settings."""
+    values = environment(folder)
+    lines = "".join(f"{name}={value}\n" for name, value in settings.items())
+    path = Path(values["TARVEX_CONFIG_DIR"]) / "service.ini"
+    path.write_text(f"[selftest]\n{lines}", encoding="utf-8")
+    values["ORVAN_MODULE_DIR"] = str(BUILD / "tests/modules")
+    return values
+
+
 def write_tool_scenario(folder, devices, tool):
     """A scenario of one module with these devices and this tool (records of the scenario file)."""
     path = Path(folder) / "scenario.json"

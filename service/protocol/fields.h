@@ -51,8 +51,9 @@ class FixedBytes {
 class GrowingBytes {
  public:
   bool Append(const void* from, std::size_t size) {
-    const auto* const begin = static_cast<const std::byte*>(from);
-    bytes_.insert(bytes_.end(), begin, begin + size);
+    const std::size_t before = bytes_.size();
+    bytes_.resize(before + size);
+    if (size != 0) std::memcpy(bytes_.data() + before, from, size);
     return true;
   }
   std::span<const std::byte> Bytes() const { return bytes_; }
