@@ -7,7 +7,7 @@ import signal
 import pytest
 from machine import Machine
 
-TEST_SECONDS = 150  # that one test may take, the first with the boot of its machine
+TEST_SECONDS = 300  # that one test may take, the first with the boot of its machine
 SHARED = pytest.StashKey()
 
 

@@ -120,6 +120,16 @@ def test_power_cut_keeps_what_reached_the_drive_and_nothing_else(machine):
     assert machine.guest.read(disk, MIB, 8) == bytes(8)
 
 
+def test_drive_counts_a_write_that_changes_nothing(machine):
+    drive = machine.drives["nvme"]
+    disk = f"/dev/{machine.kernel_names()['nvme']}"
+    before = drive.content_hash()
+    machine.guest.said("dd", f"if={disk}", f"of={disk}", "bs=4096", "count=1", "conv=notrunc,fsync",
+                       "oflag=direct", "status=none")  # fmt: skip
+    assert [(request.offset, request.length) for request in drive.changes()] == [(0, 4096)]
+    assert drive.content_hash() == before
+
+
 def test_new_drive_that_is_put_in_is_found(machine, world):
     slot = machine.free_slot()
     machine.put_in(DriveRow("new", "virtio", mib=1, slot=slot))

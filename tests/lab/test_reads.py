@@ -18,6 +18,7 @@ from outcome import (
 )
 
 MACHINE = "kinds"
+LONG_SECONDS = 500  # sectors of 13 drives are tried one by one
 TESTS = ["Funnel Read Test", "Random Read Test", "Linear Read Test"]
 TRANSPORT = {"ahci": "SATA", "nvme": "NVMe", "scsi": "SCSI", "usb": "USB", "virtio": "virtio"}
 by_name = pytest.mark.parametrize("row", EVERY_KIND, ids=lambda row: row.name)
@@ -37,7 +38,7 @@ def run_extended(machine, name):
         drive.fill(0, random.Random(drive.path.name).randbytes(drive.size))
     hashes = {name: drive.content_hash() for name, drive in machine.drives.items()}
     ids = [str(number) for number in range(len(EVERY_KIND))]
-    result = machine.world(name).run(["-Mstorage", "-E", *ids])
+    result = machine.world(name).run(["-Mstorage", "-E", *ids], seconds=LONG_SECONDS)
     return Run(result.returncode, outcomes(result.stdout), hashes)
 
 
@@ -93,28 +94,32 @@ def test_linear_read_reaches_every_sector_and_nothing_writes(booted, healthy, ro
     assert drive.content_hash() == healthy.hashes[row.name]
 
 
+# Sectors that are bad, by the size of sectors: the first of some, how many (of 512e one physical
+# sector, which fails as a whole), and the last sector of the drive. All are in its last MiB.
+BAD = {"512": (15000, 3, 16383), "512e": (15000, 8, 16383), "4kn": (1800, 3, 2047)}
+NAMED = {
+    "512": (15000, 4, "15000-15002, 16383"),
+    "512e": (15000, 9, "15000-15007, 16383"),
+    "4kn": (1800, 4, "1800-1802, 2047"),
+}
+
+
 @pytest.fixture(scope="module")
 def damaged(booted):
-    """Three sectors, or one physical sector of 512e, and the last one of each drive are bad."""
     booted.mend()
     for row in EVERY_KIND:
-        booted.drives[row.name].fail(1000, 8 if row.sectors == "512e" else 3)
-        booted.drives[row.name].fail(row.size // row.logical - 1)
+        first, count, last = BAD[row.sectors]
+        booted.drives[row.name].fail(first, count)
+        booted.drives[row.name].fail(last)
     return run_extended(booted, "damaged")
 
 
-LAST_SECTOR = {"512": 16383, "512e": 16383, "4kn": 2047}  # of 8 MiB
-
-
+@pytest.mark.seconds(LONG_SECONDS)
 @by_name
 def test_bad_sectors_are_named_exactly_by_every_read_test(damaged, row):
     assert damaged.status == FAILED
-    last = LAST_SECTOR[row.sectors]
-    error = MEDIUM if row.kind == "nvme" else INPUT_OUTPUT
-    if row.sectors == "512e":
-        expected = unreadable(1000, 9, error, f"1000-1007, {last}")
-    else:
-        expected = unreadable(1000, 4, error, f"1000-1002, {last}")
+    first, count, ranges = NAMED[row.sectors]
+    expected = unreadable(first, count, MEDIUM if row.kind == "nvme" else INPUT_OUTPUT, ranges)
     found = damaged.outcomes[row.name]
     assert [test.name for test in found] == TESTS
     assert [test.verdict for test in found] == ["Failed"] * 3
