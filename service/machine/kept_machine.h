@@ -12,9 +12,8 @@ class KeptMachine : public sdk::Machine {
   // Whether what writes is passed on: set around the run of a test or a tool, as its row says. At
   // first it is not.
   virtual void GrantWriting(bool isGranted) = 0;
-  // The operator is to see that a test begins, or what it says to him. The screen is looked at now
-  // and then and shows the last word, so a recording, which takes no time, waits here where a look
-  // came in between. The thread of the test.
+  // A test begins, or is about to say something to the operator. Where a run must show the same
+  // each time, this waits until what was said before can be seen. The thread of the test.
   enum class Moment { kTestBegins, kMessage };
   virtual void OnShown(Moment /*moment*/) {}
   // How many calls hang in the kernel at the moment, left behind. A process in which a test or a

@@ -5,6 +5,7 @@
 #include "service/recording/accesses.h"
 #include "service/recording/page_secrets.h"
 #include "service/recording/recording_parts.h"
+#include "service/recording/shown_messages.h"
 
 namespace orvan::recording {
 namespace {
@@ -53,6 +54,7 @@ class RecordingMachine final : public KeptMachine {
   sdk::ModuleState& State() override { return state_; }
 
   void GrantWriting(bool isGranted) override { inner_->GrantWriting(isGranted); }
+  void OnShown(Moment moment) override { messages_.OnShown(moment); }
   std::size_t LeftBehind() const override {
     const std::size_t count = inner_->LeftBehind();
     recorder_->tape.Add(FieldWriter(kind::kLeftBehind), std::uint64_t{count});
@@ -75,6 +77,7 @@ class RecordingMachine final : public KeptMachine {
   const std::shared_ptr<Recorder> recorder_;
   const RecordingFiles files_;
   RecordingState state_;
+  ShownMessages messages_;
 };
 
 sdk::OpenedReader RecordingMachine::OpenReader(const sdk::BlockReaderOptions& options,

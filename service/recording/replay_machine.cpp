@@ -2,23 +2,17 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
-#include <thread>
 #include <utility>
 
 #include "service/recording/accesses.h"
 #include "service/recording/replay_parts.h"
+#include "service/recording/shown_messages.h"
 #include "service/sdk/read_errors.h"
 
 namespace orvan::recording {
 namespace {
 
 using machine::KeptMachine;
-
-// How often the screen is looked at while a test runs (frontend/cadence.h), and how long a look may
-// take to come on a busy machine.
-constexpr std::chrono::milliseconds kLookPace{500};
-constexpr std::chrono::milliseconds kLongestLook{700};
 
 int ErrorOf(std::uint64_t number) {
   return static_cast<int>(std::min<std::uint64_t>(number, 4095));
@@ -57,7 +51,7 @@ class ReplayMachine final : public KeptMachine {
   sdk::ModuleState& State() override { return state_; }
 
   void GrantWriting(bool isGranted) override { mayWrite_ = isGranted; }
-  void OnShown(Moment moment) override;
+  void OnShown(Moment moment) override { messages_.OnShown(moment); }
   std::size_t LeftBehind() const override {
     return source_->Next<std::uint64_t>(FieldWriter(kind::kLeftBehind)).value_or(0);
   }
@@ -74,8 +68,7 @@ class ReplayMachine final : public KeptMachine {
   const ReplayFiles files_;
   ReplayState state_;
   bool mayWrite_ = false;
-  std::chrono::microseconds testBegan_{};
-  std::int64_t lastLook_ = -1;  // before the last message of the test; negative: there was none
+  ShownMessages messages_;
   std::uint64_t beyond_ = 0;
 };
 
@@ -114,17 +107,6 @@ sdk::CommandAnswer ReplayMachine::Send(const sdk::DriveCommand& command, std::st
     FillFrom(sent->hash, std::as_writable_bytes(std::span(answer.data)));
   }
   return answer;
-}
-
-void ReplayMachine::OnShown(Moment moment) {
-  if (moment == Moment::kTestBegins) {
-    testBegan_ = source_->Reached();
-    lastLook_ = -1;
-    return;
-  }
-  const std::int64_t look = (source_->Reached() - testBegan_) / kLookPace;
-  if (lastLook_ >= 0 && look != lastLook_) std::this_thread::sleep_for(kLongestLook);
-  lastLook_ = look;
 }
 
 sdk::LockedMemoryResult ReplayMachine::LockMemory(std::size_t bytes) {

@@ -102,11 +102,6 @@ ReplaySource::Time ReplaySource::Now() {
   return Time() + std::chrono::microseconds(time_);
 }
 
-std::chrono::microseconds ReplaySource::Reached() const {
-  const std::lock_guard lock(mutex_);
-  return std::chrono::microseconds(time_);
-}
-
 void ReplaySource::PassTime(std::chrono::microseconds time) {
   const std::lock_guard lock(mutex_);
   time_ += static_cast<std::uint64_t>(std::max<std::int64_t>(time.count(), 0));

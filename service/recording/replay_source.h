@@ -53,8 +53,6 @@ class ReplaySource {
   // question, so that who waits for it does not wait for ever.
   Time Now();
   void PassTime(std::chrono::microseconds time);
-  // The same without a question that counts.
-  std::chrono::microseconds Reached() const;
 
  private:
   struct Queue {
@@ -69,7 +67,7 @@ class ReplaySource {
   const std::shared_ptr<const Recording> recording_;
   const Recording::Lines& lines_;
   std::map<ReadKey, CollectedReads> reads_;  // written by the constructor alone
-  mutable std::mutex mutex_;                 // guards all below
+  std::mutex mutex_;                         // guards all below
   std::unordered_map<std::string_view, Queue> queues_;
   std::uint64_t time_ = 0;       // in microseconds
   std::uint64_t looks_ = 0;      // at the clock since the last answer

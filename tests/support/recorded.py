@@ -1,5 +1,6 @@
 """Records runs of the real program, plays them again, and holds the one against the other."""
 
+import difflib
 import re
 
 
@@ -11,7 +12,7 @@ def without_times(output):
     """
     output = re.sub(rb"   \d+% \S [^\r\n]*\r", b"", output)
     output = re.sub(rb"^ *\r", b"", output, flags=re.M)
-    output = re.sub(rb"^[-\\|/] Scanning", b"Scanning", output, flags=re.M)
+    output = re.sub(rb"[-\\|/] Scanning [^\r\n]*\r", b"", output)
     output = re.sub(rb"(Result Code: \S+-)\d+$", rb"\1", output, flags=re.M)
     return re.sub(rb"(?:\d+ (?:hour|minute|second)s? )+$", b"", output, flags=re.M)
 
@@ -34,8 +35,14 @@ def replay(world, arguments, tape):
         del world.environment["ORVAN_REPLAY"]
 
 
+def readable(lines):
+    return [repr(line)[2:-1] for line in lines]
+
+
 def assert_alike(recorded, replayed):
     """What was said to the screen and to the error stream, and the status."""
-    assert without_times(replayed.stdout) == without_times(recorded.stdout)
+    said, wanted = (without_times(run.stdout).split(b"\n") for run in (replayed, recorded))
+    differences = [line for line in difflib.ndiff(*map(readable, (wanted, said))) if line[0] in "+-"]
+    assert not differences, "\n".join(differences)
     assert replayed.stderr == recorded.stderr
     assert replayed.returncode == recorded.returncode
