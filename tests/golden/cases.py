@@ -16,6 +16,8 @@ class Case:
     scenario: str = "none"
     arguments: list = field(default_factory=list)
     environment: dict = field(default_factory=dict)
+    machine: str | None = None  # a recorded one, below machines/
+    service: str = ""  # lines of section "storage" of service.ini
     config: str | None = None  # config.ini in the working folder, when there is one
     status: int = 0
     body: bytes | None = None  # standard output, when it is given whole
@@ -113,6 +115,10 @@ def parse_case(name, lines):
         elif word == "env":
             key, _, value = rest.partition("=")
             case.environment[key] = value
+        elif word == "machine":
+            case.machine = rest
+        elif word == "service":
+            case.service += rest + "\n"
         elif word == "config":
             case.config = (case.config or "") + rest + "\n"
         elif word == "status":

@@ -1,9 +1,15 @@
 """Recorded machines in the place of the real one: which are taken, and which are refused."""
 
 import os
+from pathlib import Path
 
+import cases
 import pytest
 from program import World
+from recorded import replay, without_times
+
+MACHINES = Path(__file__).parent / "machines"
+CASES = [case for case in cases.transcript_cases() if case.machine is not None]
 
 FIRST_LINE = "tarvex-recording 1\n"
 # Nothing but the folder of block devices, and no disk in it.
@@ -29,6 +35,20 @@ def write(world, text, name="tape"):
     path = world.root / name
     path.write_text(text, encoding="utf-8")
     return path
+
+
+@pytest.mark.parametrize("case", CASES, ids=lambda case: case.name)
+def test_transcript(world, case):
+    (world.config_dir / "service.ini").write_text(f"[storage]\n{case.service}", encoding="utf-8")
+    result = replay(world, case.arguments, MACHINES / case.machine)
+    if case.body is not None:
+        wanted = without_times(case.body).split(b"\n")
+        assert without_times(result.stdout).split(b"\n") == wanted
+    place = 0
+    for text in case.contained:
+        assert text in result.stdout[place:]
+        place = result.stdout.index(text, place)
+    assert result.returncode == case.status
 
 
 def test_a_recording_of_no_disk_has_no_disk(world):
