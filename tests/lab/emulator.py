@@ -263,8 +263,8 @@ class Emulator:
         self.process.kill()
         self.process.wait()
 
-    def last_words(self, length=6000):
-        """The end of the console, and what the emulator itself complained of."""
+    def last_words(self, lines=60):
+        """The end of the console, and what the emulator itself complained of, each line once."""
         texts = [path.read_text(errors="replace") for path in (self.console, self.complaints)
                  if path.exists()]  # fmt: skip
-        return "\n".join(text[-length:] for text in texts if text)
+        return "\n".join("\n".join(list(dict.fromkeys(text.splitlines()))[-lines:]) for text in texts)

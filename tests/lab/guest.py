@@ -59,7 +59,7 @@ class Running:
         self.guest.ask("keys", program=self.number, content=base64.b64encode(keys).decode())
 
     def kill(self, signal):
-        return self.guest.ask("kill", pid=self.pid, signal=int(signal))
+        return self.guest.kill(self.pid, signal)
 
     def terminal_settings(self):
         """The terminal's: "as_before" and "single_keys"; the last ones once the program ended."""
@@ -146,6 +146,10 @@ class Guest:
         done = self.run(*words, **options)
         assert done.returncode == 0, f"{words}: {done.stderr.decode()}"
         return done.stdout.decode(errors="replace")
+
+    def kill(self, pid, signal):
+        """Whether there was such a process."""
+        return self.ask("kill", pid=pid, signal=int(signal))
 
     def read(self, path, offset=0, length=-1):
         answer = self.ask("read", path=str(path), offset=offset, length=length)
