@@ -16,6 +16,9 @@ class KeptMachine : public sdk::Machine {
   // each time, this waits until what was said before can be seen. The thread of the test.
   enum class Moment { kTestBegins, kMessage };
   virtual void OnShown(Moment /*moment*/) {}
+  // Whether each look at what a device holds is answered with none and touches nothing: a search for
+  // devices that are known needs none, and one that hangs would hang again.
+  virtual void SkipProbes(bool /*areSkipped*/) {}
   // How many calls hang in the kernel at the moment, left behind. A process in which a test or a
   // tool left any is not used any further.
   virtual std::size_t LeftBehind() const = 0;

@@ -56,7 +56,8 @@ class LiveMachine final : public KeptMachine {
   }
   std::unique_ptr<sdk::FilesystemProbe> MakeProbe(std::chrono::milliseconds limit,
                                                   std::chrono::milliseconds budget) override {
-    return MakeFilesystemProbe(calls_, limit, budget);
+    using std::chrono::milliseconds;
+    return MakeFilesystemProbe(calls_, limit, areProbesSkipped_ ? milliseconds(0) : budget);
   }
   sdk::CommandAnswer Send(const sdk::DriveCommand& command, std::stop_token stop) override {
     return SendCommand(calls_, command,
@@ -79,12 +80,14 @@ class LiveMachine final : public KeptMachine {
   sdk::ModuleState& State() override { return state_; }
 
   void GrantWriting(bool isGranted) override { mayWrite_ = isGranted; }
+  void SkipProbes(bool areSkipped) override { areProbesSkipped_ = areSkipped; }
   std::size_t LeftBehind() const override { return *leftBehind_; }
 
  private:
   const std::shared_ptr<LeftBehindCount> leftBehind_ = std::make_shared<LeftBehindCount>(0);
   ApartCalls calls_{leftBehind_};
   std::atomic<bool> mayWrite_ = false;
+  std::atomic<bool> areProbesSkipped_ = false;
   const bool filesMayBeDrives_;
   const std::shared_ptr<const LiveFiles> files_;
   FolderState state_;

@@ -14,6 +14,8 @@
 namespace orvan::machine {
 namespace {
 
+using namespace std::chrono_literals;
+
 TEST(LiveMachine, SeesTheFilesBelowItsRoot) {
   const TestFolder root;
   root.Write("value", "17\n");
@@ -88,6 +90,15 @@ TEST(LiveMachine, OpensNothingForWritingUnlessThatIsGranted) {
   EXPECT_EQ(machine->OpenWriter(options, {}).refusal, sdk::WriteRefusal::kNotGranted);
   machine->GrantWriting(true);
   EXPECT_EQ(machine->OpenWriter(options, {}).refusal, sdk::WriteRefusal::kUnknownUse);
+}
+
+TEST(LiveMachine, LooksAtNoDeviceWhileProbesAreSkipped) {
+  const auto machine = MakeLiveMachine({});
+  EXPECT_TRUE(machine->MakeProbe(5s, 5s)->Probe("", "/", {}));
+  machine->SkipProbes(true);
+  EXPECT_FALSE(machine->MakeProbe(5s, 5s)->Probe("", "/", {}));
+  machine->SkipProbes(false);
+  EXPECT_TRUE(machine->MakeProbe(5s, 5s)->Probe("", "/", {}));
 }
 
 TEST(LiveMachine, LocksMemory) {

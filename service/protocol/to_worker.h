@@ -58,10 +58,12 @@ struct Hello {
 
 struct Scan {
   std::uint64_t request = 0;
+  bool isAgain = false;  // to find known devices, so nothing is looked at that may hang
 
   template <typename Fields, typename Self>
   static void Pass(Fields& fields, Self& self) {
     fields.Value(self.request);
+    fields.Value(self.isAgain);
   }
 };
 

@@ -55,6 +55,7 @@ class RecordingMachine final : public KeptMachine {
 
   void GrantWriting(bool isGranted) override { inner_->GrantWriting(isGranted); }
   void OnShown(Moment moment) override { messages_.OnShown(moment); }
+  void SkipProbes(bool areSkipped) override { inner_->SkipProbes(areSkipped); }
   std::size_t LeftBehind() const override {
     const std::size_t count = inner_->LeftBehind();
     recorder_->tape.Add(FieldWriter(kind::kLeftBehind), std::uint64_t{count});

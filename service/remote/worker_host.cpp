@@ -108,7 +108,7 @@ std::string WorkerHost::Prepare(const Errand& errand) {
   }
   if (!errand.needsDevices || worker_->hasScanned) return {};
   try {
-    ScanWithWorker(errand);
+    ScanWithWorker(errand, true);
   } catch (const std::exception& failure) {
     return failure.what();
   }
@@ -120,8 +120,9 @@ bool WorkerHost::Fits(const protocol::DeviceRecord& record) const {
   return record.tests.size() == sizes_.tests && record.tools.size() == sizes_.tools;
 }
 
-std::vector<std::unique_ptr<sdk::Device>> WorkerHost::ScanWithWorker(const Errand& errand) {
-  protocol::Scan order{++lastRequest_};
+std::vector<std::unique_ptr<sdk::Device>> WorkerHost::ScanWithWorker(const Errand& errand,
+                                                                     bool isAgain) {
+  protocol::Scan order{++lastRequest_, isAgain};
   worker_->Channel().Send(order, false);
   std::vector<std::unique_ptr<sdk::Device>> devices;
   std::optional<std::string> thrown;
@@ -158,7 +159,7 @@ std::vector<std::unique_ptr<sdk::Device>> WorkerHost::Scan(std::stop_token stop)
   errand.subject = "scan";
   errand.stop = std::move(stop);
   if (const std::string fault = Prepare(errand); !fault.empty()) throw std::runtime_error(fault);
-  return ScanWithWorker(errand);
+  return ScanWithWorker(errand, false);
 }
 
 }  // namespace orvan::remote

@@ -84,7 +84,7 @@ class WorkerHost {
   // A worker that is ready, and knows the devices when the errand needs them. Empty, or why not.
   std::string Prepare(const Errand& errand);
   std::string StartWorker(const Errand& errand);
-  std::vector<std::unique_ptr<sdk::Device>> ScanWithWorker(const Errand& errand);
+  std::vector<std::unique_ptr<sdk::Device>> ScanWithWorker(const Errand& errand, bool isAgain);
   Outcome Converse(const Errand& errand, std::chrono::milliseconds grace,
                    std::function<Talk::Reply(protocol::FromWorker&)> take);
   // True for what a worker may say at any time, which is written down.

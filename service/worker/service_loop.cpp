@@ -45,6 +45,7 @@ class Work {
   }
 
   End operator()(const protocol::Scan& order) {
+    machine_.SkipProbes(order.isAgain);
     std::vector<protocol::DeviceRecord> devices = hosted_.Scan(orders_.StopToken());
     return protocol::Scanned{order.request, std::move(devices), LeftBehind()};
   }

@@ -5,6 +5,7 @@ import subprocess
 
 import pytest
 from disk import SMALL, FaultyDisk, device_id, needs_devices
+from pace import Stopwatch
 from program import PROGRAM
 
 pytestmark = needs_devices
@@ -94,3 +95,20 @@ def test_search_that_could_not_look_says_so_to_who_names_another_device(world, a
     run = run_behind(world, ["-t tmpfs none /sys"], ["-Mstorage", *arguments])
     assert NOT_SEARCHED in run.stderr.decode()
     assert run.returncode == status
+
+
+def test_disk_that_hangs_costs_its_neighbour_nothing(world, disks):
+    """Neither the search, nor the test of it, nor what both leave in the kernel."""
+    first, second = disks
+    ids = [device_id(world, disk.kernel_name) for disk in disks]
+    first.command("hang", 0, SMALL)
+    stopwatch = Stopwatch()
+    found = world.run(["-Mstorage", "-Qf", *ids])
+    # 2 s in the search and 2 s (timeout_seconds) in the test; no more to find the disks again.
+    assert stopwatch.seconds() < 6
+    output = found.stdout.decode()
+    assert output.count("Test Status: Passed!") == 1, output
+    assert "did not come back within 2 seconds" in output
+    log = log_of(world)
+    assert "scan: in the worker of module Storage the system did not come back from 1 call" in log
+    assert "was left behind, for the system did not come back from" in log
