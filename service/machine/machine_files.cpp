@@ -2,7 +2,9 @@
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <linux/openat2.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -31,6 +33,25 @@ bool SaysThatThereIsNone(int error) {
 
 LiveFiles::LiveFiles(std::string root) : root_(std::move(root)) {
   while (root_.ends_with('/')) root_.pop_back();
+  if (!root_.empty()) rootFolder_.Reset(open(root_.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+}
+
+// Follows links as Resolve does, in one call where the kernel has it: a search of disks reads
+// hundreds of files over links. A kernel that has none, or is disturbed on its way (EAGAIN), leaves
+// it to Resolve.
+tarvex::Descriptor LiveFiles::Open(const std::string& path, int flags, int& error) const {
+  open_how how{};
+  how.flags = static_cast<std::uint64_t>(flags | O_CLOEXEC);
+  how.resolve = RESOLVE_NO_MAGICLINKS | (root_.empty() ? 0 : RESOLVE_IN_ROOT);
+  tarvex::Descriptor file(
+      static_cast<int>(syscall(SYS_openat2, rootFolder_.Get(), path.c_str(), &how, sizeof(how))));
+  if (!file.IsOpen() && (errno == ENOSYS || errno == EAGAIN || errno == EBADF)) {
+    const std::string resolved = Below(Resolve(path, &error));
+    if (error != 0) return {};
+    file.Reset(open(resolved.c_str(), flags | O_CLOEXEC | O_NOFOLLOW));
+  }
+  if (!file.IsOpen()) error = UnlessAbsent(errno);
+  return file;
 }
 
 std::string LiveFiles::Below(const std::string& path) const {
@@ -39,11 +60,10 @@ std::string LiveFiles::Below(const std::string& path) const {
 
 std::optional<std::string> LiveFiles::DoReadBytes(const std::string& path, std::size_t limit,
                                                   int& error) const {
-  const std::string file = Below(Resolve(path, &error));
-  if (error != 0) return {};
-  const tarvex::Descriptor fd(open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
+  const tarvex::Descriptor fd = Open(path, O_RDONLY | O_NONBLOCK, error);
+  if (!fd.IsOpen()) return {};
   struct stat status {};
-  if (!fd.IsOpen() || fstat(fd.Get(), &status) != 0) error = UnlessAbsent(errno);
+  if (fstat(fd.Get(), &status) != 0) error = errno;
   if (error != 0 || !S_ISREG(status.st_mode)) return {};
   std::string text;
   char buffer[kReadBytes];
@@ -70,14 +90,15 @@ std::optional<std::string> LiveFiles::DoReadLink(const std::string& path, int& e
 }
 
 std::vector<std::string> LiveFiles::DoList(const std::string& path, int& error) const {
-  const std::string resolved = Below(Resolve(path, &error));
-  if (error != 0) return {};
-  const std::unique_ptr<DIR, int (*)(DIR*)> folder(opendir(resolved.c_str()), closedir);
   std::vector<std::string> names;
+  tarvex::Descriptor opened = Open(path, O_RDONLY | O_DIRECTORY | O_NONBLOCK, error);
+  if (!opened.IsOpen()) return names;
+  const std::unique_ptr<DIR, int (*)(DIR*)> folder(fdopendir(opened.Get()), closedir);
   if (!folder) {
-    error = UnlessAbsent(errno);
+    error = errno;
     return names;
   }
+  opened.Release();
   errno = 0;
   while (const dirent* entry = readdir(folder.get())) {
     const std::string name = entry->d_name;
@@ -92,6 +113,9 @@ std::vector<std::string> LiveFiles::DoList(const std::string& path, int& error) 
 }
 
 bool LiveFiles::DoExists(const std::string& path, int& error) const {
+  if (Open(path, O_PATH, error).IsOpen()) return true;
+  if (error != EMFILE && error != ENFILE) return false;
+  // That there is no descriptor left says nothing of the file.
   const std::string resolved = Below(Resolve(path, &error));
   if (error != 0) return false;
   struct stat status {};

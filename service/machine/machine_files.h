@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "os/descriptor.h"
 #include "service/sdk/machine_files.h"
 
 namespace orvan::machine {
@@ -19,7 +20,9 @@ class LiveFiles final : public sdk::MachineFiles {
   std::vector<std::string> DoList(const std::string& path, int& error) const override;
   bool DoExists(const std::string& path, int& error) const override;
   std::string Below(const std::string& path) const;
-  std::string root_;  // without a slash at its end
+  tarvex::Descriptor Open(const std::string& path, int flags, int& error) const;
+  std::string root_;               // without a slash at its end
+  tarvex::Descriptor rootFolder_;  // none for the machine itself
 };
 
 }  // namespace orvan::machine

@@ -13,6 +13,7 @@
 
 #include "service/sdk/watched_files.h"
 #include "tests/support/captured_files.h"
+#include "tests/support/refusing_kernel.h"
 
 namespace orvan::machine {
 namespace {
@@ -189,6 +190,36 @@ TEST(LiveFilesTest, APathThatIsTooLongIsAnErrorAndNotMissing) {
   int error = 0;
   EXPECT_FALSE(LiveFiles().ReadBytes('/' + std::string(300, 'x'), 10, &error));
   EXPECT_EQ(error, ENAMETOOLONG);
+}
+
+// A kernel that knows no way below a root, and one that is disturbed on it.
+TEST(LiveFilesTest, FollowsLinksItselfWhereTheKernelDoesNot) {
+  const TemporaryFolder folder;
+  const auto files = MakeLive(folder.Path());
+  for (const int refusal : {ENOSYS, EAGAIN}) {
+    WhereTheKernelRefuses({SYS_openat2, refusal}, [&] {
+      int error = 0;
+      EXPECT_EQ(files->ReadText("/sys/block/absolute/sda/model"), "Disk One");
+      EXPECT_EQ(files->List("/sys/block/sda").size(), 5U);
+      EXPECT_TRUE(files->Exists("/sys/block/sda/size"));
+      EXPECT_FALSE(files->ReadBytes("/sys/block/round/size", 10, &error));
+      EXPECT_EQ(error, ELOOP);
+      EXPECT_FALSE(files->Exists("/nothing", &error));
+      EXPECT_EQ(error, 0);
+    });
+  }
+}
+
+TEST(LiveFilesTest, NoLinkLeadsOutOfTheRoot) {
+  const TemporaryFolder folder;
+  fs::create_directories(fs::path(folder.Path()) / "etc");
+  std::ofstream(folder.Path() + "/etc/hostname") << "inside";
+  fs::create_symlink("../../../../../../etc/hostname", folder.Path() + "/up");
+  fs::create_symlink("/etc/hostname", folder.Path() + "/absolute");
+  const LiveFiles files(folder.Path());
+  EXPECT_EQ(files.ReadText("/up"), "inside");
+  EXPECT_EQ(files.ReadText("/absolute"), "inside");
+  EXPECT_EQ(files.ReadText("/../etc/hostname"), "inside");
 }
 
 TEST(LiveFilesTest, WithoutDescriptorsNothingIsMissing) {
