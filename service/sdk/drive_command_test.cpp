@@ -117,7 +117,7 @@ TEST(OnlyReads, ABlockOfAnotherLengthIsNotListed) {
     Bytes cdb = Block(code, 0);
     cdb.push_back(0);
     EXPECT_FALSE(ScsiReads(cdb)) << code;
-    cdb.resize(cdb.size() - 2);
+    cdb.erase(cdb.end() - 2, cdb.end());
     EXPECT_FALSE(ScsiReads(cdb)) << code;
   }
 }
