@@ -5,10 +5,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <climits>
 #include <cstdlib>
+#include <system_error>
 #include <utility>
 
+#include "os/trusted_file.h"
 #include "os/trusted_library.h"
 
 namespace orvan::core {
@@ -38,6 +41,20 @@ std::string LibraryFolder() {
 
 std::int32_t ProcessNumber() {
   return getpid();
+}
+
+tarvex::Descriptor MakeModuleFolder(const std::string& stateFolder, const std::string& name,
+                                    std::string& fault) {
+  tarvex::Descriptor folder;
+  const std::string modules = stateFolder + "/modules";
+  for (const std::string& path : {stateFolder, modules, modules + '/' + name}) {
+    fault = tarvex::MakeTrustedFolder(path, folder);
+    if (!fault.empty()) return {};
+  }
+  // For its content, too, and not as a place alone.
+  tarvex::Descriptor opened(openat(folder.Get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!opened.IsOpen()) fault = std::generic_category().message(errno);
+  return opened;
 }
 
 bool IsWritableFolder(const std::string& path) {

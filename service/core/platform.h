@@ -15,6 +15,11 @@ std::string LibraryFolder();
 // The number of this process.
 std::int32_t ProcessNumber();
 
+// Opens the folder "modules/NAME" of the state folder, and makes it where it is missing. None with
+// the reason when it, or one on the way, could be a stranger's.
+tarvex::Descriptor MakeModuleFolder(const std::string& stateFolder, const std::string& name,
+                                    std::string& fault);
+
 // True for an existing folder in which this process may make files.
 bool IsWritableFolder(const std::string& path);
 

@@ -29,8 +29,10 @@ class PluginSource::LogJournal final : public remote::Journal {
   log::ServiceLog& log_;
 };
 
-PluginSource::PluginSource(std::string folder, std::string settingFile, remote::MachinePlan machine)
-    : folder_(std::move(folder)),
+PluginSource::PluginSource(std::string folder, std::string settingFile, remote::MachinePlan machine,
+                           std::string stateFolder)
+    : stateFolder_(std::move(stateFolder)),
+      folder_(std::move(folder)),
       settingFile_(std::move(settingFile)),
       machine_(std::move(machine)),
       keeper_(LibraryFolder() + "/orvan/orvan-worker") {}
@@ -51,6 +53,16 @@ LoadedModule PluginSource::Host(LoadedPlugin plugin, int folder,
   plan.hello.key = machine_.key;
   plan.hello.recordingBegin = machine_.begin;
   plan.recording = machine_.recording;
+  if (machine_.kind != protocol::MachineKind::kReplay && !stateFolder_.empty()) {
+    plan.openState = [this, name = plugin.name.substr(0, plugin.name.rfind('.'))] {
+      std::string fault;
+      tarvex::Descriptor folder = MakeModuleFolder(stateFolder_, name, fault);
+      if (!fault.empty()) {
+        journal_->Note(sdk::LogLevel::kWarning, "module " + name + " has no state: " + fault);
+      }
+      return folder;
+    };
+  }
   plan.folder = folder;
   plan.file = std::move(plugin.file);
   auto module = std::make_unique<remote::RemoteModule>(std::move(plugin.module), std::move(plan),

@@ -18,8 +18,10 @@ namespace orvan::core {
 class PluginSource final : public ModuleSource {
  public:
   // `folder` holds the plug-ins; `settingFile` is the service setting file, which may be missing;
-  // `machine` is what all of them get.
-  PluginSource(std::string folder, std::string settingFile, remote::MachinePlan machine = {});
+  // `machine` is what all of them get. `stateFolder` keeps what they keep, each in
+  // "modules/NAME", which is made when its worker is started; empty: they keep nothing.
+  PluginSource(std::string folder, std::string settingFile, remote::MachinePlan machine = {},
+               std::string stateFolder = {});
   ~PluginSource() override;
 
   std::optional<std::vector<LoadedModule>> Load(log::ServiceLog& log) override;
@@ -34,6 +36,7 @@ class PluginSource final : public ModuleSource {
   // The module that stands here for a plug-in's own.
   LoadedModule Host(LoadedPlugin plugin, int folder, const sdk::ModuleEnvironment& environment);
 
+  const std::string stateFolder_;
   std::string folder_;
   std::string settingFile_;
   const remote::MachinePlan machine_;

@@ -42,7 +42,7 @@ std::unique_ptr<ModuleSource> MakeSource() {
   if (scenario.empty() && fault.empty()) {
     return std::make_unique<orvan::core::PluginSource>(
         tarvex::ModuleFolder(orvan::core::LibraryFolder() + "/orvan/modules"),
-        tarvex::ConfigFolder() + "/service.ini", std::move(machine));
+        tarvex::ConfigFolder() + "/service.ini", std::move(machine), tarvex::StateFolder());
   }
   std::unique_ptr<ModuleSource> source;
   if (fault.empty()) source = orvan::scenario::MakeScenarioSource(scenario, fault);

@@ -15,10 +15,12 @@ std::unique_ptr<Worker> Worker::Start(WorkerKeeper& keeper, const WorkerPlan& pl
   error = keeper.Start(theirs.Owned(), worker->process_);
   if (error != 0) return nullptr;
   std::vector<int> descriptors{plan.folder, plan.file.Get()};
-  if (plan.stateFolder.IsOpen()) descriptors.push_back(plan.stateFolder.Get());
+  const tarvex::Descriptor state = plan.openState ? plan.openState() : tarvex::Descriptor();
+  if (state.IsOpen()) descriptors.push_back(state.Get());
   if (plan.recording) descriptors.push_back(plan.recording->Get());
   protocol::Hello hello = plan.hello;
   hello.worker = number;
+  hello.hasState = state.IsOpen();
   error = worker->channel_.Send(hello, false, descriptors);
   return error == 0 ? std::move(worker) : nullptr;
 }

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <cstdint>
-#include <map>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -29,9 +29,10 @@ struct MachinePlan {
 // What a module's workers are started with.
 struct WorkerPlan {
   protocol::Hello hello;
-  int folder = -1;                 // of the module; open for as long as the process lives
-  tarvex::Descriptor file;         // of the module
-  tarvex::Descriptor stateFolder;  // of the module; open when the hello says so
+  int folder = -1;          // of the module; open for as long as the process lives
+  tarvex::Descriptor file;  // of the module
+  // Opens the module's state folder for each worker; empty, or gives none: the module has no state.
+  std::function<tarvex::Descriptor()> openState;
   // Set when the hello names a machine that has one; all modules share it.
   std::shared_ptr<const tarvex::Descriptor> recording;
 };
@@ -51,8 +52,10 @@ class Worker {
   WorkerChannel& Channel() { return channel_; }
   tarvex::ChildProcess& Process() { return process_; }
 
-  bool isReady = false;
   bool hasScanned = false;  // it knows the module's devices
+  // Calls that hang in the kernel since its last scan. What a scan leaves there is no reason for
+  // another worker, whose scan would do the same.
+  std::uint64_t leftBehind = 0;
 
  private:
   Worker(WorkerKeeper& keeper, tarvex::PacketSocket socket)

@@ -6,7 +6,9 @@
 
 #include <cstdio>
 #include <fstream>
+#include <stdexcept>
 
+#include "service/sdk/awake_clock.h"
 #include "service/sdk/rows.h"
 
 namespace selftest {
@@ -124,7 +126,31 @@ TestRecord Parameters() {
 
 }  // namespace
 
-std::vector<TestRecord> WellBehavedTests() {
+void LeaveCallBehind(Machine& machine, const std::string& file) {
+  BlockReaderOptions options;
+  options.device = file;
+  options.fileSectorBytes = 512;
+  options.timeLimit = std::chrono::milliseconds(200);
+  const OpenedReader opened = machine.OpenReader(options, {});
+  if (opened.reader == nullptr) throw std::runtime_error("cannot be opened");
+  opened.reader->Submit({{0, 0, 512, 0}});
+  std::vector<BlockReadResult> results;
+  while (results.empty() && opened.reader->Collect(results, kAwakePace) == ReaderState::kWorking) {
+  }
+}
+
+std::vector<TestRecord> WellBehavedTests(Machine* machine, const std::string& file) {
+  const auto leave = [machine, file](TestContext&) {
+    LeaveCallBehind(*machine, file);
+    return Verdict::Passed();
+  };
+  const auto remember = [machine](TestContext&) {
+    int error = 0;
+    const std::string before = machine->State().Read("runs", error).value_or("");
+    if (error == 0) error = machine->State().Replace("runs", before + "x");
+    return Verdict::Passed("|RUNS_" + std::to_string(before.size()) + "_ERROR_" +
+                           std::to_string(error));
+  };
   return {
       Row("pass", 40, [](TestContext&) { return Verdict::Passed(); }),
       Row("fail", 41,
@@ -144,6 +170,8 @@ std::vector<TestRecord> WellBehavedTests() {
       Row("say-much", 51, SayMuch),
       Row("events", 52, TellEvents),
       Row("rights", 53, TellRights),
+      MakeTest({"leave-call", "leave-call", "leave-call", TestKey(63, 1), ""}, {{}, leave}),
+      MakeTest({"remember", "remember", "remember", TestKey(64, 1), ""}, {{}, remember}),
       OnDeviceOne(),
       AppliesThrows(),
       Parameters(),

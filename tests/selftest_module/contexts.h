@@ -18,8 +18,12 @@ inline void WaitForStop(const std::stop_token& stop) {
   changed.wait(lock, stop, [] { return false; });
 }
 
-// The tests that a module may have, and those that ask their context for much.
-std::vector<orvan::sdk::TestRecord> WellBehavedTests();
+// Reads the first sector of a file through the machine, which hangs, and leaves it behind.
+void LeaveCallBehind(orvan::sdk::Machine& machine, const std::string& file);
+
+// The tests that a module may have, and those that ask their context or `machine` for much.
+std::vector<orvan::sdk::TestRecord> WellBehavedTests(orvan::sdk::Machine* machine,
+                                                     const std::string& file);
 // The tool's own words of the setting "selftest/tool"; false for a word that is none.
 bool RunTool(const std::string& word, orvan::sdk::ToolContext& context);
 

@@ -69,13 +69,13 @@ std::vector<TestRecord> TestsOfNoLength(std::uint64_t count) {
 }  // namespace
 
 SelftestModule::SelftestModule(const ModuleEnvironment& environment)
-    : settings_(environment.settings) {
+    : machine_(environment.machine), settings_(environment.settings) {
   const std::uint64_t count = NumberIn(Setting("tests")).value_or(1);
   diagnostics_ = {
       MakeDiagnostic({"DEEDS", "I", "ill-deeds", DiagnosticKey(1, kNeitherKind), "misbehaves"},
                      DeedTests(Setting("file"))),
       MakeDiagnostic({"GOOD_DEEDS", "B", "good-deeds", DiagnosticKey(2, kNeitherKind), "behaves"},
-                     WellBehavedTests()),
+                     WellBehavedTests(machine_, Setting("file"))),
       MakeDiagnostic({"NOTHING", "N", "nothing", DiagnosticKey(3, kNeitherKind), "does nothing"},
                      TestsOfNoLength(count)),
   };
@@ -98,6 +98,8 @@ std::vector<std::unique_ptr<Device>> SelftestModule::ScanDevices(std::stop_token
   const std::string scan = Setting("scan");
   if (scan == "slow") {
     WaitForStop(stop);
+  } else if (scan == "leave-call") {
+    LeaveCallBehind(*machine_, Setting("file"));
   } else {
     Commit(scan, Setting("file"));
   }

@@ -13,7 +13,8 @@ namespace selftest {
 //   selftest/devices  how many devices there are, 2 by default
 //   selftest/file     a path: of a file that read-file reads
 //   selftest/marker   a path: while there is a file, the scan does not find device 0
-//   selftest/scan     a deed that each scan commits, or "slow": one that waits for its stop
+//   selftest/scan     a deed that each scan commits, or "slow": one that waits for its stop,
+//                     or "leave-call": one of which a read of the file hangs
 //   selftest/tool     a deed that the tool commits, or one of its own
 //   selftest/tests    how many tests of no length the diagnostic N has, 1 by default
 class SelftestModule final : public orvan::sdk::Module {
@@ -32,6 +33,7 @@ class SelftestModule final : public orvan::sdk::Module {
  private:
   std::string Setting(const std::string& name) const;
 
+  orvan::sdk::Machine* const machine_;
   const std::map<std::string, std::string> settings_;
   std::vector<orvan::sdk::DiagnosticRecord> diagnostics_;
   std::vector<orvan::sdk::ToolRecord> tools_;

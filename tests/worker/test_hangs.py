@@ -4,6 +4,7 @@ import os
 import signal
 
 import pytest
+from conftest import verdicts
 from disk import FaultyDisk, needs_devices
 from pace import Stopwatch
 from terminal import Terminal, eventually
@@ -117,6 +118,33 @@ def test_one_that_was_killed_and_cannot_end_does_not_hold_the_end_up(world, hang
         interrupt(terminal)
         expect_canceled_run(terminal, GRACE + 1)
     assert world.processes() == [worker]
+    hanging_file.command("resume")
+    world.expect_no_process()
+
+
+@needs_devices
+def test_a_call_that_is_left_behind_costs_its_worker_and_not_its_test(world, hanging_file):
+    world.set(file=hanging_file.folder / "disk")
+    run = world.run(["-Mselftest", "-Bleave-call,pass", "0", "1"])
+    assert [row[1] for row in verdicts(run.stdout.decode())] == ["Passed"] * 4
+    told = [line for line in world.log_lines() if "left behind" in line]
+    assert told == [
+        f"test leave-call on device {device}: the worker of module Selftest was left behind, "
+        "for the system did not come back from 1 call"
+        for device in (0, 1)
+    ]
+    hanging_file.command("resume")
+    world.expect_no_process()
+
+
+@needs_devices
+def test_a_call_that_a_scan_leaves_behind_costs_no_worker(world, hanging_file):
+    """Each further scan would leave another one."""
+    world.set(file=hanging_file.folder / "disk", scan="leave-call")
+    run = world.run(["-Mselftest", "-Bpass,fail", "0", "1"])
+    assert [row[1] for row in verdicts(run.stdout.decode())] == ["Passed", "Failed"] * 2
+    told = [line for line in world.log_lines() if "did not come back" in line]
+    assert told == ["scan: in the worker of module Selftest the system did not come back from 1 call"]
     hanging_file.command("resume")
     world.expect_no_process()
 

@@ -1,5 +1,6 @@
 """What a worker holds, when there is one, and what it carries to and fro."""
 
+import errno
 import os
 import re
 import shutil
@@ -31,7 +32,7 @@ def test_a_worker_holds_what_its_module_needs_and_nothing_else(world):
     assert told("leads its session ") == "1"
     held = [line.split(" ", 2)[1:] for line in lines if line.startswith("descriptor ")]
     names = [re.sub(r"\d+", "N", target) for _, target in sorted(held, key=lambda pair: int(pair[0]))]
-    modules = re.sub(r"\d+", "N", str(world.modules))
+    modules, state = (re.sub(r"\d+", "N", str(path)) for path in (world.modules, world.state_dir))
     assert names == [
         "/dev/null",
         "/dev/null",
@@ -39,6 +40,7 @@ def test_a_worker_holds_what_its_module_needs_and_nothing_else(world):
         "socket:[N]",
         modules,
         f"{modules}/selftest.so",
+        f"{state}/modules/selftest",
         "/proc/N/statm",
         "/proc/N/fd",
     ]
@@ -86,6 +88,56 @@ def test_rows_tell_of_each_device_what_the_module_says(world):
 def test_values_reach_the_test(world):
     run = world.run(["-Mselftest", "-Bparameters(number=7)", "0"])
     assert verdicts(run.stdout.decode()) == [("Parameters", "Passed", "Given number=7")]
+
+
+def test_what_a_module_keeps_stays_from_run_to_run(world):
+    assert not (world.state_dir / "modules").exists()
+    for runs in range(3):
+        run = world.run(["-Mselftest", "-Bremember", "0"])
+        assert verdicts(run.stdout.decode())[0][2] == f"Runs {runs} error 0"
+    kept = world.state_dir / "modules" / "selftest" / "runs"
+    assert kept.read_bytes() == b"xxx"
+
+
+def test_a_stranger_s_folder_keeps_nothing_for_a_module(world):
+    (world.state_dir / "modules").mkdir(mode=0o777)
+    (world.state_dir / "modules").chmod(0o777)
+    run = world.run(["-Mselftest", "-Bremember", "0"])
+    assert verdicts(run.stdout.decode())[0][2] == f"Runs 0 error {errno.EOPNOTSUPP}"
+    assert "module selftest has no state: can be written by others" in world.log_lines()
+
+
+def test_listings_leave_no_state(world):
+    assert world.run(["-A"]).returncode == PASSED
+    assert world.run(["-Mselftest", "-L"]).returncode == PASSED
+    assert not (world.state_dir / "modules").exists()
+
+
+DEEDS = ["throw", "segv", "abort", "overflow", "terminate", "kill", "exit", "grow", "close-all"]
+SAID = ["garbage", "nothing", "forge", "no-memory", "leave-child"]
+
+
+@pytest.mark.parametrize("deed", DEEDS + SAID)
+def test_a_scan_that_misbehaves_ends_no_run(world, deed):
+    world.set(scan=deed)
+    run = world.run(["-Mselftest", "-Bpass,fail"])
+    statuses = {row[1] for row in verdicts(run.stdout.decode())}
+    if deed == "leave-child":
+        assert statuses == {"Passed", "Failed"}
+    else:
+        assert run.returncode == INVALID
+        assert statuses == {"Invalid"}
+        assert b"the devices of module Selftest could not be searched: " in run.stderr
+    world.expect_no_process()
+
+
+@pytest.mark.parametrize("deed", ["throw", *DEEDS[1:], *SAID[:-1]])
+def test_a_tool_that_misbehaves_is_an_error_that_the_program_names(world, deed):
+    world.set(tool=deed)
+    run = world.run(["-Mselftest", "-Trecover", "-r", "0", "-y"])
+    assert run.returncode == -signal.SIGABRT
+    assert b"tool recover_bad_sectors ended: " in run.stderr
+    world.expect_no_process()
 
 
 @pytest.fixture
