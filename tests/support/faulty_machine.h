@@ -63,9 +63,7 @@ class FaultyMachine final : public machine::KeptMachine {
   std::set<std::string> hangingFileSystems;            // the same; each look takes its limit
   std::vector<ScriptedCommand> commands;               // in order; else the answer is kRefused
   // Which commands need no right to write.
-  std::function<bool(const DriveCommand&)> onlyReads = [](const DriveCommand& command) {
-    return command.direction != DataDirection::kToDevice;
-  };
+  std::function<bool(const DriveCommand&)> onlyReads = OnlyReads;
   std::vector<DriveCommand> sent;  // every command that was let through
   MemoryState state;
   std::uint32_t processors = 2;

@@ -131,11 +131,12 @@ TEST(FaultyMachineTest, AnswersCommandsByItsTable) {
   machine.commands.push_back({{}, AnswerWith(CommandAnswer::Outcome::kAnswered)});
   DriveCommand command;
   command.device = "/dev/sda";
+  command.command = ScsiCommand{{0x00, 0, 0, 0, 0, 0}};  // TEST UNIT READY
   const auto before = machine.now;
   EXPECT_EQ(machine.Send(command, {}).outcome, CommandAnswer::Outcome::kTimedOut);
   EXPECT_EQ(machine.now - before, command.timeLimit);
   EXPECT_EQ(machine.Send(command, {}).outcome, CommandAnswer::Outcome::kAnswered);
-  command.direction = DataDirection::kToDevice;
+  command.command = ScsiCommand{{0x04, 0, 0, 0, 0, 0}};  // FORMAT UNIT
   EXPECT_EQ(machine.Send(command, {}).outcome, CommandAnswer::Outcome::kNotGranted);
   EXPECT_EQ(machine.sent.size(), 2U);
   machine.GrantWriting(true);
