@@ -11,6 +11,8 @@ namespace {
 constexpr std::size_t kLongestName = 64;  // of a reader, a writer or memory
 constexpr std::size_t kLongestPath = 4096;
 constexpr std::size_t kLongestHash = 128;
+constexpr std::size_t kLongestText = 64U << 20;  // of a file
+constexpr std::uint64_t kHashStandsForIt = 2;
 constexpr std::size_t kMostSense = 255;  // Source: SPC-5, 4.4.2: at most 252 bytes
 
 template <typename Enum>
@@ -63,12 +65,15 @@ std::optional<std::string> OptionalOf(FieldReader& fields, std::size_t limit) {
 
 void Write(FieldWriter& fields, const TextAnswer& answer) {
   fields.Error(answer.error);
-  WriteOptional(fields, answer.text);
+  if (!answer.hash) return WriteOptional(fields, answer.text);
+  fields.Number(kHashStandsForIt).Text(*answer.hash);
 }
 
 void Read(FieldReader& fields, TextAnswer& answer) {
   answer.error = fields.Error();
-  answer.text = OptionalOf(fields, std::string::npos);
+  const std::uint64_t form = fields.Number(kHashStandsForIt);
+  if (form == 1) answer.text = fields.Text(kLongestText);
+  if (form == kHashStandsForIt) answer.hash = fields.Text(kLongestHash);
 }
 
 void Write(FieldWriter& fields, const NamesAnswer& answer) {

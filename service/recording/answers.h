@@ -17,6 +17,7 @@ namespace orvan::recording {
 struct TextAnswer {
   int error = 0;
   std::optional<std::string> text;
+  std::optional<std::string> hash = {};  // of what may hold anything; `text` is then empty
 };
 
 struct NamesAnswer {
@@ -81,7 +82,8 @@ struct MemoryAnswer {
 struct StateAnswer {
   int error = 0;
   std::optional<std::string> text;
-  std::optional<std::string> hash;  // of what is no text, or a long one; `text` is then empty
+  // Of what is no text, a long one, or one with secrets; `text` is then empty.
+  std::optional<std::string> hash;
 };
 
 void Write(FieldWriter& fields, const TextAnswer& answer);

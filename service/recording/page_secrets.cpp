@@ -225,6 +225,16 @@ bool HideInPageFile(Secrets& secrets, const std::string& path, std::string& cont
   return true;
 }
 
+bool IsFirmwarePage(const std::string& path) {
+  static constexpr std::array<std::string_view, 3> kFolders = {
+      "/sys/firmware/dmi/", "/sys/firmware/acpi/", "/sys/firmware/efi/efivars/"};
+  static constexpr std::array<std::string_view, 4> kNames = {"/edid", "/eeprom", "/nvmem", "/vpd"};
+  return std::any_of(kFolders.begin(), kFolders.end(),
+                     [&path](std::string_view folder) { return path.starts_with(folder); }) ||
+         std::any_of(kNames.begin(), kNames.end(),
+                     [&path](std::string_view name) { return path.ends_with(name); });
+}
+
 DataOf DataOfCommand(const sdk::DriveCommand& command) {
   if (const auto* ata = std::get_if<sdk::AtaCommand>(&command.command)) {
     return DataOfAta({ata->command, ata->lba});

@@ -17,6 +17,9 @@ using Page = std::span<std::uint8_t>;
 // Of a file whose name says that it is such a page; false when it is none.
 bool HideInPageFile(Secrets& secrets, const std::string& path, std::string& content);
 
+// Whether a file holds tables of firmware, whose secrets stand where only their rows tell.
+bool IsFirmwarePage(const std::string& path);
+
 // What becomes of the data that a command brought.
 enum class DataOf {
   kDrive,   // it tells of the drive, and is recorded with stand-ins

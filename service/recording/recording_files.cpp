@@ -1,6 +1,5 @@
-#include <algorithm>
-
 #include "service/recording/accesses.h"
+#include "service/recording/plain_text.h"
 #include "service/recording/recording_parts.h"
 
 namespace orvan::recording {
@@ -9,13 +8,6 @@ namespace {
 // State that is longer, or no text, may hold what lay on a medium.
 constexpr std::size_t kLongestText = 64U << 10;
 
-bool IsText(const std::string& content) {
-  return content.size() <= kLongestText && std::none_of(content.begin(), content.end(), [](char c) {
-           const auto byte = static_cast<unsigned char>(c);
-           return (byte < ' ' && c != '\n' && c != '\t') || byte == 0x7F;
-         });
-}
-
 }  // namespace
 
 std::optional<std::string> RecordingFiles::DoReadBytes(const std::string& path, std::size_t limit,
@@ -23,10 +15,13 @@ std::optional<std::string> RecordingFiles::DoReadBytes(const std::string& path, 
   Redactor& redactor = recorder_->redactor;
   const std::string real = redactor.RevealedPath(path);
   std::optional<std::string> content = inner_.ReadBytes(real, limit, &error);
-  if (content) content = redactor.FileContent(real, std::move(*content));
-  recorder_->tape.Add(FieldWriter(kind::kBytes).Text(redactor.Asked(path)).Number(limit),
-                      TextAnswer{error, content});
-  return content;
+  TextAnswer answer{error, {}};
+  if (content) {
+    answer.text = redactor.FileContent(real, *content);
+    if (!answer.text) answer.hash = redactor.HashOf(std::as_bytes(std::span(*content)));
+  }
+  recorder_->tape.Add(FieldWriter(kind::kBytes).Text(redactor.Asked(path)).Number(limit), answer);
+  return answer.hash ? content : answer.text;
 }
 
 std::optional<std::string> RecordingFiles::DoReadLink(const std::string& path, int& error) const {
@@ -61,11 +56,13 @@ FieldWriter RecordingState::Access(const char* kind, const std::string& name) co
 
 std::optional<std::string> RecordingState::Read(const std::string& name, int& error) const {
   Redactor& redactor = recorder_->redactor;
-  std::optional<std::string> content = inner_.Read(redactor.RevealedPath(name), error);
+  const std::optional<std::string> content = inner_.Read(redactor.RevealedPath(name), error);
   StateAnswer answer{error, {}, {}};
   if (content) {
-    content = redactor.Text(*content);
-    if (IsText(*content)) {
+    // The module gets back what it stored, byte for byte, so only what shows nothing can be told.
+    const bool isTold = content->size() <= kLongestText && IsPlainText(*content) &&
+                        redactor.Text(*content) == *content;
+    if (isTold) {
       answer.text = content;
     } else {
       answer.hash = redactor.HashOf(std::as_bytes(std::span(*content)));
@@ -76,15 +73,13 @@ std::optional<std::string> RecordingState::Read(const std::string& name, int& er
 }
 
 int RecordingState::Replace(const std::string& name, const std::string& content) {
-  const Redactor& redactor = recorder_->redactor;
-  const int error = inner_.Replace(redactor.RevealedPath(name), redactor.Revealed(content));
+  const int error = inner_.Replace(recorder_->redactor.RevealedPath(name), content);
   recorder_->tape.Add(Access(kind::kStateReplace, name), static_cast<std::uint64_t>(error));
   return error;
 }
 
 int RecordingState::Append(const std::string& name, const std::string& content) {
-  const Redactor& redactor = recorder_->redactor;
-  const int error = inner_.Append(redactor.RevealedPath(name), redactor.Revealed(content));
+  const int error = inner_.Append(recorder_->redactor.RevealedPath(name), content);
   recorder_->tape.Add(Access(kind::kStateAppend, name), static_cast<std::uint64_t>(error));
   return error;
 }

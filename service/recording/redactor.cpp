@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "service/recording/page_secrets.h"
+#include "service/recording/plain_text.h"
 #include "service/recording/text_secrets.h"
 
 namespace orvan::recording {
@@ -58,8 +59,9 @@ std::string Redactor::Text(const std::string& text) {
   return HiddenAt(secrets_, text, SecretsIn(text));
 }
 
-std::string Redactor::FileContent(const std::string& path, std::string content) {
+std::optional<std::string> Redactor::FileContent(const std::string& path, std::string content) {
   if (HideInPageFile(secrets_, path, content)) return secrets_.Hidden(content);
+  if (IsFirmwarePage(path) || !IsPlainText(content)) return {};
   return HiddenAt(secrets_, content, SecretsInFile(path, content));
 }
 

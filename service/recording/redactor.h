@@ -2,6 +2,7 @@
 
 #include <map>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -20,13 +21,12 @@ class Redactor {
   void LookAround(const sdk::MachineFiles& files);
 
   std::string Text(const std::string& text);
-  std::string FileContent(const std::string& path, std::string content);
+  // None: it is neither a text nor a page that is known, so nothing can be told of it.
+  std::optional<std::string> FileContent(const std::string& path, std::string content);
   // Sorted again.
   std::vector<std::string> Names(const std::string& folder, const std::vector<std::string>& names);
   void CommandData(const sdk::DriveCommand& command, std::vector<std::uint8_t>& data);
   std::string LinkTarget(const std::string& target);
-  // What a module wrote, with the secrets that it was not shown.
-  std::string Revealed(const std::string& text) const { return secrets_.Revealed(text); }
   // A path that a module made of names that it was shown, as the machine has it.
   std::string RevealedPath(const std::string& path) const;
   // What a module asked for, without the secrets that it may know from elsewhere.

@@ -10,7 +10,7 @@ std::optional<std::string> ReplayFiles::DoReadBytes(const std::string& path, std
                                                     int& error) const {
   auto answer = source_->Next<TextAnswer>(FieldWriter(kind::kBytes).Text(path).Number(limit));
   if (!answer) return {};
-  error = answer->error;
+  error = answer->hash ? sdk::kNotRecorded : answer->error;
   if (answer->text && answer->text->size() > limit) answer->text->resize(limit);
   return std::move(answer->text);
 }

@@ -180,8 +180,9 @@ constexpr std::array<Finder, 8> kFinders = {NvmeName, T10Name,      WorldWideNam
                                             LongHex,  BehindFolder, BehindKey,     Pairs};
 
 // Files whose lines are secrets as a whole.
-constexpr std::array<std::string_view, 31> kWhole = {"serial",
+constexpr std::array<std::string_view, 32> kWhole = {"serial",
                                                      "serial_number",
+                                                     "serial-number",
                                                      "wwid",
                                                      "eui",
                                                      "nguid",
