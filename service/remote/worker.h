@@ -53,9 +53,6 @@ class Worker {
   tarvex::ChildProcess& Process() { return process_; }
 
   bool hasScanned = false;  // it knows the module's devices
-  // Calls that hang in the kernel since its last scan. What a scan leaves there is no reason for
-  // another worker, whose scan would do the same.
-  std::uint64_t leftBehind = 0;
 
  private:
   Worker(WorkerKeeper& keeper, tarvex::PacketSocket socket)

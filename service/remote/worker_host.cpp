@@ -49,7 +49,7 @@ void WorkerHost::Judge(const std::string& subject, const Outcome& outcome) {
 }
 
 void WorkerHost::NoteLeftBehind(const std::string& subject, std::uint64_t calls) {
-  if (calls <= worker_->leftBehind) return;
+  if (calls == 0) return;
   journal_.Note(sdk::LogLevel::kWarning, subject + ": the worker of module " + module_ +
                                              " was left behind, for " + NotBack(calls));
   worker_.reset();
@@ -57,7 +57,6 @@ void WorkerHost::NoteLeftBehind(const std::string& subject, std::uint64_t calls)
 
 // Another worker would search the same devices and hang there, too, so this one is kept.
 void WorkerHost::NoteHungScan(const std::string& subject, std::uint64_t calls) {
-  worker_->leftBehind = calls;
   if (calls == 0) return;
   journal_.Note(sdk::LogLevel::kWarning,
                 subject + ": in the worker of module " + module_ + ' ' + NotBack(calls));

@@ -72,8 +72,7 @@ class WorkerHost {
     return finding;
   }
 
-  // Of the end of a request: so many calls of the worker hang in the kernel. Where some came along
-  // since its scan, it is not used any more.
+  // Of the end of a request: calls of the worker hang in the kernel, so it is not used any more.
   void NoteLeftBehind(const std::string& subject, std::uint64_t calls);
   // Answers what the worker asked, from within `take`.
   void Answer(const protocol::ToolAnswer& answer);

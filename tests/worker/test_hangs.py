@@ -137,18 +137,6 @@ def test_a_call_that_is_left_behind_costs_its_worker_and_not_its_test(world, han
     world.expect_no_process()
 
 
-@needs_devices
-def test_a_call_that_a_scan_leaves_behind_costs_no_worker(world, hanging_file):
-    """Each further scan would leave another one."""
-    world.set(file=hanging_file.folder / "disk", scan="leave-call")
-    run = world.run(["-Mselftest", "-Bpass,fail", "0", "1"])
-    assert [row[1] for row in verdicts(run.stdout.decode())] == ["Passed", "Failed"] * 2
-    told = [line for line in world.log_lines() if "did not come back" in line]
-    assert told == ["scan: in the worker of module Selftest the system did not come back from 1 call"]
-    hanging_file.command("resume")
-    world.expect_no_process()
-
-
 @BY
 def test_a_scan_that_looks_ends_at_once_with_its_devices(world, stop):
     world.set(scan="slow")
