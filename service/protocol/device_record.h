@@ -24,16 +24,23 @@ void PassAnswer(Fields& fields, Given& answer, Each each) {
   each(fields, answer.value);
 }
 
-// A device by its lasting name. Where two have the same, the id decides.
+// A device of a scan. The worker that has made that scan knows it by its place there; any later
+// scan, of a worker that has replaced that one for instance, by its unique id alone, as long as
+// that still says which one it is.
 struct DeviceName {
-  std::string uniqueId;
+  std::string uniqueId;  // empty: it has none, and only its own scan knows it
   std::string id;
-  bool operator==(const DeviceName&) const = default;
+  std::uint64_t scan = 0;   // the request
+  std::uint32_t place = 0;  // in the scan's list
+  std::uint32_t alike = 1;  // how many of that scan have the same unique id, this one counted
 
   template <typename Fields, typename Self>
   static void Pass(Fields& fields, Self& self) {
     fields.Text(self.uniqueId);
     fields.Text(self.id);
+    fields.Value(self.scan);
+    fields.Value(self.place);
+    fields.Value(self.alike);
   }
 };
 

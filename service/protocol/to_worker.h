@@ -63,7 +63,7 @@ struct Scan {
   template <typename Fields, typename Self>
   static void Pass(Fields& fields, Self& self) {
     fields.Value(self.request);
-    fields.Value(self.isAgain);
+    fields.Flag(self.isAgain);
   }
 };
 

@@ -15,7 +15,9 @@ namespace orvan::remote {
 // thrown again, as a std::runtime_error with its text. Immutable; any thread.
 class RemoteDevice final : public sdk::Device {
  public:
-  explicit RemoteDevice(protocol::DeviceRecord record) : record_(std::move(record)) {}
+  // The name is the record's, with its place in the scan.
+  RemoteDevice(protocol::DeviceRecord record, protocol::DeviceName name)
+      : record_(std::move(record)), name_(std::move(name)) {}
 
   std::string Id() const override { return record_.id; }
   DeviceInformation Information() const override;
@@ -31,10 +33,11 @@ class RemoteDevice final : public sdk::Device {
   bool ToolApplies(std::size_t row) const;
 
   // By which any worker of the module finds it again.
-  protocol::DeviceName Name() const { return {record_.uniqueId.value, record_.id}; }
+  const protocol::DeviceName& Name() const { return name_; }
 
  private:
   protocol::DeviceRecord record_;
+  protocol::DeviceName name_;
 };
 
 // The name of a device that a remote module gave out; any other is a mistake of the caller.

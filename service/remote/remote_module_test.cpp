@@ -71,6 +71,59 @@ TEST_F(RemoteModuleTest, ADeviceIsFoundAgainByItsUniqueIdWhateverItsId) {
   EXPECT_EQ(Run("pass", devices[1].get()).status, kTestPassed);
 }
 
+TEST_F(RemoteModuleTest, DevicesThatAreAlikeInAllTheirNamesAreStillTwo) {
+  settings["ids"] = "same";
+  settings["unique-ids"] = "same";
+  const auto& devices = Scan();
+  EXPECT_EQ(Run("device", devices[0].get()).message, "|DEVICE_Part part-0");
+  EXPECT_EQ(Run("device", devices[1].get()).message, "|DEVICE_Part part-1");
+  EXPECT_EQ(Run("writing", devices[1].get()).status, kTestPassed);
+}
+
+TEST_F(RemoteModuleTest, ADeviceWithoutAUniqueIdIsNeverFoundAgain) {
+  for (const char* id : {"none", "throw"}) {
+    settings["unique-ids"] = id;
+    settings["devices"] = "1";
+    Forget();
+    const auto& devices = Scan();
+    EXPECT_EQ(Run("pass", devices[0].get()).status, kTestPassed) << id;
+    Run("exit", devices[0].get());
+    EXPECT_EQ(Shown(Run("pass", devices[0].get())), kInvalid + " |THE_DEVICE_WAS_NOT_FOUND_AGAIN")
+        << id;
+  }
+}
+
+TEST_F(RemoteModuleTest, DevicesOfOneUniqueIdAreFoundAgainWhileTheyAreAsManyAndNeverToWrite) {
+  const TestFolder folder;
+  settings["marker"] = folder / "marker";
+  settings["unique-ids"] = "same";
+  const auto& devices = Scan();
+  Run("exit", devices[0].get());
+  EXPECT_EQ(Run("device", devices[1].get()).message, "|DEVICE_Part part-1");
+  EXPECT_EQ(Shown(Run("writing", devices[1].get())), kInvalid + " |THE_DEVICE_WAS_NOT_FOUND_AGAIN");
+  Run("exit", devices[0].get());
+  std::ofstream(folder / "marker").put('x');
+  EXPECT_EQ(Shown(Run("pass", devices[0].get())), kInvalid + " |THE_DEVICE_WAS_NOT_FOUND_AGAIN");
+}
+
+TEST_F(RemoteModuleTest, ADeviceOfItsOwnUniqueIdIsFoundAgainToWrite) {
+  const auto& devices = Scan();
+  Run("exit", devices[0].get());
+  EXPECT_EQ(Run("writing", devices[1].get()).status, kTestPassed);
+}
+
+TEST_F(RemoteModuleTest, ASearchThatThrewIsMadeAgainBeforeTheNextTest) {
+  const TestFolder folder;
+  settings["throwing"] = folder / "throwing";
+  const auto& devices = Scan();
+  Run("exit", devices[0].get());
+  std::ofstream(folder / "throwing").put('x');
+  EXPECT_EQ(Shown(Run("pass", devices[0].get())),
+            kInvalid + " |THE_TEST_DID_NOT_BEGIN:_THROWN_ON_PURPOSE");
+  std::filesystem::remove(folder / "throwing");
+  EXPECT_EQ(Run("pass", devices[0].get()).status, kTestPassed);
+}
+
 TEST_F(RemoteModuleTest, ATestWithoutADeviceNeedsNoScan) {
   settings["scan"] = "throw";
   EXPECT_EQ(Run("pass", nullptr).status, kTestPassed);

@@ -1,5 +1,7 @@
 #include "service/remote/worker_host.h"
 
+#include <algorithm>
+#include <map>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
@@ -19,6 +21,23 @@ std::string ErrorText(int error) {
 std::string NotBack(std::uint64_t calls) {
   return "the system did not come back from " + std::to_string(calls) +
          (calls == 1 ? " call" : " calls");
+}
+
+// The devices of a scan's records, which are told apart by their place there.
+std::vector<std::unique_ptr<sdk::Device>> DevicesOf(std::uint64_t scan,
+                                                    std::vector<protocol::DeviceRecord> records) {
+  std::map<std::string, std::uint32_t> alike;
+  for (const protocol::DeviceRecord& record : records) ++alike[record.uniqueId.value];
+  std::vector<std::unique_ptr<sdk::Device>> devices;
+  for (protocol::DeviceRecord& record : records) {
+    const auto place = static_cast<std::uint32_t>(devices.size());
+    protocol::DeviceName name{record.uniqueId.value, record.id, scan, place,
+                              alike[record.uniqueId.value]};
+    devices.push_back(record.isNone
+                          ? nullptr
+                          : std::make_unique<RemoteDevice>(std::move(record), std::move(name)));
+  }
+  return devices;
 }
 
 }  // namespace
@@ -124,7 +143,7 @@ std::vector<std::unique_ptr<sdk::Device>> WorkerHost::ScanWithWorker(const Erran
                                                                      bool isAgain) {
   protocol::Scan order{++lastRequest_, isAgain};
   worker_->Channel().Send(order, false);
-  std::vector<std::unique_ptr<sdk::Device>> devices;
+  std::vector<protocol::DeviceRecord> records;
   std::optional<std::string> thrown;
   std::uint64_t leftBehind = 0;
   const auto take = [&](protocol::FromWorker& message) {
@@ -136,22 +155,19 @@ std::vector<std::unique_ptr<sdk::Device>> WorkerHost::ScanWithWorker(const Erran
     auto* const scanned = std::get_if<protocol::Scanned>(&message);
     if (scanned == nullptr || scanned->request != order.request) return Reply::kGarbage;
     leftBehind = scanned->leftBehind;
-    for (protocol::DeviceRecord& record : scanned->devices) {
-      if (!Fits(record)) return Reply::kGarbage;
-      devices.push_back(record.isNone ? nullptr
-                                      : std::make_unique<RemoteDevice>(std::move(record)));
-    }
-    return Reply::kDone;
+    records = std::move(scanned->devices);
+    const auto fits = [this](const protocol::DeviceRecord& record) { return Fits(record); };
+    return std::all_of(records.begin(), records.end(), fits) ? Reply::kDone : Reply::kGarbage;
   };
   const Outcome outcome = Converse(errand, limits_.scanGrace, take);
   Judge(errand.subject, outcome);
   if (outcome.kind != Outcome::Kind::kDone) {
     throw std::runtime_error("the worker " + WhatBecame(outcome));
   }
-  worker_->hasScanned = true;
   NoteHungScan(errand.subject, leftBehind);
   if (thrown) throw std::runtime_error(*thrown);
-  return devices;
+  worker_->hasScanned = true;
+  return DevicesOf(order.request, std::move(records));
 }
 
 std::vector<std::unique_ptr<sdk::Device>> WorkerHost::Scan(std::stop_token stop) {

@@ -74,33 +74,47 @@ const sdk::ToolRecord* HostedModule::FindTool(const protocol::RunTool& order) co
   return &tools[order.tool];
 }
 
-std::vector<protocol::DeviceRecord> HostedModule::Scan(std::stop_token stop) {
+std::vector<protocol::DeviceRecord> HostedModule::Scan(std::uint64_t request,
+                                                       std::stop_token stop) {
   names_.clear();
   devices_.clear();
+  scan_ = request;
   std::vector<protocol::DeviceRecord> records;
   for (std::unique_ptr<sdk::Device>& device : module_->ScanDevices(std::move(stop))) {
+    protocol::DeviceRecord& record = records.emplace_back();
     if (device == nullptr) {
-      records.emplace_back().isNone = true;
-      continue;
+      record.isNone = true;
+    } else {
+      record = RecordOf(*device, *module_);
     }
-    records.push_back(RecordOf(*device, *module_));
-    names_.push_back({records.back().uniqueId.value, records.back().id});
+    names_.push_back({record.uniqueId.value, record.id});
     devices_.push_back(std::move(device));
   }
   return records;
 }
 
-const sdk::Device* HostedModule::FindDevice(const protocol::DeviceName& name) const {
+const sdk::Device* HostedModule::FindDevice(const protocol::DeviceName& name, bool mayWrite) const {
+  if (name.scan != scan_) return FindByUniqueId(name, mayWrite);
+  const bool isThere = name.place < names_.size() && names_[name.place].id == name.id &&
+                       names_[name.place].uniqueId == name.uniqueId;
+  return isThere ? devices_[name.place].get() : nullptr;
+}
+
+const sdk::Device* HostedModule::FindByUniqueId(const protocol::DeviceName& name,
+                                                bool mayWrite) const {
+  if (name.uniqueId.empty() || (mayWrite && name.alike != 1)) return nullptr;
   const sdk::Device* found = nullptr;
   std::size_t alike = 0;
+  std::size_t sameId = 0;
   for (std::size_t i = 0; i < names_.size(); ++i) {
     if (names_[i].uniqueId != name.uniqueId) continue;
-    if (names_[i].id == name.id) return devices_[i].get();
-    found = devices_[i].get();
     ++alike;
+    // Ids are given anew at each scan; the one device of that unique id is it whatever its id.
+    if (name.alike != 1 && names_[i].id != name.id) continue;
+    found = devices_[i].get();
+    ++sameId;
   }
-  // Ids are given anew at each scan; the one device of that name is it whatever its id.
-  return alike == 1 ? found : nullptr;
+  return alike == name.alike && sameId == 1 ? found : nullptr;
 }
 
 }  // namespace orvan::worker

@@ -25,13 +25,18 @@ class HostedModule {
   const sdk::TestRecord* FindTest(const protocol::RowName& row) const;
   const sdk::ToolRecord* FindTool(const protocol::RunTool& order) const;
 
-  // Searches the devices anew. Throws what the module throws.
-  std::vector<protocol::DeviceRecord> Scan(std::stop_token stop);
-  // Null when the last scan found no such device.
-  const sdk::Device* FindDevice(const protocol::DeviceName& name) const;
+  // Searches the devices anew, for that request. Throws what the module throws.
+  std::vector<protocol::DeviceRecord> Scan(std::uint64_t request, std::stop_token stop);
+  // Null when the last scan found no such device, or when it can't be told from others. With
+  // `mayWrite`, one of several that have the same unique id is never taken from another scan.
+  const sdk::Device* FindDevice(const protocol::DeviceName& name, bool mayWrite) const;
 
  private:
   std::unique_ptr<sdk::Module, void (*)(sdk::Module*)> module_{nullptr, nullptr};
+  const sdk::Device* FindByUniqueId(const protocol::DeviceName& name, bool mayWrite) const;
+
+  // Of the last scan, in its order; some may be none.
+  std::uint64_t scan_ = 0;
   std::vector<std::unique_ptr<sdk::Device>> devices_;
   std::vector<protocol::DeviceName> names_;  // of these
 };

@@ -46,14 +46,15 @@ class Work {
 
   End operator()(const protocol::Scan& order) {
     machine_.SkipProbes(order.isAgain);
-    std::vector<protocol::DeviceRecord> devices = hosted_.Scan(orders_.StopToken());
+    std::vector<protocol::DeviceRecord> devices = hosted_.Scan(order.request, orders_.StopToken());
     return protocol::Scanned{order.request, std::move(devices), LeftBehind()};
   }
 
   End operator()(const protocol::RunTest& order) {
     const sdk::TestRecord* const row = hosted_.FindTest(order.row);
     if (row == nullptr) Leave(protocol::kExitNoConnection);
-    const sdk::Device* const device = order.device ? hosted_.FindDevice(*order.device) : nullptr;
+    const sdk::Device* const device =
+        order.device ? hosted_.FindDevice(*order.device, row->mayWrite) : nullptr;
     if (order.device && device == nullptr) {
       return protocol::DeviceMissing{order.request, *order.device};
     }
@@ -71,8 +72,8 @@ class Work {
       Leave(protocol::kExitNoConnection);
     }
     std::optional<protocol::DeviceName> missing;
-    std::vector<const sdk::Device*> devices = Find(order.devices, missing);
-    std::vector<const sdk::Device*> candidates = Find(order.candidates, missing);
+    std::vector<const sdk::Device*> devices = Find(order.devices, row->mayWrite, missing);
+    std::vector<const sdk::Device*> candidates = Find(order.candidates, row->mayWrite, missing);
     if (missing) return protocol::DeviceMissing{order.request, *std::move(missing)};
     ToolContext context(order, std::move(devices), std::move(candidates), channel_, orders_);
     const WriteGrant grant(machine_, row->mayWrite && !order.reportsCanceled);
@@ -82,10 +83,11 @@ class Work {
 
  private:
   std::vector<const sdk::Device*> Find(const std::vector<protocol::DeviceName>& names,
+                                       bool mayWrite,
                                        std::optional<protocol::DeviceName>& missing) const {
     std::vector<const sdk::Device*> found;
     for (const protocol::DeviceName& name : names) {
-      found.push_back(hosted_.FindDevice(name));
+      found.push_back(hosted_.FindDevice(name, mayWrite));
       if (found.back() == nullptr) missing = name;
     }
     return found;

@@ -102,6 +102,18 @@ TestRecord Row(const char* name, std::uint64_t identifier, Verdict (*run)(TestCo
   return MakeTest({name, name, name, TestKey(identifier, 1), name}, {{}, run});
 }
 
+TestRecord TellDevice() {
+  return Row("device", 65, [](TestContext& context) {
+    return Verdict::Passed("|DEVICE_" + context.TestedDevice()->Information().name);
+  });
+}
+
+TestRecord Writing() {
+  TestRecord row = Row("writing", 66, NeedMachine);
+  row.mayWrite = true;
+  return row;
+}
+
 TestRecord OnDeviceOne() {
   TestRecord row = Row("on-device-one", 60, NeedMachine);
   row.appliesTo = [](const Device& device) { return device.Id() == "1"; };
@@ -172,6 +184,8 @@ std::vector<TestRecord> WellBehavedTests(Machine* machine, const std::string& fi
       Row("rights", 53, TellRights),
       MakeTest({"leave-call", "leave-call", "leave-call", TestKey(63, 1), ""}, {{}, leave}),
       MakeTest({"remember", "remember", "remember", TestKey(64, 1), ""}, {{}, remember}),
+      TellDevice(),
+      Writing(),
       OnDeviceOne(),
       AppliesThrows(),
       Parameters(),

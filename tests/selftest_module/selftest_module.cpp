@@ -21,20 +21,24 @@ constexpr std::uint64_t kFirstOfNoLength = 1000;
 
 class Part final : public Device {
  public:
-  explicit Part(std::string id, std::string uniqueId)
-      : id_(std::move(id)), uniqueId_(std::move(uniqueId)) {}
+  Part(std::string id, std::string uniqueId, std::string name)
+      : id_(std::move(id)), uniqueId_(std::move(uniqueId)), name_(std::move(name)) {}
   std::string Id() const override { return id_; }
   DeviceInformation Information() const override {
     DeviceInformation information;
-    information.name = "Part " + uniqueId_;
+    information.name = "Part " + name_;
     return information;
   }
   std::vector<DiagResource> Resources() const override { return {}; }
-  std::string UniqueId() const override { return uniqueId_; }
+  std::string UniqueId() const override {
+    if (uniqueId_ == "throw") throw std::runtime_error("no unique id");
+    return uniqueId_;
+  }
 
  private:
   std::string id_;
   std::string uniqueId_;
+  std::string name_;
 };
 
 std::vector<TestRecord> DeedTests(const std::string& file) {
@@ -103,14 +107,22 @@ std::vector<std::unique_ptr<Device>> SelftestModule::ScanDevices(std::stop_token
   } else {
     Commit(scan, Setting("file"));
   }
+  const std::string throwing = Setting("throwing");
+  if (!throwing.empty() && access(throwing.c_str(), F_OK) == 0) Commit("throw", {});
   const std::string marker = Setting("marker");
+  const std::string alike = Setting("unique-ids");
   const bool lacksFirst = !marker.empty() && access(marker.c_str(), F_OK) == 0;
   std::vector<std::unique_ptr<Device>> devices;
   const std::uint64_t count = NumberIn(Setting("devices")).value_or(2);
   for (std::uint64_t number = lacksFirst ? 1 : 0; number < count; ++number) {
     // An id is given anew at each scan, a unique id stays.
+    const std::string own = "part-" + std::to_string(number);
     devices.push_back(
-        std::make_unique<Part>(std::to_string(devices.size()), "part-" + std::to_string(number)));
+        std::make_unique<Part>(Setting("ids") == "same" ? "0" : std::to_string(devices.size()),
+                               alike == "none" ? std::string()
+                               : alike.empty() ? own
+                                               : alike,
+                               own));
   }
   return devices;
 }

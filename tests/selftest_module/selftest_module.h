@@ -12,11 +12,15 @@ namespace selftest {
 // A module that does whatever a module should not, one deed in each test. Settings:
 //   selftest/devices  how many devices there are, 2 by default
 //   selftest/file     a path: of a file that read-file reads
+//   selftest/ids      "same": each device has the id 0
 //   selftest/marker   a path: while there is a file, the scan does not find device 0
 //   selftest/scan     a deed that each scan commits, or "slow": one that waits for its stop,
 //                     or "leave-call": one of which a read of the file hangs
+//   selftest/throwing a path: while there is a file, a scan throws
 //   selftest/tool     a deed that the tool commits, or one of its own
 //   selftest/tests    how many tests of no length the diagnostic N has, 1 by default
+//   selftest/unique-ids  what each device has for a unique id in place of its own; "none": an
+//                     empty one, "throw": asking for it throws
 class SelftestModule final : public orvan::sdk::Module {
  public:
   explicit SelftestModule(const orvan::sdk::ModuleEnvironment& environment);
