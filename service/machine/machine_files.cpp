@@ -60,15 +60,25 @@ std::string LiveFiles::Below(const std::string& path) const {
 
 std::optional<std::string> LiveFiles::DoReadBytes(const std::string& path, std::size_t limit,
                                                   int& error) const {
+  return DoReadAt(path, 0, limit, error);
+}
+
+std::optional<std::string> LiveFiles::DoReadAt(const std::string& path, std::uint64_t offset,
+                                               std::size_t size, int& error) const {
   const tarvex::Descriptor fd = Open(path, O_RDONLY | O_NONBLOCK, error);
   if (!fd.IsOpen()) return {};
   struct stat status {};
   if (fstat(fd.Get(), &status) != 0) error = errno;
   if (error != 0 || !S_ISREG(status.st_mode)) return {};
+  // From the begin no file needs to know places.
+  if (offset != 0 && lseek(fd.Get(), static_cast<off_t>(offset), SEEK_SET) < 0) {
+    error = errno;
+    return {};
+  }
   std::string text;
   char buffer[kReadBytes];
-  while (text.size() < limit) {
-    const ssize_t got = read(fd.Get(), buffer, std::min(sizeof(buffer), limit - text.size()));
+  while (text.size() < size) {
+    const ssize_t got = read(fd.Get(), buffer, std::min(sizeof(buffer), size - text.size()));
     if (got < 0 && errno == EINTR) continue;
     if (got < 0) {
       error = SaysThatThereIsNone(errno) ? 0 : errno;

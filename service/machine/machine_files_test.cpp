@@ -87,6 +87,17 @@ TEST_P(MachineFilesContract, ReadBytesKeepsEveryByteAndTheLimit) {
   EXPECT_EQ(files_->ReadBytes("/sys/block/sda/model", 3), " Di");
 }
 
+TEST_P(MachineFilesContract, ReadAtGivesAPartOfAFile) {
+  EXPECT_EQ(files_->ReadAt("/sys/block/sda/model", 1, 4), "Disk");
+  EXPECT_EQ(files_->ReadAt("/sys/block/sda/model", 6, 100), std::string("One \0", 5));
+  EXPECT_EQ(files_->ReadAt("/sys/block/sda/model", 11, 4), "");
+  EXPECT_EQ(files_->ReadAt("/sys/block/sda/model", 12, ~std::size_t{0}), "");
+  EXPECT_FALSE(files_->ReadAt("/sys/block/sdb/model", 1, 4));
+  int error = 0;
+  EXPECT_FALSE(files_->ReadAt("/sys/block/round/model", 1, 4, &error));
+  EXPECT_EQ(error, ELOOP);
+}
+
 TEST_P(MachineFilesContract, WhatIsMissingIsNoFile) {
   EXPECT_FALSE(files_->ReadBytes("/sys/block/sdb/size", 10));
   EXPECT_FALSE(files_->ReadBytes("/sys/bare", 10));
@@ -176,6 +187,7 @@ TEST(WatchedFilesTest, RemembersWhatCouldNotBeLookedAtOnce) {
   const sdk::WatchedFiles files(machine);
   files.ReadText("/a/file");
   files.ReadText("/a/file");
+  files.ReadAt("/a/file", 1, 1);
   files.ReadText("/a/nothing");
   files.List("/a/folder");
   files.ReadText("/a/folder/below");

@@ -36,6 +36,20 @@ std::optional<std::string> MachineFiles::ReadBytes(const std::string& path, std:
   return DoReadBytes(path, limit, Cleared(error != nullptr ? *error : ignored));
 }
 
+std::optional<std::string> MachineFiles::ReadAt(const std::string& path, std::uint64_t offset,
+                                                std::size_t size, int* error) const {
+  int ignored = 0;
+  return DoReadAt(path, offset, size, Cleared(error != nullptr ? *error : ignored));
+}
+
+std::optional<std::string> MachineFiles::DoReadAt(const std::string& path, std::uint64_t offset,
+                                                  std::size_t size, int& error) const {
+  const std::uint64_t end = offset + std::min<std::uint64_t>(size, ~offset);
+  std::optional<std::string> bytes = DoReadBytes(path, end, error);
+  if (bytes) bytes->erase(0, std::min<std::uint64_t>(offset, bytes->size()));
+  return bytes;
+}
+
 std::optional<std::string> MachineFiles::ReadLink(const std::string& path, int* error) const {
   int ignored = 0;
   return DoReadLink(path, Cleared(error != nullptr ? *error : ignored));

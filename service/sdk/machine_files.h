@@ -27,6 +27,10 @@ class MachineFiles {
   // The first `limit` bytes of a regular file; none when it is not there or cannot be read.
   std::optional<std::string> ReadBytes(const std::string& path, std::size_t limit,
                                        int* error = nullptr) const;
+  // Up to `size` bytes of a regular file from `offset` on, without what lies before them: a
+  // device's registers may be slow to read. Fewer behind the end of the file; none as ReadBytes.
+  std::optional<std::string> ReadAt(const std::string& path, std::uint64_t offset, std::size_t size,
+                                    int* error = nullptr) const;
   // The target of a symbolic link as it is stored; none when `path` is no link. Only the last
   // component is not followed.
   std::optional<std::string> ReadLink(const std::string& path, int* error = nullptr) const;
@@ -48,6 +52,9 @@ class MachineFiles {
   // What the public operations of these names do; `error` comes in as 0.
   virtual std::optional<std::string> DoReadBytes(const std::string& path, std::size_t limit,
                                                  int& error) const = 0;
+  // Where a part cannot be read by itself, it is cut from what DoReadBytes gives.
+  virtual std::optional<std::string> DoReadAt(const std::string& path, std::uint64_t offset,
+                                              std::size_t size, int& error) const;
   virtual std::optional<std::string> DoReadLink(const std::string& path, int& error) const = 0;
   virtual std::vector<std::string> DoList(const std::string& path, int& error) const = 0;
   virtual bool DoExists(const std::string& path, int& error) const = 0;

@@ -23,6 +23,13 @@ std::optional<std::string> WatchedFiles::DoReadBytes(const std::string& path, st
   return bytes;
 }
 
+std::optional<std::string> WatchedFiles::DoReadAt(const std::string& path, std::uint64_t offset,
+                                                  std::size_t size, int& error) const {
+  std::optional<std::string> bytes = inner_.ReadAt(path, offset, size, &error);
+  Note(path, error);
+  return bytes;
+}
+
 std::optional<std::string> WatchedFiles::DoReadLink(const std::string& path, int& error) const {
   auto target = inner_.ReadLink(path, &error);
   Note(path, error);
