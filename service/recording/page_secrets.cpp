@@ -4,6 +4,8 @@
 #include <array>
 #include <string_view>
 
+#include "service/recording/known_pages.h"
+
 namespace orvan::recording {
 namespace {
 
@@ -20,6 +22,11 @@ std::string TextOf(Page page) {
 
 void Put(Page page, const std::string& text) {
   std::copy(text.begin(), text.end(), page.begin());
+}
+
+// What a maker puts in where it may put in anything.
+void Clear(Page page) {
+  std::fill(page.begin(), page.end(), std::uint8_t{0});
 }
 
 void HideText(Secrets& secrets, Page page) {
@@ -52,11 +59,12 @@ void HideAtaText(Secrets& secrets, Page page) {
   SwapWords(page);
 }
 
-// Source: ACS-4, 7.12.7: serial number words 10-19, world-wide name words 108-115, serial number of
-// the medium words 176-205, integrity word 255.
+// Source: ACS-4, 7.12.7: serial number words 10-19, world-wide name words 108-115, vendor specific
+// words 129-159, serial number of the medium words 176-205, integrity word 255.
 void HideInIdentify(Secrets& secrets, Page page) {
   HideAtaText(secrets, Part(page, 2 * 10, 20));
   HideAtaText(secrets, Part(page, 2 * 176, 60));
+  Clear(Part(page, 2 * 129, 2 * 31));
   for (const std::size_t word : {108U, 112U}) {
     const Page name = Part(page, 2 * word, 8);
     SwapWords(name);
@@ -98,7 +106,8 @@ void HideDesignators(Secrets& secrets, Page page) {
   }
 }
 
-// Source: SPC-5, 7.7 (vital product data pages), 6.7.2 (standard data: vendor specific from 36).
+// Source: SPC-5, 7.7 (vital product data pages), 6.7.2 (standard data: vendor specific from 36 to
+// 55 and from 96 on).
 void HideInVitalData(Secrets& secrets, std::uint8_t number, Page page) {
   constexpr std::uint8_t kSerial = 0x80, kDesignators = 0x83, kAta = 0x89;
   if (number == kSerial) HideText(secrets, Part(page, 4, page.size()));
@@ -108,19 +117,23 @@ void HideInVitalData(Secrets& secrets, std::uint8_t number, Page page) {
 
 void HideInStandardData(Secrets& secrets, Page page) {
   HideText(secrets, Part(page, 36, 20));
+  Clear(Part(page, 96, page.size()));
 }
 
-// Source: NVM Express Base 2.0, 5.17.2: structures of Identify by their CNS.
+// Source: NVM Express Base 2.0, 5.17.2: structures of Identify by their CNS; vendor specific from
+// 384 on of a namespace, and from 3072 on of a controller.
 void HideInNvmeIdentify(Secrets& secrets, std::uint8_t structure, Page page) {
-  constexpr std::uint8_t kNamespace = 0, kController = 1, kDescriptors = 3;
-  if (structure == kNamespace) {
+  constexpr std::uint8_t kNamespace = 0, kController = 1, kDescriptors = 3, kAllocated = 0x11;
+  if (structure == kNamespace || structure == kAllocated) {
     HideNumber(secrets, Part(page, 104, 16));
     HideNumber(secrets, Part(page, 120, 8));
+    Clear(Part(page, 384, 4096 - 384));
   }
   if (structure == kController) {
     HideText(secrets, Part(page, 4, 20));
     HideNumber(secrets, Part(page, 112, 16));
     HideText(secrets, Part(page, 768, 256));
+    Clear(Part(page, 3072, 1024));
   }
   if (structure != kDescriptors) return;
   // Type and length in a head of 4 bytes; a command set (type 4) is no secret.
@@ -129,76 +142,29 @@ void HideInNvmeIdentify(Secrets& secrets, std::uint8_t structure, Page page) {
   }
 }
 
-bool IsIn(std::uint8_t code, std::initializer_list<std::uint8_t> codes) {
-  return std::find(codes.begin(), codes.end(), code) != codes.end();
-}
-
-// The command and the address of an ATA command, whichever way it is sent.
-struct AtaAddress {
-  std::uint8_t command = 0;
-  std::uint64_t lba = 0;
-};
-
-std::uint8_t ByteOf(const std::vector<std::uint8_t>& bytes, std::size_t at) {
-  return at < bytes.size() ? bytes[at] : 0;
-}
-
-// Source: SAT-4, 12.2.2: ATA PASS-THROUGH (12) and (16).
-bool IsPassThrough(const std::vector<std::uint8_t>& cdb) {
-  return IsIn(ByteOf(cdb, 0), {0x85, 0xA1});
-}
-
-AtaAddress AtaOf(const std::vector<std::uint8_t>& cdb) {
-  if (ByteOf(cdb, 0) == 0xA1) {
-    return {ByteOf(cdb, 9), ByteOf(cdb, 5) | std::uint64_t{ByteOf(cdb, 6)} << 8};
+// Source: ACS-4, 9.11 (IDENTIFY DEVICE data log): page 1 is a copy, page 5 has the strings.
+void HideInIdentifyLog(Secrets& secrets, std::uint64_t firstPage, Page data) {
+  constexpr std::size_t kBytes = 512;
+  for (std::size_t at = 0; at < data.size(); at += kBytes) {
+    const std::uint64_t number = firstPage + at / kBytes;
+    if (number == 1) HideInIdentify(secrets, Part(data, at, kBytes));
+    if (number == 5) HideAtaText(secrets, Part(data, at + 8, 20));
   }
-  return {ByteOf(cdb, 14), ByteOf(cdb, 8) | std::uint64_t{ByteOf(cdb, 10)} << 8};
-}
-
-// Source: ACS-4, 7: IDENTIFY (PACKET) DEVICE, SMART, READ LOG EXT and READ LOG DMA EXT, CHECK POWER
-// MODE. What else brings data may bring what is on the medium.
-DataOf DataOfAta(const AtaAddress& ata) {
-  return IsIn(ata.command, {0xEC, 0xA1, 0xB0, 0x2F, 0x47, 0xE5}) ? DataOf::kDrive : DataOf::kMedium;
-}
-
-// Source: SPC-5, 6; SBC-4, 5: TEST UNIT READY, REQUEST SENSE, INQUIRY, MODE SENSE, READ CAPACITY,
-// READ DEFECT DATA, LOG SENSE, REPORT LUNS and other reports.
-DataOf DataOfScsi(const std::vector<std::uint8_t>& cdb) {
-  if (IsPassThrough(cdb)) return DataOfAta(AtaOf(cdb));
-  constexpr std::uint8_t kServiceActionIn = 0x9E, kReadCapacity16 = 0x10;
-  if (ByteOf(cdb, 0) == kServiceActionIn) {
-    return (ByteOf(cdb, 1) & 0x1F) == kReadCapacity16 ? DataOf::kDrive : DataOf::kMedium;
-  }
-  return IsIn(ByteOf(cdb, 0), {0x00, 0x03, 0x12, 0x1A, 0x5A, 0x25, 0x37, 0xB7, 0x4D, 0xA0})
-             ? DataOf::kDrive
-             : DataOf::kMedium;
-}
-
-// Source: NVM Express Base 2.0, 5: Get Log Page, Identify, Get Features.
-DataOf DataOfNvme(const sdk::NvmeAdminCommand& nvme) {
-  constexpr std::uint8_t kGetFeatures = 0x0A, kHostIdentifier = 0x81;
-  if (nvme.opcode == kGetFeatures && (nvme.dwords[0] & 0xFF) == kHostIdentifier) {
-    return DataOf::kMedium;
-  }
-  return IsIn(nvme.opcode, {0x02, 0x06, kGetFeatures}) ? DataOf::kDrive : DataOf::kMedium;
 }
 
 void HideInAta(Secrets& secrets, const AtaAddress& ata, Page data) {
-  if (IsIn(ata.command, {0xEC, 0xA1})) HideInIdentify(secrets, data);
-  // Source: ACS-4, 9.11 (IDENTIFY DEVICE data log, 30h): page 1 is a copy, page 5 has the strings.
-  constexpr std::uint64_t kIdentifyLog = 0x30;
-  if (!IsIn(ata.command, {0x2F, 0x47}) || (ata.lba & 0xFF) != kIdentifyLog) return;
-  const std::uint64_t page = ata.lba >> 8 & 0xFF;
-  if (page == 1) HideInIdentify(secrets, data);
-  if (page == 5) HideAtaText(secrets, Part(data, 8, 20));
+  constexpr std::uint8_t kIdentify = 0xEC, kIdentifyPacket = 0xA1;
+  std::uint64_t firstPage = 0;
+  if (ata.command == kIdentify || ata.command == kIdentifyPacket) HideInIdentify(secrets, data);
+  if (ReadsIdentifyLog(ata, firstPage)) HideInIdentifyLog(secrets, firstPage, data);
 }
 
 void HideInScsi(Secrets& secrets, const std::vector<std::uint8_t>& cdb, Page data) {
   constexpr std::uint8_t kInquiry = 0x12;
   if (IsPassThrough(cdb)) return HideInAta(secrets, AtaOf(cdb), data);
-  if (ByteOf(cdb, 0) != kInquiry) return;
-  if ((ByteOf(cdb, 1) & 1) != 0) {
-    HideInVitalData(secrets, ByteOf(cdb, 2), data);
+  if (cdb.size() < 3 || cdb[0] != kInquiry) return;
+  if ((cdb[1] & 1) != 0) {
+    HideInVitalData(secrets, cdb[2], data);
   } else {
     HideInStandardData(secrets, data);
   }
@@ -222,6 +188,7 @@ bool HideInPageFile(Secrets& secrets, const std::string& path, std::string& cont
                                 [&path](const Row& one) { return path.ends_with(one.name); });
   if (row == kRows.end()) return false;
   row->hide(secrets, Page(reinterpret_cast<std::uint8_t*>(content.data()), content.size()));
+  content = secrets.HiddenInPage(content);
   return true;
 }
 
@@ -235,20 +202,10 @@ bool IsFirmwarePage(const std::string& path) {
                      [&path](std::string_view name) { return path.ends_with(name); });
 }
 
-DataOf DataOfCommand(const sdk::DriveCommand& command) {
-  if (const auto* ata = std::get_if<sdk::AtaCommand>(&command.command)) {
-    return DataOfAta({ata->command, ata->lba});
-  }
-  if (const auto* scsi = std::get_if<sdk::ScsiCommand>(&command.command)) {
-    return DataOfScsi(scsi->cdb);
-  }
-  return DataOfNvme(std::get<sdk::NvmeAdminCommand>(command.command));
-}
-
 void HideInAnswer(Secrets& secrets, const sdk::DriveCommand& command, Page data) {
   constexpr std::uint8_t kNvmeIdentify = 0x06;
   if (const auto* ata = std::get_if<sdk::AtaCommand>(&command.command)) {
-    HideInAta(secrets, {ata->command, ata->lba}, data);
+    HideInAta(secrets, AtaOf(*ata), data);
   } else if (const auto* scsi = std::get_if<sdk::ScsiCommand>(&command.command)) {
     HideInScsi(secrets, scsi->cdb, data);
   } else {
@@ -257,7 +214,7 @@ void HideInAnswer(Secrets& secrets, const sdk::DriveCommand& command, Page data)
       HideInNvmeIdentify(secrets, static_cast<std::uint8_t>(nvme.dwords[0]), data);
     }
   }
-  Put(data, secrets.Hidden(TextOf(data)));
+  Put(data, secrets.HiddenInPage(TextOf(data)));
 }
 
 }  // namespace orvan::recording

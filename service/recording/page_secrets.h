@@ -20,12 +20,7 @@ bool HideInPageFile(Secrets& secrets, const std::string& path, std::string& cont
 // Whether a file holds tables of firmware, whose secrets stand where only their rows tell.
 bool IsFirmwarePage(const std::string& path);
 
-// What becomes of the data that a command brought.
-enum class DataOf {
-  kDrive,   // it tells of the drive, and is recorded with stand-ins
-  kMedium,  // it may be what lies on a medium, or anything: its hash is recorded
-};
-DataOf DataOfCommand(const sdk::DriveCommand& command);
+// Of an answer that is told (DataOfCommand).
 void HideInAnswer(Secrets& secrets, const sdk::DriveCommand& command, Page data);
 
 }  // namespace orvan::recording

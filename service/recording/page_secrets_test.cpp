@@ -76,7 +76,6 @@ TEST(PageSecretsTest, IdentifyDataKeepsModelAndChecksum) {
   for (const sdk::DriveCommand& command : {AtaCommandOf(0xEC), AtaCommandOf(0x2F, 0x0130),
                                            ScsiCommandOf(cdb16), ScsiCommandOf(cdb12)}) {
     Bytes page = before;
-    EXPECT_EQ(DataOfCommand(command), DataOf::kDrive);
     HideInAnswer(secrets, command, page);
     EXPECT_EQ(Swapped(TextAt(page, 20, 20)), secrets.Hide("QM00001") + std::string(13, ' '));
     EXPECT_EQ(TextAt(page, 46, 48), TextAt(before, 46, 48));
@@ -141,27 +140,66 @@ TEST(PageSecretsTest, NvmeIdentifyIsHiddenAndItsHealthIsNot) {
   EXPECT_TRUE(std::equal(copy.begin() + 4, copy.begin() + 12, space.begin() + 120));
   Bytes health(512, 0x11);
   const Bytes before = health;
-  EXPECT_EQ(DataOfCommand(NvmeCommandOf(0x02, 2)), DataOf::kDrive);
   HideInAnswer(secrets, NvmeCommandOf(0x02, 2), health);
   EXPECT_EQ(health, before);
 }
 
-TEST(PageSecretsTest, WhatMayLieOnAMediumIsNotRecorded) {
-  for (const std::uint8_t code :
-       std::initializer_list<std::uint8_t>{0x20, 0x24, 0x25, 0xC8, 0x60, 0x5C, 0xE4}) {
-    EXPECT_EQ(DataOfCommand(AtaCommandOf(code)), DataOf::kMedium) << int{code};
+// However the log is read, and from whichever of its pages on.
+TEST(PageSecretsTest, EachCopyOfIdentifyDataIsHidden) {
+  sdk::DriveCommand several = AtaCommandOf(0x2F, 0x0030);
+  sdk::DriveCommand smart = AtaCommandOf(0xB0, 0xC24F30);
+  for (sdk::DriveCommand* const command : {&several, &smart}) {
+    auto& ata = std::get<sdk::AtaCommand>(command->command);
+    ata.feature = 0xD5;
+    ata.count = 2;
+    Secrets secrets(KeyOf(1));
+    const Bytes page = Identify();
+    Bytes data(512, 0);
+    data.insert(data.end(), page.begin(), page.end());
+    HideInAnswer(secrets, *command, data);
+    EXPECT_EQ(Swapped(TextAt(data, 512 + 20, 20)), secrets.Hide("QM00001") + std::string(13, ' '));
+    EXPECT_EQ(TextAt(data, 512 + 54, 40), TextAt(page, 54, 40));
   }
-  for (const std::uint8_t code :
-       std::initializer_list<std::uint8_t>{0x08, 0x28, 0x88, 0xA8, 0x7F, 0x3C, 0x9E, 0xC1}) {
-    EXPECT_EQ(DataOfCommand(ScsiCommandOf({code, 0x11, 0, 0, 0, 0})), DataOf::kMedium) << int{code};
+}
+
+TEST(PageSecretsTest, KnownNumbersAreFoundAsBytesInAnyOrder) {
+  Secrets secrets(KeyOf(1));
+  const std::string name("\x50\x00\xc5\x00\xa1\xb2\xc3\xd4", 8);
+  const std::string standIn = secrets.Hide("5000c500a1b2c3d4");
+  secrets.Hide("WD-WCC4E1234567");
+  Bytes health(512, 0);
+  Put(health, 100, name);
+  Put(health, 200, Swapped(name));
+  Put(health, 300, {name.rbegin(), name.rend()});
+  Put(health, 400, Swapped("     WD-WCC4E1234567"));
+  const Bytes before = health;
+  HideInAnswer(secrets, NvmeCommandOf(0x02, 2), health);
+  std::string shown;
+  for (const std::size_t i : {0U, 2U, 4U, 6U, 8U, 10U, 12U, 14U}) {
+    shown += static_cast<char>(std::stoi(standIn.substr(i, 2), nullptr, 16));
   }
-  EXPECT_EQ(DataOfCommand(ScsiCommandOf({0x9E, 0x10})), DataOf::kDrive);
-  EXPECT_EQ(DataOfCommand(ScsiCommandOf({})), DataOf::kDrive);
-  EXPECT_EQ(DataOfCommand(NvmeCommandOf(0x82, 0)), DataOf::kMedium);
-  EXPECT_EQ(DataOfCommand(NvmeCommandOf(0x0A, 0x81)), DataOf::kMedium);
-  for (const std::uint8_t code : std::initializer_list<std::uint8_t>{0xB0, 0xE5}) {
-    EXPECT_EQ(DataOfCommand(AtaCommandOf(code)), DataOf::kDrive);
-  }
+  EXPECT_EQ(TextAt(health, 100, 8), shown);
+  EXPECT_EQ(TextAt(health, 200, 8), Swapped(shown));
+  EXPECT_EQ(TextAt(health, 300, 8), std::string(shown.rbegin(), shown.rend()));
+  EXPECT_EQ(Swapped(TextAt(health, 400, 20)), "     " + secrets.Hide("WD-WCC4E1234567"));
+  EXPECT_EQ(TextAt(health, 0, 100), TextAt(before, 0, 100));
+}
+
+TEST(PageSecretsTest, WhatAMakerPutsInWhereItLikesIsEmpty) {
+  Secrets secrets(KeyOf(1));
+  Bytes controller(4096, 0x41);
+  HideInAnswer(secrets, NvmeCommandOf(0x06, 1), controller);
+  EXPECT_EQ(controller[3071], 0x41);
+  EXPECT_EQ(TextAt(controller, 3072, 1024), std::string(1024, '\0'));
+  Bytes identify = Identify();
+  Put(identify, 258, std::string(62, 'A'));
+  HideInAnswer(secrets, AtaCommandOf(0xEC), identify);
+  EXPECT_EQ(TextAt(identify, 258, 62), std::string(62, '\0'));
+  Bytes allocated(4096, 0);
+  Put(allocated, 104, "\x01\x02\x03\x04\x05\x06\x07\x08\x11\x12\x13\x14\x15\x16\x17\x18");
+  const Bytes before = allocated;
+  HideInAnswer(secrets, NvmeCommandOf(0x06, 0x11), allocated);
+  EXPECT_NE(TextAt(allocated, 104, 16), TextAt(before, 104, 16));
 }
 
 TEST(PageSecretsTest, APageThatIsCutIsTakenAsFarAsItGoes) {

@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "service/recording/accesses.h"
-#include "service/recording/page_secrets.h"
+#include "service/recording/known_pages.h"
 #include "service/recording/recording_parts.h"
 #include "service/recording/shown_messages.h"
 

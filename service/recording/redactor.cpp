@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "service/recording/host_places.h"
 #include "service/recording/page_secrets.h"
 #include "service/recording/plain_text.h"
 #include "service/recording/text_secrets.h"
@@ -11,20 +12,33 @@ namespace {
 
 constexpr std::size_t kPageBytes = 4096;
 
-// What stands at the places becomes its stand-in, and what is known becomes it everywhere else.
+bool IsInside(const Place& place, const Places& others) {
+  return std::any_of(others.begin(), others.end(), [&place](const Place& other) {
+    return other.at <= place.at && place.End() <= other.End();
+  });
+}
+
+// What stands at the places becomes its stand-in, and what is known becomes it everywhere. Of what
+// lies over each other the whole is one secret.
 std::string HiddenAt(Secrets& secrets, const std::string& text, const Places& places) {
-  std::vector<std::string> standIns;
-  // All of them are known before the first is looked for.
+  const std::string_view whole(text);
+  const Places known = secrets.Find(text);
+  Places all;
   for (const Place& place : places) {
-    standIns.push_back(secrets.Hide(std::string_view(text).substr(place.at, place.size)));
+    if (IsInside(place, known)) continue;
+    secrets.Hide(whole.substr(place.at, place.size));
+    all.push_back(place);
   }
+  // Now that all of them are known.
+  for (const Place& place : secrets.Find(text)) all.push_back(place);
   std::string out;
   std::size_t at = 0;
-  for (std::size_t i = 0; i < places.size(); ++i) {
-    out += secrets.Hidden(std::string_view(text).substr(at, places[i].at - at)) + standIns[i];
-    at = places[i].at + places[i].size;
+  for (const Place& place : Joined(std::move(all))) {
+    out += text.substr(at, place.at - at);
+    out += secrets.Hide(whole.substr(place.at, place.size));
+    at = place.End();
   }
-  return out + secrets.Hidden(std::string_view(text).substr(at));
+  return out + text.substr(at);
 }
 
 }  // namespace
@@ -55,14 +69,33 @@ void Redactor::LookAround(const sdk::MachineFiles& files) {
   }
 }
 
+void Redactor::LearnHost(std::string_view name) {
+  secrets_.LearnHost(name);
+  const std::lock_guard lock(mutex_);
+  host_ = name.substr(0, name.find('.'));
+}
+
+std::string Redactor::OwnHost() const {
+  const std::lock_guard lock(mutex_);
+  return host_;
+}
+
+// With the name of the host where a name of volumes begins with it.
+Places Redactor::PlacesIn(std::string_view text, Places places) const {
+  for (const Place& place : HostsOfVolumes(text, OwnHost())) places.push_back(place);
+  return places;
+}
+
 std::string Redactor::Text(const std::string& text) {
-  return HiddenAt(secrets_, text, SecretsIn(text));
+  return HiddenAt(secrets_, text, PlacesIn(text, SecretsIn(text)));
 }
 
 std::optional<std::string> Redactor::FileContent(const std::string& path, std::string content) {
-  if (HideInPageFile(secrets_, path, content)) return secrets_.Hidden(content);
+  if (HideInPageFile(secrets_, path, content)) return content;
   if (IsFirmwarePage(path) || !IsPlainText(content)) return {};
-  return HiddenAt(secrets_, content, SecretsInFile(path, content));
+  const std::string_view name = std::string_view(path).substr(path.rfind('/') + 1);
+  if (IsHostFile(name)) LearnHost(FirstLine(content));
+  return HiddenAt(secrets_, content, PlacesIn(content, SecretsInFile(path, content)));
 }
 
 namespace {
@@ -114,7 +147,11 @@ std::vector<std::string> Redactor::Names(const std::string& folder,
                                          const std::vector<std::string>& names) {
   std::vector<std::string> hidden;
   for (const std::string& name : names) {
-    hidden.push_back(Name(HiddenAt(secrets_, name, SecretsInName(folder, name)), name));
+    Places places = SecretsInName(folder, name);
+    if (folder.ends_with("/mapper")) {
+      for (const Place& place : HostsOfVolumeName(name, OwnHost())) places.push_back(place);
+    }
+    hidden.push_back(Name(HiddenAt(secrets_, name, places), name));
   }
   std::sort(hidden.begin(), hidden.end());
   return hidden;

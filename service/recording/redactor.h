@@ -36,12 +36,16 @@ class Redactor {
   }
 
  private:
+  void LearnHost(std::string_view name);
+  std::string OwnHost() const;
+  Places PlacesIn(std::string_view text, Places places) const;
   std::string Name(const std::string& shown, const std::string& real);
 
   Secrets secrets_;
   mutable std::mutex mutex_;  // guards what follows
   // Names that were shown, of which nothing else tells what they are on the machine.
   std::map<std::string, std::string> names_;
+  std::string host_;  // without its domain
 };
 
 }  // namespace orvan::recording

@@ -100,12 +100,10 @@ sdk::CommandAnswer ReplayMachine::Send(const sdk::DriveCommand& command, std::st
   sdk::CommandAnswer answer;
   answer.error = sdk::kNotRecorded;
   if (!sent) return answer;
+  // Of what is not told nothing may be made.
+  if (sent->hiddenBytes != 0) return answer;
   answer = sent->answer;
-  answer.data.resize(std::min(std::max<std::size_t>(answer.data.size(), sent->hiddenBytes),
-                              std::size_t{command.bytesIn}));
-  if (sent->hiddenBytes != 0) {
-    FillFrom(sent->hash, std::as_writable_bytes(std::span(answer.data)));
-  }
+  answer.data.resize(std::min(answer.data.size(), std::size_t{command.bytesIn}));
   return answer;
 }
 

@@ -4,6 +4,8 @@
 #include <array>
 #include <string>
 
+#include "service/recording/host_places.h"
+
 namespace orvan::recording {
 namespace {
 
@@ -81,8 +83,8 @@ bool StartsAt(std::string_view text, std::size_t at, std::string_view word) {
 
 // Source: SPC-5, 7.7.6 (designators), as the kernel writes them.
 Place WorldWideName(std::string_view text, std::size_t at) {
-  for (const std::string_view head :
-       {"naa.", "eui.", "wwn-0x", "nvme-eui.", "scsi-3", "dm-uuid-mpath-3"}) {
+  for (const std::string_view head : {"naa.", "eui.", "wwn-0x", "sas-0x", "sas-exp0x", "fc-0x",
+                                      "nvme-eui.", "scsi-3", "dm-uuid-mpath-3"}) {
     if (!StartsAt(text, at, head)) continue;
     const std::size_t run = RunOf(text, at + head.size(), IsHex);
     if (run >= 8) return {at + head.size(), run};
@@ -155,29 +157,69 @@ Place BehindFolder(std::string_view text, std::size_t at) {
   return InDiskId(text, begin, ComponentEnd(text, begin) - begin);
 }
 
-// "KEY=VALUE" as in uevents, the device manager's database and the kernel's command line.
-Place BehindKey(std::string_view text, std::size_t at) {
-  if (at > 0 && text[at - 1] == '_') return {};
-  const std::size_t size =
-      RunOf(text, at, [](char c) { return (c >= 'A' && c <= 'Z') || IsDigit(c) || c == '_'; });
-  const std::string_view key = text.substr(at, size);
-  const std::size_t begin = at + size + 1;
-  if (begin > text.size() || text[begin - 1] != '=') return {};
-  static constexpr std::array<std::string_view, 8> kWords = {
-      "SERIAL", "UUID", "WWN", "UNIQ", "GUID", "HOSTNAME", "MACADDR", "MACHINE_ID"};
-  const bool isSecret = std::any_of(kWords.begin(), kWords.end(), [key](std::string_view word) {
-    return key.find(word) != kNone;
-  });
-  if (!isSecret) return {};
-  const std::size_t end =
-      std::min(text.find_first_of(std::string_view(" \t\r\n\0\"", 6), begin), text.size());
-  if (key == "ID_SERIAL") return InDiskId(text, begin, end - begin);
-  const bool isHexNumber = StartsAt(text, begin, "0x");
-  return {begin + (isHexNumber ? 2 : 0), end - begin - (isHexNumber ? 2 : 0)};
+// A bare number of 64 bits, as the kernel shows those of the IEEE's registered form.
+// Source: SPC-5, 7.7.6.6 (NAA 5h).
+Place WorldWideNumber(std::string_view text, std::size_t at) {
+  constexpr std::size_t kDigits = 16;
+  const bool isOne = StartsAt(text, at, "0x5") && RunOf(text, at + 2, IsHex) == kDigits;
+  return isOne ? Place{at + 2, kDigits} : Place{};
 }
 
-constexpr std::array<Finder, 8> kFinders = {NvmeName, T10Name,      WorldWideName, Uuid,
-                                            LongHex,  BehindFolder, BehindKey,     Pairs};
+// The part of a qualified name behind the authority that gave it.
+// Source: NVM Express Base 2.0, 4.5; RFC 7143, 4.2.7.
+Place QualifiedName(std::string_view text, std::size_t at) {
+  if (!StartsAt(text, at, "nqn.") && !StartsAt(text, at, "iqn.")) return {};
+  const std::size_t end =
+      std::min(text.find_first_of(std::string_view(" \t\r\n\0/,\"", 8), at), text.size());
+  const std::size_t mark = text.find(':', at);
+  if (mark >= end) return {};
+  const std::size_t begin = mark + (StartsAt(text, mark, ":uuid:") ? 6 : 1);
+  return {begin, end - begin};
+}
+
+bool HoldsOneOf(const std::string& key, std::initializer_list<std::string_view> words) {
+  return std::any_of(words.begin(), words.end(),
+                     [&key](std::string_view word) { return key.find(word) != kNone; });
+}
+
+// What tells the kind of a value, in front of it.
+std::size_t HeadOfValue(std::string_view text, std::size_t begin) {
+  for (const std::string_view head : {"0x", "luks-", "UUID=", "\""}) {
+    if (StartsAt(text, begin, head)) return head.size();
+  }
+  return 0;
+}
+
+// "KEY=VALUE" as in uevents, the device manager's database and the kernel's command line. Where it
+// begins a line, a serial number goes to its end, blanks and all.
+Place BehindKey(std::string_view text, std::size_t at) {
+  if (at > 0 && (text[at - 1] == '_' || text[at - 1] == '.')) return {};
+  const std::size_t size =
+      RunOf(text, at, [](char c) { return IsLetterOrDigit(c) || c == '_' || c == '.'; });
+  std::size_t begin = at + size + 1;
+  if (begin > text.size() || text[begin - 1] != '=') return {};
+  std::string key(text.substr(at, size));
+  std::transform(key.begin(), key.end(), key.begin(),
+                 [](char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 32) : c; });
+  if (!HoldsOneOf(key,
+                  {"SERIAL", "UUID", "WWN", "UNIQ", "GUID", "HOSTNAME", "MACADDR", "MACHINE_ID"})) {
+    return {};
+  }
+  const bool beginsLine = at == 0 || text[at - 1] == '\n' || text[at - 1] == '\0' ||
+                          (text[at - 1] == ':' && (at < 3 || text[at - 3] == '\n'));
+  const bool isLine = beginsLine && HoldsOneOf(key, {"SERIAL"});
+  const std::string_view marks =
+      isLine ? std::string_view("\r\n\0", 3) : std::string_view(" \t\r\n\0\"", 6);
+  if (isLine) begin += RunOf(text, begin, [](char c) { return c == ' ' || c == '\t'; });
+  begin += HeadOfValue(text, begin);
+  std::size_t end = std::min(text.find_first_of(marks, begin), text.size());
+  while (end > begin && (text[end - 1] == ' ' || text[end - 1] == '\t')) --end;
+  return key == "ID_SERIAL" ? InDiskId(text, begin, end - begin) : Place{begin, end - begin};
+}
+
+constexpr std::array<Finder, 11> kFinders = {HostOfUrl,    WorldWideNumber, QualifiedName, NvmeName,
+                                             T10Name,      WorldWideName,   Uuid,          LongHex,
+                                             BehindFolder, BehindKey,       Pairs};
 
 // Files whose lines are secrets as a whole.
 constexpr std::array<std::string_view, 32> kWhole = {"serial",
@@ -240,35 +282,8 @@ Places WholeLines(std::string_view text) {
   return places;
 }
 
-// Source: proc(5): the source of a mount stands behind " - TYPE ".
-Places HostsOfMounts(std::string_view text) {
-  Places places;
-  for (std::size_t at = text.find(" - "); at != kNone; at = text.find(" - ", at + 1)) {
-    std::size_t begin = text.find(' ', at + 3);
-    if (begin == kNone) break;
-    ++begin;
-    if (StartsAt(text, begin, "//")) begin += 2;
-    const std::size_t end = std::min(text.find_first_of(" :/\n", begin), text.size());
-    const bool isShare = begin >= 2 && StartsAt(text, begin - 2, "//");
-    if (end > begin && (isShare || StartsAt(text, end, ":/")))
-      places.push_back({begin, end - begin});
-  }
-  return places;
-}
-
 std::string_view NameOf(std::string_view path) {
   return path.substr(path.rfind('/') + 1);
-}
-
-Places Merged(Places places, const Places& more) {
-  places.insert(places.end(), more.begin(), more.end());
-  std::stable_sort(places.begin(), places.end(),
-                   [](const Place& a, const Place& b) { return a.at < b.at; });
-  Places kept;
-  for (const Place& place : places) {
-    if (kept.empty() || kept.back().at + kept.back().size <= place.at) kept.push_back(place);
-  }
-  return kept;
 }
 
 }  // namespace
@@ -293,8 +308,13 @@ Places SecretsIn(std::string_view text) {
 Places SecretsInFile(std::string_view path, std::string_view content) {
   const std::string_view name = NameOf(path);
   if (std::find(kWhole.begin(), kWhole.end(), name) != kWhole.end()) return WholeLines(content);
-  if (name == "mountinfo") return Merged(HostsOfMounts(content), SecretsIn(content));
-  return SecretsIn(content);
+  const bool isInfo = name == "mountinfo";
+  Places places = SecretsIn(content);
+  if (isInfo || name == "mounts" || name == "mtab") {
+    const Places hosts = isInfo ? HostsOfMountInfo(content) : HostsOfMounts(content);
+    places.insert(places.end(), hosts.begin(), hosts.end());
+  }
+  return Joined(std::move(places));
 }
 
 Places SecretsInName(std::string_view path, std::string_view name) {

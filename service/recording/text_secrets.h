@@ -1,20 +1,12 @@
 #pragma once
 
-#include <cstddef>
 #include <string_view>
-#include <vector>
+
+#include "service/recording/places.h"
 
 // Where secrets stand in texts of the machine: serial numbers, world-wide names, UUIDs, MAC
 // addresses and names of hosts, found by how they look and by what they stand beside. Any thread.
 namespace orvan::recording {
-
-struct Place {
-  std::size_t at = 0;
-  std::size_t size = 0;
-  bool operator==(const Place&) const = default;
-};
-// In their order; none lies over another.
-using Places = std::vector<Place>;
 
 // In any text: a file's content, a name, a link's target.
 Places SecretsIn(std::string_view text);
