@@ -117,6 +117,7 @@ struct OutputCheck {
 int RunProgram(int argc, char** argv, tarvex::ConsoleStream& console) {
   tarvex::FillStandardDescriptors();
   tarvex::SurviveFailedWrites();
+  tarvex::KeepEndsOfChildren();
   tarvex::PrepareEnvironment();
   const OutputCheck outputCheck(console);
   const tarvex::KeepAwake keepAwake;

@@ -84,21 +84,47 @@ char ChildProcess::State() const {
 
 void ChildProcess::Kill() const {
   if (!IsThere()) return;
-  kill(-pid_, SIGKILL);
-  kill(pid_, SIGKILL);
+  const bool isHeld = handle_.IsOpen()
+                          ? syscall(SYS_pidfd_send_signal, handle_.Get(), SIGKILL, nullptr, 0) == 0
+                          : kill(pid_, SIGKILL) == 0;
+  // The group's number is this one's as long as nobody has taken its end.
+  if (isHeld) kill(-pid_, SIGKILL);
+}
+
+ChildProcess::Look ChildProcess::LookForEnd(int flags, ProcessEnd& end) const {
+  siginfo_t information{};
+  const int result =
+      handle_.IsOpen()
+          ? waitid(P_PIDFD, static_cast<id_t>(handle_.Get()), &information, flags | WNOHANG)
+          : waitid(P_PID, static_cast<id_t>(pid_), &information, flags | WNOHANG);
+  if (result != 0) {
+    end = {0, 0, false};
+    return Look::kUnknown;
+  }
+  if (information.si_pid == 0) return Look::kThere;
+  end = information.si_code == CLD_EXITED ? ProcessEnd{information.si_status, 0}
+                                          : ProcessEnd{0, information.si_status};
+  return Look::kEnded;
+}
+
+bool ChildProcess::HasEnded() const {
+  ProcessEnd end;
+  return IsThere() && LookForEnd(WEXITED | WNOWAIT, end) != Look::kThere;
 }
 
 std::optional<ProcessEnd> ChildProcess::TakeEnd() {
   if (!IsThere()) return std::nullopt;
-  siginfo_t information{};
-  const int result = waitid(P_PID, static_cast<id_t>(pid_), &information, WEXITED | WNOHANG);
-  if (result == 0 && information.si_pid == 0) return std::nullopt;
+  ProcessEnd end;
+  const Look look = LookForEnd(WEXITED | WNOWAIT, end);
+  if (look == Look::kThere) return std::nullopt;
+  if (look == Look::kEnded) {
+    // As long as the end is not taken the number cannot be another group's.
+    kill(-pid_, SIGKILL);
+    LookForEnd(WEXITED, end);
+  }
   pid_ = -1;
   handle_.Reset();
-  // Where SIGCHLD is ignored the system keeps no end for us.
-  if (result != 0) return ProcessEnd{};
-  return information.si_code == CLD_EXITED ? ProcessEnd{information.si_status, 0}
-                                           : ProcessEnd{0, information.si_status};
+  return end;
 }
 
 }  // namespace tarvex

@@ -13,12 +13,16 @@ namespace tarvex {
 // States of a process as /proc tells them.
 // Source: proc(5), /proc/pid/stat, field 3.
 inline constexpr char kInKernel = 'D';  // uninterruptible
+inline constexpr char kZombie = 'Z';    // ended, or its first thread alone has
+inline constexpr char kDead = 'X';
 inline constexpr char kUnknownState = '?';
 
 // How a process ended.
 struct ProcessEnd {
   int status = 0;  // what it exited with
   int signal = 0;  // not 0: the signal that ended it
+  // False: the system kept nothing of how, as where the caller has SIGCHLD ignored.
+  bool isKnown = true;
   bool operator==(const ProcessEnd&) const = default;
 };
 
@@ -42,10 +46,16 @@ class ChildProcess {
   char State() const;
   // Kills it and all of its group; never waits. One that hangs in the kernel ends later.
   void Kill() const;
-  // How it ended, when it has; from then on nothing is there any more.
+  // It has ended, with all its threads, and nobody has taken its end.
+  bool HasEnded() const;
+  // How it ended, when it has; from then on nothing is there any more, and what was left of its
+  // group is killed.
   std::optional<ProcessEnd> TakeEnd();
 
  private:
+  enum class Look { kThere, kEnded, kUnknown };
+  Look LookForEnd(int flags, ProcessEnd& end) const;
+
   pid_t pid_ = -1;
   Descriptor handle_;
 };

@@ -61,8 +61,9 @@ class ChildProcessTest : public testing::Test {
 TEST_F(ChildProcessTest, HasItsOneDescriptorAndNothingOfOurs) {
   ASSERT_EQ(setenv("CHILD_PROCESS_TEST", "1", 1), 0);
   const Descriptor other(dup(STDERR_FILENO));
-  Start("exec >&3; ls -l /proc/$$/fd | sed 's/.* \\([0-9]\\) -> \\(.*\\)/\\1 \\2/'; "
-        "echo \"$CHILD_PROCESS_TEST\"; echo done; exec >&- 3>&-; exit 7");
+  Start(
+      "exec >&3; ls -l /proc/$$/fd | sed 's/.* \\([0-9]\\) -> \\(.*\\)/\\1 \\2/'; "
+      "echo \"$CHILD_PROCESS_TEST\"; echo done; exec >&- 3>&-; exit 7");
   const std::string said = Said();
   EXPECT_NE(said.find("0 /dev/null"), std::string::npos) << said;
   EXPECT_NE(said.find("2 /dev/null"), std::string::npos) << said;
@@ -83,6 +84,32 @@ TEST_F(ChildProcessTest, LeadsASessionOfItsOwnAndEndsWithItsGroup) {
   child_.Kill();
   EXPECT_EQ(Said(), "");  // all who had the socket are gone
   EXPECT_EQ(End(), (ProcessEnd{0, SIGKILL}));
+}
+
+TEST_F(ChildProcessTest, WhatIsLeftOfItsGroupEndsWhenItsOwnEndIsTaken) {
+  Start("sleep 1000 & exit 5");
+  EXPECT_EQ(End(), (ProcessEnd{5, 0}));
+  EXPECT_EQ(Said(), "");  // all who had the socket are gone
+}
+
+TEST_F(ChildProcessTest, TellsOfItsEndBeforeThatIsTaken) {
+  Start("read line <&3; exit 5");
+  EXPECT_FALSE(child_.HasEnded());
+  ASSERT_EQ(write(ours_.Get(), "\n", 1), 1);
+  pollfd ended{child_.Handle(), POLLIN, 0};
+  ASSERT_EQ(poll(&ended, 1, -1), 1);
+  EXPECT_TRUE(child_.HasEnded());
+  EXPECT_EQ(child_.TakeEnd(), (ProcessEnd{5, 0}));
+  EXPECT_FALSE(child_.HasEnded());
+}
+
+TEST_F(ChildProcessTest, AnEndThatTheSystemKeepsNothingOfIsUnknown) {
+  const auto before = signal(SIGCHLD, SIG_IGN);
+  Start("read line <&3; exit 5");
+  ASSERT_EQ(write(ours_.Get(), "\n", 1), 1);
+  const ProcessEnd end = End();
+  signal(SIGCHLD, before);
+  EXPECT_EQ(end, (ProcessEnd{0, 0, false}));
 }
 
 TEST_F(ChildProcessTest, TellsWhatItDoes) {

@@ -31,6 +31,10 @@ void SurviveFailedWrites() {
   std::signal(SIGXFSZ, SIG_IGN);
 }
 
+void KeepEndsOfChildren() {
+  std::signal(SIGCHLD, SIG_DFL);
+}
+
 void PrepareEnvironment() {
   setenv("PATH", kPath, 1);
   setenv("HOME", kHome, 1);

@@ -12,6 +12,10 @@ int FillStandardDescriptors();
 // EFBIG) instead of ending the process.
 void SurviveFailedWrites();
 
+// How a child ended is kept for us, whatever our caller had set: where SIGCHLD is ignored nobody
+// can learn it.
+void KeepEndsOfChildren();
+
 // Sets what libraries and children are to find in an environment that was cleaned
 // (system/clean_environment.h): PATH and HOME are root's, and the sound library gets its silent
 // driver, for no other one is free of files and servers that a user may choose.

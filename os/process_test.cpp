@@ -251,6 +251,18 @@ TEST(FillStandardDescriptors, LeavesOpenOnesAlone) {
             0);
 }
 
+TEST(KeepEndsOfChildren, EndsAreToldThoughTheCallerIgnoredThem) {
+  EXPECT_EQ(InChild([] {
+              signal(SIGCHLD, SIG_IGN);
+              tarvex::KeepEndsOfChildren();
+              const pid_t child = fork();
+              if (child == 0) _exit(5);
+              int status = 0;
+              return waitpid(child, &status, 0) == child && WEXITSTATUS(status) == 5 ? 0 : 1;
+            }),
+            0);
+}
+
 TEST(SurviveFailedWrites, WriteWithoutReaderFails) {
   EXPECT_EQ(InChild([] {
               std::array<int, 2> ends{};
