@@ -32,13 +32,20 @@ struct Outcome {
     kGarbage,      // it said what has no place here
     kInKernel,     // it hangs there
     kStalled,      // it was stopped, or got no processor
+    kUntold,       // what it was asked for did not go out
   };
   Kind kind = Kind::kDone;
   // Of kEnded: how, and its last word, if it had one.
   tarvex::ProcessEnd end = {};
   std::optional<protocol::Crashed> crash = {};
   std::optional<protocol::OutOfMemory> memory = {};
+  // Of kUntold: why, an errno.
+  int error = 0;
 };
+
+// What becomes of an order whose sending ended with that errno: null when it is on its way, and
+// also when the worker is gone, which is heard.
+std::optional<Outcome> Untold(int error);
 
 // Who talks with a worker while it works on one request.
 struct Talk {
@@ -51,6 +58,7 @@ struct Talk {
   std::function<std::uint32_t()> systemEvents = {};  // may be empty
   // Takes a message of the request.
   std::function<Reply(protocol::FromWorker&)> take;
+  std::uint32_t toldEvents = 0;  // what the order said of them
 };
 
 // Listens to the worker until the request is over or the worker has to be given up. Whatever
@@ -59,20 +67,29 @@ class Conversation {
  public:
   Conversation(Worker& worker, const WorkerLimits& limits, const Talk& talk);
   Outcome Run();
-  // Takes what is there and does not wait for more; none: nothing is over.
+  // Takes what is there and does not wait for more, but for the end of one that is about to end;
+  // none: nothing is over.
   std::optional<Outcome> Drain();
 
  private:
+  using Kind = Outcome::Kind;
   using Duration = sdk::AwakeClock::Duration;
 
-  std::optional<Outcome> Receive(bool& heard);
-  std::optional<Outcome> Take(protocol::FromWorker& message);
-  // What time says when nothing was heard.
-  std::optional<Outcome> Look();
+  std::optional<Kind> Receive(bool& heard);
+  std::optional<Kind> Take(protocol::FromWorker& message);
+  Talk::Reply LetTake(protocol::FromWorker& message);
+  // What the clock says, whatever is heard.
+  std::optional<Kind> Overdue();
+  // What the process says; `heard` when there may be more to hear.
+  std::optional<Kind> LookAtProcess(bool& heard);
+  std::optional<Kind> LookAtState();
   void TellOfStop();
   void TellOfEvents();
   void Wait();
-  Outcome EndOfProcess();
+  // It is about to end, and nobody waits long for it.
+  void ExpectEnd();
+  bool HasLastWords() const { return outcome_.crash || outcome_.memory; }
+  Outcome Over(Kind kind);
 
   Worker& worker_;
   const WorkerLimits& limits_;
@@ -80,12 +97,17 @@ class Conversation {
   sdk::AwakeClock clock_;
   Duration now_{};
   Duration lastLook_{};
-  Duration lastSign_{};               // of anything
-  Duration inKernel_{};               // how long each look found the thread that works there
-  Duration stalled_{};                // of the time since the last sign
-  std::optional<Duration> deadline_;  // once it was told to stop
+  Duration lastSign_{};  // of anything
+  Duration inKernel_{};  // how long each look found the thread that works there
+  Duration stalled_{};   // of the time since the last sign
+  Duration lastEndLook_{};
+  std::optional<Duration> deadline_;   // once it was told to stop
+  std::optional<Duration> latestEnd_;  // once its end is expected
+  bool isClosed_ = false;              // the connection
+  bool hasEnded_ = false;              // and what it has said is still to be taken
+  std::size_t takenSinceEnd_ = 0;
   bool asked_ = false;
-  std::uint32_t toldEvents_ = 0;
+  std::uint32_t toldEvents_;
   Outcome outcome_;
   tarvex::WakeEvent wake_;
 };

@@ -205,6 +205,74 @@ TEST_F(RemoteModuleTest, OneThatIsBusyOrSleepsIsNeither) {
   }
 }
 
+TEST_F(RemoteModuleTest, EventsThatComeRightBehindTheOrderReachTheTest) {
+  const auto& devices = Scan();
+  TestedContext context(devices[0].get());
+  context.events = 5;
+  context.eventsBegin = 1;
+  std::jthread stopper([&](const std::stop_token& over) {
+    for (int i = 0; i < 50 && !over.stop_requested(); ++i) std::this_thread::sleep_for(100ms);
+    context.stop.request_stop();
+  });
+  EXPECT_EQ(Run("events", context).message, "|EVENTS_5");
+}
+
+TEST_F(RemoteModuleTest, AChildThatKeepsTheConnectionHidesNoEnd) {
+  const auto& devices = Scan();
+  EXPECT_EQ(Shown(Run("leave-child-and-exit", devices[0].get())),
+            kInvalid + " |THE_TEST'S_WORKER_ENDED_BY_ITSELF,_WITH_STATUS_3");
+  EXPECT_THAT(Run("leave-child-and-crash", devices[0].get()).message, HasSubstr("SIGNAL_11"));
+  EXPECT_THAT(journal.lines.back(), HasSubstr("; backtrace: "));
+}
+
+TEST_F(RemoteModuleTest, OneThatSaidItsLastWordsIsGivenASecondToEnd) {
+  const auto& devices = Scan();
+  limits.stallLimit = limits.kernelLimit = 1h;
+  const auto begin = std::chrono::steady_clock::now();
+  EXPECT_EQ(Shown(Run("say-last-words", devices[0].get())),
+            kInvalid + " |THE_TEST'S_WORKER_TOOK_1000_|MI|B_OF_MEMORY,_WITH_A_LIMIT_OF_528_|MI|B");
+  EXPECT_EQ(Run("end-thread", devices[0].get()).status, kTestInvalid);
+  EXPECT_THAT(journal.lines.back(), HasSubstr("ended, and nobody can tell how"));
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, 10s);
+  EXPECT_EQ(Run("pass", devices[0].get()).status, kTestPassed);
+}
+
+TEST_F(RemoteModuleTest, ASignOfLifeThatNobodyAskedForIsNoAnswer) {
+  const auto& devices = Scan();
+  EXPECT_EQ(Shown(Run("pong", devices[0].get())),
+            kInvalid + " |THE_TEST'S_WORKER_SAID_WHAT_IS_NO_ANSWER");
+}
+
+TEST_F(RemoteModuleTest, ACallbackOfTheModuleThatCrashesIsToldWithItsPlace) {
+  const auto& devices = Scan();
+  TestedContext context(devices[0].get());
+  context.onReport = [&] { context.stop.request_stop(); };
+  EXPECT_THAT(Run("crash-at-stop", context).message, HasSubstr("SIGNAL_11"));
+  EXPECT_THAT(journal.lines.back(), HasSubstr("; backtrace: selftest.so+"));
+}
+
+TEST_F(RemoteModuleTest, WhoeverThrowsWhileItIsToldSomethingLeavesNoBusyWorker) {
+  const auto& devices = Scan();
+  TestedContext context(devices[0].get());
+  context.onReport = [] { throw std::bad_alloc(); };
+  EXPECT_THROW(Run("hang", context), std::bad_alloc);
+  EXPECT_EQ(Run("pass", devices[0].get()).status, kTestPassed);
+  EXPECT_TRUE(journal.lines.empty());
+}
+
+TEST_F(RemoteModuleTest, TheGraceOfAStopRunsWhileWeAreBusyWithWhatIsSaid) {
+  limits.testGrace = 1500ms;
+  const auto& devices = Scan();
+  TestedContext context(devices[0].get());
+  context.onReport = [&] {
+    if (context.stop.stop_requested()) std::this_thread::sleep_for(1s);
+    context.stop.request_stop();
+  };
+  EXPECT_EQ(Run("flood-for-ever", context).status, kTestCanceled);
+  // One to set the stop, and no more than two within the grace.
+  EXPECT_LE(context.reports.size(), 3U);
+}
+
 TEST_F(RemoteModuleTest, AWorkerThatEndedBetweenTwoTestsIsReplacedBeforeTheNext) {
   const auto& devices = Scan();
   const pid_t worker = Child();

@@ -43,13 +43,15 @@ class TestedContext final : public sdk::TestContext {
   }
   void Log(sdk::LogLevel /*level*/, const std::string& text) override { log.push_back(text); }
   sdk::StopReason WhyStop() const override { return why; }
-  std::uint32_t SystemEvents() const override { return events; }
+  std::uint32_t SystemEvents() const override { return looks++ < eventsBegin ? 0 : events; }
 
   sdk::ParameterValues parameters;
   std::stop_source stop;
   std::function<void()> onReport;
   sdk::StopReason why = sdk::StopReason::kAborted;
   std::uint32_t events = 0;
+  int eventsBegin = 0;  // at which look
+  mutable int looks = 0;
   std::vector<std::pair<int, std::string>> reports;
   std::vector<std::string> log;
 

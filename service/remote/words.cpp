@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdio>
 #include <cstring>
+#include <system_error>
 
 #include "boundary/ascii_case.h"
 
@@ -42,6 +43,7 @@ std::string MemoryText(const protocol::OutOfMemory& memory) {
 
 std::string EndText(const Outcome& outcome) {
   if (outcome.memory) return MemoryText(*outcome.memory);
+  if (!outcome.end.isKnown) return "ended, and nobody can tell how";
   if (outcome.end.signal != 0) return "was ended by " + SignalText(outcome.end.signal);
   return "ended by itself, with " + StatusText(outcome.end.status);
 }
@@ -69,6 +71,8 @@ std::string WhatBecame(const Outcome& outcome) {
       return "hangs in the system and was left behind";
     case Kind::kStalled:
       return "was stopped or got no processor for too long";
+    case Kind::kUntold:
+      return "could not be told what to do: " + std::generic_category().message(outcome.error);
   }
   return "is unknown";
 }

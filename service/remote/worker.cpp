@@ -25,6 +25,16 @@ std::unique_ptr<Worker> Worker::Start(WorkerKeeper& keeper, const WorkerPlan& pl
   return error == 0 ? std::move(worker) : nullptr;
 }
 
+void Worker::Ping() {
+  if (channel_.Send(protocol::Ping{}, false) == 0) ++pings_;
+}
+
+bool Worker::TakeAnsweredPing() {
+  if (pings_ == 0) return false;
+  --pings_;
+  return true;
+}
+
 Worker::~Worker() {
   keeper_.Bury(std::move(process_));
 }

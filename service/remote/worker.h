@@ -51,6 +51,10 @@ class Worker {
 
   WorkerChannel& Channel() { return channel_; }
   tarvex::ChildProcess& Process() { return process_; }
+  // Asks for a sign of life.
+  void Ping();
+  // There was one that is not answered yet; now it is.
+  bool TakeAnsweredPing();
 
   bool hasScanned = false;  // it knows the module's devices
 
@@ -61,6 +65,7 @@ class Worker {
   WorkerKeeper& keeper_;
   WorkerChannel channel_;
   tarvex::ChildProcess process_;
+  std::uint64_t pings_ = 0;  // without an answer so far
 };
 
 }  // namespace orvan::remote

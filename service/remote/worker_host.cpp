@@ -43,12 +43,20 @@ std::vector<std::unique_ptr<sdk::Device>> DevicesOf(std::uint64_t scan,
 }  // namespace
 
 Outcome WorkerHost::Converse(const Errand& errand, std::chrono::milliseconds grace,
-                             std::function<Reply(protocol::FromWorker&)> take) {
+                             std::function<Reply(protocol::FromWorker&)> take,
+                             std::uint32_t toldEvents) {
   const auto takeAll = [&](protocol::FromWorker& message) {
     return TakeNote(message) ? Reply::kMore : take(message);
   };
-  const Talk talk{lastRequest_, errand.stop, grace, errand.whyStop, errand.systemEvents, takeAll};
-  return Conversation(*worker_, limits_, talk).Run();
+  const Talk talk{lastRequest_,        errand.stop, grace,     errand.whyStop,
+                  errand.systemEvents, takeAll,     toldEvents};
+  try {
+    return Conversation(*worker_, limits_, talk).Run();
+  } catch (...) {
+    // It is busy with what nobody listens to any more.
+    worker_.reset();
+    throw;
+  }
 }
 
 bool WorkerHost::TakeNote(const protocol::FromWorker& message) {
@@ -61,17 +69,17 @@ bool WorkerHost::TakeNote(const protocol::FromWorker& message) {
 
 void WorkerHost::Judge(const std::string& subject, const Outcome& outcome) {
   if (outcome.kind == Outcome::Kind::kDone) return;
+  worker_.reset();
   const bool isAsked = outcome.kind == Outcome::Kind::kStoppedLate;
   journal_.Note(isAsked ? sdk::LogLevel::kWarning : sdk::LogLevel::kError,
                 subject + ": the worker of module " + module_ + ' ' + WhatBecameInFull(outcome));
-  worker_.reset();
 }
 
 void WorkerHost::NoteLeftBehind(const std::string& subject, std::uint64_t calls) {
   if (calls == 0) return;
+  worker_.reset();
   journal_.Note(sdk::LogLevel::kWarning, subject + ": the worker of module " + module_ +
                                              " was left behind, for " + NotBack(calls));
-  worker_.reset();
 }
 
 // Another worker would search the same devices and hang there, too, so this one is kept.
@@ -142,7 +150,7 @@ bool WorkerHost::Fits(const protocol::DeviceRecord& record) const {
 std::vector<std::unique_ptr<sdk::Device>> WorkerHost::ScanWithWorker(const Errand& errand,
                                                                      bool isAgain) {
   protocol::Scan order{++lastRequest_, isAgain};
-  worker_->Channel().Send(order, false);
+  const std::optional<Outcome> untold = Untold(worker_->Channel().Send(order, false));
   std::vector<protocol::DeviceRecord> records;
   std::optional<std::string> thrown;
   std::uint64_t leftBehind = 0;
@@ -159,7 +167,7 @@ std::vector<std::unique_ptr<sdk::Device>> WorkerHost::ScanWithWorker(const Erran
     const auto fits = [this](const protocol::DeviceRecord& record) { return Fits(record); };
     return std::all_of(records.begin(), records.end(), fits) ? Reply::kDone : Reply::kGarbage;
   };
-  const Outcome outcome = Converse(errand, limits_.scanGrace, take);
+  const Outcome outcome = untold ? *untold : Converse(errand, limits_.scanGrace, take);
   Judge(errand.subject, outcome);
   if (outcome.kind != Outcome::Kind::kDone) {
     throw std::runtime_error("the worker " + WhatBecame(outcome));

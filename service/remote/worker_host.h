@@ -66,8 +66,11 @@ class WorkerHost {
     order.request = ++lastRequest_;
     if (errand.systemEvents) order.systemEvents = errand.systemEvents();
     const int error = worker_->Channel().Send(order, false);
-    finding.outcome = error == EMSGSIZE ? Outcome{Outcome::Kind::kGarbage}
-                                        : Converse(errand, limits_.testGrace, std::move(take));
+    if (auto untold = Untold(error)) {
+      finding.outcome = *std::move(untold);
+    } else {
+      finding.outcome = Converse(errand, limits_.testGrace, std::move(take), order.systemEvents);
+    }
     Judge(errand.subject, finding.outcome);
     return finding;
   }
@@ -86,7 +89,8 @@ class WorkerHost {
   std::string StartWorker(const Errand& errand);
   std::vector<std::unique_ptr<sdk::Device>> ScanWithWorker(const Errand& errand, bool isAgain);
   Outcome Converse(const Errand& errand, std::chrono::milliseconds grace,
-                   std::function<Talk::Reply(protocol::FromWorker&)> take);
+                   std::function<Talk::Reply(protocol::FromWorker&)> take,
+                   std::uint32_t toldEvents = 0);
   // True for what a worker may say at any time, which is written down.
   bool TakeNote(const protocol::FromWorker& message);
   // Gives the worker up unless all went well.

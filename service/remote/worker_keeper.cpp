@@ -38,13 +38,16 @@ int WorkerKeeper::Start(const tarvex::Descriptor& passed, tarvex::ChildProcess& 
   return request.error;
 }
 
-void WorkerKeeper::Bury(tarvex::ChildProcess worker) {
+void WorkerKeeper::Bury(tarvex::ChildProcess worker) noexcept {
   worker.Kill();
   if (worker.TakeEnd() || !worker.IsThere()) return;
-  {
+  try {
     const std::lock_guard lock(mutex_);
     EnsureThread();
     buried_.push_back(std::move(worker));
+  } catch (...) {
+    // It is killed all the same; what is left of it ends with us.
+    return;
   }
   changed_.Set();
 }

@@ -27,7 +27,7 @@ class WorkerKeeper {
   // Starts a worker that gets `passed` (os/child_process.h). 0, or an errno.
   int Start(const tarvex::Descriptor& passed, tarvex::ChildProcess& worker);
   // Kills a worker, unless it has ended, and sees to the rest.
-  void Bury(tarvex::ChildProcess worker);
+  void Bury(tarvex::ChildProcess worker) noexcept;
 
  private:
   struct Request {

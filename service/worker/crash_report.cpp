@@ -36,8 +36,16 @@ struct Report {
   std::atomic<std::size_t> count{0};
   std::atomic<bool> isUnderWay{false};
   alignas(16) std::array<std::byte, kStackBytes> stack{};
+  alignas(16) std::array<std::byte, kStackBytes> otherStack{};  // of the thread that listens
 };
 Report report;
+
+void HandleSignalsOn(std::array<std::byte, kStackBytes>& memory) {
+  stack_t stack{};
+  stack.ss_sp = memory.data();
+  stack.ss_size = memory.size();
+  sigaltstack(&stack, nullptr);
+}
 
 const char* NameIn(const char* path) {
   const char* const slash = std::strrchr(path, '/');
@@ -141,14 +149,22 @@ void ReportCrashesTo(const ProgramChannel& channel) {
   std::array<void*, 1> first{};
   backtrace(first.data(), 1);
   LearnLibraries();
-  stack_t stack{};
-  stack.ss_sp = report.stack.data();
-  stack.ss_size = report.stack.size();
-  sigaltstack(&stack, nullptr);
+  HandleSignalsOn(report.stack);
   struct sigaction action {};
   action.sa_sigaction = OnFatalSignal;
   action.sa_flags = SA_SIGINFO | SA_ONSTACK | SA_NODEFER;
   for (const int signal : kFatalSignals) sigaction(signal, &action, nullptr);
+}
+
+void ReportCrashesHere() {
+  HandleSignalsOn(report.otherStack);
+  sigset_t fatal;
+  sigemptyset(&fatal);
+  for (const int signal : kFatalSignals) {
+    // Of the others' time this thread does not tell.
+    if (signal != SIGXCPU) sigaddset(&fatal, signal);
+  }
+  pthread_sigmask(SIG_UNBLOCK, &fatal, nullptr);
 }
 
 }  // namespace orvan::worker

@@ -12,4 +12,8 @@ void ReportCrashesTo(const ProgramChannel& channel);
 // again when there are more. One thread.
 void LearnLibraries();
 
+// Lets the calling thread report its own crashes where it would have every signal wait. Once, for a
+// thread that lives as long as the process.
+void ReportCrashesHere();
+
 }  // namespace orvan::worker

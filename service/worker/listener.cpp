@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "os/wake_event.h"
+#include "service/worker/crash_report.h"
 
 namespace orvan::worker {
 namespace {
@@ -56,6 +57,8 @@ class Obedience {
 };
 
 [[noreturn]] void Listen(ProgramChannel& channel, Orders& orders, const MemoryLimit& memory) {
+  // The module's stop callbacks run here.
+  ReportCrashesHere();
   Obedience obedience(channel, orders, memory);
   while (true) {
     tarvex::WaitForAny(std::array{channel.Socket().Get()},
@@ -79,7 +82,7 @@ class Obedience {
 }  // namespace
 
 void ListenFrom(ProgramChannel& channel, Orders& orders, const MemoryLimit& memory) {
-  // Signals are for the thread that the module runs on.
+  // Signals that are sent are for the thread that the module runs on.
   sigset_t all;
   sigset_t before;
   sigfillset(&all);

@@ -1,6 +1,8 @@
 // orvan-worker: loads one diagnostic module on behalf of the diagnostic service and does all that
 // the module does, so that whatever becomes of it, the program goes on. Its descriptor 3 is a
 // packet socket to the program, and it ends when that does.
+#include <fcntl.h>
+
 #include <array>
 #include <chrono>
 #include <optional>
@@ -57,6 +59,8 @@ Beginning Receive(ProgramChannel& channel) {
   EndWithParent();
   ProgramChannel channel{
       tarvex::PacketSocket(tarvex::Descriptor(tarvex::ChildProcess::kPassedDescriptor))};
+  // What a module starts all the same shall not keep the connection.
+  fcntl(channel.Socket().Get(), F_SETFD, FD_CLOEXEC);
   Beginning beginning = Receive(channel);
   if (const std::string fault = Confine(beginning.hello); !fault.empty()) {
     Say(channel, protocol::Refused{fault});

@@ -1,10 +1,12 @@
 #include "tests/selftest_module/contexts.h"
 
 #include <dirent.h>
+#include <fcntl.h>
 #include <sys/prctl.h>
 #include <unistd.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <fstream>
 #include <stdexcept>
 
@@ -50,6 +52,15 @@ Verdict WaitLooking(TestContext& context) {
   return Verdict::Canceled();
 }
 
+Verdict CrashAtStop(TestContext& context) {
+  const std::stop_callback crash(context.StopToken(), [] {
+    volatile int* volatile nowhere = nullptr;
+    *nowhere = 1;
+  });
+  context.Report(1);
+  while (true) pause();
+}
+
 Verdict TellEvents(TestContext& context) {
   context.Report(1);
   while (context.SystemEvents() == 0 && !context.StopToken().stop_requested()) usleep(1000);
@@ -80,7 +91,11 @@ Verdict TellRights(TestContext& context) {
   for (const dirent* entry = nullptr; (entry = readdir(folder)) != nullptr;) {
     char target[256] = {};
     const std::string path = std::string("/proc/self/fd/") + entry->d_name;
+    const int flags = fcntl(std::atoi(entry->d_name), F_GETFD);
     if (readlink(path.c_str(), target, sizeof(target) - 1) > 0) {
+      if ((flags & FD_CLOEXEC) == 0) {
+        context.Log(LogLevel::kInfo, "passes on " + std::string(entry->d_name));
+      }
       context.Log(LogLevel::kInfo, "descriptor " + std::string(entry->d_name) + ' ' + target);
     }
   }
@@ -186,6 +201,7 @@ std::vector<TestRecord> WellBehavedTests(Machine* machine, const std::string& fi
       MakeTest({"remember", "remember", "remember", TestKey(64, 1), ""}, {{}, remember}),
       TellDevice(),
       Writing(),
+      Row("crash-at-stop", 54, CrashAtStop),
       OnDeviceOne(),
       AppliesThrows(),
       Parameters(),

@@ -5,11 +5,14 @@
 #include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <array>
+#include <atomic>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -157,6 +160,62 @@ void LeaveChild(const std::string& /*file*/) {
   }
 }
 
+// What it leaves behind keeps the connection.
+void LeaveChildAndCrash(const std::string& file) {
+  LeaveChild(file);
+  WriteToNull(file);
+}
+
+void LeaveChildAndExit(const std::string& file) {
+  LeaveChild(file);
+  _exit(3);
+}
+
+// The last words of a worker that ends, of one that goes on.
+void SayLastWords(const std::string& file) {
+  struct [[gnu::packed]] {
+    char form = 0;
+    std::uint32_t kind = 18;  // of one that has no memory
+    std::uint64_t taken = 1000U << 20;
+    std::uint64_t limit = 528U << 20;
+  } message;
+  SendBytes(&message, sizeof(message));
+  Hang(file);
+}
+
+// The thread, not the process.
+void EndThread(const std::string& /*file*/) {
+  syscall(SYS_exit, 0);
+}
+
+void SendPong(const std::string& /*file*/) {
+  struct [[gnu::packed]] {
+    char form = 0;
+    std::uint32_t kind = 16;  // of a sign of life
+    std::uint64_t bytes = 0;
+  } message;
+  SendBytes(&message, sizeof(message));
+}
+
+// Source: proc(5), /proc/pid/syscall: the number of the call that a thread is held up in.
+bool IsHeldUpInRead(pid_t thread) {
+  std::ifstream file("/proc/self/task/" + std::to_string(thread) + "/syscall");
+  std::string call;
+  file >> call;
+  return call == std::to_string(SYS_read);
+}
+
+// With a call of another thread in the kernel, which keeps the process from ending.
+void CrashAmidRead(const std::string& file) {
+  std::atomic<pid_t> reader{0};
+  std::thread([&reader, file] {
+    reader = gettid();
+    ReadFile(file);
+  }).detach();
+  while (reader == 0 || !IsHeldUpInRead(reader)) std::this_thread::yield();
+  WriteToNull(file);
+}
+
 }  // namespace
 
 const std::vector<Deed>& Deeds() {
@@ -194,6 +253,12 @@ const std::vector<Deed>& Deeds() {
       {"forge", Forge},
       {"no-memory", SendMemoryThatIsNone},
       {"leave-child", LeaveChild},
+      {"leave-child-and-crash", LeaveChildAndCrash},
+      {"leave-child-and-exit", LeaveChildAndExit},
+      {"say-last-words", SayLastWords},
+      {"end-thread", EndThread},
+      {"pong", SendPong},
+      {"crash-amid-read", CrashAmidRead},
   };
   return deeds;
 }

@@ -4,6 +4,7 @@ What is expected stands in docs/worker.md, in the table "What is said of it".
 """
 
 import re
+import signal
 
 import pytest
 from conftest import verdicts
@@ -11,7 +12,7 @@ from program import SANITIZE, SOURCE_DIR
 
 DEVICE = ["0"]
 # Of these test_hangs.py tells.
-HANGING = {"hang", "spin", "stop", "hang-in-kernel", "read-file"}
+HANGING = {"hang", "spin", "stop", "hang-in-kernel", "read-file", "crash-amid-read"}
 
 
 def rows():
@@ -61,6 +62,17 @@ def test_deed(world, deed):
     else:
         assert lines == []
     world.expect_no_process()
+
+
+def test_ends_are_told_though_the_caller_ignores_those_of_children(world):
+    def ignore():
+        signal.signal(signal.SIGCHLD, signal.SIG_IGN)
+
+    run = world.run(["-Mselftest", "-Iexit,segv", "0"], preexec_fn=ignore)
+    assert [row[2] for row in verdicts(run.stdout.decode())] == [
+        "The test's worker ended by itself, with status 3",
+        "The test's worker was ended by signal 11 (SIGSEGV)",
+    ]
 
 
 def test_each_deed_has_its_row(world):

@@ -137,6 +137,24 @@ def test_a_call_that_is_left_behind_costs_its_worker_and_not_its_test(world, han
     world.expect_no_process()
 
 
+@needs_devices
+def test_one_that_crashed_and_cannot_end_is_not_waited_for(world, hanging_file):
+    world.set(file=hanging_file.folder / "disk")
+    run = world.start(["-Mselftest", "-Icrash-amid-read", "-Bpass", "0"], stdout=-1, stdin=-3)
+    try:
+        output = run.communicate(timeout=20)[0].decode()
+        assert [(row[1], row[2]) for row in verdicts(output)] == [
+            ("Invalid", "The test's worker was ended by signal 11 (SIGSEGV)"),
+            ("Passed", ""),
+        ]
+        (line,) = [line for line in world.log_lines() if line.startswith("test crash-amid-read ")]
+        assert "selftest.so+" in line
+    finally:
+        run.kill()
+        hanging_file.command("resume")
+    world.expect_no_process()
+
+
 @BY
 def test_a_scan_that_looks_ends_at_once_with_its_devices(world, stop):
     world.set(scan="slow")

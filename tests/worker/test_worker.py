@@ -44,6 +44,10 @@ def test_a_worker_holds_what_its_module_needs_and_nothing_else(world):
         "/proc/N/statm",
         "/proc/N/fd",
     ]
+    # What a module starts all the same gets the standard streams alone.
+    assert sorted(line for line in lines if line.startswith("passes on ")) == [
+        f"passes on {number}" for number in range(3)
+    ]
 
 
 def test_floods_arrive_whole(world):
