@@ -11,6 +11,8 @@ namespace {
 constexpr std::size_t kLongestName = 64;  // of a reader, a writer or memory
 constexpr std::size_t kLongestPath = 4096;
 constexpr std::size_t kLongestHash = 128;
+// No reader has more reads to end at once.
+constexpr std::size_t kMostLots = sdk::kMostReadsInFlight + sdk::kMostReadsQueued;
 constexpr std::size_t kLongestText = 64U << 20;  // of a file
 constexpr std::uint64_t kHashStandsForIt = 2;
 constexpr std::size_t kMostSense = 255;  // Source: SPC-5, 4.4.2: at most 252 bytes
@@ -83,7 +85,10 @@ void Write(FieldWriter& fields, const NamesAnswer& answer) {
 
 void Read(FieldReader& fields, NamesAnswer& answer) {
   answer.error = fields.Error();
-  while (!fields.IsAtEnd()) answer.names.push_back(fields.Text(kLongestPath));
+  while (!fields.IsAtEnd()) {
+    if (answer.names.size() == kMostNames) throw RecordingFault("there are too many names");
+    answer.names.push_back(fields.Text(kLongestPath));
+  }
 }
 
 void Write(FieldWriter& fields, const FlagAnswer& answer) {
@@ -127,6 +132,7 @@ void Write(FieldWriter& fields, const CollectAnswer& answer) {
 void Read(FieldReader& fields, CollectAnswer& answer) {
   answer.state = EnumOf(fields, sdk::ReaderState::kLost);
   while (!fields.IsAtEnd()) {
+    if (answer.reads.size() == kMostLots) throw RecordingFault("there are too many reads");
     CollectedReads reads;
     reads.offsetBytes = fields.Number(std::uint64_t{1} << 62);
     reads.sizeBytes = fields.NumberAs<std::uint32_t>(sdk::kLargestReadBytes);
@@ -155,12 +161,14 @@ void Read(FieldReader& fields, WriterAnswer& answer) {
 
 void Write(FieldWriter& fields, const TransferAnswer& answer) {
   fields.Number(NumberOf(answer.result.outcome)).Error(answer.result.error).Text(answer.hash);
+  if (answer.isAsWritten) fields.Flag(true);
 }
 
 void Read(FieldReader& fields, TransferAnswer& answer) {
   answer.result.outcome = EnumOf(fields, sdk::TransferResult::Outcome::kNotTried);
   answer.result.error = fields.Error();
   answer.hash = fields.Text(kLongestHash);
+  answer.isAsWritten = !fields.IsAtEnd() && fields.Flag();
 }
 
 void Write(FieldWriter& fields, const std::optional<sdk::FilesystemFacts>& answer) {

@@ -20,6 +20,7 @@ struct TextAnswer {
   std::optional<std::string> hash = {};  // of what may hold anything; `text` is then empty
 };
 
+inline constexpr std::size_t kMostNames = 1U << 18;
 struct NamesAnswer {
   int error = 0;
   std::vector<std::string> names;
@@ -63,7 +64,8 @@ struct WriterAnswer {
 
 struct TransferAnswer {
   sdk::TransferResult result;
-  std::string hash;  // of what was transferred; empty of a flush, and of what was not done
+  std::string hash;          // of what was transferred; empty of a flush, and of what was not done
+  bool isAsWritten = false;  // of a read: all of it is as the same writer last wrote it
 };
 
 // What a drive answered. Where the data is what lies on a medium, its length and its hash stand for

@@ -33,7 +33,10 @@ bool TakeLine(std::string_view& text, std::string_view& line) {
 
 void CheckFields(std::string_view access) {
   FieldReader fields(access);
-  while (!fields.IsAtEnd()) fields.Text();
+  for (std::size_t count = 0; !fields.IsAtEnd(); ++count) {
+    if (count == kMostAccessFields) throw RecordingFault("an access has too many fields");
+    fields.Text();
+  }
 }
 
 }  // namespace
@@ -61,6 +64,7 @@ Recording::Recording(std::string text) : text_(std::move(text)) {
 
 void Recording::AddLine(std::string_view line) {
   if (++count_ > kMostLines) throw RecordingFault("there are too many lines");
+  if (line.size() > kLongestLine) throw RecordingFault("the line is too long");
   Line parsed;
   parsed.time = FieldReader(TakeField(line)).Number(kLongestTime);
   const std::string module = FieldReader(TakeField(line)).Text(kLongestModule);

@@ -13,7 +13,9 @@ namespace orvan::recording {
 inline constexpr std::string_view kFirstLine = "tarvex-recording 1\n";
 // A recording ends before it gets longer than this, and none that is longer is read.
 inline constexpr std::size_t kMostBytes = 128U << 20;
-inline constexpr std::size_t kMostLines = 8000000;
+inline constexpr std::size_t kMostLines = 4000000;
+inline constexpr std::size_t kLongestLine = 32U << 20;
+inline constexpr std::size_t kMostAccessFields = 64;
 
 // A recording that was read: which module got which answer, in the order of the answers. One line
 // for each, its fields joined by one blank:

@@ -3,6 +3,7 @@
 
 #include "service/recording/accesses.h"
 #include "service/recording/recording_parts.h"
+#include "service/recording/written_sectors.h"
 
 namespace orvan::recording {
 namespace {
@@ -63,19 +64,35 @@ class Writer final : public sdk::BlockWriter {
  public:
   Writer(std::unique_ptr<sdk::BlockWriter> inner, std::string name,
          std::shared_ptr<Recorder> recorder)
-      : inner_(std::move(inner)), name_(std::move(name)), recorder_(std::move(recorder)) {}
+      : inner_(std::move(inner)),
+        name_(std::move(name)),
+        recorder_(std::move(recorder)),
+        written_(inner_->Geometry().logicalSectorBytes,
+                 [this](std::span<const std::byte> data) { return HashOf(data); }) {}
 
   const sdk::BlockGeometry& Geometry() const override { return inner_->Geometry(); }
 
   TransferResult Write(std::uint64_t offset, std::span<const std::byte> data) override {
     const TransferResult result = inner_->Write(offset, data);
-    Add(FieldWriter(kind::kWrite).Text(name_).Number(offset).Number(data.size()), result, data);
+    if (result.IsDone()) {
+      written_.Write(offset, data);
+    } else {
+      written_.Forget(offset, data.size());
+    }
+    Add(FieldWriter(kind::kWrite).Text(name_).Number(offset).Number(data.size()), result, data,
+        false);
     return result;
   }
 
   TransferResult Read(std::uint64_t offset, std::span<std::byte> data) override {
     const TransferResult result = inner_->Read(offset, data);
-    Add(FieldWriter(kind::kRead).Text(name_).Number(offset).Number(data.size()), result, data);
+    const bool isAsWritten =
+        result.IsDone() &&
+        written_.Each(offset, data.size(), [&](const std::string& hash, std::size_t at) {
+          return hash == HashOf(data.subspan(at, Geometry().logicalSectorBytes));
+        });
+    Add(FieldWriter(kind::kRead).Text(name_).Number(offset).Number(data.size()), result, data,
+        isAsWritten);
     return result;
   }
 
@@ -86,15 +103,19 @@ class Writer final : public sdk::BlockWriter {
   }
 
  private:
-  void Add(const FieldWriter& access, const TransferResult& result,
-           std::span<const std::byte> data) {
-    recorder_->tape.Add(
-        access, TransferAnswer{result, result.IsDone() ? recorder_->redactor.HashOf(data) : ""});
+  void Add(const FieldWriter& access, const TransferResult& result, std::span<const std::byte> data,
+           bool isAsWritten) {
+    recorder_->tape.Add(access,
+                        TransferAnswer{result, result.IsDone() ? HashOf(data) : "", isAsWritten});
+  }
+  std::string HashOf(std::span<const std::byte> data) const {
+    return recorder_->redactor.HashOf(data);
   }
 
   const std::unique_ptr<sdk::BlockWriter> inner_;
   const std::string name_;
   const std::shared_ptr<Recorder> recorder_;
+  WrittenSectors<std::string> written_;  // by the hash of each
 };
 
 class Look final : public sdk::FilesystemProbe {

@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 
 #include <cerrno>
+#include <new>
 #include <span>
 #include <system_error>
 #include <vector>
@@ -52,6 +53,8 @@ std::string ReadRecording(const std::string& path, tarvex::Descriptor& memory) {
     Recording::Parse(std::move(text));
   } catch (const RecordingFault& fault) {
     return fault.what();
+  } catch (const std::bad_alloc&) {
+    return ErrorText(ENOMEM);
   }
   return {};
 }

@@ -84,6 +84,22 @@ TEST(RecordingTest, NamesTheLineThatIsWrongAndWhy) {
 
 TEST(RecordingTest, IsBounded) {
   EXPECT_EQ(FaultOf(kHead + std::string(kMostBytes, '\n')), "it is longer than 128 MiB");
+  // Of names and reads no more than are ever made of them, however short they are.
+  const auto repeated = [](const char* text, std::size_t count) {
+    std::string all;
+    for (std::size_t i = 0; i < count; ++i) all += text;
+    return all;
+  };
+  const std::string names = kHead + "1 m list / = 0";
+  EXPECT_EQ(FaultOf(names + repeated(" a", kMostNames) + '\n'), "");
+  EXPECT_EQ(FaultOf(names + repeated(" a", kMostNames + 1) + '\n'),
+            "line 2: there are too many names");
+  EXPECT_EQ(FaultOf(kHead + "1 m collect r = 0" + repeated(" 0 0 1 0 0", 1U << 16) + '\n'),
+            "line 2: there are too many reads");
+  EXPECT_EQ(FaultOf(kHead + "1 m exists" + repeated(" a", 65) + " = 0 1\n"),
+            "line 2: an access has too many fields");
+  EXPECT_EQ(FaultOf(kHead + "1 m bytes /a 1 = 0 1 " + std::string(kLongestLine, 'x') + '\n'),
+            "line 2: the line is too long");
   std::string modules = kHead;
   for (int i = 0; i < 65; ++i) modules += "1 m" + std::to_string(i) + " begin = 0\n";
   EXPECT_EQ(FaultOf(modules), "line 66: there are too many modules");

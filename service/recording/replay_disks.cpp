@@ -1,10 +1,11 @@
 #include <algorithm>
+#include <cerrno>
 #include <list>
-#include <new>
 #include <utility>
 
 #include "service/recording/accesses.h"
 #include "service/recording/replay_parts.h"
+#include "service/recording/written_sectors.h"
 #include "service/sdk/read_errors.h"
 
 namespace orvan::recording {
@@ -81,8 +82,14 @@ class Reader final : public sdk::BlockReader {
 
 class Writer final : public sdk::BlockWriter {
  public:
-  Writer(const WriterAnswer& opened, std::shared_ptr<ReplaySource> source)
-      : geometry_(opened.geometry), name_(opened.name), source_(std::move(source)) {}
+  Writer(const WriterAnswer& opened, WriteGrant grant, std::shared_ptr<ReplaySource> source)
+      : geometry_(opened.geometry),
+        name_(opened.name),
+        grant_(std::move(grant)),
+        source_(std::move(source)),
+        written_(geometry_.logicalSectorBytes, [](std::span<const std::byte> data) {
+          return std::vector<std::byte>(data.begin(), data.end());
+        }) {}
 
   const sdk::BlockGeometry& Geometry() const override { return geometry_; }
 
@@ -90,7 +97,9 @@ class Writer final : public sdk::BlockWriter {
     const TransferAnswer answer =
         Next(FieldWriter(kind::kWrite).Text(name_).Number(offset).Number(data.size()));
     if (answer.result.IsDone()) {
-      written_[offset] = {answer.hash, {data.begin(), data.end()}};
+      written_.Write(offset, data);
+    } else {
+      written_.Forget(offset, data.size());
     }
     return answer.result;
   }
@@ -99,34 +108,32 @@ class Writer final : public sdk::BlockWriter {
     const TransferAnswer answer =
         Next(FieldWriter(kind::kRead).Text(name_).Number(offset).Number(data.size()));
     if (!answer.result.IsDone()) return answer.result;
-    const auto own = written_.find(offset);
-    const bool isOwn = own != written_.end() && own->second.hash == answer.hash &&
-                       own->second.bytes.size() == data.size();
-    if (isOwn) {
-      std::copy(own->second.bytes.begin(), own->second.bytes.end(), data.begin());
-    } else {
-      FillFrom(answer.hash, data);
-    }
+    const bool isOwn =
+        answer.isAsWritten &&
+        written_.Each(offset, data.size(),
+                      [&data](const std::vector<std::byte>& sector, std::size_t at) {
+                        std::copy(sector.begin(), sector.end(), data.subspan(at).begin());
+                        return true;
+                      });
+    if (!isOwn) FillFrom(answer.hash, data);
     return answer.result;
   }
 
   TransferResult Flush() override { return Next(FieldWriter(kind::kFlush).Text(name_)).result; }
 
  private:
-  struct Written {
-    std::string hash;
-    std::vector<std::byte> bytes;
-  };
-
+  // No transfer is answered twice: what was not done again has no outcome.
   TransferAnswer Next(const FieldWriter& access) {
-    return source_->Next<TransferAnswer>(access).value_or(
+    if (!*grant_) return {{TransferResult::Outcome::kNotTried, EPERM}, {}};
+    return source_->NextNew<TransferAnswer>(access).value_or(
         TransferAnswer{{TransferResult::Outcome::kNotTried, sdk::kNotRecorded}, {}});
   }
 
   const sdk::BlockGeometry geometry_;
   const std::string name_;
+  const WriteGrant grant_;
   const std::shared_ptr<ReplaySource> source_;
-  std::map<std::uint64_t, Written> written_;  // by offset: the last write there
+  WrittenSectors<std::vector<std::byte>> written_;
 };
 
 class Look final : public sdk::FilesystemProbe {
@@ -146,26 +153,6 @@ class Look final : public sdk::FilesystemProbe {
   const std::shared_ptr<ReplaySource> source_;
 };
 
-class Memory final : public sdk::LockedMemory {
- public:
-  Memory(std::unique_ptr<std::byte[]> bytes, std::size_t size, std::string name,
-         std::shared_ptr<ReplaySource> source)
-      : bytes_(std::move(bytes)), size_(size), name_(std::move(name)), source_(std::move(source)) {}
-  std::span<std::byte> Bytes() override { return {bytes_.get(), size_}; }
-  std::optional<std::uint64_t> PhysicalAddress(std::size_t offset) const override {
-    return source_
-        ->Next<std::optional<std::uint64_t>>(
-            FieldWriter(kind::kPhysical).Text(name_).Number(offset))
-        .value_or(std::nullopt);
-  }
-
- private:
-  const std::unique_ptr<std::byte[]> bytes_;
-  const std::size_t size_;
-  const std::string name_;
-  const std::shared_ptr<ReplaySource> source_;
-};
-
 }  // namespace
 
 void FillFrom(const std::string& hash, std::span<std::byte> bytes) {
@@ -179,20 +166,13 @@ std::unique_ptr<sdk::BlockReader> ReplayReader(const ReaderAnswer& opened, std::
   return std::make_unique<Reader>(opened, std::move(device), std::move(source));
 }
 
-std::unique_ptr<sdk::BlockWriter> ReplayWriter(const WriterAnswer& opened,
+std::unique_ptr<sdk::BlockWriter> ReplayWriter(const WriterAnswer& opened, WriteGrant grant,
                                                std::shared_ptr<ReplaySource> source) {
-  return std::make_unique<Writer>(opened, std::move(source));
+  return std::make_unique<Writer>(opened, std::move(grant), std::move(source));
 }
 
 std::unique_ptr<sdk::FilesystemProbe> ReplayProbe(std::shared_ptr<ReplaySource> source) {
   return std::make_unique<Look>(std::move(source));
-}
-
-std::unique_ptr<sdk::LockedMemory> ReplayMemory(std::size_t bytes, std::string name,
-                                                std::shared_ptr<ReplaySource> source) {
-  std::unique_ptr<std::byte[]> memory(new (std::nothrow) std::byte[bytes]);
-  if (!memory) return nullptr;
-  return std::make_unique<Memory>(std::move(memory), bytes, std::move(name), std::move(source));
 }
 
 }  // namespace orvan::recording

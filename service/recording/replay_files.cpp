@@ -9,7 +9,10 @@ namespace orvan::recording {
 std::optional<std::string> ReplayFiles::DoReadBytes(const std::string& path, std::size_t limit,
                                                     int& error) const {
   auto answer = source_->Next<TextAnswer>(FieldWriter(kind::kBytes).Text(path).Number(limit));
-  if (!answer) return {};
+  if (!answer) {
+    error = sdk::kNotRecorded;
+    return {};
+  }
   error = answer->hash ? sdk::kNotRecorded : answer->error;
   if (answer->text && answer->text->size() > limit) answer->text->resize(limit);
   return std::move(answer->text);
@@ -17,21 +20,30 @@ std::optional<std::string> ReplayFiles::DoReadBytes(const std::string& path, std
 
 std::optional<std::string> ReplayFiles::DoReadLink(const std::string& path, int& error) const {
   auto answer = source_->Next<TextAnswer>(FieldWriter(kind::kLink).Text(path));
-  if (!answer) return {};
+  if (!answer) {
+    error = sdk::kNotRecorded;
+    return {};
+  }
   error = answer->error;
   return std::move(answer->text);
 }
 
 std::vector<std::string> ReplayFiles::DoList(const std::string& path, int& error) const {
   auto answer = source_->Next<NamesAnswer>(FieldWriter(kind::kList).Text(path));
-  if (!answer) return {};
+  if (!answer) {
+    error = sdk::kNotRecorded;
+    return {};
+  }
   error = answer->error;
   return std::move(answer->names);
 }
 
 bool ReplayFiles::DoExists(const std::string& path, int& error) const {
   const auto answer = source_->Next<FlagAnswer>(FieldWriter(kind::kExists).Text(path));
-  if (!answer) return false;
+  if (!answer) {
+    error = sdk::kNotRecorded;
+    return false;
+  }
   error = answer->error;
   return answer->isSet;
 }

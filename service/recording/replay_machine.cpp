@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <mutex>
 #include <utility>
 
 #include "service/recording/accesses.h"
@@ -50,7 +51,12 @@ class ReplayMachine final : public KeptMachine {
   sdk::LockedMemoryResult LockMemory(std::size_t bytes) override;
   sdk::ModuleState& State() override { return state_; }
 
-  void GrantWriting(bool isGranted) override { mayWrite_ = isGranted; }
+  // A grant of its own each time, so that what is left of a row is not revived by the next.
+  void GrantWriting(bool isGranted) override {
+    const std::lock_guard lock(mutex_);
+    *grant_ = false;
+    if (isGranted) grant_ = std::make_shared<std::atomic<bool>>(true);
+  }
   void OnShown(Moment moment) override { messages_.OnShown(moment); }
   std::size_t LeftBehind() const override {
     return source_->Next<std::uint64_t>(FieldWriter(kind::kLeftBehind)).value_or(0);
@@ -64,10 +70,16 @@ class ReplayMachine final : public KeptMachine {
     return fields;
   }
 
+  WriteGrant Grant() const {
+    const std::lock_guard lock(mutex_);
+    return grant_;
+  }
+
   const std::shared_ptr<ReplaySource> source_;
   const ReplayFiles files_;
   ReplayState state_;
-  bool mayWrite_ = false;
+  mutable std::mutex mutex_;  // guards grant_
+  std::shared_ptr<std::atomic<bool>> grant_ = std::make_shared<std::atomic<bool>>(false);
   ShownMessages messages_;
   std::uint64_t beyond_ = 0;
 };
@@ -86,18 +98,25 @@ sdk::OpenedReader ReplayMachine::OpenReader(const sdk::BlockReaderOptions& optio
 
 sdk::OpenedWriter ReplayMachine::OpenWriter(const sdk::BlockWriterOptions& options,
                                             std::stop_token stop) {
-  const auto answer = source_->Next<WriterAnswer>(Access(kind::kOpenWriter, options));
-  if (!mayWrite_) return {nullptr, sdk::WriteRefusal::kNotGranted, 0};
+  const auto answer = source_->NextNew<WriterAnswer>(Access(kind::kOpenWriter, options));
+  WriteGrant grant = Grant();
+  if (!*grant) return {nullptr, sdk::WriteRefusal::kNotGranted, 0};
   if (stop.stop_requested()) return {nullptr, sdk::WriteRefusal::kStopped, 0};
   if (!answer) return {nullptr, sdk::WriteRefusal::kOwnFault, sdk::kNotRecorded};
   sdk::OpenedWriter opened{nullptr, answer->refusal, answer->error, answer->user};
-  if (opened.refusal == sdk::WriteRefusal::kNone) opened.writer = ReplayWriter(*answer, source_);
+  if (opened.refusal == sdk::WriteRefusal::kNone) {
+    opened.writer = ReplayWriter(*answer, std::move(grant), source_);
+  }
   return opened;
 }
 
 sdk::CommandAnswer ReplayMachine::Send(const sdk::DriveCommand& command, std::stop_token) {
-  const auto sent = source_->Next<SentAnswer>(Access(kind::kSend, command));
+  const auto sent = source_->NextNew<SentAnswer>(Access(kind::kSend, command));
   sdk::CommandAnswer answer;
+  if (!*Grant() && !sdk::OnlyReads(command)) {
+    answer.outcome = sdk::CommandAnswer::Outcome::kNotGranted;
+    return answer;
+  }
   answer.error = sdk::kNotRecorded;
   if (!sent) return answer;
   // Of what is not told nothing may be made.
@@ -107,13 +126,11 @@ sdk::CommandAnswer ReplayMachine::Send(const sdk::DriveCommand& command, std::st
   return answer;
 }
 
+// The memory of the machine that replays is not that of the recording, and no test of it may pass.
 sdk::LockedMemoryResult ReplayMachine::LockMemory(std::size_t bytes) {
   const auto answer = source_->Next<MemoryAnswer>(FieldWriter(kind::kLockMemory).Number(bytes));
-  if (!answer) return {nullptr, sdk::kNotRecorded};
-  if (answer->error != 0) return {nullptr, answer->error};
-  auto memory = ReplayMemory(bytes, answer->name, source_);
-  const int error = memory ? 0 : ENOMEM;
-  return {std::move(memory), error};
+  const bool wasLocked = !answer || answer->error == 0;
+  return {nullptr, wasLocked ? sdk::kNotRecorded : answer->error};
 }
 
 }  // namespace

@@ -16,9 +16,10 @@ struct ReplayOptions {
 };
 
 // The machine of a recording: each access is answered as it was, in the order of the answers, and
-// once these are used up by the last one. An access that was never recorded has no answer that a
-// verdict about the hardware could come of: a file is not there, and the rest could not be tried
-// (sdk::kNotRecorded). No time passes but the recorded one, so nothing ever waits.
+// once these are used up by the last one, but for what changes or commands a drive. An access that
+// was never recorded has no answer that a verdict about the hardware could come of
+// (sdk::kNotRecorded), and neither has memory, which would be that of the machine that replays. No
+// time passes but the recorded one, so nothing ever waits.
 std::unique_ptr<machine::KeptMachine> MakeReplayMachine(ReplayOptions options);
 
 }  // namespace orvan::recording

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -10,6 +11,9 @@
 
 // What a replay machine hands out.
 namespace orvan::recording {
+
+// Whether a row that writes runs; a grant of its own each time.
+using WriteGrant = std::shared_ptr<const std::atomic<bool>>;
 
 class ReplayFiles final : public sdk::MachineFiles {
  public:
@@ -45,12 +49,9 @@ class ReplayState final : public sdk::ModuleState {
 
 std::unique_ptr<sdk::BlockReader> ReplayReader(const ReaderAnswer& opened, std::string device,
                                                std::shared_ptr<ReplaySource> source);
-std::unique_ptr<sdk::BlockWriter> ReplayWriter(const WriterAnswer& opened,
+std::unique_ptr<sdk::BlockWriter> ReplayWriter(const WriterAnswer& opened, WriteGrant grant,
                                                std::shared_ptr<ReplaySource> source);
 std::unique_ptr<sdk::FilesystemProbe> ReplayProbe(std::shared_ptr<ReplaySource> source);
-// Null when there is no memory for it.
-std::unique_ptr<sdk::LockedMemory> ReplayMemory(std::size_t bytes, std::string name,
-                                                std::shared_ptr<ReplaySource> source);
 // Bytes in the place of those of which only the hash is known: the same for the same hash.
 void FillFrom(const std::string& hash, std::span<std::byte> bytes);
 

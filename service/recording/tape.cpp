@@ -52,6 +52,8 @@ void Tape::WriteLine(const std::string& access, const std::string& answer) {
   if (hasEnded_) return;
   const std::string line = FieldWriter(std::to_string(time_)).Text(options_.module).Line() + ' ' +
                            access + " = " + answer + '\n';
+  // No replay would read it, nor tell what came after it.
+  if (line.size() > kLongestLine) return End(EFBIG);
   sinceLook_ += line.size();
   if (sinceLook_ >= kLookAgainAfter) {
     struct stat status {};
