@@ -24,6 +24,7 @@ class PluginSource::LogJournal final : public remote::Journal {
       log_.Text(log::SeverityOf(level), text);
     }
   }
+  void Tell(const std::string& text) override { tarvex::TellOnStandardError(text); }
 
  private:
   log::ServiceLog& log_;

@@ -171,7 +171,41 @@ TEST(Codec, AMapIsInOrderAndHasEachKeyOnce) {
 TEST(Codec, ATextIsCutWhereItGetsTooLongAndNeverWithinALetter) {
   Progress said;
   said.message = std::string(kLongestText - 1, 'x') + "\xC3\xA4";
-  EXPECT_EQ(Passed<FromWorker>(said).message, std::string(kLongestText - 1, 'x'));
+  EXPECT_EQ(Passed<FromWorker>(said).message, std::string(kLongestText - 6, 'x') + " [cut]");
+  said.message = std::string(kLongestText, 'x');
+  EXPECT_EQ(Passed<FromWorker>(said).message, said.message);
+}
+
+TEST(Codec, AValueThatIsTooLongIsNotSent) {
+  RunTest order;
+  order.parameters = {{"a", std::string(kLongestText, 'x')}};
+  EXPECT_TRUE(Encode<ToWorker>(order).has_value());
+  order.parameters = {{"a", std::string(kLongestText + 1, 'x')}};
+  EXPECT_FALSE(Encode<ToWorker>(order).has_value());
+  EXPECT_FALSE(
+      Encode<ToWorker>(ToolAnswer{1, true, {std::string(kLongestText + 1, 'x')}}).has_value());
+}
+
+TEST(Codec, ListsThatWouldTakeMoreMemoryThanAMessageMayAreNone) {
+  const std::vector<std::byte> one = BytesOf<FromWorker>(Scanned{9, {DeviceRecord{}}, 0});
+  constexpr std::size_t kHead = 16;  // kind, request, count
+  constexpr std::size_t kTail = 8;
+  const std::size_t most = kMostElementBytes / sizeof(DeviceRecord);
+  const auto many = [&](std::size_t count) {
+    std::vector<std::byte> bytes;
+    bytes.reserve(count * one.size());
+    bytes.assign(one.begin(), one.begin() + kHead);
+    const auto shown = static_cast<std::uint32_t>(count);
+    std::memcpy(bytes.data() + kHead - sizeof(shown), &shown, sizeof(shown));
+    for (std::size_t i = 0; i < count; ++i) {
+      bytes.insert(bytes.end(), one.begin() + kHead, one.end() - kTail);
+    }
+    bytes.insert(bytes.end(), one.end() - kTail, one.end());
+    return bytes;
+  };
+  EXPECT_TRUE(Decode<FromWorker>(many(3)).has_value());
+  EXPECT_TRUE(Decode<FromWorker>(many(most)).has_value());
+  EXPECT_FALSE(Decode<FromWorker>(many(most + 1)).has_value());
 }
 
 TEST(Codec, AListThatIsTooLongIsNotSent) {

@@ -20,7 +20,7 @@ struct Answer {
 
 template <typename Fields, typename Given, typename Each>
 void PassAnswer(Fields& fields, Given& answer, Each each) {
-  fields.Perhaps(answer.thrown, kText);
+  fields.Perhaps(answer.thrown, kWords);
   each(fields, answer.value);
 }
 

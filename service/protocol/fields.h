@@ -14,6 +14,7 @@
 #include <utility>
 #include <vector>
 
+#include "service/protocol/byte_stores.h"
 #include "service/protocol/limits.h"
 
 // How the fields of a message become bytes and come back. A message lists its fields once, in an
@@ -29,38 +30,20 @@ inline std::size_t CutSize(const std::string& text, std::size_t limit) {
   return limit;
 }
 
+// What the elements of all lists of a message may take in memory, without what they hold.
+class Room {
+ public:
+  bool Take(std::size_t count, std::size_t size) {
+    if (count > left_ / size) return false;
+    left_ -= count * size;
+    return true;
+  }
+
+ private:
+  std::size_t left_ = kMostElementBytes;
+};
+
 }  // namespace detail
-
-// Bytes in a room of fixed size, for a signal handler that may not ask for memory.
-template <std::size_t kSize>
-class FixedBytes {
- public:
-  bool Append(const void* from, std::size_t size) {
-    if (size > kSize - used_) return false;
-    std::memcpy(bytes_.data() + used_, from, size);
-    used_ += size;
-    return true;
-  }
-  std::span<const std::byte> Bytes() const { return std::span(bytes_).first(used_); }
-
- private:
-  std::array<std::byte, kSize> bytes_{};
-  std::size_t used_ = 0;
-};
-
-class GrowingBytes {
- public:
-  bool Append(const void* from, std::size_t size) {
-    const std::size_t before = bytes_.size();
-    bytes_.resize(before + size);
-    if (size != 0) std::memcpy(bytes_.data() + before, from, size);
-    return true;
-  }
-  std::span<const std::byte> Bytes() const { return bytes_; }
-
- private:
-  std::vector<std::byte> bytes_;
-};
 
 // Writes fields one behind the other. What the other side would refuse fails here. One thread.
 template <typename Store>
@@ -80,9 +63,14 @@ class FieldWriter {
     Value(static_cast<std::uint32_t>(choice));
   }
   void Text(const std::string& text) {
-    const std::size_t size = detail::CutSize(text, kLongestText);
-    Value(static_cast<std::uint32_t>(size));
-    Put(text.data(), size);
+    good_ = good_ && text.size() <= kLongestText;
+    Value(static_cast<std::uint32_t>(text.size()));
+    Put(text.data(), text.size());
+  }
+  // For people alone: one that is too long is cut, and says so at its end.
+  void Words(const std::string& text) {
+    if (text.size() <= kLongestText) return Text(text);
+    Text(text.substr(0, detail::CutSize(text, kLongestText - kCutMark.size())).append(kCutMark));
   }
   template <std::size_t kSize>
   void Bytes(const std::array<char, kSize>& bytes) {
@@ -91,7 +79,8 @@ class FieldWriter {
   // `each` is called with this and an element.
   template <typename List, typename Each>
   void Elements(const List& list, Each each) {
-    good_ = good_ && list.size() <= kMostElements;
+    good_ = good_ && list.size() <= kMostElements &&
+            room_.Take(list.size(), sizeof(typename List::value_type));
     Value(static_cast<std::uint32_t>(list.size()));
     for (const auto& element : list) each(*this, element);
   }
@@ -105,11 +94,12 @@ class FieldWriter {
   void Put(const void* from, std::size_t size) { good_ = good_ && store_.Append(from, size); }
 
   Store& store_;
+  detail::Room room_;
   bool good_ = true;
 };
 
 // Reads what a FieldWriter wrote, from bytes that may be anything. After the first fault all else
-// stays as it is. Memory is taken only for what is there. One thread.
+// stays as it is. Memory is taken for what can be there, and within bounds. One thread.
 class FieldReader {
  public:
   explicit FieldReader(std::span<const std::byte> bytes) : rest_(bytes) {}
@@ -140,6 +130,7 @@ class FieldReader {
     text.assign(reinterpret_cast<const char*>(rest_.data()), size);
     rest_ = rest_.subspan(size);
   }
+  void Words(std::string& text) { Text(text); }
   template <std::size_t kSize>
   void Bytes(std::array<char, kSize>& bytes) {
     Take(bytes.data(), bytes.size());
@@ -149,7 +140,9 @@ class FieldReader {
     std::uint32_t count = 0;
     Value(count);
     // An element has a byte at least, so no count makes us wait for what cannot come.
-    good_ = good_ && count <= kMostElements && count <= rest_.size();
+    good_ = good_ && count <= kMostElements && count <= rest_.size() &&
+            room_.Take(count, sizeof(Element));
+    if (good_) list.reserve(count);
     for (std::uint32_t i = 0; good_ && i < count; ++i) each(*this, list.emplace_back());
   }
   template <typename Each>
@@ -178,10 +171,12 @@ class FieldReader {
   }
 
   std::span<const std::byte> rest_;
+  detail::Room room_;
   bool good_ = true;
 };
 
 // For elements that are a text, or a pair of two.
+inline constexpr auto kWords = [](auto& fields, auto& text) { fields.Words(text); };
 inline constexpr auto kText = [](auto& fields, auto& text) { fields.Text(text); };
 inline constexpr auto kTextPair = [](auto& fields, auto& pair) {
   fields.Text(pair.first);

@@ -32,7 +32,7 @@ struct Refused {
 
   template <typename Fields, typename Self>
   static void Pass(Fields& fields, Self& self) {
-    fields.Text(self.reason);
+    fields.Words(self.reason);
   }
 };
 
@@ -60,10 +60,10 @@ struct TestEnded {
   static void Pass(Fields& fields, Self& self) {
     fields.Value(self.request);
     fields.Value(self.verdict.status);
-    fields.Text(self.verdict.message);
-    fields.Text(self.verdict.expected);
-    fields.Text(self.verdict.found);
-    fields.Text(self.verdict.where);
+    fields.Words(self.verdict.message);
+    fields.Words(self.verdict.expected);
+    fields.Words(self.verdict.found);
+    fields.Words(self.verdict.where);
     fields.Value(self.leftBehind);
   }
 };
@@ -89,7 +89,7 @@ struct Threw {
   template <typename Fields, typename Self>
   static void Pass(Fields& fields, Self& self) {
     fields.Value(self.request);
-    fields.Text(self.text);
+    fields.Words(self.text);
     fields.Value(self.leftBehind);
   }
 };
@@ -116,7 +116,7 @@ struct Progress {
   static void Pass(Fields& fields, Self& self) {
     fields.Value(self.request);
     fields.Value(self.percent);
-    fields.Text(self.message);
+    fields.Words(self.message);
   }
 };
 
@@ -146,7 +146,7 @@ struct Logged {
   static void Pass(Fields& fields, Self& self) {
     fields.Value(self.request);
     fields.OneOf(self.level, sdk::LogLevel::kError);
-    fields.Text(self.text);
+    fields.Words(self.text);
   }
 };
 

@@ -126,12 +126,14 @@ struct ToolAnswer {
   std::uint64_t request = 0;
   bool isHandled = false;
   std::vector<std::string> values;
+  bool isTooLong = false;  // there are values, and no message holds them
 
   template <typename Fields, typename Self>
   static void Pass(Fields& fields, Self& self) {
     fields.Value(self.request);
     fields.Flag(self.isHandled);
     fields.Elements(self.values, kText);
+    fields.Flag(self.isTooLong);
   }
 };
 

@@ -64,7 +64,7 @@ struct ToolFailed {
   template <typename Fields, typename Self>
   static void Pass(Fields& fields, Self& self) {
     fields.Value(self.request);
-    fields.Text(self.reason);
+    fields.Words(self.reason);
   }
 };
 

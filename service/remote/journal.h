@@ -11,6 +11,8 @@ class Journal {
  public:
   virtual ~Journal() = default;
   virtual void Note(sdk::LogLevel level, const std::string& text) = 0;
+  // The same for who sits before the program and is not told otherwise.
+  virtual void Tell(const std::string& text) = 0;
 };
 
 }  // namespace orvan::remote

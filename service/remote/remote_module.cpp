@@ -59,7 +59,8 @@ void RemoteModule::ReplaceTests() {
 void RemoteModule::ReplaceTools() {
   for (std::size_t row = 0; row < tools_.size(); ++row) {
     sdk::ToolRecord& record = tools_[row];
-    const ToolName name{static_cast<std::uint32_t>(row), record.name};
+    const ToolName name{static_cast<std::uint32_t>(row), record.name, record.mayWrite,
+                        static_cast<bool>(record.reportCanceled)};
     if (record.appliesTo) {
       record.appliesTo = [row](const sdk::Device& device) {
         return AsRemote(device).ToolApplies(row);

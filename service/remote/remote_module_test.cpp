@@ -155,10 +155,68 @@ TEST_F(RemoteModuleTest, AScanThatCrashesSaysSoAndTheNextOneIsAnotherWorkers) {
   EXPECT_THAT(journal.lines[1], HasSubstr("backtrace: selftest.so+0x"));
 }
 
+// Asks for a stop as soon as that file is there.
+std::jthread StopOnce(const std::string& file, std::stop_source& stop) {
+  return std::jthread([file, &stop](const std::stop_token& over) {
+    while (!std::filesystem::exists(file) && !over.stop_requested()) {
+      std::this_thread::sleep_for(1ms);
+    }
+    stop.request_stop();
+  });
+}
+
 TEST_F(RemoteModuleTest, AScanThatIsToStopAndLooksKeepsItsDevices) {
+  const TestFolder folder;
   settings["scan"] = "slow";
-  scanStop.request_stop();
+  settings["begun"] = folder / "begun";
+  const std::jthread stopper = StopOnce(folder / "begun", scanStop);
   EXPECT_EQ(Scan().size(), 2U);
+}
+
+TEST_F(RemoteModuleTest, OnceItIsToStopNoWorkerIsStartedForAScan) {
+  const TestFolder folder;
+  settings["scan"] = "hang";
+  settings["begun"] = folder / "begun";
+  std::chrono::steady_clock::time_point stopped;
+  const std::stop_callback note(scanStop.get_token(),
+                                [&] { stopped = std::chrono::steady_clock::now(); });
+  const std::jthread stopper = StopOnce(folder / "begun", scanStop);
+  std::vector<std::string> reasons;
+  for (int i = 0; i < 5; ++i) {
+    try {
+      Scan();
+    } catch (const std::runtime_error& error) {
+      reasons.emplace_back(error.what());
+    }
+  }
+  EXPECT_LT(std::chrono::steady_clock::now() - stopped, 1500ms);
+  const std::string before = "it was to stop before it began";
+  EXPECT_THAT(reasons, ElementsAre("the worker did not end in time when it was to stop", before,
+                                   before, before, before));
+  EXPECT_EQ(journal.lines.size(), 1U);
+}
+
+TEST_F(RemoteModuleTest, ATestThatIsToStopWhileItsDeviceIsFoundAgainNeverBegins) {
+  const TestFolder folder;
+  settings["waiting"] = folder / "waiting";
+  settings["begun"] = folder / "begun";
+  const auto& devices = Scan();
+  Run("exit", devices[0].get());
+  std::filesystem::remove(folder / "begun");
+  std::ofstream(folder / "waiting").put('x');
+  TestedContext context(devices[0].get());
+  const std::jthread stopper = StopOnce(folder / "begun", context.stop);
+  EXPECT_EQ(Run("pass", context).status, kTestCanceled);
+}
+
+TEST_F(RemoteModuleTest, AValueThatIsTooLongIsNeverGivenInPart) {
+  const auto& devices = Scan();
+  TestedContext context(devices[0].get());
+  context.parameters["number"] = std::string(2U << 20, '7');
+  EXPECT_EQ(Shown(Run("parameters", context)),
+            kInvalid + " |THE_TEST_DID_NOT_BEGIN:_IT_WAS_GIVEN_MORE_THAN_A_MESSAGE_MAY_HOLD");
+  EXPECT_EQ(Run("pass", devices[0].get()).status, kTestPassed);
+  EXPECT_TRUE(journal.lines.empty());
 }
 
 TEST_F(RemoteModuleTest, EventsAndReasonsReachTheTest) {

@@ -27,7 +27,9 @@ class RememberingJournal final : public Journal {
   void Note(sdk::LogLevel level, const std::string& text) override {
     lines.push_back((level == sdk::LogLevel::kError ? "error: " : "") + text);
   }
+  void Tell(const std::string& text) override { told.push_back(text); }
   std::vector<std::string> lines;
+  std::vector<std::string> told;
 };
 
 // A context whose every part a test can set, and that remembers what it was told.

@@ -12,11 +12,15 @@ namespace orvan::remote {
 struct ToolName {
   std::uint32_t row = 0;
   std::string name;
+  bool mayWrite = false;
+  bool reportsCanceled = false;  // it has words of its own for that
 };
 
 // Runs the tool, or what reports it canceled, in the module's worker. Throws std::runtime_error
-// with what the tool threw, and with what became of a worker that had to be given up. A tool that
-// does not end in time when it is to stop ends with its worker, and has failed.
+// with what the tool threw. A tool that did not begin, or whose worker had to be given up, has
+// failed: its listener is told how each device ended, and where nobody can be told in the tool's
+// words, who sits before the program is. A filtering run that failed withdraws all devices. A tool
+// whose stop is set before it begins is only reported canceled.
 void RunToolRemotely(WorkerHost& host, const ToolName& tool, bool reportsCanceled,
                      sdk::ToolContext& context);
 

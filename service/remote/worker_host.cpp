@@ -14,6 +14,8 @@ namespace {
 
 using Reply = Talk::Reply;
 
+constexpr char kStoppedBefore[] = "it was to stop before it began";
+
 std::string ErrorText(int error) {
   return std::generic_category().message(error);
 }
@@ -89,10 +91,10 @@ void WorkerHost::NoteHungScan(const std::string& subject, std::uint64_t calls) {
                 subject + ": in the worker of module " + module_ + ' ' + NotBack(calls));
 }
 
-// A list that is too long for a message is as good as none.
 void WorkerHost::Answer(const protocol::ToolAnswer& answer) {
   if (worker_->Channel().Send(answer, false) == EMSGSIZE) {
-    worker_->Channel().Send(protocol::ToolAnswer{answer.request, answer.isHandled, {}}, false);
+    worker_->Channel().Send(protocol::ToolAnswer{answer.request, answer.isHandled, {}, true},
+                            false);
   }
 }
 
@@ -129,17 +131,22 @@ std::string WorkerHost::StartWorker(const Errand& errand) {
 }
 
 std::string WorkerHost::Prepare(const Errand& errand) {
+  const auto isStopped = [&errand] {
+    return !errand.beginsStopped && errand.stop.stop_requested();
+  };
   DropDeadWorker();
-  if (worker_ == nullptr) {
+  if (worker_ == nullptr && !isStopped()) {
     if (std::string fault = StartWorker(errand); !fault.empty()) return fault;
   }
-  if (!errand.needsDevices || worker_->hasScanned) return {};
-  try {
-    ScanWithWorker(errand, true);
-  } catch (const std::exception& failure) {
-    return failure.what();
+  if (errand.needsDevices && !isStopped() && !worker_->hasScanned) {
+    try {
+      ScanWithWorker(errand, true);
+    } catch (const std::exception& failure) {
+      return failure.what();
+    }
   }
-  return {};
+  // What is not begun needs no time to end.
+  return isStopped() ? kStoppedBefore : std::string();
 }
 
 bool WorkerHost::Fits(const protocol::DeviceRecord& record) const {

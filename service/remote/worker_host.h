@@ -25,6 +25,7 @@ struct TableSizes {
 struct Errand {
   std::string subject;  // for people, e.g. "test READ_TEST on device 0"
   bool needsDevices = false;
+  bool beginsStopped = false;  // it is begun though its stop is set
   std::stop_token stop = {};
   std::function<sdk::StopReason()> whyStop = {};
   std::function<std::uint32_t()> systemEvents = {};
@@ -66,6 +67,10 @@ class WorkerHost {
     order.request = ++lastRequest_;
     if (errand.systemEvents) order.systemEvents = errand.systemEvents();
     const int error = worker_->Channel().Send(order, false);
+    if (error == EMSGSIZE) {
+      finding.notBegun = "it was given more than a message may hold";
+      return finding;
+    }
     if (auto untold = Untold(error)) {
       finding.outcome = *std::move(untold);
     } else {
@@ -79,6 +84,8 @@ class WorkerHost {
   void NoteLeftBehind(const std::string& subject, std::uint64_t calls);
   // Answers what the worker asked, from within `take`.
   void Answer(const protocol::ToolAnswer& answer);
+  // Tells who sits before the program.
+  void Tell(const std::string& text) { journal_.Tell(text); }
   // Ends the worker; never waits.
   void Close() { worker_.reset(); }
 

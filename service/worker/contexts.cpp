@@ -1,6 +1,8 @@
 #include "service/worker/contexts.h"
 
 #include <algorithm>
+#include <stdexcept>
+#include <utility>
 
 namespace orvan::worker {
 
@@ -10,7 +12,9 @@ void ToolContext::SetProperty(const std::string& key, const std::vector<std::str
 
 std::vector<std::string> ToolContext::GetProperty(const std::string& key) const {
   Say(channel_, protocol::ToolGet{order_.request, key});
-  return orders_.AwaitAnswer().values;
+  protocol::ToolAnswer answer = orders_.AwaitAnswer();
+  if (answer.isTooLong) throw std::length_error(key + " holds more than a message may hold");
+  return std::move(answer.values);
 }
 
 bool ToolContext::Fire(const std::string& event) {

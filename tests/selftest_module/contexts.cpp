@@ -12,6 +12,7 @@
 
 #include "service/sdk/awake_clock.h"
 #include "service/sdk/rows.h"
+#include "tests/selftest_module/deeds.h"
 
 namespace selftest {
 namespace {
@@ -151,6 +152,16 @@ TestRecord Parameters() {
   return row;
 }
 
+// As far as the first device, with one sector of it found bad.
+void BeginRepair(ToolContext& context) {
+  context.Fire("OnRecoverInit");
+  context.SetProperty("OperationInit", {"repair"});
+  context.Fire("OnOperationInit");
+  context.SetProperty("DeviceInit", {context.Devices().at(0)->Id()});
+  context.Fire("OnDeviceInit");
+  context.SetProperty("SectorsInfo", {"7", "1", "0", "1"});
+}
+
 }  // namespace
 
 void LeaveCallBehind(Machine& machine, const std::string& file) {
@@ -209,6 +220,13 @@ std::vector<TestRecord> WellBehavedTests(Machine* machine, const std::string& fi
 }
 
 bool RunTool(const std::string& word, ToolContext& context) {
+  constexpr std::string_view kInDevice = "in-device-";
+  if (word.rfind(kInDevice, 0) == 0) {
+    if (!context.HasListener()) return true;
+    BeginRepair(context);
+    Commit(word.substr(kInDevice.size()), {});
+    return true;
+  }
   if (word == "fail") {
     context.Fail("failed on purpose");
   } else if (word == "wait") {

@@ -24,7 +24,8 @@ void LeaveCallBehind(orvan::sdk::Machine& machine, const std::string& file);
 // The tests that a module may have, and those that ask their context or `machine` for much.
 std::vector<orvan::sdk::TestRecord> WellBehavedTests(orvan::sdk::Machine* machine,
                                                      const std::string& file);
-// The tool's own words of the setting "selftest/tool"; false for a word that is none.
+// The tool's own words of the setting "selftest/tool"; false for a word that is none. A deed behind
+// "in-device-" is committed once a repair of the first device has begun.
 bool RunTool(const std::string& word, orvan::sdk::ToolContext& context);
 
 }  // namespace selftest

@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <fstream>
 #include <string>
 #include <utility>
 
@@ -27,6 +28,7 @@ class Part final : public Device {
   DeviceInformation Information() const override {
     DeviceInformation information;
     information.name = "Part " + name_;
+    information.properties["NonRotatingMedia"] = "T";
     return information;
   }
   std::vector<DiagResource> Resources() const override { return {}; }
@@ -40,6 +42,10 @@ class Part final : public Device {
   std::string uniqueId_;
   std::string name_;
 };
+
+bool IsThere(const std::string& path) {
+  return !path.empty() && access(path.c_str(), F_OK) == 0;
+}
 
 std::vector<TestRecord> DeedTests(const std::string& file) {
   std::vector<TestRecord> tests;
@@ -84,7 +90,8 @@ SelftestModule::SelftestModule(const ModuleEnvironment& environment)
                      TestsOfNoLength(count)),
   };
   ToolRecord tool;
-  tool.name = "recover_bad_sectors";
+  tool.name = Setting("tool-name").empty() ? "recover_bad_sectors" : Setting("tool-name");
+  tool.mayWrite = !Setting("tool-writes").empty();
   tool.description = "|MISBEHAVES";
   tool.hint = "recover";
   tool.run = [word = Setting("tool"), file = Setting("file")](ToolContext& context) {
@@ -100,18 +107,17 @@ std::string SelftestModule::Setting(const std::string& name) const {
 
 std::vector<std::unique_ptr<Device>> SelftestModule::ScanDevices(std::stop_token stop) {
   const std::string scan = Setting("scan");
-  if (scan == "slow") {
+  if (const std::string begun = Setting("begun"); !begun.empty()) std::ofstream(begun).put('x');
+  if (scan == "slow" || IsThere(Setting("waiting"))) {
     WaitForStop(stop);
   } else if (scan == "leave-call") {
     LeaveCallBehind(*machine_, Setting("file"));
   } else {
     Commit(scan, Setting("file"));
   }
-  const std::string throwing = Setting("throwing");
-  if (!throwing.empty() && access(throwing.c_str(), F_OK) == 0) Commit("throw", {});
-  const std::string marker = Setting("marker");
+  if (IsThere(Setting("throwing"))) Commit("throw", {});
   const std::string alike = Setting("unique-ids");
-  const bool lacksFirst = !marker.empty() && access(marker.c_str(), F_OK) == 0;
+  const bool lacksFirst = IsThere(Setting("marker"));
   std::vector<std::unique_ptr<Device>> devices;
   const std::uint64_t count = NumberIn(Setting("devices")).value_or(2);
   for (std::uint64_t number = lacksFirst ? 1 : 0; number < count; ++number) {

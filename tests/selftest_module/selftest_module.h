@@ -10,6 +10,7 @@
 namespace selftest {
 
 // A module that does whatever a module should not, one deed in each test. Settings:
+//   selftest/begun    a path: each scan makes that file when it begins
 //   selftest/devices  how many devices there are, 2 by default
 //   selftest/file     a path: of a file that read-file reads
 //   selftest/ids      "same": each device has the id 0
@@ -19,8 +20,11 @@ namespace selftest {
 //   selftest/throwing a path: while there is a file, a scan throws
 //   selftest/tool     a deed that the tool commits, or one of its own
 //   selftest/tests    how many tests of no length the diagnostic N has, 1 by default
+//   selftest/tool-name    of the tool, in place of that of a repair
+//   selftest/tool-writes  anything: the tool may write
 //   selftest/unique-ids  what each device has for a unique id in place of its own; "none": an
 //                     empty one, "throw": asking for it throws
+//   selftest/waiting  a path: while there is a file, a scan waits for its stop
 class SelftestModule final : public orvan::sdk::Module {
  public:
   explicit SelftestModule(const orvan::sdk::ModuleEnvironment& environment);

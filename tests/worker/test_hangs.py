@@ -157,10 +157,10 @@ def test_one_that_crashed_and_cannot_end_is_not_waited_for(world, hanging_file):
 
 @BY
 def test_a_scan_that_looks_ends_at_once_with_its_devices(world, stop):
-    world.set(scan="slow")
+    world.set(scan="slow", begun=world.root / "begun")
     with Terminal(world, ["-Mselftest", "-Bpass", "0"]) as terminal:
         terminal.expect(rb"Scanning selftest")
-        eventually(world.processes)
+        eventually((world.root / "begun").exists)
         assert terminal.reads_single_keys()
         watch = Stopwatch()
         stop(terminal)
@@ -174,10 +174,10 @@ def test_a_scan_that_looks_ends_at_once_with_its_devices(world, stop):
 @BY
 @pytest.mark.parametrize("deed", ALONE)
 def test_a_scan_that_never_looks_ends_with_its_worker(world, deed, stop):
-    world.set(scan=deed)
+    world.set(scan=deed, begun=world.root / "begun")
     with Terminal(world, ["-Mselftest", "-Bpass"]) as terminal:
         terminal.expect(rb"Scanning selftest")
-        eventually(world.processes)
+        eventually((world.root / "begun").exists)
         assert terminal.reads_single_keys()
         watch = Stopwatch()
         stop(terminal)

@@ -135,12 +135,35 @@ def test_a_scan_that_misbehaves_ends_no_run(world, deed):
     world.expect_no_process()
 
 
-@pytest.mark.parametrize("deed", ["throw", *DEEDS[1:], *SAID[:-1]])
-def test_a_tool_that_misbehaves_is_an_error_that_the_program_names(world, deed):
-    world.set(tool=deed)
-    run = world.run(["-Mselftest", "-Trecover", "-r", "0", "-y"])
+REPAIR = ["-Mselftest", "-Trecover", "-r", "0", "-y"]
+
+
+def test_a_tool_that_throws_ends_the_program_with_its_words(world):
+    world.set(tool="throw")
+    run = world.run(REPAIR)
     assert run.returncode == -signal.SIGABRT
-    assert b"tool recover_bad_sectors ended: " in run.stderr
+    assert b"tool recover_bad_sectors ended: thrown on purpose" in run.stderr
+    world.expect_no_process()
+
+
+@pytest.mark.parametrize("deed", [*DEEDS[1:], *SAID[:-1]])
+def test_a_tool_that_loses_its_worker_says_how_its_device_ended(world, deed):
+    world.set(tool=f"in-device-{deed}")
+    run = world.run(REPAIR)
+    output = run.stdout.decode()
+    assert (run.returncode, run.stderr) == (0, b""), output
+    assert "Number of sectors read: 7" in output
+    assert "Operation status: Unable to fix errors - the worker " in output
+    world.expect_no_process()
+
+
+@pytest.mark.parametrize("deed", ["segv", "exit"])
+def test_a_tool_that_cannot_choose_its_devices_gets_none(world, deed):
+    world.set(tool=deed)
+    run = world.run(REPAIR)
+    assert run.returncode == 0
+    assert b"tool recover_bad_sectors: the worker " in run.stderr
+    assert "Operation status" not in run.stdout.decode()
     world.expect_no_process()
 
 
