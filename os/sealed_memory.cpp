@@ -28,13 +28,23 @@ int MakeSealedMemory(std::span<const std::byte> content, Descriptor& memory) {
   return 0;
 }
 
-bool ReadSealedMemory(const Descriptor& memory, std::size_t limit,
-                      std::vector<std::byte>& content) {
+namespace {
+
+// False when it can be changed, or is larger than `limit`.
+bool IsSealed(const Descriptor& memory, std::size_t limit, std::size_t& size) {
   const int seals = fcntl(memory.Get(), F_GET_SEALS);
   struct stat status {};
   if (seals < 0 || (seals & kSeals) != kSeals || fstat(memory.Get(), &status) != 0) return false;
-  const auto size = static_cast<std::size_t>(status.st_size);
-  if (size > limit) return false;
+  size = static_cast<std::size_t>(status.st_size);
+  return size <= limit;
+}
+
+}  // namespace
+
+bool ReadSealedMemory(const Descriptor& memory, std::size_t limit,
+                      std::vector<std::byte>& content) {
+  std::size_t size = 0;
+  if (!IsSealed(memory, limit, size)) return false;
   content.resize(size);
   for (std::size_t done = 0; done < size;) {
     const ssize_t got =
@@ -44,6 +54,20 @@ bool ReadSealedMemory(const Descriptor& memory, std::size_t limit,
     done += static_cast<std::size_t>(got);
   }
   return true;
+}
+
+std::shared_ptr<const std::span<const std::byte>> MapSealedMemory(const Descriptor& memory,
+                                                                  std::size_t limit) {
+  using View = std::span<const std::byte>;
+  std::size_t size = 0;
+  if (!IsSealed(memory, limit, size)) return nullptr;
+  if (size == 0) return std::make_shared<const View>();
+  void* const at = mmap(nullptr, size, PROT_READ, MAP_SHARED, memory.Get(), 0);
+  if (at == MAP_FAILED) return nullptr;
+  return {new View(static_cast<const std::byte*>(at), size), [](const View* view) {
+            munmap(const_cast<std::byte*>(view->data()), view->size());
+            delete view;
+          }};
 }
 
 }  // namespace tarvex

@@ -1,5 +1,6 @@
 #include "service/recording/recording.h"
 
+#include <set>
 #include <utility>
 
 #include "service/recording/answers.h"
@@ -39,45 +40,78 @@ void CheckFields(std::string_view access) {
   }
 }
 
-}  // namespace
-
-Recording Recording::Parse(std::string text) {
-  return Recording(std::move(text));
+// Takes the time and the module off the front, and parts the rest.
+Recording::Line Parted(std::string_view line, std::string& module) {
+  if (line.size() > kLongestLine) throw RecordingFault("the line is too long");
+  Recording::Line parted;
+  parted.time = FieldReader(TakeField(line)).Number(kLongestTime);
+  module = FieldReader(TakeField(line)).Text(kLongestModule);
+  const std::size_t mark = line.find(kMark);
+  if (mark == std::string_view::npos) throw RecordingFault("there is no answer");
+  parted.access = line.substr(0, mark);
+  parted.answer = line.substr(mark + kMark.size());
+  return parted;
 }
 
-Recording::Recording(std::string text) : text_(std::move(text)) {
-  if (text_.size() > kMostBytes) throw RecordingFault("it is longer than 128 MiB");
-  if (!text_.starts_with(kFirstLine)) {
+// Calls `take` with each line and its module.
+template <typename Take>
+void ForEachLine(std::string_view text, Take take) {
+  if (text.size() > kMostBytes) throw RecordingFault("it is longer than 128 MiB");
+  if (!text.starts_with(kFirstLine)) {
     throw RecordingFault("line 1: the first line is not \"tarvex-recording 1\"");
   }
-  std::string_view rest(text_);
-  rest.remove_prefix(kFirstLine.size());
+  text.remove_prefix(kFirstLine.size());
   std::string_view line;
-  for (std::size_t number = 2; TakeLine(rest, line); ++number) {
+  std::string module;
+  std::size_t count = 0;
+  for (std::size_t number = 2; TakeLine(text, line); ++number) {
     try {
-      if (!line.empty() && line.front() != '#') AddLine(line);
+      if (line.empty() || line.front() == '#') continue;
+      if (++count > kMostLines) throw RecordingFault("there are too many lines");
+      const Recording::Line parted = Parted(line, module);
+      take(parted, module);
     } catch (const RecordingFault& fault) {
       throw RecordingFault("line " + std::to_string(number) + ": " + fault.what());
     }
   }
 }
 
-void Recording::AddLine(std::string_view line) {
-  if (++count_ > kMostLines) throw RecordingFault("there are too many lines");
-  if (line.size() > kLongestLine) throw RecordingFault("the line is too long");
-  Line parsed;
-  parsed.time = FieldReader(TakeField(line)).Number(kLongestTime);
-  const std::string module = FieldReader(TakeField(line)).Text(kLongestModule);
-  const std::size_t mark = line.find(kMark);
-  if (mark == std::string_view::npos) throw RecordingFault("there is no answer");
-  parsed.access = line.substr(0, mark);
-  parsed.answer = line.substr(mark + kMark.size());
-  CheckFields(parsed.access);
-  CheckAnswer(parsed.access, parsed.answer);
-  if (!modules_.contains(module) && modules_.size() == kMostModules) {
-    throw RecordingFault("there are too many modules");
-  }
-  modules_[module].push_back(parsed);
+}  // namespace
+
+void Recording::Check(std::string_view text) {
+  std::set<std::string> modules;
+  ForEachLine(text, [&modules](const Line& line, const std::string& module) {
+    CheckFields(line.access);
+    CheckAnswer(line.access, line.answer);
+    modules.insert(module);
+    if (modules.size() > kMostModules) throw RecordingFault("there are too many modules");
+  });
+}
+
+Recording Recording::Parse(std::string text) {
+  const auto kept = std::make_shared<const std::string>(std::move(text));
+  Check(*kept);
+  Recording recording;
+  recording.text_ = kept;
+  ForEachLine(*kept, [&recording](const Line& line, const std::string& module) {
+    recording.modules_[module].push_back(line);
+  });
+  return recording;
+}
+
+Recording Recording::OfModule(std::string_view text, std::shared_ptr<const void> owner,
+                              const std::string& module) {
+  Recording recording;
+  recording.text_ = std::move(owner);
+  Lines& lines = recording.modules_[module];
+  // Counted first, for a table that grows takes three times its size.
+  std::size_t count = 0;
+  ForEachLine(text, [&](const Line&, const std::string& of) { count += of == module ? 1 : 0; });
+  lines.reserve(count);
+  ForEachLine(text, [&](const Line& line, const std::string& of) {
+    if (of == module) lines.push_back(line);
+  });
+  return recording;
 }
 
 const Recording::Lines& Recording::LinesOf(const std::string& module) const {

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -32,22 +33,25 @@ class Recording {
   };
   using Lines = std::vector<Line>;
 
-  // Throws RecordingFault, with the number of the line and what is wrong with it.
+  // Each throws RecordingFault, with the number of the line and what is wrong with it.
   static Recording Parse(std::string text);
+  // Keeps nothing of it.
+  static void Check(std::string_view text);
+  // The lines of one module in a text that was checked and that `owner` keeps where it is.
+  static Recording OfModule(std::string_view text, std::shared_ptr<const void> owner,
+                            const std::string& module);
 
   // What a module was answered; nothing for one that is not in it.
   const Lines& LinesOf(const std::string& module) const;
 
-  Recording(const Recording&) = delete;
-  Recording& operator=(const Recording&) = delete;
+  Recording(Recording&&) = default;
+  Recording& operator=(Recording&&) = delete;
 
  private:
-  explicit Recording(std::string text);
-  void AddLine(std::string_view line);
+  Recording() = default;
 
-  const std::string text_;  // the lines point into it, so it never moves
+  std::shared_ptr<const void> text_;  // what the lines point into
   std::map<std::string, Lines, std::less<>> modules_;
-  std::size_t count_ = 0;
 };
 
 }  // namespace orvan::recording

@@ -5,8 +5,9 @@
 #include <cerrno>
 #include <new>
 #include <span>
+#include <string_view>
 #include <system_error>
-#include <vector>
+#include <utility>
 
 #include "os/only_file.h"
 #include "os/regular_file.h"
@@ -18,6 +19,10 @@ namespace {
 
 std::string ErrorText(int error) {
   return std::generic_category().message(error);
+}
+
+std::string_view TextOf(std::span<const std::byte> bytes) {
+  return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
 }
 
 int Begin(const std::string& path, tarvex::OnlyFile& file) {
@@ -49,8 +54,11 @@ std::string ReadRecording(const std::string& path, tarvex::Descriptor& memory) {
       error != 0) {
     return ErrorText(error);
   }
+  text = {};
   try {
-    Recording::Parse(std::move(text));
+    const auto mapped = tarvex::MapSealedMemory(memory, kMostBytes + 1);
+    if (!mapped) return ErrorText(ENOMEM);
+    Recording::Check(TextOf(*mapped));
   } catch (const RecordingFault& fault) {
     return fault.what();
   } catch (const std::bad_alloc&) {
@@ -59,14 +67,21 @@ std::string ReadRecording(const std::string& path, tarvex::Descriptor& memory) {
   return {};
 }
 
-std::shared_ptr<const Recording> RecordingIn(const tarvex::Descriptor& memory) {
-  std::vector<std::byte> bytes;
-  if (!tarvex::ReadSealedMemory(memory, kMostBytes, bytes)) {
-    throw RecordingFault("the recording cannot be read");
-  }
-  std::string text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
-  bytes = {};
-  return std::shared_ptr<const Recording>(new Recording(Recording::Parse(std::move(text))));
+std::shared_ptr<const Recording> RecordingIn(const tarvex::Descriptor& memory,
+                                             const std::string& module) {
+  const auto mapped = tarvex::MapSealedMemory(memory, kMostBytes);
+  if (!mapped) throw RecordingFault("the recording cannot be read");
+  return std::shared_ptr<const Recording>(
+      new Recording(Recording::OfModule(TextOf(*mapped), mapped, module)));
+}
+
+std::uint64_t MemoryOfReplay(const tarvex::Descriptor& memory) {
+  // The file itself, and a row of a table for each line; besides, the reads of disks that are known
+  // and what writers wrote.
+  constexpr std::uint64_t kForEachByte = 4, kBeside = 256ULL << 20;
+  struct stat status {};
+  if (fstat(memory.Get(), &status) != 0) return 0;
+  return kForEachByte * static_cast<std::uint64_t>(status.st_size) + kBeside;
 }
 
 }  // namespace orvan::recording

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <string>
 
@@ -18,7 +19,10 @@ std::string BeginRecording(const std::string& path, tarvex::Descriptor& file);
 // it. Empty, or the reason why not.
 std::string ReadRecording(const std::string& path, tarvex::Descriptor& memory);
 
-// The recording in such a memory. Throws RecordingFault.
-std::shared_ptr<const Recording> RecordingIn(const tarvex::Descriptor& memory);
+// What a module was answered in such a memory, which stays where it is. Throws RecordingFault.
+std::shared_ptr<const Recording> RecordingIn(const tarvex::Descriptor& memory,
+                                             const std::string& module);
+// How much memory the replay of it takes at most, beside what the module takes. In bytes.
+std::uint64_t MemoryOfReplay(const tarvex::Descriptor& memory);
 
 }  // namespace orvan::recording

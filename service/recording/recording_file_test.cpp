@@ -1,14 +1,19 @@
 #include "service/recording/recording_file.h"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
+#include <new>
 
 #include "service/recording/fields.h"
+#include "service/recording/replay_machine.h"
 #include "tests/support/test_folder.h"
 
 namespace orvan::recording {
@@ -70,7 +75,7 @@ TEST(ReadRecordingTest, WhatWasCheckedCannotBeChanged) {
   folder.Write("tape", "something else");
   // As often as there are processes.
   for (int i = 0; i < 2; ++i) {
-    EXPECT_EQ(RecordingIn(memory)->LinesOf("storage").size(), 1U);
+    EXPECT_EQ(RecordingIn(memory, "storage")->LinesOf("storage").size(), 1U);
   }
   EXPECT_EQ(pwrite(memory.Get(), "x", 1, 0), -1);
 }
@@ -90,7 +95,45 @@ TEST(ReadRecordingTest, TakesNothingThatSomebodyCanChange) {
   const TestFolder folder;
   tarvex::Descriptor file;
   ASSERT_EQ(BeginRecording(folder / "tape", file), "");
-  EXPECT_THROW(RecordingIn(file), RecordingFault);
+  EXPECT_THROW(RecordingIn(file, "storage"), RecordingFault);
+}
+
+// Every line another access, as short as they get.
+std::string ManyLines(std::size_t bytes) {
+  std::string text(kFirstLine);
+  for (std::size_t i = 0; text.size() < bytes; ++i) {
+    text += "1 m exists /" + std::to_string(i) + " = 0 1\n";
+  }
+  return text;
+}
+
+int ReplayWithin(const tarvex::Descriptor& memory, std::uint64_t bytes) {
+  // Source: proc(5), /proc/pid/statm: the sixth number is data and stack, in pages.
+  std::ifstream statm("/proc/self/statm");
+  std::uint64_t pages = 0;
+  for (int i = 0; i < 6; ++i) statm >> pages;
+  const rlim_t limit = pages * static_cast<std::uint64_t>(sysconf(_SC_PAGESIZE)) + bytes;
+  const rlimit most{limit, limit};
+  if (setrlimit(RLIMIT_DATA, &most) != 0) return 2;
+  try {
+    const auto machine = MakeReplayMachine({RecordingIn(memory, "m"), "m", 0});
+    return machine->Files().Exists("/400000") && !machine->Files().Exists("/x") ? 0 : 1;
+  } catch (const std::bad_alloc&) {
+    return 3;
+  }
+}
+
+TEST(ReadRecordingTest, AReplayTakesTwiceItsSizeBesideTheFile) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+  GTEST_SKIP() << "the sanitizers' own tables are larger";
+#endif
+  const TestFolder folder;
+  constexpr std::size_t kBytes = 16U << 20;
+  folder.Write("tape", ManyLines(kBytes));
+  tarvex::Descriptor memory;
+  ASSERT_EQ(ReadRecording(folder / "tape", memory), "");
+  EXPECT_GE(MemoryOfReplay(memory), 4 * kBytes);
+  EXPECT_EXIT(std::_Exit(ReplayWithin(memory, 2 * kBytes)), testing::ExitedWithCode(0), "");
 }
 
 }  // namespace

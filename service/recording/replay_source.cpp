@@ -1,6 +1,8 @@
 #include "service/recording/replay_source.h"
 
 #include <algorithm>
+#include <iterator>
+#include <numeric>
 
 #include "service/recording/accesses.h"
 
@@ -30,15 +32,16 @@ std::size_t BeginOf(const Recording::Lines& lines, std::uint64_t worker) {
 ReplaySource::ReplaySource(std::shared_ptr<const Recording> recording, const std::string& module,
                            std::uint64_t worker)
     : recording_(std::move(recording)), lines_(recording_->LinesOf(module)) {
-  const std::size_t begin = BeginOf(lines_, worker);
-  for (std::size_t i = 0; i < lines_.size(); ++i) {
-    Queue& queue = queues_[lines_[i].access];
-    if (i < begin) ++queue.next;
-    queue.lines.push_back(static_cast<std::uint32_t>(i));
-  }
-  afterAnswer_ = begin;
-  if (!lines_.empty()) time_ = lines_[begin].time;
-  if (begin < lines_.size() && lines_[begin].access == kind::kBegin) ++afterAnswer_;
+  begin_ = BeginOf(lines_, worker);
+  byAccess_.resize(lines_.size());
+  std::iota(byAccess_.begin(), byAccess_.end(), 0U);
+  std::sort(byAccess_.begin(), byAccess_.end(), [this](std::uint32_t a, std::uint32_t b) {
+    const int order = lines_[a].access.compare(lines_[b].access);
+    return order != 0 ? order < 0 : a < b;
+  });
+  afterAnswer_ = begin_;
+  if (!lines_.empty()) time_ = lines_[begin_].time;
+  if (begin_ < lines_.size() && lines_[begin_].access == kind::kBegin) ++afterAnswer_;
   LearnReads();
 }
 
@@ -74,15 +77,24 @@ std::optional<CollectedReads> ReplaySource::LastRead(const std::string& device,
 
 std::optional<std::string_view> ReplaySource::NextText(const std::string& access, bool maybeAgain) {
   const std::lock_guard lock(mutex_);
-  const auto found = queues_.find(access);
-  if (found == queues_.end()) return {};
-  Queue& queue = found->second;
-  if (queue.next == queue.lines.size()) {
+  const auto first = std::lower_bound(byAccess_.begin(), byAccess_.end(), access,
+                                      [this](std::uint32_t line, const std::string& wanted) {
+                                        return lines_[line].access < wanted;
+                                      });
+  const auto end = std::upper_bound(first, byAccess_.end(), access,
+                                    [this](const std::string& wanted, std::uint32_t line) {
+                                      return wanted < lines_[line].access;
+                                    });
+  if (first == end) return {};
+  const auto fresh = std::lower_bound(first, end, begin_);
+  std::size_t& next =
+      next_.try_emplace(lines_[*first].access, fresh - byAccess_.begin()).first->second;
+  if (next == static_cast<std::size_t>(end - byAccess_.begin())) {
     if (!maybeAgain) return {};
     time_ += kBeyondStep;
-    return lines_[queue.lines.back()].answer;
+    return lines_[*std::prev(end)].answer;
   }
-  const std::uint32_t index = queue.lines[queue.next++];
+  const std::uint32_t index = byAccess_[next++];
   time_ = std::max(time_, lines_[index].time);
   looks_ = 0;
   afterAnswer_ = std::size_t{index} + 1;

@@ -55,10 +55,6 @@ class ReplaySource {
   void PassTime(std::chrono::microseconds time);
 
  private:
-  struct Queue {
-    std::vector<std::uint32_t> lines;
-    std::size_t next = 0;
-  };
   using ReadKey = std::tuple<std::string, std::uint64_t, std::uint32_t>;
 
   std::optional<std::string_view> NextText(const std::string& access, bool maybeAgain);
@@ -66,9 +62,12 @@ class ReplaySource {
 
   const std::shared_ptr<const Recording> recording_;
   const Recording::Lines& lines_;
-  std::map<ReadKey, CollectedReads> reads_;  // written by the constructor alone
+  std::map<ReadKey, CollectedReads> reads_;  // this and what follows: written by the constructor
+  std::vector<std::uint32_t> byAccess_;      // the lines, those of one access in their order
+  std::size_t begin_ = 0;                    // the line where this process began
   std::mutex mutex_;                         // guards all below
-  std::unordered_map<std::string_view, Queue> queues_;
+  // By an access that was asked for: the place of its next answer in byAccess_.
+  std::unordered_map<std::string_view, std::size_t> next_;
   std::uint64_t time_ = 0;       // in microseconds
   std::uint64_t looks_ = 0;      // at the clock since the last answer
   std::size_t afterAnswer_ = 0;  // the line behind the last answer

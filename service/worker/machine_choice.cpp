@@ -38,12 +38,19 @@ recording::Key KeyOf(const protocol::Hello& hello) {
 
 }  // namespace
 
+std::uint64_t MemoryLimitOf(const protocol::Hello& hello,
+                            const std::vector<tarvex::Descriptor>& descriptors) {
+  const bool isReplay = hello.machine == MachineKind::kReplay && hello.memoryBytes != 0;
+  return hello.memoryBytes + (isReplay ? recording::MemoryOfReplay(descriptors.back()) : 0);
+}
+
 std::unique_ptr<machine::KeptMachine> MakeMachine(const protocol::Hello& hello,
                                                   std::vector<tarvex::Descriptor>& descriptors,
                                                   std::function<void(int error)> onRecordingEnded) {
   if (hello.machine == MachineKind::kReplay) {
     return recording::MakeReplayMachine(
-        {recording::RecordingIn(descriptors.back()), ModuleOf(hello), hello.worker});
+        {recording::RecordingIn(descriptors.back(), ModuleOf(hello)), ModuleOf(hello),
+         hello.worker});
   }
   std::unique_ptr<machine::KeptMachine> live = MakeLive(hello, descriptors);
   if (hello.machine == MachineKind::kLive) return live;

@@ -67,7 +67,7 @@ Beginning Receive(ProgramChannel& channel) {
     Leave(protocol::kExitNotConfined);
   }
   ReportCrashesTo(channel);
-  const MemoryLimit memory(channel, beginning.hello.memoryBytes);
+  const MemoryLimit memory(channel, MemoryLimitOf(beginning.hello, beginning.descriptors));
   Orders orders;
   ListenFrom(channel, orders, memory);
   try {
