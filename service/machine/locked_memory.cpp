@@ -60,7 +60,7 @@ sdk::LockedMemoryResult LockPages(std::size_t bytes) {
   if (begin == MAP_FAILED) return {nullptr, errno};
   auto memory = std::make_unique<LockedPages>(begin, bytes);
   // A copy of this process would share the pages, and then the first write would move them.
-  if (madvise(begin, bytes, MADV_DONTFORK) != 0 || mlock(begin, bytes) != 0) {
+  if (madvise(begin, bytes, MADV_DONTFORK) != 0 || mlock2(begin, bytes, 0) != 0) {
     return {nullptr, errno};
   }
   return {std::move(memory), 0};

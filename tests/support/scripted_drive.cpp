@@ -210,6 +210,7 @@ int main(int count, char** arguments) {
   char* words[] = {arguments[0], nullptr};
   fuse_args args = FUSE_ARGS_INIT(1, words);
   fuse* const server = fuse_new(&args, &operations, sizeof operations, nullptr);
+  fuse_opt_free_args(&args);
   if (server == nullptr || fuse_mount(server, arguments[1]) != 0) return 1;
   std::thread commands(TakeCommands, server, arguments[1]);
   fuse_loop_config* const loop = fuse_loop_cfg_create();
