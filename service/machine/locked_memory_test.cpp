@@ -71,7 +71,7 @@ TEST(LockedMemory, WhatTheKernelRefusesHasItsErrorAndLeavesNothing) {
   EXPECT_EQ(LockPages(0).error, EINVAL);
   EXPECT_EQ(LockPages(~std::size_t{0} / 2).error, ENOMEM);
   for (const int error : {ENOMEM, EPERM, EAGAIN}) {
-    WhereTheKernelRefuses({SYS_mlock2, error}, [error] {
+    WhereTheKernelRefuses({SYS_mlock, error}, [error] {
       const sdk::LockedMemoryResult result = LockPages(kBytes);
       EXPECT_EQ(result.memory, nullptr);
       EXPECT_EQ(result.error, error);
