@@ -62,7 +62,8 @@ class Context final : public sdk::TestContext {
   void Measure(const sdk::Measurement& measurement) override { step_.Measure(measurement); }
   void Log(sdk::LogLevel level, const std::string& text) override { step_.Text(level, text); }
   sdk::StopReason WhyStop() const override {
-    return surroundings_.stop.stop_requested() ? sdk::StopReason::kAborted : sdk::StopReason::kNone;
+    return surroundings_.stop.stop_requested() ? surroundings_.requests->WhyStop()
+                                               : sdk::StopReason::kNone;
   }
   std::uint32_t SystemEvents() const override { return surroundings_.requests->Events(); }
 

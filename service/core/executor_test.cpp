@@ -383,6 +383,17 @@ TEST_F(ExecutorTest, ATestMayWriteIntoTheLogOfItsStep) {
               ::testing::Contains(::testing::HasSubstr(line)));
 }
 
+TEST_F(ExecutorTest, ATestIsToldOfAnAbortWithoutASignalWhateverComesBehindIt) {
+  sdk::StopReason why = sdk::StopReason::kNone;
+  RunOne([&](sdk::TestContext& context) {
+    service->AbortExecution(0, 0, 0);
+    service->AbortExecution(15, 0, 0);
+    why = context.WhyStop();
+    return sdk::Verdict::Canceled();
+  });
+  EXPECT_EQ(why, sdk::StopReason::kAborted);
+}
+
 TEST_F(ExecutorTest, ATestIsToldWhyItStopsAndOfSystemEvents) {
   sdk::StopReason before = sdk::StopReason::kForced;
   sdk::StopReason after = sdk::StopReason::kNone;
@@ -400,7 +411,7 @@ TEST_F(ExecutorTest, ATestIsToldWhyItStopsAndOfSystemEvents) {
     return sdk::Verdict::Canceled();
   });
   EXPECT_EQ(before, sdk::StopReason::kNone);
-  EXPECT_EQ(after, sdk::StopReason::kAborted);
+  EXPECT_EQ(after, sdk::StopReason::kTermination);
   EXPECT_EQ(events, (std::vector<std::uint32_t>{0, 5, 0}));
 }
 

@@ -3,6 +3,8 @@
 #include <atomic>
 #include <cstdint>
 
+#include "service/sdk/run_state.h"
+
 namespace orvan::core {
 
 // What the caller asked of, or told, whatever runs. Any thread.
@@ -13,6 +15,13 @@ class RunRequests {
   void Terminate() { isTerminating_ = true; }
   bool IsTerminating() const { return isTerminating_; }
 
+  // The diagnostics are to stop: the first reason counts.
+  void Stop(sdk::StopReason reason) {
+    sdk::StopReason none = sdk::StopReason::kNone;
+    why_.compare_exchange_strong(none, reason);
+  }
+  sdk::StopReason WhyStop() const { return why_; }
+
   // The system events that nobody has cleared since.
   void AddEvents(std::uint32_t bits) { events_ |= bits; }
   void ClearEvents() { events_ = 0; }
@@ -20,6 +29,7 @@ class RunRequests {
 
  private:
   std::atomic<bool> isTerminating_{false};
+  std::atomic<sdk::StopReason> why_{sdk::StopReason::kNone};
   std::atomic<std::uint32_t> events_{0};
 };
 

@@ -187,10 +187,12 @@ void Service::AbortTool(DiagTool* tool) {
   }
 }
 
-void Service::AbortExecution(int /*signal*/, std::uintptr_t /*first*/, std::uintptr_t /*second*/) {
+void Service::AbortExecution(int signal, std::uintptr_t /*first*/, std::uintptr_t /*second*/) {
   if (!closed_) {
     observer_.OnAbortExecution();
     requests_.Terminate();
+    // A signal asks for the program's end; it changes what a log says, and nothing else.
+    requests_.Stop(signal != 0 ? sdk::StopReason::kTermination : sdk::StopReason::kAborted);
     abort_.request_stop();
   }
 }

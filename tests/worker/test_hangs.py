@@ -81,8 +81,9 @@ def test_one_that_looks_ends_at_once_and_knows_why(world, stop):
         stop(terminal)
         expect_canceled_run(terminal, 1)
     world.expect_no_process()
+    reason = {escape: 1, interrupt: 3}[stop]
     assert [line for line in world.log_lines() if "stopped for reason" in line] == [
-        "stopped for reason 1"
+        f"stopped for reason {reason}"
     ]
 
 
