@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 #include <signal.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 
 #include <filesystem>
@@ -299,6 +300,41 @@ TEST_F(RemoteModuleTest, ASignOfLifeThatNobodyAskedForIsNoAnswer) {
   const auto& devices = Scan();
   EXPECT_EQ(Shown(Run("pong", devices[0].get())),
             kInvalid + " |THE_TEST'S_WORKER_SAID_WHAT_IS_NO_ANSWER");
+}
+
+TEST_F(RemoteModuleTest, WhatATestHasForTheLogHasABound) {
+  const auto& devices = Scan();
+  TestedContext context(devices[0].get());
+  EXPECT_EQ(Run("log-without-end", context).status, kTestPassed);
+  // Of half a mebibyte and the entry's own bytes 31 fit into 16 MiB.
+  ASSERT_EQ(context.log.size(), 32U);
+  EXPECT_EQ(context.log[30].size(), 512U << 10);
+  EXPECT_EQ(context.log[31], "The rest of what the test has for the log is left out");
+}
+
+TEST_F(RemoteModuleTest, AMeasurementHasSixteenLimitsAtMost) {
+  const auto& devices = Scan();
+  TestedContext context(devices[0].get());
+  EXPECT_EQ(Run("measure-against-much", context).status, kTestPassed);
+  ASSERT_EQ(context.measurements.size(), 1U);
+  EXPECT_EQ(context.measurements[0].limits.size(), 16U);
+}
+
+TEST_F(RemoteModuleTest, AnOrderThatCannotGoOutIsToldInTheSystemsWords) {
+  const auto& devices = Scan();
+  TestedContext context(devices[0].get());
+  // More than goes through the connection itself.
+  context.parameters["number"] = std::string(100U << 10, '1');
+  rlimit before{};
+  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+  const rlimit none{0, before.rlim_max};
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+  const sdk::Verdict verdict = Run("parameters", context);
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
+  EXPECT_EQ(Shown(verdict), kInvalid +
+                                " |THE_TEST'S_WORKER_COULD_NOT_BE_TOLD_WHAT_TO_DO:_|TOO_MANY_OPEN_"
+                                "FILES");
+  EXPECT_EQ(Run("pass", devices[0].get()).status, kTestPassed);
 }
 
 TEST_F(RemoteModuleTest, ACallbackOfTheModuleThatCrashesIsToldWithItsPlace) {

@@ -44,6 +44,9 @@ class TestedContext final : public sdk::TestContext {
     if (onReport) onReport();
   }
   void Log(sdk::LogLevel /*level*/, const std::string& text) override { log.push_back(text); }
+  void Measure(const sdk::Measurement& measurement) override {
+    measurements.push_back(measurement);
+  }
   sdk::StopReason WhyStop() const override { return why; }
   std::uint32_t SystemEvents() const override { return looks++ < eventsBegin ? 0 : events; }
 
@@ -56,6 +59,7 @@ class TestedContext final : public sdk::TestContext {
   mutable int looks = 0;
   std::vector<std::pair<int, std::string>> reports;
   std::vector<std::string> log;
+  std::vector<sdk::Measurement> measurements;
 
  private:
   const sdk::Device* device_;

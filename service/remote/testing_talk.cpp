@@ -1,8 +1,10 @@
 #include "service/remote/testing_talk.h"
 
+#include <algorithm>
 #include <optional>
 #include <stdexcept>
 #include <utility>
+#include <vector>
 
 #include "service/remote/remote_device.h"
 #include "service/remote/words.h"
@@ -11,6 +13,11 @@ namespace orvan::remote {
 namespace {
 
 using Reply = Talk::Reply;
+
+// For the log, of one test.
+constexpr std::size_t kMostNoted = 16U << 20;
+// Of each entry, beside its texts.
+constexpr std::size_t kEntryBytes = 256;
 
 constexpr char kNotFoundAgain[] = "|THE_DEVICE_WAS_NOT_FOUND_AGAIN";
 
@@ -37,12 +44,15 @@ class TestTalk {
   }
   Reply Take(protocol::Measured& said) {
     if (said.request != request_) return Reply::kGarbage;
-    context_.Measure(said.measurement);
+    std::vector<sdk::Limit>& limits = said.measurement.limits;
+    limits.resize(std::min(limits.size(), sdk::kMostLimits));
+    const std::size_t texts = said.measurement.name.size() + said.measurement.unit.size();
+    if (MayNote(texts)) context_.Measure(said.measurement);
     return Reply::kMore;
   }
   Reply Take(protocol::Logged& said) {
     if (said.request != request_) return Reply::kGarbage;
-    context_.Log(said.level, said.text);
+    if (MayNote(said.text.size())) context_.Log(said.level, said.text);
     return Reply::kMore;
   }
   Reply Take(protocol::TestEnded& said) {
@@ -61,6 +71,13 @@ class TestTalk {
   Reply Take(Other& /*said*/) {
     return Reply::kGarbage;
   }
+  bool MayNote(std::size_t bytes) {
+    if (noted_ > kMostNoted) return false;
+    noted_ += bytes + kEntryBytes;
+    if (noted_ <= kMostNoted) return true;
+    context_.Log(sdk::LogLevel::kWarning, "The rest of what the test has for the log is left out");
+    return false;
+  }
   template <typename Said>
   Reply End(const Said& said) {
     leftBehind = said.leftBehind;
@@ -69,6 +86,7 @@ class TestTalk {
 
   const std::uint64_t& request_;
   sdk::TestContext& context_;
+  std::size_t noted_ = 0;  // bytes
 };
 
 }  // namespace

@@ -48,15 +48,20 @@ Outcome WorkerHost::Converse(const Errand& errand, std::chrono::milliseconds gra
                              std::function<Reply(protocol::FromWorker&)> take,
                              std::uint32_t toldEvents) {
   const auto takeAll = [&](protocol::FromWorker& message) {
-    return TakeNote(message) ? Reply::kMore : take(message);
+    if (TakeNote(message)) return Reply::kMore;
+    const Reply reply = take(message);
+    return untold_ ? Reply::kGarbage : reply;
   };
   const Talk talk{lastRequest_,        errand.stop, grace,     errand.whyStop,
                   errand.systemEvents, takeAll,     toldEvents};
   try {
-    return Conversation(*worker_, limits_, talk).Run();
+    const Outcome outcome = Conversation(*worker_, limits_, talk).Run();
+    const std::optional<Outcome> untold = std::exchange(untold_, std::nullopt);
+    return untold && outcome.kind == Outcome::Kind::kGarbage ? *untold : outcome;
   } catch (...) {
     // It is busy with what nobody listens to any more.
     worker_.reset();
+    untold_.reset();
     throw;
   }
 }
@@ -92,10 +97,12 @@ void WorkerHost::NoteHungScan(const std::string& subject, std::uint64_t calls) {
 }
 
 void WorkerHost::Answer(const protocol::ToolAnswer& answer) {
-  if (worker_->Channel().Send(answer, false) == EMSGSIZE) {
-    worker_->Channel().Send(protocol::ToolAnswer{answer.request, answer.isHandled, {}, true},
-                            false);
+  int error = worker_->Channel().Send(answer, false);
+  if (error == EMSGSIZE) {
+    error = worker_->Channel().Send(
+        protocol::ToolAnswer{answer.request, answer.isHandled, {}, true}, false);
   }
+  untold_ = Untold(error);
 }
 
 void WorkerHost::DropDeadWorker() {

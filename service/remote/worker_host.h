@@ -115,6 +115,7 @@ class WorkerHost {
   std::uint64_t lastRequest_ = 0;
   std::uint64_t started_ = 0;  // workers so far
   std::unique_ptr<Worker> worker_;
+  std::optional<Outcome> untold_;  // an answer that the worker waits for in vain
 };
 
 }  // namespace orvan::remote

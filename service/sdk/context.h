@@ -30,7 +30,8 @@ class TestContext {
   void Report(int percent) { Report(percent, {}); }
   // A measured value for the log, at any time of the test. A surrounding without a log drops it.
   virtual void Measure(const Measurement& /*measurement*/) {}
-  // A line of the log, at any time of the test.
+  // A line of the log, at any time of the test. What a module's test has for the log beyond 16 MiB
+  // is left out, and the log says so.
   virtual void Log(LogLevel /*level*/, const std::string& /*text*/) {}
   // Why the stop token is set; kNone as long as it is not.
   virtual StopReason WhyStop() const { return StopReason::kNone; }

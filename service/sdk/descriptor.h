@@ -25,7 +25,8 @@ struct ModuleDescriptor {
   // What the module's work takes of memory at most. A worker that grows further than
   // kMemoryGraceBytes beyond that is ended, and the test that ran is invalid.
   std::uint64_t memoryBytes = 0;
-  // Makes the module; may throw. `destroy` ends it.
+  // Makes the module; may throw. `destroy` ends it where its tables are read; in a worker nothing
+  // does, for that ends at once.
   Module* (*create)(const ModuleEnvironment& environment) = nullptr;
   void (*destroy)(Module* module) = nullptr;
 };

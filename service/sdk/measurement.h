@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -18,6 +19,9 @@ struct Limit {
   Kind kind = Kind::kEqual;
   double value = 0;
 };
+
+// Of one measurement; a module's further ones are left out.
+inline constexpr std::size_t kMostLimits = 16;
 
 // One value that a test measured, for the log. It decides nothing: the verdict does.
 struct Measurement {

@@ -40,6 +40,16 @@ Verdict FloodLog(TestContext& context) {
   return Verdict::Passed();
 }
 
+Verdict LogWithoutEnd(TestContext& context) {
+  for (int i = 0; i < 64; ++i) context.Log(LogLevel::kInfo, std::string(512U << 10, 'x'));
+  return Verdict::Passed();
+}
+
+Verdict MeasureAgainstMuch(TestContext& context) {
+  context.Measure({"much", 1, "", std::vector<Limit>(17)});
+  return Verdict::Passed();
+}
+
 Verdict SayMuch(TestContext& context) {
   context.Report(50, std::string(5U << 20, 'x'));
   return Verdict::Failed("|MUCH", std::string(600U << 10, 'e'), std::string(600U << 10, 'f'), "");
@@ -213,6 +223,8 @@ std::vector<TestRecord> WellBehavedTests(Machine* machine, const std::string& fi
       TellDevice(),
       Writing(),
       Row("crash-at-stop", 54, CrashAtStop),
+      Row("log-without-end", 55, LogWithoutEnd),
+      Row("measure-against-much", 56, MeasureAgainstMuch),
       OnDeviceOne(),
       AppliesThrows(),
       Parameters(),
