@@ -13,6 +13,14 @@
 
 namespace orvan::machine {
 
+int CheckDiskSequence(int fd, std::uint64_t expected, bool isNeeded) {
+  std::uint64_t sequence = 0;
+  // Before Linux 5.15 there is none.
+  if (ioctl(fd, BLKGETDISKSEQ, &sequence) != 0) return errno == ENODEV ? ENODEV : 0;
+  if (expected == 0) return isNeeded ? EINVAL : 0;
+  return expected == sequence ? 0 : ENODEV;
+}
+
 int BlockDevice::Open(const Request& request) {
   const int flags = O_CLOEXEC | O_NOFOLLOW | (request.isForWriting ? O_RDWR | O_EXCL : O_RDONLY);
   fd_.Reset(open(request.path.c_str(), flags | O_DIRECT));
@@ -30,6 +38,8 @@ int BlockDevice::Open(const Request& request) {
   if (!S_ISBLK(status.st_mode)) return ENOTBLK;
   device_ = sdk::DeviceNumber(major(status.st_rdev), minor(status.st_rdev));
   if (request.expected != 0 && request.expected != device_) return ENODEV;
+  const int error = CheckDiskSequence(fd_.Get(), request.sequence, request.isForWriting);
+  if (error != 0) return error;
   // The kernel lets it be opened for writing all the same.
   int isReadOnly = 0;
   if (request.isForWriting && ioctl(fd_.Get(), BLKROGET, &isReadOnly) != 0) return errno;

@@ -97,6 +97,7 @@ Opening Open(const BlockReaderOptions& options) {
   auto device = std::make_shared<BlockDevice>();
   const int error = device->Open({.path = options.device,
                                   .expected = options.expectedDevice,
+                                  .sequence = options.diskSequence,
                                   .fileSectorBytes = options.fileSectorBytes,
                                   .isForWriting = false});
   return {error, std::move(device)};

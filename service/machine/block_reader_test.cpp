@@ -16,8 +16,10 @@
 #include "service/machine/reader_test_support.h"
 #include "tests/support/faulty_block_reader.h"
 #include "tests/support/file_server.h"
+#include "tests/support/loop_device.h"
 #include "tests/support/refusing_kernel.h"
 #include "tests/support/stopped_thread.h"
+#include "tests/support/test_folder.h"
 #include "tests/support/test_threads.h"
 
 namespace orvan::machine {
@@ -414,6 +416,26 @@ TEST(LiveBlockReader, ItsEndLeavesNothingBehindWhenTheDeviceAnswers) {
     const std::set<pid_t> now = ThreadsOfOurs();
     return *opener.left == 0 && std::includes(before.begin(), before.end(), now.begin(), now.end());
   }));
+}
+
+// The kernel gives a number that has become free to who comes next.
+TEST(BlockReader, AnotherMediumUnderTheSameNumberIsNotRead) {
+  if (!LoopDevice::CanBe()) GTEST_SKIP() << "needs root and /dev/loop-control";
+  const TestFolder folder;
+  folder.Write("before", std::string(kSectors * kSector, 'b'));
+  folder.Write("after", std::string(kSectors * kSector, 'a'));
+  LoopDevice device(folder / "before", kSector);
+  BlockReaderOptions options = OptionsFor(device.Path());
+  options.expectedDevice = NumberOf(device.Path());
+  options.diskSequence = SequenceOf(device.Path());
+  Opener opener;
+  EXPECT_EQ(opener.Open(options).failure, OpenFailure::kNone);
+  ASSERT_TRUE(device.Exchange(folder / "after")) << "the loop device was taken";
+  const OpenedReader opened = opener.Open(options);
+  EXPECT_EQ(opened.failure, OpenFailure::kDevice);
+  EXPECT_EQ(opened.error, ENODEV);
+  options.diskSequence = 0;
+  EXPECT_EQ(opener.Open(options).failure, OpenFailure::kNone);
 }
 
 }  // namespace

@@ -51,10 +51,11 @@ int MoveAll(Move move, Medium& medium, std::uint64_t offset, std::size_t size) {
 
 class LiveBlockWriter final : public sdk::BlockWriter {
  public:
-  LiveBlockWriter(ApartCalls& calls, std::shared_ptr<Medium> medium,
+  LiveBlockWriter(ApartCalls& calls, std::shared_ptr<Medium> medium, WriteGrant grant,
                   const BlockWriterOptions& options)
       : calls_(calls),
         medium_(std::move(medium)),
+        grant_(std::move(grant)),
         geometry_(medium_->device.Geometry()),
         options_(options) {}
 
@@ -82,14 +83,20 @@ class LiveBlockWriter final : public sdk::BlockWriter {
   }
 
   TransferResult Flush() override {
-    if (isOver_) return {Outcome::kNotTried, ESHUTDOWN};
+    if (const int error = Closed(); error != 0) return {Outcome::kNotTried, error};
     return Do([medium = medium_] { return fsync(medium->device.Number()) == 0 ? 0 : errno; });
   }
 
  private:
+  // 0, or the errno of why nothing more is tried.
+  int Closed() const {
+    if (isOver_) return ESHUTDOWN;
+    return *grant_ ? 0 : EPERM;
+  }
+
   // 0, or the errno of why this transfer cannot be tried.
   int Fault(std::uint64_t offset, std::size_t size) const {
-    if (isOver_) return ESHUTDOWN;
+    if (const int error = Closed(); error != 0) return error;
     const bool isWhole = size > 0 && size % geometry_.logicalSectorBytes == 0 &&
                          offset % geometry_.logicalSectorBytes == 0;
     const bool isOnIt = offset <= geometry_.sizeBytes && size <= geometry_.sizeBytes - offset;
@@ -99,8 +106,9 @@ class LiveBlockWriter final : public sdk::BlockWriter {
   TransferResult Do(std::function<int()> work) {
     End end = End::kDone;
     const auto answer = calls_.Ask(
-        [medium = medium_, work = std::move(work)] {
-          const int error = work();
+        [medium = medium_, grant = grant_, work = std::move(work)] {
+          // It may have ended before this thread had its turn.
+          const int error = *grant ? work() : EPERM;
           return error != 0 && medium->device.IsGone() ? ENODEV : error;
         },
         {.time = options_.timeLimit}, end);
@@ -115,6 +123,7 @@ class LiveBlockWriter final : public sdk::BlockWriter {
   ApartCalls& calls_;
   // What hangs in a transfer is the call's alone from then on.
   const std::shared_ptr<Medium> medium_;
+  const WriteGrant grant_;
   const sdk::BlockGeometry geometry_;
   const BlockWriterOptions options_;
   bool isOver_ = false;
@@ -141,6 +150,7 @@ Opening Open(const sdk::MachineFiles& files, const BlockWriterOptions& options) 
   auto medium = std::make_shared<Medium>();
   const int error = medium->device.Open({.path = options.device,
                                          .expected = options.expectedDevice,
+                                         .sequence = options.diskSequence,
                                          .fileSectorBytes = 0,
                                          .isForWriting = true});
   if (error == EBUSY) return Refused(WriteRefusal::kBusy, error);
@@ -157,7 +167,8 @@ Opening Open(const sdk::MachineFiles& files, const BlockWriterOptions& options) 
 }  // namespace
 
 OpenedWriter OpenBlockWriter(ApartCalls& calls, std::shared_ptr<const sdk::MachineFiles> files,
-                             const BlockWriterOptions& options, std::stop_token stop) {
+                             WriteGrant grant, const BlockWriterOptions& options,
+                             std::stop_token stop) {
   if (options.expectedDevice == 0 || options.largestTransferBytes == 0 ||
       options.largestTransferBytes > sdk::kLargestReadBytes ||
       options.timeLimit < std::chrono::milliseconds(1)) {
@@ -174,7 +185,8 @@ OpenedWriter OpenBlockWriter(ApartCalls& calls, std::shared_ptr<const sdk::Machi
   if (!opening) return {nullptr, WriteRefusal::kOwnFault, EAGAIN};
   if (!opening->medium) return std::move(opening->refused);
   OpenedWriter opened;
-  opened.writer = std::make_unique<LiveBlockWriter>(calls, std::move(opening->medium), options);
+  opened.writer = std::make_unique<LiveBlockWriter>(calls, std::move(opening->medium),
+                                                    std::move(grant), options);
   return opened;
 }
 

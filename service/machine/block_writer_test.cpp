@@ -54,9 +54,10 @@ class BlockWriterTest : public testing::Test {
     BlockWriterOptions options;
     options.device = path;
     options.expectedDevice = NumberOf(path);
+    options.diskSequence = SequenceOf(path);
     options.largestTransferBytes = 64U << 10;
     if (change) change(options);
-    return OpenBlockWriter(calls_, files_, options, std::move(stop));
+    return OpenBlockWriter(calls_, files_, grant_, options, std::move(stop));
   }
   OpenedWriter Open() { return Open(loop_->Path()); }
   void ExpectRefused(const OpenedWriter& opened, WriteRefusal refusal,
@@ -76,6 +77,7 @@ class BlockWriterTest : public testing::Test {
   std::optional<LoopDevice> loop_;
   std::shared_ptr<LeftBehindCount> left_ = std::make_shared<LeftBehindCount>(0);
   ApartCalls calls_{left_};
+  std::shared_ptr<std::atomic<bool>> grant_ = std::make_shared<std::atomic<bool>>(true);
   std::shared_ptr<const sdk::MachineFiles> files_ = std::make_shared<LiveFiles>();
 };
 
@@ -199,6 +201,47 @@ TEST_F(BlockWriterTest, AnotherDeviceUnderTheNameIsRefused) {
       Open(loop_->Path(), [&](BlockWriterOptions& options) { options.expectedDevice = number; });
   ExpectRefused(opened, WriteRefusal::kDevice);
   EXPECT_EQ(opened.error, ENODEV);
+}
+
+// Its number is the same, for the kernel gives a number that has become free to who comes next.
+TEST_F(BlockWriterTest, AnotherMediumUnderTheSameNumberIsRefused) {
+  const TestFolder folder;
+  folder.Write("before", std::string(kBytes, 'b'));
+  LoopDevice device(folder / "before", 512, false);
+  const std::string path = device.Path();
+  const std::uint64_t sequence = SequenceOf(path);
+  ASSERT_TRUE(device.Exchange(file_->Path())) << "the loop device was taken";
+  const OpenedWriter opened =
+      Open(path, [&](BlockWriterOptions& options) { options.diskSequence = sequence; });
+  ExpectRefused(opened, WriteRefusal::kDevice);
+  EXPECT_EQ(opened.error, ENODEV);
+  EXPECT_EQ(Open(path).refusal, WriteRefusal::kNone);
+}
+
+TEST_F(BlockWriterTest, WhichMediumIsMeantIsToBeSaid) {
+  const OpenedWriter opened =
+      Open(loop_->Path(), [](BlockWriterOptions& options) { options.diskSequence = 0; });
+  ExpectRefused(opened, WriteRefusal::kOwnFault);
+  EXPECT_EQ(opened.error, EINVAL);
+}
+
+TEST_F(BlockWriterTest, APartitionHasTheSequenceNumberOfItsDisk) {
+  loop_->AddPartition(1, 2048, 4096);
+  const std::uint64_t sequence = SequenceOf(loop_->Path());
+  const OpenedWriter opened = Open(
+      loop_->Path() + "p1", [&](BlockWriterOptions& options) { options.diskSequence = sequence; });
+  EXPECT_EQ(opened.refusal, WriteRefusal::kNone);
+}
+
+TEST_F(BlockWriterTest, NothingMoreIsTriedOnceTheGrantHasEnded) {
+  const OpenedWriter opened = Open();
+  ASSERT_NE(opened.writer, nullptr);
+  *grant_ = false;
+  Bytes data(512);
+  ExpectOutcome(opened.writer->Write(0, data), Outcome::kNotTried, EPERM);
+  ExpectOutcome(opened.writer->Read(0, data), Outcome::kNotTried, EPERM);
+  ExpectOutcome(opened.writer->Flush(), Outcome::kNotTried, EPERM);
+  EXPECT_EQ(file_->Command("log"), "none");
 }
 
 TEST_F(BlockWriterTest, AReadOnlyDeviceIsRefused) {

@@ -1,11 +1,8 @@
 #include "service/machine/drive_commands.h"
 
-#include <fcntl.h>
 #include <linux/nvme_ioctl.h>
 #include <scsi/sg.h>
 #include <sys/ioctl.h>
-#include <sys/stat.h>
-#include <sys/sysmacros.h>
 
 #include <algorithm>
 #include <array>
@@ -15,7 +12,8 @@
 
 #include "os/descriptor.h"
 #include "service/machine/ata_pass_through.h"
-#include "service/sdk/block_reader.h"
+#include "service/machine/device_use.h"
+#include "service/machine/drive_node.h"
 #include "service/sdk/read_errors.h"
 
 namespace orvan::machine {
@@ -29,8 +27,6 @@ using std::chrono::milliseconds;
 
 // What the kernel takes to give a command up, beyond the command's own time limit.
 constexpr milliseconds kGrace{1000};
-// Source: Linux, Documentation/admin-guide/devices.txt: SCSI CD-ROM drives.
-constexpr std::uint32_t kOpticalMajor = 11;
 
 CommandAnswer Answer(Outcome outcome, int error) {
   CommandAnswer answer;
@@ -71,28 +67,13 @@ CommandAnswer OfHostStatus(unsigned status) {
 // A command that is ready to be sent; owned by the call.
 struct Parcel {
   DriveCommand command;
+  sdk::CommandEffect effect = sdk::CommandEffect::kChangesMedium;
+  std::shared_ptr<const sdk::MachineFiles> files;
   bool filesMayBeDrives = false;
   std::vector<std::uint8_t> cdb;   // empty: NVMe
   std::vector<std::uint8_t> data;  // out, or room for what comes in
   bool isBlankOnOptical = false;
 };
-
-bool IsDrive(const Parcel& parcel, const struct stat& status) {
-  return S_ISBLK(status.st_mode) || S_ISCHR(status.st_mode) ||
-         (parcel.filesMayBeDrives && S_ISREG(status.st_mode));
-}
-
-// 0, or the errno of why this is not the drive that is meant.
-int Check(const Parcel& parcel, const tarvex::Descriptor& drive) {
-  struct stat status {};
-  if (fstat(drive.Get(), &status) != 0) return errno;
-  if (!IsDrive(parcel, status)) return ENOTTY;
-  const std::uint64_t number = sdk::DeviceNumber(major(status.st_rdev), minor(status.st_rdev));
-  const std::uint64_t expected = parcel.command.expectedDevice;
-  if (expected != 0 && expected != number) return ENODEV;
-  const bool isOptical = !S_ISREG(status.st_mode) && major(status.st_rdev) == kOpticalMajor;
-  return parcel.isBlankOnOptical && isOptical ? EOPNOTSUPP : 0;
-}
 
 CommandAnswer SendScsi(Parcel& parcel, const tarvex::Descriptor& drive) {
   std::array<std::uint8_t, 255> sense{};
@@ -149,14 +130,17 @@ CommandAnswer SendNvme(Parcel& parcel, const tarvex::Descriptor& drive) {
   request.timeout_ms = static_cast<std::uint32_t>(parcel.command.timeLimit.count());
   const auto start = std::chrono::steady_clock::now();
   const int status = ioctl(drive.Get(), NVME_IOCTL_ADMIN_CMD, &request);
+  const bool isLate = std::chrono::steady_clock::now() - start >= parcel.command.timeLimit;
+  // The driver calls off what takes too long, and what a reset of the drive broke off, and says so
+  // as if a signal had come; none does here.
+  if (status < 0 && errno == EINTR)
+    return Answer(isLate ? Outcome::kTimedOut : Outcome::kRefused, EINTR);
   if (status < 0) return Failed(errno);
-  // Where the kernel gave the command up, it says so by a status of its own.
+  // Where the kernel gave the command up, it may say so by a status of its own, too.
   // Source: NVM Express Base 2.0, 4.5.1: 007h abort requested, 370h and 371h of the host's path.
   const int code = status & 0x7FF;
   const bool isGivenUp = code == 0x007 || code == 0x370 || code == 0x371;
-  if (isGivenUp && std::chrono::steady_clock::now() - start >= parcel.command.timeLimit) {
-    return Answer(Outcome::kTimedOut, 0);
-  }
+  if (isGivenUp && isLate) return Answer(Outcome::kTimedOut, 0);
   CommandAnswer answer = Answer(Outcome::kAnswered, 0);
   answer.nvmeStatus = static_cast<std::uint16_t>(status & 0x7FFF);
   answer.nvmeResult = request.result;
@@ -167,13 +151,37 @@ CommandAnswer SendNvme(Parcel& parcel, const tarvex::Descriptor& drive) {
   return answer;
 }
 
+// The answer to a command for a device that somebody uses, or may use; none when nobody does.
+std::optional<CommandAnswer> InUse(const Parcel& parcel) {
+  const DeviceUse use = FindUse(*parcel.files, parcel.command.expectedDevice);
+  if (use.refusal == sdk::WriteRefusal::kNone) return {};
+  return Answer(Outcome::kNotGranted, use.error == 0 ? EBUSY : use.error);
+}
+
 CommandAnswer Deliver(Parcel& parcel) {
-  // Not for writing: the end of that would make the device manager look at the whole disk again.
-  constexpr int kFlags = O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOFOLLOW;
-  const tarvex::Descriptor drive(open(parcel.command.device.c_str(), kFlags));
-  if (!drive.IsOpen()) return Failed(errno);
-  if (const int error = Check(parcel, drive); error != 0) return Failed(error);
-  return parcel.cdb.empty() ? SendNvme(parcel, drive) : SendScsi(parcel, drive);
+  const bool isExclusive = parcel.effect == sdk::CommandEffect::kChangesMedium;
+  if (isExclusive) {
+    if (auto answer = InUse(parcel)) return *std::move(answer);
+  }
+  const OpenedDrive drive = OpenDrive(*parcel.files, {.command = parcel.command,
+                                                      .isBlankOnOptical = parcel.isBlankOnOptical,
+                                                      .isExclusive = isExclusive,
+                                                      .filesMayBeDrives = parcel.filesMayBeDrives});
+  if (isExclusive && drive.error == EBUSY) return Answer(Outcome::kNotGranted, EBUSY);
+  if (drive.error == EINVAL) return Answer(Outcome::kNotTried, EINVAL);
+  if (drive.error != 0) return Failed(drive.error);
+  // Who uses it without a claim may have begun before the opening.
+  if (isExclusive) {
+    if (auto answer = InUse(parcel)) return *std::move(answer);
+  }
+  return parcel.cdb.empty() ? SendNvme(parcel, drive.descriptor)
+                            : SendScsi(parcel, drive.descriptor);
+}
+
+bool HasItsTime(const DriveCommand& command) {
+  // A shorter one would reset a drive that is merely busy with what somebody else asked of it.
+  return command.timeLimit >= std::chrono::seconds(1) &&
+         command.timeLimit <= std::chrono::hours(24);
 }
 
 bool HasItsData(const DriveCommand& command) {
@@ -210,16 +218,21 @@ bool Pack(Parcel& parcel) {
 
 }  // namespace
 
-CommandAnswer SendCommand(ApartCalls& calls, const DriveCommand& command, const CommandRules& rules,
+CommandAnswer SendCommand(ApartCalls& calls, std::shared_ptr<const sdk::MachineFiles> files,
+                          const DriveCommand& command, const CommandRules& rules,
                           std::stop_token stop) {
-  if (!rules.mayWrite && !sdk::OnlyReads(command)) return Answer(Outcome::kNotGranted, 0);
-  constexpr milliseconds kLongest = std::chrono::hours(24);
-  const auto parcel = std::make_shared<Parcel>();
-  parcel->command = command;
-  parcel->filesMayBeDrives = rules.filesMayBeDrives;
-  if (command.timeLimit < milliseconds(1) || command.timeLimit > kLongest || !HasItsData(command)) {
+  const sdk::CommandEffect effect = sdk::EffectOf(command);
+  const bool onlyReads = effect == sdk::CommandEffect::kReads;
+  if (!rules.mayWrite && !onlyReads) return Answer(Outcome::kNotGranted, 0);
+  const bool isNamed = onlyReads || command.expectedDevice != 0;
+  if (!isNamed || !HasItsTime(command) || !HasItsData(command)) {
     return Answer(Outcome::kNotTried, EINVAL);
   }
+  const auto parcel = std::make_shared<Parcel>();
+  parcel->command = command;
+  parcel->effect = effect;
+  parcel->files = std::move(files);
+  parcel->filesMayBeDrives = rules.filesMayBeDrives;
   parcel->data = command.dataOut;
   if (command.bytesIn != 0) parcel->data.resize(command.bytesIn);
   if (!Pack(*parcel)) return Answer(Outcome::kNotTried, EINVAL);

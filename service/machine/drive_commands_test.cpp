@@ -1,75 +1,54 @@
 #include "service/machine/drive_commands.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
 
 #include <cerrno>
 #include <optional>
 #include <thread>
 
+#include "service/machine/drive_test_support.h"
 #include "service/sdk/block_reader.h"
+#include "tests/support/captured_files.h"
 #include "tests/support/file_server.h"
-#include "tests/support/test_folder.h"
 
 namespace orvan::machine {
 namespace {
 
 using namespace std::chrono_literals;
 using sdk::CommandAnswer;
-using sdk::DataDirection;
-using sdk::DriveCommand;
-using Bytes = std::vector<std::uint8_t>;
 using Clock = std::chrono::steady_clock;
 using Outcome = CommandAnswer::Outcome;
-
-DriveCommand Scsi(Bytes cdb, std::uint32_t bytesIn = 0) {
-  DriveCommand command;
-  command.command = sdk::ScsiCommand{std::move(cdb)};
-  command.direction = bytesIn == 0 ? DataDirection::kNone : DataDirection::kFromDevice;
-  command.bytesIn = bytesIn;
-  return command;
-}
-
-DriveCommand Inquiry() {
-  return Scsi({0x12, 0, 0, 0, 36, 0}, 36);
-}
-
-DriveCommand SmartStatus() {
-  sdk::AtaCommand ata;
-  ata.feature = 0xDA;
-  ata.lba = 0xC24F00;
-  ata.command = 0xB0;
-  DriveCommand command;
-  command.command = ata;
-  return command;
-}
-
-// Identify of the controller.
-DriveCommand NvmeIdentify() {
-  DriveCommand command;
-  sdk::NvmeAdminCommand nvme;
-  nvme.opcode = 0x06;
-  nvme.dwords = {1, 2, 3, 4, 5, 6};
-  nvme.namespaceId = 7;
-  command.command = nvme;
-  command.direction = DataDirection::kFromDevice;
-  command.bytesIn = 4;
-  return command;
-}
 
 class DriveCommandsTest : public testing::Test {
  protected:
   void SetUp() override {
     if (!FileServer::CanServe()) GTEST_SKIP() << "needs root and /dev/fuse";
     drive_.emplace("scripted_drive", "drive");
+    struct stat status {};
+    ASSERT_EQ(stat(drive_->Path().c_str(), &status), 0);
+    number_ = sdk::DeviceNumber(major(status.st_dev), minor(status.st_dev));
+    Capture("");
+  }
+  // The drive's machine, with these lines besides.
+  void Capture(const std::string& lines) {
+    files_ = std::make_shared<sdk::testing::CapturedFiles>(MachineWith(number_, "sdx") + lines);
   }
   CommandAnswer Send(DriveCommand command, bool mayWrite = false, std::stop_token stop = {}) {
-    if (command.device.empty()) command.device = drive_->Path();
-    return SendCommand(calls_, command, {.mayWrite = mayWrite, .filesMayBeDrives = true},
+    if (mayWrite && command.expectedDevice == 0) command.expectedDevice = number_;
+    return SendAsItIs(command, mayWrite, std::move(stop));
+  }
+  CommandAnswer SendAsItIs(DriveCommand command, bool mayWrite = true, std::stop_token stop = {}) {
+    command.device = drive_->Path();
+    return SendCommand(calls_, files_, command, {.mayWrite = mayWrite, .filesMayBeDrives = true},
                        std::move(stop));
   }
   std::string Script(const std::string& line) { return drive_->Command(line); }
 
   std::optional<FileServer> drive_;
+  std::uint64_t number_ = 0;
+  std::shared_ptr<const sdk::MachineFiles> files_;
   std::shared_ptr<LeftBehindCount> left_ = std::make_shared<LeftBehindCount>(0);
   ApartCalls calls_{left_};
 };
@@ -209,7 +188,7 @@ TEST_F(DriveCommandsTest, AnErrorOfTheCallTellsWhoIsToBlame) {
 TEST_F(DriveCommandsTest, ADriveThatHangsIsLeftBehindASecondAfterTheTimeLimit) {
   Script("hang");
   DriveCommand command = Inquiry();
-  command.timeLimit = 100ms;
+  command.timeLimit = 1s;
   const auto start = Clock::now();
   EXPECT_EQ(Send(command).outcome, Outcome::kTimedOut);
   EXPECT_LT(Clock::now() - start, 10s);
@@ -228,19 +207,80 @@ TEST_F(DriveCommandsTest, AStopLeavesADriveThatHangsBehind) {
   EXPECT_LT(Clock::now() - start, 8s);
 }
 
+// What the driver calls off when the time limit has run out, and how it says so.
 TEST_F(DriveCommandsTest, ANvmeCommandThatTheKernelGaveUpHasTimedOut) {
-  Script("nvme 881 0 -");  // 371h
-  EXPECT_EQ(Send(NvmeIdentify()).outcome, Outcome::kAnswered);
-  Script("hang");
-  DriveCommand command = NvmeIdentify();
-  command.timeLimit = 50ms;
-  std::thread later([&] {
-    std::this_thread::sleep_for(100ms);  // beyond the limit, and well within what is waited
-    Script("resume");
-  });
-  EXPECT_EQ(Send(command).outcome, Outcome::kTimedOut);
-  later.join();
+  for (const char* line : {"nvme 881 0 -", "errno 4"}) {  // 371h, EINTR
+    Script(line);
+    Script("hang");
+    DriveCommand command = NvmeIdentify();
+    command.timeLimit = 1s;
+    std::thread later([&] {
+      std::this_thread::sleep_for(1200ms);  // beyond the limit, and well within what is waited
+      Script("resume");
+    });
+    EXPECT_EQ(Send(command).outcome, Outcome::kTimedOut) << line;
+    later.join();
+  }
   EXPECT_EQ(*left_, 0U);
+}
+
+TEST_F(DriveCommandsTest, ANvmeCommandThatWasBrokenOffBeforeItsTimeHasNotTimedOut) {
+  Script("nvme 881 0 -");
+  EXPECT_EQ(Send(NvmeIdentify()).outcome, Outcome::kAnswered);
+  Script("errno 4");
+  const CommandAnswer answer = Send(NvmeIdentify());
+  EXPECT_EQ(answer.outcome, Outcome::kRefused);
+  EXPECT_EQ(answer.error, EINTR);
+}
+
+// The kernel resets a drive that others use when it runs out.
+TEST_F(DriveCommandsTest, ATimeLimitBelowASecondIsNotTried) {
+  for (DriveCommand command : {Inquiry(), SmartStatus(), NvmeIdentify()}) {
+    command.timeLimit = 999ms;
+    const CommandAnswer answer = Send(command);
+    EXPECT_EQ(answer.outcome, Outcome::kNotTried);
+    EXPECT_EQ(answer.error, EINVAL);
+    EXPECT_EQ(Script("last"), "none");
+    command.timeLimit = 1s;
+    EXPECT_EQ(Send(command).outcome, Outcome::kAnswered);
+    EXPECT_NE(Script("last"), "none");
+  }
+}
+
+DriveCommand WriteBuffer() {
+  DriveCommand command = Scsi({0x3B, 5, 0, 0, 0, 0, 0, 0, 3, 0});
+  command.direction = DataDirection::kToDevice;
+  command.dataOut = {0xAA, 0xBB, 0xCC};
+  return command;
+}
+
+TEST_F(DriveCommandsTest, WhatChangesTheDriveNeedsADeviceThatIsNamed) {
+  for (const DriveCommand& command : {SelfTest(), WriteBuffer()}) {
+    const CommandAnswer answer = SendAsItIs(command);
+    EXPECT_EQ(answer.outcome, Outcome::kNotTried);
+    EXPECT_EQ(answer.error, EINVAL);
+    EXPECT_EQ(Script("last"), "none");
+    EXPECT_EQ(Send(command, true).outcome, Outcome::kAnswered);
+    EXPECT_NE(Script("last"), "none");
+  }
+  EXPECT_EQ(Send(SelfTest()).outcome, Outcome::kNotGranted);
+}
+
+TEST_F(DriveCommandsTest, WhatMayChangeTheMediumIsNotSentToOneInUse) {
+  Capture("f /proc/self/mountinfo 22 1 " + TextOf(number_) + " / /m rw - ext4 /dev/sdx rw\\x0a\n");
+  const CommandAnswer answer = Send(WriteBuffer(), true);
+  EXPECT_EQ(answer.outcome, Outcome::kNotGranted);
+  EXPECT_EQ(answer.error, EBUSY);
+  EXPECT_EQ(Script("last"), "none");
+  EXPECT_EQ(Send(SelfTest(), true).outcome, Outcome::kAnswered);
+}
+
+TEST_F(DriveCommandsTest, WhatMayChangeTheMediumIsNotSentWhereItsUseIsUnknown) {
+  Capture("e /proc/self/mountinfo 5\n");
+  const CommandAnswer answer = Send(WriteBuffer(), true);
+  EXPECT_EQ(answer.outcome, Outcome::kNotGranted);
+  EXPECT_EQ(answer.error, EIO);
+  EXPECT_EQ(Script("last"), "none");
 }
 
 TEST_F(DriveCommandsTest, WhatDoesNotFitTogetherIsNotTried) {
@@ -281,40 +321,6 @@ TEST_F(DriveCommandsTest, AnotherDeviceUnderTheNameIsGone) {
   EXPECT_EQ(answer.outcome, Outcome::kGone);
   EXPECT_EQ(answer.error, ENODEV);
   EXPECT_EQ(Script("last"), "none");
-}
-
-// What needs no drive at all.
-class DrivelessCommandsTest : public testing::Test {
- protected:
-  CommandAnswer Send(const std::string& device, DriveCommand command = Inquiry()) {
-    command.device = device;
-    return SendCommand(calls_, command, {}, {});
-  }
-  std::shared_ptr<LeftBehindCount> left_ = std::make_shared<LeftBehindCount>(0);
-  ApartCalls calls_{left_};
-};
-
-TEST_F(DrivelessCommandsTest, WhatIsNoDeviceIsRefused) {
-  const TestFolder folder;
-  folder.Write("file", "x");
-  ASSERT_EQ(symlink("/dev/null", (folder / "link").c_str()), 0);
-  const CommandAnswer missing = Send(folder / "missing");
-  EXPECT_EQ(missing.outcome, Outcome::kGone);
-  const CommandAnswer file = Send(folder / "file");
-  EXPECT_EQ(file.outcome, Outcome::kRefused);
-  EXPECT_EQ(file.error, ENOTTY);
-  const CommandAnswer link = Send(folder / "link");
-  EXPECT_EQ(link.outcome, Outcome::kRefused);
-  EXPECT_EQ(link.error, ELOOP);
-  const CommandAnswer null = Send("/dev/null");
-  EXPECT_EQ(null.outcome, Outcome::kRefused);
-  EXPECT_EQ(null.error, ENOTTY);
-  EXPECT_EQ(Send("/dev/null", NvmeIdentify()).error, ENOTTY);
-}
-
-TEST_F(DrivelessCommandsTest, NothingIsOpenedForWhatIsNotGranted) {
-  const TestFolder folder;
-  EXPECT_EQ(Send(folder / "missing", Scsi({0x04, 0, 0, 0, 0, 0})).outcome, Outcome::kNotGranted);
 }
 
 }  // namespace

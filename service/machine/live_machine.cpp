@@ -6,6 +6,7 @@
 #include <atomic>
 #include <cerrno>
 #include <memory>
+#include <mutex>
 #include <utility>
 
 #include "service/machine/apart_calls.h"
@@ -51,8 +52,9 @@ class LiveMachine final : public KeptMachine {
   }
   sdk::OpenedWriter OpenWriter(const sdk::BlockWriterOptions& options,
                                std::stop_token stop) override {
-    if (!mayWrite_) return {nullptr, sdk::WriteRefusal::kNotGranted, 0};
-    return OpenBlockWriter(calls_, files_, options, std::move(stop));
+    WriteGrant grant = Grant();
+    if (!*grant) return {nullptr, sdk::WriteRefusal::kNotGranted, 0};
+    return OpenBlockWriter(calls_, files_, std::move(grant), options, std::move(stop));
   }
   std::unique_ptr<sdk::FilesystemProbe> MakeProbe(std::chrono::milliseconds limit,
                                                   std::chrono::milliseconds budget) override {
@@ -60,8 +62,8 @@ class LiveMachine final : public KeptMachine {
     return MakeFilesystemProbe(calls_, limit, areProbesSkipped_ ? milliseconds(0) : budget);
   }
   sdk::CommandAnswer Send(const sdk::DriveCommand& command, std::stop_token stop) override {
-    return SendCommand(calls_, command,
-                       {.mayWrite = mayWrite_.load(), .filesMayBeDrives = filesMayBeDrives_},
+    return SendCommand(calls_, files_, command,
+                       {.mayWrite = Grant()->load(), .filesMayBeDrives = filesMayBeDrives_},
                        std::move(stop));
   }
 
@@ -79,14 +81,26 @@ class LiveMachine final : public KeptMachine {
   sdk::LockedMemoryResult LockMemory(std::size_t bytes) override { return LockPages(bytes); }
   sdk::ModuleState& State() override { return state_; }
 
-  void GrantWriting(bool isGranted) override { mayWrite_ = isGranted; }
+  // A grant of its own each time, so that what is left of a row is not revived by the next.
+  void GrantWriting(bool isGranted) override {
+    const std::lock_guard lock(mutex_);
+    *grant_ = false;
+    if (isGranted) grant_ = std::make_shared<std::atomic<bool>>(true);
+  }
   void SkipProbes(bool areSkipped) override { areProbesSkipped_ = areSkipped; }
   std::size_t LeftBehind() const override { return *leftBehind_; }
 
  private:
+  WriteGrant Grant() const {
+    const std::lock_guard lock(mutex_);
+    return grant_;
+  }
+
   const std::shared_ptr<LeftBehindCount> leftBehind_ = std::make_shared<LeftBehindCount>(0);
   ApartCalls calls_{leftBehind_};
-  std::atomic<bool> mayWrite_ = false;
+  mutable std::mutex mutex_;
+  std::shared_ptr<std::atomic<bool>> grant_ =
+      std::make_shared<std::atomic<bool>>(false);  // guarded by mutex_
   std::atomic<bool> areProbesSkipped_ = false;
   const bool filesMayBeDrives_;
   const std::shared_ptr<const LiveFiles> files_;

@@ -8,6 +8,7 @@
 #include <set>
 #include <thread>
 
+#include "tests/support/loop_device.h"
 #include "tests/support/refusing_kernel.h"
 #include "tests/support/test_folder.h"
 
@@ -67,16 +68,17 @@ TEST(LiveMachine, AProcessorThatIsNotThereIsRefused) {
 TEST(LiveMachine, PassesOnWhatWritesOnlyWhileThatIsGranted) {
   const TestFolder folder;
   const auto machine = MakeLiveMachine({});
-  sdk::DriveCommand format;
-  format.device = folder / "missing";
-  format.command = sdk::ScsiCommand{{0x04, 0, 0, 0, 0, 0}};
+  sdk::DriveCommand selfTest;
+  selfTest.device = folder / "missing";
+  selfTest.expectedDevice = sdk::DeviceNumber(4000, 1);
+  selfTest.command = sdk::ScsiCommand{{0x1D, 0x20, 0, 0, 0, 0}};
   using Outcome = sdk::CommandAnswer::Outcome;
-  EXPECT_EQ(machine->Send(format, {}).outcome, Outcome::kNotGranted);
+  EXPECT_EQ(machine->Send(selfTest, {}).outcome, Outcome::kNotGranted);
   machine->GrantWriting(true);
-  EXPECT_EQ(machine->Send(format, {}).outcome, Outcome::kGone);
+  EXPECT_EQ(machine->Send(selfTest, {}).outcome, Outcome::kGone);
   machine->GrantWriting(false);
-  EXPECT_EQ(machine->Send(format, {}).outcome, Outcome::kNotGranted);
-  sdk::DriveCommand ready = format;
+  EXPECT_EQ(machine->Send(selfTest, {}).outcome, Outcome::kNotGranted);
+  sdk::DriveCommand ready = selfTest;
   ready.command = sdk::ScsiCommand{{0x00, 0, 0, 0, 0, 0}};
   EXPECT_EQ(machine->Send(ready, {}).outcome, Outcome::kGone);
   EXPECT_EQ(machine->LeftBehind(), 0U);
@@ -99,6 +101,26 @@ TEST(LiveMachine, LooksAtNoDeviceWhileProbesAreSkipped) {
   EXPECT_FALSE(machine->MakeProbe(5s, 5s)->Probe("", "/", {}));
   machine->SkipProbes(false);
   EXPECT_TRUE(machine->MakeProbe(5s, 5s)->Probe("", "/", {}));
+}
+
+TEST(LiveMachine, AWriterEndsWithTheRowThatOpenedIt) {
+  if (!LoopDevice::CanBe()) GTEST_SKIP() << "needs root and /dev/loop-control";
+  const TestFolder folder;
+  folder.Write("disk", std::string(65536, 'x'));
+  const LoopDevice disk(folder / "disk", 512, false);
+  const auto machine = MakeLiveMachine({});
+  machine->GrantWriting(true);
+  const sdk::OpenedWriter opened =
+      machine->OpenWriter({disk.Path(), NumberOf(disk.Path()), SequenceOf(disk.Path())}, {});
+  ASSERT_NE(opened.writer, nullptr) << opened.error;
+  const std::vector<std::byte> sector(512);
+  EXPECT_TRUE(opened.writer->Write(0, sector).IsDone());
+  machine->GrantWriting(false);
+  machine->GrantWriting(true);  // of the next row
+  const sdk::TransferResult late = opened.writer->Write(512, sector);
+  EXPECT_EQ(late.outcome, sdk::TransferResult::Outcome::kNotTried);
+  EXPECT_EQ(late.error, EPERM);
+  EXPECT_EQ(folder.Read("disk").substr(512, 512), std::string(512, 'x'));
 }
 
 TEST(LiveMachine, LocksMemory) {

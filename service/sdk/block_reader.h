@@ -71,7 +71,10 @@ inline constexpr std::uint32_t kLargestReadBytes = 4U << 20;
 struct BlockReaderOptions {
   std::string device;                // "/dev/sda"
   std::uint64_t expectedDevice = 0;  // DeviceNumber(); another device under that name is ENODEV
-  std::uint32_t depth = 1;           // reads in flight, 1 to kMostReadsInFlight
+  // Of the disk, as its diskseq in /sys tells; ENODEV when the one that is opened has another, for
+  // a device number is given away again once its medium has left. 0: not known.
+  std::uint64_t diskSequence = 0;
+  std::uint32_t depth = 1;  // reads in flight, 1 to kMostReadsInFlight
   // Reads accepted beyond those in flight, 1 to kMostReadsQueued. They cost nothing until they are
   // started, and keep the device busy while the caller waits for a processor.
   std::uint32_t queued = 1;

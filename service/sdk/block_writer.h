@@ -26,8 +26,8 @@ struct TransferResult {
 
 // Writes to a block device that this process alone holds, past the page cache, one transfer at a
 // time. Offsets and sizes are multiples of the logical sector; buffers may lie anywhere. After a
-// transfer that timed out nothing more is tried (kNotTried, ESHUTDOWN). One thread. Its end never
-// waits.
+// transfer that timed out nothing more is tried (kNotTried, ESHUTDOWN), nor once the row that
+// opened it has ended (kNotTried, EPERM). One thread. Its end never waits.
 class BlockWriter {
  public:
   virtual ~BlockWriter() = default;
@@ -41,20 +41,25 @@ class BlockWriter {
 };
 
 struct BlockWriterOptions {
-  std::string device;                             // "/dev/sda"
-  std::uint64_t expectedDevice = 0;               // DeviceNumber(); another one is ENODEV; not 0
+  std::string device;                // "/dev/sda"
+  std::uint64_t expectedDevice = 0;  // DeviceNumber(); another one is ENODEV; not 0
+  // As a reader takes it; another one is ENODEV. 0 is refused where the kernel knows it (kOwnFault,
+  // EINVAL).
+  std::uint64_t diskSequence = 0;
   std::uint32_t largestTransferBytes = 1U << 20;  // up to kLargestReadBytes
   std::chrono::milliseconds timeLimit{30000};     // of the opening, and of each transfer and flush
 };
 
-// Why a device was not opened for writing. What is in use is looked at before the opening, and the
-// opening itself is exclusive, so nobody can begin to use it in between.
+// Why a device was not opened for writing. The opening is exclusive, so nobody who claims a device,
+// as a mount, swap space or an array does, can begin to use it from then on. Users without a claim,
+// as a loop device over it, are looked for before the opening and once more after it; one that
+// begins later is not noticed.
 enum class WriteRefusal {
   kNone,
   kNotGranted,  // the row of the running test or tool does not say that it writes
   kMounted,     // the device, or a partition of it, is mounted; `user` is where
   kSwap,        // is used as swap space
-  kHeld,        // is a part of something else, e.g. of an array; `user` is the holder
+  kHeld,        // is a part of something else, of an array or a loop device; `user` is the holder
   kBusy,        // somebody else holds it exclusively (EBUSY)
   kDevice,      // it could not be opened; `error` is its errno
   kHung,        // the opening, or a look at its use, did not come back within the time limit

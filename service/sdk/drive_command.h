@@ -29,8 +29,8 @@ struct AtaCommand {
   std::uint64_t lba = 0;  // 28 or 48 bits
   std::uint8_t device = 0;
   std::uint8_t command = 0;
-  // The 12-byte form (A1h), which some bridges know alone; 28-bit commands only. Not to optical
-  // drives, which are told to blank their disc by that code.
+  // The 12-byte form (A1h), which some bridges know alone; 28-bit commands only. To disks alone,
+  // for optical drives are told to blank their disc by that code.
   bool uses12Bytes = false;
 };
 
@@ -58,17 +58,20 @@ struct NvmeAdminCommand {
 struct DriveCommand {
   std::string device;                // "/dev/sda", "/dev/nvme0n1" or "/dev/nvme0"
   std::uint64_t expectedDevice = 0;  // DeviceNumber(); another device under that name is ENODEV
+  std::uint64_t diskSequence = 0;    // as a reader takes it; of a block device alone
   std::variant<AtaCommand, ScsiCommand, NvmeAdminCommand> command;
   DataDirection direction = DataDirection::kNone;
   std::uint32_t bytesIn = 0;               // wanted, with kFromDevice
   std::vector<std::uint8_t> dataOut = {};  // with kToDevice
+  // 1 s to 24 h: when it has run out the kernel resets the drive, whoever else uses it.
   std::chrono::milliseconds timeLimit{10000};
 };
 
 struct CommandAnswer {
   enum class Outcome : std::uint8_t {
     kAnswered,    // the drive answered; whether with success is for status, sense and completion
-    kNotGranted,  // not one of the commands that only read, and no row says that it writes
+    kNotGranted,  // no row says that it writes, though the command does not only read; or it may
+                  // change the medium, and somebody uses that, or may: then `error` is not 0
     kRefused,     // the kernel or the driver does not pass the command on; `error` says why
     kTimedOut,    // no answer within the time limit
     kGone,        // the device has left the machine
@@ -91,8 +94,19 @@ struct CommandAnswer {
   std::vector<std::uint8_t> data = {};
 };
 
-// True for a command that changes nothing on the drive, neither its data nor what it does. What is
-// not on the list of these needs a row that says that it writes. Any thread.
+// What a command does, by lists of those that are known.
+enum class CommandEffect : std::uint8_t {
+  kReads,          // changes nothing on the drive, neither its data nor what it does
+  kChangesDrive,   // changes what the drive does, and none of its data: begins a self-test
+  kChangesMedium,  // changes data, or is on no list
+};
+
+// All but kReads need a row that says that it writes, and a device that expectedDevice names.
+// kChangesMedium is for a block device alone that diskSequence names, too, as for a writer, and
+// that nobody uses or holds. Any thread.
+CommandEffect EffectOf(const DriveCommand& command);
+
+// True for a command of kReads.
 bool OnlyReads(const DriveCommand& command);
 
 }  // namespace orvan::sdk

@@ -180,12 +180,142 @@ bool NvmeReads(int opcode, std::uint32_t dword10, DataDirection direction = kIn)
 
 // Source: NVM Express Base 2.0, opcodes for admin commands.
 TEST(OnlyReads, OfNvmeTheseAlone) {
-  EXPECT_EQ(Those([](int code) { return NvmeReads(code, 0); }), (Codes{0x02, 0x06, 0x0A, 0x82}));
+  EXPECT_EQ(Those([](int code) { return NvmeReads(code, 0); }), (Codes{0x06, 0x0A, 0x82}));
   EXPECT_TRUE(Those([](int code) { return NvmeReads(code, 0, kOut); }).empty());
-  EXPECT_TRUE(NvmeReads(0x02, 0xFFFF80FF));
-  for (const std::uint32_t own : {0x100U, 0x4000U}) EXPECT_FALSE(NvmeReads(0x02, own));
+  const auto log = [](int page) { return static_cast<std::uint32_t>(page); };
+  EXPECT_EQ(Those([&](int page) { return NvmeReads(0x02, 0x7F8000U | log(page)); }),
+            (Codes{0x01, 0x02, 0x03, 0x05, 0x06}));
+  // What the drive had to tell is forgotten then.
+  EXPECT_TRUE(Those([&](int page) { return NvmeReads(0x02, 0x7F0000U | log(page)); }).empty());
+  for (const std::uint32_t own : {0x100U, 0x4000U}) EXPECT_FALSE(NvmeReads(0x02, 0x8002U | own));
   EXPECT_FALSE(NvmeReads(0x82, 0x01000000));
   EXPECT_TRUE(NvmeReads(0x82, 0x00FFFFFF));
+}
+
+TEST(OnlyReads, TheLogOfQueuedCommandsIsTheKernels) {
+  for (const int opcode : {0x2F, 0x47}) {
+    AtaCommand command;
+    command.command = static_cast<std::uint8_t>(opcode);
+    command.is48Bit = true;
+    command.lba = 0x11;
+    EXPECT_TRUE(OnlyReads(With(command, kIn)));
+    command.lba = 0x10;
+    EXPECT_FALSE(OnlyReads(With(command, kIn)));
+  }
+  Bytes cdb = LongIdentify();
+  cdb[8] = 0x10;
+  EXPECT_TRUE(ScsiReads(cdb));
+  cdb[14] = 0x2F;
+  EXPECT_FALSE(ScsiReads(cdb));
+}
+
+TEST(OnlyReads, NotWhereAReservedBitIsSet) {
+  const auto bytesThatMayBeSet = [](Bytes cdb) {
+    Codes bytes;
+    for (std::size_t i = 1; i < cdb.size(); ++i) {
+      const std::uint8_t before = cdb[i];
+      cdb[i] = static_cast<std::uint8_t>(cdb[i] | 0x80);
+      if (ScsiReads(cdb)) bytes.insert(static_cast<int>(i));
+      cdb[i] = before;
+    }
+    return bytes;
+  };
+  // REPORT SUPPORTED OPERATION CODES: options, code, action and length.
+  EXPECT_EQ(bytesThatMayBeSet(Block(0xA3, 0x0C)), (Codes{2, 3, 4, 5, 6, 7, 8, 9}));
+  EXPECT_EQ(bytesThatMayBeSet(Block(0xA3, 0x0A)), (Codes{1, 6, 7, 8, 9}));
+  EXPECT_EQ(bytesThatMayBeSet(Block(0xA3, 0x0D)), (Codes{2, 6, 7, 8, 9}));
+  EXPECT_EQ(bytesThatMayBeSet(Block(0xA3, 0x0E)), (Codes{2, 6, 7, 8, 9}));
+  for (const int action : {0x05, 0x0F}) {
+    EXPECT_EQ(bytesThatMayBeSet(Block(0xA3, action)), (Codes{6, 7, 8, 9})) << action;
+  }
+  EXPECT_EQ(bytesThatMayBeSet(Block(0xA0, 0)), (Codes{2, 6, 7, 8, 9}));     // REPORT LUNS
+  EXPECT_EQ(bytesThatMayBeSet(Block(0x1C, 1)), (Codes{2, 3, 4}));           // DIAGNOSTIC RESULTS
+  EXPECT_EQ(bytesThatMayBeSet(Block(0x5E, 0)), (Codes{7, 8}));              // PERSISTENT RESERVE IN
+  EXPECT_EQ(bytesThatMayBeSet(Block(0x4D, 0)), (Codes{2, 3, 5, 6, 7, 8}));  // LOG SENSE
+  EXPECT_EQ(bytesThatMayBeSet(Block(0x9E, 0x17)), (Codes{6, 7, 8, 9, 10, 11, 12, 13, 14}));
+  // SEND KEY of optical drives has this code, and sets the region.
+  Bytes key = Block(0xA3, 0x0C);
+  key[10] = 0x06;
+  EXPECT_FALSE(ScsiReads(key));
+}
+
+TEST(OnlyReads, NotOfFlagsThatReadingResets) {
+  for (const int control : {0x00, 0x40, 0xC0}) {
+    Bytes cdb = Block(0x4D, 0);
+    cdb[2] = static_cast<std::uint8_t>(control | 0x2E);
+    EXPECT_FALSE(ScsiReads(cdb)) << control;
+    cdb[2] = static_cast<std::uint8_t>(control | 0x2F);
+    EXPECT_TRUE(ScsiReads(cdb)) << control;
+  }
+}
+
+bool ChangesDrive(const DriveCommand& command) {
+  return EffectOf(command) == CommandEffect::kChangesDrive;
+}
+
+// Source: ACS-4, 7: SMART, and its EXECUTE OFF-LINE IMMEDIATE by the lowest byte of the address.
+TEST(CommandEffect, OfAtaTheseChangeTheDriveAlone) {
+  AtaCommand command;
+  command.command = 0xB0;
+  command.lba = 0xC24F00;
+  const auto those = [&](DataDirection direction) {
+    return Those([&](int feature) {
+      command.feature = static_cast<std::uint16_t>(feature);
+      return ChangesDrive(With(command, direction));
+    });
+  };
+  EXPECT_EQ(those(kNone), (Codes{0xD2, 0xD4, 0xD8, 0xD9}));
+  EXPECT_TRUE(those(kIn).empty());
+  EXPECT_TRUE(those(kOut).empty());
+  command.feature = 0xD4;
+  EXPECT_EQ(Those([&](int kind) {
+              command.lba = 0xC24F00U | static_cast<std::uint64_t>(kind);
+              return ChangesDrive(With(command, kNone));
+            }),
+            (Codes{0, 1, 2, 3, 4, 0x7F, 0x81, 0x82, 0x83, 0x84}));
+  EXPECT_TRUE(Those([](int code) {
+                AtaCommand other;
+                other.command = static_cast<std::uint8_t>(code);
+                return ChangesDrive(With(other, kNone));
+              }).empty());
+}
+
+// Source: SPC-5, SEND DIAGNOSTIC.
+TEST(CommandEffect, OfScsiASelfTestThatTouchesNoDataChangesTheDriveAlone) {
+  const auto sends = [](Bytes cdb, DataDirection direction = kNone) {
+    return ChangesDrive(With(ScsiCommand{std::move(cdb)}, direction));
+  };
+  EXPECT_EQ(Those([&](int byte1) { return sends(Block(0x1D, byte1)); }),
+            (Codes{0x04, 0x14, 0x20, 0x30, 0x40, 0x50, 0x80, 0x90, 0xA0, 0xB0, 0xC0, 0xD0}));
+  EXPECT_FALSE(sends(Block(0x1D, 0x20), kOut));
+  Bytes withList = Block(0x1D, 0x20);
+  withList[4] = 8;
+  EXPECT_FALSE(sends(withList));
+  EXPECT_EQ(Those([&](int code) { return sends(Block(code, 0x20)); }), Codes{0x1D});
+}
+
+// Source: NVM Express Base 2.0, Device Self-test command.
+TEST(CommandEffect, OfNvmeASelfTestChangesTheDriveAlone) {
+  NvmeAdminCommand command;
+  command.opcode = 0x14;
+  EXPECT_EQ(Those([&](int kind) {
+              command.dwords[0] = static_cast<std::uint32_t>(kind);
+              return ChangesDrive(With(command, kNone));
+            }),
+            (Codes{1, 2, 0xF}));
+  EXPECT_EQ(Those([](int code) {
+              NvmeAdminCommand other;
+              other.opcode = static_cast<std::uint8_t>(code);
+              other.dwords[0] = 1;
+              return ChangesDrive(With(other, kNone));
+            }),
+            Codes{0x14});
+}
+
+TEST(CommandEffect, WhatIsOnNoListMayChangeTheMedium) {
+  EXPECT_EQ(EffectOf(With(ScsiCommand{Block(0x04, 0)}, kNone)), CommandEffect::kChangesMedium);
+  EXPECT_EQ(EffectOf(With(ScsiCommand{Block(0x2A, 0)}, kOut)), CommandEffect::kChangesMedium);
+  EXPECT_EQ(EffectOf(With(ScsiCommand{Block(0x12, 0)}, kIn)), CommandEffect::kReads);
 }
 
 TEST(OnlyReads, DataThatGoOutAreNoReading) {

@@ -23,7 +23,7 @@ struct FilesystemFacts {
 };
 
 // Looks at a device. Reading a superblock or asking a file system for its use may hang, so the live
-// one does both in a helper process with a time limit. One thread.
+// one does both on a thread apart with a time limit. One thread.
 class FilesystemProbe {
  public:
   virtual ~FilesystemProbe() = default;

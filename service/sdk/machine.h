@@ -20,8 +20,10 @@ namespace orvan::sdk {
 // recorded, or a recording, is for the service to choose; a module cannot tell. All that a module's
 // result hangs on comes through here, time and chance too, so that a recording gives it again.
 //
-// No operation hangs for longer than its time limit and a little: what does not come back from the
-// kernel is left behind. Any thread; each object that is handed out, one thread at a time.
+// What has a time limit or a stop token hangs no longer than that and a little: what does not come
+// back from the kernel is left behind. Files, State and LockMemory have none and run in the
+// caller's thread: one that hangs there costs the module its process, which whoever runs it ends.
+// Any thread; each object that is handed out, one thread at a time.
 class Machine {
  public:
   virtual ~Machine() = default;

@@ -92,7 +92,7 @@ struct ModuleEnvironment {
   Machine* machine = nullptr;
   // The service setting file, "section/key" to value, e.g. "storage/include_loop" to "1".
   std::map<std::string, std::string> settings;
-  // Where the service's own library stands; helper programs lie below it in "orvan".
+  // Where the service's own library stands; its programs lie below it in "orvan".
   std::string libraryDirectory;
 };
 

@@ -21,6 +21,7 @@ using sdk::testing::MemoryDisk;
 
 constexpr sdk::BlockGeometry kGeometry{64U << 10, 512, 4096};
 constexpr std::uint64_t kNumber = sdk::DeviceNumber(8, 0);
+constexpr std::uint64_t kSequence = 5;
 constexpr char kFiles[] =
     "f /sys/block/sda/size 128\\x0a\n"
     "f /sys/block/sda/empty \n"
@@ -32,6 +33,7 @@ std::unique_ptr<FaultyMachine> MakeFaulty(MediumFaults faults = {}) {
   auto machine =
       std::make_unique<FaultyMachine>(std::make_unique<sdk::testing::CapturedFiles>(kFiles));
   machine->disks["/dev/sda"].medium = std::make_shared<MemoryDisk>(kGeometry, std::move(faults));
+  machine->disks["/dev/sda"].diskSequence = kSequence;
   return machine;
 }
 
@@ -102,6 +104,7 @@ void SeeReads(KeptMachine& machine, std::ostream& seen) {
   sdk::BlockReaderOptions options;
   options.device = "/dev/sda";
   options.expectedDevice = kNumber;
+  options.diskSequence = kSequence;
   options.depth = 4;
   const sdk::OpenedReader opened = machine.OpenReader(options, {});
   seen << NumberOf(opened.failure) << ' ' << opened.error << '\n';
@@ -185,7 +188,7 @@ TEST(MachineContractTest, EachFailureOfAnOpeningIsTold) {
 }
 
 void SeeWrites(KeptMachine& machine, std::ostream& seen) {
-  const sdk::BlockWriterOptions options{"/dev/sda", kNumber};
+  const sdk::BlockWriterOptions options{"/dev/sda", kNumber, kSequence};
   seen << NumberOf(machine.OpenWriter(options, {}).refusal) << ' ';
   machine.GrantWriting(true);
   const sdk::OpenedWriter opened = machine.OpenWriter(options, {});
@@ -206,19 +209,33 @@ void SeeWrites(KeptMachine& machine, std::ostream& seen) {
   tell(opened.writer->Flush());
   tell(opened.writer->Write(1, bytes));
   machine.GrantWriting(false);
+  tell(opened.writer->Write(0, bytes));
+  machine.GrantWriting(true);
+  tell(opened.writer->Read(0, back));
+  machine.GrantWriting(false);
   seen << NumberOf(machine.OpenWriter(options, {}).refusal) << '\n';
 }
 
 TEST(MachineContractTest, WritesAreReadAgainWhereTheRowSaysThatItWrites) {
   ExpectOfAll(SeeWrites,
               "1 0 0 \n65536\n"
-              "0/0 0/0 0/0 1 0/0 0/0 0/0 1 0/0 0/0 0/0 1 0/0 3/22 1\n");
+              "0/0 0/0 0/0 1 0/0 0/0 0/0 1 0/0 0/0 0/0 1 0/0 3/22 3/1 3/1 1\n");
+}
+
+TEST(MachineContractTest, AnotherMediumUnderTheSameNumberIsNotOpened) {
+  const auto make = [] {
+    auto machine = MakeFaulty();
+    machine->disks["/dev/sda"].diskSequence = kSequence + 1;
+    return machine;
+  };
+  ExpectOfAll(SeeReads, "2 19\n", make);
+  ExpectOfAll(SeeWrites, "1 6 19 \n", make);
 }
 
 TEST(MachineContractTest, AWriteHealsFailsOrHangs) {
   ExpectOfAll(SeeWrites,
               "1 0 0 \n65536\n"
-              "1/5 0/0 0/0 1 0/0 1/28 0/0 0 0/0 2/0 3/108 0 3/108 3/108 1\n",
+              "1/5 0/0 0/0 1 0/0 1/28 0/0 0 0/0 2/0 3/108 0 3/108 3/108 3/108 3/108 1\n",
               [] {
                 return MakeFaulty({.badSectors = {{0, EIO}},
                                    .healsOnWrite = true,

@@ -22,8 +22,8 @@ machine::DiskFaults ReadFaultsOf(const FaultyDisk& disk) {
 
 class Writer final : public BlockWriter {
  public:
-  Writer(std::shared_ptr<MemoryDisk> disk, std::uint32_t largest)
-      : disk_(std::move(disk)), largest_(largest) {}
+  Writer(std::shared_ptr<MemoryDisk> disk, std::shared_ptr<const bool> grant, std::uint32_t largest)
+      : disk_(std::move(disk)), grant_(std::move(grant)), largest_(largest) {}
   const BlockGeometry& Geometry() const override { return disk_->Geometry(); }
   TransferResult Write(std::uint64_t offset, std::span<const std::byte> data) override {
     return Transfer(offset, data.size(), [&] { return disk_->Write(offset, data); });
@@ -40,6 +40,7 @@ class Writer final : public BlockWriter {
   TransferResult Transfer(std::uint64_t offset, std::size_t size, Do transfer) {
     const BlockGeometry& geometry = Geometry();
     if (isShut_) return {TransferResult::Outcome::kNotTried, ESHUTDOWN};
+    if (!*grant_) return {TransferResult::Outcome::kNotTried, EPERM};
     if (offset % geometry.logicalSectorBytes != 0 || size % geometry.logicalSectorBytes != 0 ||
         size == 0 || size > largest_ || offset > geometry.sizeBytes ||
         size > geometry.sizeBytes - offset) {
@@ -51,6 +52,7 @@ class Writer final : public BlockWriter {
   }
 
   std::shared_ptr<MemoryDisk> disk_;
+  std::shared_ptr<const bool> grant_;
   std::uint32_t largest_;
   bool isShut_ = false;
 };
@@ -86,6 +88,10 @@ class Memory final : public LockedMemory {
   std::map<std::size_t, std::uint64_t> addresses_;
 };
 
+bool IsItsMedium(const FaultyDisk& disk, std::uint64_t sequence) {
+  return disk.diskSequence == 0 || disk.diskSequence == sequence;
+}
+
 }  // namespace
 
 OpenedReader FaultyMachine::OpenReader(const BlockReaderOptions& options, std::stop_token stop) {
@@ -94,7 +100,8 @@ OpenedReader FaultyMachine::OpenReader(const BlockReaderOptions& options, std::s
   if (found == disks.end()) return {nullptr, OpenFailure::kDevice, ENOENT};
   const FaultyDisk& disk = found->second;
   if (disk.openFailure != OpenFailure::kNone) return {nullptr, disk.openFailure, disk.openError};
-  const bool isIt = options.expectedDevice == 0 || options.expectedDevice == disk.deviceNumber;
+  const bool isIt = (options.expectedDevice == 0 || options.expectedDevice == disk.deviceNumber) &&
+                    (options.diskSequence == 0 || IsItsMedium(disk, options.diskSequence));
   if (!isIt || !disk.medium->HasPower()) return {nullptr, OpenFailure::kDevice, ENODEV};
   auto reader = std::make_unique<machine::FaultyBlockReader>(disk.medium->Geometry(),
                                                              ReadFaultsOf(disk), options.depth);
@@ -103,7 +110,7 @@ OpenedReader FaultyMachine::OpenReader(const BlockReaderOptions& options, std::s
 }
 
 OpenedWriter FaultyMachine::OpenWriter(const BlockWriterOptions& options, std::stop_token stop) {
-  if (!mayWrite_) return {nullptr, WriteRefusal::kNotGranted, 0};
+  if (!*grant_) return {nullptr, WriteRefusal::kNotGranted, 0};
   if (stop.stop_requested()) return {nullptr, WriteRefusal::kStopped, 0};
   const auto found = disks.find(options.device);
   if (found == disks.end()) return {nullptr, WriteRefusal::kDevice, ENOENT};
@@ -111,11 +118,14 @@ OpenedWriter FaultyMachine::OpenWriter(const BlockWriterOptions& options, std::s
   if (disk.refusal != WriteRefusal::kNone) {
     return {nullptr, disk.refusal, disk.refusalError, disk.user};
   }
-  if (options.expectedDevice != disk.deviceNumber || !disk.medium->HasPower()) {
-    return {nullptr, WriteRefusal::kDevice, ENODEV};
+  if (disk.diskSequence != 0 && options.diskSequence == 0) {
+    return {nullptr, WriteRefusal::kOwnFault, EINVAL};
   }
-  return {std::make_unique<Writer>(disk.medium, options.largestTransferBytes), WriteRefusal::kNone,
-          0};
+  const bool isIt =
+      options.expectedDevice == disk.deviceNumber && IsItsMedium(disk, options.diskSequence);
+  if (!isIt || !disk.medium->HasPower()) return {nullptr, WriteRefusal::kDevice, ENODEV};
+  return {std::make_unique<Writer>(disk.medium, grant_, options.largestTransferBytes),
+          WriteRefusal::kNone, 0};
 }
 
 std::unique_ptr<FilesystemProbe> FaultyMachine::MakeProbe(std::chrono::milliseconds limit,
@@ -144,7 +154,7 @@ std::optional<FilesystemFacts> Look::Probe(const std::string& device, const std:
 
 CommandAnswer FaultyMachine::Send(const DriveCommand& command, std::stop_token) {
   CommandAnswer answer;
-  if (!mayWrite_ && !onlyReads(command)) {
+  if (!*grant_ && !onlyReads(command)) {
     answer.outcome = CommandAnswer::Outcome::kNotGranted;
     return answer;
   }

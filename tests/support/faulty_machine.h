@@ -21,6 +21,7 @@ struct FaultyDisk {
   std::shared_ptr<MemoryDisk> medium;
   machine::DiskFaults reads = {};  // of asynchronous reads, besides the medium's
   std::uint64_t deviceNumber = DeviceNumber(8, 0);
+  std::uint64_t diskSequence = 0;                // 0: the kernel does not tell it
   OpenFailure openFailure = OpenFailure::kNone;  // of a reader
   int openError = 0;
   WriteRefusal refusal = WriteRefusal::kNone;
@@ -55,7 +56,10 @@ class FaultyMachine final : public machine::KeptMachine {
   int PinThisThread(std::uint32_t processor) override;
   LockedMemoryResult LockMemory(std::size_t bytes) override;
   ModuleState& State() override { return state; }
-  void GrantWriting(bool isGranted) override { mayWrite_ = isGranted; }
+  void GrantWriting(bool isGranted) override {
+    *grant_ = false;
+    grant_ = std::make_shared<bool>(isGranted);
+  }
   std::size_t LeftBehind() const override { return leftBehind; }
 
   std::map<std::string, FaultyDisk> disks;             // by device path
@@ -77,7 +81,7 @@ class FaultyMachine final : public machine::KeptMachine {
 
  private:
   std::unique_ptr<MachineFiles> files_;
-  bool mayWrite_ = false;
+  std::shared_ptr<bool> grant_ = std::make_shared<bool>(false);  // of the row that runs
 };
 
 }  // namespace orvan::sdk::testing

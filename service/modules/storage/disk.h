@@ -35,6 +35,7 @@ struct DiskFacts {
   std::string devicePath;          // "/dev/sda"
   std::string folder;              // below /sys, its links followed
   std::uint64_t deviceNumber = 0;  // sdk::DeviceNumber
+  std::uint64_t diskSequence = 0;  // tells it from what had its number before; 0: not known
   std::string busPath;
   std::string model;
   std::string serial;

@@ -87,6 +87,7 @@ Lacking ReadDisk(const sdk::MachineFiles& files, DiskFacts& facts) {
   const std::string& folder = facts.folder;
   const std::string number = files.ReadText(folder + "/dev");
   facts.deviceNumber = ParseDeviceNumber(number);
+  facts.diskSequence = files.ReadNumber(folder + "/diskseq").value_or(0);
   const std::string size = files.ReadText(folder + "/size");
   if (const auto sectors = sdk::MachineFiles::ParseNumber(size)) {
     facts.sizeBytes = *sectors * kSysfsSectorBytes;

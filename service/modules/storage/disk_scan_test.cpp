@@ -147,6 +147,11 @@ TEST(DiskInformation, OfASataDiskComesWholeFromItsIdentifyData) {
   EXPECT_EQ(disk->Facts().deviceNumber, sdk::DeviceNumber(8, 16));
 }
 
+TEST(DiskInformation, TheSequenceNumberIsKnownWhereTheKernelTellsIt) {
+  EXPECT_EQ(Find("desktop", "sdb")->Facts().diskSequence, 2U);
+  EXPECT_EQ(Find("desktop", "sda")->Facts().diskSequence, 0U);
+}
+
 TEST(DiskInformation, OfASataDiskWithoutThatPageComesFromTheInquiry) {
   const auto disk = Find("desktop", "sda");
   EXPECT_EQ(disk->Facts().model, "Samsung SSD 860");

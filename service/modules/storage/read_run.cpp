@@ -36,6 +36,7 @@ sdk::BlockReaderOptions OptionsFor(const Disk& disk, const RangeValues& values,
   sdk::BlockReaderOptions options;
   options.device = disk.Facts().devicePath;
   options.expectedDevice = disk.Facts().deviceNumber;
+  options.diskSequence = disk.Facts().diskSequence;
   options.largestReadBytes = static_cast<std::uint32_t>(BlockBytes(values));
   options.depth = static_cast<std::uint32_t>(
       std::clamp<std::uint64_t>(kMostBytesInFlight / BlockBytes(values), 1, pace.mostInFlight));

@@ -24,6 +24,7 @@ inline Disk MakeDisk() {
   facts.kernelName = "sdx";
   facts.devicePath = "/dev/sdx";
   facts.deviceNumber = sdk::DeviceNumber(8, 1);
+  facts.diskSequence = 29;
   facts.serial = "one";
   return Disk("0", facts, true);
 }

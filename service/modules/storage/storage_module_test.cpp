@@ -50,6 +50,7 @@ TEST_P(EveryTest, PassesAGoodDiskAndEndsAt100Percent) {
   EXPECT_EQ(bench.context->percents.back(), 100);
   EXPECT_EQ(bench.opened.device, "/dev/sdx");
   EXPECT_EQ(bench.opened.expectedDevice, sdk::DeviceNumber(8, 1));
+  EXPECT_EQ(bench.opened.diskSequence, 29U);
   EXPECT_EQ(bench.opened.timeLimit, 30s);
 }
 
