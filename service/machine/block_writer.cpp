@@ -157,6 +157,9 @@ Opening Open(const sdk::MachineFiles& files, const BlockWriterOptions& options) 
   if (error != 0) {
     return Refused(IsOurs(error) ? WriteRefusal::kOwnFault : WriteRefusal::kDevice, error);
   }
+  // Who uses it without a claim may have begun before the opening.
+  const DeviceUse since = FindUse(files, options.expectedDevice);
+  if (since.refusal != WriteRefusal::kNone) return Refused(since.refusal, since.error, since.user);
   const std::size_t bytes =
       (options.largestTransferBytes + kAlignment - 1) / kAlignment * kAlignment;
   medium->buffer.reset(static_cast<std::byte*>(std::aligned_alloc(kAlignment, bytes)));

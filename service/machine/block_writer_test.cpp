@@ -33,6 +33,12 @@ void ExpectOutcome(const TransferResult& result, Outcome outcome, int error = 0)
   EXPECT_EQ(result.error, error);
 }
 
+dev_t NodeOf(const std::string& path) {
+  struct stat status {};
+  EXPECT_EQ(stat(path.c_str(), &status), 0) << path;
+  return status.st_rdev;
+}
+
 class BlockWriterTest : public testing::Test {
  protected:
   void SetUp() override {
@@ -143,6 +149,61 @@ TEST_F(BlockWriterTest, AMountedPartitionKeepsTheDiskFromBeingWritten) {
   ExpectRefused(whole, WriteRefusal::kMounted, folder.Path());
   ExpectRefused(mounted, WriteRefusal::kMounted, folder.Path());
   EXPECT_EQ(other.refusal, WriteRefusal::kNone);
+}
+
+TEST_F(BlockWriterTest, ALoopDeviceOverItKeepsItFromBeingWritten) {
+  loop_->AddPartition(1, 2048, 4096);
+  LoopDevice over(loop_->Path(), 512, false);
+  file_->Command("log");
+  ExpectRefused(Open(), WriteRefusal::kHeld, over.Name());
+  ExpectRefused(Open(loop_->Path() + "p1"), WriteRefusal::kHeld, over.Name());
+  over.Detach();
+  EXPECT_EQ(Open().refusal, WriteRefusal::kNone);
+  // Under another name, too.
+  const TestFolder folder;
+  ASSERT_EQ(mknod((folder / "node").c_str(), S_IFBLK | 0600, NodeOf(loop_->Path() + "p1")), 0);
+  const LoopDevice overPart(folder / "node", 512, false);
+  file_->Command("log");
+  ExpectRefused(Open(), WriteRefusal::kHeld, overPart.Name());
+}
+
+// A machine on which another begins to use a device between the two looks at it.
+class ChangingFiles final : public sdk::MachineFiles {
+ public:
+  explicit ChangingFiles(std::function<void()> change) : change_(std::move(change)) {}
+
+ private:
+  std::optional<std::string> DoReadBytes(const std::string& path, std::size_t limit,
+                                         int& error) const override {
+    auto bytes = files_.ReadBytes(path, limit, &error);
+    // The last that a look looks at.
+    if (path == "/proc/swaps" && !isChanged_) {
+      isChanged_ = true;
+      change_();
+    }
+    return bytes;
+  }
+  std::optional<std::string> DoReadLink(const std::string& path, int& error) const override {
+    return files_.ReadLink(path, &error);
+  }
+  std::vector<std::string> DoList(const std::string& path, int& error) const override {
+    return files_.List(path, &error);
+  }
+  bool DoExists(const std::string& path, int& error) const override {
+    return files_.Exists(path, &error);
+  }
+
+  LiveFiles files_;
+  std::function<void()> change_;
+  mutable bool isChanged_ = false;
+};
+
+TEST_F(BlockWriterTest, ItsUseIsLookedAtOnceMoreWhenItIsOpen) {
+  std::optional<LoopDevice> over;
+  files_ = std::make_shared<ChangingFiles>([&] { over.emplace(loop_->Path(), 512, false); });
+  const OpenedWriter opened = Open();
+  ASSERT_TRUE(over.has_value());
+  ExpectRefused(opened, WriteRefusal::kHeld, over->Name());
 }
 
 TEST_F(BlockWriterTest, SwapSpaceIsRefused) {

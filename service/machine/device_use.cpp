@@ -1,5 +1,10 @@
 #include "service/machine/device_use.h"
 
+#include <fcntl.h>
+#include <linux/loop.h>
+#include <sys/ioctl.h>
+#include <sys/sysmacros.h>
+
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -7,6 +12,8 @@
 #include <sstream>
 #include <string_view>
 #include <vector>
+
+#include "os/descriptor.h"
 
 namespace orvan::machine {
 namespace {
@@ -41,7 +48,8 @@ std::string Decoded(const std::string& text) {
 
 class UseFinder {
  public:
-  UseFinder(const sdk::MachineFiles& files, std::uint64_t device) : files_(files) {
+  UseFinder(const sdk::MachineFiles& files, std::uint64_t device, const LoopGround& ground)
+      : files_(files), ground_(ground) {
     folder_ = files_.Resolve("/sys/dev/block/" + NumberText(device), &error_);
   }
 
@@ -49,6 +57,7 @@ class UseFinder {
     // A device of no folder has no holders that could be seen.
     if (error_ == 0 && !files_.Exists(folder_, &error_) && error_ == 0) error_ = ENOENT;
     if (error_ == 0) Gather();
+    if (error_ == 0 && use_.refusal == WriteRefusal::kNone) FindLoops();
     if (error_ == 0 && use_.refusal == WriteRefusal::kNone) FindMount();
     if (error_ == 0 && use_.refusal == WriteRefusal::kNone) FindSwap();
     if (error_ != 0) return {WriteRefusal::kUnknownUse, error_};
@@ -67,6 +76,19 @@ class UseFinder {
     int error = 0;
     for (const std::string& name : files_.List(folder_, &error)) {
       if (Has(folder_ + '/' + name + "/partition")) Take(folder_ + '/' + name);
+    }
+    Keep(error);
+  }
+
+  // By the kernel's word and not by the name of what lies under it, which may be any node's, or no
+  // longer there.
+  void FindLoops() {
+    int error = 0;
+    for (const std::string& name : files_.List("/sys/block", &error)) {
+      if (!name.starts_with("loop") || !Has("/sys/block/" + name + "/loop")) continue;
+      std::uint64_t device = 0;
+      Keep(ground_(name, device));
+      if (device != 0 && numbers_.contains(NumberText(device))) Refuse(WriteRefusal::kHeld, name);
     }
     Keep(error);
   }
@@ -155,6 +177,7 @@ class UseFinder {
   }
 
   const sdk::MachineFiles& files_;
+  const LoopGround& ground_;
   std::string folder_;
   std::set<std::string> numbers_;  // of all whose use counts
   DeviceUse use_;
@@ -163,8 +186,21 @@ class UseFinder {
 
 }  // namespace
 
-DeviceUse FindUse(const sdk::MachineFiles& files, std::uint64_t device) {
-  return UseFinder(files, device).Find();
+int AskLoopGround(const std::string& name, std::uint64_t& device) {
+  device = 0;
+  const std::string path = "/dev/" + name;
+  const tarvex::Descriptor loop(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOFOLLOW));
+  loop_info64 info{};
+  if (!loop.IsOpen() || ioctl(loop.Get(), LOOP_GET_STATUS64, &info) != 0) {
+    return errno == ENXIO ? 0 : errno;
+  }
+  const dev_t ground = info.lo_rdevice;
+  device = ground == 0 ? 0 : sdk::DeviceNumber(major(ground), minor(ground));
+  return 0;
+}
+
+DeviceUse FindUse(const sdk::MachineFiles& files, std::uint64_t device, const LoopGround& ground) {
+  return UseFinder(files, device, ground).Find();
 }
 
 }  // namespace orvan::machine

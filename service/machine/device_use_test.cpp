@@ -128,6 +128,50 @@ TEST(DeviceUse, WhatCannotBeLookedAtIsUnknown) {
   }
 }
 
+// Loop devices, of which the first has nothing under it.
+const std::string kLoops =
+    "d /sys/devices/virtual/block/loop0\n"
+    "d /sys/devices/virtual/block/loop1/loop\n"
+    "d /sys/devices/virtual/block/loop2/loop\n"
+    "l /sys/block/loop0 ../devices/virtual/block/loop0\n"
+    "l /sys/block/loop1 ../devices/virtual/block/loop1\n"
+    "l /sys/block/loop2 ../devices/virtual/block/loop2\n"
+    "l /sys/block/sda ../devices/a/block/sda\n";
+
+DeviceUse UseUnderLoops(std::uint64_t device, const LoopGround& ground) {
+  return FindUse(CapturedFiles(kMachine + Mounts("") + kNoSwaps + kLoops), device, ground);
+}
+
+TEST(DeviceUse, ALoopDeviceOverTheDiskOrAPartitionCounts) {
+  const auto over = [](std::uint64_t second) {
+    return [second](const std::string& name, std::uint64_t& device) {
+      device = name == "loop2" ? second : 0;
+      return 0;
+    };
+  };
+  ExpectUse(UseUnderLoops(kDisk, over(kDisk)), WriteRefusal::kHeld, "loop2");
+  ExpectUse(UseUnderLoops(kDisk, over(kFirst)), WriteRefusal::kHeld, "loop2");
+  ExpectUse(UseUnderLoops(kFirst, over(kDisk)), WriteRefusal::kHeld, "loop2");
+  ExpectUse(UseUnderLoops(kSecond, over(kFirst)), WriteRefusal::kNone);
+  ExpectUse(UseUnderLoops(kDisk, over(0)), WriteRefusal::kNone);
+}
+
+TEST(DeviceUse, OnlyLoopDevicesWithSomethingUnderThemAreAsked) {
+  std::vector<std::string> asked;
+  UseUnderLoops(kDisk, [&](const std::string& name, std::uint64_t&) {
+    asked.push_back(name);
+    return 0;
+  });
+  EXPECT_EQ(asked, (std::vector<std::string>{"loop1", "loop2"}));
+}
+
+TEST(DeviceUse, ALoopDeviceThatCannotBeAskedMayBeAUse) {
+  const DeviceUse use =
+      UseUnderLoops(kDisk, [](const std::string&, std::uint64_t&) { return EACCES; });
+  EXPECT_EQ(use.refusal, WriteRefusal::kUnknownUse);
+  EXPECT_EQ(use.error, EACCES);
+}
+
 TEST(DeviceUse, NoSwapsFileIsAMachineWithoutSwap) {
   ExpectUse(UseOf(kDisk, kMachine + Mounts("")), WriteRefusal::kNone);
 }
