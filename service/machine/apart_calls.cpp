@@ -17,8 +17,6 @@ namespace {
 using std::chrono::milliseconds;
 
 constexpr milliseconds kLook{50};
-// A stop leaves no call behind that is about to come back.
-constexpr milliseconds kStopGrace{50};
 
 }  // namespace
 
@@ -101,7 +99,11 @@ class ApartCalls::Lane {
         return End::kDone;
       }
       if (limits.stop.stop_requested()) {
-        return changed_.wait_for(lock, kStopGrace, isDone) ? End::kDone : End::kStopped;
+        // A stop leaves no call behind that is about to come back.
+        const bool comes =
+            ComesSoon([&](milliseconds wait) { return changed_.wait_for(lock, wait, isDone); },
+                      lock, thread_);
+        return comes ? End::kDone : End::kStopped;
       }
       const sdk::AwakeClock::Duration now = clock.Look();
       // A call that hangs sleeps; a thread that runs or is stopped has not come to it.

@@ -12,6 +12,7 @@
 #include <thread>
 
 #include "os/descriptor.h"
+#include "service/machine/read_mailbox.h"
 #include "service/machine/thread_state.h"
 #include "tests/support/test_threads.h"
 
@@ -140,6 +141,64 @@ TEST_F(ApartCallsTest, AStopLeavesNothingBehindThatComesBackRightAfter) {
   stopper.join();
   EXPECT_EQ(end, End::kDone);
   EXPECT_EQ(*left_, 0U);
+}
+
+// Runs for so long, as one that waits for a processor would seem to.
+void RunFor(std::chrono::milliseconds time) {
+  for (const auto end = Clock::now() + time; Clock::now() < end;) continue;
+}
+
+TEST_F(ApartCallsTest, AStopLeavesNothingBehindThatRuns) {
+  std::stop_source stop;
+  const End end = calls_.Run(
+      [&stop] {
+        stop.request_stop();
+        RunFor(300ms);
+      },
+      {.stop = stop.get_token()});
+  EXPECT_EQ(end, End::kDone);
+  EXPECT_EQ(*left_, 0U);
+}
+
+TEST_F(ApartCallsTest, AStopWaitsNoLongerThanASecondForWhatRuns) {
+  std::stop_source stop;
+  const auto isOver = std::make_shared<std::atomic<bool>>(false);
+  const auto start = Clock::now();
+  const End end = calls_.Run(
+      [&stop, isOver] {
+        stop.request_stop();
+        while (!*isOver) continue;
+      },
+      {.stop = stop.get_token()});
+  EXPECT_EQ(end, End::kStopped);
+  EXPECT_GE(Clock::now() - start, 1s);
+  EXPECT_EQ(*left_, 1U);
+  *isOver = true;
+  EXPECT_TRUE(Comes([this] { return *left_ == 0; }));
+}
+
+TEST(ReadMailbox, ItsEndCountsAThreadThatSleepsAndNoneThatRuns) {
+  for (const bool sleeps : {false, true}) {
+    const auto left = std::make_shared<LeftBehindCount>(0);
+    const auto mailbox = std::make_shared<ReadMailbox>(left);
+    ASSERT_EQ(mailbox->Open(), 0);
+    Pipe pipe;
+    std::promise<void> begun;
+    std::thread thread([&] {
+      mailbox->Begin();
+      begun.set_value();
+      if (sleeps) pipe.Hang()();
+      while (!mailbox->TakeOrders().isOver) std::this_thread::yield();
+      RunFor(300ms);
+      mailbox->Finish();
+    });
+    begun.get_future().wait();
+    mailbox->End();
+    EXPECT_EQ(*left, sleeps ? 1U : 0U);
+    pipe.Release();
+    thread.join();
+    EXPECT_EQ(*left, 0U);
+  }
 }
 
 TEST_F(ApartCallsTest, ItsEndWaitsForNobody) {

@@ -6,12 +6,10 @@
 #include <cerrno>
 #include <utility>
 
+#include "service/machine/thread_state.h"
+
 namespace orvan::machine {
-namespace {
-
-constexpr std::chrono::milliseconds kEndGrace{50};
-
-}  // namespace
+namespace {}  // namespace
 
 int ReadMailbox::Open() {
   event_.Reset(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
@@ -59,7 +57,12 @@ void ReadMailbox::End() {
   }
   Wake();
   std::unique_lock lock(mutex_);
-  if (changed_.wait_for(lock, kEndGrace, [this] { return isFinished_; })) return;
+  const bool isFinished = ComesSoon(
+      [&](std::chrono::milliseconds wait) {
+        return changed_.wait_for(lock, wait, [this] { return isFinished_; });
+      },
+      lock, thread_);
+  if (isFinished) return;
   isLeft_ = true;
   ++*leftBehind_;
 }
