@@ -160,7 +160,7 @@ TEST(ReplayTest, ReadsThatWereMadeElsewhereAreKnown) {
                            "1 module open-reader d 1 4 4 4096 1 1 0 = 0 0 r 65536 512 512 8\n"
                            "2 module collect r = 0 0 4096 2 0 0 8192 4096 1 1 61\n";
   const auto machine = TestTape::ReplayOf(text);
-  sdk::BlockReaderOptions options{"d", 1, 4, 4, 4096, milliseconds(1), milliseconds(1), 0};
+  sdk::BlockReaderOptions options{"d", 1, 0, 4, 4, 4096, milliseconds(1), milliseconds(1), 0};
   const auto opened = machine->OpenReader(options, {});
   ASSERT_TRUE(opened.reader);
   // In another order than the recorded run, and one that it did not make.
