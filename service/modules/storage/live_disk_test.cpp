@@ -251,12 +251,13 @@ TEST_F(LiveDisk, ADiskThatGoesOfflineHasVanished) {
   EXPECT_EQ(verdict.message, "|THE_DISK_VANISHED_WHILE_READING_AT_|L|B|A_0");
 }
 
-TEST_F(LiveDisk, ADiskThatIsGoneBeforeTheTestIsInvalidOrHasNoCapacity) {
+TEST_F(LiveDisk, ADiskThatIsGoneBeforeTheTestIsInvalid) {
   const Disk& disk = Attach();
   loop_->Detach();
   const sdk::Verdict verdict = Run(disk, "Q", "f");
-  // The kernel lets a detached loop device be opened, with a size of 0.
-  EXPECT_EQ(verdict.status, kTestNotApplicable) << verdict.message;
+  // The kernel lets a detached loop device be opened, but it is another one by then.
+  EXPECT_EQ(verdict.status, kTestInvalid) << verdict.message;
+  EXPECT_EQ(verdict.message, "|THE_DISK_IS_NOT_THERE_ANY_MORE");
 }
 
 TEST_F(LiveDisk, ADeadDiskIsGoneOverAndFails) {
