@@ -90,8 +90,8 @@ class LiveBlockWriter final : public sdk::BlockWriter {
  private:
   // 0, or the errno of why nothing more is tried.
   int Closed() const {
-    if (isOver_) return ESHUTDOWN;
-    return *grant_ ? 0 : EPERM;
+    if (!*grant_) return EPERM;
+    return isOver_ ? ESHUTDOWN : 0;
   }
 
   // 0, or the errno of why this transfer cannot be tried.

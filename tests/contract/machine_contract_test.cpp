@@ -235,7 +235,7 @@ TEST(MachineContractTest, AnotherMediumUnderTheSameNumberIsNotOpened) {
 TEST(MachineContractTest, AWriteHealsFailsOrHangs) {
   ExpectOfAll(SeeWrites,
               "1 0 0 \n65536\n"
-              "1/5 0/0 0/0 1 0/0 1/28 0/0 0 0/0 2/0 3/108 0 3/108 3/108 3/108 3/108 1\n",
+              "1/5 0/0 0/0 1 0/0 1/28 0/0 0 0/0 2/0 3/108 0 3/108 3/108 3/1 3/1 1\n",
               [] {
                 return MakeFaulty({.badSectors = {{0, EIO}},
                                    .healsOnWrite = true,

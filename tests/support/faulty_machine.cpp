@@ -39,8 +39,8 @@ class Writer final : public BlockWriter {
   template <typename Do>
   TransferResult Transfer(std::uint64_t offset, std::size_t size, Do transfer) {
     const BlockGeometry& geometry = Geometry();
-    if (isShut_) return {TransferResult::Outcome::kNotTried, ESHUTDOWN};
     if (!*grant_) return {TransferResult::Outcome::kNotTried, EPERM};
+    if (isShut_) return {TransferResult::Outcome::kNotTried, ESHUTDOWN};
     if (offset % geometry.logicalSectorBytes != 0 || size % geometry.logicalSectorBytes != 0 ||
         size == 0 || size > largest_ || offset > geometry.sizeBytes ||
         size > geometry.sizeBytes - offset) {
