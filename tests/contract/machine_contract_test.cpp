@@ -259,7 +259,7 @@ TEST(MachineContractTest, EachRefusalToWriteIsTold) {
 
 void SeeParts(KeptMachine& machine, std::ostream& seen) {
   machine.GrantWriting(true);
-  const sdk::OpenedWriter opened = machine.OpenWriter({"/dev/sda", kNumber}, {});
+  const sdk::OpenedWriter opened = machine.OpenWriter({"/dev/sda", kNumber, kSequence}, {});
   std::vector<std::byte> bytes(8192), back(4096);
   for (std::size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<std::byte>(i / 100);
   opened.writer->Write(0, bytes);
