@@ -209,6 +209,7 @@ int Serve(const std::string& mountFolder) {
   char* words[] = {name.data(), nullptr};
   fuse_args arguments = FUSE_ARGS_INIT(1, words);
   fuse* const server = fuse_new(&arguments, &operations, sizeof operations, nullptr);
+  fuse_opt_free_args(&arguments);
   if (server == nullptr || fuse_mount(server, mountFolder.c_str()) != 0) {
     std::cerr << "faulty_disk: cannot mount on " << mountFolder << '\n';
     return 1;
