@@ -87,7 +87,6 @@ Lacking ReadDisk(const sdk::MachineFiles& files, DiskFacts& facts) {
   const std::string& folder = facts.folder;
   const std::string number = files.ReadText(folder + "/dev");
   facts.deviceNumber = ParseDeviceNumber(number);
-  facts.diskSequence = files.ReadNumber(folder + "/diskseq").value_or(0);
   const std::string size = files.ReadText(folder + "/size");
   if (const auto sectors = sdk::MachineFiles::ParseNumber(size)) {
     facts.sizeBytes = *sectors * kSysfsSectorBytes;
@@ -177,6 +176,8 @@ class Scan {
         isLoop ? HasFile(watched, facts.folder) : IsDisk(watched, name, facts.folder);
     if (isDisk == false) return;
     const Lacking lacking = ReadDisk(watched, facts);
+    // One more check where it is known, and no lack where it is not.
+    facts.diskSequence = files_.ReadNumber(facts.folder + "/diskseq").value_or(0);
     const HardwarePath path = LookForPath(facts);
     facts.busPath = path.text;
     facts.partitions = ReadPartitions(watched, probe_, mounts_, facts, stop_);

@@ -203,6 +203,12 @@ TEST(ScanTrouble, WhatTheDeviceManagerAndTheMountTableHideKeepsNobodyFromReading
   EXPECT_EQ(disks.at(0)->WhyUntestable(), std::nullopt);
 }
 
+TEST(ScanTrouble, AMediumsSequenceNumberThatCannotBeReadIsUnknownAndKeepsNobodyFromReading) {
+  const Disks disks = OneDisk("e /sys/block/vda/diskseq 5\n");
+  EXPECT_EQ(disks.at(0)->WhyUntestable(), std::nullopt);
+  EXPECT_EQ(disks.at(0)->Facts().diskSequence, 0U);
+}
+
 TEST(ScanTrouble, AStopMovesNoIdButLooksAtNoFileSystemAnyMore) {
   CountingProbe probe;
   std::stop_source stop;
