@@ -92,6 +92,15 @@ STRANGE = in_slots(
     DriveRow("nameless", "scsi", serial=""),
 )
 
+# Serial numbers and names as real drives have them, which nobody finds anywhere by chance.
+SECRET = in_slots(
+    DriveRow("ahci", "ahci", serial="Z1D4QX7RK25W", extra=(("wwn", 0x5000C500A1B2C3D4),)),
+    DriveRow("nvme", "nvme", serial="S5GXNX0W812345K"),
+    DriveRow("scsi", "scsi", serial="WD-WX71A84KQ93T", extra=(("wwn", 0x50014EE2B3A7F9C6),)),
+    DriveRow("usb", "usb", serial="4C530001230117119355"),
+    DriveRow("virtio", "virtio", serial="vol-0f3e9b7c5d21"),
+)
+
 MACHINES = {
     "bare": MachineRow("no drive at all", drivers=("sd_mod", "ahci")),
     "kinds": MachineRow("five kinds of drives, with sectors of 512, 512e and 4Kn each", EVERY_KIND),
@@ -102,6 +111,7 @@ MACHINES = {
                         in_slots(DriveRow("stays", "virtio", mib=1),
                                  *(DriveRow(f"{kind}-{test}", kind, mib=64)
                                    for kind in KINDS for test in ("f", "r", "l")))),
+    "secret": MachineRow("one drive of each kind, with serial numbers like those of real ones", SECRET),
     "strange": MachineRow("drives that lie about themselves", STRANGE),
     "faults": MachineRow("one NVMe drive and one network card, for faults of the machine itself",
                          in_slots(DriveRow("nvme", "nvme")),

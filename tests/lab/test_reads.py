@@ -6,7 +6,7 @@ from dataclasses import dataclass
 
 import pytest
 from drive import READ
-from machines import EVERY_KIND, KINDS
+from machines import EVERY_KIND
 from outcome import (
     FAILED,
     INPUT_OUTPUT,
@@ -26,20 +26,23 @@ by_name = pytest.mark.parametrize("row", EVERY_KIND, ids=lambda row: row.name)
 
 @dataclass
 class Run:
-    """A run over all drives: its status, the outcomes by drive, and the drives before it."""
+    """A run over all drives: its status, and by drive the outcomes, what was on it, its reads."""
 
     status: int
     outcomes: dict
     hashes: dict
+    reads: dict
 
 
 def run_extended(machine, name):
     for drive in machine.drives.values():
         drive.fill(0, random.Random(drive.path.name).randbytes(drive.size))
     hashes = {name: drive.content_hash() for name, drive in machine.drives.items()}
+    before = {name: len(drive.asked(READ)) for name, drive in machine.drives.items()}
     ids = [str(number) for number in range(len(EVERY_KIND))]
     result = machine.world(name).run(["-Mstorage", "-E", *ids], seconds=LONG_SECONDS)
-    return Run(result.returncode, outcomes(result.stdout), hashes)
+    reads = {name: drive.asked(READ)[before[name] :] for name, drive in machine.drives.items()}
+    return Run(result.returncode, outcomes(result.stdout), hashes, reads)
 
 
 @pytest.fixture(scope="module")
@@ -81,15 +84,27 @@ def test_sound_drive_passes_every_read_test(healthy, row):
     assert len(order) == 1 and re.fullmatch(r"Reading in random order with seed \d+", order[0])
 
 
+def least_reads(requests, size):
+    """How often that part of a drive was read that was read least."""
+    steps = {0: 0, size: 0}
+    for request in requests:
+        steps[request.offset] = steps.get(request.offset, 0) + 1
+        end = request.offset + request.length
+        steps[end] = steps.get(end, 0) - 1
+    least = len(requests)
+    depth = 0
+    for place in sorted(steps):
+        depth += steps[place]
+        if place < size:
+            least = min(least, depth)
+    return least
+
+
 @by_name
-def test_linear_read_reaches_every_sector_and_nothing_writes(booted, healthy, row):
+def test_each_read_test_reaches_every_sector_and_nothing_writes(booted, healthy, row):
     drive = booted.drives[row.name]
-    asked = sorted((request.offset, request.offset + request.length) for request in drive.asked(READ))
-    reached = 0
-    for begin, end in asked:
-        assert begin <= reached, f"nothing read from {reached} to {begin}"
-        reached = max(reached, end)
-    assert reached == row.size
+    # These drives are small enough for the funnel and the random order to take each block.
+    assert least_reads(healthy.reads[row.name], row.size) >= len(TESTS)
     assert drive.changes() == []
     assert drive.content_hash() == healthy.hashes[row.name]
 
@@ -128,4 +143,4 @@ def test_bad_sectors_are_named_exactly_by_every_read_test(damaged, row):
 
 
 def test_every_kind_of_drive_is_there():
-    assert {row.kind for row in EVERY_KIND} == set(KINDS)
+    assert {row.kind for row in EVERY_KIND} == {"ahci", "nvme", "scsi", "usb", "virtio"}
