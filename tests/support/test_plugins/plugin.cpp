@@ -1,5 +1,6 @@
 // The plug-ins of the loader's tests: one source, one fault each.
 
+#include <fstream>
 #include <future>
 #include <stdexcept>
 
@@ -29,6 +30,7 @@ class SmallModule final : public orvan::sdk::Module {
       : help_(environment.libraryDirectory + '|') {
     for (const auto& [key, value] : environment.settings) {
       help_ += key + '=' + value + ';';
+      if (key == "small/begun") begun_ = value;
     }
   }
   std::string Name() const override { return "Small"; }
@@ -40,6 +42,7 @@ class SmallModule final : public orvan::sdk::Module {
   const std::vector<orvan::sdk::ToolRecord>& Tools() const override { return tools_; }
   std::vector<std::unique_ptr<orvan::sdk::Device>> ScanDevices(std::stop_token) override {
 #if defined(PLUGIN_HANGS)
+    const std::ofstream begun(begun_);
     std::promise<void> never;
     never.get_future().wait();
 #endif
@@ -48,6 +51,7 @@ class SmallModule final : public orvan::sdk::Module {
 
  private:
   std::string help_;
+  std::string begun_;  // a file that is made when a search that hangs has begun; may be empty
   std::vector<orvan::sdk::DiagnosticRecord> diagnostics_ = {orvan::sdk::MakeDiagnostic(
       {"SMALL_TEST", PLUGIN_OPTION, PLUGIN_LONG_NAME, orvan::sdk::DiagnosticKey(1, 1), ""}, {})};
   std::vector<orvan::sdk::ToolRecord> tools_;
