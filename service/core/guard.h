@@ -1,22 +1,13 @@
 #pragma once
 
-#include <exception>
 #include <string>
 
 #include "service/log/log.h"
+#include "service/sdk/exception_text.h"
 
 namespace orvan::core {
 
-// The text of the exception that is being handled. Only inside a catch block.
-inline std::string CurrentExceptionText() {
-  try {
-    throw;
-  } catch (const std::exception& error) {
-    return error.what();
-  } catch (...) {
-    return "an exception of unknown type";
-  }
-}
+using sdk::CurrentExceptionText;
 
 // What `call` returns; when it throws, `fallback`, and an error in the log that names `what`.
 template <typename Result, typename Call>

@@ -1,6 +1,5 @@
 #include "service/worker/device_records.h"
-
-#include "service/worker/exception_text.h"
+#include "service/sdk/exception_text.h"
 
 namespace orvan::worker {
 namespace {
@@ -10,7 +9,7 @@ protocol::Answer<Value> Ask(Value otherwise, Call call) {
   try {
     return {call(), std::nullopt};
   } catch (...) {
-    return {std::move(otherwise), CurrentExceptionText()};
+    return {std::move(otherwise), sdk::CurrentExceptionText()};
   }
 }
 

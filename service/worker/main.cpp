@@ -11,10 +11,10 @@
 
 #include "os/child_process.h"
 #include "os/wake_event.h"
+#include "service/sdk/exception_text.h"
 #include "service/worker/confinement.h"
 #include "service/worker/connection.h"
 #include "service/worker/crash_report.h"
-#include "service/worker/exception_text.h"
 #include "service/worker/hosted_module.h"
 #include "service/worker/listener.h"
 #include "service/worker/machine_choice.h"
@@ -80,7 +80,7 @@ Beginning Receive(ProgramChannel& channel) {
     Say(channel, protocol::Ready{});
     Serve(hosted, *machine, channel, orders);
   } catch (...) {
-    Say(channel, protocol::Refused{CurrentExceptionText()});
+    Say(channel, protocol::Refused{sdk::CurrentExceptionText()});
     Leave(0);
   }
 }

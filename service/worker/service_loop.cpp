@@ -6,8 +6,8 @@
 #include <variant>
 #include <vector>
 
+#include "service/sdk/exception_text.h"
 #include "service/worker/contexts.h"
-#include "service/worker/exception_text.h"
 
 namespace orvan::worker {
 namespace {
@@ -117,7 +117,7 @@ void Serve(HostedModule& hosted, machine::KeptMachine& machine, const ProgramCha
     try {
       end = std::visit(work, order);
     } catch (...) {
-      failure.text = CurrentExceptionText();
+      failure.text = sdk::CurrentExceptionText();
       failure.leftBehind = work.LeftBehind();
     }
     orders.Finish();
@@ -127,7 +127,7 @@ void Serve(HostedModule& hosted, machine::KeptMachine& machine, const ProgramCha
         continue;
       }
     } catch (...) {
-      failure.text = CurrentExceptionText();
+      failure.text = sdk::CurrentExceptionText();
     }
     Say(channel, failure);
   }

@@ -33,7 +33,8 @@
 #include <mutex>
 #include <sstream>
 #include <string>
-#include <thread>
+
+#include "tests/support/served_file.h"
 
 namespace {
 
@@ -205,24 +206,9 @@ int Serve(const std::string& mountFolder) {
   operations.read = Read;
   operations.write = Write;
   operations.init = Initialise;
-  std::string name = "faulty_disk";
-  char* words[] = {name.data(), nullptr};
-  fuse_args arguments = FUSE_ARGS_INIT(1, words);
-  fuse* const server = fuse_new(&arguments, &operations, sizeof operations, nullptr);
-  fuse_opt_free_args(&arguments);
-  if (server == nullptr || fuse_mount(server, mountFolder.c_str()) != 0) {
-    std::cerr << "faulty_disk: cannot mount on " << mountFolder << '\n';
-    return 1;
-  }
-  std::thread commands(TakeCommands, server, mountFolder);
-  fuse_loop_config* const loop = fuse_loop_cfg_create();
-  fuse_loop_cfg_set_max_threads(loop, kThreads);
-  fuse_loop_mt(server, loop);
-  fuse_loop_cfg_destroy(loop);
-  fuse_unmount(server);
-  commands.join();
-  fuse_destroy(server);
-  return 0;
+  const int status = ServeFile(operations, "faulty_disk", mountFolder, kThreads, TakeCommands);
+  if (status != 0) std::cerr << "faulty_disk: cannot mount on " << mountFolder << '\n';
+  return status;
 }
 
 }  // namespace

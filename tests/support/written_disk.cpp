@@ -26,8 +26,9 @@
 #include <mutex>
 #include <sstream>
 #include <string>
-#include <thread>
 #include <utility>
+
+#include "tests/support/served_file.h"
 
 namespace {
 
@@ -130,18 +131,5 @@ int main(int count, char** arguments) {
   operations.read = Read;
   operations.write = Write;
   operations.fsync = Flush;
-  char* words[] = {arguments[0], nullptr};
-  fuse_args args = FUSE_ARGS_INIT(1, words);
-  fuse* const server = fuse_new(&args, &operations, sizeof operations, nullptr);
-  fuse_opt_free_args(&args);
-  if (server == nullptr || fuse_mount(server, arguments[1]) != 0) return 1;
-  std::thread commands(TakeCommands, server, arguments[1]);
-  fuse_loop_config* const loop = fuse_loop_cfg_create();
-  fuse_loop_cfg_set_max_threads(loop, 16);
-  fuse_loop_mt(server, loop);
-  fuse_loop_cfg_destroy(loop);
-  fuse_unmount(server);
-  commands.join();
-  fuse_destroy(server);
-  return 0;
+  return ServeFile(operations, arguments[0], arguments[1], 16, TakeCommands);
 }

@@ -20,6 +20,7 @@
 #include "service/modules/storage/disk.h"
 #include "service/modules/storage/storage_module.h"
 #include "service/sdk/module_test_support.h"
+#include "tests/support/file_server.h"
 
 namespace orvan::storage {
 namespace {
@@ -32,58 +33,6 @@ using Clock = std::chrono::steady_clock;
 
 constexpr std::uint64_t kBytes = 2U << 20;
 constexpr std::uint64_t kSectors = kBytes / 512;
-
-// The program that serves a failing file, and the folder in which it does.
-class FaultyFile {
- public:
-  FaultyFile() {
-    folder_ = (std::filesystem::temp_directory_path() / "live_disk_XXXXXX").string();
-    if (mkdtemp(folder_.data()) == nullptr) throw std::runtime_error("mkdtemp");
-    int in[2];
-    int out[2];
-    if (pipe2(in, O_CLOEXEC) != 0 || pipe2(out, O_CLOEXEC) != 0) throw std::runtime_error("pipe2");
-    const std::string program = TARVEX_BINARY_DIR "/tests/faulty_disk";
-    const std::string size = std::to_string(kBytes);
-    pid_ = fork();
-    if (pid_ == 0) {
-      dup2(in[0], STDIN_FILENO);
-      dup2(out[1], STDOUT_FILENO);
-      execl(program.c_str(), program.c_str(), folder_.c_str(), size.c_str(), nullptr);
-      _exit(127);
-    }
-    close(in[0]);
-    close(out[1]);
-    commands_ = Descriptor(in[1]);
-    answers_ = Descriptor(out[0]);
-    EXPECT_EQ(ReadLine(), "ready");
-  }
-
-  ~FaultyFile() {
-    commands_ = Descriptor();
-    waitpid(pid_, nullptr, 0);
-    rmdir(folder_.c_str());
-  }
-
-  std::string Path() const { return folder_ + "/disk"; }
-
-  std::string Command(const std::string& line) {
-    const std::string text = line + '\n';
-    EXPECT_EQ(write(commands_.Get(), text.data(), text.size()), static_cast<ssize_t>(text.size()));
-    return ReadLine();
-  }
-
- private:
-  std::string ReadLine() {
-    std::string line;
-    for (char c = 0; read(answers_.Get(), &c, 1) == 1 && c != '\n';) line += c;
-    return line;
-  }
-
-  std::string folder_;
-  pid_t pid_ = -1;
-  Descriptor commands_;
-  Descriptor answers_;
-};
 
 // A read-only loop device with direct I/O.
 class LoopDevice {
@@ -124,7 +73,7 @@ class LiveDisk : public testing::Test {
         access("/dev/loop-control", R_OK | W_OK) != 0) {
       GTEST_SKIP() << "needs root, /dev/fuse and /dev/loop-control";
     }
-    file_ = std::make_unique<FaultyFile>();
+    file_ = std::make_unique<FileServer>("faulty_disk", "disk", std::to_string(kBytes));
   }
 
   // Closing a device waits for reads of its cached pages, so those that hang are let go first.
@@ -154,7 +103,7 @@ class LiveDisk : public testing::Test {
   }
 
   // Declared so that the loop device goes before the file below it.
-  std::unique_ptr<FaultyFile> file_;
+  std::unique_ptr<FileServer> file_;
   std::unique_ptr<LoopDevice> loop_;
   const std::unique_ptr<machine::KeptMachine> machine_ = machine::MakeLiveMachine({});
   std::unique_ptr<StorageModule> module_;

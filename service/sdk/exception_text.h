@@ -3,7 +3,7 @@
 #include <exception>
 #include <string>
 
-namespace orvan::worker {
+namespace orvan::sdk {
 
 // The text of the exception that is being handled. Only inside a catch block.
 inline std::string CurrentExceptionText() {
@@ -16,4 +16,4 @@ inline std::string CurrentExceptionText() {
   }
 }
 
-}  // namespace orvan::worker
+}  // namespace orvan::sdk
