@@ -1,6 +1,7 @@
 #include "tests/selftest_module/deeds.h"
 
 #include <fcntl.h>
+#include <sched.h>
 #include <signal.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>
@@ -74,12 +75,16 @@ void Spin(const std::string& /*file*/) {
   }
 }
 
-// In the kernel, in a sleep that no signal but the last one ends.
+int WaitForEnd(void* /*nothing*/) {
+  prctl(PR_SET_PDEATHSIG, SIGKILL);
+  while (true) pause();
+}
+
+// In the kernel, in a sleep that no signal but the last one ends: that of who has made a process
+// that shares its memory. The sanitizers make another one of vfork.
 void HangInKernel(const std::string& /*file*/) {
-  if (vfork() == 0) {
-    prctl(PR_SET_PDEATHSIG, SIGKILL);
-    while (true) pause();
-  }
+  alignas(16) static std::array<char, 64U << 10> stack;
+  clone(WaitForEnd, stack.data() + stack.size(), CLONE_VM | CLONE_VFORK | SIGCHLD, nullptr);
 }
 
 // In the kernel, in a call of a file that never answers.
