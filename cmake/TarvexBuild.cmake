@@ -103,11 +103,12 @@ endfunction()
 
 # A diagnostic module: its code as a static library NAME_code for the unit tests, and the plug-in
 # build/<preset>/lib/orvan/modules/NAME.so, which exports OrvanModuleEntry and nothing else. Its
-# sources are the folder's *.cpp, of which *_test.cpp are the unit tests and entry.cpp is the entry.
+# sources are the *.cpp of the folder and of the folders in it, of which *_test.cpp are the unit tests
+# and entry.cpp is the entry.
 function(tarvex_module name)
   cmake_parse_arguments(A "" "" "DEPENDS;PRIVATE;TEST_DEPENDS" ${ARGN})
-  file(GLOB sources CONFIGURE_DEPENDS "*.cpp")
-  file(GLOB tests CONFIGURE_DEPENDS "*_test.cpp")
+  file(GLOB sources CONFIGURE_DEPENDS "*.cpp" "*/*.cpp")
+  file(GLOB tests CONFIGURE_DEPENDS "*_test.cpp" "*/*_test.cpp")
   list(REMOVE_ITEM sources ${tests} "${CMAKE_CURRENT_SOURCE_DIR}/entry.cpp")
   tarvex_library(${name}_code SOURCES ${sources} DEPENDS ${A_DEPENDS} PRIVATE ${A_PRIVATE}
                  TESTS ${tests} TEST_DEPENDS ${A_TEST_DEPENDS})
