@@ -37,7 +37,7 @@ void SignalHandler::RemoveHandler(HostSignalCallback function) {
 }
 
 bool SignalHandler::StartOnce() {
-  if (thread_ == nullptr && TerminationDescriptor() >= 0 && shared_->deadline.Start()) {
+  if (thread_ == nullptr && TerminationDescriptor() >= 0) {
     thread_ =
         LayerThread::Start("host-signals", [shared = shared_](int stop) { Serve(*shared, stop); });
   }

@@ -31,7 +31,7 @@ class SignalHandler final : public HostSignalHandler {
   struct Shared {
     explicit Shared(std::chrono::milliseconds patience) : deadline(patience) {}
 
-    TerminationDeadline deadline;
+    TerminationDeadline deadline;  // the layer's thread alone
     std::mutex mutex;
     std::condition_variable finished;
     std::vector<HostSignalCallback> functions;  // guarded by mutex

@@ -2,12 +2,9 @@
 
 #include <poll.h>
 #include <signal.h>
-#include <sys/eventfd.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
-#include <cerrno>
 
 #include "host/process_signals.h"
 #include "host/terminal.h"
@@ -53,37 +50,11 @@ bool WaitOut(milliseconds patience, int stopDescriptor) {
 
 }  // namespace
 
-struct TerminationDeadline::Shared {
-  milliseconds patience{};
-  Descriptor begun;  // readable from the first request on
-  std::atomic<int> signal{0};
-};
-
-TerminationDeadline::TerminationDeadline(milliseconds patience)
-    : shared_(std::make_shared<Shared>()) {
-  shared_->patience = patience;
-  shared_->begun.Reset(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
-}
-
-bool TerminationDeadline::Start() {
-  if (thread_ == nullptr && shared_->begun.IsOpen()) {
-    thread_ = LayerThread::Start("host-deadline", [shared = shared_](int stop) {
-      std::array<pollfd, 2> waiting{{{stop, POLLIN, 0}, {shared->begun.Get(), POLLIN, 0}}};
-      while (::poll(waiting.data(), waiting.size(), -1) < 0) {
-        if (errno != EINTR) return;
-      }
-      if (waiting[0].revents != 0 || !WaitOut(shared->patience, stop)) return;
-      EndProcessBySignal(shared->signal);
-    });
-  }
-  return thread_ != nullptr;
-}
-
 void TerminationDeadline::Begin(int signal) {
-  int none = 0;
-  if (shared_->signal.compare_exchange_strong(none, signal)) {
-    ::eventfd_write(shared_->begun.Get(), 1);
-  }
+  if (thread_ != nullptr) return;
+  thread_ = LayerThread::Start("host-deadline", [patience = patience_, signal](int stop) {
+    if (WaitOut(patience, stop)) EndProcessBySignal(signal);
+  });
 }
 
 }  // namespace tarvex

@@ -3,8 +3,8 @@
 #include <chrono>
 #include <utility>
 
+#include "service/recording/key.h"
 #include "service/recording/recording_file.h"
-#include "service/recording/stand_ins.h"
 #include "system/folders.h"
 
 namespace orvan::library {

@@ -1,14 +1,15 @@
 #include "service/machine/live_machine.h"
 
 #include <sched.h>
-#include <sys/random.h>
 
 #include <atomic>
 #include <cerrno>
 #include <memory>
 #include <mutex>
+#include <span>
 #include <utility>
 
+#include "os/chance.h"
 #include "service/machine/apart_calls.h"
 #include "service/machine/block_reader.h"
 #include "service/machine/block_writer.h"
@@ -72,8 +73,7 @@ class LiveMachine final : public KeptMachine {
   }
   std::uint64_t Chance() override {
     std::uint64_t number = 0;
-    // Of so few bytes the kernel gives all or none, and none only before it has any at boot.
-    while (getrandom(&number, sizeof(number), 0) != sizeof(number)) continue;
+    tarvex::FillByChance(std::as_writable_bytes(std::span(&number, 1)));
     return number;
   }
 

@@ -106,12 +106,6 @@ void Round(const Key& key, int round, Places& places, std::size_t middle) {
 
 }  // namespace
 
-Key Key::Make() {
-  std::array<unsigned char, kBytes> bytes{};
-  randombytes_buf(bytes.data(), bytes.size());
-  return Key(bytes);
-}
-
 std::string StandInOf(const Key& key, std::string_view value) {
   Places places = PlacesOf(value);
   for (int round = 0; round < kRounds; ++round) Round(key, round, places, places.size() / 2);

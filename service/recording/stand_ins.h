@@ -1,27 +1,14 @@
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <span>
 #include <string>
 #include <string_view>
 
+#include "service/recording/key.h"
+
 namespace orvan::recording {
-
-// The key of one recording, which no file holds. With it the same value has the same stand-in in
-// every process that takes part.
-class Key {
- public:
-  static constexpr std::size_t kBytes = 32;
-  // One that nobody can foresee.
-  static Key Make();
-  explicit Key(const std::array<unsigned char, kBytes>& bytes) : bytes_(bytes) {}
-  const std::array<unsigned char, kBytes>& Bytes() const { return bytes_; }
-
- private:
-  std::array<unsigned char, kBytes> bytes_;
-};
 
 // The stand-in of a value: of the same length, with a digit for each digit and a letter of the same
 // case for each letter, a hexadecimal one where the value is hexadecimal; all else stays. Values
