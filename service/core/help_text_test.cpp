@@ -31,7 +31,7 @@ class TwoTests final : public sdk::Module {
   sdk::ModuleHelp Help() const override { return help; }
   const std::vector<sdk::DiagnosticRecord>& Diagnostics() const override { return diagnostics_; }
   const std::vector<sdk::ToolRecord>& Tools() const override { return tools_; }
-  std::vector<std::unique_ptr<sdk::Device>> ScanDevices(std::stop_token) override { return {}; }
+  void ScanDevices(sdk::ScanContext&) override {}
 
   sdk::ModuleHelp help{"reads and never writes.", "-Q 0"};
 

@@ -12,6 +12,33 @@
 
 namespace orvan::core {
 
+namespace {
+
+class GatheringScan final : public sdk::ScanContext {
+ public:
+  explicit GatheringScan(std::stop_token stop) : stop_(std::move(stop)) {}
+  void Found(std::unique_ptr<sdk::Device> device) override { found.push_back(std::move(device)); }
+  std::stop_token StopToken() const override { return stop_; }
+
+  std::vector<std::unique_ptr<sdk::Device>> found;
+
+ private:
+  std::stop_token stop_;
+};
+
+// The first number from the count of devices on that is the id of none of them.
+std::string FreeId(const std::vector<std::unique_ptr<sdk::Device>>& devices) {
+  std::set<std::string> taken;
+  for (const auto& device : devices) {
+    if (device != nullptr) taken.insert(device->Id());
+  }
+  std::size_t number = devices.size();
+  while (taken.contains(std::to_string(number))) ++number;
+  return std::to_string(number);
+}
+
+}  // namespace
+
 ModuleAdapter::ModuleAdapter(ModulePointer module, log::ServiceLog& log, CallObserver& observer,
                              RunRequests& requests, std::stop_token scanStop)
     : module_(std::move(module)),
@@ -92,18 +119,25 @@ void ModuleAdapter::ScanDevices() {
   observer_.OnScanDevices(name_);
   devices_.clear();
   withdrawn_.clear();
+  GatheringScan scan(scanStop_);
   try {
-    Take(module_->ScanDevices(scanStop_));
+    module_->ScanDevices(scan);
   } catch (...) {
-    const std::string reason = CurrentExceptionText();
-    log_.Error("exception", "scan of module " + name_ + " ended: " + reason);
-    // Who names a device is not shown the one that stands for all.
-    tarvex::TellOnStandardError("the devices of module " + name_ +
-                                " could not be searched: " + reason);
-    std::vector<std::unique_ptr<sdk::Device>> none;
-    none.push_back(std::make_unique<UnsearchedDevices>(name_, reason));
-    Take(std::move(none));
+    TellBroken(CurrentExceptionText(), scan.found);
   }
+  Take(std::move(scan.found));
+}
+
+void ModuleAdapter::TellBroken(const std::string& reason,
+                               std::vector<std::unique_ptr<sdk::Device>>& found) {
+  log_.Error("exception", "scan of module " + name_ + " ended: " + reason);
+  if (!found.empty() && scanStop_.stop_requested()) return;
+  const std::string unsearched = found.empty() ? "the devices" : "further devices";
+  // Who names a device is not shown the one that stands for others.
+  tarvex::TellOnStandardError(unsearched + " of module " + name_ +
+                              " could not be searched: " + reason);
+  found.push_back(std::make_unique<UnsearchedDevices>(
+      FreeId(found), name_ + ": " + unsearched + " could not be searched", reason));
 }
 
 void ModuleAdapter::Take(std::vector<std::unique_ptr<sdk::Device>> devices) {

@@ -35,9 +35,11 @@ class ModuleAdapter final : public DiagModule {
   // Null for a device that a tool has withdrawn since the last scan; it keeps its index.
   DiagDevice* GetDevice(std::uint32_t index) override;
   std::uint32_t DeviceCount() override { return static_cast<std::uint32_t>(devices_.size()); }
-  // A scan that throws leaves one device, "0", that stands for those nobody could look at, and a
-  // line in the log. So does a device that is untestable, one that is null, which is left out, and
-  // one with the id of an earlier one, which is kept.
+  // A scan that throws leaves a line in the log, what it had found, and behind that one device that
+  // stands for those nobody could look at; its id is the first number that is free from the count
+  // of the others on. Of one that was to stop what it had found is all, if there is any. A line in
+  // the log has a device that is untestable, too, one that is null, which is left out, and one with
+  // the id of an earlier one, which is kept.
   void ScanDevices() override;
   const ProductVersion* Version() override { return &version_; }
 
@@ -62,6 +64,7 @@ class ModuleAdapter final : public DiagModule {
   log::ServiceLog& Log() const { return log_; }
 
  private:
+  void TellBroken(const std::string& reason, std::vector<std::unique_ptr<sdk::Device>>& found);
   void Take(std::vector<std::unique_ptr<sdk::Device>> found);
   void AddDiagnostics();
   void AddTools(RunRequests& requests);

@@ -114,6 +114,70 @@ TEST_F(ModuleAdapterTest, AScanThatThrowsIsNotOneThatFoundNothing) {
                                       "The devices could not be searched")}));
 }
 
+std::vector<std::string> Ids(ModuleAdapter& shown) {
+  std::vector<std::string> ids(shown.DeviceCount());
+  for (std::uint32_t i = 0; i < ids.size(); ++i) shown.GetDevice(i)->GetId(ids[i]);
+  return ids;
+}
+
+TEST_F(ModuleAdapterTest, WhatAScanFoundBeforeItThrewStaysAndOneMoreStandsForTheRest) {
+  module->afterScan = [] { throw std::runtime_error("bus is gone"); };
+  ModuleAdapter& shown = Adapt();
+  ::testing::internal::CaptureStderr();
+  shown.ScanDevices();
+  EXPECT_EQ(::testing::internal::GetCapturedStderr(),
+            "TarvexDiagnosticsCLI: further devices of module Plain could not be searched: "
+            "bus is gone\n");
+  EXPECT_EQ(Ids(shown), (std::vector<std::string>{"0", "1", "2"}));
+  DeviceInformation information;
+  EXPECT_EQ(shown.GetDevice(1)->GetInformation(information).name, "Device 1");
+  EXPECT_EQ(shown.GetDevice(2)->GetInformation(information).name,
+            "Plain: further devices could not be searched");
+  EXPECT_FALSE(shown.FindDevice(shown.GetDevice(1))->WhyUntestable());
+  EXPECT_TRUE(shown.FindDevice(shown.GetDevice(2))->WhyUntestable());
+}
+
+TEST_F(ModuleAdapterTest, WhatStandsForTheRestHasAnIdOfItsOwn) {
+  module->scan = [](std::stop_token) {
+    std::vector<std::unique_ptr<sdk::Device>> devices;
+    for (const char* id : {"2", "4"}) devices.push_back(std::make_unique<PlainDevice>(id));
+    devices.push_back(nullptr);
+    devices.push_back(std::make_unique<PlainDevice>("a"));
+    return devices;
+  };
+  module->afterScan = [] { throw std::runtime_error("bus is gone"); };
+  ModuleAdapter& shown = Adapt();
+  shown.ScanDevices();
+  EXPECT_EQ(Ids(shown), (std::vector<std::string>{"2", "4", "a", "5"}));
+}
+
+TEST_F(ModuleAdapterTest, OfAScanThatWasToStopWhatItFoundIsAll) {
+  bool findsNothing = false;
+  module->scan = [&findsNothing](std::stop_token) {
+    std::vector<std::unique_ptr<sdk::Device>> devices;
+    if (!findsNothing) devices.push_back(std::make_unique<PlainDevice>("7"));
+    return devices;
+  };
+  module->afterScan = [] { throw std::runtime_error("no time"); };
+  testing::TemporaryFolder folder;
+  log.MoveTo(folder.Path());
+  ModuleAdapter& shown = Adapt();
+  scanStop.request_stop();
+  ::testing::internal::CaptureStderr();
+  shown.ScanDevices();
+  EXPECT_EQ(::testing::internal::GetCapturedStderr(), "");
+  EXPECT_EQ(Ids(shown), (std::vector<std::string>{"7"}));
+  EXPECT_EQ(testing::LogLinesAfterStart(folder.Path()),
+            (std::vector<std::string>{
+                testing::RunErrorLine("exception", "scan of module Plain ended: no time")}));
+  // Where it found nothing, nothing would be canceled.
+  findsNothing = true;
+  ::testing::internal::CaptureStderr();
+  shown.ScanDevices();
+  EXPECT_NE(::testing::internal::GetCapturedStderr(), "");
+  EXPECT_EQ(Ids(shown), (std::vector<std::string>{"0"}));
+}
+
 TEST_F(ModuleAdapterTest, LeavesOutNoDeviceAndKeepsEqualIdsAndTellsBothToTheLog) {
   module->scan = [](std::stop_token) {
     std::vector<std::unique_ptr<sdk::Device>> devices;

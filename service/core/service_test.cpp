@@ -51,7 +51,7 @@ class BrokenModule final : public sdk::Module {
   sdk::ModuleHelp Help() const override { return {}; }
   const std::vector<sdk::DiagnosticRecord>& Diagnostics() const override { return diagnostics; }
   const std::vector<sdk::ToolRecord>& Tools() const override { return tools; }
-  std::vector<std::unique_ptr<sdk::Device>> ScanDevices(std::stop_token) override { return {}; }
+  void ScanDevices(sdk::ScanContext&) override {}
   std::vector<sdk::DiagnosticRecord> diagnostics;
   std::vector<sdk::ToolRecord> tools;
 };

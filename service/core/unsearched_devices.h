@@ -7,17 +7,18 @@
 
 namespace orvan::core {
 
-// Stands for all devices of a module whose scan could not look, so that nobody takes them for none.
+// Stands for all devices of a module that its search did not find before it broke, so that nobody
+// takes them for none.
 class UnsearchedDevices final : public sdk::Device {
  public:
-  // `reason` is plain text for people.
-  UnsearchedDevices(std::string module, std::string reason)
-      : module_(std::move(module)), reason_(std::move(reason)) {}
+  // The id is none of a device that was found, `name` and `reason` are plain text for people.
+  UnsearchedDevices(std::string id, std::string name, std::string reason)
+      : id_(std::move(id)), name_(std::move(name)), reason_(std::move(reason)) {}
 
-  std::string Id() const override { return "0"; }
+  std::string Id() const override { return id_; }
   DeviceInformation Information() const override {
     DeviceInformation record;
-    record.name = module_ + ": the devices could not be searched";
+    record.name = name_;
     record.entries.emplace_back(reason_, "REASON");
     // Nobody knows, and a missing one is a fault of the module.
     record.properties["NonRotatingMedia"] = "UNABLE_TO_OBTAIN";
@@ -30,7 +31,8 @@ class UnsearchedDevices final : public sdk::Device {
   }
 
  private:
-  std::string module_;
+  std::string id_;
+  std::string name_;
   std::string reason_;
 };
 

@@ -40,4 +40,17 @@ class GrowingBytes {
   std::vector<std::byte> bytes_;
 };
 
+// No bytes, but how many there would be.
+class CountedBytes {
+ public:
+  bool Append(const void* /*from*/, std::size_t size) {
+    count_ += size;
+    return true;
+  }
+  std::size_t Count() const { return count_; }
+
+ private:
+  std::size_t count_ = 0;
+};
+
 }  // namespace orvan::protocol

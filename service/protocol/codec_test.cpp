@@ -6,6 +6,7 @@
 #include <string>
 
 #include "service/protocol/from_worker.h"
+#include "service/protocol/scan_budget.h"
 #include "service/protocol/to_worker.h"
 
 namespace orvan::protocol {
@@ -73,11 +74,9 @@ TEST(Codec, AHelloPassesWhole) {
 }
 
 TEST(Codec, ADeviceRecordPassesWhole) {
-  const Scanned passed = Passed<FromWorker>(Scanned{9, {WholeRecord()}, 2});
+  const Found passed = Passed<FromWorker>(Found{9, WholeRecord()});
   EXPECT_EQ(passed.request, 9U);
-  EXPECT_EQ(passed.leftBehind, 2U);
-  ASSERT_EQ(passed.devices.size(), 1U);
-  const DeviceRecord& record = passed.devices[0];
+  const DeviceRecord& record = passed.device;
   EXPECT_EQ(record.id, "7");
   EXPECT_EQ(record.uniqueId.value, "naa.5000");
   EXPECT_EQ(record.whyUntestable, "|BROKEN");
@@ -126,7 +125,8 @@ TEST(Codec, WhatIsCutOrHasMoreIsNoMessage) {
   ExpectExact<ToWorker>(RunTool{1, 2, "n", true, true, {{"u", "i"}}, {{"u", "i"}}, 4});
   ExpectExact<ToWorker>(ToolAnswer{1, true, {"a"}});
   ExpectExact<ToWorker>(Ping{});
-  ExpectExact<FromWorker>(Scanned{9, {WholeRecord()}, 2});
+  ExpectExact<FromWorker>(Found{9, WholeRecord()});
+  ExpectExact<FromWorker>(Scanned{9, 2});
   ExpectExact<FromWorker>(TestEnded{1, sdk::Verdict::Failed("m", "e", "f", "w"), 1});
   ExpectExact<FromWorker>(Crashed{11, 5, 1, {}});
 }
@@ -186,26 +186,47 @@ TEST(Codec, AValueThatIsTooLongIsNotSent) {
       Encode<ToWorker>(ToolAnswer{1, true, {std::string(kLongestText + 1, 'x')}}).has_value());
 }
 
+// Of the two lists of the message the first one is as long as a list may be.
+Found WithParameters(std::size_t count) {
+  TestOnDevice test;
+  test.parameters = Answer<std::vector<sdk::ParameterSpec>>{};
+  Found found{9, {}};
+  found.device.tests = {test, test};
+  found.device.tests[0].parameters->value.resize(kMostElements);
+  found.device.tests[1].parameters->value.resize(count);
+  return found;
+}
+
 TEST(Codec, ListsThatWouldTakeMoreMemoryThanAMessageMayAreNone) {
-  const std::vector<std::byte> one = BytesOf<FromWorker>(Scanned{9, {DeviceRecord{}}, 0});
-  constexpr std::size_t kHead = 16;  // kind, request, count
-  constexpr std::size_t kTail = 8;
-  const std::size_t most = kMostElementBytes / sizeof(DeviceRecord);
-  const auto many = [&](std::size_t count) {
-    std::vector<std::byte> bytes;
-    bytes.reserve(count * one.size());
-    bytes.assign(one.begin(), one.begin() + kHead);
-    const auto shown = static_cast<std::uint32_t>(count);
-    std::memcpy(bytes.data() + kHead - sizeof(shown), &shown, sizeof(shown));
-    for (std::size_t i = 0; i < count; ++i) {
-      bytes.insert(bytes.end(), one.begin() + kHead, one.end() - kTail);
-    }
-    bytes.insert(bytes.end(), one.end() - kTail, one.end());
-    return bytes;
-  };
-  EXPECT_TRUE(Decode<FromWorker>(many(3)).has_value());
-  EXPECT_TRUE(Decode<FromWorker>(many(most)).has_value());
-  EXPECT_FALSE(Decode<FromWorker>(many(most + 1)).has_value());
+  constexpr std::size_t kLeft =
+      kMostElementBytes - 2 * sizeof(TestOnDevice) - kMostElements * sizeof(sdk::ParameterSpec);
+  constexpr std::size_t kMost = kLeft / sizeof(sdk::ParameterSpec);
+  EXPECT_FALSE(Encode<FromWorker>(WithParameters(kMost + 1)).has_value());
+  std::vector<std::byte> bytes = BytesOf<FromWorker>(WithParameters(kMost));
+  EXPECT_TRUE(Decode<FromWorker>(bytes).has_value());
+  // One more of the same, and the count says so.
+  constexpr std::size_t kParameter = 6 * 4 + sizeof(sdk::ParameterSpec::type) + 2 * 8 + 1;
+  constexpr std::size_t kTail = 4;
+  const auto shown = static_cast<std::uint32_t>(kMost + 1);
+  std::memcpy(bytes.data() + bytes.size() - kTail - kMost * kParameter - sizeof(shown), &shown,
+              sizeof(shown));
+  bytes.insert(bytes.end() - kTail, kParameter, std::byte{0});
+  EXPECT_FALSE(Decode<FromWorker>(bytes).has_value());
+}
+
+TEST(Codec, TheDevicesOfASearchHaveABound) {
+  DeviceRecord record;
+  record.information.value.name = std::string(kLongestText, 'x');
+  record.information.value.entries.resize(kMostElements / 2);
+  // Its texts are counted, and its lists, and both by what they take in memory.
+  const std::size_t least = kLongestText + kMostElements / 2 * (64 + 8);
+  ScanBudget budget;
+  std::size_t taken = 0;
+  while (budget.Take(record)) ++taken;
+  EXPECT_EQ(taken, kMostScanBytes / (least + 1024));
+  EXPECT_TRUE(budget.Take(DeviceRecord{}));
+  record.id = std::string(kLongestText + 1, 'x');
+  EXPECT_FALSE(ScanBudget().Take(record));
 }
 
 TEST(Codec, AListThatIsTooLongIsNotSent) {

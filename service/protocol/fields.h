@@ -38,6 +38,7 @@ class Room {
     left_ -= count * size;
     return true;
   }
+  std::size_t Taken() const { return kMostElementBytes - left_; }
 
  private:
   std::size_t left_ = kMostElementBytes;
@@ -51,6 +52,8 @@ class FieldWriter {
  public:
   explicit FieldWriter(Store& store) : store_(store) {}
   bool IsGood() const { return good_; }
+  // What the elements of all lists take in memory, without what they hold.
+  std::size_t ElementBytes() const { return room_.Taken(); }
 
   template <typename Number>
   requires std::is_arithmetic_v<Number>

@@ -36,16 +36,26 @@ struct Refused {
   }
 };
 
+// A device of a scan, in its order. Each at once, for nobody knows what the next one costs.
+struct Found {
+  std::uint64_t request = 0;
+  DeviceRecord device;
+
+  template <typename Fields, typename Self>
+  static void Pass(Fields& fields, Self& self) {
+    fields.Value(self.request);
+    DeviceRecord::Pass(fields, self.device);
+  }
+};
+
 // The end of a scan.
 struct Scanned {
   std::uint64_t request = 0;
-  std::vector<DeviceRecord> devices;
   std::uint64_t leftBehind = 0;  // calls that hang in the kernel
 
   template <typename Fields, typename Self>
   static void Pass(Fields& fields, Self& self) {
     fields.Value(self.request);
-    fields.Elements(self.devices, kFields);
     fields.Value(self.leftBehind);
   }
 };
@@ -170,8 +180,8 @@ struct Pong {
 };
 
 using FromWorker =
-    std::variant<Ready, Refused, Scanned, TestEnded, ToolEnded, Threw, DeviceMissing, Progress,
-                 Measured, Logged, ToolSet, ToolGet, ToolFire, ToolWithdraw, ToolFailed,
+    std::variant<Ready, Refused, Found, Scanned, TestEnded, ToolEnded, Threw, DeviceMissing,
+                 Progress, Measured, Logged, ToolSet, ToolGet, ToolFire, ToolWithdraw, ToolFailed,
                  RecordingEnded, Pong, Crashed, OutOfMemory>;
 
 }  // namespace orvan::protocol

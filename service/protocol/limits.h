@@ -8,15 +8,16 @@ namespace orvan::protocol {
 
 // Raised with every change of a message. Both sides are of one build, so another version means that
 // somebody mixed two.
-inline constexpr std::uint32_t kVersion = 5;
+inline constexpr std::uint32_t kVersion = 6;
 
 // What a message may hold at most.
 inline constexpr std::size_t kLongestText = 1U << 20;           // bytes
 inline constexpr std::size_t kMostElements = 1U << 20;          // of any list
 inline constexpr std::size_t kMostElementBytes = 256ULL << 20;  // of all lists, in memory
-inline constexpr std::string_view kCutMark = " [cut]";          // behind what was longer
-inline constexpr std::size_t kMostFrames = 48;                  // of a crash
-inline constexpr std::size_t kLibraryNameBytes = 48;            // in a frame of it
+inline constexpr std::size_t kMostScanBytes = 256ULL << 20;  // of all devices of a scan, in memory
+inline constexpr std::string_view kCutMark = " [cut]";       // behind what was longer
+inline constexpr std::size_t kMostFrames = 48;               // of a crash
+inline constexpr std::size_t kLibraryNameBytes = 48;         // in a frame of it
 
 // What a worker exits with when its own surroundings are at fault.
 inline constexpr int kExitNoConnection = 101;  // it is closed, or what came over it is none of ours

@@ -58,7 +58,8 @@ struct Hello {
 
 struct Scan {
   std::uint64_t request = 0;
-  bool isAgain = false;  // to find known devices, so nothing is looked at that may hang
+  // To find known devices, so nothing is looked at that may hang, and nothing is told of them.
+  bool isAgain = false;
 
   template <typename Fields, typename Self>
   static void Pass(Fields& fields, Self& self) {

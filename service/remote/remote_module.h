@@ -25,9 +25,7 @@ class RemoteModule final : public sdk::Module {
   sdk::ModuleHelp Help() const override { return local_->Help(); }
   const std::vector<sdk::DiagnosticRecord>& Diagnostics() const override { return diagnostics_; }
   const std::vector<sdk::ToolRecord>& Tools() const override { return tools_; }
-  std::vector<std::unique_ptr<sdk::Device>> ScanDevices(std::stop_token stop) override {
-    return host_->Scan(std::move(stop));
-  }
+  void ScanDevices(sdk::ScanContext& scan) override { host_->Scan(scan); }
 
   // For who wants to end the worker before the module ends.
   std::weak_ptr<WorkerHost> Host() const { return host_; }

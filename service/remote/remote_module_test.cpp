@@ -156,6 +156,47 @@ TEST_F(RemoteModuleTest, AScanThatCrashesSaysSoAndTheNextOneIsAnotherWorkers) {
   EXPECT_THAT(journal.lines[1], HasSubstr("backtrace: selftest.so+0x"));
 }
 
+TEST_F(RemoteModuleTest, WhatASearchFoundBeforeItBrokeCounts) {
+  settings["scan-at"] = "2";
+  settings["devices"] = "3";
+  for (const char* deed : {"throw", "segv", "kill", "exit", "garbage", "close-all-and-hang"}) {
+    settings["scan"] = deed;
+    Forget();
+    EXPECT_THROW(Scan(), std::runtime_error) << deed;
+    ASSERT_EQ(Found().size(), 2U) << deed;
+    EXPECT_EQ(Found()[1]->Id(), "1") << deed;
+    EXPECT_EQ(Found()[1]->UniqueId(), "part-1") << deed;
+  }
+}
+
+TEST_F(RemoteModuleTest, WhatASearchFoundBeforeItBrokeIsFoundAgainByOneThatDoesNot) {
+  const TestFolder folder;
+  settings["throwing"] = folder / "throwing";
+  settings["scan-at"] = "1";
+  std::ofstream(folder / "throwing").put('x');
+  EXPECT_THROW(Scan(), std::runtime_error);
+  ASSERT_EQ(Found().size(), 1U);
+  // The worker that has thrown knows it, and another one would have to find it.
+  EXPECT_EQ(Run("device", Found()[0].get()).message, "|DEVICE_Part part-0");
+  Run("exit", Found()[0].get());
+  EXPECT_EQ(Shown(Run("pass", Found()[0].get())),
+            kInvalid + " |THE_TEST_DID_NOT_BEGIN:_THROWN_ON_PURPOSE");
+  std::filesystem::remove(folder / "throwing");
+  EXPECT_EQ(Run("device", Found()[0].get()).message, "|DEVICE_Part part-0");
+}
+
+TEST_F(RemoteModuleTest, ASearchWithoutEndHasOne) {
+  settings["devices"] = "1000000000";
+  try {
+    Scan();
+    FAIL();
+  } catch (const std::runtime_error& error) {
+    EXPECT_STREQ(error.what(), "more than a search may find");
+  }
+  EXPECT_GT(Found().size(), 10000U);
+  EXPECT_TRUE(journal.lines.empty());
+}
+
 // Asks for a stop as soon as that file is there.
 std::jthread StopOnce(const std::string& file, std::stop_source& stop) {
   return std::jthread([file, &stop](const std::stop_token& over) {
@@ -172,6 +213,17 @@ TEST_F(RemoteModuleTest, AScanThatIsToStopAndLooksKeepsItsDevices) {
   settings["begun"] = folder / "begun";
   const std::jthread stopper = StopOnce(folder / "begun", scanStop);
   EXPECT_EQ(Scan().size(), 2U);
+}
+
+TEST_F(RemoteModuleTest, AScanThatIsToStopAndHangsKeepsWhatItHasFound) {
+  const TestFolder folder;
+  settings["scan"] = "hang";
+  settings["scan-at"] = "1";
+  settings["begun"] = folder / "begun";
+  const std::jthread stopper = StopOnce(folder / "begun", scanStop);
+  EXPECT_THROW(Scan(), std::runtime_error);
+  ASSERT_EQ(Found().size(), 1U);
+  EXPECT_EQ(Found()[0]->UniqueId(), "part-0");
 }
 
 TEST_F(RemoteModuleTest, OnceItIsToStopNoWorkerIsStartedForAScan) {
@@ -389,7 +441,7 @@ TEST_F(RemoteModuleTest, AWorkerThatIsNotThereIsToldOfEachTest) {
             kInvalid +
                 " |THE_TEST_DID_NOT_BEGIN:_ITS_WORKER_COULD_NOT_BE_STARTED:_|NO_SUCH_FILE_"
                 "OR_DIRECTORY");
-  EXPECT_THROW(module.ScanDevices({}), std::runtime_error);
+  EXPECT_THROW(sdk::testing::DevicesOf(module), std::runtime_error);
 }
 
 }  // namespace

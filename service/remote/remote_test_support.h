@@ -16,6 +16,7 @@
 #include "service/remote/remote_module.h"
 #include "service/sdk/closed_machine.h"
 #include "service/sdk/descriptor.h"
+#include "service/sdk/module_test_support.h"
 #include "tests/selftest_module/selftest_module.h"
 
 namespace orvan::remote::testing {
@@ -102,9 +103,18 @@ class RemoteModuleTest : public ::testing::Test {
     module_.reset();
   }
   const std::vector<std::unique_ptr<sdk::Device>>& Scan() {
-    devices_ = Module().ScanDevices(scanStop.get_token());
+    sdk::testing::RememberingScan scan(scanStop.get_token());
+    try {
+      Module().ScanDevices(scan);
+    } catch (...) {
+      devices_ = std::move(scan.devices);
+      throw;
+    }
+    devices_ = std::move(scan.devices);
     return devices_;
   }
+  // What the last search found before it broke.
+  const std::vector<std::unique_ptr<sdk::Device>>& Found() const { return devices_; }
   const sdk::TestRecord& Test(const std::string& option) {
     for (const sdk::DiagnosticRecord& diagnostic : Module().Diagnostics()) {
       for (const sdk::TestRecord& test : diagnostic.tests) {

@@ -1,11 +1,11 @@
 #include "service/remote/worker_host.h"
 
-#include <algorithm>
 #include <map>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
 
+#include "service/protocol/scan_budget.h"
 #include "service/remote/remote_device.h"
 #include "service/remote/words.h"
 
@@ -41,6 +41,46 @@ std::vector<std::unique_ptr<sdk::Device>> DevicesOf(std::uint64_t scan,
   }
   return devices;
 }
+
+// What a worker says while it searches.
+class SearchTalk {
+ public:
+  using Fits = std::function<bool(const protocol::DeviceRecord&)>;
+  SearchTalk(const protocol::Scan& order, std::vector<protocol::DeviceRecord>& devices, Fits fits)
+      : order_(order), devices_(devices), fits_(std::move(fits)) {}
+
+  Reply operator()(protocol::FromWorker& message) {
+    if (auto* const found = std::get_if<protocol::Found>(&message)) return Take(*found);
+    if (auto* const threw = std::get_if<protocol::Threw>(&message)) {
+      thrown = std::move(threw->text);
+      return End(*threw);
+    }
+    const auto* const scanned = std::get_if<protocol::Scanned>(&message);
+    return scanned != nullptr ? End(*scanned) : Reply::kGarbage;
+  }
+
+  // The end.
+  std::optional<std::string> thrown;
+  std::uint64_t leftBehind = 0;
+
+ private:
+  Reply Take(protocol::Found& found) {
+    if (found.request != order_.request || order_.isAgain) return Reply::kGarbage;
+    if (!fits_(found.device) || !budget_.Take(found.device)) return Reply::kGarbage;
+    devices_.push_back(std::move(found.device));
+    return Reply::kMore;
+  }
+  template <typename Said>
+  Reply End(const Said& said) {
+    leftBehind = said.leftBehind;
+    return said.request == order_.request ? Reply::kDone : Reply::kGarbage;
+  }
+
+  const protocol::Scan& order_;
+  std::vector<protocol::DeviceRecord>& devices_;
+  const Fits fits_;
+  protocol::ScanBudget budget_;
+};
 
 }  // namespace
 
@@ -146,11 +186,8 @@ std::string WorkerHost::Prepare(const Errand& errand) {
     if (std::string fault = StartWorker(errand); !fault.empty()) return fault;
   }
   if (errand.needsDevices && !isStopped() && !worker_->hasScanned) {
-    try {
-      ScanWithWorker(errand, true);
-    } catch (const std::exception& failure) {
-      return failure.what();
-    }
+    const Search search = SearchWithWorker(errand, true);
+    if (!search.fault.empty()) return search.fault;
   }
   // What is not begun needs no time to end.
   return isStopped() ? kStoppedBefore : std::string();
@@ -161,43 +198,37 @@ bool WorkerHost::Fits(const protocol::DeviceRecord& record) const {
   return record.tests.size() == sizes_.tests && record.tools.size() == sizes_.tools;
 }
 
-std::vector<std::unique_ptr<sdk::Device>> WorkerHost::ScanWithWorker(const Errand& errand,
-                                                                     bool isAgain) {
-  protocol::Scan order{++lastRequest_, isAgain};
+WorkerHost::Search WorkerHost::SearchWithWorker(const Errand& errand, bool isAgain) {
+  const protocol::Scan order{++lastRequest_, isAgain};
   const std::optional<Outcome> untold = Untold(worker_->Channel().Send(order, false));
-  std::vector<protocol::DeviceRecord> records;
-  std::optional<std::string> thrown;
-  std::uint64_t leftBehind = 0;
-  const auto take = [&](protocol::FromWorker& message) {
-    if (auto* const threw = std::get_if<protocol::Threw>(&message)) {
-      thrown = std::move(threw->text);
-      leftBehind = threw->leftBehind;
-      return threw->request == order.request ? Reply::kDone : Reply::kGarbage;
-    }
-    auto* const scanned = std::get_if<protocol::Scanned>(&message);
-    if (scanned == nullptr || scanned->request != order.request) return Reply::kGarbage;
-    leftBehind = scanned->leftBehind;
-    records = std::move(scanned->devices);
-    const auto fits = [this](const protocol::DeviceRecord& record) { return Fits(record); };
-    return std::all_of(records.begin(), records.end(), fits) ? Reply::kDone : Reply::kGarbage;
-  };
-  const Outcome outcome = untold ? *untold : Converse(errand, limits_.scanGrace, take);
+  Search search{order.request, {}, {}};
+  SearchTalk talk(order, search.devices, [this](const auto& device) { return Fits(device); });
+  const Outcome outcome =
+      untold ? *untold
+             : Converse(errand, limits_.scanGrace,
+                        [&talk](protocol::FromWorker& message) { return talk(message); });
   Judge(errand.subject, outcome);
   if (outcome.kind != Outcome::Kind::kDone) {
-    throw std::runtime_error("the worker " + WhatBecame(outcome));
+    search.fault = "the worker " + WhatBecame(outcome);
+    return search;
   }
-  NoteHungScan(errand.subject, leftBehind);
-  if (thrown) throw std::runtime_error(*thrown);
-  worker_->hasScanned = true;
-  return DevicesOf(order.request, std::move(records));
+  NoteHungScan(errand.subject, talk.leftBehind);
+  if (talk.thrown) search.fault = *talk.thrown;
+  // What it had found before it threw it still knows.
+  worker_->hasScanned = !talk.thrown || !search.devices.empty();
+  return search;
 }
 
-std::vector<std::unique_ptr<sdk::Device>> WorkerHost::Scan(std::stop_token stop) {
+void WorkerHost::Scan(sdk::ScanContext& scan) {
   Errand errand;
   errand.subject = "scan";
-  errand.stop = std::move(stop);
+  errand.stop = scan.StopToken();
   if (const std::string fault = Prepare(errand); !fault.empty()) throw std::runtime_error(fault);
-  return ScanWithWorker(errand, false);
+  Search search = SearchWithWorker(errand, false);
+  for (auto& device : DevicesOf(search.request, std::move(search.devices))) {
+    scan.Found(std::move(device));
+  }
+  if (!search.fault.empty()) throw std::runtime_error(search.fault);
 }
 
 }  // namespace orvan::remote

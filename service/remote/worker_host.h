@@ -11,7 +11,7 @@
 #include "service/remote/journal.h"
 #include "service/remote/worker.h"
 #include "service/remote/worker_keeper.h"
-#include "service/sdk/device.h"
+#include "service/sdk/scan.h"
 
 namespace orvan::remote {
 
@@ -52,9 +52,10 @@ class WorkerHost {
         journal_(journal),
         limits_(limits) {}
 
-  // Searches the module's devices. Throws std::runtime_error with the reason when there is no
-  // answer, and with the module's own words when it threw.
-  std::vector<std::unique_ptr<sdk::Device>> Scan(std::stop_token stop);
+  // Searches the module's devices. Throws std::runtime_error with the reason when the search did
+  // not come to its end, and with the module's own words when it threw; what it had found until
+  // then is handed on before.
+  void Scan(sdk::ScanContext& scan);
 
   // Hands the worker an order, whose number is set here, and lets `take` have what it says, until
   // the end. A worker that had to be given up is gone when this returns, and the journal says why.
@@ -94,7 +95,13 @@ class WorkerHost {
   // A worker that is ready, and knows the devices when the errand needs them. Empty, or why not.
   std::string Prepare(const Errand& errand);
   std::string StartWorker(const Errand& errand);
-  std::vector<std::unique_ptr<sdk::Device>> ScanWithWorker(const Errand& errand, bool isAgain);
+  // A search: what the worker told of it, and why it did not come to its end; empty: it did.
+  struct Search {
+    std::uint64_t request = 0;
+    std::vector<protocol::DeviceRecord> devices;
+    std::string fault;
+  };
+  Search SearchWithWorker(const Errand& errand, bool isAgain);
   Outcome Converse(const Errand& errand, std::chrono::milliseconds grace,
                    std::function<Talk::Reply(protocol::FromWorker&)> take,
                    std::uint32_t toldEvents = 0);

@@ -85,13 +85,11 @@ class ScriptedModule final : public sdk::Module {
     return script_.diagnostics;
   }
   const std::vector<sdk::ToolRecord>& Tools() const override { return script_.tools; }
-  std::vector<std::unique_ptr<sdk::Device>> ScanDevices(std::stop_token stop) override {
-    WaitUntil(Clock::now() + script_.scan, stop);
-    std::vector<std::unique_ptr<sdk::Device>> devices;
+  void ScanDevices(sdk::ScanContext& scan) override {
+    WaitUntil(Clock::now() + script_.scan, scan.StopToken());
     for (const DeviceScript& device : script_.devices) {
-      devices.push_back(std::make_unique<ScriptedDevice>(device));
+      scan.Found(std::make_unique<ScriptedDevice>(device));
     }
-    return devices;
   }
 
  private:

@@ -3,9 +3,7 @@
 #include <cstdint>
 #include <functional>
 #include <map>
-#include <memory>
 #include <optional>
-#include <stop_token>
 #include <string>
 #include <vector>
 
@@ -15,6 +13,7 @@
 #include "service/sdk/device.h"
 #include "service/sdk/machine.h"
 #include "service/sdk/parameter.h"
+#include "service/sdk/scan.h"
 #include "service/sdk/tool.h"
 #include "service/sdk/verdict.h"
 
@@ -78,11 +77,11 @@ class Module {
   // In display order; the same at every call.
   virtual const std::vector<DiagnosticRecord>& Diagnostics() const = 0;
   virtual const std::vector<ToolRecord>& Tools() const = 0;
-  // Finds the devices, in the order of their ids. Long; ends early when stop is requested. No
-  // device is one that is not there: one that cannot be looked at takes its place with
-  // WhyUntestable. Throws when nothing could be looked at; what() is the reason, in plain words for
-  // people. One untestable device then stands for all of them.
-  virtual std::vector<std::unique_ptr<Device>> ScanDevices(std::stop_token stop) = 0;
+  // Finds the devices. Long; ends early when its stop is set. No device is one that is not there:
+  // one that cannot be looked at takes its place with WhyUntestable. Throws when the search could
+  // not be made or not go on; what() is the reason, in plain words for people. What was found
+  // before counts, and one untestable device stands for all others.
+  virtual void ScanDevices(ScanContext& scan) = 0;
 };
 
 // What a module gets when it is made.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -47,6 +48,26 @@ class RememberingContext final : public TestContext {
   const Device* device_;
   ParameterValues parameters_;
 };
+
+// A search that remembers what it found.
+class RememberingScan final : public ScanContext {
+ public:
+  explicit RememberingScan(std::stop_token stop = {}) : stop_(std::move(stop)) {}
+  void Found(std::unique_ptr<Device> device) override { devices.push_back(std::move(device)); }
+  std::stop_token StopToken() const override { return stop_; }
+
+  std::vector<std::unique_ptr<Device>> devices;
+
+ private:
+  std::stop_token stop_;
+};
+
+// The devices that the module finds. Throws what it throws.
+inline std::vector<std::unique_ptr<Device>> DevicesOf(Module& module, std::stop_token stop = {}) {
+  RememberingScan scan(std::move(stop));
+  module.ScanDevices(scan);
+  return std::move(scan.devices);
+}
 
 // The test with the option `test` of the diagnostic with the option `diagnostic`. Throws
 // std::out_of_range when there is none.

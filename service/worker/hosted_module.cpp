@@ -74,23 +74,38 @@ const sdk::ToolRecord* HostedModule::FindTool(const protocol::RunTool& order) co
   return &tools[order.tool];
 }
 
-std::vector<protocol::DeviceRecord> HostedModule::Scan(std::uint64_t request,
-                                                       std::stop_token stop) {
-  names_.clear();
-  devices_.clear();
-  scan_ = request;
-  std::vector<protocol::DeviceRecord> records;
-  for (std::unique_ptr<sdk::Device>& device : module_->ScanDevices(std::move(stop))) {
-    protocol::DeviceRecord& record = records.emplace_back();
+class HostedModule::TellingScan final : public sdk::ScanContext {
+ public:
+  TellingScan(HostedModule& hosted, std::stop_token stop,
+              const std::function<void(const protocol::DeviceRecord&)>& tell)
+      : hosted_(hosted), stop_(std::move(stop)), tell_(tell) {}
+
+  void Found(std::unique_ptr<sdk::Device> device) override {
+    protocol::DeviceRecord record;
     if (device == nullptr) {
       record.isNone = true;
     } else {
-      record = RecordOf(*device, *module_);
+      record = RecordOf(*device, *hosted_.module_);
     }
-    names_.push_back({record.uniqueId.value, record.id});
-    devices_.push_back(std::move(device));
+    tell_(record);
+    hosted_.names_.push_back({std::move(record.uniqueId.value), std::move(record.id)});
+    hosted_.devices_.push_back(std::move(device));
   }
-  return records;
+  std::stop_token StopToken() const override { return stop_; }
+
+ private:
+  HostedModule& hosted_;
+  const std::stop_token stop_;
+  const std::function<void(const protocol::DeviceRecord&)>& tell_;
+};
+
+void HostedModule::Scan(std::uint64_t request, std::stop_token stop,
+                        const std::function<void(const protocol::DeviceRecord&)>& tell) {
+  names_.clear();
+  devices_.clear();
+  scan_ = request;
+  TellingScan scan(*this, std::move(stop), tell);
+  module_->ScanDevices(scan);
 }
 
 const sdk::Device* HostedModule::FindDevice(const protocol::DeviceName& name, bool mayWrite) const {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -25,13 +26,17 @@ class HostedModule {
   const sdk::TestRecord* FindTest(const protocol::RowName& row) const;
   const sdk::ToolRecord* FindTool(const protocol::RunTool& order) const;
 
-  // Searches the devices anew, for that request. Throws what the module throws.
-  std::vector<protocol::DeviceRecord> Scan(std::uint64_t request, std::stop_token stop);
+  // Searches the devices anew, for that request, and tells each as it is found. Throws what the
+  // module throws, and what `tell` throws passes through the module.
+  void Scan(std::uint64_t request, std::stop_token stop,
+            const std::function<void(const protocol::DeviceRecord&)>& tell);
   // Null when the last scan found no such device, or when it can't be told from others. With
   // `mayWrite`, one of several that have the same unique id is never taken from another scan.
   const sdk::Device* FindDevice(const protocol::DeviceName& name, bool mayWrite) const;
 
  private:
+  class TellingScan;
+
   std::unique_ptr<sdk::Module, void (*)(sdk::Module*)> module_{nullptr, nullptr};
   const sdk::Device* FindByUniqueId(const protocol::DeviceName& name, bool mayWrite) const;
 

@@ -2,10 +2,12 @@
 
 #include <algorithm>
 #include <optional>
+#include <stdexcept>
 #include <utility>
 #include <variant>
 #include <vector>
 
+#include "service/protocol/scan_budget.h"
 #include "service/sdk/exception_text.h"
 #include "service/worker/contexts.h"
 
@@ -46,8 +48,12 @@ class Work {
 
   End operator()(const protocol::Scan& order) {
     machine_.SkipProbes(order.isAgain);
-    std::vector<protocol::DeviceRecord> devices = hosted_.Scan(order.request, orders_.StopToken());
-    return protocol::Scanned{order.request, std::move(devices), LeftBehind()};
+    protocol::ScanBudget budget;
+    hosted_.Scan(order.request, orders_.StopToken(), [&](const protocol::DeviceRecord& device) {
+      if (!budget.Take(device)) throw std::length_error("more than a search may find");
+      if (!order.isAgain) Say(channel_, protocol::Found{order.request, device});
+    });
+    return protocol::Scanned{order.request, LeftBehind()};
   }
 
   End operator()(const protocol::RunTest& order) {

@@ -138,7 +138,7 @@ std::string RunAll(machine::KeptMachine& machine) {
   environment.machine = &machine;
   StorageModule module(environment);
   std::ostringstream said;
-  for (const auto& device : module.ScanDevices({})) {
+  for (const auto& device : sdk::testing::DevicesOf(module)) {
     said << device->Id() << ' ' << device->UniqueId() << ' ' << device->Information().name << '\n';
     for (const auto& [value, label] : device->Information().entries) {
       said << "  " << label << '=' << value << '\n';
@@ -178,7 +178,8 @@ TEST_P(StorageReplay, DoesNotPassWhatWasNotRecorded) {
   sdk::ModuleEnvironment environment;
   environment.machine = machine.get();
   // The scan alone.
-  StorageModule(environment).ScanDevices({});
+  StorageModule module(environment);
+  sdk::testing::DevicesOf(module);
   const std::string said = RunAll(*tape.Replay());
   EXPECT_EQ(said.find(": " + std::to_string(static_cast<int>(kTestPassed)) + ' '),
             std::string::npos);

@@ -144,7 +144,7 @@ void SendNothing(const std::string& /*file*/) {
 void Forge(const std::string& /*file*/) {
   struct [[gnu::packed]] {
     char form = 0;
-    std::uint32_t kind = 7;  // of progress
+    std::uint32_t kind = 8;  // of progress
     std::uint64_t request = 4711;
     std::int32_t percent = 50;
     std::uint32_t length = 0;
@@ -180,7 +180,7 @@ void LeaveChildAndExit(const std::string& file) {
 void SayLastWords(const std::string& file) {
   struct [[gnu::packed]] {
     char form = 0;
-    std::uint32_t kind = 18;  // of one that has no memory
+    std::uint32_t kind = 19;  // of one that has no memory
     std::uint64_t taken = 1000U << 20;
     std::uint64_t limit = 528U << 20;
   } message;
@@ -196,7 +196,7 @@ void EndThread(const std::string& /*file*/) {
 void SendPong(const std::string& /*file*/) {
   struct [[gnu::packed]] {
     char form = 0;
-    std::uint32_t kind = 16;  // of a sign of life
+    std::uint32_t kind = 17;  // of a sign of life
     std::uint64_t bytes = 0;
   } message;
   SendBytes(&message, sizeof(message));

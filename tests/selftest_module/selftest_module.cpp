@@ -105,7 +105,19 @@ std::string SelftestModule::Setting(const std::string& name) const {
   return found != settings_.end() ? found->second : std::string();
 }
 
-std::vector<std::unique_ptr<Device>> SelftestModule::ScanDevices(std::stop_token stop) {
+std::unique_ptr<Device> SelftestModule::MakePart(std::uint64_t number, std::uint64_t place) const {
+  const std::string alike = Setting("unique-ids");
+  // An id is given anew at each scan, a unique id stays.
+  const std::string own = "part-" + std::to_string(number);
+  return std::make_unique<Part>(Setting("ids") == "same" ? "0" : std::to_string(place),
+                                alike == "none" ? std::string()
+                                : alike.empty() ? own
+                                                : alike,
+                                own);
+}
+
+void SelftestModule::MisbehaveAt(std::uint64_t place, const std::stop_token& stop) const {
+  if (place != NumberIn(Setting("scan-at")).value_or(0)) return;
   const std::string scan = Setting("scan");
   if (const std::string begun = Setting("begun"); !begun.empty()) std::ofstream(begun).put('x');
   if (scan == "slow" || IsThere(Setting("waiting"))) {
@@ -116,21 +128,17 @@ std::vector<std::unique_ptr<Device>> SelftestModule::ScanDevices(std::stop_token
     Commit(scan, Setting("file"));
   }
   if (IsThere(Setting("throwing"))) Commit("throw", {});
-  const std::string alike = Setting("unique-ids");
-  const bool lacksFirst = IsThere(Setting("marker"));
-  std::vector<std::unique_ptr<Device>> devices;
+}
+
+void SelftestModule::ScanDevices(ScanContext& scan) {
   const std::uint64_t count = NumberIn(Setting("devices")).value_or(2);
-  for (std::uint64_t number = lacksFirst ? 1 : 0; number < count; ++number) {
-    // An id is given anew at each scan, a unique id stays.
-    const std::string own = "part-" + std::to_string(number);
-    devices.push_back(
-        std::make_unique<Part>(Setting("ids") == "same" ? "0" : std::to_string(devices.size()),
-                               alike == "none" ? std::string()
-                               : alike.empty() ? own
-                                               : alike,
-                               own));
+  const std::uint64_t first = IsThere(Setting("marker")) ? 1 : 0;
+  std::uint64_t place = 0;
+  MisbehaveAt(place, scan.StopToken());
+  for (std::uint64_t number = first; number < count; ++number) {
+    scan.Found(MakePart(number, place));
+    MisbehaveAt(++place, scan.StopToken());
   }
-  return devices;
 }
 
 }  // namespace selftest

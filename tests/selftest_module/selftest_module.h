@@ -1,7 +1,9 @@
 #pragma once
 
+#include <cstdint>
 #include <map>
 #include <memory>
+#include <stop_token>
 #include <string>
 #include <vector>
 
@@ -17,6 +19,7 @@ namespace selftest {
 //   selftest/marker   a path: while there is a file, the scan does not find device 0
 //   selftest/scan     a deed that each scan commits, or "slow": one that waits for its stop,
 //                     or "leave-call": one of which a read of the file hangs
+//   selftest/scan-at  how many devices it has found when it does, none by default
 //   selftest/throwing a path: while there is a file, a scan throws
 //   selftest/tool     a deed that the tool commits, or one of its own
 //   selftest/tests    how many tests of no length the diagnostic N has, 1 by default
@@ -36,10 +39,13 @@ class SelftestModule final : public orvan::sdk::Module {
     return diagnostics_;
   }
   const std::vector<orvan::sdk::ToolRecord>& Tools() const override { return tools_; }
-  std::vector<std::unique_ptr<orvan::sdk::Device>> ScanDevices(std::stop_token stop) override;
+  void ScanDevices(orvan::sdk::ScanContext& scan) override;
 
  private:
   std::string Setting(const std::string& name) const;
+  std::unique_ptr<orvan::sdk::Device> MakePart(std::uint64_t number, std::uint64_t place) const;
+  // What a search does before its device of that place; behind the last one when there is none.
+  void MisbehaveAt(std::uint64_t place, const std::stop_token& stop) const;
 
   orvan::sdk::Machine* const machine_;
   const std::map<std::string, std::string> settings_;

@@ -55,8 +55,9 @@ class PlainModule final : public sdk::Module {
   }
   const std::vector<sdk::DiagnosticRecord>& Diagnostics() const override { return diagnostics; }
   const std::vector<sdk::ToolRecord>& Tools() const override { return tools; }
-  std::vector<std::unique_ptr<sdk::Device>> ScanDevices(std::stop_token stop) override {
-    return scan(stop);
+  void ScanDevices(sdk::ScanContext& context) override {
+    for (auto& device : scan(context.StopToken())) context.Found(std::move(device));
+    if (afterScan) afterScan();
   }
 
   std::string name = "Plain";
@@ -70,6 +71,7 @@ class PlainModule final : public sdk::Module {
         devices.push_back(std::make_unique<PlainDevice>("1"));
         return devices;
       };
+  std::function<void()> afterScan;  // once all are told
 };
 
 inline ModulePointer Own(std::unique_ptr<sdk::Module> module) {

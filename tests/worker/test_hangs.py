@@ -174,6 +174,29 @@ def test_a_scan_that_looks_ends_at_once_with_its_devices(world, stop):
 
 @BY
 @pytest.mark.parametrize("deed", ALONE)
+def test_what_a_scan_found_before_it_hung_counts(world, deed, stop):
+    world.set(scan=deed, **{"scan-at": 2, "devices": 4}, begun=world.root / "begun")
+    with Terminal(world, ["-Mselftest", "-Bpass"]) as terminal:
+        terminal.expect(rb"Scanning selftest")
+        eventually((world.root / "begun").exists)
+        assert terminal.reads_single_keys()
+        watch = Stopwatch()
+        stop(terminal)
+        before = terminal.expect(rb"(?s)(.*?)Part part-0").group(1)
+        terminal.expect(rb"Test Status: Canceled!")
+        terminal.expect(rb"Part part-1")
+        terminal.expect(rb"Test Status: Canceled!")
+        assert terminal.wait() == CANCELED
+        assert watch.seconds() < 1.5
+        assert b"could not be searched" not in before + terminal.rest()
+    world.expect_no_process()
+    assert "scan: the worker of module Selftest did not end in time when it was to stop" in (
+        world.log_lines()
+    )
+
+
+@BY
+@pytest.mark.parametrize("deed", ALONE)
 def test_a_scan_that_never_looks_ends_with_its_worker(world, deed, stop):
     world.set(scan=deed, begun=world.root / "begun")
     with Terminal(world, ["-Mselftest", "-Bpass"]) as terminal:

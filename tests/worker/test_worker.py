@@ -8,7 +8,7 @@ import signal
 
 import pytest
 from conftest import verdicts
-from terminal import eventually
+from terminal import Terminal
 
 READ_SEARCH = 1 << 2  # cap_dac_read_search, which the module's descriptor names
 PASSED, INVALID = 0, 24
@@ -135,6 +135,31 @@ def test_a_scan_that_misbehaves_ends_no_run(world, deed):
     world.expect_no_process()
 
 
+@pytest.mark.parametrize("deed", DEEDS + SAID[:-1])
+def test_what_a_scan_found_before_it_broke_keeps_its_ids(world, deed):
+    world.set(scan=deed, **{"scan-at": 2, "devices": 4})
+    listing = world.run(["-Mselftest", "-D"])
+    shown = listing.stdout.decode()
+    assert re.findall(r"Part part-\d|Selftest: further devices could not be searched", shown) == [
+        "Part part-0",
+        "Part part-1",
+        "Selftest: further devices could not be searched",
+    ]
+    assert b"further devices of module Selftest could not be searched: " in listing.stderr
+    run = world.run(["-Mselftest", "-Bpass", "2"])
+    assert (run.returncode, verdicts(run.stdout.decode())[0][1:]) == (
+        INVALID,
+        ("Invalid", "The devices could not be searched"),
+    )
+    world.expect_no_process()
+
+
+def test_ten_thousand_devices_are_told_one_by_one(world):
+    world.set(devices=10000)
+    shown = world.run(["-Mselftest", "-D"]).stdout.decode()
+    assert re.findall(r"Part part-(\d+)", shown) == [str(number) for number in range(10000)]
+
+
 REPAIR = ["-Mselftest", "-Trecover", "-r", "0", "-y"]
 
 
@@ -195,18 +220,16 @@ def test_a_worker_that_is_not_there_makes_its_devices_untestable(world, without_
 def test_a_module_that_is_replaced_in_mid_run_is_not_taken_for_the_one_before(world):
     """The tables that the service holds are those of the file that it has looked at."""
     world.set(file=world.root / "none")
-    run = world.start(["-Mselftest", "-Bwait,pass", "0"], stdout=-1, stdin=-3)
-    eventually(world.processes)
-    other = world.root / "other.so"
-    shutil.copy(world.modules / "selftest.so", other)
-    other.replace(world.modules / "selftest.so")
-    (worker,) = world.processes()
-    os.kill(worker, signal.SIGKILL)
-    output = run.communicate(timeout=60)[0].decode()
-    assert [(row[1], row[2]) for row in verdicts(output)] == [
-        ("Invalid", "The test's worker was ended by signal 9 (SIGKILL)"),
-        (
-            "Invalid",
-            "The test did not begin: its worker has no module: was replaced while the program runs",
-        ),
+    with Terminal(world, ["-Mselftest", "-Bwait,pass", "0"]) as terminal:
+        terminal.expect(rb"   1% . \d+ seconds? \r")
+        other = world.root / "other.so"
+        shutil.copy(world.modules / "selftest.so", other)
+        other.replace(world.modules / "selftest.so")
+        (worker,) = world.processes()
+        os.kill(worker, signal.SIGKILL)
+        assert terminal.wait() == INVALID
+        output = terminal.rest().decode()
+    assert [text for _, _, text in verdicts("=> Wait\r\n" + output)] == [
+        "The test's worker was ended by signal 9 (SIGKILL)",
+        "The test did not begin: its worker has no module: was replaced while the program runs",
     ]

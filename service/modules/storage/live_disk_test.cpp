@@ -88,7 +88,7 @@ class LiveDisk : public testing::Test {
     environment.settings = {{"storage/include_loop", "1"}, {"storage/timeout_seconds", timeout}};
     environment.machine = machine_.get();
     module_ = std::make_unique<StorageModule>(environment);
-    devices_ = module_->ScanDevices({});
+    devices_ = sdk::testing::DevicesOf(*module_);
     for (const auto& device : devices_) {
       const auto& disk = dynamic_cast<const Disk&>(*device);
       if (disk.Facts().kernelName == loop_->Name()) return disk;

@@ -38,13 +38,11 @@ StorageModule::StorageModule(const sdk::ModuleEnvironment& environment)
       includeLoop_(Setting(environment.settings, "storage/include_loop") == "1"),
       diagnostics_(MakeDiagnostics(MakeEnvironment(environment))) {}
 
-std::vector<std::unique_ptr<sdk::Device>> StorageModule::ScanDevices(std::stop_token stop) {
+void StorageModule::ScanDevices(sdk::ScanContext& scan) {
   const auto probe = machine_->MakeProbe(kProbeLimit, kScanLimit);
-  std::vector<std::unique_ptr<sdk::Device>> devices;
-  for (auto& disk : ScanDisks(machine_->Files(), *probe, includeLoop_, std::move(stop))) {
-    devices.push_back(std::move(disk));
+  for (auto& disk : ScanDisks(machine_->Files(), *probe, includeLoop_, scan.StopToken())) {
+    scan.Found(std::move(disk));
   }
-  return devices;
 }
 
 }  // namespace orvan::storage

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -23,7 +22,7 @@ class StorageModule final : public sdk::Module {
   }
   const std::vector<sdk::DiagnosticRecord>& Diagnostics() const override { return diagnostics_; }
   const std::vector<sdk::ToolRecord>& Tools() const override { return tools_; }
-  std::vector<std::unique_ptr<sdk::Device>> ScanDevices(std::stop_token stop) override;
+  void ScanDevices(sdk::ScanContext& scan) override;
 
  private:
   sdk::Machine* machine_;

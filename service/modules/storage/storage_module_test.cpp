@@ -316,13 +316,18 @@ class CapturedMachine final : public sdk::ClosedMachine {
   sdk::testing::CapturedFiles files_{CaptureText("desktop")};
 };
 
+std::vector<std::unique_ptr<sdk::Device>> Found(const sdk::ModuleEnvironment& environment) {
+  StorageModule module(environment);
+  return sdk::testing::DevicesOf(module);
+}
+
 TEST(StorageModule, FindsTheDisksOfTheMachineThatItWasGiven) {
   CapturedMachine machine;
   sdk::ModuleEnvironment environment;
   environment.machine = &machine;
-  EXPECT_EQ(StorageModule(environment).ScanDevices({}).size(), 4U);
+  EXPECT_EQ(Found(environment).size(), 4U);
   environment.settings = {{"storage/include_loop", "1"}};
-  EXPECT_EQ(StorageModule(environment).ScanDevices({}).size(), 6U);  // two of three have a file
+  EXPECT_EQ(Found(environment).size(), 6U);  // two of three have a file
 }
 
 TEST(StorageModule, IsMadeWithoutAnyAccess) {
@@ -332,7 +337,7 @@ TEST(StorageModule, IsMadeWithoutAnyAccess) {
   StorageModule module(environment);
   EXPECT_EQ(module.Diagnostics().size(), 2U);
   EXPECT_EQ(module.Help().summary, "reads disks and never writes to them.");
-  EXPECT_THROW(module.ScanDevices({}), std::logic_error);
+  EXPECT_THROW(sdk::testing::DevicesOf(module), std::logic_error);
   Disk disk = MakeDisk();
   RememberingContext context(&disk);
   EXPECT_THROW(FindTest(module.Diagnostics(), "Q", "f").run(context), std::logic_error);

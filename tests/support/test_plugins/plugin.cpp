@@ -40,13 +40,12 @@ class SmallModule final : public orvan::sdk::Module {
     return diagnostics_;
   }
   const std::vector<orvan::sdk::ToolRecord>& Tools() const override { return tools_; }
-  std::vector<std::unique_ptr<orvan::sdk::Device>> ScanDevices(std::stop_token) override {
+  void ScanDevices(orvan::sdk::ScanContext&) override {
 #if defined(PLUGIN_HANGS)
     const std::ofstream begun(begun_);
     std::promise<void> never;
     never.get_future().wait();
 #endif
-    return {};
   }
 
  private:
