@@ -60,6 +60,7 @@ class Context final : public sdk::TestContext {
                            InLine(message));
   }
   void Measure(const sdk::Measurement& measurement) override { step_.Measure(measurement); }
+  void MeasureSeries(const sdk::MeasurementSeries& series) override { step_.Measure(series); }
   void Log(sdk::LogLevel level, const std::string& text) override { step_.Text(level, text); }
   sdk::StopReason WhyStop() const override {
     return surroundings_.stop.stop_requested() ? surroundings_.requests->WhyStop()

@@ -123,9 +123,9 @@ bool ServiceLog::Admits(LogRank rank) {
   return false;
 }
 
-bool ServiceLog::Write(LogRank rank, const std::string& line) {
-  const bool isWritten = file_.Append(line, rank);
-  lost_ += isWritten ? 0 : 1;
+bool ServiceLog::Write(LogRank rank, const std::string& lines, std::size_t count) {
+  const bool isWritten = file_.Append(lines, rank);
+  lost_ += isWritten ? 0 : count;
   return isWritten;
 }
 
@@ -197,11 +197,17 @@ std::uint64_t ServiceLog::StartStep(const std::string& name) noexcept {
 }
 
 void ServiceLog::Step(std::uint64_t step, const std::string& artifact, LogRank rank) noexcept {
+  Quietly([&] { Step(step, std::vector<std::string>{artifact}, rank); });
+}
+
+void ServiceLog::Step(std::uint64_t step, const std::vector<std::string>& artifacts,
+                      LogRank rank) noexcept {
   Quietly([&] {
     const std::lock_guard lock(mutex_);
-    if (file_.IsOpen() && openSteps_.count(step) > 0 && Admits(rank)) {
-      Write(rank, StepLine(NextLine(), step, artifact));
-    }
+    if (!file_.IsOpen() || openSteps_.count(step) == 0 || !Admits(rank)) return;
+    std::string lines;
+    for (const std::string& artifact : artifacts) lines += StepLine(NextLine(), step, artifact);
+    Write(rank, lines, artifacts.size());
   });
 }
 

@@ -1,10 +1,12 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <mutex>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "boundary/orvan_service_status.h"
 #include "service/log/log_artifacts.h"
@@ -57,6 +59,9 @@ class ServiceLog {
   // What belongs to a step whose start is not in the file is left out.
   void Step(std::uint64_t step, const std::string& artifact,
             LogRank rank = LogRank::kNote) noexcept;
+  // The same of several that mean something together only: all of them, or none.
+  void Step(std::uint64_t step, const std::vector<std::string>& artifacts,
+            LogRank rank = LogRank::kNote) noexcept;
   void EndStep(std::uint64_t step, LogStatus status) noexcept;
   // A verdict, for the end record.
   void Count(TestStatus status) noexcept;
@@ -68,7 +73,7 @@ class ServiceLog {
   LogLine NextLine();
   bool Open();
   bool Admits(LogRank rank);
-  bool Write(LogRank rank, const std::string& line);
+  bool Write(LogRank rank, const std::string& lines, std::size_t count = 1);
   void Run(LogRank rank, const std::string& artifact);
   void TellOfCrashes();
 

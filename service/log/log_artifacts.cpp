@@ -17,6 +17,7 @@ constexpr std::array<const char*, 3> kDiagnoses{"PASS", "FAIL", "UNKNOWN"};
 constexpr std::array<const char*, 6> kLimits{"EQUAL",        "NOT_EQUAL",
                                              "LESS_THAN",    "LESS_THAN_OR_EQUAL",
                                              "GREATER_THAN", "GREATER_THAN_OR_EQUAL"};
+constexpr std::array<const char*, 2> kSeriesKinds{"CURVE", "HISTOGRAM"};
 
 // Each table has a row for each value of its enumeration, in its order.
 template <typename Table, typename Value>
@@ -137,6 +138,35 @@ std::string MeasurementArtifact(const sdk::Measurement& measurement,
   }
   AddText(object, "hardwareInfoId", hardwareId);
   return Member("measurement", object);
+}
+
+std::vector<std::string> SeriesArtifacts(const sdk::MeasurementSeries& series,
+                                         const std::string& id, const std::string& hardwareId,
+                                         std::int64_t timeMs) {
+  std::vector<std::string> artifacts;
+  JsonObject axis;
+  axis.Text("kind", Word(kSeriesKinds, series.kind)).Text("axis", LogText(series.axis));
+  AddText(axis, "axisUnit", series.axisUnit);
+  JsonObject start;
+  start.Text("name", LogText(series.name));
+  AddText(start, "unit", series.unit);
+  start.Text("measurementSeriesId", id);
+  AddText(start, "hardwareInfoId", hardwareId);
+  artifacts.push_back(Member("measurementSeriesStart", start.Raw("metadata", axis.Take())));
+  for (std::size_t i = 0; i < series.points.size(); ++i) {
+    const sdk::MeasurementSeries::Point& point = series.points[i];
+    JsonObject element;
+    element.Raw("index", std::to_string(i))
+        .Number("value", point.value)
+        .Text("timestamp", UtcTimeText(timeMs))
+        .Text("measurementSeriesId", id)
+        .Raw("metadata", JsonObject().Number("position", point.position).Take());
+    artifacts.push_back(Member("measurementSeriesElement", element));
+  }
+  JsonObject end;
+  end.Text("measurementSeriesId", id).Raw("totalCount", std::to_string(series.points.size()));
+  artifacts.push_back(Member("measurementSeriesEnd", end));
+  return artifacts;
 }
 
 std::string HardwareArtifact(const LogHardware& hardware) {

@@ -64,6 +64,10 @@ std::string StepEndArtifact(LogStatus status);
 std::string DiagnosisArtifact(LogDiagnosis type, const std::string& verdict,
                               const std::string& message, const std::string& hardwareId);
 std::string MeasurementArtifact(const sdk::Measurement& measurement, const std::string& hardwareId);
+// The start, each point and the end of a series. `id` is unique in the run.
+std::vector<std::string> SeriesArtifacts(const sdk::MeasurementSeries& series,
+                                         const std::string& id, const std::string& hardwareId,
+                                         std::int64_t timeMs);
 // A device that was not known when the run started.
 std::string HardwareArtifact(const LogHardware& hardware);
 // `content` is a JSON object.

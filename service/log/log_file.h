@@ -36,8 +36,9 @@ class LogFile {
   const std::string& Name() const { return name_; }
   const std::string& Folder() const { return folder_; }
   std::uint64_t Size() const { return file_ != nullptr ? file_->size : 0; }
-  // Writes the line in one call. False when it could not be written; then nothing of it stays.
-  // A line that is no end needs room for ends behind it, which is held as long as the file is open.
+  // Writes the line, or several, in one call. False when that could not be done; then nothing of
+  // it stays. A line that is no end needs room for ends behind it, which is held as long as the
+  // file is open.
   bool Append(std::string_view line, LogRank rank = LogRank::kNote);
   // Goes on in another folder, with all that was written. False, and it stays where it is, when
   // that cannot be done.

@@ -71,6 +71,30 @@ TEST(LogRoom, AFullDiskTakesNeitherTheOutcomeOfATestNorTheEndOfTheRun) {
   EXPECT_TRUE(TakeUnfinishedLogs(disk.Path()).empty());
 }
 
+TEST(LogRoom, OfASeriesAFullDiskTakesAllOrNothing) {
+  NEEDS_A_SMALL_DISK();
+  SmallDisk disk;
+  ServiceLog log(disk.Path());
+  StepLog step(log, "running", nullptr, false);
+  disk.Fill();
+  // Less than what is held behind its start, and each of its lines would find room.
+  sdk::MeasurementSeries series;
+  series.points.resize(256);
+  for (int i = 0; i < 8; ++i) step.Measure(series);
+  log.End();
+  const Lines lines = testing::LogLinesAfterStart(disk.Path());
+  const auto count = [&lines](const std::string& word) {
+    return std::count_if(lines.begin(), lines.end(), [&word](const std::string& line) {
+      return line.find(word) != std::string::npos;
+    });
+  };
+  const auto whole = count("measurementSeriesEnd");
+  EXPECT_LT(whole, 8);
+  EXPECT_EQ(count("measurementSeriesStart"), whole);
+  EXPECT_EQ(count("measurementSeriesElement"), 256 * whole);
+  EXPECT_EQ(count("lines that found no room: " + std::to_string(258 * (8 - whole))), 1);
+}
+
 TEST(LogRoom, AFullDiskTakesNoVerdict) {
   NEEDS_A_SMALL_DISK();
   SmallDisk disk;

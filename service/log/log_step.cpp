@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "service/log/json_text.h"
+#include "service/log/log_time.h"
 #include "system/key_format.h"
 
 namespace orvan::log {
@@ -104,6 +105,11 @@ void StepLog::Text(sdk::LogLevel level, const std::string& text) {
 
 void StepLog::Measure(const sdk::Measurement& measurement) {
   log_.Step(step_, MeasurementArtifact(measurement, hardwareId_));
+}
+
+void StepLog::Measure(const sdk::MeasurementSeries& series) {
+  const std::string id = std::to_string(step_) + '-' + std::to_string(nextSeries_++);
+  log_.Step(step_, SeriesArtifacts(series, id, hardwareId_, NowMilliseconds()));
 }
 
 void StepLog::Exception(const std::string& text) {

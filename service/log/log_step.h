@@ -25,6 +25,8 @@ class StepLog {
   // A line that the test itself writes.
   void Text(sdk::LogLevel level, const std::string& text);
   void Measure(const sdk::Measurement& measurement);
+  // All of it, or nothing.
+  void Measure(const sdk::MeasurementSeries& series);
   // An exception left the test.
   void Exception(const std::string& text);
   // The verdict of `test`, and the end of the step.
@@ -33,6 +35,7 @@ class StepLog {
  private:
   ServiceLog& log_;
   std::uint64_t step_;
+  std::uint64_t nextSeries_ = 0;
   std::string hardwareId_;  // empty for what the run's start does not list
   bool hasError_ = false;
 };

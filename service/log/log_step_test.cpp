@@ -128,6 +128,45 @@ TEST_F(StepLogTest, MeasurementsHaveUnitsAndLimits) {
                    Line(R"("measurement":{"name":"odd","value":"nan"})")}));
 }
 
+// Without the time, which each element of a series has.
+Lines Timeless(Lines lines) {
+  for (std::string& line : lines) {
+    const std::size_t begin = line.find(R"(,"timestamp":")");
+    if (begin == std::string::npos) continue;
+    EXPECT_EQ(line.substr(begin + 14 + 10, 1) + line.substr(begin + 14 + 23, 2), "TZ\"") << line;
+    line.erase(begin, 14 + 25);
+  }
+  return lines;
+}
+
+TEST_F(StepLogTest, ASeriesHasAnElementForEachPointAndAnIdOfItsOwn) {
+  using Kind = sdk::MeasurementSeries::Kind;
+  const LogHardware disk{"4", "Disk", "storage 0", "S1", "storage"};
+  const auto element = [](const std::string& members) {
+    return Line(R"("measurementSeriesElement":{)" + members + "}");
+  };
+  EXPECT_EQ(
+      Timeless(After(
+          &disk, true,
+          [](StepLog& step) {
+            step.Measure(sdk::MeasurementSeries{
+                "rate", Kind::kCurve, "B/s", "lba", "", {{0, 1.5}, {2048, -3}}});
+            step.Measure(sdk::MeasurementSeries{"times", Kind::kHistogram, "", "time", "s", {}});
+          })),
+      (Lines{Line(R"("measurementSeriesStart":{"name":"rate","unit":"B/s",)"
+                  R"("measurementSeriesId":"0-0","hardwareInfoId":"4",)"
+                  R"("metadata":{"kind":"CURVE","axis":"lba"}})"),
+             element(R"("index":0,"value":1.5,"measurementSeriesId":"0-0",)"
+                     R"("metadata":{"position":0})"),
+             element(R"("index":1,"value":-3,"measurementSeriesId":"0-0",)"
+                     R"("metadata":{"position":2048})"),
+             Line(R"("measurementSeriesEnd":{"measurementSeriesId":"0-0","totalCount":2})"),
+             Line(R"("measurementSeriesStart":{"name":"times","measurementSeriesId":"0-1",)"
+                  R"("hardwareInfoId":"4",)"
+                  R"("metadata":{"kind":"HISTOGRAM","axis":"time","axisUnit":"s"}})"),
+             Line(R"("measurementSeriesEnd":{"measurementSeriesId":"0-1","totalCount":0})")}));
+}
+
 TEST_F(StepLogTest, NamesTheHardwareThatTheRunsStartLists) {
   const LogHardware disk{"4", "Disk", "storage 0", "S1", "storage"};
   EXPECT_EQ(After(&disk, true,

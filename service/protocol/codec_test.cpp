@@ -108,6 +108,23 @@ TEST(Codec, AMeasurementPassesWholeWhateverItsValue) {
   EXPECT_EQ(passed.measurement.limits[0].value, 1e300);
 }
 
+TEST(Codec, ASeriesPassesWhole) {
+  MeasuredSeries said;
+  said.request = 4;
+  said.series = {
+      "rate", sdk::MeasurementSeries::Kind::kHistogram, "B/s", "lba", "s", {{1, -0.5}, {2, 1e300}}};
+  const MeasuredSeries passed = Passed<FromWorker>(said);
+  EXPECT_EQ(passed.request, 4U);
+  EXPECT_EQ(passed.series.name, "rate");
+  EXPECT_EQ(passed.series.kind, sdk::MeasurementSeries::Kind::kHistogram);
+  EXPECT_EQ(passed.series.unit, "B/s");
+  EXPECT_EQ(passed.series.axis, "lba");
+  EXPECT_EQ(passed.series.axisUnit, "s");
+  ASSERT_EQ(passed.series.points.size(), 2U);
+  EXPECT_EQ(passed.series.points[1].position, 2);
+  EXPECT_EQ(passed.series.points[1].value, 1e300);
+}
+
 // A message that lacks its last byte, or has one more, is none: each field is there and no other.
 template <typename Any, typename Message>
 void ExpectExact(const Message& message) {

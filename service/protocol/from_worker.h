@@ -147,6 +147,25 @@ struct Measured {
   }
 };
 
+struct MeasuredSeries {
+  std::uint64_t request = 0;
+  sdk::MeasurementSeries series;
+
+  template <typename Fields, typename Self>
+  static void Pass(Fields& fields, Self& self) {
+    fields.Value(self.request);
+    fields.Text(self.series.name);
+    fields.OneOf(self.series.kind, sdk::MeasurementSeries::Kind::kHistogram);
+    fields.Text(self.series.unit);
+    fields.Text(self.series.axis);
+    fields.Text(self.series.axisUnit);
+    fields.Elements(self.series.points, [](auto& inner, auto& point) {
+      inner.Value(point.position);
+      inner.Value(point.value);
+    });
+  }
+};
+
 struct Logged {
   std::uint64_t request = 0;
   sdk::LogLevel level = sdk::LogLevel::kInfo;
@@ -182,6 +201,6 @@ struct Pong {
 using FromWorker =
     std::variant<Ready, Refused, Found, Scanned, TestEnded, ToolEnded, Threw, DeviceMissing,
                  Progress, Measured, Logged, ToolSet, ToolGet, ToolFire, ToolWithdraw, ToolFailed,
-                 RecordingEnded, Pong, Crashed, OutOfMemory>;
+                 RecordingEnded, Pong, Crashed, OutOfMemory, MeasuredSeries>;
 
 }  // namespace orvan::protocol

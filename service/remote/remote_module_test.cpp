@@ -372,6 +372,24 @@ TEST_F(RemoteModuleTest, AMeasurementHasSixteenLimitsAtMost) {
   EXPECT_EQ(context.measurements[0].limits.size(), 16U);
 }
 
+TEST_F(RemoteModuleTest, ASeriesHas256PointsAtMost) {
+  const auto& devices = Scan();
+  TestedContext context(devices[0].get());
+  EXPECT_EQ(Run("measure-long-series", context).status, kTestPassed);
+  ASSERT_EQ(context.series.size(), 1U);
+  EXPECT_EQ(context.series[0].name, "long");
+  ASSERT_EQ(context.series[0].points.size(), 256U);
+  EXPECT_EQ(context.series[0].points[255].value, 255);
+}
+
+TEST_F(RemoteModuleTest, WhatSeriesHoldCountsAsWhatATestHasForTheLog) {
+  const auto& devices = Scan();
+  TestedContext context(devices[0].get());
+  EXPECT_EQ(Run("flood-series", context).status, kTestPassed);
+  // 16 MiB in entries of 256 bytes, 257 of each series: the beginning and its points.
+  EXPECT_EQ(context.series.size(), (16U << 20) / (256 * 257));
+}
+
 TEST_F(RemoteModuleTest, AnOrderThatCannotGoOutIsToldInTheSystemsWords) {
   const auto& devices = Scan();
   TestedContext context(devices[0].get());

@@ -48,6 +48,7 @@ class TestedContext final : public sdk::TestContext {
   void Measure(const sdk::Measurement& measurement) override {
     measurements.push_back(measurement);
   }
+  void MeasureSeries(const sdk::MeasurementSeries& one) override { series.push_back(one); }
   sdk::StopReason WhyStop() const override { return why; }
   std::uint32_t SystemEvents() const override { return looks++ < eventsBegin ? 0 : events; }
 
@@ -61,6 +62,7 @@ class TestedContext final : public sdk::TestContext {
   std::vector<std::pair<int, std::string>> reports;
   std::vector<std::string> log;
   std::vector<sdk::Measurement> measurements;
+  std::vector<sdk::MeasurementSeries> series;
 
  private:
   const sdk::Device* device_;

@@ -50,6 +50,16 @@ class TestTalk {
     if (MayNote(texts)) context_.Measure(said.measurement);
     return Reply::kMore;
   }
+  Reply Take(protocol::MeasuredSeries& said) {
+    if (said.request != request_) return Reply::kGarbage;
+    std::vector<sdk::MeasurementSeries::Point>& points = said.series.points;
+    points.resize(std::min(points.size(), sdk::kMostSeriesPoints));
+    const std::size_t texts = said.series.name.size() + said.series.unit.size() +
+                              said.series.axis.size() + said.series.axisUnit.size();
+    // Each point is an entry of the log.
+    if (MayNote(texts + points.size() * kEntryBytes)) context_.MeasureSeries(said.series);
+    return Reply::kMore;
+  }
   Reply Take(protocol::Logged& said) {
     if (said.request != request_) return Reply::kGarbage;
     if (MayNote(said.text.size())) context_.Log(said.level, said.text);

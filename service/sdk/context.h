@@ -30,6 +30,8 @@ class TestContext {
   void Report(int percent) { Report(percent, {}); }
   // A measured value for the log, at any time of the test. A surrounding without a log drops it.
   virtual void Measure(const Measurement& /*measurement*/) {}
+  // The same of a series, whole.
+  virtual void MeasureSeries(const MeasurementSeries& /*series*/) {}
   // A line of the log, at any time of the test. What a module's test has for the log beyond 16 MiB
   // is left out, and the log says so.
   virtual void Log(LogLevel /*level*/, const std::string& /*text*/) {}

@@ -33,4 +33,26 @@ struct Measurement {
   std::vector<Limit> limits = {};
 };
 
+// Of one series; a module's further points are left out.
+inline constexpr std::size_t kMostSeriesPoints = 256;
+
+// Values that a test measured along an axis, for the log, so that a report can draw them. It
+// decides nothing either.
+struct MeasurementSeries {
+  enum class Kind {
+    kCurve,      // at each position the value that was measured there
+    kHistogram,  // up to each position, and above the one before, so many
+  };
+  struct Point {
+    double position = 0;
+    double value = 0;
+  };
+  std::string name;  // as a measurement's
+  Kind kind = Kind::kCurve;
+  std::string unit;  // of the values; empty for a count
+  std::string axis;  // what the positions are, e.g. "lba"
+  std::string axisUnit;
+  std::vector<Point> points;  // with rising positions
+};
+
 }  // namespace orvan::sdk

@@ -27,6 +27,8 @@ class RememberingContext final : public TestContext {
   }
   void Measure(const Measurement& measurement) override { measurements.push_back(measurement); }
 
+  void MeasureSeries(const MeasurementSeries& one) override { series.push_back(one); }
+
   // The one measurement of that name. Throws std::out_of_range when there is not exactly one.
   const Measurement& Measured(const std::string& name) const {
     const Measurement* found = nullptr;
@@ -43,6 +45,7 @@ class RememberingContext final : public TestContext {
   std::vector<int> percents;
   std::vector<std::string> messages;
   std::vector<Measurement> measurements;
+  std::vector<MeasurementSeries> series;
 
  private:
   const Device* device_;

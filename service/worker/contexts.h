@@ -34,6 +34,9 @@ class TestContext final : public sdk::TestContext {
   void Measure(const sdk::Measurement& measurement) override {
     Say(channel_, protocol::Measured{order_.request, measurement});
   }
+  void MeasureSeries(const sdk::MeasurementSeries& series) override {
+    Say(channel_, protocol::MeasuredSeries{order_.request, series});
+  }
   void Log(sdk::LogLevel level, const std::string& text) override {
     Say(channel_, protocol::Logged{order_.request, level, text});
   }

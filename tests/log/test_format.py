@@ -151,6 +151,49 @@ def test_a_line_in_the_wrong_place_is_found(name):
     assert ocptv.faults(encoded(numbered(MISPLACED[name]))) != []
 
 
+def element(index, value, series="0-0"):
+    time = "2024-11-21T08:00:00.007Z"
+    content = {"index": index, "value": value, "measurementSeriesId": series, "timestamp": time}
+    return step("0", "measurementSeriesElement", {**content, "metadata": {"position": index}})
+
+
+SERIES_START = step(
+    "0", "measurementSeriesStart", {"name": "n", "unit": "s", "measurementSeriesId": "0-0"}
+)
+SERIES_END = step("0", "measurementSeriesEnd", {"measurementSeriesId": "0-0", "totalCount": 2})
+SERIES = [SERIES_START, element(0, 1.5), element(1, -2), SERIES_END]
+
+
+def with_series(*lines):
+    return encoded(numbered([*GOOD[:6], *lines, *GOOD[6:]]))
+
+
+def test_a_good_series_has_no_fault():
+    assert ocptv.faults(with_series(*SERIES)) == []
+
+
+BROKEN_SERIES = {
+    "no start": SERIES[1:],
+    "no end": SERIES[:-1],
+    "the start twice": [SERIES_START, *SERIES],
+    "the series twice": [*SERIES, *SERIES],
+    "an element too few": [*SERIES[:2], SERIES_END],
+    "an index left out": [SERIES_START, element(0, 1.5), element(2, -2), SERIES_END],
+    "an element of another series": [SERIES_START, element(0, 1), element(1, 1, "1"), SERIES_END],
+    "an element behind its end": [*SERIES, element(2, 1)],
+    "no value": [SERIES_START, element(0, None), element(1, 1), SERIES_END],
+    "an unknown member": [
+        *SERIES[:3],
+        step("0", "measurementSeriesEnd", {"measurementSeriesId": "0-0", "totalCount": 2, "x": 1}),
+    ],
+}
+
+
+@pytest.mark.parametrize("name", BROKEN_SERIES)
+def test_a_broken_series_is_found(name):
+    assert ocptv.faults(with_series(*BROKEN_SERIES[name])) != []
+
+
 GOOD_BYTES = encoded(numbered(GOOD))
 
 

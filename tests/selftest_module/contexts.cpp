@@ -50,6 +50,23 @@ Verdict MeasureAgainstMuch(TestContext& context) {
   return Verdict::Passed();
 }
 
+Verdict MeasureLongSeries(TestContext& context) {
+  MeasurementSeries series;
+  series.name = "long";
+  for (int i = 0; i < 257; ++i) {
+    series.points.push_back({static_cast<double>(i), static_cast<double>(i)});
+  }
+  context.MeasureSeries(series);
+  return Verdict::Passed();
+}
+
+Verdict FloodSeries(TestContext& context) {
+  MeasurementSeries series;
+  series.points.resize(256);
+  for (int i = 0; i < 1000; ++i) context.MeasureSeries(series);
+  return Verdict::Passed();
+}
+
 Verdict SayMuch(TestContext& context) {
   context.Report(50, std::string(5U << 20, 'x'));
   return Verdict::Failed("|MUCH", std::string(600U << 10, 'e'), std::string(600U << 10, 'f'), "");
@@ -225,6 +242,8 @@ std::vector<TestRecord> WellBehavedTests(Machine* machine, const std::string& fi
       Row("crash-at-stop", 54, CrashAtStop),
       Row("log-without-end", 55, LogWithoutEnd),
       Row("measure-against-much", 56, MeasureAgainstMuch),
+      Row("measure-long-series", 65, MeasureLongSeries),
+      Row("flood-series", 66, FloodSeries),
       OnDeviceOne(),
       AppliesThrows(),
       Parameters(),

@@ -36,6 +36,10 @@ def is_value(value):
     return isinstance(value, (str, bool, int, float))
 
 
+def is_timestamp(value):
+    return is_text(value) and TIMESTAMP.fullmatch(value) is not None
+
+
 def is_object(value):
     return isinstance(value, dict)
 
@@ -97,6 +101,17 @@ STEP_ARTIFACTS = {
         {"name": is_text, "value": is_value},
         {"unit": is_text, "validators": list_of(VALIDATOR), "hardwareInfoId": is_text},
     ),
+    "measurementSeriesStart": record(
+        {"name": is_text, "measurementSeriesId": is_text},
+        {"unit": is_text, "validators": list_of(VALIDATOR), "hardwareInfoId": is_text}
+        | {"metadata": is_object},
+    ),
+    "measurementSeriesElement": record(
+        {"index": is_whole, "value": is_value, "timestamp": is_timestamp}
+        | {"measurementSeriesId": is_text},
+        {"metadata": is_object},
+    ),
+    "measurementSeriesEnd": record({"measurementSeriesId": is_text, "totalCount": is_whole}),
     "extension": record({"name": is_text, "content": is_object}),
     "log": LOG,
     "error": ERROR,
@@ -113,6 +128,8 @@ class Checker:
         self.hardware = set()
         self.open_steps = set()
         self.known_steps = set()
+        self.open_series = {}  # id -> its step, and how many elements it has
+        self.known_series = set()
 
     def fault(self, text):
         self.faults.append(f"line {self.place}: {text}")
@@ -207,8 +224,31 @@ class Checker:
             self.fault("not between the start and the end of its step")
         if kind == "testStepEnd":
             self.open_steps.discard(step)
+            if any(of == step for of, _ in self.open_series.values()):
+                self.fault("the step ends within a series")
+        if kind.startswith("measurementSeries"):
+            self.series_artifact(step, kind, inner)
         if inner.get("hardwareInfoId", None) not in {None, *self.hardware}:
             self.fault("the run's start does not list this hardware")
+
+    def series_artifact(self, step, kind, inner):
+        series = inner["measurementSeriesId"]
+        if kind == "measurementSeriesStart":
+            if series in self.known_series:
+                self.fault("a series starts twice")
+            self.known_series.add(series)
+            self.open_series[series] = (step, 0)
+            return
+        of, count = self.open_series.pop(series, (None, 0))
+        if of != step:
+            self.fault("not between the start and the end of its series")
+        elif kind == "measurementSeriesEnd":
+            if inner["totalCount"] != count:
+                self.fault("the series has another number of elements")
+        else:
+            if inner["index"] != count:
+                self.fault("the index does not follow")
+            self.open_series[series] = (of, count + 1)
 
 
 def faults(data, ended=True):
