@@ -12,15 +12,14 @@ using std::chrono::milliseconds;
 
 class LiveProbe final : public sdk::FilesystemProbe {
  public:
-  LiveProbe(ApartCalls& calls, milliseconds limit, milliseconds budget)
-      : calls_(calls), limit_(limit), budget_(budget) {}
+  LiveProbe(ApartCalls& calls, milliseconds budget) : calls_(calls), budget_(budget) {}
 
   std::optional<sdk::FilesystemFacts> Probe(const std::string& device,
-                                            const std::string& mountPoint,
+                                            const std::string& mountPoint, milliseconds limit,
                                             std::stop_token stop) override {
     const auto left = std::chrono::duration_cast<milliseconds>(budget_);
     if (left <= milliseconds::zero()) return {};
-    const milliseconds most = std::min(limit_, left);
+    const milliseconds most = std::min(limit, left);
     ApartCalls::End end = ApartCalls::End::kNotTried;
     sdk::AwakeClock::Duration took{};
     // One that stalls is none of the device's, and is not waited for any longer either.
@@ -32,15 +31,13 @@ class LiveProbe final : public sdk::FilesystemProbe {
 
  private:
   ApartCalls& calls_;
-  milliseconds limit_;
   sdk::AwakeClock::Duration budget_;  // what is left of it
 };
 
 }  // namespace
 
-std::unique_ptr<sdk::FilesystemProbe> MakeFilesystemProbe(ApartCalls& calls, milliseconds limit,
-                                                          milliseconds budget) {
-  return std::make_unique<LiveProbe>(calls, limit, budget);
+std::unique_ptr<sdk::FilesystemProbe> MakeFilesystemProbe(ApartCalls& calls, milliseconds budget) {
+  return std::make_unique<LiveProbe>(calls, budget);
 }
 
 }  // namespace orvan::machine

@@ -10,7 +10,6 @@ namespace orvan::machine {
 
 // The live probe. `calls` outlives it.
 std::unique_ptr<sdk::FilesystemProbe> MakeFilesystemProbe(ApartCalls& calls,
-                                                          std::chrono::milliseconds limit,
                                                           std::chrono::milliseconds budget);
 
 }  // namespace orvan::machine

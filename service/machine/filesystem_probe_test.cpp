@@ -55,7 +55,7 @@ std::string DosTableImage() {
 
 TEST_F(FilesystemProbeTest, FindsKindAndLabelOfAFileSystem) {
   std::ofstream(folder_ + "/image") << SwapImage("my disk");
-  const auto facts = MakeFilesystemProbe(calls_, 5s, 5s)->Probe(folder_ + "/image", "", {});
+  const auto facts = MakeFilesystemProbe(calls_, 5s)->Probe(folder_ + "/image", "", 5s, {});
   ASSERT_TRUE(facts);
   EXPECT_EQ(facts->fileSystem, "swap");
   EXPECT_EQ(facts->label, "my disk");
@@ -65,7 +65,7 @@ TEST_F(FilesystemProbeTest, FindsKindAndLabelOfAFileSystem) {
 
 TEST_F(FilesystemProbeTest, FindsTheKindOfAPartitionTable) {
   std::ofstream(folder_ + "/image") << DosTableImage();
-  const auto facts = MakeFilesystemProbe(calls_, 5s, 5s)->Probe(folder_ + "/image", "", {});
+  const auto facts = MakeFilesystemProbe(calls_, 5s)->Probe(folder_ + "/image", "", 5s, {});
   ASSERT_TRUE(facts);
   EXPECT_EQ(facts->tableType, "dos");
   EXPECT_EQ(facts->fileSystem, "");
@@ -74,7 +74,7 @@ TEST_F(FilesystemProbeTest, FindsTheKindOfAPartitionTable) {
 TEST_F(FilesystemProbeTest, TellsTheUseOfAMountedFileSystem) {
   struct statvfs status {};
   ASSERT_EQ(statvfs("/", &status), 0);
-  const auto facts = MakeFilesystemProbe(calls_, 5s, 5s)->Probe("", "/", {});
+  const auto facts = MakeFilesystemProbe(calls_, 5s)->Probe("", "/", 5s, {});
   ASSERT_TRUE(facts && facts->use);
   EXPECT_GT(facts->use->usedBytes, 0U);
   // Used and free make up the whole, however much is written meanwhile.
@@ -82,21 +82,21 @@ TEST_F(FilesystemProbeTest, TellsTheUseOfAMountedFileSystem) {
 }
 
 TEST_F(FilesystemProbeTest, WhatCannotBeOpenedHasNoFacts) {
-  const auto facts = MakeFilesystemProbe(calls_, 5s, 5s)->Probe("/no/device", "/no/mount", {});
+  const auto facts = MakeFilesystemProbe(calls_, 5s)->Probe("/no/device", "/no/mount", 5s, {});
   ASSERT_TRUE(facts);
   EXPECT_EQ(facts->fileSystem, "");
   EXPECT_FALSE(facts->use);
 }
 
 TEST_F(FilesystemProbeTest, OneProbeThatIsStoppedDoesNotSpoilTheNext) {
-  const auto probe = MakeFilesystemProbe(calls_, 5s, 5s);
+  const auto probe = MakeFilesystemProbe(calls_, 5s);
   std::stop_source stop;
   stop.request_stop();
-  EXPECT_FALSE(probe->Probe("", "/", stop.get_token()));
-  EXPECT_TRUE(probe->Probe("", "/", {}));
+  EXPECT_FALSE(probe->Probe("", "/", 5s, stop.get_token()));
+  EXPECT_TRUE(probe->Probe("", "/", 5s, {}));
   const RefusedThreads refused;
   ApartCalls calls(left_);
-  EXPECT_FALSE(MakeFilesystemProbe(calls, 5s, 5s)->Probe("", "/", {}));
+  EXPECT_FALSE(MakeFilesystemProbe(calls, 5s)->Probe("", "/", 5s, {}));
 }
 
 // A file whose reads hang in the kernel stands in for a device that does.
@@ -116,24 +116,26 @@ class HangingProbeTest : public FilesystemProbeTest {
 };
 
 TEST_F(HangingProbeTest, DevicesTogetherCostTheBudgetAndNoMore) {
-  const auto probe = MakeFilesystemProbe(calls_, 1h, 100ms);
+  const auto probe = MakeFilesystemProbe(calls_, 100ms);
   const auto start = std::chrono::steady_clock::now();
-  for (int device = 0; device < 50; ++device) EXPECT_FALSE(probe->Probe(server_->Path(), "", {}));
+  for (int device = 0; device < 50; ++device)
+    EXPECT_FALSE(probe->Probe(server_->Path(), "", 1h, {}));
   EXPECT_LT(std::chrono::steady_clock::now() - start, 4s);
   EXPECT_EQ(*left_, 1U);
 }
 
 TEST_F(HangingProbeTest, OneDeviceCostsItsLimitAndTheNextIsLookedAt) {
-  const auto probe = MakeFilesystemProbe(calls_, 200ms, 1h);
-  EXPECT_FALSE(probe->Probe(server_->Path(), "", {}));
+  const auto probe = MakeFilesystemProbe(calls_, 1h);
+  EXPECT_FALSE(probe->Probe(server_->Path(), "", 200ms, {}));
   EXPECT_EQ(*left_, 1U);
-  EXPECT_TRUE(probe->Probe("", "/", {}));
+  EXPECT_TRUE(probe->Probe("", "/", 5s, {}));
 }
 
 TEST_F(HangingProbeTest, TheTimeOfAllOfThemIsTheBudgets) {
-  const auto probe = MakeFilesystemProbe(calls_, 600ms, 1000ms);
+  const auto probe = MakeFilesystemProbe(calls_, 1000ms);
   const auto start = std::chrono::steady_clock::now();
-  for (int device = 0; device < 10; ++device) EXPECT_FALSE(probe->Probe(server_->Path(), "", {}));
+  for (int device = 0; device < 10; ++device)
+    EXPECT_FALSE(probe->Probe(server_->Path(), "", 600ms, {}));
   const auto took = std::chrono::steady_clock::now() - start;
   EXPECT_GE(took, 900ms);
   EXPECT_LT(took, 3s);

@@ -57,10 +57,9 @@ class LiveMachine final : public KeptMachine {
     if (!*grant) return {nullptr, sdk::WriteRefusal::kNotGranted, 0};
     return OpenBlockWriter(calls_, files_, std::move(grant), options, std::move(stop));
   }
-  std::unique_ptr<sdk::FilesystemProbe> MakeProbe(std::chrono::milliseconds limit,
-                                                  std::chrono::milliseconds budget) override {
+  std::unique_ptr<sdk::FilesystemProbe> MakeProbe(std::chrono::milliseconds budget) override {
     using std::chrono::milliseconds;
-    return MakeFilesystemProbe(calls_, limit, areProbesSkipped_ ? milliseconds(0) : budget);
+    return MakeFilesystemProbe(calls_, areProbesSkipped_ ? milliseconds(0) : budget);
   }
   sdk::CommandAnswer Send(const sdk::DriveCommand& command, std::stop_token stop) override {
     return SendCommand(calls_, files_, command,

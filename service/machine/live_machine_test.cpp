@@ -96,11 +96,11 @@ TEST(LiveMachine, OpensNothingForWritingUnlessThatIsGranted) {
 
 TEST(LiveMachine, LooksAtNoDeviceWhileProbesAreSkipped) {
   const auto machine = MakeLiveMachine({});
-  EXPECT_TRUE(machine->MakeProbe(5s, 5s)->Probe("", "/", {}));
+  EXPECT_TRUE(machine->MakeProbe(5s)->Probe("", "/", 5s, {}));
   machine->SkipProbes(true);
-  EXPECT_FALSE(machine->MakeProbe(5s, 5s)->Probe("", "/", {}));
+  EXPECT_FALSE(machine->MakeProbe(5s)->Probe("", "/", 5s, {}));
   machine->SkipProbes(false);
-  EXPECT_TRUE(machine->MakeProbe(5s, 5s)->Probe("", "/", {}));
+  EXPECT_TRUE(machine->MakeProbe(5s)->Probe("", "/", 5s, {}));
 }
 
 TEST(LiveMachine, AWriterEndsWithTheRowThatOpenedIt) {

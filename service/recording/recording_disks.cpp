@@ -125,10 +125,11 @@ class Look final : public sdk::FilesystemProbe {
 
   std::optional<sdk::FilesystemFacts> Probe(const std::string& device,
                                             const std::string& mountPoint,
+                                            std::chrono::milliseconds limit,
                                             std::stop_token stop) override {
     Redactor& redactor = recorder_->redactor;
     auto facts = inner_->Probe(redactor.RevealedPath(device), redactor.RevealedPath(mountPoint),
-                               std::move(stop));
+                               limit, std::move(stop));
     if (facts) facts->label = redactor.Text(facts->label);
     recorder_->tape.Add(
         FieldWriter(kind::kProbe).Text(redactor.Asked(device)).Text(redactor.Asked(mountPoint)),

@@ -32,9 +32,8 @@ class RecordingMachine final : public KeptMachine {
                                std::stop_token stop) override;
   sdk::OpenedWriter OpenWriter(const sdk::BlockWriterOptions& options,
                                std::stop_token stop) override;
-  std::unique_ptr<sdk::FilesystemProbe> MakeProbe(std::chrono::milliseconds limit,
-                                                  std::chrono::milliseconds budget) override {
-    return RecordProbe(inner_->MakeProbe(limit, budget), recorder_);
+  std::unique_ptr<sdk::FilesystemProbe> MakeProbe(std::chrono::milliseconds budget) override {
+    return RecordProbe(inner_->MakeProbe(budget), recorder_);
   }
   sdk::CommandAnswer Send(const sdk::DriveCommand& command, std::stop_token stop) override;
   std::chrono::steady_clock::time_point Now() const override { return recorder_->tape.Now(); }

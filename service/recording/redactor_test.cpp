@@ -198,8 +198,8 @@ std::string AskForAll(machine::KeptMachine& machine, const Planted& planted, uns
       shown += machine.Files().Exists(std::string(folder) + '/' + name) ? "there\n" : "not there\n";
     }
   }
-  const auto probe = machine.MakeProbe(std::chrono::seconds(1), std::chrono::seconds(1));
-  shown += probe->Probe("/dev/sda1", "", {})->label;
+  const auto probe = machine.MakeProbe(std::chrono::seconds(1));
+  shown += probe->Probe("/dev/sda1", "", std::chrono::seconds(1), {})->label;
   for (const char* device : {"/dev/sda", "/dev/sdb", "/dev/sdc"}) {
     sdk::DriveCommand command;
     command.device = device;

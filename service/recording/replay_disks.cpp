@@ -141,6 +141,7 @@ class Look final : public sdk::FilesystemProbe {
   explicit Look(std::shared_ptr<ReplaySource> source) : source_(std::move(source)) {}
   std::optional<sdk::FilesystemFacts> Probe(const std::string& device,
                                             const std::string& mountPoint,
+                                            std::chrono::milliseconds,
                                             std::stop_token stop) override {
     if (stop.stop_requested()) return {};
     return source_

@@ -32,8 +32,7 @@ class ReplayMachine final : public KeptMachine {
                                std::stop_token stop) override;
   sdk::OpenedWriter OpenWriter(const sdk::BlockWriterOptions& options,
                                std::stop_token stop) override;
-  std::unique_ptr<sdk::FilesystemProbe> MakeProbe(std::chrono::milliseconds,
-                                                  std::chrono::milliseconds) override {
+  std::unique_ptr<sdk::FilesystemProbe> MakeProbe(std::chrono::milliseconds) override {
     return ReplayProbe(source_);
   }
   sdk::CommandAnswer Send(const sdk::DriveCommand& command, std::stop_token stop) override;

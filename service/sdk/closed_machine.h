@@ -13,8 +13,7 @@ class ClosedMachine : public Machine {
   const MachineFiles& Files() const override { throw Refusal(); }
   OpenedReader OpenReader(const BlockReaderOptions&, std::stop_token) override { throw Refusal(); }
   OpenedWriter OpenWriter(const BlockWriterOptions&, std::stop_token) override { throw Refusal(); }
-  std::unique_ptr<FilesystemProbe> MakeProbe(std::chrono::milliseconds,
-                                             std::chrono::milliseconds) override {
+  std::unique_ptr<FilesystemProbe> MakeProbe(std::chrono::milliseconds) override {
     throw Refusal();
   }
   CommandAnswer Send(const DriveCommand&, std::stop_token) override { throw Refusal(); }

@@ -27,10 +27,11 @@ struct FilesystemFacts {
 class FilesystemProbe {
  public:
   virtual ~FilesystemProbe() = default;
-  // `device` and `mountPoint` may each be empty: then that half is left out. None when it hung,
-  // was stopped or could not be tried.
+  // `device` and `mountPoint` may each be empty: then that half is left out. None when it did not
+  // answer within `limit`, was stopped or could not be tried.
   virtual std::optional<FilesystemFacts> Probe(const std::string& device,
                                                const std::string& mountPoint,
+                                               std::chrono::milliseconds limit,
                                                std::stop_token stop) = 0;
 };
 

@@ -33,11 +33,10 @@ class Machine {
   virtual OpenedReader OpenReader(const BlockReaderOptions& options, std::stop_token stop) = 0;
   // Only while a test or a tool runs whose row says that it writes (mayWrite).
   virtual OpenedWriter OpenWriter(const BlockWriterOptions& options, std::stop_token stop) = 0;
-  // Looks at what block devices hold. After one look ran into `limit` the next ones go on; once all
-  // together took `budget`, the rest is answered with none and touches no device. So is every look
-  // of a search that only finds devices again.
-  virtual std::unique_ptr<FilesystemProbe> MakeProbe(std::chrono::milliseconds limit,
-                                                     std::chrono::milliseconds budget) = 0;
+  // Looks at what block devices hold. After one look ran into its limit the next ones go on; once
+  // all together took `budget`, the rest is answered with none and touches no device. So is every
+  // look of a search that only finds devices again.
+  virtual std::unique_ptr<FilesystemProbe> MakeProbe(std::chrono::milliseconds budget) = 0;
   virtual CommandAnswer Send(const DriveCommand& command, std::stop_token stop) = 0;
 
   // Never goes back. It goes on while the machine sleeps no more than steady_clock does.

@@ -91,13 +91,12 @@ TEST(MachineContractTest, EachOutcomeOfACommandIsTold) {
 }
 
 void SeeFileSystems(KeptMachine& machine, std::ostream& seen) {
-  const auto probe =
-      machine.MakeProbe(std::chrono::milliseconds(2000), std::chrono::milliseconds(3000));
+  const auto probe = machine.MakeProbe(std::chrono::milliseconds(3000));
   const std::pair<const char*, const char*> kAsked[] = {{"/dev/sda1", ""}, {"/dev/sda1", "/home"},
                                                         {"/dev/sdb", ""},  {"/dev/sdc", ""},
                                                         {"/dev/sdc", ""},  {"/dev/sda1", ""}};
   for (const auto& [device, mountPoint] : kAsked) {
-    const auto facts = probe->Probe(device, mountPoint, {});
+    const auto facts = probe->Probe(device, mountPoint, std::chrono::milliseconds(2000), {});
     if (!facts) {
       seen << "none\n";
       continue;

@@ -73,9 +73,8 @@ class UnsteadyMachine final : public machine::KeptMachine {
                                std::stop_token stop) override {
     return inner_->OpenWriter(options, std::move(stop));
   }
-  std::unique_ptr<sdk::FilesystemProbe> MakeProbe(std::chrono::milliseconds limit,
-                                                  std::chrono::milliseconds budget) override {
-    return inner_->MakeProbe(limit, budget);
+  std::unique_ptr<sdk::FilesystemProbe> MakeProbe(std::chrono::milliseconds budget) override {
+    return inner_->MakeProbe(budget);
   }
   sdk::CommandAnswer Send(const sdk::DriveCommand& command, std::stop_token stop) override {
     return inner_->Send(command, std::move(stop));

@@ -59,15 +59,15 @@ class Writer final : public BlockWriter {
 
 class Look final : public FilesystemProbe {
  public:
-  Look(FaultyMachine& machine, std::chrono::milliseconds limit, std::chrono::milliseconds budget)
-      : machine_(machine), limit_(limit), left_(budget) {}
+  Look(FaultyMachine& machine, std::chrono::milliseconds budget)
+      : machine_(machine), left_(budget) {}
 
   std::optional<FilesystemFacts> Probe(const std::string& device, const std::string& mountPoint,
+                                       std::chrono::milliseconds limit,
                                        std::stop_token stop) override;
 
  private:
   FaultyMachine& machine_;
-  std::chrono::milliseconds limit_;
   std::chrono::milliseconds left_;
 };
 
@@ -128,18 +128,17 @@ OpenedWriter FaultyMachine::OpenWriter(const BlockWriterOptions& options, std::s
           WriteRefusal::kNone, 0};
 }
 
-std::unique_ptr<FilesystemProbe> FaultyMachine::MakeProbe(std::chrono::milliseconds limit,
-                                                          std::chrono::milliseconds budget) {
-  return std::make_unique<Look>(*this, limit, budget);
+std::unique_ptr<FilesystemProbe> FaultyMachine::MakeProbe(std::chrono::milliseconds budget) {
+  return std::make_unique<Look>(*this, budget);
 }
 
 std::optional<FilesystemFacts> Look::Probe(const std::string& device, const std::string& mountPoint,
-                                           std::stop_token stop) {
+                                           std::chrono::milliseconds limit, std::stop_token stop) {
   if (stop.stop_requested() || left_ <= std::chrono::milliseconds(0)) return {};
   FilesystemFacts facts;
   for (const std::string* name : {&device, &mountPoint}) {
     if (machine_.hangingFileSystems.contains(*name)) {
-      const auto took = std::min(limit_, left_);
+      const auto took = std::min(limit, left_);
       machine_.now += took;
       left_ -= took;
       return {};

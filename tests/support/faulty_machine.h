@@ -48,8 +48,7 @@ class FaultyMachine final : public machine::KeptMachine {
   const MachineFiles& Files() const override { return *files_; }
   OpenedReader OpenReader(const BlockReaderOptions& options, std::stop_token stop) override;
   OpenedWriter OpenWriter(const BlockWriterOptions& options, std::stop_token stop) override;
-  std::unique_ptr<FilesystemProbe> MakeProbe(std::chrono::milliseconds limit,
-                                             std::chrono::milliseconds budget) override;
+  std::unique_ptr<FilesystemProbe> MakeProbe(std::chrono::milliseconds budget) override;
   CommandAnswer Send(const DriveCommand& command, std::stop_token stop) override;
   std::chrono::steady_clock::time_point Now() const override { return now; }
   std::uint64_t Chance() override { return chance++; }

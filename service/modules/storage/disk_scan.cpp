@@ -12,6 +12,7 @@
 #include "service/modules/storage/hardware_path.h"
 #include "service/modules/storage/identity.h"
 #include "service/modules/storage/partitions.h"
+#include "service/modules/storage/probe_turns.h"
 #include "service/modules/storage/words.h"
 #include "service/sdk/block_reader.h"
 
@@ -83,7 +84,8 @@ std::uint64_t ParseDeviceNumber(const std::string& text) {
 // What every disk has and this one does not tell.
 using Lacking = std::vector<sdk::FileTrouble>;
 
-Lacking ReadDisk(const sdk::MachineFiles& files, DiskFacts& facts) {
+Lacking ReadDisk(const sdk::MachineFiles& files, const std::string& hardwareFolder,
+                 DiskFacts& facts) {
   const std::string& folder = facts.folder;
   const std::string number = files.ReadText(folder + "/dev");
   facts.deviceNumber = ParseDeviceNumber(number);
@@ -96,7 +98,7 @@ Lacking ReadDisk(const sdk::MachineFiles& files, DiskFacts& facts) {
   if (const auto rotational = files.ReadNumber(folder + "/queue/rotational")) {
     facts.isRotating = *rotational == 1;
   }
-  ReadIdentity(files, facts);
+  ReadIdentity(files, hardwareFolder, facts);
   Lacking lacking;
   if (facts.deviceNumber == 0) lacking.push_back({"dev", number.empty() ? ENOENT : 0});
   if (!facts.sizeBytes) lacking.push_back({"size", size.empty() ? ENOENT : 0});
@@ -117,23 +119,24 @@ void AddLacking(const Lacking& lacking, DiskFacts& facts) {
 struct FoundDisk {
   std::string sortKey;
   DiskFacts facts;
+  std::optional<PartitionSearch> partitions = {};
 };
 
 // The scan of one machine.
 class Scan {
  public:
-  Scan(const sdk::MachineFiles& files, sdk::FilesystemProbe& probe, bool includeLoop,
-       std::stop_token stop)
-      : files_(files),
-        probe_(probe),
+  Scan(sdk::Machine& machine, bool includeLoop, std::stop_token stop)
+      : machine_(machine),
+        files_(machine.Files()),
         includeLoop_(includeLoop),
         stop_(std::move(stop)),
-        mounts_(files) {}
+        mounts_(files_) {}
 
   std::vector<std::unique_ptr<Disk>> Run() {
     for (const std::string& name : Names()) {
       if (MayBeDisk(name, includeLoop_)) Look(name);
     }
+    LookAtMedia();
     std::stable_sort(found_.begin(), found_.end(),
                      [](const auto& a, const auto& b) { return a.sortKey < b.sortKey; });
     std::map<std::string, int> identities;
@@ -175,12 +178,12 @@ class Scan {
     const std::optional<bool> isDisk =
         isLoop ? HasFile(watched, facts.folder) : IsDisk(watched, name, facts.folder);
     if (isDisk == false) return;
-    const Lacking lacking = ReadDisk(watched, facts);
-    // One more check where it is known, and no lack where it is not.
-    facts.diskSequence = files_.ReadNumber(facts.folder + "/diskseq").value_or(0);
     const HardwarePath path = LookForPath(facts);
     facts.busPath = path.text;
-    facts.partitions = ReadPartitions(watched, probe_, mounts_, facts, stop_);
+    const Lacking lacking = ReadDisk(watched, path.folder, facts);
+    // One more check where it is known, and no lack where it is not.
+    facts.diskSequence = files_.ReadNumber(facts.folder + "/diskseq").value_or(0);
+    PartitionSearch partitions(watched, mounts_, facts);
     KeepTroubles(watched.TakeTroubles(), facts);
     AddLacking(lacking, facts);
     // What was pulled out while we looked is no disk of the machine any more.
@@ -192,12 +195,24 @@ class Scan {
     } else {
       found_.push_back({path.sortKey, std::move(facts)});
     }
+    found_.back().partitions = std::move(partitions);
   }
 
   // What was in the way for a moment only is looked at again, for on this hang all ids.
   HardwarePath LookForPath(const DiskFacts& facts) const {
     HardwarePath path = ReadHardwarePath(files_, facts.kernelName, facts.folder);
     return path.trouble ? ReadHardwarePath(files_, facts.kernelName, facts.folder) : path;
+  }
+
+  void LookAtMedia() {
+    std::vector<PartitionSearch*> searches;
+    for (FoundDisk& disk : found_) {
+      if (disk.partitions) searches.push_back(&*disk.partitions);
+    }
+    ProbeInTurns(machine_, searches, stop_);
+    for (FoundDisk& disk : found_) {
+      if (disk.partitions) disk.facts.partitions = std::move(*disk.partitions).Take();
+    }
   }
 
   bool IsGone(const std::string& folder) const {
@@ -224,8 +239,8 @@ class Scan {
     }
   }
 
+  sdk::Machine& machine_;
   const sdk::MachineFiles& files_;
-  sdk::FilesystemProbe& probe_;
   bool includeLoop_;
   std::stop_token stop_;
   const MountTable mounts_;
@@ -235,10 +250,9 @@ class Scan {
 
 }  // namespace
 
-std::vector<std::unique_ptr<Disk>> ScanDisks(const sdk::MachineFiles& files,
-                                             sdk::FilesystemProbe& probe, bool includeLoop,
+std::vector<std::unique_ptr<Disk>> ScanDisks(sdk::Machine& machine, bool includeLoop,
                                              std::stop_token stop) {
-  return Scan(files, probe, includeLoop, std::move(stop)).Run();
+  return Scan(machine, includeLoop, std::move(stop)).Run();
 }
 
 }  // namespace orvan::storage

@@ -5,8 +5,7 @@
 #include <vector>
 
 #include "service/modules/storage/disk.h"
-#include "service/sdk/filesystem_probe.h"
-#include "service/sdk/machine_files.h"
+#include "service/sdk/machine.h"
 
 namespace orvan::storage {
 
@@ -15,8 +14,7 @@ namespace orvan::storage {
 // looked at keeps its place and says so; when its very place cannot be made out, all disks say so.
 // After a stop no file system is looked at any more. Throws std::runtime_error, in plain words,
 // when the disks cannot be listed.
-std::vector<std::unique_ptr<Disk>> ScanDisks(const sdk::MachineFiles& files,
-                                             sdk::FilesystemProbe& probe, bool includeLoop,
+std::vector<std::unique_ptr<Disk>> ScanDisks(sdk::Machine& machine, bool includeLoop,
                                              std::stop_token stop);
 
 }  // namespace orvan::storage

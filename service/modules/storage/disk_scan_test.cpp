@@ -24,7 +24,7 @@ class ListedProbe final : public sdk::FilesystemProbe {
  public:
   std::optional<sdk::FilesystemFacts> Probe(const std::string& device,
                                             const std::string& mountPoint,
-                                            std::stop_token) override {
+                                            std::chrono::milliseconds, std::stop_token) override {
     asked.push_back(device + '@' + mountPoint);
     if (hangs) return {};
     sdk::FilesystemFacts answer = facts[device];

@@ -242,14 +242,6 @@ std::string BlockFolder(const sdk::MachineFiles& files, const std::string& kerne
   return found;
 }
 
-std::string HardwareFolder(const sdk::MachineFiles& files, const std::string& kernelName,
-                           const std::string& blockFolder) {
-  const std::string subsystem = SubsystemOf(blockFolder);
-  if (subsystem.empty()) return blockFolder;
-  const std::string controller = ReadControllers(files, subsystem).first;
-  return controller.empty() ? blockFolder : controller + '/' + kernelName;
-}
-
 HardwarePath ReadHardwarePath(const sdk::MachineFiles& machine, const std::string& kernelName,
                               const std::string& blockFolder) {
   const sdk::WatchedFiles files(machine);
@@ -259,13 +251,13 @@ HardwarePath ReadHardwarePath(const sdk::MachineFiles& machine, const std::strin
   const auto doubt = [&path](const std::optional<sdk::FileTrouble>& trouble) {
     if (!path.trouble) path.trouble = trouble;
   };
-  std::string folder = blockFolder;
+  path.folder = blockFolder;
   if (const std::string subsystem = SubsystemOf(blockFolder); !subsystem.empty()) {
     const Controllers controllers = ReadControllers(files, subsystem);
     doubt(controllers.trouble);
-    if (!controllers.first.empty()) folder = controllers.first + '/' + kernelName;
+    if (!controllers.first.empty()) path.folder = controllers.first + '/' + kernelName;
   }
-  std::vector<Step> steps = StepsTo(files, folder);
+  std::vector<Step> steps = StepsTo(files, path.folder);
   if (!isLoop) steps.pop_back();  // the kernel's name
   steps.push_back(DiskStep(files, kernelName, blockFolder));
   for (const Step& step : steps) {
@@ -275,7 +267,7 @@ HardwarePath ReadHardwarePath(const sdk::MachineFiles& machine, const std::strin
     path.sortKey += step.key + '/';
   }
   // Only where the hardware tells nothing more apart.
-  path.sortKey += '\x01' + NaturalKey(folder);
+  path.sortKey += '\x01' + NaturalKey(path.folder);
   // What was there and could not be read says more than that something is missing.
   const auto troubles = files.TakeTroubles();
   if (!troubles.empty()) path.trouble = troubles.front();

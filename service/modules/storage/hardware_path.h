@@ -15,6 +15,10 @@ struct HardwarePath {
   // Comparing these as bytes orders disks by bus address, port, target, LUN or namespace, each as
   // a number. Loop devices come after all hardware.
   std::string sortKey;
+  // The folder below /sys/devices of the disk's hardware, e.g.
+  // ".../0000:00:1f.2/ata1/.../block/sda". For a disk behind several controllers it is that of the
+  // first.
+  std::string folder;
   // Set when a part of the path could not be looked at, or something that the place hangs on is
   // missing (ENOENT) or of no use. The sort key then says nothing.
   std::optional<sdk::FileTrouble> trouble;
@@ -27,10 +31,5 @@ std::string BlockFolder(const sdk::MachineFiles& files, const std::string& kerne
 // The path of the disk with that kernel name and folder, from its place below /sys/devices.
 HardwarePath ReadHardwarePath(const sdk::MachineFiles& files, const std::string& kernelName,
                               const std::string& blockFolder);
-
-// The folder below /sys/devices of the disk's hardware, e.g. ".../0000:00:1f.2/ata1/.../block/sda".
-// For a disk behind several controllers it is that of the first.
-std::string HardwareFolder(const sdk::MachineFiles& files, const std::string& kernelName,
-                           const std::string& blockFolder);
 
 }  // namespace orvan::storage

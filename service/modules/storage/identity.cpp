@@ -4,8 +4,6 @@
 #include <array>
 #include <string_view>
 
-#include "service/modules/storage/hardware_path.h"
-
 namespace orvan::storage {
 namespace {
 
@@ -114,11 +112,11 @@ std::string Trimmed(const std::string& text) {
   return text.substr(begin, text.find_last_not_of(kBlanks) - begin + 1);
 }
 
-void ReadIdentity(const sdk::MachineFiles& files, DiskFacts& facts) {
+void ReadIdentity(const sdk::MachineFiles& files, const std::string& hardwareFolder,
+                  DiskFacts& facts) {
   const std::string& block = facts.folder;
   const std::string device = block + "/device";
-  const std::string folder = HardwareFolder(files, facts.kernelName, facts.folder);
-  facts.transport = FindTransport(facts.kernelName, folder);
+  facts.transport = FindTransport(facts.kernelName, hardwareFolder);
   switch (facts.transport) {
     case Transport::kLoop:
       facts.model = "Loop device";
@@ -148,7 +146,7 @@ void ReadIdentity(const sdk::MachineFiles& files, DiskFacts& facts) {
       break;
     case Transport::kUsb:
       ReadScsi(files, device, facts);
-      ReadUsb(files, folder, facts);
+      ReadUsb(files, hardwareFolder, facts);
       break;
   }
 }

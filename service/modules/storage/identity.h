@@ -8,8 +8,9 @@
 namespace orvan::storage {
 
 // Fills transport, model, serial number, firmware and world-wide name of the disk named by
-// `facts.kernelName`. What the disk does not tell stays empty.
-void ReadIdentity(const sdk::MachineFiles& files, DiskFacts& facts);
+// `facts.kernelName`, whose hardware has that folder. What the disk does not tell stays empty.
+void ReadIdentity(const sdk::MachineFiles& files, const std::string& hardwareFolder,
+                  DiskFacts& facts);
 
 // A text from a device without blanks, line ends and zero bytes at its ends.
 std::string Trimmed(const std::string& text);

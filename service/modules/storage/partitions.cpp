@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
-#include <optional>
 #include <sstream>
 #include <string_view>
+#include <utility>
 
 #include "service/modules/storage/identity.h"
 
@@ -14,11 +14,10 @@ namespace {
 
 constexpr std::uint64_t kSysfsSectorBytes = 512;  // sysfs counts sizes in these, whatever the disk
 constexpr std::uint64_t kMountTableBytes = 4U << 20;
+constexpr std::size_t kDatabaseBytes = 65536;
 constexpr std::uint32_t kMostPrimaryPartitions = 4;
 // The kernel gives an extended partition this length, so that only its table can be reached.
 constexpr std::uint64_t kExtendedBytes = 1024;
-
-using Facts = sdk::FilesystemFacts;
 
 // "\040" as in /proc, "\x20" as in the device manager's database.
 std::string Decoded(const std::string& text) {
@@ -40,35 +39,6 @@ std::string Decoded(const std::string& text) {
   return out;
 }
 
-// What the device manager has stored about a block device.
-struct Known {
-  Facts facts;
-  std::string entryScheme;  // of the table that the partition stands in
-  std::string entryType;    // e.g. "0xf"
-};
-
-std::optional<Known> ReadDeviceDatabase(const sdk::MachineFiles& files, const std::string& number) {
-  const auto text = files.ReadBytes("/run/udev/data/b" + number, 65536);
-  if (!text) return {};
-  Known known;
-  const std::map<std::string, std::string*> wanted = {
-      {"E:ID_FS_TYPE", &known.facts.fileSystem},
-      {"E:ID_FS_LABEL_ENC", &known.facts.label},
-      {"E:ID_PART_TABLE_TYPE", &known.facts.tableType},
-      {"E:ID_PART_ENTRY_SCHEME", &known.entryScheme},
-      {"E:ID_PART_ENTRY_TYPE", &known.entryType},
-  };
-  std::istringstream lines(*text);
-  for (std::string line; std::getline(lines, line);) {
-    const std::size_t equals = line.find('=');
-    const auto field = wanted.find(line.substr(0, equals));
-    if (field != wanted.end() && equals != std::string::npos) {
-      *field->second = Decoded(line.substr(equals + 1));
-    }
-  }
-  return known;
-}
-
 std::string NodePath(std::string kernelName) {
   std::replace(kernelName.begin(), kernelName.end(), '!', '/');
   return "/dev/" + kernelName;
@@ -82,103 +52,6 @@ bool NamesItsDevice(const std::string& number, const std::string& type) {
   return number.starts_with("0:") && std::find(kOfSeveralDevices.begin(), kOfSeveralDevices.end(),
                                                type) != kOfSeveralDevices.end();
 }
-
-class PartitionReader {
- public:
-  PartitionReader(const sdk::MachineFiles& files, sdk::FilesystemProbe& probe,
-                  const MountTable& mounts, const DiskFacts& disk, std::stop_token stop)
-      : files_(files), probe_(probe), mounts_(mounts), disk_(disk), stop_(std::move(stop)) {}
-
-  std::vector<Partition> Read() {
-    std::vector<Partition> partitions;
-    const std::string& folder = disk_.folder;
-    int error = 0;
-    for (const std::string& name : files_.List(folder, &error)) {
-      const auto index = files_.ReadNumber(folder + '/' + name + "/partition");
-      if (!index || !name.starts_with(disk_.kernelName)) continue;
-      partitions.push_back(ReadOne(folder + '/' + name, name, static_cast<std::uint32_t>(*index)));
-    }
-    std::sort(partitions.begin(), partitions.end(),
-              [](const Partition& a, const Partition& b) { return a.index < b.index; });
-    if (error == 0 && partitions.empty() && disk_.sizeBytes.value_or(0) != 0) {
-      Partition whole = ReadOne(folder, disk_.kernelName, 0);
-      if (!whole.fileSystem.empty() || !whole.mountPoint.empty()) {
-        partitions.push_back(std::move(whole));
-      }
-    }
-    return partitions;
-  }
-
- private:
-  Partition ReadOne(const std::string& folder, const std::string& name, std::uint32_t index) {
-    const std::string number = files_.ReadText(folder + "/dev");
-    const std::string path = NodePath(name);
-    Partition part;
-    part.index = index;
-    if (const auto sectors = files_.ReadNumber(folder + "/size")) {
-      part.sizeBytes = *sectors * kSysfsSectorBytes;
-    }
-    const Mount mount = mounts_.Find(number, path);
-    part.mountPoint = mount.point;
-    Known known = ReadDeviceDatabase(files_, number).value_or(Known());
-    const bool mustProbe = known.facts.fileSystem.empty() && known.entryScheme.empty();
-    if (mustProbe || !mount.point.empty()) {
-      const Facts probed = Probe(mustProbe ? path : std::string(), mount.point);
-      if (mustProbe) known.facts = probed;
-      known.facts.use = probed.use;
-    }
-    part.type = TypeOf(part, known);
-    part.fileSystem = part.type == "EXTENDED" ? "" : Trimmed(known.facts.fileSystem);
-    if (part.fileSystem.empty()) part.fileSystem = mount.fileSystem;
-    part.label = Trimmed(known.facts.label);
-    part.hasUse = known.facts.use.has_value();
-    if (part.hasUse) {
-      part.usedBytes = known.facts.use->usedBytes;
-      part.freeBytes = known.facts.use->freeBytes;
-    }
-    return part;
-  }
-
-  std::string TypeOf(const Partition& part, const Known& known) {
-    if (part.index == 0) return "PRIMARY";
-    const std::string scheme = known.entryScheme.empty() ? TableType() : known.entryScheme;
-    if (scheme != "dos") return "PRIMARY";
-    if (part.index > kMostPrimaryPartitions) return "LOGICAL";
-    const bool saysExtended =
-        known.entryType == "0x5" || known.entryType == "0xf" || known.entryType == "0x85";
-    const bool looksExtended =
-        known.entryType.empty() && part.sizeBytes &&
-        *part.sizeBytes <=
-            std::max<std::uint64_t>(kExtendedBytes, disk_.logicalSectorBytes.value_or(0));
-    return saysExtended || looksExtended ? "EXTENDED" : "PRIMARY";
-  }
-
-  // A disk that did not answer once is not asked again: each probe may take its whole limit.
-  Facts Probe(const std::string& device, const std::string& mountPoint) {
-    if (gaveUp_ || stop_.stop_requested()) return {};
-    std::optional<Facts> facts = probe_.Probe(device, mountPoint, stop_);
-    gaveUp_ = !facts;
-    return std::move(facts).value_or(Facts());
-  }
-
-  // The kind of the disk's partition table, asked once.
-  const std::string& TableType() {
-    if (!tableType_) {
-      const auto known = ReadDeviceDatabase(files_, files_.ReadText(disk_.folder + "/dev"));
-      tableType_ = known && !known->facts.tableType.empty() ? known->facts.tableType
-                                                            : Probe(disk_.devicePath, "").tableType;
-    }
-    return *tableType_;
-  }
-
-  const sdk::MachineFiles& files_;
-  sdk::FilesystemProbe& probe_;
-  const MountTable& mounts_;
-  const DiskFacts& disk_;
-  std::stop_token stop_;
-  std::optional<std::string> tableType_;
-  bool gaveUp_ = false;
-};
 
 }  // namespace
 
@@ -215,10 +88,134 @@ Mount MountTable::Find(const std::string& number, const std::string& devicePath)
   return found == byPath_.end() ? Mount() : found->second;
 }
 
-std::vector<Partition> ReadPartitions(const sdk::MachineFiles& files, sdk::FilesystemProbe& probe,
-                                      const MountTable& mounts, const DiskFacts& facts,
-                                      std::stop_token stop) {
-  return PartitionReader(files, probe, mounts, facts, std::move(stop)).Read();
+PartitionSearch::PartitionSearch(const sdk::MachineFiles& files, const MountTable& mounts,
+                                 const DiskFacts& facts)
+    : sectorBytes_(facts.logicalSectorBytes.value_or(0)) {
+  int error = 0;
+  for (const std::string& name : files.List(facts.folder, &error)) {
+    const std::string folder = facts.folder + '/' + name;
+    const auto index = files.ReadNumber(folder + "/partition");
+    if (!index || !name.starts_with(facts.kernelName)) continue;
+    Read(files, mounts, folder, name, static_cast<std::uint32_t>(*index));
+    if (*index != 0 && found_.back().known.entryScheme.empty()) AskForTable(files, facts);
+  }
+  if (error == 0 && found_.empty() && facts.sizeBytes.value_or(0) != 0) {
+    Read(files, mounts, facts.folder, facts.kernelName, 0);
+  }
+}
+
+PartitionSearch::Known PartitionSearch::ReadDeviceDatabase(const sdk::MachineFiles& files,
+                                                           const std::string& number) {
+  Known known;
+  const std::map<std::string, std::string*> wanted = {
+      {"E:ID_FS_TYPE", &known.facts.fileSystem},
+      {"E:ID_FS_LABEL_ENC", &known.facts.label},
+      {"E:ID_PART_TABLE_TYPE", &known.facts.tableType},
+      {"E:ID_PART_ENTRY_SCHEME", &known.entryScheme},
+      {"E:ID_PART_ENTRY_TYPE", &known.entryType},
+  };
+  std::istringstream lines(
+      files.ReadBytes("/run/udev/data/b" + number, kDatabaseBytes).value_or(std::string()));
+  for (std::string line; std::getline(lines, line);) {
+    const std::size_t equals = line.find('=');
+    const auto field = wanted.find(line.substr(0, equals));
+    if (field != wanted.end() && equals != std::string::npos) {
+      *field->second = Decoded(line.substr(equals + 1));
+    }
+  }
+  return known;
+}
+
+void PartitionSearch::Read(const sdk::MachineFiles& files, const MountTable& mounts,
+                           const std::string& folder, const std::string& name,
+                           std::uint32_t index) {
+  const std::string number = files.ReadText(folder + "/dev");
+  const std::string path = NodePath(name);
+  Found found;
+  found.partition.index = index;
+  if (const auto sectors = files.ReadNumber(folder + "/size")) {
+    found.partition.sizeBytes = *sectors * kSysfsSectorBytes;
+  }
+  found.mount = mounts.Find(number, path);
+  found.known = ReadDeviceDatabase(files, number);
+  const bool mustProbe = found.known.facts.fileSystem.empty() && found.known.entryScheme.empty();
+  if (mustProbe || !found.mount.point.empty()) {
+    looks_.push_back({found_.size(), mustProbe ? path : std::string(), found.mount.point});
+  }
+  found_.push_back(std::move(found));
+}
+
+void PartitionSearch::AskForTable(const sdk::MachineFiles& files, const DiskFacts& facts) {
+  if (tableType_) return;
+  tableType_ = ReadDeviceDatabase(files, files.ReadText(facts.folder + "/dev")).facts.tableType;
+  if (tableType_->empty()) looks_.push_back({.device = facts.devicePath, .isForTable = true});
+}
+
+void PartitionSearch::Look(sdk::FilesystemProbe& probe, std::chrono::milliseconds limit,
+                           std::stop_token stop) {
+  if (looks_.empty()) return;
+  const Due due = std::move(looks_.front());
+  looks_.pop_front();
+  const bool isStopped = stop.stop_requested();
+  const std::optional<sdk::FilesystemFacts> facts =
+      isStopped ? std::nullopt : probe.Probe(due.device, due.mountPoint, limit, std::move(stop));
+  if (!facts) {
+    looks_.clear();
+  } else if (due.isForTable) {
+    tableType_ = facts->tableType;
+  } else {
+    sdk::FilesystemFacts& known = found_[due.found].known.facts;
+    if (due.device.empty()) {
+      known.use = facts->use;
+    } else {
+      known = *facts;
+    }
+  }
+}
+
+std::string PartitionSearch::TypeOf(const Found& found) const {
+  const Partition& part = found.partition;
+  const Known& known = found.known;
+  if (part.index == 0) return "PRIMARY";
+  const std::string scheme =
+      known.entryScheme.empty() ? tableType_.value_or("") : known.entryScheme;
+  if (scheme != "dos") return "PRIMARY";
+  if (part.index > kMostPrimaryPartitions) return "LOGICAL";
+  const bool saysExtended =
+      known.entryType == "0x5" || known.entryType == "0xf" || known.entryType == "0x85";
+  const bool looksExtended = known.entryType.empty() && part.sizeBytes &&
+                             *part.sizeBytes <= std::max(kExtendedBytes, sectorBytes_);
+  return saysExtended || looksExtended ? "EXTENDED" : "PRIMARY";
+}
+
+Partition PartitionSearch::Finished(const Found& found) const {
+  Partition part = found.partition;
+  const sdk::FilesystemFacts& facts = found.known.facts;
+  part.mountPoint = found.mount.point;
+  part.type = TypeOf(found);
+  part.fileSystem = part.type == "EXTENDED" ? "" : Trimmed(facts.fileSystem);
+  if (part.fileSystem.empty()) part.fileSystem = found.mount.fileSystem;
+  part.label = Trimmed(facts.label);
+  part.hasUse = facts.use.has_value();
+  if (part.hasUse) {
+    part.usedBytes = facts.use->usedBytes;
+    part.freeBytes = facts.use->freeBytes;
+  }
+  return part;
+}
+
+std::vector<Partition> PartitionSearch::Take() && {
+  std::vector<Partition> partitions;
+  for (const Found& found : found_) {
+    Partition part = Finished(found);
+    const bool isPartition = part.index != 0;
+    if (isPartition || !part.fileSystem.empty() || !part.mountPoint.empty()) {
+      partitions.push_back(std::move(part));
+    }
+  }
+  std::sort(partitions.begin(), partitions.end(),
+            [](const Partition& a, const Partition& b) { return a.index < b.index; });
+  return partitions;
 }
 
 }  // namespace orvan::storage

@@ -1,6 +1,11 @@
 #pragma once
 
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
 #include <map>
+#include <optional>
 #include <stop_token>
 #include <string>
 #include <vector>
@@ -34,11 +39,52 @@ class MountTable {
   std::map<std::string, Mount> byPath_;
 };
 
-// The partitions of a disk in the order of their index; a file system on the whole disk counts as
-// one with index 0. What the device manager already knows is taken from there, and only the rest
-// is probed. Where neither tells the file system of a mounted one, it is what the kernel calls it.
-std::vector<Partition> ReadPartitions(const sdk::MachineFiles& files, sdk::FilesystemProbe& probe,
-                                      const MountTable& mounts, const DiskFacts& facts,
-                                      std::stop_token stop);
+// The search for the partitions of one disk. What the kernel and the device manager know is read
+// when it is made, and only the rest is probed.
+class PartitionSearch {
+ public:
+  PartitionSearch(const sdk::MachineFiles& files, const MountTable& mounts, const DiskFacts& facts);
+
+  // Whether a look at the medium, or at a mounted file system, has something left to tell.
+  bool IsOpen() const { return !looks_.empty(); }
+  // The next look. After one that is not answered, or a stop, there are no more: each of them may
+  // take its whole limit.
+  void Look(sdk::FilesystemProbe& probe, std::chrono::milliseconds limit, std::stop_token stop);
+  // What was found, in the order of the index; a file system on the whole disk counts as one with
+  // index 0. Where nobody tells the file system of a mounted one, it is what the kernel calls it.
+  std::vector<Partition> Take() &&;
+
+ private:
+  // What the device manager has stored about a block device, or a probe has told.
+  struct Known {
+    sdk::FilesystemFacts facts;
+    std::string entryScheme;  // of the table that the partition stands in
+    std::string entryType;    // e.g. "0xf"
+  };
+  struct Found {
+    Partition partition;
+    Known known;
+    Mount mount;
+  };
+  // A look that is due.
+  struct Due {
+    std::size_t found = 0;
+    std::string device = {};  // empty: its file system is known
+    std::string mountPoint = {};
+    bool isForTable = false;  // of the whole disk, and not of the one that was found
+  };
+
+  static Known ReadDeviceDatabase(const sdk::MachineFiles& files, const std::string& number);
+  void Read(const sdk::MachineFiles& files, const MountTable& mounts, const std::string& folder,
+            const std::string& name, std::uint32_t index);
+  void AskForTable(const sdk::MachineFiles& files, const DiskFacts& facts);
+  std::string TypeOf(const Found& found) const;
+  Partition Finished(const Found& found) const;
+
+  std::uint64_t sectorBytes_;  // 0: not known
+  std::vector<Found> found_;
+  std::deque<Due> looks_;
+  std::optional<std::string> tableType_;  // none: nobody needed it so far
+};
 
 }  // namespace orvan::storage

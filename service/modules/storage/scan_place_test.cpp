@@ -200,6 +200,47 @@ class LeavingFiles final : public sdk::MachineFiles {
   mutable bool wasSeen_ = false;
 };
 
+// Counts how often each path is asked for.
+class CountedFiles final : public sdk::MachineFiles {
+ public:
+  explicit CountedFiles(const std::string& capture) : inner_(capture) {}
+  mutable std::map<std::string, int> asked;
+
+ private:
+  std::optional<std::string> DoReadBytes(const std::string& path, std::size_t limit,
+                                         int& error) const override {
+    ++asked["read " + path];
+    return inner_.ReadBytes(path, limit, &error);
+  }
+  std::optional<std::string> DoReadLink(const std::string& path, int& error) const override {
+    ++asked["link " + path];
+    return inner_.ReadLink(path, &error);
+  }
+  std::vector<std::string> DoList(const std::string& path, int& error) const override {
+    ++asked["list " + path];
+    return inner_.List(path, &error);
+  }
+  bool DoExists(const std::string& path, int& error) const override {
+    ++asked["exists " + path];
+    return inner_.Exists(path, &error);
+  }
+  sdk::testing::CapturedFiles inner_;
+};
+
+TEST(ScanPlace, TheHardwareOfADiskIsMadeOutOnce) {
+  const CountedFiles files(CaptureText("server"));
+  EXPECT_EQ(Names(ScanOf(files)),
+            (std::vector<std::string>{"sdr", "sdq", "nvme0n2", "nvme0n10", "mmcblk0"}));
+  const std::string subsystem = "/sys/devices/virtual/nvme-subsystem/nvme-subsys0";
+  // Once for each of its two disks, as are the place and the attributes of each.
+  EXPECT_EQ(files.asked["list " + subsystem], 2);
+  EXPECT_EQ(files.asked["link " + subsystem + "/nvme3"], 2);
+  for (const char* disk : {"/nvme0n2", "/nvme0n10"}) {
+    EXPECT_EQ(files.asked["read " + subsystem + disk + "/nsid"], 1) << disk;
+    EXPECT_EQ(files.asked["read " + subsystem + disk + "/wwid"], 1) << disk;
+  }
+}
+
 TEST(ScanPlace, ADiskThatLeftBeforeItsPlaceWasMadeOutIsNone) {
   EXPECT_TRUE(ScanOf(LeavingFiles()).empty());
 }

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <chrono>
 #include <fstream>
 #include <iterator>
 #include <map>
@@ -11,6 +12,7 @@
 #include <vector>
 
 #include "service/modules/storage/disk_scan.h"
+#include "service/sdk/closed_machine.h"
 #include "tests/support/captured_files.h"
 
 namespace orvan::storage {
@@ -19,7 +21,7 @@ namespace orvan::storage {
 class CountingProbe final : public sdk::FilesystemProbe {
  public:
   std::optional<sdk::FilesystemFacts> Probe(const std::string&, const std::string&,
-                                            std::stop_token) override {
+                                            std::chrono::milliseconds, std::stop_token) override {
     ++asked;
     return sdk::FilesystemFacts();
   }
@@ -60,7 +62,42 @@ class HidingFiles final : public sdk::MachineFiles {
   std::map<std::string, int> hidden_;
 };
 
+// A machine of these files, on which no time passes but what it is told.
+class ScannedMachine final : public sdk::ClosedMachine {
+ public:
+  ScannedMachine(const sdk::MachineFiles& files, sdk::FilesystemProbe& probe)
+      : files_(files), probe_(probe) {}
+  const sdk::MachineFiles& Files() const override { return files_; }
+  std::unique_ptr<sdk::FilesystemProbe> MakeProbe(std::chrono::milliseconds budget) override {
+    EXPECT_EQ(budget, std::chrono::seconds(5));
+    return std::make_unique<Borrowed>(probe_);
+  }
+  std::chrono::steady_clock::time_point Now() const override { return now; }
+  std::chrono::steady_clock::time_point now{};
+
+ private:
+  struct Borrowed final : sdk::FilesystemProbe {
+    explicit Borrowed(sdk::FilesystemProbe& probe) : inner(probe) {}
+    std::optional<sdk::FilesystemFacts> Probe(const std::string& device,
+                                              const std::string& mountPoint,
+                                              std::chrono::milliseconds limit,
+                                              std::stop_token stop) override {
+      return inner.Probe(device, mountPoint, limit, std::move(stop));
+    }
+    sdk::FilesystemProbe& inner;
+  };
+
+  const sdk::MachineFiles& files_;
+  sdk::FilesystemProbe& probe_;
+};
+
 using Disks = std::vector<std::unique_ptr<Disk>>;
+
+inline Disks ScanDisks(const sdk::MachineFiles& files, sdk::FilesystemProbe& probe,
+                       bool includeLoop, std::stop_token stop) {
+  ScannedMachine machine(files, probe);
+  return ScanDisks(machine, includeLoop, std::move(stop));
+}
 
 inline Disks ScanOf(const sdk::MachineFiles& files) {
   CountingProbe probe;

@@ -11,10 +11,6 @@ namespace {
 
 constexpr std::chrono::seconds kDefaultTimeLimit{30};
 constexpr std::uint64_t kLongestTimeLimit = 600;  // in seconds
-// A disk that does not tell its file system by then is shown without it.
-constexpr std::chrono::seconds kProbeLimit{2};
-// Of all disks of a scan; what is not told by then is left out.
-constexpr std::chrono::seconds kScanLimit{5};
 
 std::string Setting(const std::map<std::string, std::string>& settings, const char* name) {
   const auto found = settings.find(name);
@@ -39,8 +35,7 @@ StorageModule::StorageModule(const sdk::ModuleEnvironment& environment)
       diagnostics_(MakeDiagnostics(MakeEnvironment(environment))) {}
 
 void StorageModule::ScanDevices(sdk::ScanContext& scan) {
-  const auto probe = machine_->MakeProbe(kProbeLimit, kScanLimit);
-  for (auto& disk : ScanDisks(machine_->Files(), *probe, includeLoop_, scan.StopToken())) {
+  for (auto& disk : ScanDisks(*machine_, includeLoop_, scan.StopToken())) {
     scan.Found(std::move(disk));
   }
 }

@@ -305,12 +305,11 @@ TEST(StorageModule, TellsNameAndVersion) {
 class CapturedMachine final : public sdk::ClosedMachine {
  public:
   const sdk::MachineFiles& Files() const override { return files_; }
-  std::unique_ptr<sdk::FilesystemProbe> MakeProbe(std::chrono::milliseconds limit,
-                                                  std::chrono::milliseconds budget) override {
-    EXPECT_EQ(limit, 2s);
+  std::unique_ptr<sdk::FilesystemProbe> MakeProbe(std::chrono::milliseconds budget) override {
     EXPECT_EQ(budget, 5s);
     return std::make_unique<CountingProbe>();
   }
+  std::chrono::steady_clock::time_point Now() const override { return {}; }
 
  private:
   sdk::testing::CapturedFiles files_{CaptureText("desktop")};
