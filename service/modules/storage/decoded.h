@@ -10,7 +10,7 @@ namespace orvan::storage {
 
 // What a decoder makes of a drive's answer. An answer that cannot be trusted gives no value, and
 // `trouble` says why, in plain text for people. With a value, trouble says which part of the answer
-// was left out because it could not be trusted; empty when all of it could.
+// was left out, or where it contradicts itself; empty when all of it could be trusted.
 template <typename T>
 struct Decoded {
   std::optional<T> value;
