@@ -151,10 +151,14 @@ std::optional<FilesystemFacts> Look::Probe(const std::string& device, const std:
   return facts;
 }
 
-CommandAnswer FaultyMachine::Send(const DriveCommand& command, std::stop_token) {
+CommandAnswer FaultyMachine::Send(const DriveCommand& command, std::stop_token stop) {
   CommandAnswer answer;
   if (!*grant_ && !onlyReads(command)) {
     answer.outcome = CommandAnswer::Outcome::kNotGranted;
+    return answer;
+  }
+  if (stop.stop_requested()) {
+    answer.error = ECANCELED;
     return answer;
   }
   sent.push_back(command);

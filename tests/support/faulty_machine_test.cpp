@@ -141,6 +141,12 @@ TEST(FaultyMachineTest, AnswersCommandsByItsTable) {
   EXPECT_EQ(machine.sent.size(), 2U);
   machine.GrantWriting(true);
   EXPECT_EQ(machine.Send(command, {}).outcome, CommandAnswer::Outcome::kAnswered);
+  std::stop_source stop;
+  stop.request_stop();
+  const CommandAnswer stopped = machine.Send(command, stop.get_token());
+  EXPECT_EQ(stopped.outcome, CommandAnswer::Outcome::kNotTried);
+  EXPECT_EQ(stopped.error, ECANCELED);
+  EXPECT_EQ(machine.sent.size(), 3U);
 }
 
 TEST(FaultyMachineTest, ReadsOfItsDisksMeetTheMediumsFaults) {
