@@ -41,6 +41,20 @@ TEST(NvmeHealth, TellsEveryFieldOfTheLog) {
   EXPECT_EQ(log.throttleSeconds[1], 30U);
 }
 
+// The emulator has no spare and no threshold, and one warning that was set from outside.
+TEST(NvmeHealth, OfTheLaboratoryIsKnown) {
+  const auto found = DecodeHealthLog(FromHexFile("nvme/lab_health_log.hex"));
+  ASSERT_TRUE(found.value);
+  EXPECT_EQ(found.trouble, "");
+  EXPECT_EQ(found.value->criticalWarning, kReliabilityIsDegraded);
+  EXPECT_EQ(found.value->kelvin, 323);
+  EXPECT_EQ(found.value->sparePercent, 0);
+  EXPECT_EQ(found.value->spareThresholdPercent, 0);
+  EXPECT_EQ(found.value->dataUnitsRead.Text(), "1");
+  EXPECT_EQ(found.value->hostReads.Text(), "4");
+  EXPECT_EQ(found.value->mediaErrors, WideCount());
+}
+
 TEST(NvmeHealth, OfAControllerThatTellsNoTemperatureHasNone) {
   auto answer = FromHexFile("nvme/health_log.hex");
   answer[1] = answer[2] = 0;

@@ -42,6 +42,25 @@ TEST(NvmeController, TellsWhoItIsAndWhatItCan) {
   EXPECT_FALSE(controller.canOverwrite);
 }
 
+TEST(NvmeController, OfTheLaboratoryIsKnown) {
+  const auto found = DecodeController(FromHexFile("nvme/lab_identify_controller.hex"));
+  ASSERT_TRUE(found.value);
+  EXPECT_EQ(found.trouble, "");
+  EXPECT_EQ(found.value->serial, "nvme");
+  EXPECT_EQ(found.value->model, "QEMU NVMe Ctrl");
+  EXPECT_EQ(found.value->firmware, "7.2.22");
+  EXPECT_EQ(found.value->vendor, 0x1B36);
+  EXPECT_EQ(found.value->version, 0x00010400U);
+  EXPECT_TRUE(found.value->hasFormat);
+  EXPECT_FALSE(found.value->hasSelfTest);
+  EXPECT_TRUE(found.value->hasTrim);
+  EXPECT_EQ(found.value->errorEntries, 1);
+  EXPECT_EQ(found.value->namespaces, 256U);
+  EXPECT_EQ(found.value->warningKelvin, 343);
+  EXPECT_EQ(found.value->criticalKelvin, 373);
+  EXPECT_FALSE(found.value->totalBytes);
+}
+
 TEST(NvmeController, ThatTellsNothingHasNothing) {
   const auto found = DecodeController(FromHex("4D 14 00*260 FF 00*3833"));
   ASSERT_TRUE(found.value);
@@ -82,6 +101,19 @@ TEST(NvmeNamespace, TellsItsSizeFormatAndName) {
   EXPECT_EQ(space.bytes->Text(), "1000204886016");
   EXPECT_FALSE(space.globalId);
   EXPECT_EQ(WorldWideName(space), "eui.0025385b71b0cafe");
+}
+
+TEST(NvmeNamespace, OfTheLaboratoryIsKnown) {
+  const auto found = DecodeNamespace(FromHexFile("nvme/lab_identify_namespace.hex"));
+  ASSERT_TRUE(found.value);
+  EXPECT_EQ(found.trouble, "");
+  EXPECT_EQ(found.value->blocks, 16384U);
+  ASSERT_EQ(found.value->formats.size(), 8U);
+  EXPECT_EQ(found.value->format, 0U);
+  EXPECT_EQ(found.value->formats[0].dataBytes, 512U);
+  EXPECT_EQ(found.value->formats[3].metadataBytes, 64);
+  EXPECT_EQ(found.value->formats[4].dataBytes, 4096U);
+  EXPECT_EQ(WorldWideName(*found.value), "");
 }
 
 TEST(NvmeNamespace, PrefersItsGlobalName) {

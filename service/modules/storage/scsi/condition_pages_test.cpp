@@ -76,6 +76,15 @@ TEST(ExceptionsPage, TellsWhatIsPendingAndTheTemperature) {
   EXPECT_FALSE(sound.value->temperature);
 }
 
+// The kernel's scsi_debug drive, whose parameter is a byte shorter than the standard has it.
+TEST(ExceptionsPage, OfTheKernelsOwnDriveIsKnown) {
+  const auto found = DecodeInformationalExceptions(FromHex("2F 00 00 07 00 00 03 03 00 00 26"));
+  ASSERT_TRUE(found.value);
+  EXPECT_EQ(found.trouble, "");
+  EXPECT_EQ(found.value->code, 0);
+  EXPECT_EQ(found.value->temperature, 38);
+}
+
 // Nothing pending is said by a parameter, and not by its lack.
 TEST(ExceptionsPage, IsNoneWithoutItsParameter) {
   for (const char* page :

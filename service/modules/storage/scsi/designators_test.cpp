@@ -31,6 +31,26 @@ TEST(Designators, AreThoseOfTheDiskAndItsPorts) {
   EXPECT_EQ(WorldWideName(*found.value), "naa.5000c5006249b613");
 }
 
+TEST(Designators, OfAnAtaDriveWithoutAWorldwideNameAreTexts) {
+  const auto found = DecodeDesignators(FromHexFile("scsi/lab_vital_83_libata.hex"));
+  ASSERT_TRUE(found.value);
+  EXPECT_EQ(found.trouble, "");
+  ASSERT_EQ(found.value->size(), 2U);
+  EXPECT_EQ((*found.value)[0].type, Type::kVendor);
+  EXPECT_EQ((*found.value)[1].type, Type::kT10Vendor);
+  EXPECT_TRUE((*found.value)[1].isText);
+  EXPECT_EQ((*found.value)[1].value.size(), 68U);
+  EXPECT_EQ(WorldWideName(*found.value), "");
+}
+
+TEST(Designators, OfTheKernelsOwnDriveNameTheDiskAndNotItsPorts) {
+  const auto found = DecodeDesignators(FromHexFile("scsi/lab_vital_83_scsi_debug.hex"));
+  ASSERT_TRUE(found.value);
+  EXPECT_EQ(found.trouble, "");
+  EXPECT_EQ(found.value->size(), 7U);
+  EXPECT_EQ(WorldWideName(*found.value), "naa.3333333000007530");
+}
+
 TEST(Designators, OfLengthNothingGoOn) {
   const auto found = DecodeDesignators(FromHex("00 83 00 0C 01 03 00 00 01 03 00 00 01 03 00 00"));
   ASSERT_TRUE(found.value);

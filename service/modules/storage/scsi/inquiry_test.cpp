@@ -20,6 +20,14 @@ TEST(StandardInquiry, TellsWhatADiskSaysOfItself) {
   EXPECT_EQ(found.value->revision, "MS03");
 }
 
+TEST(StandardInquiry, TellsThatAnAtaDriveIsBehindATranslation) {
+  const auto found = DecodeStandardInquiry(FromHexFile("scsi/lab_inquiry_libata.hex"));
+  ASSERT_TRUE(found.value);
+  EXPECT_EQ(found.value->vendor, "ATA");
+  EXPECT_EQ(found.value->product, "QEMU HARDDISK");
+  EXPECT_EQ(found.value->version, 5);
+}
+
 TEST(StandardInquiry, TellsThatNoDeviceIsThere) {
   auto answer = FromHexFile("scsi/inquiry_sas_disk.hex");
   answer[0] = 0x7F;

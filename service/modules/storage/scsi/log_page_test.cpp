@@ -81,6 +81,15 @@ TEST(SupportedLogPages, AreListedWithAndWithoutSubpages) {
   EXPECT_EQ(*all.value, (std::vector<LogPageName>{{0, 0}, {0x0D, 1}, {0, 0xFF}}));
 }
 
+TEST(SupportedLogPages, OfTheKernelsOwnDriveAreKnown) {
+  const auto found = DecodeSupportedLogPages(
+      FromHex("40 FF 00 0E 00 00 00 FF 0D 00 0D 01 0D FF 2F 00 2F FF"), kAllSubpages);
+  ASSERT_TRUE(found.value);
+  EXPECT_EQ(found.trouble, "");
+  EXPECT_EQ(found.value->size(), 7U);
+  EXPECT_EQ(found.value->back(), (LogPageName{0x2F, 0xFF}));
+}
+
 // A drive without subpages ignores the field and lists its pages.
 TEST(SupportedLogPages, OfTheOtherKindAreNotTakenForPairs) {
   const auto found = DecodeSupportedLogPages(FromHex("00 00 00 03 00 03 2F"), kAllSubpages);

@@ -57,14 +57,17 @@ Sense FixedSense(Bytes sense) {
   return found;
 }
 
-// Source: SAT-4, 12.2.2.7. The high byte of each register stands in front of its low one.
+// Source: SAT-4, 12.2.2.7. The high byte of each register stands in front of its low one, and
+// counts with a 48-bit command alone.
 sdk::AtaRegisters DescriptorRegisters(Bytes descriptor) {
+  const bool isExtended = (descriptor[2] & 1) != 0;
   sdk::AtaRegisters registers;
   registers.error = descriptor[3];
-  registers.count = Big<std::uint16_t>(descriptor, 4);
-  for (const std::size_t at : {10U, 8U, 6U, 11U, 9U, 7U}) {
-    registers.lba = registers.lba << 8 | descriptor[at];
+  registers.count = isExtended ? Big<std::uint16_t>(descriptor, 4) : descriptor[5];
+  for (const std::size_t at : {10U, 8U, 6U}) {
+    registers.lba = registers.lba << 8 | (isExtended ? descriptor[at] : 0U);
   }
+  for (const std::size_t at : {11U, 9U, 7U}) registers.lba = registers.lba << 8 | descriptor[at];
   registers.device = descriptor[12];
   registers.status = descriptor[13];
   return registers;

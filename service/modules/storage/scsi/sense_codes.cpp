@@ -120,7 +120,7 @@ constexpr std::array kRows = {
     CodeRow{0x42, 0x00, "power-on or self-test failure"},
     CodeRow{0x43, 0x00, "message error"},
     CodeRow{0x44, 0x00, "internal failure of the drive"},
-    CodeRow{0x44, 0x71, "failure that an ATA drive set a feature"},
+    CodeRow{0x44, 0x71, "the ATA drive failed to set a feature"},
     CodeRow{0x45, 0x00, "selection or reselection failure"},
     CodeRow{0x47, 0x00, "parity error on the bus"},
     CodeRow{0x47, 0x03, "checksum error on the bus"},

@@ -104,6 +104,14 @@ TEST(DescriptorSense, HoldsTheRegistersOfAnAtaDrive) {
   EXPECT_EQ(sense.registers->status, 0x51);
 }
 
+// What stands in the high bytes after a 28-bit command is left over from another.
+TEST(DescriptorSense, HoldsTheLowRegistersOfAShortCommand) {
+  const Sense sense = SenseOf("72 01 00 1D 00 00 00 0E 09 0C 00 00 01 02 04 00 05 4F 06 C2 40 50");
+  ASSERT_TRUE(sense.registers);
+  EXPECT_EQ(sense.registers->count, 0x02);
+  EXPECT_EQ(sense.registers->lba, 0xC24F00U);
+}
+
 TEST(DescriptorSense, PassesOverWhatItDoesNotKnowAndWhatIsTooShort) {
   const Sense sense = SenseOf(
       "72 03 11 00 00 00 00 1A 80 02 AA BB 00 02 80 00 00 00 00 00 09 00 "

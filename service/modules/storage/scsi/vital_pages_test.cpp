@@ -81,6 +81,16 @@ TEST(BlockLimits, AreNoneWhereNothingIsTold) {
   EXPECT_FALSE(silent.value->unmapAlignment);
 }
 
+TEST(BlockLimits, OfAnAtaDriveBehindATranslation) {
+  const auto found = DecodeBlockLimits(FromHexFile("scsi/lab_vital_b0_libata.hex"));
+  ASSERT_TRUE(found.value);
+  EXPECT_EQ(found.trouble, "");
+  EXPECT_EQ(found.value->transferGranularity, 1);
+  EXPECT_EQ(found.value->unmapGranularity, 1U);
+  EXPECT_FALSE(found.value->mostTransfer);
+  EXPECT_FALSE(found.value->mostUnmapped);
+}
+
 TEST(BlockLimits, OfAnOlderAndShorterPageEndWhereItEnds) {
   const auto found = DecodeBlockLimits(FromHex("00 B0 00 0C 00 00 00 01 00 00 10 00 00 00 00 40"));
   ASSERT_TRUE(found.value);
