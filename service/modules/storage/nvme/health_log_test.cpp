@@ -18,7 +18,7 @@ TEST(NvmeHealth, TellsEveryFieldOfTheLog) {
   EXPECT_EQ(log.sparePercent, 7);
   EXPECT_EQ(log.spareThresholdPercent, 10);
   EXPECT_EQ(log.usedPercent, 103);
-  EXPECT_EQ(log.enduranceGroupWarning, 0);
+  EXPECT_EQ(log.enduranceGroupWarning, 4);
   EXPECT_EQ(log.dataUnitsRead.Text(), "12345");
   EXPECT_EQ(log.dataUnitsWritten.Text(), "36893488147419103231");
   EXPECT_EQ(log.hostReads.Text(), "1000");

@@ -37,19 +37,17 @@ TEST(NvmeSelfTests, AreTheOneThatRunsAndTheEntriesInUse) {
   EXPECT_FALSE(aborted.segment);
 }
 
-// Each field is there when its own bit says so.
+// Each field is there when its own bit says so, and no other.
 TEST(NvmeSelfTests, TellOnlyWhatTheirValidBitsVouchFor) {
   auto answer = FromHexFile("nvme/self_test_log.hex");
-  answer[6] = 0x02;
-  const auto lba = DecodeSelfTestLog(answer).value->entries[0];
-  EXPECT_FALSE(lba.namespaceId);
-  EXPECT_EQ(lba.failingLba, 5000000000U);
-  EXPECT_FALSE(lba.statusType);
-  EXPECT_FALSE(lba.statusCode);
-  answer[6] = 0x08;
-  const auto code = DecodeSelfTestLog(answer).value->entries[0];
-  EXPECT_FALSE(code.failingLba);
-  EXPECT_EQ(code.statusCode, 0x81);
+  for (const unsigned bit : {0U, 1U, 2U, 3U, 4U}) {
+    answer[6] = static_cast<std::uint8_t>(1U << bit);
+    const auto entry = DecodeSelfTestLog(answer).value->entries[0];
+    EXPECT_EQ(entry.namespaceId.has_value(), bit == 0) << bit;
+    EXPECT_EQ(entry.failingLba.has_value(), bit == 1) << bit;
+    EXPECT_EQ(entry.statusType.has_value(), bit == 2) << bit;
+    EXPECT_EQ(entry.statusCode.has_value(), bit == 3) << bit;
+  }
 }
 
 // Zeros would be a test of no kind that passed.

@@ -46,6 +46,11 @@ TEST(StartStopPage, LeavesOutWhatIsNotTold) {
   EXPECT_FALSE(blanks.value->starts);
   const auto zeros = DecodeStartStopCounts(FromHex("0E 00 00 0A 00 01 40 06 '000000'"));
   EXPECT_EQ(zeros.value->yearMade, "");
+  const auto noDigits = DecodeStartStopCounts(FromHex("0E 00 00 0A 00 01 40 06 '20:43/'"));
+  EXPECT_EQ(noDigits.value->yearMade, "");
+  const auto noWeek = DecodeStartStopCounts(FromHex("0E 00 00 0A 00 01 40 06 '20193/'"));
+  EXPECT_EQ(noWeek.value->yearMade, "2019");
+  EXPECT_EQ(noWeek.value->weekMade, "");
   const auto rest =
       DecodeStartStopCounts(FromHex("0E 00 00 0F 00 01 40 04 '2014' 00 04 43 03 00 00 AB"));
   EXPECT_EQ(rest.value->yearMade, "2014");

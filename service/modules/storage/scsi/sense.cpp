@@ -140,7 +140,7 @@ Decoded<Sense> DecodeSense(Bytes sense) {
 }
 
 std::string SenseText(const Sense& sense) {
-  const std::string key = kKeyWords[static_cast<std::uint8_t>(sense.key) & 0x0FU];
+  std::string key = kKeyWords[static_cast<std::uint8_t>(sense.key) & 0x0FU];
   if (!sense.additional) return key;
   const auto [code, qualifier] = *sense.additional;
   return key + ": " + SenseCodeWords(code, qualifier) + " (" + HexByte(code) + '/' +

@@ -168,7 +168,7 @@ constexpr std::array kFailureReasons = {
 std::string PredictedFailure(std::uint8_t qualifier) {
   const unsigned part = qualifier >> 4;
   const unsigned reason = qualifier & 0x0F;
-  const std::string predicted = "failure of the drive is predicted";
+  std::string predicted = "failure of the drive is predicted";
   if (part == 0 || part >= kFailingParts.size() || reason >= kFailureReasons.size()) {
     return predicted;
   }

@@ -87,6 +87,10 @@ TEST(DescriptorSense, TellsKeyCodeAndLba) {
   EXPECT_TRUE(SenseOf("73 03 11 00 00 00 00 00").isDeferred);
 }
 
+TEST(DescriptorSense, TellsNoLbaThatIsNotValid) {
+  EXPECT_FALSE(SenseOf("72 03 11 00 00 00 00 0C 00 0A 00 00 00 00 00 01 2A 05 F2 00").information);
+}
+
 TEST(DescriptorSense, TellsAProgress) {
   EXPECT_EQ(SenseOf("72 02 04 09 00 00 00 08 02 06 00 00 80 40 00 00").progress, 16384);
   EXPECT_FALSE(SenseOf("72 02 04 09 00 00 00 08 02 06 00 00 00 40 00 00").progress);

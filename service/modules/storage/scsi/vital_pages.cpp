@@ -23,7 +23,7 @@ std::string TooSmall(std::uint8_t page, std::size_t bytes, std::size_t least) {
 
 // The whole page with its head, so that places are those of the standard's tables.
 Decoded<Bytes> WholePage(Bytes answer, std::uint8_t page, std::size_t leastBytes) {
-  const Decoded<Bytes> body = VitalPageBody(answer, page);
+  Decoded<Bytes> body = VitalPageBody(answer, page);
   if (!body.value) return body;
   const Bytes whole = Part(answer, 0, kHeadBytes + body.value->size());
   if (whole.size() < leastBytes) {
@@ -102,7 +102,7 @@ Decoded<BlockCharacteristics> DecodeBlockCharacteristics(Bytes answer) {
 }
 
 Decoded<BlockProvisioning> DecodeProvisioning(Bytes answer) {
-  const Decoded<Bytes> page = WholePage(answer, kProvisioningPage, 7);
+  const Decoded<Bytes> page = WholePage(answer, kProvisioningPage, 8);
   if (!page.value) return Distrusted<BlockProvisioning>(page.trouble);
   BlockProvisioning found;
   const std::uint8_t flags = (*page.value)[5];

@@ -161,6 +161,8 @@ TEST(BlockProvisioning, TellsHowBlocksAreGivenBack) {
   EXPECT_FALSE(full.value->readsZeros);
   EXPECT_EQ(full.value->type, Provisioning::kFull);
   EXPECT_FALSE(DecodeProvisioning(FromHex("00 B2 00 04 00 00 07 00")).value->type);
+  EXPECT_EQ(DecodeProvisioning(FromHex("00 B2 00 03 00 E4 02")).trouble,
+            "the page B2h has 7 bytes, 8 are the least");
 }
 
 }  // namespace
