@@ -40,7 +40,7 @@ SelfTestStatus DecodeSelfTestStatus(std::uint8_t byte) {
   const unsigned end = byte >> 4U, tenths = byte & 0x0FU;
   const bool isReserved = end > 8 && end < 15;
   status.end = isReserved ? SelfTestEnd::kReserved : static_cast<SelfTestEnd>(end);
-  if (tenths <= 10) status.percentLeft = static_cast<std::uint8_t>(10 * tenths);
+  if (tenths <= 9) status.percentLeft = static_cast<std::uint8_t>(10 * tenths);
   return status;
 }
 

@@ -131,6 +131,7 @@ TEST(AtaSmartDataTest, JudgesByTheThresholdOfTheSameAttribute) {
            StateCase{0, 0, 0x00, kFine},
            StateCase{100, 100, 0xFF, kFailed},
            StateCase{1, 1, 0xFE, kUnknown},
+           StateCase{0, 0, 0xFF, kFailed},
            // Values that say nothing.
            StateCase{0, 100, 36, kUnknown},
            StateCase{0xFE, 100, 36, kUnknown},
@@ -159,6 +160,7 @@ TEST(AtaSelfTestStatusTest, ReadsEndAndPercent) {
   EXPECT_EQ(DecodeSelfTestStatus(0x79), (SelfTestStatus{SelfTestEnd::kRead, 90}));
   EXPECT_EQ(DecodeSelfTestStatus(0xF9), (SelfTestStatus{SelfTestEnd::kRunning, 90}));
   EXPECT_EQ(DecodeSelfTestStatus(0x9F), (SelfTestStatus{SelfTestEnd::kReserved, std::nullopt}));
+  EXPECT_EQ(DecodeSelfTestStatus(0x7A), (SelfTestStatus{SelfTestEnd::kRead, std::nullopt}));
   EXPECT_EQ(DecodeSelfTestStatus(0xE0).end, SelfTestEnd::kReserved);
 }
 
