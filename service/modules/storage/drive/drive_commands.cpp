@@ -66,7 +66,8 @@ constexpr NvmeShape NvmeSelfTest(std::uint8_t code) {
 constexpr NvmeShape kController{0x06, 1, NvmeShape::Namespace::kNone};
 constexpr NvmeShape kNamespace{0x06, 0, NvmeShape::Namespace::kOwn};
 
-// 252 bytes at most of what a stick may be asked for: some hang when they are asked for more.
+// SCSI pages are asked for with 252 bytes where a caller does not want more, for some sticks hang
+// at lengths that they have never seen.
 using R = DriveRequest;
 constexpr std::array<DriveCommandRow, kDriveRequests> kRows = {{
     {R::kAtaIdentify, "IDENTIFY DEVICE", true, 512, 0, kPrompt, kReads, false, AtaShape{0xEC}},

@@ -91,6 +91,28 @@ inline bool IsShortForm(const sdk::DriveCommand& command) {
   return ata != nullptr && ata->uses12Bytes;
 }
 
+inline RawBytes Without(RawBytes data, std::size_t at, std::size_t size) {
+  for (std::size_t i = 0; i < size; ++i) data[at + i] = 0;
+  return data;
+}
+
+// A drive's identity without a checksum.
+inline RawBytes OldIdentity() {
+  return Without(IdentityOfDrive(), 510, 2);
+}
+
+// Without a serial number, and with the checksum that belongs to that.
+inline RawBytes WithoutSerial(RawBytes data) {
+  data[511] = static_cast<std::uint8_t>(data[511] + 'S' + 'N' + 18 * ' ');
+  return Without(std::move(data), 20, 20);
+}
+
+inline RawBytes WrongIdentity() {
+  RawBytes data = IdentityOfDrive();
+  data[100] ^= 1;
+  return data;
+}
+
 inline DiskFacts FactsOf(Transport transport) {
   DiskFacts facts;
   facts.devicePath = transport == Transport::kNvme ? "/dev/nvme0n1" : "/dev/sdx";
@@ -130,6 +152,15 @@ struct DriveBench {
   HungDrives hung;
   std::stop_source stop;
 };
+
+// In which forms IDENTIFY DEVICE was sent, and what else.
+inline std::string FormsSent(const DriveBench& bench) {
+  std::string forms;
+  for (const sdk::DriveCommand& command : bench.machine.sent) {
+    forms += IsIdentify(command) ? (IsShortForm(command) ? "short " : "long ") : "other ";
+  }
+  return forms;
+}
 
 // What a drive of that row's protocol is, for a link that opens: the first answer says so.
 inline void ScriptOpening(DriveBench& bench) {
