@@ -40,7 +40,7 @@ Decoded<std::vector<ErrorEntry>> DecodeErrorLog(Bytes answer) {
     const ErrorEntry entry = EntryOf(Part(answer, at, kErrorEntryBytes));
     if (entry.number != 0) entries.push_back(entry);
   }
-  // Some drives begin with the oldest one.
+  // The newest is the one of the highest number, wherever a drive puts it.
   std::sort(entries.begin(), entries.end(), IsNewer);
   const auto twin = std::adjacent_find(
       entries.begin(), entries.end(),

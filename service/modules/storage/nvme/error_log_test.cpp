@@ -29,7 +29,7 @@ TEST(NvmeErrors, AreTheEntriesInUseTheNewestFirst) {
   EXPECT_EQ(older.namespaceId, 0xFFFFFFFFU);
 }
 
-TEST(NvmeErrors, AreSortedWhereTheDriveBeginsWithTheOldest) {
+TEST(NvmeErrors, AreToldByTheirNumberWhereverTheyStand) {
   const auto found = DecodeErrorLog(FromHex("07 00*63 09 00*63 08 00*63"));
   ASSERT_TRUE(found.value);
   ASSERT_EQ(found.value->size(), 3U);

@@ -87,7 +87,8 @@ Decoded<std::vector<LogPageName>> DecodeSupportedLogPages(Bytes answer, std::uin
     const auto page = static_cast<std::uint8_t>((*body.value)[at] & 0x3F);
     names.push_back({page, size == 2 ? (*body.value)[at + 1] : std::uint8_t{0}});
   }
-  return {std::move(names), body.trouble};
+  const bool isOdd = body.value->size() % size != 0 && body.trouble.empty();
+  return {std::move(names), isOdd ? "the list ends within a page's name" : body.trouble};
 }
 
 }  // namespace orvan::storage::scsi

@@ -95,6 +95,10 @@ TEST(SupportedLogPages, OfTheOtherKindAreNotTakenForPairs) {
   const auto found = DecodeSupportedLogPages(FromHex("00 00 00 03 00 03 2F"), kAllSubpages);
   EXPECT_FALSE(found.value);
   EXPECT_EQ(found.trouble, "the subpage is 00h, FFh was asked for");
+  const auto odd = DecodeSupportedLogPages(FromHex("40 FF 00 03 00 00 0D"), kAllSubpages);
+  ASSERT_TRUE(odd.value);
+  EXPECT_EQ(odd.value->size(), 1U);
+  EXPECT_EQ(odd.trouble, "the list ends within a page's name");
   const auto cut = DecodeSupportedLogPages(FromHex("00 00 00 09 00 03"));
   ASSERT_TRUE(cut.value);
   EXPECT_EQ(cut.value->size(), 2U);
