@@ -73,6 +73,31 @@ TEST(NvmeController, ThatTellsNothingHasNothing) {
   EXPECT_FALSE(found.value->extendedTestMinutes);
 }
 
+struct AbilityRow {
+  std::size_t at;
+  unsigned bit;
+  bool Controller::*ability;
+};
+
+// Each ability is told by its own bit and by no other.
+TEST(NvmeController, CanWhatItsBitsSay) {
+  const std::vector<AbilityRow> rows = {
+      {256, 0, &Controller::hasSecurity},     {256, 1, &Controller::hasFormat},
+      {256, 4, &Controller::hasSelfTest},     {261, 0, &Controller::hasHealthOfNamespaces},
+      {261, 2, &Controller::hasLongLogs},     {318, 0, &Controller::testsOneAtATime},
+      {328, 0, &Controller::canCryptoErase},  {328, 1, &Controller::canBlockErase},
+      {328, 2, &Controller::canOverwrite},    {520, 2, &Controller::hasTrim},
+      {525, 0, &Controller::hasVolatileCache}};
+  for (const AbilityRow& set : rows) {
+    auto answer = FromHex("4D 14 00*4094");
+    answer[set.at] = static_cast<std::uint8_t>(1U << set.bit);
+    const Controller found = *DecodeController(answer).value;
+    for (const AbilityRow& row : rows) {
+      EXPECT_EQ(found.*row.ability, &row == &set) << row.at << ' ' << row.bit << ' ' << set.at;
+    }
+  }
+}
+
 TEST(NvmeController, IsNotTakenFromAShortOrEmptyAnswer) {
   auto answer = FromHexFile("nvme/identify_controller.hex");
   answer.pop_back();

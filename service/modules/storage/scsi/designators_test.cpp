@@ -84,6 +84,8 @@ TEST(WorldWideName, IsTheLongestOfTheBestKind) {
                    "01 03 00 08 30 00 00 00 00 00 00 01"),
             "naa.3000000000000001");
   EXPECT_EQ(NameIn("00 83 00 0C 01 02 00 08 00 25 38 5B 71 B0 CA FE"), "eui.0025385b71b0cafe");
+  EXPECT_EQ(NameIn("00 83 00 10 01 02 00 0C 00 25 38 5B 71 B0 CA FE 01 02 03 04"),
+            "eui.0025385b71b0cafe01020304");
   EXPECT_EQ(NameIn("00 83 00 18 03 08 00 14 'naa.5000C5006249B613'"), "naa.5000c5006249b613");
 }
 
