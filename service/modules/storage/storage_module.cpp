@@ -32,7 +32,7 @@ std::chrono::seconds TimeLimitOf(const std::map<std::string, std::string>& setti
 StorageModule::StorageModule(const sdk::ModuleEnvironment& environment)
     : machine_(environment.machine),
       includeLoop_(Setting(environment.settings, "storage/include_loop") == "1"),
-      diagnostics_(MakeDiagnostics(MakeEnvironment(environment))) {}
+      diagnostics_(MakeDiagnostics(MakeEnvironment(environment), {machine_, &hung_})) {}
 
 void StorageModule::ScanDevices(sdk::ScanContext& scan) {
   for (auto& disk : ScanDisks(*machine_, includeLoop_, scan.StopToken())) {

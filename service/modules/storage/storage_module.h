@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "service/modules/storage/drive/hung_drives.h"
 #include "service/modules/storage/read_run.h"
 #include "service/sdk/module.h"
 
@@ -26,6 +27,7 @@ class StorageModule final : public sdk::Module {
 
  private:
   sdk::Machine* machine_;
+  HungDrives hung_;  // outlives what the tables hold
   bool includeLoop_;
   std::vector<sdk::DiagnosticRecord> diagnostics_;
   std::vector<sdk::ToolRecord> tools_;

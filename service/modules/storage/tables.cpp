@@ -31,7 +31,8 @@ constexpr RangeValues Range(std::uint64_t blockKib, std::uint64_t seconds) {
 
 }  // namespace
 
-std::vector<sdk::DiagnosticRecord> MakeDiagnostics(const ReadEnvironment& environment) {
+std::vector<sdk::DiagnosticRecord> MakeDiagnostics(const ReadEnvironment& environment,
+                                                   const DriveAccess& /*drives*/) {
   const std::vector<sdk::TestRecord> quick = {
       MakeTest(kFunnel, FunnelRead(environment, {Range(64, 30), 1024})),
       MakeTest(kRandom, RandomRead(environment, {Range(64, 10), 4096})),

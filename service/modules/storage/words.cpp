@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <utility>
 
 #include "service/sdk/message_key.h"
 #include "service/sdk/read_errors.h"
@@ -175,8 +176,40 @@ std::optional<std::string> UntestableKey(const DiskFacts& facts) {
          "_COULD_NOT_BE_MADE_OUT,_SO_ALL_IDS_ARE_IN_DOUBT";
 }
 
+std::string TextKey(std::string_view text) {
+  std::string key;
+  for (const char byte : text) {
+    if (byte >= 'A' && byte <= 'Z') key += '|';
+    key += byte == '|' ? '/' : byte;
+  }
+  return sdk::KeyOf(std::move(key));
+}
+
 std::string FirstBadSectorKey(std::uint64_t lba) {
   return "|UNREADABLE_SECTOR_AT_" + LbaKey(lba);
+}
+
+Verdict NoAnswerVerdict(DriveAnswer::Kind kind, const std::string& reason) {
+  using Kind = DriveAnswer::Kind;
+  const std::string key = '|' + TextKey(reason);
+  switch (kind) {
+    case Kind::kCanceled:
+      return Verdict::Canceled();
+    case Kind::kNotSupported:
+      return Verdict::NotApplicable(key);
+    case Kind::kGone:
+      return Verdict::Failed(key, "the drive answers", reason, "");
+    case Kind::kFailed:
+    case Kind::kGarbage:
+    case Kind::kTimedOut:
+      return Verdict::Warning("|THE_DRIVE_CANNOT_TELL:_" + TextKey(reason));
+    case Kind::kNotNow:
+    case Kind::kNoPrivilege:
+    case Kind::kNotTried:
+    case Kind::kDone:
+      break;
+  }
+  return Verdict::Invalid(key);
 }
 
 Verdict OpenVerdict(const sdk::OpenedReader& opened, std::chrono::seconds timeLimit) {

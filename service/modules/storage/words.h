@@ -4,8 +4,10 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "service/modules/storage/disk.h"
+#include "service/modules/storage/drive/drive_answer.h"
 #include "service/modules/storage/surface_read.h"
 #include "service/sdk/block_reader.h"
 #include "service/sdk/verdict.h"
@@ -18,6 +20,10 @@ inline constexpr char kNoDisk[] = "|NO_DISK_TO_TEST";
 inline constexpr char kNoCapacity[] = "|THE_DISK_HAS_NO_CAPACITY";
 inline constexpr char kNoMedium[] = "|NO_MEDIUM_IN_THE_DRIVE";
 
+// The key that is shown as `text`, with its capitals: names of commands have some. A '_' of it is
+// shown as a blank and a '|' as '/', for a drive may write both.
+std::string TextKey(std::string_view text);
+
 std::string FirstBadSectorKey(std::uint64_t lba);
 
 // "input/output error": what an error is called, as plain text; "unknown error" for any other.
@@ -28,6 +34,9 @@ std::string ErrorText(int error);
 std::string UnreadText(const DiskFacts& facts);
 // Why a disk that the scan could not look at as it should have is not tested; none: it could.
 std::optional<std::string> UntestableKey(const DiskFacts& facts);
+
+// On a drive that did not answer what a test asked of it, whatever its kind but kDone.
+sdk::Verdict NoAnswerVerdict(DriveAnswer::Kind kind, const std::string& reason);
 
 // Why a disk could not be opened.
 sdk::Verdict OpenVerdict(const sdk::OpenedReader& opened, std::chrono::seconds timeLimit);

@@ -23,6 +23,31 @@ SurfaceResult ResultOf(SurfaceEnd end, std::initializer_list<std::uint64_t> bad 
   return result;
 }
 
+TEST(TextKey, KeepsCapitalsAndLetsNoTextOfADriveMark) {
+  EXPECT_EQ(words::TextKey("SMART READ LOG 01h: no"), "|S|M|A|R|T_|R|E|A|D_|L|O|G_01H:_NO");
+  EXPECT_EQ(words::TextKey("a|b_c"), "A/B_C");
+  EXPECT_EQ(words::TextKey(""), "");
+}
+
+TEST(NoAnswerVerdict, CallsADriveFaultyOnlyWhenItIsGone) {
+  using Kind = DriveAnswer::Kind;
+  for (const auto& [kind, status] : {std::pair{Kind::kNotSupported, kTestNotApplicable},
+                                     {Kind::kNotNow, kTestInvalid},
+                                     {Kind::kFailed, kTestWarning},
+                                     {Kind::kGarbage, kTestWarning},
+                                     {Kind::kTimedOut, kTestWarning},
+                                     {Kind::kGone, kTestFailed},
+                                     {Kind::kNoPrivilege, kTestInvalid},
+                                     {Kind::kNotTried, kTestInvalid}}) {
+    const sdk::Verdict verdict = words::NoAnswerVerdict(kind, "LOG SENSE: why");
+    EXPECT_EQ(verdict.status, status) << static_cast<int>(kind);
+    EXPECT_NE(verdict.message.find("|L|O|G_|S|E|N|S|E:_WHY"), std::string::npos);
+  }
+  const sdk::Verdict stopped = words::NoAnswerVerdict(Kind::kCanceled, "it was stopped");
+  EXPECT_EQ(stopped.status, kTestCanceled);
+  EXPECT_EQ(stopped.message, "");
+}
+
 TEST(SurfaceVerdict, PassesOnlyACompleteRunWithoutBadSectors) {
   EXPECT_EQ(VerdictOf(ResultOf(SurfaceEnd::kComplete)).status, kTestPassed);
   for (const SurfaceEnd end :
