@@ -3,6 +3,7 @@
 #include <array>
 #include <utility>
 
+#include "service/modules/storage/units.h"
 #include "service/modules/storage/words.h"
 
 namespace orvan::storage {
@@ -10,19 +11,10 @@ namespace {
 
 constexpr char kNotObtained[] = "UNABLE_TO_OBTAIN";
 
-// "256060514304 bytes (256.0 GB)": decimal units as printed on the drive, cut and not rounded.
+// "256060514304 bytes (256.0 GB)".
 std::string SizeText(std::uint64_t bytes) {
-  static constexpr std::array<const char*, 5> kUnits = {"kB", "MB", "GB", "TB", "PB"};
-  std::string text = std::to_string(bytes) + " bytes";
-  if (bytes < 1000) return text;
-  std::uint64_t tenths = bytes / 100;
-  std::size_t unit = 0;
-  while (tenths >= 10000 && unit + 1 < kUnits.size()) {
-    tenths /= 1000;
-    ++unit;
-  }
-  return text + " (" + std::to_string(tenths / 10) + '.' + std::to_string(tenths % 10) + ' ' +
-         kUnits[unit] + ')';
+  const std::string text = std::to_string(bytes) + " bytes";
+  return bytes < 1000 ? text : text + " (" + DecimalSize(bytes) + ')';
 }
 
 std::string SizeText(const std::optional<std::uint64_t>& bytes) {

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "service/modules/storage/disk_scan.h"
+#include "service/modules/storage/smart_tool.h"
 #include "service/modules/storage/tables.h"
 #include "service/sdk/numbers.h"
 
@@ -32,7 +33,8 @@ std::chrono::seconds TimeLimitOf(const std::map<std::string, std::string>& setti
 StorageModule::StorageModule(const sdk::ModuleEnvironment& environment)
     : machine_(environment.machine),
       includeLoop_(Setting(environment.settings, "storage/include_loop") == "1"),
-      diagnostics_(MakeDiagnostics(MakeEnvironment(environment), {machine_, &hung_})) {}
+      diagnostics_(MakeDiagnostics(MakeEnvironment(environment), {machine_, &hung_})),
+      tools_({MakeSmartTool({machine_, &hung_})}) {}
 
 void StorageModule::ScanDevices(sdk::ScanContext& scan) {
   for (auto& disk : ScanDisks(*machine_, includeLoop_, scan.StopToken())) {

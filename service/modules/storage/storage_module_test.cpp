@@ -297,7 +297,6 @@ TEST(StorageModule, TellsNameAndVersion) {
   EXPECT_EQ(module.Name(), "Storage");
   EXPECT_EQ(module.Version().Major(), 5U);
   EXPECT_EQ(module.Version().Build(), 0U);
-  EXPECT_TRUE(module.Tools().empty());
   EXPECT_EQ(module.Diagnostics().size(), 2U);
 }
 

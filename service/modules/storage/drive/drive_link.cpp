@@ -12,28 +12,6 @@ namespace {
 using Kind = DriveAnswer::Kind;
 using Outcome = sdk::CommandAnswer::Outcome;
 
-// What drives of no protocol are, for people; null: they have one.
-const char* SpeechlessWords(Transport transport) {
-  switch (transport) {
-    case Transport::kVirtio:
-    case Transport::kXen:
-      return "the disk of a virtual machine answers no commands of a drive";
-    case Transport::kLoop:
-      return "a file answers no commands of a drive";
-    case Transport::kMmc:
-      return "the commands of a memory card are others";
-    case Transport::kUnknown:
-      return "nothing tells what commands this drive answers";
-    case Transport::kSata:
-    case Transport::kScsi:
-    case Transport::kSas:
-    case Transport::kUsb:
-    case Transport::kNvme:
-      break;
-  }
-  return nullptr;
-}
-
 // What a bridge does that knows neither the command nor how to refuse it. Registers that make no
 // sense are a habit of some that are sound otherwise.
 bool IsImpolite(const DriveAnswer& answer, Outcome outcome, int error) {
@@ -60,6 +38,27 @@ bool IsPlausible(const std::string& text) {
 
 }  // namespace
 
+const char* WhySpeechless(Transport transport) {
+  switch (transport) {
+    case Transport::kVirtio:
+    case Transport::kXen:
+      return "the disk of a virtual machine answers no commands of a drive";
+    case Transport::kLoop:
+      return "a file answers no commands of a drive";
+    case Transport::kMmc:
+      return "the commands of a memory card are others";
+    case Transport::kUnknown:
+      return "nothing tells what commands this drive answers";
+    case Transport::kSata:
+    case Transport::kScsi:
+    case Transport::kSas:
+    case Transport::kUsb:
+    case Transport::kNvme:
+      break;
+  }
+  return nullptr;
+}
+
 DriveLink::DriveLink(const DriveAccess& access, const DiskFacts& facts, std::stop_token stop)
     : access_(access), facts_(facts), stop_(std::move(stop)) {
   address_.device = facts_.devicePath;
@@ -73,7 +72,7 @@ DriveLink::DriveLink(const DriveAccess& access, const DiskFacts& facts, std::sto
 }
 
 void DriveLink::Open() {
-  if (const char* words = SpeechlessWords(facts_.transport)) {
+  if (const char* words = WhySpeechless(facts_.transport)) {
     opening_ = Told(Kind::kNotSupported, words);
     return;
   }

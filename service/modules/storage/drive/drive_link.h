@@ -17,6 +17,9 @@ struct DriveAccess {
   HungDrives* hung = nullptr;
 };
 
+// Why drives that are reached so answer no commands at all, for people; null: they may. Any thread.
+const char* WhySpeechless(Transport transport);
+
 // The way to one drive, and what its answers mean. It finds out by itself by which commands the
 // drive is spoken to, and sends IDENTIFY DEVICE for that where there may be an ATA drive, twice at
 // most. A USB bridge that refuses without a reason, answers too little, or breaks a command off is

@@ -1,0 +1,101 @@
+#include "service/modules/storage/health/drive_information.h"
+
+#include <gtest/gtest.h>
+
+#include "service/modules/storage/hex_test_support.h"
+
+namespace orvan::storage {
+namespace {
+
+TEST(DriveInformationTest, TheKernelTellsWhatADiskIs) {
+  DiskFacts facts;
+  facts.model = "MODEL";
+  facts.serial = "SN";
+  facts.firmware = "FW";
+  facts.sizeBytes = 256060514304;
+  facts.transport = Transport::kSata;
+  EXPECT_EQ(InformationOf(facts), (DriveInformation{{"Model", "MODEL"},
+                                                    {"Serial number", "SN"},
+                                                    {"Firmware", "FW"},
+                                                    {"Size", "256.0 GB"},
+                                                    {"Transport", "SATA"}}));
+  EXPECT_EQ(InformationOf(DiskFacts()), (DriveInformation{{"Transport", "Unknown"}}));
+}
+
+TEST(DriveInformationTest, AnAtaDriveTellsWhatItCan) {
+  ata::Identify drive;
+  drive.worldWideName = 0x5000C500A1B2C3D4;
+  drive.isRotating = true;
+  drive.rotationsPerMinute = std::uint16_t{5400};
+  drive.formFactor = "3.5 inches";
+  drive.mostSpeed = std::uint16_t{60};
+  drive.speedNow = std::uint16_t{30};
+  drive.queueDepth = std::uint8_t{32};
+  drive.security.isSupported = true;
+  drive.hasSelfTests = true;
+  EXPECT_EQ(InformationOf(drive), (DriveInformation{{"World-wide name", "0x5000c500a1b2c3d4"},
+                                                    {"Rotation", "5400 rpm"},
+                                                    {"Form factor", "3.5 inches"},
+                                                    {"Interface", "6.0 Gb/s, now 3.0 Gb/s"},
+                                                    {"Queue depth", "32"},
+                                                    {"TRIM", "no"},
+                                                    {"Security", "no password set"},
+                                                    {"Self-tests", "yes"},
+                                                    {"Error log", "no"}}));
+}
+
+TEST(DriveInformationTest, WhatAnAtaDriveLeavesOutIsNotShown) {
+  EXPECT_EQ(InformationOf(ata::Identify()),
+            (DriveInformation{
+                {"TRIM", "no"}, {"Security", "none"}, {"Self-tests", "no"}, {"Error log", "no"}}));
+  ata::Identify drive;
+  drive.isRotating = false;
+  drive.mostSpeed = std::uint16_t{15};
+  const DriveInformation shown = InformationOf(drive);
+  EXPECT_EQ(shown.at(0).second, "solid state");
+  EXPECT_EQ(shown.at(1).second, "1.5 Gb/s");
+}
+
+TEST(DriveInformationTest, SecurityIsToldAsItIs) {
+  const auto text = [](ata::Security security) {
+    ata::Identify drive;
+    drive.security = security;
+    return InformationOf(drive).at(1).second;
+  };
+  EXPECT_EQ(text({true, true, true, false, false}), "locked");
+  EXPECT_EQ(text({true, true, true, false, true}), "locked, too many wrong passwords");
+  EXPECT_EQ(text({true, true, false, true, false}), "password set, not locked, frozen");
+  EXPECT_EQ(text({true, false, false, true, false}), "no password set, frozen");
+}
+
+TEST(DriveInformationTest, AnNvmeControllerTellsWhatItCan) {
+  const auto controller = nvme::DecodeController(FromHexFile("nvme/identify_controller.hex"));
+  ASSERT_TRUE(controller.value);
+  EXPECT_EQ(InformationOf(*controller.value),
+            (DriveInformation{{"NVMe version", "1.3"},
+                              {"Total capacity", "1.0 TB"},
+                              {"Warning temperature", "85 C (358 K)"},
+                              {"Critical temperature", "86 C (359 K)"},
+                              {"TRIM", "yes"},
+                              {"Self-tests", "yes"},
+                              {"Extended self-test", "35 minutes"}}));
+}
+
+TEST(DriveInformationTest, ACapacityBeyond64BitsIsInBytes) {
+  nvme::Controller controller;
+  controller.totalBytes = nvme::WideCount{1, 0};
+  EXPECT_EQ(InformationOf(controller).at(0).second, "18446744073709551616 bytes");
+}
+
+TEST(DriveInformationTest, AScsiDriveTellsWhenItWasMade) {
+  ScsiHealth health;
+  EXPECT_TRUE(InformationOf(health).empty());
+  health.starts.emplace();
+  EXPECT_TRUE(InformationOf(health).empty());
+  health.starts->yearMade = "2014";
+  health.starts->weekMade = "34";
+  EXPECT_EQ(InformationOf(health), (DriveInformation{{"Made in", "week 34 of 2014"}}));
+}
+
+}  // namespace
+}  // namespace orvan::storage
