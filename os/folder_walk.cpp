@@ -12,8 +12,6 @@
 namespace tarvex {
 namespace {
 
-constexpr mode_t kFolderMode = 0755;
-
 // Takes the first component of a path from it; empty when there is none.
 std::string TakeComponent(std::string& path) {
   const std::size_t start = std::min(path.find_first_not_of('/'), path.size());
@@ -102,7 +100,7 @@ int FolderWalk::OpenOrMake(const std::string& name, Descriptor& next) const {
   const int error = OpenPlace(folder_.Get(), name.c_str(), next);
   if (error != ENOENT || !MayMake()) return error;
   // Somebody else may make it first.
-  if (mkdirat(folder_.Get(), name.c_str(), kFolderMode) != 0 && errno != EEXIST) return errno;
+  if (mkdirat(folder_.Get(), name.c_str(), made_) != 0 && errno != EEXIST) return errno;
   return OpenPlace(folder_.Get(), name.c_str(), next);
 }
 

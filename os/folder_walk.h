@@ -29,11 +29,13 @@ class FolderWalk {
   // way may be written by others where nobody can rename what is not his own (sticky).
   enum class Folders { kAny, kTrusted };
 
-  FolderWalk(Missing missing, Folders folders) : missing_(missing), folders_(folders) {}
+  // What is made gets the mode `made`.
+  FolderWalk(Missing missing, Folders folders, mode_t made = 0755)
+      : missing_(missing), folders_(folders), made_(made) {}
 
   // 0, or an errno value: ELOOP for a stranger's link and for more than kMostLinks, EPERM for a
   // folder that is not trusted. Where a link leads to nothing, nothing is made. What was made
-  // (0755) stays on failure. Once for each object.
+  // stays on failure. Once for each object.
   int Go(const std::string& path);
   // Where the walk ended, as a place for openat only (O_PATH).
   Descriptor& Folder() { return folder_; }
@@ -53,6 +55,7 @@ class FolderWalk {
 
   const Missing missing_;
   const Folders folders_;
+  const mode_t made_;
   Descriptor folder_;
   std::string where_;  // the folder's own path without links, "" for the root; only when trusted
   std::string rest_;

@@ -102,6 +102,20 @@ std::string MakeTrustedFolder(const std::string& path, Descriptor& folder) {
   return WalkTo(path, FolderWalk::Missing::kLastIsMade, folder, error);
 }
 
+std::string MakePrivateFolder(const std::string& path, Descriptor& folder) {
+  FolderWalk walk(FolderWalk::Missing::kLastIsMade, FolderWalk::Folders::kTrusted, S_IRWXU);
+  if (const int error = walk.Go(path); error != 0) return FaultOf(error, walk);
+  Descriptor opened(openat(walk.Folder().Get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  struct stat status {};
+  if (!opened.IsOpen() || fstat(opened.Get(), &status) != 0) return ErrorText(errno);
+  constexpr mode_t kOthers = S_IRWXG | S_IRWXO;
+  if ((status.st_mode & kOthers) != 0 && fchmod(opened.Get(), status.st_mode & S_IRWXU) != 0) {
+    return "is open to others: " + ErrorText(errno);
+  }
+  folder = std::move(opened);
+  return {};
+}
+
 std::string OpenTrustedFile(const Descriptor& folder, const std::string& name, Descriptor& file) {
   constexpr int kFlags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
   Descriptor opened(openat(folder.Get(), name.c_str(), kFlags));

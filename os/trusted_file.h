@@ -20,6 +20,11 @@ std::string OpenTrustedFolder(const std::string& path, Descriptor& folder);
 // The same, and makes the folder (0755) when only itself is missing.
 std::string MakeTrustedFolder(const std::string& path, Descriptor& folder);
 
+// The same for a folder of the owner's alone (0700), opened for its content, too. One that others
+// may look into is closed to them, for nobody but its owner can have written it; where that fails
+// it is no good.
+std::string MakePrivateFolder(const std::string& path, Descriptor& folder);
+
 // Opens a regular file of a trusted folder for reading, no link, that belongs to no stranger and
 // that only its owner may write. Never waits for the other end of a pipe.
 std::string OpenTrustedFile(const Descriptor& folder, const std::string& name, Descriptor& file);

@@ -1,11 +1,15 @@
 #include "os/trusted_file.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <filesystem>
 
+#include "tests/support/refusing_kernel.h"
 #include "tests/support/test_folder.h"
 
 namespace tarvex {
@@ -112,6 +116,57 @@ TEST_F(TrustedFileTest, MakesTheLastFolderAlone) {
   ASSERT_EQ(chmod(above_.c_str(), 0777), 0);
   EXPECT_NE(MakeTrustedFolder(inner_ + "/newer", folder), "");
   EXPECT_FALSE(fs::exists(inner_ + "/newer"));
+}
+
+unsigned ModeOf(const std::string& path) {
+  struct stat status {};
+  EXPECT_EQ(stat(path.c_str(), &status), 0) << path;
+  return status.st_mode & 07777U;
+}
+
+TEST_F(TrustedFileTest, APrivateFolderIsMadeForItsOwnerAlone) {
+  Descriptor folder;
+  EXPECT_EQ(MakePrivateFolder(inner_ + "/new", folder), "");
+  EXPECT_EQ(ModeOf(inner_ + "/new"), 0700U);
+  // For its content, too.
+  EXPECT_NE(fcntl(folder.Get(), F_GETFL) & O_DIRECTORY, 0);
+  EXPECT_EQ(fcntl(folder.Get(), F_GETFL) & O_PATH, 0);
+  EXPECT_EQ(MakePrivateFolder(inner_ + "/other/new", folder), "No such file or directory");
+}
+
+TEST_F(TrustedFileTest, APrivateFolderIsClosedToOthersWhereItWasNot) {
+  for (const mode_t mode : {0755U, 0750U, 0705U, 0711U, 0701U, 0710U, 0704U, 0740U}) {
+    ASSERT_EQ(chmod(inner_.c_str(), mode), 0);
+    Descriptor folder;
+    EXPECT_EQ(MakePrivateFolder(inner_, folder), "") << std::oct << mode;
+    EXPECT_TRUE(folder.IsOpen());
+    EXPECT_EQ(ModeOf(inner_), 0700U) << std::oct << mode;
+  }
+}
+
+TEST_F(TrustedFileTest, APrivateFolderThatOthersMayHaveWrittenIsRefusedAsItIs) {
+  for (const mode_t mode : {0757U, 0777U, 0770U, 01777U}) {
+    ASSERT_EQ(chmod(inner_.c_str(), mode), 0);
+    Descriptor folder;
+    EXPECT_EQ(MakePrivateFolder(inner_, folder), "can be written by others") << std::oct << mode;
+    EXPECT_FALSE(folder.IsOpen());
+    EXPECT_EQ(ModeOf(inner_), mode);
+  }
+  if (geteuid() != 0) GTEST_SKIP() << "only root can give a folder away";
+  ASSERT_EQ(chmod(inner_.c_str(), 0755), 0);
+  GiveAway("above/between/inner");
+  Descriptor folder;
+  EXPECT_EQ(MakePrivateFolder(inner_, folder), "belongs to another user");
+  EXPECT_EQ(ModeOf(inner_), 0755U);
+}
+
+TEST_F(TrustedFileTest, APrivateFolderThatCannotBeClosedIsRefused) {
+  ASSERT_EQ(chmod(inner_.c_str(), 0755), 0);
+  WhereTheKernelRefuses({SYS_fchmod, EPERM}, [&] {
+    Descriptor folder;
+    EXPECT_EQ(MakePrivateFolder(inner_, folder), "is open to others: Operation not permitted");
+    EXPECT_FALSE(folder.IsOpen());
+  });
 }
 
 TEST_F(TrustedFileTest, TakesARegularFileThatOnlyItsOwnerMayWrite) {

@@ -5,10 +5,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <climits>
 #include <cstdlib>
-#include <system_error>
 #include <utility>
 
 #include "os/trusted_file.h"
@@ -47,14 +45,12 @@ tarvex::Descriptor MakeModuleFolder(const std::string& stateFolder, const std::s
                                     std::string& fault) {
   tarvex::Descriptor folder;
   const std::string modules = stateFolder + "/modules";
-  for (const std::string& path : {stateFolder, modules, modules + '/' + name}) {
-    fault = tarvex::MakeTrustedFolder(path, folder);
-    if (!fault.empty()) return {};
+  fault = tarvex::MakeTrustedFolder(stateFolder, folder);
+  // What modules keep is nobody else's; what lies beside it others may read.
+  for (const std::string& path : {modules, modules + '/' + name}) {
+    if (fault.empty()) fault = tarvex::MakePrivateFolder(path, folder);
   }
-  // For its content, too, and not as a place alone.
-  tarvex::Descriptor opened(openat(folder.Get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (!opened.IsOpen()) fault = std::generic_category().message(errno);
-  return opened;
+  return fault.empty() ? std::move(folder) : tarvex::Descriptor();
 }
 
 bool IsWritableFolder(const std::string& path) {

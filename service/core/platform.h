@@ -16,7 +16,8 @@ std::string LibraryFolder();
 std::int32_t ProcessNumber();
 
 // Opens the folder "modules/NAME" of the state folder, and makes it where it is missing. None with
-// the reason when it, or one on the way, could be a stranger's.
+// the reason when it, or one on the way, could be a stranger's. It and "modules" are for their
+// owner alone, and closed to others where they were not.
 tarvex::Descriptor MakeModuleFolder(const std::string& stateFolder, const std::string& name,
                                     std::string& fault);
 

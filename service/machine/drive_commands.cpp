@@ -12,8 +12,7 @@
 
 #include "os/descriptor.h"
 #include "service/machine/ata_pass_through.h"
-#include "service/machine/device_use.h"
-#include "service/machine/drive_node.h"
+#include "service/machine/drive_claim.h"
 #include "service/sdk/read_errors.h"
 
 namespace orvan::machine {
@@ -151,29 +150,16 @@ CommandAnswer SendNvme(Parcel& parcel, const tarvex::Descriptor& drive) {
   return answer;
 }
 
-// The answer to a command for a device that somebody uses, or may use; none when nobody does.
-std::optional<CommandAnswer> InUse(const Parcel& parcel) {
-  const DeviceUse use = FindUse(*parcel.files, parcel.command.expectedDevice);
-  if (use.refusal == sdk::WriteRefusal::kNone) return {};
-  return Answer(Outcome::kNotGranted, use.error == 0 ? EBUSY : use.error);
-}
-
 CommandAnswer Deliver(Parcel& parcel) {
   const bool isExclusive = parcel.effect == sdk::CommandEffect::kChangesMedium;
-  if (isExclusive) {
-    if (auto answer = InUse(parcel)) return *std::move(answer);
-  }
-  const OpenedDrive drive = OpenDrive(*parcel.files, {.command = parcel.command,
-                                                      .isBlankOnOptical = parcel.isBlankOnOptical,
-                                                      .isExclusive = isExclusive,
-                                                      .filesMayBeDrives = parcel.filesMayBeDrives});
-  if (isExclusive && drive.error == EBUSY) return Answer(Outcome::kNotGranted, EBUSY);
+  const ClaimedDrive drive =
+      ClaimDrive(*parcel.files, {.command = parcel.command,
+                                 .isBlankOnOptical = parcel.isBlankOnOptical,
+                                 .isExclusive = isExclusive,
+                                 .filesMayBeDrives = parcel.filesMayBeDrives});
+  if (drive.isRefused) return Answer(Outcome::kNotGranted, drive.error);
   if (drive.error == EINVAL) return Answer(Outcome::kNotTried, EINVAL);
   if (drive.error != 0) return Failed(drive.error);
-  // Who uses it without a claim may have begun before the opening.
-  if (isExclusive) {
-    if (auto answer = InUse(parcel)) return *std::move(answer);
-  }
   return parcel.cdb.empty() ? SendNvme(parcel, drive.descriptor)
                             : SendScsi(parcel, drive.descriptor);
 }

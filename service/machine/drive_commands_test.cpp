@@ -114,6 +114,7 @@ TEST_F(DriveCommandsTest, AnNvmeCommandThatFailsHasItsStatusAndNoData) {
 }
 
 TEST_F(DriveCommandsTest, NvmeDataGoOutWhenThatIsGranted) {
+  files_ = std::make_shared<sdk::testing::CapturedFiles>(MachineWithNvme(number_));
   DriveCommand command = NvmeIdentify();
   std::get<sdk::NvmeAdminCommand>(command.command).opcode = 0x81;  // Security Send
   command.direction = DataDirection::kToDevice;
@@ -281,6 +282,23 @@ TEST_F(DriveCommandsTest, WhatMayChangeTheMediumIsNotSentWhereItsUseIsUnknown) {
   EXPECT_EQ(answer.outcome, Outcome::kNotGranted);
   EXPECT_EQ(answer.error, EIO);
   EXPECT_EQ(Script("last"), "none");
+}
+
+TEST_F(DriveCommandsTest, WhatMayChangeTheMediumIsNotSentWhereANamespaceBesideItIsInUse) {
+  files_ = std::make_shared<sdk::testing::CapturedFiles>(
+      MachineWithNvme(number_) +
+      "f /sys/devices/a/nvme/nvme0/nvme0n2/dev 259:77\\x0a\n"
+      "l /sys/dev/block/259:77 /sys/devices/a/nvme/nvme0/nvme0n2\n"
+      "d /sys/devices/a/nvme/nvme0/nvme0n2/holders/dm-0\n");
+  DriveCommand format = NvmeIdentify();
+  std::get<sdk::NvmeAdminCommand>(format.command).opcode = 0x80;
+  format.direction = DataDirection::kNone;
+  format.bytesIn = 0;
+  const CommandAnswer answer = Send(format, true);
+  EXPECT_EQ(answer.outcome, Outcome::kNotGranted);
+  EXPECT_EQ(answer.error, EBUSY);
+  EXPECT_EQ(Script("last"), "none");
+  EXPECT_EQ(Send(NvmeIdentify()).outcome, Outcome::kAnswered);
 }
 
 TEST_F(DriveCommandsTest, WhatDoesNotFitTogetherIsNotTried) {

@@ -67,4 +67,16 @@ inline std::string MachineWith(std::uint64_t number, const std::string& name) {
          "f /proc/self/mountinfo 22 1 254:1 / / rw - ext4 /dev/vda1 rw\\x0a\n";
 }
 
+// The same of the only namespace of a controller.
+inline std::string MachineWithNvme(std::uint64_t number) {
+  const std::string text = TextOf(number);
+  const std::string folder = "/sys/devices/a/nvme/nvme0/nvme0n1";
+  return "l /sys/class/nvme-subsystem/nvme-subsys0 ../../devices/s/nvme-subsys0\n"
+         "l /sys/devices/s/nvme-subsys0/nvme0 ../../a/nvme/nvme0\n"
+         "l /sys/dev/block/" +
+         text + " ../.." + folder.substr(4) + "\nf " + folder + "/dev " + text + "\\x0a\nd " +
+         folder + "/holders\nd /sys/block\n" +
+         "f /proc/self/mountinfo 22 1 254:1 / / rw - ext4 /dev/vda1 rw\\x0a\n";
+}
+
 }  // namespace orvan::machine
