@@ -164,6 +164,8 @@ TEST_F(TrustedFileTest, APrivateFolderThatCannotBeClosedIsRefused) {
   ASSERT_EQ(chmod(inner_.c_str(), 0755), 0);
   WhereTheKernelRefuses({SYS_fchmod, EPERM}, [&] {
     Descriptor folder;
+    EXPECT_EQ(MakePrivateFolder(inner_ + "/new", folder), "");  // made closed
+    folder.Reset();
     EXPECT_EQ(MakePrivateFolder(inner_, folder), "is open to others: Operation not permitted");
     EXPECT_FALSE(folder.IsOpen());
   });

@@ -12,6 +12,7 @@ namespace kind {
 inline constexpr char kBegin[] = "begin";
 inline constexpr char kNow[] = "now";
 inline constexpr char kBytes[] = "bytes";
+inline constexpr char kPart[] = "part";
 inline constexpr char kLink[] = "link";
 inline constexpr char kList[] = "list";
 inline constexpr char kExists[] = "exists";

@@ -283,10 +283,11 @@ struct Kind {
   void (*check)(std::string_view answer);
 };
 
-constexpr std::array<Kind, 24> kKinds = {{
+constexpr std::array<Kind, 25> kKinds = {{
     {kind::kBegin, Check<std::uint64_t>},
     {kind::kNow, Check<std::uint64_t>},
     {kind::kBytes, Check<TextAnswer>},
+    {kind::kPart, Check<TextAnswer>},
     {kind::kLink, Check<TextAnswer>},
     {kind::kList, Check<NamesAnswer>},
     {kind::kExists, Check<FlagAnswer>},

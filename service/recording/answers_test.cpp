@@ -104,12 +104,12 @@ TEST(AnswersTest, OfEachKindStandInTheCorpus) {
     all += text.str();
   }
   for (const char* kind :
-       {kind::kBegin,      kind::kNow,       kind::kBytes,      kind::kLink,
-        kind::kList,       kind::kExists,    kind::kOpenReader, kind::kCollect,
-        kind::kOpenWriter, kind::kWrite,     kind::kRead,       kind::kFlush,
-        kind::kProbe,      kind::kSend,      kind::kChance,     kind::kPin,
-        kind::kLockMemory, kind::kPhysical,  kind::kStateRead,  kind::kStateReplace,
-        kind::kStateList,  kind::kLeftBehind}) {
+       {kind::kBegin,        kind::kNow,        kind::kBytes,     kind::kPart,
+        kind::kLink,         kind::kList,       kind::kExists,    kind::kOpenReader,
+        kind::kCollect,      kind::kOpenWriter, kind::kWrite,     kind::kRead,
+        kind::kFlush,        kind::kProbe,      kind::kSend,      kind::kChance,
+        kind::kPin,          kind::kLockMemory, kind::kPhysical,  kind::kStateRead,
+        kind::kStateReplace, kind::kStateList,  kind::kLeftBehind}) {
     EXPECT_NE(all.find(std::string(" ") + kind + ' '), std::string::npos) << kind;
   }
 }

@@ -1,3 +1,6 @@
+#include <algorithm>
+#include <string_view>
+
 #include "service/recording/accesses.h"
 #include "service/recording/plain_text.h"
 #include "service/recording/recording_parts.h"
@@ -7,6 +10,9 @@ namespace {
 
 // State that is longer, or no text, may hold what lay on a medium.
 constexpr std::size_t kLongestText = 64U << 10;
+
+// No secret is longer, and no page of secrets, so what stands that near tells what a part is of.
+constexpr std::uint64_t kAround = 4096;
 
 }  // namespace
 
@@ -22,6 +28,38 @@ std::optional<std::string> RecordingFiles::DoReadBytes(const std::string& path, 
   }
   recorder_->tape.Add(FieldWriter(kind::kBytes).Text(redactor.Asked(path)).Number(limit), answer);
   return answer.hash ? content : answer.text;
+}
+
+// A part without what is of a secret, also of one that begins before it or ends behind it. None
+// where nothing can be told of it, and where the file has changed since it was read.
+std::optional<std::string> RecordingFiles::ToldPart(const std::string& real, std::uint64_t offset,
+                                                    const std::string& part) const {
+  if (part.empty()) return part;
+  if (!IsPlainText(part)) return {};
+  const std::uint64_t before = std::min(offset, kAround);
+  const std::size_t size = static_cast<std::size_t>(before) + part.size();
+  const auto around = inner_.ReadAt(real, offset - before, size + kAround);
+  if (!around || around->size() < size ||
+      !std::string_view(*around).substr(before).starts_with(part))
+    return {};
+  const auto told = recorder_->redactor.FilePart(real, offset - before, *around);
+  if (!told || told->size() != around->size()) return {};
+  return told->substr(before, part.size());
+}
+
+std::optional<std::string> RecordingFiles::DoReadAt(const std::string& path, std::uint64_t offset,
+                                                    std::size_t size, int& error) const {
+  Redactor& redactor = recorder_->redactor;
+  const std::string real = redactor.RevealedPath(path);
+  std::optional<std::string> part = inner_.ReadAt(real, offset, size, &error);
+  TextAnswer answer{error, {}};
+  if (part) {
+    answer.text = ToldPart(real, offset, *part);
+    if (!answer.text) answer.hash = redactor.HashOf(std::as_bytes(std::span(*part)));
+  }
+  recorder_->tape.Add(
+      FieldWriter(kind::kPart).Text(redactor.Asked(path)).Number(offset).Number(size), answer);
+  return answer.hash ? part : answer.text;
 }
 
 std::optional<std::string> RecordingFiles::DoReadLink(const std::string& path, int& error) const {

@@ -1,5 +1,10 @@
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
 #include "service/recording/answers.h"
 #include "service/sdk/read_errors.h"
 #include "tests/support/captured_files.h"
@@ -66,6 +71,83 @@ TEST(RecordingStateTest, IsToldOnlyWhereItShowsNothing) {
     EXPECT_EQ(StateOf(*replay, name, error), std::nullopt) << name;
     EXPECT_EQ(error, sdk::kNotRecorded) << name;
   }
+}
+
+// Remembers from where each file was read.
+class WatchedPlaces final : public sdk::MachineFiles {
+ public:
+  explicit WatchedPlaces(const std::string& files) : inner_(files) {}
+  mutable std::vector<std::uint64_t> begins;
+
+ private:
+  std::optional<std::string> DoReadBytes(const std::string& path, std::size_t limit,
+                                         int& error) const override {
+    begins.push_back(0);
+    return inner_.ReadBytes(path, limit, &error);
+  }
+  std::optional<std::string> DoReadAt(const std::string& path, std::uint64_t offset,
+                                      std::size_t size, int& error) const override {
+    begins.push_back(offset);
+    return inner_.ReadAt(path, offset, size, &error);
+  }
+  std::optional<std::string> DoReadLink(const std::string& path, int& error) const override {
+    return inner_.ReadLink(path, &error);
+  }
+  std::vector<std::string> DoList(const std::string& path, int& error) const override {
+    return inner_.List(path, &error);
+  }
+  bool DoExists(const std::string& path, int& error) const override {
+    return inner_.Exists(path, &error);
+  }
+  CapturedFiles inner_;
+};
+
+TEST(RecordingFilesTest, APartIsReadWhereItIs) {
+  auto files = std::make_unique<WatchedPlaces>("f /sys/a/config " + std::string(9000, 'x') +
+                                               "\\x01\\x02BINARY\nf /sys/a/text " +
+                                               std::string(9000, 'y') + "value\\x0a\n");
+  const WatchedPlaces& places = *files;
+  const TestTape tape;
+  const auto recorded = tape.Record(std::make_unique<FaultyMachine>(std::move(files)));
+  places.begins.clear();
+  EXPECT_EQ(recorded->Files().ReadAt("/sys/a/config", 9000, 2), "\x01\x02");
+  EXPECT_EQ(places.begins, (std::vector<std::uint64_t>{9000}));
+  places.begins.clear();
+  EXPECT_EQ(recorded->Files().ReadAt("/sys/a/text", 9000, 5), "value");
+  // And what stands around it, which may make it a secret.
+  EXPECT_EQ(places.begins, (std::vector<std::uint64_t>{9000, 9000 - 4096}));
+  const auto replay = tape.Replay();
+  EXPECT_EQ(replay->Files().ReadAt("/sys/a/text", 9000, 5), "value");
+  int error = 0;
+  EXPECT_EQ(replay->Files().ReadAt("/sys/a/config", 9000, 2, &error), std::nullopt);
+  EXPECT_EQ(error, sdk::kNotRecorded);
+  EXPECT_EQ(replay->Files().ReadAt("/sys/a/text", 9000, 4, &error), std::nullopt);
+  EXPECT_EQ(error, sdk::kNotRecorded);
+}
+
+TEST(RecordingFilesTest, APartOfASecretIsHiddenAsTheWholeIs) {
+  const std::string table(kTable);
+  const TestTape tape;
+  const auto recorded =
+      tape.Record(MakeFaulty("f /etc/fstab " + table.substr(0, table.size() - 1) +
+                             "\\x0a\nf /sys/block/sda/serial S4EWNX0M123456\\x0a\n"
+                             "f /sys/block/sdb/device/vpd_pg80 \\x00\\x80\\x00\\x08WD-77GQ1\n"));
+  const sdk::MachineFiles& files = recorded->Files();
+  const std::string shown = files.ReadBytes("/etc/fstab", 4096).value_or("");
+  ASSERT_EQ(shown.size(), table.size());
+  ASSERT_NE(shown, table);
+  const std::string serial = files.ReadBytes("/sys/block/sda/serial", 4096).value_or("");
+  const std::string page = files.ReadBytes("/sys/block/sdb/device/vpd_pg80", 4096).value_or("");
+  for (std::uint64_t offset = 0; offset <= 20; ++offset) {
+    EXPECT_EQ(files.ReadAt("/etc/fstab", offset, 7), shown.substr(offset, 7)) << offset;
+  }
+  EXPECT_EQ(files.ReadAt("/sys/block/sda/serial", 3, 5), serial.substr(3, 5));
+  EXPECT_EQ(files.ReadAt("/sys/block/sdb/device/vpd_pg80", 5, 5), page.substr(5, 5));
+  for (const char* secret : {"6c1f0a52", "1f0a", "90f1", "NX0M1", "D-77G"}) {
+    EXPECT_EQ(tape.Text().find(secret), std::string::npos) << secret;
+  }
+  const auto replay = tape.Replay();
+  EXPECT_EQ(replay->Files().ReadAt("/etc/fstab", 7, 7), shown.substr(7, 7));
 }
 
 TEST(RecordingFilesTest, WhatIsNeitherTextNorAKnownPageIsPassedOnAndNotTold) {

@@ -31,9 +31,13 @@ class RecordingFiles final : public sdk::MachineFiles {
  private:
   std::optional<std::string> DoReadBytes(const std::string& path, std::size_t limit,
                                          int& error) const override;
+  std::optional<std::string> DoReadAt(const std::string& path, std::uint64_t offset,
+                                      std::size_t size, int& error) const override;
   std::optional<std::string> DoReadLink(const std::string& path, int& error) const override;
   std::vector<std::string> DoList(const std::string& path, int& error) const override;
   bool DoExists(const std::string& path, int& error) const override;
+  std::optional<std::string> ToldPart(const std::string& real, std::uint64_t offset,
+                                      const std::string& part) const;
 
   const sdk::MachineFiles& inner_;
   const std::shared_ptr<Recorder> recorder_;

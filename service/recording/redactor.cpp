@@ -98,6 +98,13 @@ std::optional<std::string> Redactor::FileContent(const std::string& path, std::s
   return HiddenAt(secrets_, content, PlacesIn(content, SecretsInFile(path, content)));
 }
 
+std::optional<std::string> Redactor::FilePart(const std::string& path, std::uint64_t begin,
+                                              std::string content) {
+  std::string none;
+  if (begin != 0 && HideInPageFile(secrets_, path, none)) return {};
+  return FileContent(path, std::move(content));
+}
+
 namespace {
 
 // Does something with each component of a path, and gives the path of what comes of them.

@@ -23,6 +23,9 @@ class Redactor {
   std::string Text(const std::string& text);
   // None: it is neither a text nor a page that is known, so nothing can be told of it.
   std::optional<std::string> FileContent(const std::string& path, std::string content);
+  // The same of what stands from `begin` on. None, too, of a page whose first bytes are missing.
+  std::optional<std::string> FilePart(const std::string& path, std::uint64_t begin,
+                                      std::string content);
   // Sorted again.
   std::vector<std::string> Names(const std::string& folder, const std::vector<std::string>& names);
   void CommandData(const sdk::DriveCommand& command, std::vector<std::uint8_t>& data);

@@ -8,7 +8,12 @@ namespace orvan::recording {
 
 std::optional<std::string> ReplayFiles::DoReadBytes(const std::string& path, std::size_t limit,
                                                     int& error) const {
-  auto answer = source_->Next<TextAnswer>(FieldWriter(kind::kBytes).Text(path).Number(limit));
+  return Content(FieldWriter(kind::kBytes).Text(path).Number(limit), limit, error);
+}
+
+std::optional<std::string> ReplayFiles::Content(const FieldWriter& access, std::size_t limit,
+                                                int& error) const {
+  auto answer = source_->Next<TextAnswer>(access);
   if (!answer) {
     error = sdk::kNotRecorded;
     return {};
@@ -16,6 +21,11 @@ std::optional<std::string> ReplayFiles::DoReadBytes(const std::string& path, std
   error = answer->hash ? sdk::kNotRecorded : answer->error;
   if (answer->text && answer->text->size() > limit) answer->text->resize(limit);
   return std::move(answer->text);
+}
+
+std::optional<std::string> ReplayFiles::DoReadAt(const std::string& path, std::uint64_t offset,
+                                                 std::size_t size, int& error) const {
+  return Content(FieldWriter(kind::kPart).Text(path).Number(offset).Number(size), size, error);
 }
 
 std::optional<std::string> ReplayFiles::DoReadLink(const std::string& path, int& error) const {

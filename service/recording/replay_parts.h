@@ -22,6 +22,10 @@ class ReplayFiles final : public sdk::MachineFiles {
  private:
   std::optional<std::string> DoReadBytes(const std::string& path, std::size_t limit,
                                          int& error) const override;
+  std::optional<std::string> DoReadAt(const std::string& path, std::uint64_t offset,
+                                      std::size_t size, int& error) const override;
+  std::optional<std::string> Content(const FieldWriter& access, std::size_t limit,
+                                     int& error) const;
   std::optional<std::string> DoReadLink(const std::string& path, int& error) const override;
   std::vector<std::string> DoList(const std::string& path, int& error) const override;
   bool DoExists(const std::string& path, int& error) const override;

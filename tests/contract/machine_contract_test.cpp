@@ -11,6 +11,11 @@ void SeeFiles(KeptMachine& machine, std::ostream& seen) {
     const auto bytes = files.ReadBytes(path, 2, &error);
     seen << path << ": " << bytes.value_or("none") << ' ' << error << '\n';
   }
+  for (const std::uint64_t offset : {0U, 1U, 2U, 9U}) {
+    seen << files.ReadAt("/sys/block/sda/size", offset, 2, &error).value_or("none") << '|';
+  }
+  seen << files.ReadAt("/sys/block/sda/serial", 1, 2, &error).value_or("none") << ' ' << error
+       << '\n';
   seen << files.ReadLink("/sys/class/block/sda").value_or("none") << ' ';
   seen << files.ReadLink("/sys/block/sda").value_or("none") << '\n';
   for (const std::string& name : files.List("/sys/block/sda")) seen << name << ' ';
@@ -26,6 +31,7 @@ TEST(MachineContractTest, FilesAreReadWithTheirErrors) {
               "/sys/block/sda/empty:  0\n"
               "/sys/block/sda/serial: none 5\n"
               "/none: none 0\n"
+              "12|28|8\n||none 5\n"
               "../../block/sda none\n"
               "empty serial size 10\n"
               "/sys/block/sda 13\n");
@@ -201,6 +207,7 @@ TEST(MachineContractTest, WhatWasNeverRecordedIsNotThereOrNotTried) {
   EXPECT_EQ(seen.str(),
             "/sys/block/sda/size: none 42\n/sys/class/block/sda/size: none 42\n"
             "/sys/block/sda/empty: none 42\n/sys/block/sda/serial: none 42\n/none: none 42\n"
+            "none|none|none|none|none 42\n"
             "none none\n00\n 42\n"
             "none\nnone\nnone\nnone\nnone\nnone\n");
   sdk::DriveCommand command;
