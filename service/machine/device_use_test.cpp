@@ -172,6 +172,25 @@ TEST(DeviceUse, ALoopDeviceThatCannotBeAskedMayBeAUse) {
   EXPECT_EQ(use.error, EACCES);
 }
 
+TEST(DeviceUse, ATableThatIsCutMayLackAUse) {
+  // As long as the most of it that is read, and a line less.
+  const auto machine = [](std::size_t bytes) {
+    return kMachine + "f /proc/self/mountinfo " + kRoot +
+           std::string(bytes - (kRoot.size() - 3), 'x') + '\n' + kNoSwaps;
+  };
+  constexpr std::size_t kMost = 16U << 20;
+  const DeviceUse use = UseOf(kDisk, machine(kMost));
+  EXPECT_EQ(use.refusal, WriteRefusal::kUnknownUse);
+  EXPECT_EQ(use.error, EFBIG);
+  ExpectUse(UseOf(kDisk, machine(kMost - 1)), WriteRefusal::kNone);
+}
+
+TEST(DeviceUse, ANameThatEndsInAnEncodedCharacterIsTheWholeName) {
+  ExpectUse(
+      UseOf(kDisk, kMachine + Mounts("40 22 8:1 / /a\\040 rw - ext4 /dev/x rw\\x0a") + kNoSwaps),
+      WriteRefusal::kMounted, "/a ");
+}
+
 TEST(DeviceUse, NoSwapsFileIsAMachineWithoutSwap) {
   ExpectUse(UseOf(kDisk, kMachine + Mounts("")), WriteRefusal::kNone);
 }
