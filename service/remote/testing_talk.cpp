@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "service/remote/log_budget.h"
 #include "service/remote/remote_device.h"
 #include "service/remote/words.h"
 
@@ -13,11 +14,6 @@ namespace orvan::remote {
 namespace {
 
 using Reply = Talk::Reply;
-
-// For the log, of one test.
-constexpr std::size_t kMostNoted = 16U << 20;
-// Of each entry, beside its texts.
-constexpr std::size_t kEntryBytes = 256;
 
 constexpr char kNotFoundAgain[] = "|THE_DEVICE_WAS_NOT_FOUND_AGAIN";
 
@@ -47,7 +43,7 @@ class TestTalk {
     std::vector<sdk::Limit>& limits = said.measurement.limits;
     limits.resize(std::min(limits.size(), sdk::kMostLimits));
     const std::size_t texts = said.measurement.name.size() + said.measurement.unit.size();
-    if (MayNote(texts)) context_.Measure(said.measurement);
+    if (log_.Take(texts, context_)) context_.Measure(said.measurement);
     return Reply::kMore;
   }
   Reply Take(protocol::MeasuredSeries& said) {
@@ -57,12 +53,12 @@ class TestTalk {
     const std::size_t texts = said.series.name.size() + said.series.unit.size() +
                               said.series.axis.size() + said.series.axisUnit.size();
     // Each point is an entry of the log.
-    if (MayNote(texts + points.size() * kEntryBytes)) context_.MeasureSeries(said.series);
+    if (log_.Take(texts, context_, 1 + points.size())) context_.MeasureSeries(said.series);
     return Reply::kMore;
   }
   Reply Take(protocol::Logged& said) {
     if (said.request != request_) return Reply::kGarbage;
-    if (MayNote(said.text.size())) context_.Log(said.level, said.text);
+    if (log_.Take(said.text.size(), context_)) context_.Log(said.level, said.text);
     return Reply::kMore;
   }
   Reply Take(protocol::TestEnded& said) {
@@ -81,13 +77,6 @@ class TestTalk {
   Reply Take(Other& /*said*/) {
     return Reply::kGarbage;
   }
-  bool MayNote(std::size_t bytes) {
-    if (noted_ > kMostNoted) return false;
-    noted_ += bytes + kEntryBytes;
-    if (noted_ <= kMostNoted) return true;
-    context_.Log(sdk::LogLevel::kWarning, "The rest of what the test has for the log is left out");
-    return false;
-  }
   template <typename Said>
   Reply End(const Said& said) {
     leftBehind = said.leftBehind;
@@ -96,7 +85,7 @@ class TestTalk {
 
   const std::uint64_t& request_;
   sdk::TestContext& context_;
-  std::size_t noted_ = 0;  // bytes
+  LogBudget log_{"test"};
 };
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <utility>
 #include <vector>
 
+#include "service/remote/log_budget.h"
 #include "service/remote/remote_device.h"
 #include "service/remote/tool_story.h"
 #include "service/remote/words.h"
@@ -39,7 +40,7 @@ class ToolTalk {
     return Take(said);
   }
   Reply Take(protocol::Logged& said) {
-    context_.Log(said.level, said.text);
+    if (log_.Take(said.text.size(), context_)) context_.Log(said.level, said.text);
     return Reply::kMore;
   }
   Reply Take(protocol::ToolSet& said) {
@@ -85,6 +86,7 @@ class ToolTalk {
   const std::uint64_t& request_;
   sdk::ToolContext& context_;
   ToolStory& story_;
+  LogBudget log_{"tool"};
 };
 
 std::vector<protocol::DeviceName> NamesOf(const std::vector<const sdk::Device*>& devices) {

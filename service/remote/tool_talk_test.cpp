@@ -209,5 +209,17 @@ TEST_F(ToolTalkTest, APropertyThatIsTooLongIsNoEmptyOne) {
   EXPECT_EQ(Thrown(), "Given holds more than a message may hold");
 }
 
+TEST_F(ToolTalkTest, WhatAToolHasForTheLogHasABound) {
+  settings["tool"] = "log-without-end";
+  RunTool();
+  // Of half a mebibyte and the entry's own bytes 31 fit into 16 MiB.
+  ASSERT_EQ(context.log.size(), 32U);
+  EXPECT_EQ(context.log[30].size(), 512U << 10);
+  EXPECT_EQ(context.log[31], "The rest of what the tool has for the log is left out");
+  // Each run has its own.
+  RunTool();
+  EXPECT_EQ(context.log.size(), 64U);
+}
+
 }  // namespace
 }  // namespace orvan::remote

@@ -42,7 +42,8 @@ class ToolContext {
   virtual StopReason WhyStop() const { return StopReason::kNone; }
   // The bits of the system events that the service was told of and nobody has cleared since.
   virtual std::uint32_t SystemEvents() const { return 0; }
-  // A line of the log.
+  // A line of the log. What a module's tool has for it beyond 16 MiB in one run is left out, and the
+  // log says so.
   virtual void Log(LogLevel /*level*/, const std::string& /*text*/) {}
   // The run did not do what it was asked for: why, as plain text for the log. The last one counts.
   // What a user sees, the tool tells its listener.

@@ -40,8 +40,13 @@ Verdict FloodLog(TestContext& context) {
   return Verdict::Passed();
 }
 
-Verdict LogWithoutEnd(TestContext& context) {
+template <typename Context>
+void FillLog(Context& context) {
   for (int i = 0; i < 64; ++i) context.Log(LogLevel::kInfo, std::string(512U << 10, 'x'));
+}
+
+Verdict LogWithoutEnd(TestContext& context) {
+  FillLog(context);
   return Verdict::Passed();
 }
 
@@ -260,6 +265,8 @@ bool RunTool(const std::string& word, ToolContext& context) {
   }
   if (word == "fail") {
     context.Fail("failed on purpose");
+  } else if (word == "log-without-end") {
+    FillLog(context);
   } else if (word == "wait") {
     context.Fire("OnToolStart");
     WaitForStop(context.StopToken());
