@@ -31,19 +31,21 @@ class SelftestWorld(World):
         path.write_text(f"[selftest]\n{lines}", encoding="utf-8")
         path.chmod(0o644)
 
+    def log_text(self):
+        """The only log."""
+        (path,) = (self.state_dir / "log").iterdir()
+        return path.read_text(encoding="utf-8")
+
     def log_lines(self):
         """The messages of all lines of the only log that have one."""
-        (path,) = (self.state_dir / "log").iterdir()
         return [
             message
-            for line in path.read_text(encoding="utf-8").splitlines()
+            for line in self.log_text().splitlines()
             for message in re.findall(r'"message":\s*"((?:[^"\\]|\\.)*)"', line)
         ]
 
     def measurements(self):
-        (path,) = (self.state_dir / "log").iterdir()
-        text = path.read_text(encoding="utf-8")
-        return [json.loads(line) for line in text.splitlines() if '"measurement"' in line]
+        return [json.loads(line) for line in self.log_text().splitlines() if '"measurement"' in line]
 
     def processes(self):
         """Those that hold the module open, which its workers and all they start do; no zombies."""
