@@ -84,15 +84,17 @@ class RemoteModuleTest : public ::testing::Test {
     folder_ = open(modules.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
     WorkerPlan plan;
     plan.hello.program = getpid();
-    plan.hello.name = "selftest.so";
+    plan.hello.version = version;
+    plan.hello.name = file;
     plan.hello.shownFolder = modules;
     plan.hello.memoryBytes = 16ULL << 20 | sdk::kMemoryGraceBytes;
     for (const auto& [name, value] : settings) plan.hello.settings["selftest/" + name] = value;
-    plan.folder = folder_;
-    plan.file.Reset(open((modules + "/selftest.so").c_str(), O_RDONLY | O_CLOEXEC));
     sdk::ModuleEnvironment environment;
     environment.machine = &closed_;
     environment.settings = plan.hello.settings;
+    for (const auto& [name, value] : ofWorker) plan.hello.settings["selftest/" + name] = value;
+    plan.folder = folder_;
+    plan.file.Reset(open((modules + "/selftest.so").c_str(), O_RDONLY | O_CLOEXEC));
     module_ = std::make_unique<RemoteModule>(
         RemoteModule::ModulePointer(new selftest::SelftestModule(environment),
                                     [](sdk::Module* ended) { delete ended; }),
@@ -138,6 +140,9 @@ class RemoteModuleTest : public ::testing::Test {
   }
 
   std::map<std::string, std::string> settings;
+  std::map<std::string, std::string> ofWorker;  // settings that only the worker's module has
+  std::uint32_t version = protocol::kVersion;   // that the program speaks
+  std::string file = "selftest.so";             // of the module
   WorkerLimits limits;
   RememberingJournal journal;
   std::stop_source scanStop;

@@ -221,5 +221,16 @@ TEST_F(ToolTalkTest, WhatAToolHasForTheLogHasABound) {
   EXPECT_EQ(context.log.size(), 64U);
 }
 
+TEST_F(ToolTalkTest, WhatIsOfAnotherRequestOrOfNoDeviceIsNoAnswer) {
+  for (const char* deed : {"forge", "withdraw-too-far"}) {
+    settings["tool"] = deed;
+    Forget();
+    context = {};
+    for (const auto& device : Scan()) context.candidates.push_back(device.get());
+    RunTool();
+    EXPECT_EQ(context.failure, "the worker said what is no answer") << deed;
+  }
+}
+
 }  // namespace
 }  // namespace orvan::remote

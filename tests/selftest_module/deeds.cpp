@@ -23,6 +23,7 @@ namespace selftest {
 namespace {
 
 constexpr int kSocket = 3;  // of a worker to its program
+constexpr std::uint32_t kIdBytes = 30000;
 
 // Nothing of the compiler's cleverness may do away with a fault.
 volatile int zero = 0;
@@ -140,14 +141,50 @@ void SendNothing(const std::string& /*file*/) {
   SendBytes("", 1);
 }
 
-// A message like the program expects, of a request that it never made.
+// A message that a test and a tool may say, of a request that was never made.
 void Forge(const std::string& /*file*/) {
   struct [[gnu::packed]] {
     char form = 0;
-    std::uint32_t kind = 8;  // of progress
+    std::uint32_t kind = 10;  // of a line of the log
     std::uint64_t request = 4711;
-    std::int32_t percent = 50;
+    std::uint32_t level = 0;
     std::uint32_t length = 0;
+  } message;
+  SendBytes(&message, sizeof(message));
+}
+
+// A device that is none, in as many bytes.
+struct [[gnu::packed]] FoundNone {
+  char form = 0;
+  std::uint32_t kind = 2;
+  std::uint64_t request = 0;
+  char isNone = 1;
+  std::uint32_t idLength = kIdBytes;
+  std::array<char, kIdBytes> id{};
+  // Neither names nor rows.
+  std::array<char, 5 + 1 + (1 + 16) + 5 + 2 + 8> rest{};
+};
+
+void ForgeDevice(const std::string& /*file*/) {
+  FoundNone message;
+  message.request = 4711;
+  SendBytes(&message, sizeof(message));
+}
+
+// Past what keeps count of devices here.
+void FindWithoutEnd(const std::string& /*file*/) {
+  FoundNone message;
+  message.request = 1;
+  while (true) SendBytes(&message, sizeof(message));
+}
+
+// A device that there is not, for the first order behind a scan.
+void WithdrawTooFar(const std::string& /*file*/) {
+  struct [[gnu::packed]] {
+    char form = 0;
+    std::uint32_t kind = 14;
+    std::uint64_t request = 2;
+    std::uint32_t candidate = 2;
   } message;
   SendBytes(&message, sizeof(message));
 }
@@ -173,6 +210,19 @@ void LeaveChildAndCrash(const std::string& file) {
 
 void LeaveChildAndExit(const std::string& file) {
   LeaveChild(file);
+  _exit(3);
+}
+
+// Its child says for ever what may be said at any time.
+void LeaveTalkerAndExit(const std::string& /*file*/) {
+  if (fork() == 0) {
+    struct [[gnu::packed]] {
+      char form = 0;
+      std::uint32_t kind = 16;  // of a recording's end
+      std::int32_t error = 0;
+    } message;
+    while (true) SendBytes(&message, sizeof(message));
+  }
   _exit(3);
 }
 
@@ -257,7 +307,11 @@ const std::vector<Deed>& Deeds() {
       {"nothing", SendNothing},
       {"forge", Forge},
       {"no-memory", SendMemoryThatIsNone},
+      {"forge-device", ForgeDevice},
+      {"find-without-end", FindWithoutEnd},
+      {"withdraw-too-far", WithdrawTooFar},
       {"leave-child", LeaveChild},
+      {"leave-talker-and-exit", LeaveTalkerAndExit},
       {"leave-child-and-crash", LeaveChildAndCrash},
       {"leave-child-and-exit", LeaveChildAndExit},
       {"say-last-words", SayLastWords},

@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <chrono>
 #include <fstream>
 #include <string>
 #include <utility>
@@ -45,6 +46,13 @@ class Part final : public Device {
 
 bool IsThere(const std::string& path) {
   return !path.empty() && access(path.c_str(), F_OK) == 0;
+}
+
+void NoteProbe(Machine& machine, const std::string& path, const std::stop_token& stop) {
+  constexpr std::chrono::seconds kLimit{5};
+  const auto probe = machine.MakeProbe(kLimit);
+  const auto facts = probe->Probe({}, "/", kLimit, stop);
+  std::ofstream(path, std::ios::app).put(facts && facts->use ? 'y' : 'n');
 }
 
 std::vector<TestRecord> DeedTests(const std::string& file) {
@@ -134,6 +142,7 @@ void SelftestModule::ScanDevices(ScanContext& scan) {
   const std::uint64_t count = NumberIn(Setting("devices")).value_or(2);
   const std::uint64_t first = IsThere(Setting("marker")) ? 1 : 0;
   std::uint64_t place = 0;
+  if (!Setting("probed").empty()) NoteProbe(*machine_, Setting("probed"), scan.StopToken());
   MisbehaveAt(place, scan.StopToken());
   for (std::uint64_t number = first; number < count; ++number) {
     scan.Found(MakePart(number, place));

@@ -17,6 +17,8 @@ namespace selftest {
 //   selftest/file     a path: of a file that read-file reads
 //   selftest/ids      "same": each device has the id 0
 //   selftest/marker   a path: while there is a file, the scan does not find device 0
+//   selftest/probed   a path: each scan asks for the use of the root file system, and adds a "y" to
+//                     that file when it is told, an "n" when not
 //   selftest/scan     a deed that each scan commits, or "slow": one that waits for its stop,
 //                     or "leave-call": one of which a read of the file hangs
 //   selftest/scan-at  how many devices it has found when it does, none by default
