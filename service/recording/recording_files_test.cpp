@@ -1,11 +1,14 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "service/recording/answers.h"
+#include "service/recording/redactor.h"
 #include "service/sdk/read_errors.h"
 #include "tests/support/captured_files.h"
 #include "tests/support/faulty_machine.h"
@@ -148,6 +151,23 @@ TEST(RecordingFilesTest, APartOfASecretIsHiddenAsTheWholeIs) {
   }
   const auto replay = tape.Replay();
   EXPECT_EQ(replay->Files().ReadAt("/etc/fstab", 7, 7), shown.substr(7, 7));
+}
+
+TEST(RecordingFilesTest, APageIsToldFromItsFirstByteOnly) {
+  Redactor redactor(KeyOf(1));
+  EXPECT_EQ(redactor.FilePart("/sys/a/device/vpd_pg80", 1, "77GQ1-ABCDEF"), std::nullopt);
+  EXPECT_EQ(redactor.FilePart("/sys/a/text", 1, "more"), "more");
+}
+
+TEST(RecordingFilesTest, NamesAreInTheirOrderAlsoWhereStandInsChangedIt) {
+  Redactor redactor(KeyOf(1));
+  std::vector<std::string> names;
+  for (const char first : std::string("0123456789abcdef")) {
+    names.push_back(std::string(1, first) + "c1f0a52-90f1-4c11-8f0b-aa5b3c7e9d10");
+  }
+  const std::vector<std::string> shown = redactor.Names("/dev/disk/by-uuid", names);
+  EXPECT_NE(shown, names);
+  EXPECT_TRUE(std::is_sorted(shown.begin(), shown.end()));
 }
 
 TEST(RecordingFilesTest, WhatIsNeitherTextNorAKnownPageIsPassedOnAndNotTold) {
