@@ -105,6 +105,8 @@ MACHINES = {
     "bare": MachineRow("no drive at all", drivers=("sd_mod", "ahci")),
     "kinds": MachineRow("five kinds of drives, with sectors of 512, 512e and 4Kn each", EVERY_KIND),
     "five": MachineRow("one drive of each kind", one_of_each()),
+    "logs": MachineRow("one drive of each kind, and a SCSI drive of the kernel's own that has log pages",
+                       one_of_each(), drivers=(*MachineRow("").drivers, "scsi_debug")),
     "slow": MachineRow("one drive of each kind, none faster than 2 MB/s",
                        one_of_each(mib=64, rate=2_000_000)),
     "pulls": MachineRow("for each kind of drive three to pull, and one that stays",

@@ -1,0 +1,163 @@
+"""What the SMART tool shows, beside what smartctl and nvme say of the same drives."""
+
+import json
+import re
+
+import pytest
+from outcome import devices
+
+MACHINE = "logs"
+NOT_POSSIBLE = "It is not possible to retrieve smart attributes for this device"
+WIDTHS = {"ata": (5, 30, 10, 10, 10, 15), "scsi": (5, 30, 10, 10, 10, 15), "nvme": (5, 40, 40)}
+
+# What our rows of an NVMe drive are for smartctl, and for nvme.
+NVME_ROWS = {
+    "Critical warnings": ("critical_warning", "critical_warning"),
+    "Available spare": ("available_spare", "avail_spare"),
+    "Available spare threshold": ("available_spare_threshold", "spare_thresh"),
+    "Percentage used": ("percentage_used", "percent_used"),
+    "Data units read": ("data_units_read", "data_units_read"),
+    "Data units written": ("data_units_written", "data_units_written"),
+    "Host read commands": ("host_reads", "host_read_commands"),
+    "Host write commands": ("host_writes", "host_write_commands"),
+    "Controller busy time": ("controller_busy_time", "controller_busy_time"),
+    "Power cycles": ("power_cycles", "power_cycles"),
+    "Power-on hours": ("power_on_hours", "power_on_hours"),
+    "Unsafe shutdowns": ("unsafe_shutdowns", "unsafe_shutdowns"),
+    "Media and data integrity errors": ("media_errors", "media_errors"),
+    "Error log entries": ("num_err_log_entries", "num_err_log_entries"),
+    "Time above warning temperature": ("warning_temp_time", "warning_temp_time"),
+    "Time above critical temperature": ("critical_comp_time", "critical_comp_time"),
+}
+
+
+def cut(line, widths):
+    cells = []
+    for width in widths[:-1]:
+        cells.append(line[:width].strip())
+        line = line[width:]
+    return [*cells, line.strip()]
+
+
+class Shown:
+    """What the tool says of one disk."""
+
+    def __init__(self, text):
+        name, *lines = text.rstrip("\n").split("\n")
+        self.kernel_name = re.search(r"\((\w+)\) *$", name)[1]
+        self.lines = lines
+
+    def rows(self, kind):
+        """Cells of the rows below the head, up to the first empty line."""
+        rows = []
+        for line in self.lines[1:]:
+            if not line.strip():
+                break
+            rows.append(cut(line, WIDTHS[kind]))
+        return rows
+
+    def by_name(self, kind):
+        return {row[1]: row for row in self.rows(kind)}
+
+
+def shown(world, arguments=("-Mstorage", "-Tsmart", "-i")):
+    """By kernel name; and all that the tool said."""
+    result = world.run(list(arguments))
+    assert result.returncode == 0
+    text = re.sub(r"[^\n]*\r", "", result.stdout.decode())
+    blocks = [Shown(block) for block in text.split("\n=> ")[1:]]
+    return {block.kernel_name: block for block in blocks}, text
+
+
+def said_by_smartctl(world, name):
+    # Its exit status has bits for what it found; what it could not do is in the first three.
+    done = world.guest.run("smartctl", "-j", "-A", f"/dev/{name}")
+    return json.loads(done.stdout)
+
+
+def listed(world, field, value):
+    """The disk of which a field of the listing says this."""
+    disks = devices(world.run(["-Mstorage", "-D"]).stdout)
+    return next(disk for disk in disks if disk.get(field) == value)
+
+
+def of_kind(world, kind):
+    return listed(world, "Serial Number", kind)["Kernel Name"]
+
+
+def id_of(world, kind):
+    return listed(world, "Serial Number", kind)["Id"]
+
+
+def first_number(text):
+    return int(re.match(r"\d+", text)[0])
+
+
+def test_an_ata_drive_has_the_attributes_that_smartctl_reads(world):
+    name = of_kind(world, "ahci")
+    ours = shown(world)[0][name].rows("ata")
+    theirs = said_by_smartctl(world, name)["ata_smart_attributes"]["table"]
+    assert len(theirs) >= 7
+    assert [[row[0], *row[2:]] for row in ours] == [
+        [str(row[key]) for key in ("id", "thresh", "value", "worst")] + [row["raw"]["string"]]
+        for row in theirs
+    ]
+
+
+def test_an_nvme_drive_has_the_values_that_smartctl_and_nvme_read(world):
+    name = of_kind(world, "nvme")
+    rows = {key: row[2] for key, row in shown(world)[0][name].by_name("nvme").items()}
+    smartctl = said_by_smartctl(world, name)["nvme_smart_health_information_log"]
+    nvme = json.loads(world.guest.said("nvme", "smart-log", "-o", "json", f"/dev/{name}"))
+    ours = {key: first_number(rows[key]) for key in NVME_ROWS}
+    assert ours == {key: smartctl[names[0]] for key, names in NVME_ROWS.items()}
+    # It writes wide counters as texts.
+    assert ours == {key: int(nvme[names[1]]) for key, names in NVME_ROWS.items()}
+    assert rows["Temperature"] == f"{smartctl['temperature']} C ({nvme['temperature']} K)"
+
+
+def test_a_warning_is_shown_when_it_comes(machine, world):
+    name = of_kind(world, "nvme")
+    assert shown(world)[0][name].by_name("nvme")["Critical warnings"][2] == "0"
+    machine.warn("nvme", 0x04)
+    assert shown(world)[0][name].by_name("nvme")["Critical warnings"][2] == "4"
+
+
+@pytest.mark.parametrize("kind", ["scsi", "usb"])
+def test_a_drive_without_logs_is_said_to_have_none(world, kind):
+    name = of_kind(world, kind)
+    theirs = said_by_smartctl(world, name)
+    assert not {"ata_smart_attributes", "temperature"} & theirs.keys()
+    assert shown(world)[0][name].lines[0] == NOT_POSSIBLE
+    log = world.guest.said("sh", "-c", f"cat {world.state_dir}/log/*")
+    reasons = re.findall(rf"device {id_of(world, kind)}: no attributes were read: ([^\"]*)", log)
+    assert len(reasons) == 1
+    assert reasons[0].startswith("LOG SENSE: ")
+
+
+def test_a_scsi_drive_has_the_values_that_smartctl_reads(world):
+    # The kernel's own drive calls itself so.
+    name = listed(world, "Model", "ST380013AS")["Kernel Name"]
+    rows = shown(world)[0][name].by_name("scsi")
+    theirs = said_by_smartctl(world, name)["temperature"]
+    assert rows["Temperature"][2:] == [str(theirs["drive_trip"]), "-", "-", str(theirs["current"])]
+    assert rows["Pending exception"][5] == "none"
+
+
+def test_disks_that_answer_no_commands_are_not_listed(world):
+    text = shown(world, ["-Mstorage", "-Tsmart", "-l"])[1]
+    assert text.count("Device Id") == 5
+    assert "(vd" not in text
+
+
+def test_the_drive_tells_more_when_it_is_wanted(world):
+    world.guest.write(world.work_dir / "config.ini", "[STORAGE]\nENABLE_TARVEX_DRIVE_INFO=1\n")
+    text = shown(world)[1]
+    assert re.search(r"^Serial number {27}ahci *$", text, re.M)
+    assert re.search(r"^NVMe version {28}1\.4 *$", text, re.M)
+
+
+def test_nothing_is_written(machine, world):
+    shown(world)
+    for drive in machine.drives.values():
+        assert drive.changes() == []
