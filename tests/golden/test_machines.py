@@ -40,6 +40,8 @@ def write(world, text, name="tape"):
 @pytest.mark.parametrize("case", CASES, ids=lambda case: case.name)
 def test_transcript(world, case):
     (world.config_dir / "service.ini").write_text(f"[storage]\n{case.service}", encoding="utf-8")
+    if case.config is not None:
+        (world.work_dir / "config.ini").write_text(case.config, encoding="utf-8")
     result = replay(world, case.arguments, MACHINES / case.machine)
     if case.body is not None:
         wanted = without_times(case.body).split(b"\n")
@@ -134,3 +136,53 @@ def test_the_log_says_which_machine_it_was(world):
     said(world)
     (log,) = (world.state_dir / "log").iterdir()
     assert f"this run sees no hardware but the recording {path}" in log.read_text(encoding="utf-8")
+
+
+# How each command to a drive ends, by its line in smart.recording: the drive, and words of the
+# command.
+REFUSED = "2 1 0 - 0 0 0 0 -"  # by the kernel, EPERM
+HUNG = "3 0 0 - 0 0 0 0 -"
+GONE = "4 0 0 - 0 0 0 0 -"
+NOTHING = "0 0 0 - 0 0 0 0 -"  # answered, and nothing came
+IMPOSSIBLE = b"It is not possible to retrieve smart attributes for this device"
+
+
+def ended(text, drive, command, end):
+    """The recording with another end of all commands to the drive that have these words."""
+    lines = text.splitlines()
+    changed = [
+        f"{line.partition(' = ')[0]} = {end}"
+        if f" send /dev/{drive} " in line and command in line
+        else line
+        for line in lines
+    ]
+    assert changed != lines
+    return "\n".join(changed) + "\n"
+
+
+@pytest.mark.parametrize(
+    "drive,command,end,shown,reason",
+    [
+        ("sda", " 236 ", REFUSED, b"Not enough privileges", "IDENTIFY DEVICE"),
+        ("sda", " 208 ", REFUSED, b"Not enough privileges", "SMART READ DATA"),
+        ("sda", " 208 ", HUNG, IMPOSSIBLE, "SMART READ DATA"),
+        ("sda", " 209 ", GONE, IMPOSSIBLE, "SMART READ ATTRIBUTE THRESHOLDS"),
+        ("sda", " 208 ", NOTHING, IMPOSSIBLE, "SMART READ DATA"),
+        ("nvme0n1", " nvme 2 ", REFUSED, b"Not enough privileges", "SMART / Health log"),
+        ("nvme0n1", " nvme 2 ", GONE, IMPOSSIBLE, "SMART / Health log"),
+        ("sdc", " scsi ", REFUSED, b"Not enough privileges", "LOG SENSE"),
+        ("sdc", " scsi ", NOTHING, IMPOSSIBLE, "LOG SENSE"),
+    ],
+)
+def test_a_drive_that_does_not_answer_is_said_so_and_why(
+    world, drive, command, end, shown, reason
+):
+    text = (MACHINES / "smart.recording").read_text(encoding="ascii")
+    world.environment["ORVAN_REPLAY"] = str(write(world, ended(text, drive, command, end)))
+    output = world.run(["-Mstorage", "-Tsmart", "-i"]).stdout
+    block = output.partition(f"({drive}) \n".encode())[2].partition(b"\n=> ")[0]
+    assert block.strip() == shown
+    # The others are shown as ever.
+    assert output.count(b"Threshold") + output.count(b"Critical warnings") == 2
+    logs = b"".join(path.read_bytes() for path in (world.state_dir / "log").iterdir())
+    assert f"no attributes were read: {reason}".encode() in logs

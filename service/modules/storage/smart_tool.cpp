@@ -43,7 +43,7 @@ void Append(DriveInformation& list, const DriveInformation& more) {
 
 // What the drive itself tells beyond its health.
 DriveInformation AskedInformation(DriveLink& link, const DriveHealth& health) {
-  if (const auto* ata = std::get_if<AtaHealth>(&health.told)) return InformationOf(ata->identity);
+  if (const auto* ata = std::get_if<AtaHealth>(&health.told)) return InformationOf(*ata);
   if (const auto* scsi = std::get_if<ScsiHealth>(&health.told)) return InformationOf(*scsi);
   if (!std::holds_alternative<NvmeHealth>(health.told)) return {};
   const DriveAnswer answer = link.Send(DriveRequest::kNvmeIdentifyController);

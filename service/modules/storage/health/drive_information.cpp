@@ -67,7 +67,8 @@ DriveInformation InformationOf(const DiskFacts& facts) {
   return list;
 }
 
-DriveInformation InformationOf(const ata::Identify& identity) {
+DriveInformation InformationOf(const AtaHealth& health) {
+  const ata::Identify& identity = health.identity;
   DriveInformation list;
   Add(list, "World-wide name", WorldWideNameText(identity));
   Add(list, "Rotation", RotationText(identity));
@@ -76,8 +77,8 @@ DriveInformation InformationOf(const ata::Identify& identity) {
   Add(list, "Queue depth", identity.queueDepth ? std::to_string(*identity.queueDepth) : "");
   Add(list, "TRIM", YesOrNo(identity.hasTrim));
   Add(list, "Security", SecurityText(identity.security));
-  Add(list, "Self-tests", YesOrNo(identity.hasSelfTests));
-  Add(list, "Error log", YesOrNo(identity.hasErrorLog));
+  Add(list, "Self-tests", YesOrNo(identity.hasSelfTests || health.data.hasSelfTests));
+  Add(list, "Error log", YesOrNo(identity.hasErrorLog || health.data.hasErrorLog));
   return list;
 }
 

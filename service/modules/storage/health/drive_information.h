@@ -5,7 +5,6 @@
 #include <utility>
 #include <vector>
 
-#include "service/modules/storage/ata/identify.h"
 #include "service/modules/storage/disk.h"
 #include "service/modules/storage/health/drive_health.h"
 #include "service/modules/storage/nvme/identify.h"
@@ -18,7 +17,7 @@ using DriveInformation = std::vector<std::pair<std::string, std::string>>;
 
 // What the kernel told of it; never empty. Any thread, as the next ones.
 DriveInformation InformationOf(const DiskFacts& facts);
-DriveInformation InformationOf(const ata::Identify& identity);
+DriveInformation InformationOf(const AtaHealth& health);
 DriveInformation InformationOf(const nvme::Controller& controller);
 DriveInformation InformationOf(const ScsiHealth& health);
 

@@ -7,6 +7,8 @@
 namespace orvan::storage {
 namespace {
 
+using std::string_literals::operator""s;
+
 TEST(DriveInformationTest, TheKernelTellsWhatADiskIs) {
   DiskFacts facts;
   facts.model = "MODEL";
@@ -23,7 +25,8 @@ TEST(DriveInformationTest, TheKernelTellsWhatADiskIs) {
 }
 
 TEST(DriveInformationTest, AnAtaDriveTellsWhatItCan) {
-  ata::Identify drive;
+  AtaHealth health;
+  ata::Identify& drive = health.identity;
   drive.worldWideName = 0x5000C500A1B2C3D4;
   drive.isRotating = true;
   drive.rotationsPerMinute = std::uint16_t{5400};
@@ -33,34 +36,46 @@ TEST(DriveInformationTest, AnAtaDriveTellsWhatItCan) {
   drive.queueDepth = std::uint8_t{32};
   drive.security.isSupported = true;
   drive.hasSelfTests = true;
-  EXPECT_EQ(InformationOf(drive), (DriveInformation{{"World-wide name", "0x5000c500a1b2c3d4"},
-                                                    {"Rotation", "5400 rpm"},
-                                                    {"Form factor", "3.5 inches"},
-                                                    {"Interface", "6.0 Gb/s, now 3.0 Gb/s"},
-                                                    {"Queue depth", "32"},
-                                                    {"TRIM", "no"},
-                                                    {"Security", "no password set"},
-                                                    {"Self-tests", "yes"},
-                                                    {"Error log", "no"}}));
+  EXPECT_EQ(InformationOf(health), (DriveInformation{{"World-wide name", "0x5000c500a1b2c3d4"},
+                                                     {"Rotation", "5400 rpm"},
+                                                     {"Form factor", "3.5 inches"},
+                                                     {"Interface", "6.0 Gb/s, now 3.0 Gb/s"},
+                                                     {"Queue depth", "32"},
+                                                     {"TRIM", "no"},
+                                                     {"Security", "no password set"},
+                                                     {"Self-tests", "yes"},
+                                                     {"Error log", "no"}}));
 }
 
 TEST(DriveInformationTest, WhatAnAtaDriveLeavesOutIsNotShown) {
-  EXPECT_EQ(InformationOf(ata::Identify()),
+  EXPECT_EQ(InformationOf(AtaHealth()),
             (DriveInformation{
                 {"TRIM", "no"}, {"Security", "none"}, {"Self-tests", "no"}, {"Error log", "no"}}));
-  ata::Identify drive;
+  AtaHealth health;
+  ata::Identify& drive = health.identity;
   drive.isRotating = false;
   drive.mostSpeed = std::uint16_t{15};
-  const DriveInformation shown = InformationOf(drive);
+  const DriveInformation shown = InformationOf(health);
   EXPECT_EQ(shown.at(0).second, "solid state");
   EXPECT_EQ(shown.at(1).second, "1.5 Gb/s");
 }
 
+// IDENTIFY need not tell of them.
+TEST(DriveInformationTest, SmartDataTellsOfSelfTestsAndErrorLogToo) {
+  AtaHealth health;
+  health.data.hasSelfTests = true;
+  EXPECT_EQ(InformationOf(health).at(2), std::pair("Self-tests"s, "yes"s));
+  EXPECT_EQ(InformationOf(health).at(3), std::pair("Error log"s, "no"s));
+  health.data.hasErrorLog = true;
+  EXPECT_EQ(InformationOf(health).at(3), std::pair("Error log"s, "yes"s));
+}
+
 TEST(DriveInformationTest, SecurityIsToldAsItIs) {
   const auto text = [](ata::Security security) {
-    ata::Identify drive;
+    AtaHealth health;
+    ata::Identify& drive = health.identity;
     drive.security = security;
-    return InformationOf(drive).at(1).second;
+    return InformationOf(health).at(1).second;
   };
   EXPECT_EQ(text({true, true, true, false, false}), "locked");
   EXPECT_EQ(text({true, true, true, false, true}), "locked, too many wrong passwords");
