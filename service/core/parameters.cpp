@@ -45,8 +45,8 @@ std::optional<std::string> CheckedInteger(const sdk::ParameterSpec& spec, const 
 
 std::optional<std::string> CheckedBoolean(const std::string& text) {
   const std::string lower = tarvex::LowerAscii(text);
-  if (lower == "true" || lower == "1") return "TRUE";
-  if (lower == "false" || lower == "0") return "FALSE";
+  if (lower == "true" || lower == "yes" || lower == "1") return "TRUE";
+  if (lower == "false" || lower == "no" || lower == "0") return "FALSE";
   return std::nullopt;
 }
 
@@ -75,7 +75,7 @@ std::string FaultOf(const sdk::ParameterSpec& spec) {
     }
     return fault;
   }
-  return fault + (spec.type == kParameterBoolean ? "TRUE_OR_FALSE" : "A_SHORTER_TEXT");
+  return fault + (spec.type == kParameterBoolean ? "YES_OR_NO" : "A_SHORTER_TEXT");
 }
 
 }  // namespace

@@ -103,16 +103,16 @@ TEST(CheckParameters, OfANameGivenTwiceTheLastValueCounts) {
 }
 
 TEST(CheckParameters, ABooleanBecomesTrueOrFalse) {
-  for (const char* text : {"TRUE", "true", "True", "1"}) {
+  for (const char* text : {"TRUE", "true", "True", "YES", "yes", "1"}) {
     EXPECT_EQ(CheckParameters({Of(kParameterBoolean)}, {Given("mode", text)}).values.at("mode"),
               "TRUE");
   }
-  for (const char* text : {"FALSE", "false", "0"}) {
+  for (const char* text : {"FALSE", "false", "NO", "no", "0"}) {
     EXPECT_EQ(CheckParameters({Of(kParameterBoolean)}, {Given("mode", text)}).values.at("mode"),
               "FALSE");
   }
-  for (const char* text : {"", "2", "YES", "TRUE "}) {
-    EXPECT_EQ(FaultOf(Of(kParameterBoolean), text), "THE_PARAMETER_MODE_MUST_BE_TRUE_OR_FALSE");
+  for (const char* text : {"", "2", "Y", "ON", "TRUE "}) {
+    EXPECT_EQ(FaultOf(Of(kParameterBoolean), text), "THE_PARAMETER_MODE_MUST_BE_YES_OR_NO");
   }
 }
 

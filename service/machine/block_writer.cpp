@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "service/machine/block_device.h"
+#include "service/machine/device_content.h"
 #include "service/machine/device_use.h"
 #include "service/sdk/read_errors.h"
 
@@ -52,12 +53,13 @@ int MoveAll(Move move, Medium& medium, std::uint64_t offset, std::size_t size) {
 class LiveBlockWriter final : public sdk::BlockWriter {
  public:
   LiveBlockWriter(ApartCalls& calls, std::shared_ptr<Medium> medium, WriteGrant grant,
-                  const BlockWriterOptions& options)
+                  const BlockWriterOptions& options, std::stop_token stop)
       : calls_(calls),
         medium_(std::move(medium)),
         grant_(std::move(grant)),
         geometry_(medium_->device.Geometry()),
-        options_(options) {}
+        options_(options),
+        stop_(options.stopEndsTransfers ? std::move(stop) : std::stop_token()) {}
 
   const sdk::BlockGeometry& Geometry() const override { return geometry_; }
 
@@ -111,8 +113,9 @@ class LiveBlockWriter final : public sdk::BlockWriter {
           const int error = *grant ? work() : EPERM;
           return error != 0 && medium->device.IsGone() ? ENODEV : error;
         },
-        {.time = options_.timeLimit}, end);
-    isOver_ = end == End::kHung || end == End::kStalled;
+        {.time = options_.timeLimit, .stop = stop_}, end);
+    isOver_ = end == End::kHung || end == End::kStalled || end == End::kStopped;
+    if (end == End::kStopped) return {Outcome::kStopped, 0};
     if (end == End::kHung) return {Outcome::kTimedOut, ETIMEDOUT};
     if (end == End::kStalled) return {Outcome::kNotTried, ETIME};
     if (!answer) return {Outcome::kNotTried, EAGAIN};
@@ -126,6 +129,7 @@ class LiveBlockWriter final : public sdk::BlockWriter {
   const WriteGrant grant_;
   const sdk::BlockGeometry geometry_;
   const BlockWriterOptions options_;
+  const std::stop_token stop_;
   bool isOver_ = false;
 };
 
@@ -160,6 +164,13 @@ Opening Open(const sdk::MachineFiles& files, const BlockWriterOptions& options) 
   // Who uses it without a claim may have begun before the opening.
   const DeviceUse since = FindUse(files, options.expectedDevice);
   if (since.refusal != WriteRefusal::kNone) return Refused(since.refusal, since.error, since.user);
+  if (options.onlyWithoutSignature) {
+    DeviceContent content = FindContent(files, options.expectedDevice, medium->device.Number());
+    if (medium->device.IsGone()) return Refused(WriteRefusal::kDevice, ENODEV);
+    if (content.refusal != WriteRefusal::kNone) {
+      return Refused(content.refusal, content.error, std::move(content.what));
+    }
+  }
   const std::size_t bytes =
       (options.largestTransferBytes + kAlignment - 1) / kAlignment * kAlignment;
   medium->buffer.reset(static_cast<std::byte*>(std::aligned_alloc(kAlignment, bytes)));
@@ -181,7 +192,7 @@ OpenedWriter OpenBlockWriter(ApartCalls& calls, std::shared_ptr<const sdk::Machi
   // Copied, for what hangs here may go on when the caller's own are gone.
   std::optional<Opening> opening =
       calls.Ask([files = std::move(files), options] { return Open(*files, options); },
-                {.time = options.timeLimit, .stop = std::move(stop)}, end);
+                {.time = options.timeLimit, .stop = stop}, end);
   if (end == End::kHung) return {nullptr, WriteRefusal::kHung, ETIMEDOUT};
   if (end == End::kStopped) return {nullptr, WriteRefusal::kStopped, 0};
   if (end == End::kStalled) return {nullptr, WriteRefusal::kOwnFault, ETIME};
@@ -189,7 +200,7 @@ OpenedWriter OpenBlockWriter(ApartCalls& calls, std::shared_ptr<const sdk::Machi
   if (!opening->medium) return std::move(opening->refused);
   OpenedWriter opened;
   opened.writer = std::make_unique<LiveBlockWriter>(calls, std::move(opening->medium),
-                                                    std::move(grant), options);
+                                                    std::move(grant), options, std::move(stop));
   return opened;
 }
 

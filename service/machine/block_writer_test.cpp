@@ -334,6 +334,55 @@ TEST_F(BlockWriterTest, OptionsThatDoNotFitAreOurOwnFault) {
   }
 }
 
+void OnlyWithoutSignature(BlockWriterOptions& options) {
+  options.onlyWithoutSignature = true;
+}
+
+TEST_F(BlockWriterTest, AFileSystemKeepsItFromBeingWrittenWhereThatIsAskedFor) {
+  ASSERT_EQ(Open(loop_->Path(), OnlyWithoutSignature).refusal, WriteRefusal::kNone);
+  Format(loop_->Path());
+  ExpectRefused(Open(loop_->Path(), OnlyWithoutSignature), WriteRefusal::kHoldsData, "ext4");
+  EXPECT_EQ(Open().refusal, WriteRefusal::kNone);
+}
+
+// What comes to be on it between the look at its use and its opening is seen.
+TEST_F(BlockWriterTest, WhatItHoldsIsLookedAtOnceItIsOpen) {
+  files_ = std::make_shared<ChangingFiles>([&] { Format(loop_->Path()); });
+  ExpectRefused(Open(loop_->Path(), OnlyWithoutSignature), WriteRefusal::kHoldsData, "ext4");
+}
+
+TEST_F(BlockWriterTest, WhatItHoldsMustBeReadable) {
+  file_->Command("fail 5");
+  const OpenedWriter opened = Open(loop_->Path(), OnlyWithoutSignature);
+  EXPECT_EQ(opened.writer, nullptr);
+  EXPECT_EQ(opened.refusal, WriteRefusal::kUnknownContent);
+  EXPECT_EQ(opened.error, EIO);
+}
+
+TEST_F(BlockWriterTest, AStopEndsTheWaitForATransferWhereThatIsAskedFor) {
+  std::stop_source stop;
+  const OpenedWriter opened = Open(
+      loop_->Path(), [](BlockWriterOptions& options) { options.stopEndsTransfers = true; },
+      stop.get_token());
+  ASSERT_NE(opened.writer, nullptr);
+  Bytes data(512);
+  ExpectOutcome(opened.writer->Write(0, data), Outcome::kDone);
+  file_->Command("hang");
+  const std::jthread stopper([&stop] { stop.request_stop(); });
+  const auto start = Clock::now();
+  ExpectOutcome(opened.writer->Write(0, data), Outcome::kStopped);
+  EXPECT_LT(Clock::now() - start, 10s);
+  file_->Command("resume");
+  ExpectOutcome(opened.writer->Write(0, data), Outcome::kNotTried, ESHUTDOWN);
+}
+
+TEST_F(BlockWriterTest, AStopOfItsOpeningEndsNoTransferOtherwise) {
+  std::stop_source stop;
+  const OpenedWriter opened = Open(loop_->Path(), {}, stop.get_token());
+  stop.request_stop();
+  ExpectOutcome(opened.writer->Write(0, Bytes(512)), Outcome::kDone);
+}
+
 TEST_F(BlockWriterTest, AStopIsNoRefusalOfTheDevice) {
   std::stop_source stop;
   stop.request_stop();

@@ -60,6 +60,7 @@ void Write(FieldWriter& fields, const sdk::BlockWriterOptions& options) {
       .Number(options.expectedDevice)
       .Number(options.largestTransferBytes)
       .Number(Milliseconds(options.timeLimit));
+  if (options.onlyWithoutSignature) fields.Text("without-signature");
 }
 
 }  // namespace orvan::recording

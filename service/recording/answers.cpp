@@ -151,7 +151,7 @@ void Write(FieldWriter& fields, const WriterAnswer& answer) {
 }
 
 void Read(FieldReader& fields, WriterAnswer& answer) {
-  answer.refusal = EnumOf(fields, sdk::WriteRefusal::kStopped);
+  answer.refusal = EnumOf(fields, sdk::kLastWriteRefusal);
   answer.error = fields.Error();
   answer.user = fields.Text(kLongestPath);
   if (answer.refusal != sdk::WriteRefusal::kNone) return;
@@ -165,7 +165,7 @@ void Write(FieldWriter& fields, const TransferAnswer& answer) {
 }
 
 void Read(FieldReader& fields, TransferAnswer& answer) {
-  answer.result.outcome = EnumOf(fields, sdk::TransferResult::Outcome::kNotTried);
+  answer.result.outcome = EnumOf(fields, sdk::TransferResult::Outcome::kStopped);
   answer.result.error = fields.Error();
   answer.hash = fields.Text(kLongestHash);
   answer.isAsWritten = !fields.IsAtEnd() && fields.Flag();

@@ -79,11 +79,11 @@ TEST(AnswersTest, ReachEveryOutcome) {
   for (int i = 0; i <= static_cast<int>(sdk::ReadOutcome::kNotTried); ++i) {
     ExpectKept(CollectAnswer{{}, {{0, 512, 1, static_cast<sdk::ReadOutcome>(i), 0}}});
   }
-  for (int i = 0; i <= static_cast<int>(sdk::WriteRefusal::kStopped); ++i) {
+  for (int i = 0; i <= static_cast<int>(sdk::kLastWriteRefusal); ++i) {
     ExpectKept(WriterAnswer{static_cast<sdk::WriteRefusal>(i), 0, {}, "w", {0, 512, 512}});
   }
   using Transfer = sdk::TransferResult::Outcome;
-  for (int i = 0; i <= static_cast<int>(Transfer::kNotTried); ++i) {
+  for (int i = 0; i <= static_cast<int>(Transfer::kStopped); ++i) {
     ExpectKept(TransferAnswer{{static_cast<Transfer>(i), 0}, {}});
   }
   using Sent = sdk::CommandAnswer::Outcome;

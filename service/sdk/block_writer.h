@@ -18,6 +18,7 @@ struct TransferResult {
     kFailed,    // the device answered with an error
     kTimedOut,  // no answer within the time limit; it goes on and is never waited for
     kNotTried,  // it could not be handed to the device: our own fault, whatever the error
+    kStopped,   // the stop token was set; it may go on and is never waited for
   };
   Outcome outcome = Outcome::kNotTried;
   int error = 0;  // errno of kFailed and kNotTried. kFailed, ENODEV: the device is gone
@@ -26,8 +27,8 @@ struct TransferResult {
 
 // Writes to a block device that this process alone holds, past the page cache, one transfer at a
 // time. Offsets and sizes are multiples of the logical sector; buffers may lie anywhere. After a
-// transfer that timed out nothing more is tried (kNotTried, ESHUTDOWN), nor once the row that
-// opened it has ended (kNotTried, EPERM). One thread. Its end never waits.
+// transfer that timed out or was stopped nothing more is tried (kNotTried, ESHUTDOWN), nor once the
+// row that opened it has ended (kNotTried, EPERM). One thread. Its end never waits.
 class BlockWriter {
  public:
   virtual ~BlockWriter() = default;
@@ -48,6 +49,14 @@ struct BlockWriterOptions {
   std::uint64_t diskSequence = 0;
   std::uint32_t largestTransferBytes = 1U << 20;  // up to kLargestReadBytes
   std::chrono::milliseconds timeLimit{30000};     // of the opening, and of each transfer and flush
+  // Refused (kHoldsData) when it holds a partition table, also a mere copy at its end, what a file
+  // system, an array, a volume or an encryption is known by, or when the kernel knows partitions of
+  // it. Looked at through the descriptor that is written, once nobody else can claim the device;
+  // what cannot be looked at is kUnknownContent. A device without any of these may hold data all
+  // the same.
+  bool onlyWithoutSignature = false;
+  // The stop token of the opening ends the wait for a transfer, too.
+  bool stopEndsTransfers = false;
 };
 
 // Why a device was not opened for writing. The opening is exclusive, so nobody who claims a device,
@@ -66,7 +75,10 @@ enum class WriteRefusal {
   kUnknownUse,  // whether it is in use could not be found out; `error` says why
   kOwnFault,    // our own fault; `error` says why
   kStopped,     // the stop token was set
+  kHoldsData,   // something was found on it; `user` says what: "gpt", "ext4", a partition's name
+  kUnknownContent,  // what it holds could not be looked at; `error` says why
 };
+inline constexpr WriteRefusal kLastWriteRefusal = WriteRefusal::kUnknownContent;
 
 struct OpenedWriter {
   std::unique_ptr<BlockWriter> writer;  // null unless refusal is kNone

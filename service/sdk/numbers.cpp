@@ -16,7 +16,25 @@ std::optional<std::uint64_t> NumberIn(const std::string& text) {
   return value;
 }
 
+std::optional<std::uint64_t> Bounded(const NumberRow& row, std::uint64_t value) {
+  if (value < row.least || value > row.greatest) return {};
+  return value;
+}
+
+std::optional<std::uint64_t> ValueIn(const NumberRow& row, const std::string& text) {
+  if (row.isSwitch) {
+    if (text != "TRUE" && text != "FALSE") return {};
+    return text == "TRUE" ? 1 : 0;
+  }
+  const std::optional<std::uint64_t> value = NumberIn(text);
+  return value ? Bounded(row, *value) : value;
+}
+
 ParameterSpec SpecOf(const NumberRow& row, std::uint64_t initial) {
+  if (row.isSwitch) {
+    return {row.name,          row.label,  row.detail, initial == 0 ? "no" : "yes",
+            kParameterBoolean, "yes or no"};
+  }
   const std::string range = std::to_string(row.least) + '-' + std::to_string(row.greatest);
   return {row.name,          row.label, row.detail, std::to_string(initial),
           kParameterInteger, range,     row.least,  row.greatest};

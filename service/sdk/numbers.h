@@ -14,8 +14,9 @@
 #include "service/sdk/parameter.h"
 #include "service/sdk/verdict.h"
 
-// The parameters of a test that are whole numbers from 0 up. One row declares each: how it is
-// listed, between which bounds it is taken, and into which field of the test's values it is read.
+// The parameters of a test that are whole numbers from 0 up, or yes and no. One row declares each:
+// how it is listed, between which bounds it is taken, and into which field of the test's values it
+// is read.
 //
 //   struct Values {
 //     std::uint64_t blocks = 0;
@@ -33,6 +34,7 @@ struct NumberRow {
   const char* detail;  // message key
   std::uint64_t least;
   std::uint64_t greatest;
+  bool isSwitch = false;  // given as yes or no, and read as 1 or 0
 };
 
 template <typename Values>
@@ -48,6 +50,15 @@ struct Number : NumberRow {
 
   std::uint64_t Values::*field;
 };
+
+// A yes or no, 1 or 0 in its field.
+template <typename Values>
+constexpr Number<Values> Switch(const char* name, const char* label, const char* detail,
+                                std::uint64_t Values::*field) {
+  Number<Values> row{name, label, detail, 0, 1, field};
+  row.isSwitch = true;
+  return row;
+}
 
 // The numbers of a test, in the order in which they are listed. Does not compile unless each field
 // of Values, all of them std::uint64_t, stands in one row: one that nobody can set is a mistake.
@@ -76,6 +87,11 @@ Verdict InvalidParameter(const std::string& name);
 
 // The value of decimal digits; none for anything else.
 std::optional<std::uint64_t> NumberIn(const std::string& text);
+// The value where it lies within the bounds of a row; else none.
+std::optional<std::uint64_t> Bounded(const NumberRow& row, std::uint64_t value);
+// What a text gives for a row: of a switch "TRUE" and "FALSE" only; none for anything else, and for
+// what lies outside its bounds.
+std::optional<std::uint64_t> ValueIn(const NumberRow& row, const std::string& text);
 // The parameter that a row lists.
 ParameterSpec SpecOf(const NumberRow& row, std::uint64_t initial);
 
@@ -93,11 +109,10 @@ TestWork WorkOf(const std::array<Number<Values>, kCount>& numbers, const Values&
     Values values = defaults;
     for (const Number<Values>& number : numbers) {
       const auto given = context.Parameters().find(number.name);
-      const std::optional<std::uint64_t> value =
-          given == context.Parameters().end() ? defaults.*number.field : NumberIn(given->second);
-      if (!value || *value < number.least || *value > number.greatest) {
-        return InvalidParameter(number.name);
-      }
+      const std::optional<std::uint64_t> value = given == context.Parameters().end()
+                                                     ? Bounded(number, defaults.*number.field)
+                                                     : ValueIn(number, given->second);
+      if (!value) return InvalidParameter(number.name);
       values.*number.field = *value;
     }
     return run(context, values);

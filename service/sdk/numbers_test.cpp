@@ -93,6 +93,51 @@ TEST(Numbers, ADefaultOutsideItsRangeIsInvalidAndNamedUnlessAnotherValueIsGiven)
   }
 }
 
+struct Choice {
+  std::uint64_t first = 0;
+  std::uint64_t sure = 0;
+};
+
+Verdict ChoiceOf(const ParameterValues& given, Choice& read) {
+  constexpr auto kRows =
+      NumbersOf<Choice>(Number{"first", "FIRST", "|FIRST_BLOCK", 0, 99, &Choice::first},
+                        Switch("sure", "SURE", "|REALLY", &Choice::sure));
+  RememberingContext context(nullptr, given);
+  return WorkOf(kRows, Choice{},
+                [&read](TestContext&, const Choice& values) {
+                  read = values;
+                  return Verdict::Passed();
+                })
+      .run(context);
+}
+
+TEST(Numbers, ASwitchIsListedAsABooleanAndReadAsOneOrZero) {
+  const ParameterSpec spec = SpecOf(Switch("sure", "SURE", "|REALLY", &Choice::sure), 0);
+  EXPECT_EQ(spec.type, kParameterBoolean);
+  EXPECT_EQ(spec.initialValue, "no");
+  EXPECT_EQ(spec.extra, "yes or no");
+  EXPECT_EQ(spec.least, 0U);
+  EXPECT_EQ(spec.greatest, 0U);
+  EXPECT_EQ(SpecOf(Switch("sure", "SURE", "|REALLY", &Choice::sure), 1).initialValue, "yes");
+  Choice read{0, 7};
+  EXPECT_EQ(ChoiceOf({}, read).status, kTestPassed);
+  EXPECT_EQ(read.sure, 0U);
+  EXPECT_EQ(ChoiceOf({{"sure", "TRUE"}, {"first", "9"}}, read).status, kTestPassed);
+  EXPECT_EQ(read.sure, 1U);
+  EXPECT_EQ(read.first, 9U);
+  EXPECT_EQ(ChoiceOf({{"sure", "FALSE"}}, read).status, kTestPassed);
+  EXPECT_EQ(read.sure, 0U);
+}
+
+TEST(Numbers, NothingElseTurnsASwitchOn) {
+  for (const char* wrong : {"", "1", "0", "yes", "true", "TRUE "}) {
+    Choice read{0, 7};
+    const Verdict verdict = ChoiceOf({{"sure", wrong}}, read);
+    EXPECT_EQ(verdict.message, "|INVALID_VALUE_OF_PARAMETER_sure") << wrong;
+    EXPECT_EQ(read.sure, 7U) << wrong;
+  }
+}
+
 TEST(RememberingContext, FindsTheOneMeasurementOfAName) {
   RememberingContext context(nullptr);
   context.Measure({"offset", -0.5, "s"});

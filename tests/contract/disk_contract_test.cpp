@@ -149,7 +149,7 @@ TEST(DiskContractTest, AWriteHealsFailsOrHangs) {
 }
 
 TEST(DiskContractTest, EachRefusalToWriteIsTold) {
-  for (int refusal = 1; refusal <= NumberOf(sdk::WriteRefusal::kStopped); ++refusal) {
+  for (int refusal = 1; refusal <= NumberOf(sdk::kLastWriteRefusal); ++refusal) {
     ExpectOfAll(SeeWrites, "1 " + std::to_string(refusal) + " 7 /home\n", [refusal] {
       auto machine = MakeFaulty();
       sdk::testing::FaultyDisk& disk = machine->disks["/dev/sda"];
@@ -182,6 +182,56 @@ void SeeParts(KeptMachine& machine, std::ostream& seen) {
 
 TEST(DiskContractTest, WhatWasWrittenIsReadAgainInOtherParts) {
   ExpectOfAll(SeeParts, "1 1 1 1 1 ");
+}
+
+void SeeZeros(KeptMachine& machine, std::ostream& seen) {
+  machine.GrantWriting(true);
+  const sdk::OpenedWriter opened = machine.OpenWriter({"/dev/sda", kNumber, kSequence}, {});
+  std::vector<std::byte> back(4096, std::byte{1});
+  opened.writer->Read(8192, back);
+  seen << (back == std::vector<std::byte>(4096));
+}
+
+TEST(DiskContractTest, WhatHoldsNothingIsReadAsZeros) {
+  ExpectOfAll(SeeZeros, "1");
+}
+
+void SeeAStop(KeptMachine& machine, std::ostream& seen) {
+  machine.GrantWriting(true);
+  for (const bool isEnd : {false, true}) {
+    std::stop_source stop;
+    sdk::BlockWriterOptions options{"/dev/sda", kNumber, kSequence};
+    options.stopEndsTransfers = isEnd;
+    const sdk::OpenedWriter opened = machine.OpenWriter(options, stop.get_token());
+    stop.request_stop();
+    for (int i = 0; i < 2; ++i) {
+      const auto result = opened.writer->Write(0, std::vector<std::byte>(512));
+      seen << NumberOf(result.outcome) << '/' << result.error << ' ';
+    }
+  }
+}
+
+TEST(DiskContractTest, AStopEndsTransfersWhereThatIsAskedFor) {
+  ExpectOfAll(SeeAStop, "0/0 0/0 4/0 3/108 ");
+}
+
+void SeeASignature(KeptMachine& machine, std::ostream& seen) {
+  machine.GrantWriting(true);
+  for (const bool isAsked : {false, true}) {
+    sdk::BlockWriterOptions options{"/dev/sda", kNumber, kSequence};
+    options.onlyWithoutSignature = isAsked;
+    const sdk::OpenedWriter opened = machine.OpenWriter(options, {});
+    seen << NumberOf(opened.refusal) << ' ' << opened.user << ' ';
+  }
+}
+
+TEST(DiskContractTest, ASignatureKeepsADiskFromBeingOpenedWhereThatIsAskedFor) {
+  ExpectOfAll(SeeASignature, "0  0  ");
+  ExpectOfAll(SeeASignature, "0  11 ext4 ", [] {
+    auto machine = MakeFaulty();
+    machine->fileSystems["/dev/sda"].fileSystem = "ext4";
+    return machine;
+  });
 }
 
 // Of what was never recorded no verdict may come.

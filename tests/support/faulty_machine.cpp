@@ -22,8 +22,12 @@ machine::DiskFaults ReadFaultsOf(const FaultyDisk& disk) {
 
 class Writer final : public BlockWriter {
  public:
-  Writer(std::shared_ptr<MemoryDisk> disk, std::shared_ptr<const bool> grant, std::uint32_t largest)
-      : disk_(std::move(disk)), grant_(std::move(grant)), largest_(largest) {}
+  Writer(std::shared_ptr<MemoryDisk> disk, std::shared_ptr<const bool> grant,
+         const BlockWriterOptions& options, std::stop_token stop)
+      : disk_(std::move(disk)),
+        grant_(std::move(grant)),
+        largest_(options.largestTransferBytes),
+        stop_(options.stopEndsTransfers ? std::move(stop) : std::stop_token()) {}
   const BlockGeometry& Geometry() const override { return disk_->Geometry(); }
   TransferResult Write(std::uint64_t offset, std::span<const std::byte> data) override {
     return Transfer(offset, data.size(), [&] { return disk_->Write(offset, data); });
@@ -46,14 +50,17 @@ class Writer final : public BlockWriter {
         size > geometry.sizeBytes - offset) {
       return {TransferResult::Outcome::kNotTried, EINVAL};
     }
-    const TransferResult result = transfer();
-    isShut_ = result.outcome == TransferResult::Outcome::kTimedOut;
+    const TransferResult result =
+        stop_.stop_requested() ? TransferResult{TransferResult::Outcome::kStopped, 0} : transfer();
+    isShut_ = result.outcome == TransferResult::Outcome::kTimedOut ||
+              result.outcome == TransferResult::Outcome::kStopped;
     return result;
   }
 
   std::shared_ptr<MemoryDisk> disk_;
   std::shared_ptr<const bool> grant_;
   std::uint32_t largest_;
+  std::stop_token stop_;
   bool isShut_ = false;
 };
 
@@ -124,7 +131,13 @@ OpenedWriter FaultyMachine::OpenWriter(const BlockWriterOptions& options, std::s
   const bool isIt =
       options.expectedDevice == disk.deviceNumber && IsItsMedium(disk, options.diskSequence);
   if (!isIt || !disk.medium->HasPower()) return {nullptr, WriteRefusal::kDevice, ENODEV};
-  return {std::make_unique<Writer>(disk.medium, grant_, options.largestTransferBytes),
+  const auto held = fileSystems.find(options.device);
+  if (options.onlyWithoutSignature && held != fileSystems.end()) {
+    const FilesystemFacts& facts = held->second;
+    return {nullptr, WriteRefusal::kHoldsData, 0,
+            facts.fileSystem.empty() ? facts.tableType : facts.fileSystem};
+  }
+  return {std::make_unique<Writer>(disk.medium, grant_, options, std::move(stop)),
           WriteRefusal::kNone, 0};
 }
 
