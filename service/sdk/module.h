@@ -62,7 +62,7 @@ struct DiagnosticRecord {
 // A module's help in plain text: its name and summary, the rows of its diagnostics with their
 // parameters, which the service adds, and the example.
 struct ModuleHelp {
-  std::string summary;  // one line behind the name, e.g. "reads disks and never writes to them."
+  std::string summary;  // one line behind the name, e.g. "reads disks."
   std::string example = {};  // arguments behind the module's, e.g. "-Q 0"; may be empty
   std::optional<std::string> whole = {};  // the whole help, in place of all that
 };

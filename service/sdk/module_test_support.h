@@ -27,6 +27,7 @@ class RememberingContext final : public TestContext {
   }
   void Measure(const Measurement& measurement) override { measurements.push_back(measurement); }
 
+  void Log(LogLevel /*level*/, const std::string& text) override { lines.push_back(text); }
   void MeasureSeries(const MeasurementSeries& one) override { series.push_back(one); }
 
   // The one measurement of that name. Throws std::out_of_range when there is not exactly one.
@@ -44,6 +45,7 @@ class RememberingContext final : public TestContext {
   std::stop_source stop;
   std::vector<int> percents;
   std::vector<std::string> messages;
+  std::vector<std::string> lines;  // of the log
   std::vector<Measurement> measurements;
   std::vector<MeasurementSeries> series;
 

@@ -53,6 +53,7 @@ class Drive:
         self.bytes_per_second = None
         self.requests = []
         self.heals_on_write = False
+        self.real_size = None  # how much of it is there; what lies beyond shares places with that
         self.unflushed = []  # (offset, what was there before) of each write since the last flush
         self.file = os.open(path, os.O_RDWR | os.O_CREAT | os.O_CLOEXEC, 0o600)
         os.ftruncate(self.file, size)
@@ -109,6 +110,7 @@ class Drive:
             self.bad.clear()
             self.requests.clear()
             self.heals_on_write = False
+            self.real_size = None
             self.bytes_per_second = bytes_per_second
 
     # What a test asks the drive.
@@ -155,13 +157,14 @@ class Drive:
     def transfer(self, request, content):
         if request.offset + request.length > self.size:
             return errno.EINVAL, b""
+        place = request.offset % (self.real_size or self.size)
         if request.kind == READ:
-            return 0, os.pread(self.file, request.length, request.offset)
+            return 0, os.pread(self.file, request.length, place)
         with self.lock:
             if request.kind in CHANGING:
-                before = os.pread(self.file, request.length, request.offset)
-                self.unflushed.append((request.offset, before))
-                os.pwrite(self.file, content or bytes(request.length), request.offset)
+                before = os.pread(self.file, request.length, place)
+                self.unflushed.append((place, before))
+                os.pwrite(self.file, content or bytes(request.length), place)
             if request.kind == FLUSH or request.is_forced:
                 self.unflushed.clear()
         return 0, b""

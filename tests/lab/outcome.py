@@ -2,7 +2,7 @@
 
 import re
 
-PASSED, FAILED, WARNING, CANCELED, NOT_AVAILABLE = 0, 21, 22, 25, 31
+PASSED, FAILED, WARNING, NOT_APPLICABLE, CANCELED, NOT_AVAILABLE = 0, 21, 22, 23, 25, 31
 INPUT_OUTPUT = "error 5 (input/output error)"
 MEDIUM = "error 61 (critical medium error)"
 VALUES = 26  # the column in which the values of a listing stand

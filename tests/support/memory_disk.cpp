@@ -44,6 +44,8 @@ TransferResult MemoryDisk::Write(std::uint64_t offset, std::span<const std::byte
     write.sectors.emplace_back(bytes.begin(), bytes.end());
     writtenSectors_.insert(sector);
     if (faults.healsOnWrite) faults.badSectors.erase(sector);
+    const auto breaking = faults.breakingWrites.find(sector);
+    if (breaking != faults.breakingWrites.end()) faults.badSectors[sector] = breaking->second;
   });
   ++writes_;
   cache_.push_back(std::move(write));
@@ -64,7 +66,7 @@ TransferResult MemoryDisk::Read(std::uint64_t offset, std::span<std::byte> data)
       return;
     }
     const Sector* bytes = nullptr;
-    const auto onMedium = medium_.find(sector);
+    const auto onMedium = medium_.find(PlaceOf(sector));
     if (onMedium != medium_.end()) bytes = &onMedium->second;
     for (const CachedWrite& write : cache_) {
       if (sector < write.sector || sector - write.sector >= write.sectors.size()) continue;
@@ -73,6 +75,8 @@ TransferResult MemoryDisk::Read(std::uint64_t offset, std::span<std::byte> data)
     const auto place = data.subspan(at, geometry_.logicalSectorBytes);
     std::fill(place.begin(), place.end(), std::byte{0});
     if (bytes != nullptr) std::copy(bytes->begin(), bytes->end(), place.begin());
+    const auto stuck = faults.stuckBits.find(sector);
+    if (stuck != faults.stuckBits.end()) place[stuck->second.first] |= stuck->second.second;
   });
   return result;
 }
@@ -88,7 +92,11 @@ TransferResult MemoryDisk::Flush() {
 
 void MemoryDisk::Apply(const CachedWrite& write) {
   for (std::size_t i = 0; i < write.sectors.size(); ++i) {
-    medium_[write.sector + i] = write.sectors[i];
+    const std::uint64_t sector = write.sector + i;
+    if (faults.lostWrites.contains(sector)) continue;
+    const auto misplaced = faults.misplacedWrites.find(sector);
+    const bool isElsewhere = misplaced != faults.misplacedWrites.end();
+    medium_[PlaceOf(isElsewhere ? misplaced->second : sector)] = write.sectors[i];
   }
 }
 

@@ -7,6 +7,7 @@
 #include <optional>
 #include <set>
 #include <span>
+#include <utility>
 #include <vector>
 
 #include "service/sdk/block_writer.h"
@@ -15,10 +16,19 @@ namespace orvan::sdk::testing {
 
 // What is wrong with a disk in memory that can be written. Sectors are logical ones.
 struct MediumFaults {
-  std::map<std::uint64_t, int> badSectors = {};      // sector to the errno of its reads
-  bool healsOnWrite = false;                         // a write makes a bad sector readable
-  std::map<std::uint64_t, int> failingWrites = {};   // sector to the errno of its writes
-  std::set<std::uint64_t> hangingWrites = {};        // sectors whose writes never come back
+  std::map<std::uint64_t, int> badSectors = {};     // sector to the errno of its reads
+  bool healsOnWrite = false;                        // a write makes a bad sector readable
+  std::map<std::uint64_t, int> failingWrites = {};  // sector to the errno of its writes
+  std::set<std::uint64_t> hangingWrites = {};       // sectors whose writes never come back
+  std::map<std::uint64_t, int> breakingWrites =
+      {};  // sector to the errno of its reads from then on
+  std::map<std::uint64_t, std::uint64_t> misplacedWrites =
+      {};                                   // what is written goes there instead
+  std::set<std::uint64_t> lostWrites = {};  // said to be done, and not done
+  // Of what was read from a sector, the bits at that byte are always 1.
+  std::map<std::uint64_t, std::pair<std::size_t, std::byte>> stuckBits = {};
+  // Not 0: there are only so many, which the addresses beyond share with those before.
+  std::uint64_t realSectors = 0;
   int flushError = 0;                                // errno of each flush
   bool hasVolatileCache = false;                     // what was not flushed goes with the power
   std::optional<std::uint64_t> cutAfterWrites = {};  // the power goes with the write behind these
@@ -65,6 +75,10 @@ class MemoryDisk {
   template <typename Use>
   void ForEachSector(std::uint64_t offset, std::size_t size, Use use) const;
   void Apply(const CachedWrite& write);
+  // Where a sector really is.
+  std::uint64_t PlaceOf(std::uint64_t sector) const {
+    return faults.realSectors == 0 ? sector : sector % faults.realSectors;
+  }
 
   BlockGeometry geometry_;
   std::map<std::uint64_t, Sector> medium_;

@@ -118,10 +118,11 @@ TEST_F(LiveDisk, IsFoundWithItsBackingFile) {
   EXPECT_EQ(disk.Facts().transport, Transport::kLoop);
 }
 
-TEST_F(LiveDisk, PassesEveryTestWhenItIsGood) {
+TEST_F(LiveDisk, PassesEveryTestThatReadsWhenItIsGood) {
   const Disk& disk = Attach();
   for (const auto& diagnostic : module_->Diagnostics()) {
     for (const auto& test : diagnostic.tests) {
+      if (test.mayWrite) continue;
       const sdk::Verdict verdict = Run(disk, diagnostic.option.c_str(), test.option.c_str());
       EXPECT_EQ(verdict.status, kTestPassed) << test.name << ' ' << verdict.message;
       EXPECT_EQ(context_->percents.back(), 100);

@@ -16,21 +16,6 @@ std::uint64_t BlockBytes(const RangeValues& values) {
   return values.blockKib * 1024;
 }
 
-// Fills the plan's range from the values; the name of the one that does not fit the disk.
-const char* FitRange(const RangeValues& values, const sdk::BlockGeometry& geometry,
-                     SurfacePlan& plan) {
-  const std::uint64_t blockBytes = BlockBytes(values);
-  if (blockBytes % geometry.logicalSectorBytes != 0) return kBlockKib.name;
-  const std::uint64_t sectors = geometry.sizeBytes / geometry.logicalSectorBytes;
-  plan.firstLba = values.firstLba;
-  plan.lastLba = values.lastLba == 0 ? sectors - 1 : values.lastLba;
-  if (plan.firstLba >= sectors) return kFirstLba.name;
-  if (plan.lastLba >= sectors || plan.lastLba < plan.firstLba) return kLastLba.name;
-  plan.sectorsPerBlock = static_cast<std::uint32_t>(blockBytes / geometry.logicalSectorBytes);
-  plan.timeCap = std::chrono::seconds(values.seconds);
-  return nullptr;
-}
-
 sdk::BlockReaderOptions OptionsFor(const Disk& disk, const RangeValues& values,
                                    const ReadStyle::Pace& pace, std::chrono::seconds limit) {
   sdk::BlockReaderOptions options;
@@ -79,6 +64,20 @@ void Measure(sdk::TestContext& context, const SurfaceResult& result) {
 }
 
 }  // namespace
+
+const char* FitRange(const RangeValues& values, const sdk::BlockGeometry& geometry,
+                     SurfacePlan& plan) {
+  const std::uint64_t blockBytes = BlockBytes(values);
+  if (blockBytes % geometry.logicalSectorBytes != 0) return kBlockKib.name;
+  const std::uint64_t sectors = geometry.sizeBytes / geometry.logicalSectorBytes;
+  plan.firstLba = values.firstLba;
+  plan.lastLba = values.lastLba == 0 ? sectors - 1 : values.lastLba;
+  if (plan.firstLba >= sectors) return kFirstLba.name;
+  if (plan.lastLba >= sectors || plan.lastLba < plan.firstLba) return kLastLba.name;
+  plan.sectorsPerBlock = static_cast<std::uint32_t>(blockBytes / geometry.logicalSectorBytes);
+  plan.timeCap = std::chrono::seconds(values.seconds);
+  return nullptr;
+}
 
 Verdict RunReadTest(sdk::TestContext& context, const ReadEnvironment& environment,
                     const RangeValues& values, ReadStyle& style) {

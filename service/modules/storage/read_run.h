@@ -81,6 +81,11 @@ class ReadStyle {
 // At most so many bytes are in flight at the disk.
 inline constexpr std::uint64_t kMostBytesInFlight = 4U << 20;
 
+// Fills the range of a plan from the values. Null, or the name of the parameter that does not fit
+// the disk.
+const char* FitRange(const RangeValues& values, const sdk::BlockGeometry& geometry,
+                     SurfacePlan& plan);
+
 // Runs one read test on the disk of the context.
 sdk::Verdict RunReadTest(sdk::TestContext& context, const ReadEnvironment& environment,
                          const RangeValues& values, ReadStyle& style);

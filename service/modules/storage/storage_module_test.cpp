@@ -23,11 +23,12 @@ using sdk::testing::RememberingContext;
 // The options of a diagnostic and of one of its tests.
 using Named = std::pair<std::string, std::string>;
 
+// All that read; what writes has its own tests.
 std::vector<Named> AllTests() {
   std::vector<Named> all;
   for (const sdk::DiagnosticRecord& diagnostic : MakeDiagnostics({})) {
     for (const sdk::TestRecord& test : diagnostic.tests) {
-      all.emplace_back(diagnostic.option, test.option);
+      if (!test.mayWrite) all.emplace_back(diagnostic.option, test.option);
     }
   }
   return all;
@@ -268,6 +269,10 @@ TEST(Tables, EveryParameterHasALabelARangeAndADefaultInIt) {
         EXPECT_FALSE(parameter.label.empty());
         // Columns are filled up by the stored name, so a bar would shift what follows.
         EXPECT_EQ(parameter.label.find('|'), std::string::npos) << parameter.label;
+        if (parameter.type == kParameterBoolean) {
+          EXPECT_EQ(parameter.initialValue, "no");
+          continue;
+        }
         EXPECT_EQ(parameter.type, kParameterInteger);
         const std::uint64_t value = std::stoull(parameter.initialValue);
         EXPECT_GE(value, parameter.least) << parameter.name;
@@ -290,6 +295,17 @@ TEST(Tables, OnlyASampleHasANumberOfBlocks) {
                                  [](const auto& parameter) { return parameter.name == "blocks"; });
     EXPECT_EQ(has, isSample) << option;
   }
+}
+
+TEST(Tables, OnlyTheWriteTestMayWriteAndOnlyWithAnOperator) {
+  for (const auto& diagnostic : MakeDiagnostics({})) {
+    for (const auto& test : diagnostic.tests) {
+      const bool isWrite = diagnostic.option == "E" && test.option == "w";
+      EXPECT_EQ(test.mayWrite, isWrite) << diagnostic.option << test.option;
+      EXPECT_EQ(test.needsOperator, isWrite) << diagnostic.option << test.option;
+    }
+  }
+  EXPECT_TRUE(FindTest(MakeDiagnostics({}), "E", "w").mayWrite);
 }
 
 TEST(StorageModule, TellsNameAndVersion) {
@@ -334,7 +350,7 @@ TEST(StorageModule, IsMadeWithoutAnyAccess) {
   environment.machine = &closed;
   StorageModule module(environment);
   EXPECT_EQ(module.Diagnostics().size(), 2U);
-  EXPECT_EQ(module.Help().summary, "reads disks and never writes to them.");
+  EXPECT_EQ(module.Help().summary, "reads disks, and writes to an empty one when it is asked to.");
   EXPECT_THROW(sdk::testing::DevicesOf(module), std::logic_error);
   Disk disk = MakeDisk();
   RememberingContext context(&disk);

@@ -1,6 +1,7 @@
 #include "service/modules/storage/tables.h"
 
 #include "service/modules/storage/read_tests.h"
+#include "service/modules/storage/write_compare.h"
 #include "service/sdk/rows.h"
 
 namespace orvan::storage {
@@ -17,6 +18,10 @@ constexpr sdk::Row kRandom{"RANDOM_READ_TEST", "r", "random-read", sdk::TestKey(
 constexpr sdk::Row kLinear{"LINEAR_READ_TEST", "l", "linear-read", sdk::TestKey(3, kMajor),
                            "reads the whole surface from first to last sector"};
 
+constexpr sdk::Row kWrite{
+    "WRITE_TEST", "w", "write", sdk::TestKey(9, kMajor),
+    "writes to an empty disk, reads back and compares, only when destructive=yes"};
+
 constexpr sdk::Row kQuick{"QUICK_TEST", "Q", "quick",
                           sdk::DiagnosticKey(1, kDiagnosticKindQuick, kMajor),
                           "samples the surface in seconds"};
@@ -27,6 +32,14 @@ constexpr sdk::Row kExtended{"EXTENDED_TEST", "E", "extended",
 // The ranges that tests read by default: the whole disk, in blocks of so many KiB.
 constexpr RangeValues Range(std::uint64_t blockKib, std::uint64_t seconds) {
   return {.blockKib = blockKib, .seconds = seconds};
+}
+
+// The one test that writes.
+sdk::TestRecord MakeWriteTest(const ReadEnvironment& environment) {
+  sdk::TestRecord test = MakeTest(kWrite, WriteCompare(environment, {Range(1024, 0), 0, 0, 2, 0}));
+  test.needsOperator = true;
+  test.mayWrite = true;
+  return test;
 }
 
 }  // namespace
@@ -41,6 +54,7 @@ std::vector<sdk::DiagnosticRecord> MakeDiagnostics(const ReadEnvironment& enviro
       MakeTest(kFunnel, FunnelRead(environment, {Range(64, 0), 8192})),
       MakeTest(kRandom, RandomRead(environment, {Range(64, 60), 65536})),
       MakeTest(kLinear, LinearRead(environment, Range(1024, 0))),
+      MakeWriteTest(environment),
   };
   return {sdk::MakeDiagnostic(kQuick, quick), sdk::MakeDiagnostic(kExtended, extended)};
 }

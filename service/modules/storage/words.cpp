@@ -24,6 +24,8 @@ struct ErrorRow {
   const char* text;
 };
 
+}  // namespace
+
 std::string AsKey(std::string text) {
   std::replace(text.begin(), text.end(), ' ', '_');
   return text;
@@ -40,6 +42,8 @@ std::string NumberedErrorKey(int error) {
 std::string SecondsKey(std::chrono::seconds seconds) {
   return std::to_string(seconds.count()) + (seconds.count() == 1 ? "_SECOND" : "_SECONDS");
 }
+
+namespace {
 
 // "|UNREADABLE_SECTORS:_FIRST_|L|B|A_2048,_COUNT_3,_ERROR_5_(INPUT/OUTPUT_ERROR),_SECTORS_..."
 // Where no sector was read by itself, the same of the blocks: "|UNREADABLE_BLOCKS:_..."

@@ -26,6 +26,13 @@ std::string TextKey(std::string_view text);
 
 std::string FirstBadSectorKey(std::uint64_t lba);
 
+// "LBA 2048", "error 5 (input/output error)" and "30 seconds".
+std::string LbaKey(std::uint64_t lba);
+std::string NumberedErrorKey(int error);
+std::string SecondsKey(std::chrono::seconds seconds);
+// The text with its blanks as those of a key; its capitals are lost where it is shown.
+std::string AsKey(std::string text);
+
 // "input/output error": what an error is called, as plain text; "unknown error" for any other.
 std::string ErrorWords(int error);
 // "error 13 (permission denied)", as plain text; of 0 "no usable value", see FileTrouble.

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "service/modules/storage/disk.h"
+#include "service/modules/storage/surface_write.h"
+#include "service/modules/storage/unnamed_data.h"
+#include "service/sdk/block_writer.h"
+#include "service/sdk/verdict.h"
+
+// All that the write test says to the operator, as message keys.
+namespace orvan::storage::words {
+
+inline constexpr char kNotAskedToWrite[] =
+    "|THIS_TEST_DESTROYS_ALL_DATA_ON_THE_DISK._|ASK_FOR_IT_WITH_W(DESTRUCTIVE=YES)";
+
+// Why a disk whose partitions or file system the scan has found is not written; none: it found
+// none.
+std::optional<sdk::Verdict> ScanRefusal(const DiskFacts& facts);
+// Why a disk could not be opened for writing.
+sdk::Verdict WriterVerdict(const sdk::OpenedWriter& opened, std::chrono::seconds timeLimit);
+// Why nothing is written to a disk that was looked at; none: it holds nothing.
+std::optional<sdk::Verdict> LookVerdict(const DataLook& look, std::chrono::seconds timeLimit);
+// What is told before the first write.
+std::string WritingKey(const WritePlan& plan);
+// What writing and comparing came to, and what is on the disk now.
+sdk::Verdict WriteVerdict(const WriteResult& result, const WritePlan& plan,
+                          std::chrono::seconds timeLimit);
+// What is on the disk now, as plain text; empty: nothing was written.
+std::string LeftBehindText(const WriteResult& result, const WritePlan& plan);
+
+}  // namespace orvan::storage::words
