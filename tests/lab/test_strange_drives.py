@@ -83,6 +83,15 @@ def steering(text):
                       r"\u2066-\u2069]", text)  # fmt: skip
 
 
+def test_what_drives_tell_of_themselves_is_text(strange, world):
+    world.guest.write(world.work_dir / "config.ini", "[STORAGE]\nENABLE_TARVEX_DRIVE_INFO=1\n")
+    text = world.run(["-Mstorage", "-Tsmart", "-i"]).stdout.decode()
+    assert steering(text) == []
+    # Of the ATA drive and the NVMe drive; here no text is a key.
+    shown = re.findall(r"^Serial number {27}(.*?) *$", text, re.M)
+    assert shown == [SERIALS[1], SERIALS[2].strip()]
+
+
 def test_listing_shows_each_serial_number_as_text(strange, world):
     result = world.run(["-Mstorage", "-D"])
     listed = devices(result.stdout)

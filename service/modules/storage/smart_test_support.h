@@ -139,7 +139,7 @@ struct ScsiBench : HealthBench {
     Answer("4D/03", FromHexFile("scsi/log_03_read_errors.hex"));
     Answer("4D/0D", FromHex("0D 00 00 0C 00 00 03 02 00 24 00 01 03 02 00 3C"));
     Answer("4D/0E", FromHexFile("scsi/log_0e_start_stop.hex"));
-    Answer("4D/2F", FromHex("2F 00 00 08 00 00 03 04 00 00 24 00"));
+    Answer("4D/2F", FromHex("2F 00 00 08 00 00 03 04 00 00 23 00"));
   }
 };
 

@@ -41,14 +41,17 @@ void Append(DriveInformation& list, const DriveInformation& more) {
   list.insert(list.end(), more.begin(), more.end());
 }
 
-// What the drive itself tells beyond its health.
-DriveInformation AskedInformation(DriveLink& link, const DriveHealth& health) {
+// What the drive itself tells beyond its health, or a trouble.
+DriveInformation AskedInformation(DriveLink& link, DriveHealth& health) {
   if (const auto* ata = std::get_if<AtaHealth>(&health.told)) return InformationOf(*ata);
   if (const auto* scsi = std::get_if<ScsiHealth>(&health.told)) return InformationOf(*scsi);
   if (!std::holds_alternative<NvmeHealth>(health.told)) return {};
   const DriveAnswer answer = link.Send(DriveRequest::kNvmeIdentifyController);
   const auto controller = nvme::DecodeController(answer.data);
-  return controller.value ? InformationOf(*controller.value) : DriveInformation();
+  if (controller.value) return InformationOf(*controller.value);
+  const std::string name = RowOf(DriveRequest::kNvmeIdentifyController).name;
+  health.troubles.push_back(answer.IsDone() ? name + ": " + controller.trouble : answer.reason);
+  return {};
 }
 
 void LogTroubles(const Disk& disk, const DriveHealth& health, sdk::ToolContext& context) {
@@ -63,18 +66,15 @@ void LogTroubles(const Disk& disk, const DriveHealth& health, sdk::ToolContext& 
 
 Finish ReadDisk(const Disk& disk, const DriveAccess& access, sdk::ToolContext& context) {
   DriveLink link(access, disk.Facts(), context.StopToken());
-  const DriveHealth health = ReadHealth(link);
-  LogTroubles(disk, health, context);
-  Finish finish;
-  finish.status = StatusOf(health);
-  finish.type = TypeOf(link.Protocol(), disk.Facts().transport);
-  const HealthAttributes attributes = AttributesOf(health);
-  finish.attributes =
-      link.Protocol() == DriveProtocol::kNvme ? TextOfData(attributes) : TextOfColumns(attributes);
+  DriveHealth health = ReadHealth(link);
   DriveInformation information = InformationOf(disk.Facts());
   Append(information, AskedInformation(link, health));
-  finish.information = TextOf(information);
-  return finish;
+  LogTroubles(disk, health, context);
+  const HealthAttributes attributes = AttributesOf(health);
+  return {
+      StatusOf(health), TypeOf(link.Protocol(), disk.Facts().transport),
+      link.Protocol() == DriveProtocol::kNvme ? TextOfData(attributes) : TextOfColumns(attributes),
+      TextOf(information)};
 }
 
 // A drive that was not asked because somebody wants the end.

@@ -70,12 +70,17 @@ TEST(SmartToolTest, AnNvmeDriveIsShown) {
 }
 
 TEST(SmartToolTest, AnNvmeDriveThatDoesNotSayWhatItIsIsShownAllTheSame) {
-  NvmeBench bench;
-  bench.Answer("NVMe 06/01", Completion(0x0002));
-  const Names finish = FinishOn(bench);
-  EXPECT_EQ(finish[1], "0");
-  EXPECT_EQ(finish[4], R"([{"name":"Serial number","value":"SN"},)"
-                       R"({"name":"Transport","value":"NVMe"}])");
+  for (const sdk::CommandAnswer& answer : {Completion(0x0002), Good(RawBytes(4096, 0))}) {
+    NvmeBench bench;
+    bench.Answer("NVMe 06/01", answer);
+    RememberingTool context;
+    const Names finish = FinishOn(bench, context);
+    EXPECT_EQ(finish[1], "0");
+    EXPECT_EQ(finish[4], R"([{"name":"Serial number","value":"SN"},)"
+                         R"({"name":"Transport","value":"NVMe"}])");
+    ASSERT_EQ(context.log.size(), 1U);
+    EXPECT_TRUE(context.log[0].starts_with("device 0: Identify Controller: ")) << context.log[0];
+  }
 }
 
 TEST(SmartToolTest, AScsiDriveIsShown) {
@@ -135,7 +140,7 @@ TEST(SmartToolTest, WhatIsLeftOutIsInTheLog) {
 
 TEST(SmartToolTest, AStopCancelsTheRestAndAsksNobody) {
   AtaBench bench;
-  const auto one = DiskOf("0", bench.facts), other = DiskOf("1", bench.facts);
+  const auto one = DiskOf("0", bench.facts), other = DiskOf("1", FactsOf(Transport::kVirtio));
   RememberingTool context;
   context.devices = {one.get(), other.get()};
   const auto stops = [&context](const sdk::DriveCommand&) {
