@@ -115,6 +115,10 @@ class Writer final : public sdk::BlockWriter {
                         std::copy(sector.begin(), sector.end(), data.subspan(at).begin());
                         return true;
                       });
+    // Something else than what was written must not be made of what was only forgotten.
+    if (!isOwn && !answer.hash.empty() && written_.HasForgotten()) {
+      return {TransferResult::Outcome::kNotTried, sdk::kNotRecorded};
+    }
     if (!isOwn) FillFrom(answer.hash, data);
     return answer.result;
   }

@@ -31,8 +31,12 @@ class WrittenSectors {
     while (order_.size() > kMostBytes / sectorBytes_) {
       sectors_.erase(order_.front());
       order_.pop_front();
+      hasForgotten_ = true;
     }
   }
+
+  // Whether a sector that is not known may be one of those that are no longer.
+  bool HasForgotten() const { return hasForgotten_; }
 
   // Of a write that may have done anything there.
   void Forget(std::uint64_t offset, std::size_t size) {
@@ -66,6 +70,7 @@ class WrittenSectors {
   const Make make_;
   std::unordered_map<std::uint64_t, Content> sectors_;
   std::deque<std::uint64_t> order_;  // in which they were first written; some were forgotten since
+  bool hasForgotten_ = false;
 };
 
 }  // namespace orvan::recording

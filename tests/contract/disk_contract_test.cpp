@@ -196,6 +196,31 @@ TEST(DiskContractTest, WhatHoldsNothingIsReadAsZeros) {
   ExpectOfAll(SeeZeros, "1");
 }
 
+// Writes 17 MiB, and reads the first and the last of them again, and one that was never written.
+void SeeMuch(KeptMachine& machine, std::ostream& seen) {
+  machine.GrantWriting(true);
+  const sdk::OpenedWriter opened = machine.OpenWriter({"/dev/sda", kNumber, kSequence}, {});
+  std::vector<std::byte> bytes(1U << 20, std::byte{7}), back(bytes.size());
+  for (std::uint64_t i = 0; i < 17; ++i) opened.writer->Write(i * bytes.size(), bytes);
+  for (const std::uint64_t i : {0U, 16U, 17U}) {
+    const sdk::TransferResult result = opened.writer->Read(i * bytes.size(), back);
+    seen << NumberOf(result.outcome) << '/' << result.error << ' ' << (back == bytes) << ' ';
+  }
+}
+
+TEST(DiskContractTest, WhatAReplayHasForgottenIsNotTried) {
+  const auto make = [] {
+    auto machine = MakeFaulty();
+    const sdk::BlockGeometry geometry{18U << 20, 512, 512};
+    machine->disks["/dev/sda"].medium = std::make_shared<MemoryDisk>(geometry);
+    return machine;
+  };
+  const std::string all = "0/0 1 0/0 1 0/0 0 ";
+  EXPECT_EQ(SeenBy(Kind::kFaulty, SeeMuch, make), all);
+  EXPECT_EQ(SeenBy(Kind::kRecording, SeeMuch, make), all);
+  EXPECT_EQ(SeenBy(Kind::kReplay, SeeMuch, make), "3/42 0 0/0 1 0/0 0 ");
+}
+
 void SeeAStop(KeptMachine& machine, std::ostream& seen) {
   machine.GrantWriting(true);
   for (const bool isEnd : {false, true}) {

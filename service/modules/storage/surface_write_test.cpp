@@ -203,6 +203,13 @@ TEST(WriteSurface, ASectorThatCannotBeReadBackIsNamed) {
   EXPECT_TRUE(result.wrong.IsEmpty());
 }
 
+TEST(WriteSurface, WhatCouldNotBeWrittenIsNotNamedAgainWhenItCannotBeRead) {
+  Bench bench({.badSectors = {{300, EIO}}, .failingWrites = {{300, EIO}}});
+  const WriteResult result = bench.Run();
+  EXPECT_EQ(result.unwritable.Text(8), "300");
+  EXPECT_TRUE(result.unreadable.IsEmpty());
+}
+
 TEST(WriteSurface, TheLastSectorsFailuresCountToo) {
   Bench written({.failingWrites = {{kSectors - 1, EIO}}});
   EXPECT_EQ(written.Run().unwritable.Text(8), "2047");
