@@ -42,7 +42,11 @@ def run_extended(machine, name):
     ids = [str(number) for number in range(len(EVERY_KIND))]
     result = machine.world(name).run(["-Mstorage", "-Ef,r,l", *ids], seconds=LONG_SECONDS)
     reads = {name: drive.asked(READ)[before[name] :] for name, drive in machine.drives.items()}
-    return Run(result.returncode, outcomes(result.stdout), hashes, reads)
+    found = {
+        drive: [test for test in tests if test.name in TESTS]
+        for drive, tests in outcomes(result.stdout).items()
+    }
+    return Run(result.returncode, found, hashes, reads)
 
 
 @pytest.fixture(scope="module")

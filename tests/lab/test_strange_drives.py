@@ -126,7 +126,9 @@ def test_every_strange_drive_is_tested_like_any_other(strange, world):
     result = world.run(["-W", "-Uq"])
     found = outcomes(result.stdout, key="Kernel Name")
     assert len(found) == len(SERIALS)
-    assert {test.verdict for tests in found.values() for test in tests} == {"Passed"}
+    verdicts = {(test.name, test.verdict) for tests in found.values() for test in tests}
+    assert {verdict for name, verdict in verdicts if name.endswith("Read Test")} == {"Passed"}
+    assert {verdict for _, verdict in verdicts} <= {"Passed", "Not Applicable"}
     assert result.returncode == PASSED
     assert steering(result.stdout.decode()) == []
     # Each drive is told from each other one, the twins with one serial number too.

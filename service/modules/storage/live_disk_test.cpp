@@ -124,7 +124,10 @@ TEST_F(LiveDisk, PassesEveryTestThatReadsWhenItIsGood) {
     for (const auto& test : diagnostic.tests) {
       if (test.mayWrite) continue;
       const sdk::Verdict verdict = Run(disk, diagnostic.option.c_str(), test.option.c_str());
-      EXPECT_EQ(verdict.status, kTestPassed) << test.name << ' ' << verdict.message;
+      // A file answers no commands of a drive.
+      const bool asksDrive = test.parameters.empty();
+      EXPECT_EQ(verdict.status, asksDrive ? kTestNotApplicable : kTestPassed)
+          << test.name << ' ' << verdict.message;
       EXPECT_EQ(context_->percents.back(), 100);
     }
   }

@@ -46,18 +46,16 @@ DriveInformation AskedInformation(DriveLink& link, DriveHealth& health) {
   if (const auto* ata = std::get_if<AtaHealth>(&health.told)) return InformationOf(*ata);
   if (const auto* scsi = std::get_if<ScsiHealth>(&health.told)) return InformationOf(*scsi);
   if (!std::holds_alternative<NvmeHealth>(health.told)) return {};
-  const DriveAnswer answer = link.Send(DriveRequest::kNvmeIdentifyController);
-  const auto controller = nvme::DecodeController(answer.data);
+  auto controller = Ask(link, DriveRequest::kNvmeIdentifyController, {}, nvme::DecodeController);
   if (controller.value) return InformationOf(*controller.value);
-  const std::string name = RowOf(DriveRequest::kNvmeIdentifyController).name;
-  health.troubles.push_back(answer.IsDone() ? name + ": " + controller.trouble : answer.reason);
+  health.troubles.push_back(std::move(controller.trouble));
   return {};
 }
 
 void LogTroubles(const Disk& disk, const DriveHealth& health, sdk::ToolContext& context) {
   const std::string device = "device " + disk.Id() + ": ";
-  for (const std::string& trouble : health.troubles) {
-    context.Log(sdk::LogLevel::kWarning, device + trouble);
+  for (const DriveTrouble& trouble : health.troubles) {
+    context.Log(sdk::LogLevel::kWarning, device + trouble.text);
   }
   if (health.IsTold()) return;
   context.Log(health.kind == Kind::kCanceled ? sdk::LogLevel::kInfo : sdk::LogLevel::kWarning,

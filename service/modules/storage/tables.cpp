@@ -1,6 +1,8 @@
 #include "service/modules/storage/tables.h"
 
+#include "service/modules/storage/new_errors.h"
 #include "service/modules/storage/read_tests.h"
+#include "service/modules/storage/smart_status.h"
 #include "service/modules/storage/write_compare.h"
 #include "service/sdk/rows.h"
 
@@ -21,6 +23,11 @@ constexpr sdk::Row kLinear{"LINEAR_READ_TEST", "l", "linear-read", sdk::TestKey(
 constexpr sdk::Row kWrite{
     "WRITE_TEST", "w", "write", sdk::TestKey(9, kMajor),
     "writes to an empty disk, reads back and compares, only when destructive=yes"};
+
+constexpr sdk::Row kStatus{"SMART_STATUS_TEST", "s", "smart-status", sdk::TestKey(4, kMajor),
+                           "asks the drive whether it expects to fail, and for telling numbers"};
+constexpr sdk::Row kErrors{"ERROR_LOG_TEST", "e", "error-log", sdk::TestKey(5, kMajor),
+                           "looks for errors that the drive has logged since the last run"};
 
 constexpr sdk::Row kQuick{"QUICK_TEST", "Q", "quick",
                           sdk::DiagnosticKey(1, kDiagnosticKindQuick, kMajor),
@@ -45,12 +52,15 @@ sdk::TestRecord MakeWriteTest(const ReadEnvironment& environment) {
 }  // namespace
 
 std::vector<sdk::DiagnosticRecord> MakeDiagnostics(const ReadEnvironment& environment,
-                                                   const DriveAccess& /*drives*/) {
+                                                   const DriveAccess& drives) {
   const std::vector<sdk::TestRecord> quick = {
+      MakeTest(kStatus, SmartStatusTest(drives)),
+      MakeTest(kErrors, NewErrorsTest(drives)),
       MakeTest(kFunnel, FunnelRead(environment, {Range(64, 30), 1024})),
       MakeTest(kRandom, RandomRead(environment, {Range(64, 10), 4096})),
   };
   const std::vector<sdk::TestRecord> extended = {
+      MakeTest(kStatus, SmartStatusTest(drives)),
       MakeTest(kFunnel, FunnelRead(environment, {Range(64, 0), 8192})),
       MakeTest(kRandom, RandomRead(environment, {Range(64, 60), 65536})),
       MakeTest(kLinear, LinearRead(environment, Range(1024, 0))),

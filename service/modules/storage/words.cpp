@@ -189,13 +189,20 @@ std::string TextKey(std::string_view text) {
   return sdk::KeyOf(std::move(key));
 }
 
+std::string SentenceKey(std::string text) {
+  if (!text.empty() && text[0] >= 'a' && text[0] <= 'z') {
+    text[0] = static_cast<char>(text[0] - 'a' + 'A');
+  }
+  return TextKey(text);
+}
+
 std::string FirstBadSectorKey(std::uint64_t lba) {
   return "|UNREADABLE_SECTOR_AT_" + LbaKey(lba);
 }
 
 Verdict NoAnswerVerdict(DriveAnswer::Kind kind, const std::string& reason) {
   using Kind = DriveAnswer::Kind;
-  const std::string key = '|' + TextKey(reason);
+  const std::string key = SentenceKey(reason);
   switch (kind) {
     case Kind::kCanceled:
       return Verdict::Canceled();

@@ -23,6 +23,8 @@ inline constexpr char kNoMedium[] = "|NO_MEDIUM_IN_THE_DRIVE";
 // The key that is shown as `text`, with its capitals: names of commands have some. A '_' of it is
 // shown as a blank and a '|' as '/', for a drive may write both.
 std::string TextKey(std::string_view text);
+// The same of a sentence, which begins with a capital.
+std::string SentenceKey(std::string text);
 
 std::string FirstBadSectorKey(std::uint64_t lba);
 

@@ -27,6 +27,9 @@ TEST(TextKey, KeepsCapitalsAndLetsNoTextOfADriveMark) {
   EXPECT_EQ(words::TextKey("SMART READ LOG 01h: no"), "|S|M|A|R|T_|R|E|A|D_|L|O|G_01H:_NO");
   EXPECT_EQ(words::TextKey("a|b_c"), "A/B_C");
   EXPECT_EQ(words::TextKey(""), "");
+  EXPECT_EQ(words::SentenceKey("the drive"), "|THE_DRIVE");
+  EXPECT_EQ(words::SentenceKey("SCSI"), "|S|C|S|I");
+  EXPECT_EQ(words::SentenceKey(""), "");
 }
 
 TEST(NoAnswerVerdict, CallsADriveFaultyOnlyWhenItIsGone) {

@@ -17,49 +17,24 @@ DriveHealth Nothing(Kind kind, std::string reason) {
   return health;
 }
 
-// Whether the rest of what a drive says is still worth asking for, and worth something.
-bool EndsIt(Kind kind) {
-  return kind == Kind::kGone || kind == Kind::kTimedOut || kind == Kind::kCanceled ||
-         kind == Kind::kNoPrivilege;
+DriveHealth Nothing(const DriveTrouble& trouble) {
+  return Nothing(trouble.kind, trouble.text);
 }
 
-// What was asked for, with its trouble; or why it is none.
-template <typename T>
-struct Asked {
-  std::optional<T> value;
-  Kind kind = Kind::kDone;
-  std::string trouble;
-};
-
-template <typename Decode>
-auto Ask(DriveLink& link, DriveRequest request, const RequestDetails& details, Decode decode)
-    -> Asked<typename decltype(decode(Bytes()).value)::value_type> {
-  const DriveAnswer answer = link.Send(request, details);
-  if (!answer.IsDone()) return {std::nullopt, answer.kind, answer.reason};
-  auto decoded = decode(Bytes(answer.data));
-  const Kind kind = decoded.value ? Kind::kDone : Kind::kGarbage;
-  std::string trouble = std::move(decoded.trouble);
-  if (!trouble.empty()) trouble = std::string(RowOf(request).name) + ": " + trouble;
-  return {std::move(decoded.value), kind, std::move(trouble)};
-}
-
-void Note(DriveHealth& health, const std::string& trouble) {
-  if (!trouble.empty()) health.troubles.push_back(trouble);
+void Note(DriveHealth& health, const DriveTrouble& trouble) {
+  if (!trouble.text.empty()) health.troubles.push_back(trouble);
 }
 
 DriveHealth ReadAta(DriveLink& link) {
   const auto identity = ata::DecodeIdentify(link.Opening().data);
   if (!identity.value) return Nothing(Kind::kGarbage, identity.trouble);
-  if (!identity.value->hasSmart) return Nothing(Kind::kNotSupported, "the drive has no SMART");
-  if (!identity.value->isSmartEnabled) {
-    return Nothing(Kind::kNotNow, "SMART is switched off in the drive");
-  }
+  if (const auto why = WhyNoSmart(*identity.value)) return Nothing(*why);
   auto data = Ask(link, DriveRequest::kSmartData, {}, ata::DecodeSmartData);
-  if (!data.value) return Nothing(data.kind, data.trouble);
+  if (!data.value) return Nothing(data.trouble);
   auto thresholds = Ask(link, DriveRequest::kSmartThresholds, {}, ata::DecodeThresholds);
-  if (EndsIt(thresholds.kind)) return Nothing(thresholds.kind, thresholds.trouble);
+  if (EndsAsking(thresholds.trouble.kind)) return Nothing(thresholds.trouble);
   DriveHealth health;
-  Note(health, identity.trouble);
+  Note(health, {Kind::kDone, identity.trouble});
   Note(health, data.trouble);
   Note(health, thresholds.trouble);
   health.told = AtaHealth{*identity.value, *std::move(data.value), thresholds.value};
@@ -68,7 +43,7 @@ DriveHealth ReadAta(DriveLink& link) {
 
 DriveHealth ReadNvme(DriveLink& link) {
   auto log = Ask(link, DriveRequest::kNvmeSmartLog, {}, nvme::DecodeHealthLog);
-  if (!log.value) return Nothing(log.kind, log.trouble);
+  if (!log.value) return Nothing(log.trouble);
   DriveHealth health;
   Note(health, log.trouble);
   health.told = NvmeHealth{*std::move(log.value)};
@@ -79,14 +54,15 @@ DriveHealth ReadNvme(DriveLink& link) {
 template <std::uint8_t kPage, auto kField, auto kDecode>
 Kind ReadPage(DriveLink& link, ScsiHealth& pages, DriveHealth& health) {
   auto asked = Ask(link, DriveRequest::kScsiLogSense, {.page = kPage}, kDecode);
-  if (!asked.trouble.empty()) asked.trouble = "page " + HexByte(kPage) + ": " + asked.trouble;
-  if (EndsIt(asked.kind)) {
-    health = Nothing(asked.kind, asked.trouble);
+  DriveTrouble& trouble = asked.trouble;
+  if (!trouble.text.empty()) trouble.text = "page " + HexByte(kPage) + ": " + trouble.text;
+  if (EndsAsking(trouble.kind)) {
+    health = Nothing(trouble);
   } else {
-    Note(health, asked.trouble);
+    Note(health, trouble);
     pages.*kField = std::move(asked.value);
   }
-  return asked.kind;
+  return trouble.kind;
 }
 
 template <std::uint8_t kPage>
@@ -119,7 +95,7 @@ constexpr PageRow kPages[] = {
 DriveHealth ReadScsi(DriveLink& link) {
   const auto list = Ask(link, DriveRequest::kScsiLogSense, {.page = scsi::kSupportedLogPages},
                         [](Bytes bytes) { return scsi::DecodeSupportedLogPages(bytes); });
-  if (!list.value) return Nothing(list.kind, list.trouble);
+  if (!list.value) return Nothing(list.trouble);
   DriveHealth health;
   Note(health, list.trouble);
   ScsiHealth pages;
@@ -130,7 +106,7 @@ DriveHealth ReadScsi(DriveLink& link) {
       continue;
     }
     const Kind kind = row.read(link, pages, health);
-    if (EndsIt(kind)) return health;
+    if (EndsAsking(kind)) return health;
     isAnyTold = isAnyTold || kind == Kind::kDone;
   }
   if (isAnyTold) {
@@ -138,12 +114,18 @@ DriveHealth ReadScsi(DriveLink& link) {
   } else if (health.troubles.empty()) {
     return Nothing(Kind::kNotSupported, "the drive has no log page that tells of its health");
   } else {
-    return Nothing(Kind::kGarbage, health.troubles.front());
+    return Nothing(Kind::kGarbage, health.troubles.front().text);
   }
   return health;
 }
 
 }  // namespace
+
+std::optional<DriveTrouble> WhyNoSmart(const ata::Identify& identity) {
+  if (!identity.hasSmart) return DriveTrouble{Kind::kNotSupported, "the drive has no SMART"};
+  if (identity.isSmartEnabled) return {};
+  return DriveTrouble{Kind::kNotNow, "SMART is switched off in the drive"};
+}
 
 DriveHealth ReadHealth(DriveLink& link) {
   if (!link.Opening().IsDone()) return Nothing(link.Opening().kind, link.Opening().reason);

@@ -8,7 +8,7 @@
 
 #include "service/modules/storage/ata/identify.h"
 #include "service/modules/storage/ata/smart_data.h"
-#include "service/modules/storage/drive/drive_link.h"
+#include "service/modules/storage/drive/ask.h"
 #include "service/modules/storage/nvme/health_log.h"
 #include "service/modules/storage/scsi/condition_pages.h"
 #include "service/modules/storage/scsi/error_counters.h"
@@ -42,12 +42,14 @@ struct DriveHealth {
   // Nothing: it could not be had, and `kind` and `reason` say why.
   std::variant<std::monostate, AtaHealth, NvmeHealth, ScsiHealth> told;
   DriveAnswer::Kind kind = DriveAnswer::Kind::kDone;
-  std::string reason;  // plain text
-  // What of it could not be had or trusted, as plain text.
-  std::vector<std::string> troubles;
+  std::string reason;                  // plain text
+  std::vector<DriveTrouble> troubles;  // what of it could not be had or trusted
 
   bool IsTold() const { return told.index() != 0; }
 };
+
+// Why an ATA drive is not asked for SMART; none: it is. Any thread.
+std::optional<DriveTrouble> WhyNoSmart(const ata::Identify& identity);
 
 // Asks with the fewest commands: an ATA drive for its attributes and their thresholds, an NVMe
 // drive for one log, a SCSI drive for the list of its log pages and those of them that tell of

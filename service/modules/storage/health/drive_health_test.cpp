@@ -9,6 +9,7 @@
 namespace orvan::storage {
 namespace {
 
+using Troubles = std::vector<DriveTrouble>;
 using Names = std::vector<std::string>;
 
 DriveHealth HealthOf(HealthBench& bench) {
@@ -115,8 +116,9 @@ TEST(DriveHealthTest, WhatADriveDoesNotTellIsATrouble) {
   const DriveHealth health = HealthOf(ata);
   ASSERT_TRUE(health.IsTold());
   EXPECT_FALSE(std::get<AtaHealth>(health.told).thresholds);
-  EXPECT_EQ(health.troubles, Names{"SMART READ ATTRIBUTE THRESHOLDS: the checksum of the SMART "
-                                   "thresholds is wrong"});
+  EXPECT_EQ(health.troubles, Troubles({{Kind::kGarbage,
+                                        "SMART READ ATTRIBUTE THRESHOLDS: the checksum of the "
+                                        "SMART thresholds is wrong"}}));
 
   ScsiBench scsi;
   scsi.Answer("4D/0D", FromHex("2F 00 00 08 00 00 03 04 00 00 24 00"));
@@ -124,7 +126,9 @@ TEST(DriveHealthTest, WhatADriveDoesNotTellIsATrouble) {
   ASSERT_TRUE(pages.IsTold());
   EXPECT_FALSE(std::get<ScsiHealth>(pages.told).temperatures);
   EXPECT_TRUE(std::get<ScsiHealth>(pages.told).starts);
-  EXPECT_EQ(pages.troubles, Names{"page 0Dh: LOG SENSE: the page is 2Fh, 0Dh was asked for"});
+  EXPECT_EQ(
+      pages.troubles,
+      Troubles({{Kind::kGarbage, "page 0Dh: LOG SENSE: the page is 2Fh, 0Dh was asked for"}}));
 }
 
 TEST(DriveHealthTest, AScsiDriveWhosePagesAreAllGarbageTellsNothing) {

@@ -1,0 +1,186 @@
+#include "service/modules/storage/health/logged_errors.h"
+
+#include <gtest/gtest.h>
+
+#include "service/modules/storage/error_test_support.h"
+
+namespace orvan::storage {
+namespace {
+
+using Names = std::vector<std::string>;
+
+LoggedErrors Read(DriveBench& bench) {
+  DriveLink link = bench.Link();
+  return ReadLoggedErrors(link);
+}
+
+// "!" before what is a fault of the drive.
+Names TextsOf(const ErrorSource& source) {
+  Names texts;
+  for (const LoggedError& error : source.entries) {
+    texts.push_back((error.isHarmless ? "" : "!") + error.text);
+  }
+  return texts;
+}
+
+TEST(LoggedErrors, OfAnAtaDriveAreThoseOfItsSummary) {
+  LoggingAta bench;
+  bench.Log({kUnreadable, kRefused}, 7);
+  const LoggedErrors errors = Read(bench);
+  ASSERT_EQ(errors.sources.size(), 1U);
+  EXPECT_EQ(errors.sources[0].count, 7U);
+  EXPECT_FALSE(errors.sources[0].isCountFull);
+  EXPECT_EQ(TextsOf(errors.sources[0]),
+            (Names{"command aborted (ABRT), SMART, at power-on hour 301",
+                   "!uncorrectable data (UNC) at LBA 4096, READ DMA, at power-on hour 300"}));
+  EXPECT_NE(errors.sources[0].entries[0].id, errors.sources[0].entries[1].id);
+  EXPECT_EQ(bench.Sent(), (Names{"EC", "B0/D5"}));
+  EXPECT_TRUE(errors.troubles.empty());
+}
+
+TEST(LoggedErrors, MayBeToldInSmartDataAlone) {
+  LoggingAta bench;
+  ata::Pages identity = HealthyIdentity();
+  bench.Answer("EC", BytesOf(identity.PutWord(84, 0x4000).PutWord(87, 0x4000)));
+  EXPECT_EQ(Read(bench).trouble,
+            (DriveTrouble{Kind::kNotSupported, "the drive keeps no error log"}));
+  ata::Pages data;
+  bench.Answer("B0/D0", BytesOf(data.Put(0, {0x10, 0}).Put(370, {1}).Seal()));
+  EXPECT_EQ(Read(bench).sources.size(), 1U);
+}
+
+TEST(LoggedErrors, OfAnAtaDriveWithLogsAreThoseOfItsExtendedOne) {
+  LoggingAta bench;
+  bench.HasExtendedLog(2);
+  const LoggedErrors errors = Read(bench);
+  ASSERT_EQ(errors.sources.size(), 1U);
+  EXPECT_EQ(TextsOf(errors.sources[0]),
+            Names{"!uncorrectable data (UNC) at LBA 8589934592, READ DMA EXT, at power-on hour "
+                  "300"});
+  EXPECT_EQ(bench.Sent(), (Names{"EC", "2F", "2F"}));
+  EXPECT_EQ(bench.machine.sent.back().bytesIn, 1024U);
+}
+
+TEST(LoggedErrors, FallBackToTheSummary) {
+  LoggingAta none;
+  none.HasExtendedLog(0);
+  EXPECT_EQ(Read(none).sources.size(), 1U);
+  EXPECT_EQ(none.Sent(), (Names{"EC", "2F", "B0/D5"}));
+
+  LoggingAta damaged;
+  damaged.HasExtendedLog(1);
+  damaged.extended[100] ^= 1;
+  const LoggedErrors errors = Read(damaged);
+  EXPECT_EQ(errors.sources.size(), 1U);
+  ASSERT_EQ(errors.troubles.size(), 1U);
+  EXPECT_EQ(errors.troubles[0].kind, Kind::kGarbage);
+}
+
+TEST(LoggedErrors, CountUpToWhereAnAtaDriveCounts) {
+  LoggingAta bench;
+  bench.Log({kUnreadable}, 65535);
+  EXPECT_TRUE(Read(bench).sources.at(0).isCountFull);
+}
+
+TEST(LoggedErrors, OfNvmeAreAllThatTheControllerKeeps) {
+  LoggingNvme bench;
+  const LoggedErrors errors = Read(bench);
+  ASSERT_EQ(errors.sources.size(), 1U);
+  EXPECT_EQ(errors.sources[0].count, 42U);
+  EXPECT_EQ(TextsOf(errors.sources[0]),
+            (Names{"!unrecovered read error (281h) at LBA 5000000000, namespace 1",
+                   "invalid field in the command (002h)"}));
+  EXPECT_EQ(bench.Sent(), (Names{"NVMe 06/01", "NVMe 02/01"}));
+  EXPECT_EQ(bench.machine.sent.back().bytesIn, 64U * 64U);
+}
+
+TEST(LoggedErrors, OfNvmeThatAreOfTheHostsMakingAreNoFaults) {
+  const auto isFault = [](unsigned status) {
+    LoggingNvme bench;
+    RawBytes log(64 * 64, 0);
+    log[0] = 1;
+    log[12] = static_cast<std::uint8_t>(status << 1);
+    log[13] = static_cast<std::uint8_t>(status >> 7);
+    bench.Answer("NVMe 02/01", log);
+    return !Read(bench).sources.at(0).entries.at(0).isHarmless;
+  };
+  for (const unsigned fault : {0x004, 0x006, 0x01C, 0x022, 0x280, 0x281, 0x282, 0x300, 0x7C1}) {
+    EXPECT_TRUE(isFault(fault)) << fault;
+  }
+  for (const unsigned harmless :
+       {0x001, 0x002, 0x00B, 0x007, 0x080, 0x109, 0x10A, 0x285, 0x286, 0x287, 0x4002}) {
+    EXPECT_FALSE(isFault(harmless)) << harmless;
+  }
+}
+
+TEST(LoggedErrors, OfScsiAreCountsAndWhatTheScanHasMet) {
+  LoggingScsi bench;
+  const LoggedErrors errors = Read(bench);
+  ASSERT_EQ(errors.sources.size(), 2U);
+  EXPECT_EQ(errors.sources[0].name, "of reads that the drive could not correct");
+  EXPECT_EQ(errors.sources[0].count, 2U);
+  EXPECT_TRUE(errors.sources[0].entries.empty());
+  EXPECT_EQ(errors.sources[1].count, 2U);
+  // The one of the greater age is the newer one, wherever it stands.
+  EXPECT_EQ(TextsOf(errors.sources[1]),
+            (Names{"!unrecovered read error at LBA 5000000000, to be reassigned by a write or a "
+                   "command, at power-on hour 45948",
+                   "!data recovered with retries at LBA 923798553, rewritten in place, at power-on "
+                   "hour 45684"}));
+  EXPECT_EQ(bench.Sent(), (Names{"4D/00", "4D/03", "4D/15"}));
+}
+
+TEST(LoggedErrors, AreNoneOfADriveThatHasNoLog) {
+  LoggingScsi bench;
+  bench.Answer("4D/00", FromHex("00 00 00 01 0D"));
+  EXPECT_EQ(Read(bench).trouble,
+            (DriveTrouble{Kind::kNotSupported, "the drive has no log page that tells of errors"}));
+  HealthBench disk(Transport::kVirtio);
+  EXPECT_EQ(Read(disk).trouble.kind, Kind::kNotSupported);
+}
+
+ErrorSource SourceOf(std::uint64_t count, std::initializer_list<std::uint64_t> ids,
+                     bool isFull = false) {
+  ErrorSource source{"log", "in the log", count, isFull};
+  for (const std::uint64_t id : ids) source.entries.push_back({id, "", false});
+  return source;
+}
+
+void Expect(const NewErrors& found, std::uint64_t count, std::size_t entries, bool isAtLeast,
+            bool wasCleared) {
+  EXPECT_EQ(found.count, count);
+  EXPECT_EQ(found.entries, entries);
+  EXPECT_EQ(found.isAtLeast, isAtLeast);
+  EXPECT_EQ(found.wasCleared, wasCleared);
+}
+
+TEST(NewErrors, AreThoseThatTheDriveHasCountedSince) {
+  Expect(NewSince(SourceOf(3, {33, 32, 31}), 3, 33), 0, 0, false, false);
+  Expect(NewSince(SourceOf(3, {33, 32, 31}), 1, 31), 2, 2, false, false);
+  Expect(NewSince(SourceOf(90, {33, 32, 31}), 1, 9), 89, 3, false, false);
+  Expect(NewSince(SourceOf(0, {}), 0, 0), 0, 0, false, false);
+  Expect(NewSince(SourceOf(4, {}), 1, 0), 3, 0, false, false);
+}
+
+TEST(NewErrors, AreAllOfThemWhenThereWereMoreOrOthers) {
+  Expect(NewSince(SourceOf(2, {33, 32}), 3, 31), 2, 2, false, true);
+  Expect(NewSince(SourceOf(2, {33, 32}), 2, 31), 2, 2, false, true);
+  Expect(NewSince(SourceOf(0, {}), 3, 31), 0, 0, false, true);
+}
+
+TEST(NewErrors, AreToldByTheirPlaceWhereTheDriveCountsNoFurther) {
+  Expect(NewSince(SourceOf(65535, {33, 32, 31}, true), 65535, 33), 0, 0, false, false);
+  Expect(NewSince(SourceOf(65535, {33, 32, 31}, true), 65535, 31), 2, 2, false, false);
+  Expect(NewSince(SourceOf(65535, {33, 32, 31}, true), 65535, 9), 3, 3, true, false);
+  Expect(NewSince(SourceOf(65535, {33, 32, 31}, true), 65530, 9), 5, 3, true, false);
+}
+
+TEST(NewErrors, OfAFirstLookAreAllThatThereAre) {
+  Expect(NewOf(SourceOf(9, {33, 32})), 9, 2, false, false);
+  // A count that contradicts its entries.
+  Expect(NewOf(SourceOf(1, {33, 32})), 2, 2, false, false);
+  Expect(NewOf(SourceOf(65535, {33}, true)), 65535, 1, true, false);
+}
+
+}  // namespace
+}  // namespace orvan::storage
