@@ -265,6 +265,7 @@ struct Trouble {
   const char* name;
   sdk::CommandAnswer answer;
   TestStatus status;
+  bool endsIt = false;  // nothing is asked after it
 };
 template <typename Bench>
 void EachCommandInTurn(const std::vector<Trouble>& troubles) {
@@ -291,17 +292,20 @@ void EachCommandInTurn(const std::vector<Trouble>& troubles) {
           << asked[i] << " number " << i << ' ' << trouble.name << ": " << verdict.message;
       EXPECT_EQ(verdict.message.empty(), trouble.status == kTestCanceled)
           << asked[i] << ' ' << trouble.name;
+      if (trouble.endsIt) {
+        EXPECT_EQ(bench.Sent().size(), i + 1) << asked[i] << ' ' << trouble.name;
+      }
     }
   }
 }
 
 std::vector<Trouble> TroublesOfAll() {
-  return {{"gone", OutcomeOf(Outcome::kGone), kTestFailed},
-          {"hangs", OutcomeOf(Outcome::kTimedOut), kTestWarning},
-          {"no privilege", OutcomeOf(Outcome::kRefused, EPERM), kTestInvalid},
+  return {{"gone", OutcomeOf(Outcome::kGone), kTestFailed, true},
+          {"hangs", OutcomeOf(Outcome::kTimedOut), kTestWarning, true},
+          {"no privilege", OutcomeOf(Outcome::kRefused, EPERM), kTestInvalid, true},
           {"broken off", OutcomeOf(Outcome::kRefused, EIO), kTestInvalid},
           {"busy", OutcomeOf(Outcome::kRefused, EBUSY), kTestInvalid},
-          {"canceled", OutcomeOf(Outcome::kNotTried, ECANCELED), kTestCanceled},
+          {"canceled", OutcomeOf(Outcome::kNotTried, ECANCELED), kTestCanceled, true},
           {"short", Good(RawBytes(3, 1)), kTestWarning},
           {"ones", Good(RawBytes(512, 0xFF)), kTestWarning}};
 }
