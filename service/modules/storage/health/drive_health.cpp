@@ -42,11 +42,11 @@ DriveHealth ReadAta(DriveLink& link) {
 }
 
 DriveHealth ReadNvme(DriveLink& link) {
-  auto log = Ask(link, DriveRequest::kNvmeSmartLog, {}, nvme::DecodeHealthLog);
+  const auto log = Ask(link, DriveRequest::kNvmeSmartLog, {}, nvme::DecodeHealthLog);
   if (!log.value) return Nothing(log.trouble);
   DriveHealth health;
   Note(health, log.trouble);
-  health.told = NvmeHealth{*std::move(log.value)};
+  health.told = NvmeHealth{*log.value};
   return health;
 }
 
