@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <cerrno>
+#include <condition_variable>
 #include <memory>
 #include <mutex>
 #include <span>
@@ -69,6 +70,11 @@ class LiveMachine final : public KeptMachine {
 
   std::chrono::steady_clock::time_point Now() const override {
     return std::chrono::steady_clock::now();
+  }
+  void Pause(std::chrono::milliseconds time, std::stop_token stop) override {
+    std::mutex mutex;
+    std::unique_lock lock(mutex);
+    std::condition_variable_any().wait_for(lock, std::move(stop), time, [] { return false; });
   }
   std::uint64_t Chance() override {
     std::uint64_t number = 0;

@@ -33,6 +33,17 @@ TEST(LiveMachine, HasATimeThatGoesOnAndNumbersThatDiffer) {
   EXPECT_GT(machine->Now(), before);
 }
 
+TEST(LiveMachine, PausesForAsLongAsItWasToldUnlessItIsStopped) {
+  const auto machine = MakeLiveMachine({});
+  const auto before = machine->Now();
+  machine->Pause(5ms, {});
+  EXPECT_GE(machine->Now(), before + 5ms);
+  std::stop_source stop;
+  const std::jthread stopper([&stop] { stop.request_stop(); });
+  machine->Pause(24h, stop.get_token());
+  EXPECT_LT(machine->Now(), before + 1h);
+}
+
 // The processors that the calling thread may run on.
 std::set<std::size_t> Allowed() {
   cpu_set_t set;

@@ -37,6 +37,9 @@ class RecordingMachine final : public KeptMachine {
   }
   sdk::CommandAnswer Send(const sdk::DriveCommand& command, std::stop_token stop) override;
   std::chrono::steady_clock::time_point Now() const override { return recorder_->tape.Now(); }
+  void Pause(std::chrono::milliseconds time, std::stop_token stop) override {
+    inner_->Pause(time, std::move(stop));
+  }
 
   std::uint64_t Chance() override {
     const std::uint64_t number = inner_->Chance();

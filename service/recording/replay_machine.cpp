@@ -37,6 +37,7 @@ class ReplayMachine final : public KeptMachine {
   }
   sdk::CommandAnswer Send(const sdk::DriveCommand& command, std::stop_token stop) override;
   std::chrono::steady_clock::time_point Now() const override { return source_->Now(); }
+  void Pause(std::chrono::milliseconds, std::stop_token) override {}
 
   std::uint64_t Chance() override {
     // Another one each time, also where the recording has no more; which is all the same.

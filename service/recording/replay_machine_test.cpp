@@ -99,6 +99,13 @@ TEST(ReplayMachineTest, DataOfWhichThereIsAHashIsNotRecorded) {
   EXPECT_TRUE(answer.data.empty());
 }
 
+TEST(ReplayMachineTest, NothingWaits) {
+  const auto machine = TestTape::ReplayOf(kHead);
+  const auto before = std::chrono::steady_clock::now();
+  machine->Pause(std::chrono::hours(1), {});
+  EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::minutes(30));
+}
+
 TEST(ReplayMachineTest, AFileThatWasNeverAskedForIsTrouble) {
   const auto machine = TestTape::ReplayOf(
       kHead + "2 module bytes /there 10 = 0 1 x\n3 module bytes /none 10 = 0 0\n");

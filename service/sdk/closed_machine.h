@@ -18,6 +18,7 @@ class ClosedMachine : public Machine {
   }
   CommandAnswer Send(const DriveCommand&, std::stop_token) override { throw Refusal(); }
   std::chrono::steady_clock::time_point Now() const override { throw Refusal(); }
+  void Pause(std::chrono::milliseconds, std::stop_token) override { throw Refusal(); }
   std::uint64_t Chance() override { throw Refusal(); }
   int PinThisThread(std::uint32_t) override { throw Refusal(); }
   LockedMemoryResult LockMemory(std::size_t) override { throw Refusal(); }

@@ -41,6 +41,9 @@ class Machine {
 
   // Never goes back. It goes on while the machine sleeps no more than steady_clock does.
   virtual std::chrono::steady_clock::time_point Now() const = 0;
+  // Waits so long, or until the stop token is set. May come back at any time, so the clock tells
+  // how long it was.
+  virtual void Pause(std::chrono::milliseconds time, std::stop_token stop) = 0;
   // Another number each time, which nobody can foresee.
   virtual std::uint64_t Chance() = 0;
 

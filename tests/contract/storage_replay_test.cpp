@@ -84,6 +84,9 @@ class UnsteadyMachine final : public machine::KeptMachine {
     inner_->collectTakes = std::chrono::microseconds(random_() % 120000);
     return inner_->Now();
   }
+  void Pause(std::chrono::milliseconds time, std::stop_token stop) override {
+    inner_->Pause(time, std::move(stop));
+  }
   std::uint64_t Chance() override { return inner_->Chance(); }
   int PinThisThread(std::uint32_t processor) override { return inner_->PinThisThread(processor); }
   sdk::LockedMemoryResult LockMemory(std::size_t bytes) override {

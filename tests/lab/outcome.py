@@ -41,6 +41,14 @@ def outcomes(output, key="Serial Number"):
     return found
 
 
+SELF_TESTS = ("Short Self Test", "Extended Self Test")
+
+
+def reads(tests):
+    """Those of them that read the disk, without what it tests itself."""
+    return [test for test in tests if test.name not in SELF_TESTS]
+
+
 def devices(output):
     """The rows of each device of a listing (-D), as dictionaries."""
     found = []

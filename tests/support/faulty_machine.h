@@ -51,6 +51,10 @@ class FaultyMachine final : public machine::KeptMachine {
   std::unique_ptr<FilesystemProbe> MakeProbe(std::chrono::milliseconds budget) override;
   CommandAnswer Send(const DriveCommand& command, std::stop_token stop) override;
   std::chrono::steady_clock::time_point Now() const override { return now; }
+  void Pause(std::chrono::milliseconds time, std::stop_token stop) override {
+    if (!stop.stop_requested()) now += time;
+    if (onPause) onPause();
+  }
   std::uint64_t Chance() override { return chance++; }
   int PinThisThread(std::uint32_t processor) override;
   LockedMemoryResult LockMemory(std::size_t bytes) override;
@@ -75,6 +79,8 @@ class FaultyMachine final : public machine::KeptMachine {
   std::size_t leftBehind = 0;
   std::uint64_t chance = 1;
   std::chrono::steady_clock::time_point now{};
+  // Called at the end of each pause.
+  std::function<void()> onPause;
   // How far the clock goes with each call of Collect.
   std::chrono::microseconds collectTakes{1000};
 

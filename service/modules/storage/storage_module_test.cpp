@@ -311,15 +311,27 @@ TEST(Tables, OnlyASampleHasANumberOfBlocks) {
   }
 }
 
-TEST(Tables, OnlyTheWriteTestMayWriteAndOnlyWithAnOperator) {
+TEST(Tables, OnlyTheWriteTestAndSelfTestsMayWriteAndThatOnlyWithAnOperator) {
   for (const auto& diagnostic : MakeDiagnostics({})) {
     for (const auto& test : diagnostic.tests) {
       const bool isWrite = diagnostic.option == "E" && test.option == "w";
-      EXPECT_EQ(test.mayWrite, isWrite) << diagnostic.option << test.option;
+      const bool isSelfTest = test.option == "t" || test.option == "x";
+      EXPECT_EQ(test.mayWrite, isWrite || isSelfTest) << diagnostic.option << test.option;
       EXPECT_EQ(test.needsOperator, isWrite) << diagnostic.option << test.option;
     }
   }
   EXPECT_TRUE(FindTest(MakeDiagnostics({}), "E", "w").mayWrite);
+}
+
+TEST(Tables, SelfTestsMayChangeTheDriveAndNeedNobody) {
+  const auto diagnostics = MakeDiagnostics({});
+  for (const auto& [diagnostic, option] : {Named{"Q", "t"}, Named{"E", "x"}}) {
+    const sdk::TestRecord& test = FindTest(diagnostics, diagnostic, option);
+    EXPECT_TRUE(test.mayWrite) << option;
+    EXPECT_FALSE(test.needsOperator) << option;
+    EXPECT_TRUE(test.parameters.empty()) << option;
+  }
+  EXPECT_FALSE(FindTest(diagnostics, "Q", "f").mayWrite);
 }
 
 TEST(StorageModule, TellsNameAndVersion) {

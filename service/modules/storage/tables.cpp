@@ -2,6 +2,7 @@
 
 #include "service/modules/storage/new_errors.h"
 #include "service/modules/storage/read_tests.h"
+#include "service/modules/storage/self_test/self_test_run.h"
 #include "service/modules/storage/smart_status.h"
 #include "service/modules/storage/write_compare.h"
 #include "service/sdk/rows.h"
@@ -29,12 +30,20 @@ constexpr sdk::Row kStatus{"SMART_STATUS_TEST", "s", "smart-status", sdk::TestKe
 constexpr sdk::Row kErrors{"ERROR_LOG_TEST", "e", "error-log", sdk::TestKey(5, kMajor),
                            "looks for errors that the drive has logged since the last run"};
 
-constexpr sdk::Row kQuick{"QUICK_TEST", "Q", "quick",
-                          sdk::DiagnosticKey(1, kDiagnosticKindQuick, kMajor),
-                          "samples the surface in seconds"};
-constexpr sdk::Row kExtended{"EXTENDED_TEST", "E", "extended",
-                             sdk::DiagnosticKey(2, kDiagnosticKindExtended, kMajor),
-                             "samples the surface longer, then reads all of it"};
+constexpr sdk::Row kShortSelfTest{
+    "SHORT_SELF_TEST", "t", "short-self-test", sdk::TestKey(6, kMajor),
+    "has the drive test itself, in use or not, and reads its log; about 2 minutes"};
+constexpr sdk::Row kExtendedSelfTest{
+    "EXTENDED_SELF_TEST", "x", "extended-self-test", sdk::TestKey(7, kMajor),
+    "the same with all of its surface; 2 to 3 hours for each TB of a rotating drive, 10 minutes to "
+    "an hour of a solid-state one"};
+
+constexpr sdk::Row kQuick{
+    "QUICK_TEST", "Q", "quick", sdk::DiagnosticKey(1, kDiagnosticKindQuick, kMajor),
+    "samples the surface, then has the drive test itself; up to 3 minutes a disk"};
+constexpr sdk::Row kExtended{
+    "EXTENDED_TEST", "E", "extended", sdk::DiagnosticKey(2, kDiagnosticKindExtended, kMajor),
+    "samples the surface longer, reads all of it, then has the drive test itself"};
 
 // The ranges that tests read by default: the whole disk, in blocks of so many KiB.
 constexpr RangeValues Range(std::uint64_t blockKib, std::uint64_t seconds) {
@@ -49,6 +58,15 @@ sdk::TestRecord MakeWriteTest(const ReadEnvironment& environment) {
   return test;
 }
 
+// Changes no data, and what the drive does.
+sdk::TestRecord MakeSelfTest(const sdk::Row& row, const DriveAccess& drives, SelfTestKind kind) {
+  sdk::TestRecord test = MakeTest(row, {{}, [drives, kind](sdk::TestContext& context) {
+                                          return RunSelfTest(context, drives, kind);
+                                        }});
+  test.mayWrite = true;
+  return test;
+}
+
 }  // namespace
 
 std::vector<sdk::DiagnosticRecord> MakeDiagnostics(const ReadEnvironment& environment,
@@ -58,12 +76,14 @@ std::vector<sdk::DiagnosticRecord> MakeDiagnostics(const ReadEnvironment& enviro
       MakeTest(kErrors, NewErrorsTest(drives)),
       MakeTest(kFunnel, FunnelRead(environment, {Range(64, 30), 1024})),
       MakeTest(kRandom, RandomRead(environment, {Range(64, 10), 4096})),
+      MakeSelfTest(kShortSelfTest, drives, SelfTestKind::kShort),
   };
   const std::vector<sdk::TestRecord> extended = {
       MakeTest(kStatus, SmartStatusTest(drives)),
       MakeTest(kFunnel, FunnelRead(environment, {Range(64, 0), 8192})),
       MakeTest(kRandom, RandomRead(environment, {Range(64, 60), 65536})),
       MakeTest(kLinear, LinearRead(environment, Range(1024, 0))),
+      MakeSelfTest(kExtendedSelfTest, drives, SelfTestKind::kExtended),
       MakeWriteTest(environment),
   };
   return {sdk::MakeDiagnostic(kQuick, quick), sdk::MakeDiagnostic(kExtended, extended)};

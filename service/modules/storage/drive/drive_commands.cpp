@@ -53,6 +53,10 @@ constexpr ScsiShape kLogSense{.cdb = {0x4D, 0, 0x40},
 constexpr ScsiShape kRequestSense{.cdb = {0x03}, .lengthAt = 4, .lengthBytes = 1};
 constexpr ScsiShape kCapacity{.cdb = {0x9E, 0x10}, .bytes = 16, .lengthAt = 10, .lengthBytes = 4};
 
+// MODE SENSE (10) of the control mode page with the values of now, and no block descriptor.
+constexpr ScsiShape kControl{
+    .cdb = {0x5A, 0x08, 0x0A}, .bytes = 10, .lengthAt = 7, .lengthBytes = 2};
+
 constexpr std::uint8_t kGetLog = 0x02;
 // What the drive had to tell the kernel stays where it is.
 constexpr std::uint32_t kRetainEvent = 0x8000;
@@ -92,6 +96,8 @@ constexpr std::array<DriveCommandRow, kDriveRequests> kRows = {{
     {R::kScsiRequestSense, "REQUEST SENSE", true, 252, 8, kPrompt, kReads, false, kRequestSense},
     {R::kScsiReadCapacity16, "READ CAPACITY (16)", false, 32, 12, kPrompt, kReads, false,
      kCapacity},
+    {R::kScsiControlPage, "MODE SENSE of the control page", false, 252, 8, kPrompt, kReads, false,
+     kControl},
     {R::kScsiShortSelfTest, "the start of a short self-test", false, 0, 0, kPatient, kChanges,
      false, SelfTest(1)},
     {R::kScsiExtendedSelfTest, "the start of an extended self-test", false, 0, 0, kPatient,

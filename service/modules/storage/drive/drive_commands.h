@@ -38,6 +38,7 @@ enum class DriveRequest : std::uint8_t {
   kScsiLogSense,
   kScsiRequestSense,
   kScsiReadCapacity16,
+  kScsiControlPage,
   kScsiShortSelfTest,
   kScsiExtendedSelfTest,
   kScsiAbortSelfTest,
@@ -50,7 +51,7 @@ enum class DriveRequest : std::uint8_t {
   kNvmeExtendedSelfTest,
   kNvmeAbortSelfTest,
 };
-inline constexpr std::size_t kDriveRequests = 30;
+inline constexpr std::size_t kDriveRequests = 31;
 
 // Source: ACS-4, 7 (commands), ATA-3 for SMART READ ATTRIBUTE THRESHOLDS.
 struct AtaShape {

@@ -148,6 +148,7 @@ TEST(DriveCommandsTest, ScsiCommandsAreThoseOfTheStandard) {
   EXPECT_EQ(Block(R::kScsiRequestSense), (CommandBlock{0x03, 0, 0, 0, 252, 0}));
   EXPECT_EQ(Block(R::kScsiReadCapacity16),
             (CommandBlock{0x9E, 0x10, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 32, 0, 0}));
+  EXPECT_EQ(Block(R::kScsiControlPage), (CommandBlock{0x5A, 0x08, 0x0A, 0, 0, 0, 0, 0, 252, 0}));
   EXPECT_EQ(Block(R::kScsiShortSelfTest), (CommandBlock{0x1D, 0x20, 0, 0, 0, 0}));
   EXPECT_EQ(Block(R::kScsiExtendedSelfTest), (CommandBlock{0x1D, 0x40, 0, 0, 0, 0}));
   EXPECT_EQ(Block(R::kScsiAbortSelfTest), (CommandBlock{0x1D, 0x80, 0, 0, 0, 0}));

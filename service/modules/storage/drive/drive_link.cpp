@@ -150,6 +150,11 @@ DriveAnswer DriveLink::Send(DriveRequest request, const RequestDetails& details)
   return Told(Kind::kNotTried, std::string(row.name) + ": the drive speaks another language");
 }
 
+void DriveLink::ObeyInstead(std::stop_token stop) {
+  lastStop_ = stop;
+  stop_ = std::move(stop);
+}
+
 DriveAnswer DriveLink::Carry(const DriveCommandRow& row, const RequestDetails& details) {
   if (auto answer = WhyNotSent(row)) return *std::move(answer);
   const auto command = MakeCommand(row, details, address_);
@@ -167,8 +172,7 @@ DriveAnswer DriveLink::Carry(const DriveCommandRow& row, const RequestDetails& d
 
 DriveAnswer DriveLink::CarryOnce(const DriveCommandRow& row, const RequestDetails& details,
                                  const sdk::DriveCommand& command) {
-  sdk::CommandAnswer raw =
-      access_.machine->Send(command, row.isSentAfterStop ? std::stop_token() : stop_);
+  sdk::CommandAnswer raw = access_.machine->Send(command, row.isSentAfterStop ? lastStop_ : stop_);
   const Outcome outcome = raw.outcome;
   const int error = raw.error;
   DriveAnswer answer = MeaningOf(row, BytesOf(row, details), std::move(raw));

@@ -41,6 +41,9 @@ class DriveLink {
   // ends at once after a stop, but for the end of a self-test. A drive that was reset, or reports
   // what an earlier command did, gets it a second time.
   DriveAnswer Send(DriveRequest request, const RequestDetails& details = {});
+  // From now on this token ends what is sent, and no other: for what is left to do after a stop,
+  // the end of a self-test too.
+  void ObeyInstead(std::stop_token stop);
 
  private:
   void Open();
@@ -57,6 +60,7 @@ class DriveLink {
   DriveAccess access_;
   DiskFacts facts_;
   std::stop_token stop_;
+  std::stop_token lastStop_;  // of the end of a self-test; at first no stop ends that
   DriveAddress address_;
   DriveProtocol protocol_ = DriveProtocol::kNone;
   DriveAnswer opening_;

@@ -43,6 +43,7 @@ constexpr std::array kCases = {
     Case{R::kScsiLogSense, kN, kD, kG},  // the same
     Case{R::kScsiRequestSense, kF, kD, kG},
     Case{R::kScsiReadCapacity16, kN, kD, kG},  // 12 bytes tell the size
+    Case{R::kScsiControlPage, kN, kD, kG},     // as long as it says
     Case{R::kScsiShortSelfTest, kN, kD, kD},
     Case{R::kScsiExtendedSelfTest, kN, kD, kD},
     Case{R::kScsiAbortSelfTest, kN, kD, kD},
