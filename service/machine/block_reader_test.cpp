@@ -118,6 +118,21 @@ TEST_P(BlockReaderContract, ReadsTheLastSectorAndTheLargestBlock) {
   EXPECT_EQ(results[1].outcome, ReadOutcome::kRead);
 }
 
+TEST_P(BlockReaderContract, TellsWhenEachReadWasAtTheDevice) {
+  std::chrono::nanoseconds last{};
+  for (std::uint64_t round = 0; round < 3; ++round) {
+    reader_->Submit({{0, 0, kSector, 0}, {1, kSector, kSector, 0}});
+    const std::chrono::nanoseconds before = last;
+    for (const BlockReadResult& result : CollectAll(2)) {
+      EXPECT_GE(result.begun, before);
+      EXPECT_LE(result.begun, result.ended);
+      EXPECT_GE(result.ended, last);
+      last = result.ended;
+    }
+  }
+  EXPECT_TRUE(last.count() > 0 || GetParam() == "faulty");
+}
+
 TEST_P(BlockReaderContract, CollectWithoutReadsGivesNothing) {
   std::vector<BlockReadResult> results;
   EXPECT_EQ(reader_->Collect(results, 1ms), ReaderState::kWorking);
@@ -387,6 +402,8 @@ TEST_F(HangingReader, AnswersAtTheTimeLimitAndReadsTheRest) {
   EXPECT_EQ(results_[0].outcome, ReadOutcome::kRead);
   EXPECT_EQ(results_[1].id, 1U);
   EXPECT_EQ(results_[1].outcome, ReadOutcome::kTimedOut);
+  EXPECT_GE(results_[1].ended - results_[1].begun, 300ms);
+  EXPECT_LT(results_[0].ended - results_[0].begun, 300ms);
 }
 
 TEST_F(HangingReader, ItsEndWaitsForNoReadAndLeavesItsThreadBehind) {

@@ -125,7 +125,7 @@ void ReadEngine::Serve() {
     TakeOrders();
     // What came back while we were stopped is taken before anything is judged by the time.
     const Duration now = clock_.Look();
-    TakeCompletions();
+    TakeCompletions(now);
     if (isOver_) continue;
     ExpireOverdue(now);
     StartQueued();
@@ -190,7 +190,7 @@ void ReadEngine::StartQueued() {
   for (std::uint32_t i = 0; i < slots_.size() && !queue_.empty(); ++i) {
     if (slots_[i].state != SlotState::kFree) continue;
     // Its time begins when the kernel takes it.
-    slots_[i] = {SlotState::kReading, false, queue_.front(), 0, Duration::max()};
+    slots_[i] = {SlotState::kReading, false, queue_.front(), 0, {}, Duration::max()};
     queue_.pop_front();
     StartRead(i);
   }
@@ -209,13 +209,17 @@ void ReadEngine::StartQueued() {
 // error.
 void ReadEngine::Submit() {
   if (unsubmitted_.empty() || refusal_ != 0) return;
+  // A read may be done before the kernel comes back from taking it.
+  const Duration before = clock_.Look();
   const int taken = io_uring_submit(&ring_);
   const Duration now = clock_.Look();
   for (int i = 0; i < taken && !unsubmitted_.empty(); ++i) {
     Slot& slot = slots_[unsubmitted_.front()];
     unsubmitted_.pop_front();
     slot.isInKernel = true;
-    if (slot.doneBytes == 0) slot.deadline = now + timeLimit_;
+    if (slot.doneBytes != 0) continue;
+    slot.begun = before;
+    slot.deadline = now + timeLimit_;
   }
   if (taken > 0) refusedSince_ = Duration::max();
   if (taken >= 0) return;
@@ -253,7 +257,7 @@ void ReadEngine::StartRead(std::uint32_t index) {
   unsubmitted_.push_back(index);
 }
 
-void ReadEngine::TakeCompletions() {
+void ReadEngine::TakeCompletions(Duration now) {
   io_uring_cqe* completion = nullptr;
   while (io_uring_peek_cqe(&ring_, &completion) == 0) {
     const auto index = static_cast<std::uint32_t>(completion->user_data);
@@ -269,37 +273,43 @@ void ReadEngine::TakeCompletions() {
       slot.doneBytes += static_cast<std::uint32_t>(result);
       StartRead(index);
     } else {
-      Finish(slot, result);
+      Finish(slot, result, now);
     }
   }
 }
 
-void ReadEngine::Finish(Slot& slot, int result) {
+void ReadEngine::Finish(Slot& slot, int result, Duration now) {
   const bool isAnswered = slot.state != SlotState::kReading;
   slot.state = SlotState::kFree;
   if (isAnswered) return;
   const bool whole =
       result > 0 && slot.doneBytes + static_cast<std::uint32_t>(result) == slot.read.sizeBytes;
   if (whole) {
-    Answer(slot.read.id, ReadOutcome::kRead, 0);
+    AnswerTimed(slot, ReadOutcome::kRead, 0, now);
     return;
   }
   // An end of the data before the device's end has no errno of its own.
   const int error = device_->IsGone() ? ENODEV : result < 0 ? -result : EIO;
-  Answer(slot.read.id, ReadOutcome::kFailed, error);
+  AnswerTimed(slot, ReadOutcome::kFailed, error, now);
 }
 
 void ReadEngine::ExpireOverdue(Duration now) {
   for (Slot& slot : slots_) {
     if (slot.state != SlotState::kReading || now < slot.deadline) continue;
     slot.state = SlotState::kLost;
-    Answer(slot.read.id, ReadOutcome::kTimedOut, ETIMEDOUT);
+    AnswerTimed(slot, ReadOutcome::kTimedOut, ETIMEDOUT, now);
   }
 }
 
 void ReadEngine::Answer(std::uint64_t id, ReadOutcome outcome, int error) {
   if (results_.empty()) oldestResult_ = clock_.Look();
   results_.push_back({id, outcome, error});
+}
+
+void ReadEngine::AnswerTimed(const Slot& slot, ReadOutcome outcome, int error, Duration now) {
+  Answer(slot.read.id, outcome, error);
+  results_.back().begun = slot.begun;
+  results_.back().ended = now;
 }
 
 bool ReadEngine::MustDeliver() {

@@ -38,6 +38,7 @@ class ReadEngine {
     bool isInKernel = false;
     sdk::BlockRead read;
     std::uint32_t doneBytes = 0;
+    Duration begun{};
     Duration deadline{};
   };
 
@@ -50,10 +51,11 @@ class ReadEngine {
   void StartRead(std::uint32_t index);
   void Submit();
   void FailUnsubmitted(int error);
-  void TakeCompletions();
-  void Finish(Slot& slot, int result);
+  void TakeCompletions(Duration now);
+  void Finish(Slot& slot, int result, Duration now);
   void ExpireOverdue(Duration now);
   void Answer(std::uint64_t id, sdk::ReadOutcome outcome, int error);
+  void AnswerTimed(const Slot& slot, sdk::ReadOutcome outcome, int error, Duration now);
   bool MustDeliver();
   void Abandon();
   std::byte* Buffer(std::uint32_t slot) const;

@@ -18,6 +18,7 @@ inline constexpr char kList[] = "list";
 inline constexpr char kExists[] = "exists";
 inline constexpr char kOpenReader[] = "open-reader";
 inline constexpr char kCollect[] = "collect";
+inline constexpr char kReadTimes[] = "read-times";
 inline constexpr char kOpenWriter[] = "open-writer";
 inline constexpr char kWrite[] = "write";
 inline constexpr char kRead[] = "read";

@@ -13,7 +13,8 @@ constexpr std::size_t kLongestPath = 4096;
 constexpr std::size_t kLongestHash = 128;
 // No reader has more reads to end at once.
 constexpr std::size_t kMostLots = sdk::kMostReadsInFlight + sdk::kMostReadsQueued;
-constexpr std::size_t kLongestText = 64U << 20;  // of a file
+constexpr std::uint64_t kLongestReading = std::uint64_t{1} << 52;  // microseconds
+constexpr std::size_t kLongestText = 64U << 20;                    // of a file
 constexpr std::uint64_t kHashStandsForIt = 2;
 constexpr std::size_t kMostSense = 255;  // Source: SPC-5, 4.4.2: at most 252 bytes
 
@@ -140,6 +141,25 @@ void Read(FieldReader& fields, CollectAnswer& answer) {
     reads.outcome = EnumOf(fields, sdk::ReadOutcome::kNotTried);
     reads.error = fields.Error();
     answer.reads.push_back(reads);
+  }
+}
+
+void Write(FieldWriter& fields, const ReadTimesAnswer& answer) {
+  for (const ReadTimesAnswer::Times& times : answer.reads) {
+    fields.Number(static_cast<std::uint64_t>(times.took.count()))
+        .Number(static_cast<std::uint64_t>(times.ended.count()));
+  }
+}
+
+void Read(FieldReader& fields, ReadTimesAnswer& answer) {
+  const auto time = [&fields] { return std::chrono::microseconds(fields.Number(kLongestReading)); };
+  while (!fields.IsAtEnd()) {
+    if (answer.reads.size() == kMostLots) throw RecordingFault("there are too many reads");
+    ReadTimesAnswer::Times times;
+    times.took = time();
+    times.ended = time();
+    if (times.took > times.ended) throw RecordingFault("a read ended before it had begun");
+    answer.reads.push_back(times);
   }
 }
 
@@ -283,7 +303,7 @@ struct Kind {
   void (*check)(std::string_view answer);
 };
 
-constexpr std::array<Kind, 25> kKinds = {{
+constexpr std::array<Kind, 26> kKinds = {{
     {kind::kBegin, Check<std::uint64_t>},
     {kind::kNow, Check<std::uint64_t>},
     {kind::kBytes, Check<TextAnswer>},
@@ -293,6 +313,7 @@ constexpr std::array<Kind, 25> kKinds = {{
     {kind::kExists, Check<FlagAnswer>},
     {kind::kOpenReader, Check<ReaderAnswer>},
     {kind::kCollect, Check<CollectAnswer>},
+    {kind::kReadTimes, Check<ReadTimesAnswer>},
     {kind::kOpenWriter, Check<WriterAnswer>},
     {kind::kWrite, Check<TransferAnswer>},
     {kind::kRead, Check<TransferAnswer>},

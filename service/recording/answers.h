@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -54,6 +55,15 @@ struct CollectAnswer {
   std::vector<CollectedReads> reads;
 };
 
+// Of the reads of a CollectAnswer, in their order.
+struct ReadTimesAnswer {
+  struct Times {
+    std::chrono::microseconds took{};
+    std::chrono::microseconds ended{};
+  };
+  std::vector<Times> reads;
+};
+
 struct WriterAnswer {
   sdk::WriteRefusal refusal = sdk::WriteRefusal::kNone;
   int error = 0;
@@ -93,6 +103,7 @@ void Write(FieldWriter& fields, const NamesAnswer& answer);
 void Write(FieldWriter& fields, const FlagAnswer& answer);
 void Write(FieldWriter& fields, const ReaderAnswer& answer);
 void Write(FieldWriter& fields, const CollectAnswer& answer);
+void Write(FieldWriter& fields, const ReadTimesAnswer& answer);
 void Write(FieldWriter& fields, const WriterAnswer& answer);
 void Write(FieldWriter& fields, const TransferAnswer& answer);
 void Write(FieldWriter& fields, const std::optional<sdk::FilesystemFacts>& answer);
@@ -107,6 +118,7 @@ void Read(FieldReader& fields, NamesAnswer& answer);
 void Read(FieldReader& fields, FlagAnswer& answer);
 void Read(FieldReader& fields, ReaderAnswer& answer);
 void Read(FieldReader& fields, CollectAnswer& answer);
+void Read(FieldReader& fields, ReadTimesAnswer& answer);
 void Read(FieldReader& fields, WriterAnswer& answer);
 void Read(FieldReader& fields, TransferAnswer& answer);
 void Read(FieldReader& fields, std::optional<sdk::FilesystemFacts>& answer);

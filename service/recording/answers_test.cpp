@@ -69,6 +69,17 @@ TEST(AnswersTest, OfADriveComeBackAsTheyWere) {
   ExpectKept(sent);
 }
 
+TEST(AnswersTest, TimesOfReadsAreKept) {
+  using std::chrono::microseconds;
+  const ReadTimesAnswer said{
+      {{microseconds(7), microseconds(9)}, {microseconds(0), microseconds(1)}}};
+  ExpectKept(said);
+  const auto read = AnswerOf<ReadTimesAnswer>(LineOf(said));
+  ASSERT_EQ(read.reads.size(), 2U);
+  EXPECT_EQ(read.reads[0].took, microseconds(7));
+  EXPECT_EQ(read.reads[0].ended, microseconds(9));
+}
+
 TEST(AnswersTest, ReachEveryOutcome) {
   for (int i = 0; i <= static_cast<int>(sdk::OpenFailure::kStopped); ++i) {
     ExpectKept(ReaderAnswer{static_cast<sdk::OpenFailure>(i), 0, "r", {0, 512, 512}, 2});
@@ -104,12 +115,12 @@ TEST(AnswersTest, OfEachKindStandInTheCorpus) {
     all += text.str();
   }
   for (const char* kind :
-       {kind::kBegin,        kind::kNow,        kind::kBytes,     kind::kPart,
-        kind::kLink,         kind::kList,       kind::kExists,    kind::kOpenReader,
-        kind::kCollect,      kind::kOpenWriter, kind::kWrite,     kind::kRead,
-        kind::kFlush,        kind::kProbe,      kind::kSend,      kind::kChance,
-        kind::kPin,          kind::kLockMemory, kind::kPhysical,  kind::kStateRead,
-        kind::kStateReplace, kind::kStateList,  kind::kLeftBehind}) {
+       {kind::kBegin,     kind::kNow,          kind::kBytes,      kind::kPart,
+        kind::kLink,      kind::kList,         kind::kExists,     kind::kOpenReader,
+        kind::kCollect,   kind::kReadTimes,    kind::kOpenWriter, kind::kWrite,
+        kind::kRead,      kind::kFlush,        kind::kProbe,      kind::kSend,
+        kind::kChance,    kind::kPin,          kind::kLockMemory, kind::kPhysical,
+        kind::kStateRead, kind::kStateReplace, kind::kStateList,  kind::kLeftBehind}) {
     EXPECT_NE(all.find(std::string(" ") + kind + ' '), std::string::npos) << kind;
   }
 }

@@ -17,6 +17,7 @@ class Reader final : public sdk::BlockReader {
          std::shared_ptr<Recorder> recorder)
       : inner_(std::move(inner)),
         access_(FieldWriter(kind::kCollect).Text(name)),
+        timesAccess_(FieldWriter(kind::kReadTimes).Text(name)),
         recorder_(std::move(recorder)) {}
 
   const sdk::BlockGeometry& Geometry() const override { return inner_->Geometry(); }
@@ -32,12 +33,28 @@ class Reader final : public sdk::BlockReader {
     const std::size_t before = results.size();
     CollectAnswer answer;
     answer.state = inner_->Collect(results, wait);
-    for (std::size_t i = before; i < results.size(); ++i) Append(answer.reads, results[i]);
+    ReadTimesAnswer times;
+    for (std::size_t i = before; i < results.size(); ++i) {
+      Append(answer.reads, results[i]);
+      times.reads.push_back(RoundedTimes(results[i]));
+    }
     recorder_->tape.Add(access_, answer);
+    if (!times.reads.empty()) recorder_->tape.Add(timesAccess_, times);
     return answer.state;
   }
 
  private:
+  // The recorded run sees what its replay will.
+  static ReadTimesAnswer::Times RoundedTimes(sdk::BlockReadResult& result) {
+    using std::chrono::duration_cast;
+    using std::chrono::microseconds;
+    ReadTimesAnswer::Times times;
+    times.took = duration_cast<microseconds>(result.ended - result.begun);
+    times.ended = duration_cast<microseconds>(result.ended);
+    result.ended = times.ended;
+    result.begun = times.ended - times.took;
+    return times;
+  }
   void Append(std::vector<CollectedReads>& lots, const sdk::BlockReadResult& result) {
     const auto read = outstanding_.extract(result.id);
     if (read.empty()) return;
@@ -57,6 +74,7 @@ class Reader final : public sdk::BlockReader {
 
   const std::unique_ptr<sdk::BlockReader> inner_;
   const FieldWriter access_;
+  const FieldWriter timesAccess_;
   const std::shared_ptr<Recorder> recorder_;
   std::map<std::uint64_t, sdk::BlockRead> outstanding_;
 };

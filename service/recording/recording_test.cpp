@@ -70,6 +70,7 @@ TEST(RecordingTest, NamesTheLineThatIsWrongAndWhy) {
       {"1 storage exists \t = 0 1", "a byte is neither printable nor escaped"},
       {"1 storage sing /a = 0 1", "\"sing\" is no kind of access"},
       {"1 storage bytes /a 1 = 4096 0", "\"4096\" is no number from 0 to 4095"},
+      {"1 storage read-times r = 3 2", "a read ended before it had begun"},
       {"1 storage collect r = 4", "\"4\" is no number from 0 to 3"},
       {"1 storage collect r = 0 0 5000000 1 0 0", "\"5000000\" is no number from 0 to 4194304"},
       {"1 storage open-reader d = 0 0 r 512 500 512 2", "no sector has that size"},

@@ -19,6 +19,7 @@ class Reader final : public sdk::BlockReader {
       : geometry_(opened.geometry),
         capacity_(opened.capacity),
         access_(FieldWriter(kind::kCollect).Text(opened.name)),
+        timesAccess_(FieldWriter(kind::kReadTimes).Text(opened.name)),
         device_(std::move(device)),
         source_(std::move(source)) {}
 
@@ -37,9 +38,16 @@ class Reader final : public sdk::BlockReader {
       AnswerTheRest(results, wait);
       return state_;
     }
+    ReadTimesAnswer times;
+    if (!answer->reads.empty()) {
+      times = source_->NextNew<ReadTimesAnswer>(timesAccess_).value_or(ReadTimesAnswer{});
+    }
+    std::size_t place = 0;
     for (const CollectedReads& lot : answer->reads) {
-      for (std::uint32_t i = 0; i < lot.count; ++i) {
-        Take(results, lot, lot.offsetBytes + std::uint64_t{i} * lot.sizeBytes);
+      for (std::uint32_t i = 0; i < lot.count; ++i, ++place) {
+        const auto time =
+            place < times.reads.size() ? times.reads[place] : ReadTimesAnswer::Times{};
+        Take(results, lot, lot.offsetBytes + std::uint64_t{i} * lot.sizeBytes, time);
       }
     }
     return state_ = answer->state;
@@ -47,12 +55,12 @@ class Reader final : public sdk::BlockReader {
 
  private:
   void Take(std::vector<sdk::BlockReadResult>& results, const CollectedReads& lot,
-            std::uint64_t offset) {
+            std::uint64_t offset, const ReadTimesAnswer::Times& times) {
     const auto read = std::find_if(pending_.begin(), pending_.end(), [&](const auto& one) {
       return one.offsetBytes == offset && one.sizeBytes == lot.sizeBytes;
     });
     if (read == pending_.end()) return;  // the recorded run asked for more
-    results.push_back({read->id, lot.outcome, lot.error});
+    results.push_back({read->id, lot.outcome, lot.error, times.ended - times.took, times.ended});
     pending_.erase(read);
   }
 
@@ -74,6 +82,7 @@ class Reader final : public sdk::BlockReader {
   const sdk::BlockGeometry geometry_;
   const std::uint32_t capacity_;
   const FieldWriter access_;
+  const FieldWriter timesAccess_;
   const std::string device_;
   const std::shared_ptr<ReplaySource> source_;
   sdk::ReaderState state_ = sdk::ReaderState::kWorking;

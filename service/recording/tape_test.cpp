@@ -155,6 +155,28 @@ TEST(ShownMessagesTest, EachOfATestStaysForASecondAndTheFirstWaitsForNothing) {
   }
 }
 
+TEST(ReplayTest, ReadsTookAsLongAsRecordedWhereThatIsTold) {
+  for (const char* times : {"2 module read-times r = 7 9 3 12\n", ""}) {
+    const std::string text = std::string(kFirstLine) +
+                             "1 module open-reader d 1 4 4 4096 1 1 0 = 0 0 r 65536 512 512 8\n"
+                             "2 module collect r = 0 4096 4096 1 0 0 0 4096 1 0 0\n" +
+                             times;
+    const auto machine = TestTape::ReplayOf(text);
+    sdk::BlockReaderOptions options{"d", 1, 0, 4, 4, 4096, milliseconds(1), milliseconds(1), 0};
+    const auto opened = machine->OpenReader(options, {});
+    ASSERT_TRUE(opened.reader);
+    opened.reader->Submit({{1, 0, 4096, 0}, {2, 4096, 4096, 0}});
+    std::vector<sdk::BlockReadResult> results;
+    EXPECT_EQ(opened.reader->Collect(results, milliseconds(1)), sdk::ReaderState::kWorking);
+    ASSERT_EQ(results.size(), 2U);
+    const bool isTold = *times != 0;
+    EXPECT_EQ(results[0].begun, microseconds(isTold ? 2 : 0));
+    EXPECT_EQ(results[0].ended, microseconds(isTold ? 9 : 0));
+    EXPECT_EQ(results[1].begun, microseconds(isTold ? 9 : 0));
+    EXPECT_EQ(results[1].ended, microseconds(isTold ? 12 : 0));
+  }
+}
+
 TEST(ReplayTest, ReadsThatWereMadeElsewhereAreKnown) {
   const std::string text = std::string(kFirstLine) +
                            "1 module open-reader d 1 4 4 4096 1 1 0 = 0 0 r 65536 512 512 8\n"

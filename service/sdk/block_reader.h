@@ -36,6 +36,10 @@ struct BlockReadResult {
   std::uint64_t id = 0;
   ReadOutcome outcome = ReadOutcome::kFailed;
   std::int32_t error = 0;  // errno of kFailed and kNotTried. kFailed, ENODEV: the device is gone
+  // When the device was given it, and when its answer was there, on a clock of the reader's own
+  // that goes on only while the reader is awake. Both 0: not known.
+  std::chrono::nanoseconds begun{};
+  std::chrono::nanoseconds ended{};
 };
 
 enum class ReaderState {

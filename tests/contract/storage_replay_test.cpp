@@ -131,6 +131,10 @@ void TellTest(const sdk::TestRecord& test, const sdk::Device& device, std::ostre
   for (const sdk::Measurement& measured : context.measurements) {
     said << ' ' << measured.name << '=' << measured.value;
   }
+  for (const sdk::MeasurementSeries& series : context.series) {
+    said << ' ' << series.name;
+    for (const auto& point : series.points) said << ' ' << point.position << ':' << point.value;
+  }
   said << '\n';
 }
 

@@ -21,7 +21,7 @@ from program import World
 
 pytestmark = needs_devices
 
-PASSED, FAILED, CANCELED = 0, 21, 25
+PASSED, FAILED, WARNING, CANCELED = 0, 21, 22, 25
 NAMES = {EIO: "input/output error", ENODATA: "critical medium error", ETIMEDOUT: "timeout"}
 
 
@@ -122,6 +122,28 @@ def test_transfer_that_hangs_fails_within_its_limit_and_the_program_ends(world, 
     assert result.returncode == FAILED
     # The limit of this test's setting, and one second to leave; the read itself still hangs.
     assert 2.0 <= took < 6.0
+
+
+def test_answer_that_comes_late_is_no_pass(world, disk):
+    identifier = device_id(world, disk.kernel_name)
+    disk.command("hang", 20000, 1)
+    process = world.start(
+        ["-Mstorage", "-El(slow_ms=500,block_kib=4096)", identifier], stdout=subprocess.PIPE
+    )
+    try:
+        disk.command("wait")
+        time.sleep(1)  # that late
+        disk.command("resume")
+        output = process.communicate(timeout=30)[0].decode()
+    finally:
+        process.kill()
+        process.wait()
+    assert "Test Status: Warning!" in output
+    assert re.fullmatch(
+        r"Slow answers: count 1, slowest 1\.\d seconds at LBA 16384, sectors 16384-24575",
+        said(output, "Slow answers:"),
+    )
+    assert process.returncode == WARNING
 
 
 def test_stopping_does_not_wait_for_a_transfer_that_hangs(world, disk):

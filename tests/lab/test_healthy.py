@@ -8,7 +8,7 @@ MACHINE = "kinds"
 RUNS = 20
 STATUS, ERRORS = "Smart Status Test", "Error Log Test"
 READS = ["Funnel Read Test", "Random Read Test"]
-ALL_TESTS = [STATUS, ERRORS, *READS, STATUS, *READS, "Linear Read Test"]
+ALL_TESTS = [STATUS, ERRORS, *READS, STATUS, *READS, "Performance Read Test", "Linear Read Test"]
 # The emulator's others have no log of their health.
 TELLING = ("ahci", "nvme")
 NOT_ASKED_FOR = "Write Test"  # which says so, and no more

@@ -26,7 +26,7 @@ def test_pulled_drive_fails_in_time_and_the_rest_of_the_run_goes_on(machine, wor
     ids = [id_of(world, name), id_of(world, "stays")]
     drive.throttle(SLOW)
     running = world.start(["-Mstorage", f"-E{test}", *ids])
-    running.expect(rb"=> (Funnel|Random|Linear) Read Test")
+    running.expect(rb"=> (Funnel|Random|Performance|Linear) Read Test")
     before = drive.bytes_read()
     wait_for("reading", lambda: running.guest.clock() and drive.bytes_read() > before + FAR, 60)
     pulled_at = machine.guest.clock()

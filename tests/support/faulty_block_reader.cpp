@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <utility>
 
 namespace orvan::machine {
 
@@ -10,7 +11,7 @@ FaultyBlockReader::FaultyBlockReader(BlockGeometry geometry, DiskFaults faults, 
 
 void FaultyBlockReader::Submit(const std::vector<BlockRead>& reads) {
   submitted_.insert(submitted_.end(), reads.begin(), reads.end());
-  queue_.insert(queue_.end(), reads.begin(), reads.end());
+  for (const BlockRead& read : reads) queue_.push_back({read, Time()});
   mostOutstanding_ =
       std::max(mostOutstanding_, static_cast<std::uint32_t>(queue_.size() + hanging_.size()));
 }
@@ -43,14 +44,27 @@ FaultyBlockReader::Fate FaultyBlockReader::Judge(const BlockRead& read, int& err
   return Fate::kReadable;
 }
 
+std::chrono::nanoseconds FaultyBlockReader::Delay(const BlockRead& read) const {
+  const std::uint64_t first = read.offsetBytes / geometry_.logicalSectorBytes;
+  const std::uint64_t end = first + read.sizeBytes / geometry_.logicalSectorBytes;
+  std::chrono::nanoseconds delay{};
+  for (auto slow = faults_.slowSectors.lower_bound(first);
+       slow != faults_.slowSectors.end() && slow->first < end; ++slow) {
+    delay += slow->second;
+  }
+  return delay;
+}
+
 ReaderState FaultyBlockReader::Collect(std::vector<BlockReadResult>& results,
                                        std::chrono::milliseconds) {
   if (onCollect) onCollect();
   bool beside = false;  // the read before this one failed
   const std::size_t before = results.size();
+  const std::chrono::nanoseconds lastCollect = std::exchange(lastCollect_, Time());
   for (std::uint32_t slot = 0; slot < depth_ && !queue_.empty(); ++slot) {
     if (faults_.loseAfterReads >= 0 && answered_ >= faults_.loseAfterReads) return faults_.lostAs;
-    const BlockRead read = queue_.front();
+    const BlockRead read = queue_.front().read;
+    const std::chrono::nanoseconds begun = std::max(queue_.front().submitted, lastCollect);
     queue_.pop_front();
     int error = 0;
     const Fate fate = Judge(read, error);
@@ -67,7 +81,9 @@ ReaderState FaultyBlockReader::Collect(std::vector<BlockReadResult>& results,
     if (error == 0 && beside && faults_.failNeighbours) error = EIO;
     beside = fate == Fate::kBad;
     ++answered_;
-    results.push_back({read.id, error == 0 ? ReadOutcome::kRead : ReadOutcome::kFailed, error});
+    late_ += Delay(read);
+    results.push_back(
+        {read.id, error == 0 ? ReadOutcome::kRead : ReadOutcome::kFailed, error, begun, Time()});
   }
   return results.size() == before ? CollectHung(results) : ReaderState::kWorking;
 }

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <chrono>
 #include <deque>
+#include <functional>
 #include <map>
 #include <set>
 #include <vector>
@@ -35,6 +37,8 @@ struct DiskFaults {
   // A hanging read is answered as timed out at this many calls of Collect without other news; 0:
   // the reader is declared hung instead; negative: nothing ever comes.
   int callsUntilTimeOut = 3;
+  // Sectors that keep the disk, which answers in the order of the reads, busy for so long.
+  std::map<std::uint64_t, std::chrono::milliseconds> slowSectors = {};
 };
 
 // A disk in memory that fails on purpose, for tests: same contract as the live reader, no time
@@ -51,11 +55,24 @@ class FaultyBlockReader final : public BlockReader {
 
   // Every read that was submitted, in order.
   const std::vector<BlockRead>& Submitted() const { return submitted_; }
+  void MakeSlow(std::uint64_t sector, std::chrono::milliseconds delay) {
+    faults_.slowSectors[sector] = delay;
+  }
   std::uint32_t MostOutstanding() const { return mostOutstanding_; }
   // Called at the begin of every Collect.
   std::function<void()> onCollect;
+  // The reader's clock; without one only slow sectors take time.
+  std::function<std::chrono::nanoseconds()> clock;
 
  private:
+  struct Queued {
+    BlockRead read;
+    std::chrono::nanoseconds submitted;
+  };
+  std::chrono::nanoseconds Time() const {
+    return (clock ? clock() : std::chrono::nanoseconds{}) + late_;
+  }
+  std::chrono::nanoseconds Delay(const BlockRead& read) const;
   enum class Fate { kReadable, kBad, kHangs, kUntried };
   Fate Judge(const BlockRead& read, int& error);
   int SectorError(std::uint64_t sector);
@@ -65,7 +82,9 @@ class FaultyBlockReader final : public BlockReader {
   DiskFaults faults_;
   std::uint32_t depth_;
   std::vector<BlockRead> submitted_;
-  std::deque<BlockRead> queue_;
+  std::deque<Queued> queue_;
+  std::chrono::nanoseconds late_{};         // by slow sectors
+  std::chrono::nanoseconds lastCollect_{};  // a read begins when one before it has ended
   std::vector<BlockRead> hanging_;
   std::uint32_t mostOutstanding_ = 0;
   std::int64_t answered_ = 0;

@@ -113,6 +113,7 @@ OpenedReader FaultyMachine::OpenReader(const BlockReaderOptions& options, std::s
   auto reader = std::make_unique<machine::FaultyBlockReader>(disk.medium->Geometry(),
                                                              ReadFaultsOf(disk), options.depth);
   reader->onCollect = [this] { now += collectTakes; };
+  reader->clock = [this] { return now.time_since_epoch(); };
   return {std::move(reader), OpenFailure::kNone, 0};
 }
 

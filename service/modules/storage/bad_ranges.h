@@ -5,36 +5,43 @@
 #include <map>
 #include <string>
 
+#include "service/modules/storage/sector_ranges.h"
+
 namespace orvan::storage {
 
 // The unreadable sectors of a run as merged ranges. The total, the lowest sector and its error are
 // exact whatever happens; the list itself stops growing at `mostRanges`.
 class BadRanges {
  public:
-  static constexpr std::size_t kMostRanges = 4096;
-  explicit BadRanges(std::size_t mostRanges = kMostRanges) : mostRanges_(mostRanges) {}
+  static constexpr std::size_t kMostRanges = SectorRanges::kMostRanges;
+  explicit BadRanges(std::size_t mostRanges = kMostRanges) : ranges_(mostRanges) {}
 
   // Each sector is added once. Ranges merge with neighbours of whatever error.
-  void Add(std::uint64_t lba, int error);
+  void Add(std::uint64_t lba, int error) {
+    if (total_ == 0 || lba < firstLba_) {
+      firstLba_ = lba;
+      firstError_ = error;
+    }
+    ++total_;
+    ranges_.Add(lba);
+  }
 
   std::uint64_t Total() const { return total_; }
   bool IsEmpty() const { return total_ == 0; }
   std::uint64_t FirstLba() const { return firstLba_; }
   int FirstError() const { return firstError_; }
   // False when sectors were counted that the list does not hold.
-  bool IsComplete() const { return isComplete_; }
+  bool IsComplete() const { return ranges_.IsComplete(); }
   // First sector to count, in order.
-  const std::map<std::uint64_t, std::uint64_t>& Ranges() const { return ranges_; }
+  const std::map<std::uint64_t, std::uint64_t>& Ranges() const { return ranges_.Ranges(); }
   // "2048-2050, 4096", at most `most` ranges, then ", ..." when there are more.
-  std::string Text(std::size_t most) const;
+  std::string Text(std::size_t most) const { return ranges_.Text(most); }
 
  private:
-  std::size_t mostRanges_;
-  std::map<std::uint64_t, std::uint64_t> ranges_;
+  SectorRanges ranges_;
   std::uint64_t total_ = 0;
   std::uint64_t firstLba_ = 0;
   int firstError_ = 0;
-  bool isComplete_ = true;
 };
 
 }  // namespace orvan::storage

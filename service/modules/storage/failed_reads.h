@@ -14,7 +14,6 @@ namespace orvan::storage {
 struct Extent {
   std::uint64_t lba = 0;
   std::uint32_t sectors = 0;
-  sdk::AwakeClock::Duration handedOver{};  // of whole blocks
 };
 
 // A read that failed.

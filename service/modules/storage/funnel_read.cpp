@@ -4,7 +4,7 @@ namespace orvan::storage {
 namespace {
 
 constexpr auto kNumbers = sdk::NumbersOf<FunnelValues>(BlocksNumber<FunnelValues>(), kBlockKib,
-                                                       kSeconds, kFirstLba, kLastLba);
+                                                       kSeconds, kFirstLba, kLastLba, kSlowMs);
 
 // One block at a time, so that neither the kernel nor the drive puts the jumps into another order.
 class Funnel final : public ReadStyle {

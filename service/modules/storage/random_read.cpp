@@ -1,10 +1,11 @@
+#include "service/modules/storage/latencies.h"
 #include "service/modules/storage/read_tests.h"
 
 namespace orvan::storage {
 namespace {
 
 constexpr auto kNumbers = sdk::NumbersOf<RandomValues>(
-    BlocksNumber<RandomValues>(), kBlockKib, kSeconds, kFirstLba, kLastLba,
+    BlocksNumber<RandomValues>(), kBlockKib, kSeconds, kFirstLba, kLastLba, kSlowMs,
     sdk::Number{"seed", "SEED", "|SEED_OF_THE_RANDOM_ORDER,_0:_ANOTHER_ONE_EACH_TIME", 0,
                 kGreatestLba, &RandomValues::seed});
 
@@ -22,14 +23,17 @@ class Random final : public ReadStyle {
   std::string Opening() const override {
     return "|READING_IN_RANDOM_ORDER_WITH_SEED_" + std::to_string(seed_);
   }
-  void Conclude(sdk::TestContext& /*context*/, const SurfaceResult& /*result*/,
+  void OnAnswer(const BlockAnswer& answer) override { times_.Add(answer.took); }
+  void Conclude(sdk::TestContext& context, const SurfaceResult& /*result*/,
                 sdk::Verdict& verdict) override {
+    context.MeasureSeries(times_.Series("answer-times"));
     verdict.found += ", seed " + std::to_string(seed_);
   }
 
  private:
   std::uint64_t blocks_;
   std::uint64_t seed_;
+  LatencyHistogram times_;
 };
 
 }  // namespace

@@ -47,7 +47,7 @@ SurfaceHooks HooksOf(sdk::TestContext& context, const ReadEnvironment& environme
   return hooks;
 }
 
-double Seconds(std::chrono::steady_clock::duration time) {
+double Seconds(std::chrono::nanoseconds time) {
   return std::chrono::duration<double>(time).count();
 }
 
@@ -59,6 +59,7 @@ void Measure(sdk::TestContext& context, const SurfaceResult& result) {
     context.Measure({"read-rate", bytes / Seconds(result.took), "B/s"});
   }
   context.Measure({"slowest-answer", Seconds(result.slowestAnswer), "s"});
+  context.Measure({"slow-answers", static_cast<double>(result.slow.count), "", {none}});
   context.Measure({"unreadable-sectors", static_cast<double>(result.bad.Total()), "", {none}});
   context.Measure({"unreadable-blocks", static_cast<double>(result.unnarrowedBlocks), "", {none}});
 }
@@ -80,7 +81,7 @@ const char* FitRange(const RangeValues& values, const sdk::BlockGeometry& geomet
 }
 
 Verdict RunReadTest(sdk::TestContext& context, const ReadEnvironment& environment,
-                    const RangeValues& values, ReadStyle& style) {
+                    const ReadValues& values, ReadStyle& style) {
   const auto* disk = dynamic_cast<const Disk*>(context.TestedDevice());
   if (disk == nullptr) return Verdict::NotApplicable(words::kNoDisk);
   const sdk::OpenedReader opened = environment.machine->OpenReader(
@@ -92,6 +93,7 @@ Verdict RunReadTest(sdk::TestContext& context, const ReadEnvironment& environmen
   }
   SurfacePlan plan;
   if (const char* wrong = FitRange(values, geometry, plan)) return sdk::InvalidParameter(wrong);
+  plan.slowAfter = std::chrono::milliseconds(values.slowMs);
   plan.order = style.Order(CountBlocks(plan.firstLba, plan.lastLba, plan.sectorsPerBlock));
   if (const std::string opening = style.Opening(); !opening.empty()) context.Report(0, opening);
   const SurfaceResult result =

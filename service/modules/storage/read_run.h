@@ -20,12 +20,17 @@ struct ReadEnvironment {
   std::chrono::seconds timeLimit{30};
 };
 
-// The values that every read test takes; each derives its own from them.
+// The values that every test of a surface takes.
 struct RangeValues {
   std::uint64_t blockKib = 0;
   std::uint64_t seconds = 0;   // 0: no cap
   std::uint64_t firstLba = 0;  // in sectors of the disk, and so is the next
   std::uint64_t lastLba = 0;   // 0: the end of the disk
+};
+
+// The values that every read test takes; each derives its own from them.
+struct ReadValues : RangeValues {
+  std::uint64_t slowMs = 3000;  // an answer that took longer is a slow one
 };
 
 // Far beyond any disk, and exact in every number that shows it.
@@ -44,6 +49,10 @@ inline constexpr sdk::Number kLastLba{
     "last_lba", "LAST_SECTOR", "|LAST_SECTOR_OF_THE_RANGE,_0:_THE_END_OF_THE_DISK",
     0,          kGreatestLba,  &RangeValues::lastLba};
 
+inline constexpr sdk::Number kSlowMs{
+    "slow_ms", "SLOW_ANSWER_MS", "|WARN_OF_ANSWERS_THAT_TOOK_LONGER",
+    1,         600000,           &ReadValues::slowMs};
+
 // The number of blocks that a test reads, for values with a field `blocks`.
 template <typename Values>
 constexpr sdk::Number<Values> BlocksNumber() {
@@ -57,7 +66,7 @@ class ReadStyle {
 
   // How many blocks are at the disk at once, and how many more are handed over behind them. Those
   // are read even when the time is up, so tests with a time cap take few. The time of an answer
-  // holds the wait behind them, so a test that judges times keeps both at 1.
+  // holds the wait at the disk, so a test that measures how long one read takes has one there.
   struct Pace {
     std::uint32_t mostInFlight = 1;
     std::uint32_t queued = 1;
@@ -88,7 +97,7 @@ const char* FitRange(const RangeValues& values, const sdk::BlockGeometry& geomet
 
 // Runs one read test on the disk of the context.
 sdk::Verdict RunReadTest(sdk::TestContext& context, const ReadEnvironment& environment,
-                         const RangeValues& values, ReadStyle& style);
+                         const ReadValues& values, ReadStyle& style);
 
 // A read test whose style is made of its values for each run.
 template <typename Style, typename Values, std::size_t kCount>

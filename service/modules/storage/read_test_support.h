@@ -41,10 +41,12 @@ struct ReadBench final : sdk::ClosedMachine {
   std::uint64_t Chance() override { return chance++; }
   sdk::OpenedReader OpenReader(const sdk::BlockReaderOptions& options, std::stop_token) override {
     opened = options;
+    if (onOpen) onOpen();
     if (failure.failure != sdk::OpenFailure::kNone)
       return {nullptr, failure.failure, failure.error};
     auto reader = std::make_unique<machine::FaultyBlockReader>(geometry, faults, options.depth);
     live = reader.get();
+    reader->clock = [this] { return Now().time_since_epoch(); };
     reader->onCollect = [this] {
       submitted = live->Submitted();
       ahead += eachLook;
@@ -72,6 +74,7 @@ struct ReadBench final : sdk::ClosedMachine {
   const std::vector<sdk::DiagnosticRecord> diagnostics = MakeDiagnostics(environment);
   std::unique_ptr<sdk::testing::RememberingContext> context;
   sdk::BlockReaderOptions opened;
+  std::function<void()> onOpen;
   machine::FaultyBlockReader* live = nullptr;
   std::vector<sdk::BlockRead> submitted;
   // How far the clock goes ahead each time that the test looks for answers, and has gone. A step

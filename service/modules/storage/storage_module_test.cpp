@@ -115,6 +115,50 @@ TEST_P(EveryTest, FindsTheOneBadSectorOfARange) {
                          "|UNREADABLE_SECTOR_AT_|L|B|A_5003") == 1);
 }
 
+TEST_P(EveryTest, ASurfaceThatAnswersLateIsNoPass) {
+  DiskFaults faults;
+  for (std::uint64_t sector = 0; sector < kSectors; ++sector) faults.slowSectors[sector] = 27s;
+  ReadBench bench(faults);
+  const sdk::Verdict verdict =
+      RunOn(bench, {{"first_lba", "5000"}, {"last_lba", "5007"}, {"block_kib", "4"}});
+  EXPECT_EQ(verdict.status, kTestWarning);
+  EXPECT_TRUE(
+      verdict.message.starts_with("|SLOW_ANSWERS:_COUNT_1,_SLOWEST_216.0_SECONDS_AT_"
+                                  "|L|B|A_5000,_SECTORS_5000-5007"))
+      << verdict.message;
+  EXPECT_EQ(Measured(bench, "slow-answers", "", true), 1);
+}
+
+TEST_P(EveryTest, WhatCountsAsLateIsAParameter) {
+  DiskFaults faults;
+  faults.slowSectors[5003] = 400ms;
+  for (const auto& [limit, status] :
+       {std::pair{"300", kTestWarning}, std::pair{"600", kTestPassed}}) {
+    ReadBench bench(faults);
+    EXPECT_EQ(
+        RunOn(bench,
+              {{"first_lba", "5000"}, {"last_lba", "5007"}, {"block_kib", "4"}, {"slow_ms", limit}})
+            .status,
+        status);
+  }
+}
+
+TEST_P(EveryTest, ReadsDisksOfAnySectorSize) {
+  for (const std::uint32_t sectorBytes : {512U, 4096U, 8192U, 65536U}) {
+    DiskFaults faults;
+    faults.badSectors[1001] = EIO;
+    ReadBench bench(faults, 2000, sectorBytes);
+    const sdk::Verdict verdict = RunOn(bench, {{"first_lba", "1001"}, {"last_lba", "1002"}});
+    EXPECT_EQ(verdict.status, kTestFailed) << sectorBytes;
+    EXPECT_TRUE(verdict.message.ends_with("_SECTORS_1001")) << verdict.message;
+    for (const auto& read : bench.submitted) {
+      EXPECT_EQ(read.offsetBytes % sectorBytes, 0U);
+      EXPECT_EQ(read.sizeBytes % sectorBytes, 0U);
+      EXPECT_LE(read.offsetBytes + read.sizeBytes, std::uint64_t{1003} * sectorBytes);
+    }
+  }
+}
+
 TEST_P(EveryTest, ReadsOnlyInsideTheRange) {
   ReadBench bench;
   RunOn(bench, {{"first_lba", "5000"}, {"last_lba", "9999"}});

@@ -143,7 +143,6 @@ TEST(SurfaceEnd, TheTimeOfAPauseIsNoneOfTheDisks) {
   run.reader.onCollect = [&run] { run.time += 1h; };
   const SurfaceResult result = run.Go();
   EXPECT_EQ(result.end, SurfaceEnd::kComplete);
-  EXPECT_LT(result.slowestAnswer, 1s);
   EXPECT_LT(result.took, 1s);
 }
 

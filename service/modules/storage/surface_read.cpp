@@ -5,6 +5,7 @@
 #include <optional>
 #include <vector>
 
+#include "service/modules/storage/answer_times.h"
 #include "service/modules/storage/failed_reads.h"
 #include "service/sdk/awake_clock.h"
 #include "service/sdk/read_errors.h"
@@ -85,11 +86,8 @@ class SurfaceReader {
     // Handing over in lots of half the queue keeps the disk busy and the messages few.
     if (inFlight_.size() > reader_.Capacity() / 2 || CapReached()) return;
     std::vector<BlockRead> reads;
-    const Duration now = Look();
     while (next_ < plan_.order.count && inFlight_.size() < reader_.Capacity()) {
-      Extent extent = BlockExtent(plan_.order.at(next_++));
-      extent.handedOver = now;
-      reads.push_back(ReadOf(extent));
+      reads.push_back(ReadOf(BlockExtent(plan_.order.at(next_++))));
     }
     if (!reads.empty()) reader_.Submit(reads);
   }
@@ -105,6 +103,7 @@ class SurfaceReader {
     const ReaderState state = reader_.Collect(results, kStopPoll);
     for (const BlockReadResult& result : results) {
       const auto found = inFlight_.find(result.id);
+      JudgeTime(found->second, result);
       finished.emplace_back(found->second, result);
       inFlight_.erase(found);
     }
@@ -115,6 +114,21 @@ class SurfaceReader {
     if (state == ReaderState::kStalled) pendingEnd_ = {SurfaceEnd::kReaderStalled, oldest};
     if (state == ReaderState::kLost) pendingEnd_ = {SurfaceEnd::kReaderLost, oldest};
     return finished;
+  }
+
+  // A read that never came back is judged as one that hangs.
+  void JudgeTime(const Extent& extent, const BlockReadResult& result) {
+    if (result.outcome == ReadOutcome::kNotTried || result.outcome == ReadOutcome::kTimedOut)
+      return;
+    const auto own =
+        ownTimes_.OnAnswer(result.id, result.begun, result.ended, inFlight_.begin()->first);
+    if (plan_.slowAfter.count() == 0 || own <= plan_.slowAfter) return;
+    SlowAnswers& slow = result_.slow;
+    ++slow.count;
+    slow.sectors.Add(extent.lba, extent.sectors);
+    if (own <= slow.slowest) return;
+    slow.slowest = own;
+    slow.slowestLba = extent.lba;
   }
 
   // What came together with the reader's end still counts, so the end is taken after it.
@@ -145,10 +159,12 @@ class SurfaceReader {
     const Duration now = Look();
     VouchFor(finished);
     for (const auto& [extent, result] : finished) {
-      const Duration took = now - extent.handedOver;
+      const auto took = result.ended - result.begun;
       result_.slowestAnswer = std::max(result_.slowestAnswer, took);
       if (hooks_.answer) {
-        hooks_.answer({extent.lba, extent.sectors, result.outcome, result.error, took});
+        const std::uint64_t bytes = static_cast<std::uint64_t>(extent.sectors) * sectorBytes_;
+        hooks_.answer(
+            {extent.lba, extent.sectors, result.outcome, result.error, bytes, took, result.ended});
       }
       // Those that came along with the end still count.
       if (EndsRun(extent, result)) continue;
@@ -281,6 +297,7 @@ class SurfaceReader {
   std::uint64_t next_ = 0;  // place in the order of the next block to begin
   std::uint64_t nextId_ = 0;
   std::map<std::uint64_t, Extent> inFlight_;  // by id, so the oldest comes first
+  OwnTimes ownTimes_;
   FailedReads failed_;
   std::uint64_t endId_ = 0;  // of the read that ended the run
   std::optional<std::pair<SurfaceEnd, std::uint64_t>> pendingEnd_;

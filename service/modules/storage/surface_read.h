@@ -7,6 +7,7 @@
 
 #include "service/modules/storage/bad_ranges.h"
 #include "service/modules/storage/block_order.h"
+#include "service/modules/storage/sector_ranges.h"
 #include "service/sdk/block_reader.h"
 
 namespace orvan::storage {
@@ -19,6 +20,17 @@ struct SurfacePlan {
   BlockOrder order;
   // After it no new block is begun, and no sector of a failed one read by itself; 0: no cap.
   std::chrono::seconds timeCap{0};
+  // An answer for which the disk took longer than this is a slow one; 0: none is.
+  std::chrono::milliseconds slowAfter{0};
+};
+
+// Answers for which a disk took longer than it should, of blocks and of sectors that were read by
+// themselves, good or bad. By the time that each read itself took, see OwnTimes.
+struct SlowAnswers {
+  std::uint64_t count = 0;
+  std::chrono::nanoseconds slowest{};
+  std::uint64_t slowestLba = 0;
+  SectorRanges sectors;
 };
 
 enum class SurfaceEnd {
@@ -50,9 +62,10 @@ struct SurfaceResult {
   std::uint64_t endLba = 0;  // where it hung, vanished or failed
   int endError = 0;
   std::chrono::steady_clock::duration took{};  // this and the next: time in which we were awake
-  // The longest time from handing a block over, to the first try of it, to its answer. It may wait
-  // behind as many others as the reader takes.
-  std::chrono::steady_clock::duration slowestAnswer{};
+  // The longest time in which the disk had a block, at the first try of it. It may have waited
+  // there behind as many others as are at the disk at once.
+  std::chrono::nanoseconds slowestAnswer{};
+  SlowAnswers slow;
 };
 
 // The first answer to a block.
@@ -61,8 +74,10 @@ struct BlockAnswer {
   std::uint32_t sectors = 0;
   sdk::ReadOutcome outcome = sdk::ReadOutcome::kRead;
   int error = 0;  // errno value of a read that failed
-  // From handing the block over to the answer, as SurfaceResult::slowestAnswer.
-  std::chrono::steady_clock::duration took{};
+  std::uint64_t bytes = 0;
+  // How long the disk had the block, and when it answered, on the reader's clock.
+  std::chrono::nanoseconds took{};
+  std::chrono::nanoseconds ended{};
 };
 
 // How the engine tells how far it is, and asks for the time.

@@ -21,6 +21,7 @@ struct MemoryRun {
     plan.lastLba = sectors - 1;
     plan.sectorsPerBlock = 8;
     hooks.now = [this] { return time += std::chrono::milliseconds(10); };
+    reader.clock = [this] { return time.time_since_epoch(); };
     hooks.progress = [this](int percent) { percents.push_back(percent); };
     hooks.firstBadSector = [this](std::uint64_t lba) { firstBad.push_back(lba); };
   }

@@ -66,7 +66,7 @@ class SurfaceWriter {
       if (IsTimeUp(lba)) return;
       const auto sectors =
           static_cast<std::uint32_t>(std::min<std::uint64_t>(plan_.sectorsPerBlock, endLba_ - lba));
-      once(Extent{lba, sectors, {}});
+      once(Extent{lba, sectors});
       if (ended_) return;
       lba += sectors;
       walked_ = lba - plan_.firstLba;
@@ -120,7 +120,7 @@ class SurfaceWriter {
   void ForEachSector(const Extent& block, Do once) {
     for (std::uint32_t i = 0; i < block.sectors && !ended_; ++i) {
       if (stop_.stop_requested()) return End(WriteEnd::kStopped, block.lba + i);
-      once(Extent{block.lba + i, 1, {}});
+      once(Extent{block.lba + i, 1});
       TellProgress();
     }
   }

@@ -113,6 +113,36 @@ std::string ReadText(const SurfaceResult& result, std::uint64_t plannedBlocks) {
   return text;
 }
 
+// "3.0": in tenths, as a person reads it.
+std::string TenthsText(std::chrono::nanoseconds time) {
+  const auto tenths = time.count() / 100000000;
+  return std::to_string(tenths / 10) + '.' + std::to_string(tenths % 10);
+}
+
+// "|SLOW_ANSWERS:_COUNT_2,_SLOWEST_27.1_SECONDS_AT_|L|B|A_2048,_SECTORS_2048-2175,_4096-4223"
+std::string SlowKey(const SlowAnswers& slow) {
+  return "|SLOW_ANSWERS:_COUNT_" + std::to_string(slow.count) + ",_SLOWEST_" +
+         TenthsText(slow.slowest) + "_SECONDS_AT_" + LbaKey(slow.slowestLba) + ",_SECTORS_" +
+         AsKey(slow.sectors.Text(kRangesInMessage));
+}
+
+// One sentence behind another; either may be empty.
+std::string Joined(const std::string& first, const std::string& second) {
+  return first + (first.empty() || second.empty() ? "" : "._") + second;
+}
+
+// A disk that answers late is no fault that was found, and no pass either.
+void AddSlowAnswers(const SurfaceResult& result, Verdict& verdict) {
+  const SlowAnswers& slow = result.slow;
+  if (slow.count == 0) return;
+  verdict.message = verdict.status == kTestFailed ? Joined(verdict.message, SlowKey(slow))
+                                                  : Joined(SlowKey(slow), verdict.message);
+  verdict.found +=
+      ", " + std::to_string(slow.count) + (slow.count == 1 ? " slow answer" : " slow answers");
+  if (verdict.status == kTestPassed) verdict.status = kTestWarning;
+  if (verdict.where.empty()) verdict.where = "LBA " + slow.sectors.Text(kRangesInLog);
+}
+
 std::string TimeCapKey(const SurfaceResult& result, std::uint64_t plannedBlocks) {
   return "|TIME_IS_UP:_" + std::to_string(result.blocksRead) + "_OF_" +
          std::to_string(plannedBlocks) + "_BLOCKS_READ";
@@ -296,6 +326,7 @@ Verdict SurfaceVerdict(const SurfaceResult& result, std::uint64_t plannedBlocks,
   } else if (isDiskFault || !ending.empty()) {
     verdict.where = "LBA " + std::to_string(result.endLba);
   }
+  AddSlowAnswers(result, verdict);
   return verdict;
 }
 
