@@ -40,7 +40,7 @@ def run_extended(machine, name):
     hashes = {name: drive.content_hash() for name, drive in machine.drives.items()}
     before = {name: len(drive.asked(READ)) for name, drive in machine.drives.items()}
     ids = [str(number) for number in range(len(EVERY_KIND))]
-    result = machine.world(name).run(["-Mstorage", "-Ef,r,l", *ids], seconds=LONG_SECONDS)
+    result = machine.world(name).run(["-Mstorage", "-Ef,r,p,l", *ids], seconds=LONG_SECONDS)
     reads = {name: drive.asked(READ)[before[name] :] for name, drive in machine.drives.items()}
     found = {
         drive: [test for test in tests if test.name in TESTS]
