@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
+
 #include "service/modules/storage/hex_test_support.h"
 
 namespace orvan::storage {
@@ -25,8 +27,8 @@ TEST(DriveInformationTest, TheKernelTellsWhatADiskIs) {
 }
 
 TEST(DriveInformationTest, AnAtaDriveTellsWhatItCan) {
-  AtaHealth health;
-  ata::Identify& drive = health.identity;
+  const auto health = std::make_unique<AtaHealth>();
+  ata::Identify& drive = health->identity;
   drive.worldWideName = 0x5000C500A1B2C3D4;
   drive.isRotating = true;
   drive.rotationsPerMinute = std::uint16_t{5400};
@@ -36,15 +38,15 @@ TEST(DriveInformationTest, AnAtaDriveTellsWhatItCan) {
   drive.queueDepth = std::uint8_t{32};
   drive.security.isSupported = true;
   drive.hasSelfTests = true;
-  EXPECT_EQ(InformationOf(health), (DriveInformation{{"World-wide name", "0x5000c500a1b2c3d4"},
-                                                     {"Rotation", "5400 rpm"},
-                                                     {"Form factor", "3.5 inches"},
-                                                     {"Interface", "6.0 Gb/s, now 3.0 Gb/s"},
-                                                     {"Queue depth", "32"},
-                                                     {"TRIM", "no"},
-                                                     {"Security", "no password set"},
-                                                     {"Self-tests", "yes"},
-                                                     {"Error log", "no"}}));
+  EXPECT_EQ(InformationOf(*health), (DriveInformation{{"World-wide name", "0x5000c500a1b2c3d4"},
+                                                      {"Rotation", "5400 rpm"},
+                                                      {"Form factor", "3.5 inches"},
+                                                      {"Interface", "6.0 Gb/s, now 3.0 Gb/s"},
+                                                      {"Queue depth", "32"},
+                                                      {"TRIM", "no"},
+                                                      {"Security", "no password set"},
+                                                      {"Self-tests", "yes"},
+                                                      {"Error log", "no"}}));
 }
 
 TEST(DriveInformationTest, WhatAnAtaDriveLeavesOutIsNotShown) {
