@@ -1,12 +1,11 @@
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <numeric>
 #include <set>
 #include <string>
 #include <vector>
 
+#include "fuzz/decoded_answer.h"
 #include "service/modules/storage/ata/attribute_names.h"
 #include "service/modules/storage/ata/commands.h"
 #include "service/modules/storage/ata/device_statistics.h"
@@ -20,28 +19,17 @@
 
 namespace {
 
+using namespace orvan::fuzz;
 using namespace orvan::storage;
 using namespace orvan::storage::ata;
 
-void Require(bool holds) {
-  if (!holds) std::abort();
-}
-
 void RequireShown(const std::string& text) {
-  Require(std::all_of(text.begin(), text.end(), [](char c) { return c >= 0x20 && c <= 0x7E; }));
-}
-
-// What is not trusted has a reason, in words that may be shown.
-template <typename T>
-const T* Trusted(const Decoded<T>& decoded) {
-  Require(decoded.value || !decoded.trouble.empty());
-  RequireShown(decoded.trouble);
-  return decoded.value ? &*decoded.value : nullptr;
+  Require(IsPlain(text));
 }
 
 void TryIdentify(Bytes bytes) {
   const auto decoded = DecodeIdentify(bytes);
-  const Identify* identify = Trusted(decoded);
+  const Identify* identify = Checked(decoded);
   if (identify == nullptr) return;
   Require(identify->serial.size() <= 20 && identify->firmware.size() <= 8);
   Require(identify->model.size() <= 40);
@@ -74,7 +62,7 @@ void TryAttribute(const Attribute& attribute, const Thresholds& thresholds) {
 
 void TrySmartData(Bytes bytes) {
   const auto decoded = DecodeSmartData(bytes);
-  const SmartData* data = Trusted(decoded);
+  const SmartData* data = Checked(decoded);
   if (data == nullptr) return;
   // The same bytes again, so that some ids have thresholds.
   const auto thresholds = DecodeThresholds(bytes);
@@ -90,7 +78,7 @@ void TrySmartData(Bytes bytes) {
 }
 
 void TrySelfTests(const Decoded<SelfTestLog>& decoded, std::size_t places) {
-  const SelfTestLog* log = Trusted(decoded);
+  const SelfTestLog* log = Checked(decoded);
   if (log == nullptr) return;
   Require(log->tests.size() <= places && log->index <= places);
   Require((log->index == 0) == log->tests.empty());
@@ -101,7 +89,7 @@ void TrySelfTests(const Decoded<SelfTestLog>& decoded, std::size_t places) {
 }
 
 void TryErrors(const Decoded<ErrorLog>& decoded, std::size_t places) {
-  const ErrorLog* log = Trusted(decoded);
+  const ErrorLog* log = Checked(decoded);
   if (log == nullptr) return;
   Require(log->errors.size() <= places);
   Require(log->count >= log->errors.size() || !decoded.trouble.empty());
@@ -114,9 +102,9 @@ void TryErrors(const Decoded<ErrorLog>& decoded, std::size_t places) {
 
 void TryStatistics(Bytes bytes, std::uint8_t number) {
   const auto pages = DecodeStatisticsPages(bytes);
-  if (const auto* listed = Trusted(pages)) Require(std::is_sorted(listed->begin(), listed->end()));
+  if (const auto* listed = Checked(pages)) Require(std::is_sorted(listed->begin(), listed->end()));
   const auto decoded = DecodeStatistics(bytes, number);
-  const auto* statistics = Trusted(decoded);
+  const auto* statistics = Checked(decoded);
   if (statistics == nullptr) return;
   for (const Statistic& statistic : *statistics) {
     Require(statistic.place.page == number && *statistic.name != '\0');
@@ -171,7 +159,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
       for (std::uint8_t page = 0; page <= 8; ++page) TryStatistics(bytes, page);
       break;
     default:
-      Trusted(DecodeLogDirectory(bytes));
+      Checked(DecodeLogDirectory(bytes));
   }
   return 0;
 }

@@ -379,6 +379,7 @@ TEST_F(BlockWriterTest, AStopEndsTheWaitForATransferWhereThatIsAskedFor) {
 TEST_F(BlockWriterTest, AStopOfItsOpeningEndsNoTransferOtherwise) {
   std::stop_source stop;
   const OpenedWriter opened = Open(loop_->Path(), {}, stop.get_token());
+  ASSERT_NE(opened.writer, nullptr);
   stop.request_stop();
   ExpectOutcome(opened.writer->Write(0, Bytes(512)), Outcome::kDone);
 }

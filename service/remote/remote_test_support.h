@@ -5,11 +5,14 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <filesystem>
 #include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
+#include <stop_token>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -32,6 +35,16 @@ class RememberingJournal final : public Journal {
   std::vector<std::string> lines;
   std::vector<std::string> told;
 };
+
+// Asks for a stop as soon as that file is there.
+inline std::jthread StopOnce(const std::string& file, std::stop_source& stop) {
+  return std::jthread([file, &stop](const std::stop_token& over) {
+    while (!std::filesystem::exists(file) && !over.stop_requested()) {
+      std::this_thread::sleep_for(1ms);
+    }
+    stop.request_stop();
+  });
+}
 
 // A context whose every part a test can set, and that remembers what it was told.
 class TestedContext final : public sdk::TestContext {
