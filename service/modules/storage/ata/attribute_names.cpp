@@ -13,11 +13,14 @@ enum class Maker : std::uint8_t {
   kDisk,
   kSolidState,
   kFujitsu,
+  kFujitsuMobile,
   kIntel,
   kKingston,
   kMaxtor,
   kMicron,
+  kMx500,
   kSamsungDisk,
+  kSamsungTenths,
   kSamsungSolidState,
   kSeagate,
 };
@@ -50,8 +53,10 @@ constexpr std::array kRows = {
     Row{8, M::kDisk, F::kNumber, "Seek time performance"},
     Row{9, M::kAll, F::kHours, "Power-on hours"},
     Row{9, M::kFujitsu, F::kSeconds, "Power-on time"},
+    Row{9, M::kFujitsuMobile, F::kMinutes, "Power-on time"},
     Row{9, M::kMaxtor, F::kMinutes, "Power-on time"},
     Row{9, M::kSamsungDisk, F::kHalfMinutes, "Power-on time"},
+    Row{9, M::kSamsungTenths, F::kHalfMinutes, "Power-on time"},
     Row{10, M::kDisk, F::kNumber, "Spin retries"},
     Row{11, M::kDisk, F::kNumber, "Calibration retries"},
     Row{12, M::kAll, F::kNumber, "Power cycles"},
@@ -89,10 +94,12 @@ constexpr std::array kRows = {
     Row{192, M::kIntel, F::kNumber, "Unsafe shutdowns"},
     Row{193, M::kDisk, F::kNumber, "Load cycles"},
     Row{194, M::kAll, F::kTemperature, "Temperature"},
-    Row{194, M::kSamsungDisk, F::kTenths, "Temperature"},
+    Row{194, M::kSamsungTenths, F::kTenths, "Temperature"},
     Row{195, M::kAll, F::kNumber, "Hardware ECC recovered"},
     Row{196, M::kAll, F::kWord, "Reallocation events"},
     Row{197, M::kAll, F::kNumber, "Pending sectors"},
+    // Its firmware raises it for moments in which nothing is wrong.
+    Row{197, M::kMx500, F::kNumber, "Pending sectors (unreliable)"},
     Row{198, M::kAll, F::kNumber, "Offline uncorrectable sectors"},
     Row{199, M::kAll, F::kNumber, "Interface CRC errors"},
     Row{200, M::kDisk, F::kNumber, "Write error rate"},
@@ -136,23 +143,38 @@ constexpr std::array kRows = {
     Row{254, M::kDisk, F::kNumber, "Free-fall events"},
 };
 
-// How models begin, '#' for a digit. Case counts: it is the makers' own.
+// How models begin, '#' for a digit; the first that fits counts. Case counts: it is the makers'
+// own.
 struct Beginning {
   std::string_view model;
   Maker maker;
 };
 constexpr Beginning kBeginnings[] = {
+    // What drives counted in units of their maker's own, later ones count in hours and degrees.
+    {"FUJITSU MHW", M::kAll},
+    {"FUJITSU MHX", M::kAll},
+    {"FUJITSU MHY", M::kAll},
+    {"FUJITSU MHZ2###BJ", M::kFujitsuMobile},
+    {"FUJITSU MHZ", M::kAll},
+    {"FUJITSU MJ", M::kAll},
     {"FUJITSU ", M::kFujitsu},
     {"INTEL SSD", M::kIntel},
     {"KINGSTON ", M::kKingston},
+    {"Maxtor 6G", M::kAll},
+    {"Maxtor 6H", M::kAll},
+    {"Maxtor 6V", M::kAll},
+    {"Maxtor 7H", M::kAll},
+    {"Maxtor 7V", M::kAll},
     {"Maxtor ", M::kMaxtor},
-    {"MAXTOR ", M::kMaxtor},
+    {"MAXTOR STM", M::kSeagate},
     {"Crucial_CT", M::kMicron},
+    {"CT###MX500", M::kMx500},
+    {"CT####MX500", M::kMx500},
     {"CT###", M::kMicron},
     {"Micron", M::kMicron},
     {"MTFD", M::kMicron},
-    {"SAMSUNG HD", M::kSamsungDisk},
-    {"SAMSUNG SP", M::kSamsungDisk},
+    {"SAMSUNG SV0412H", M::kSamsungTenths},
+    {"SAMSUNG SV1204H", M::kSamsungTenths},
     {"SAMSUNG SV", M::kSamsungDisk},
     {"SAMSUNG MZ", M::kSamsungSolidState},
     {"SAMSUNG SSD", M::kSamsungSolidState},
@@ -187,7 +209,9 @@ const Row* Find(std::uint8_t id, Maker maker) {
 
 AttributeMeaning MeaningOf(std::uint8_t id, std::string_view model,
                            std::optional<bool> isRotating) {
-  const Row* row = Find(id, MakerOf(model));
+  const Maker maker = MakerOf(model);
+  const Row* row = Find(id, maker);
+  if (row == nullptr && maker == M::kMx500) row = Find(id, M::kMicron);
   if (row == nullptr && isRotating.value_or(true)) row = Find(id, Maker::kDisk);
   if (row == nullptr && !isRotating.value_or(false)) row = Find(id, Maker::kSolidState);
   if (row == nullptr) row = Find(id, Maker::kAll);

@@ -8,12 +8,15 @@ namespace {
 constexpr const char* kModels[] = {"",
                                    "QEMU HARDDISK",
                                    "FUJITSU MHT2060AT",
+                                   "FUJITSU MHZ2320BJ",
                                    "INTEL SSDSC2BP480G4",
                                    "KINGSTON SV300S37A120G",
                                    "Maxtor 6Y080L0",
                                    "Crucial_CT256MX100SSD1",
                                    "CT500MX500SSD1",
-                                   "SAMSUNG HD103UJ",
+                                   "CT1000MX500SSD1",
+                                   "SAMSUNG SV1204H",
+                                   "SAMSUNG SV4012H",
                                    "Samsung SSD 860 EVO 500GB",
                                    "ST4000DM004-2CV104",
                                    "WDC WD40EFRX-68N32N0"};
@@ -35,7 +38,7 @@ TEST(AtaAttributeNamesTest, NamesWhatDrivesShare) {
 TEST(AtaAttributeNamesTest, KnowsMakersByTheirModels) {
   EXPECT_EQ(Of(9, "FUJITSU MHT2060AT").form, RawForm::kSeconds);
   EXPECT_EQ(Of(9, "Maxtor 6Y080L0").form, RawForm::kMinutes);
-  EXPECT_EQ(Of(9, "SAMSUNG HD103UJ").form, RawForm::kHalfMinutes);
+  EXPECT_EQ(Of(9, "SAMSUNG SV4012H").form, RawForm::kHalfMinutes);
   EXPECT_EQ(Of(9, "Samsung SSD 860 EVO 500GB").form, RawForm::kHours);
   EXPECT_EQ(Of(190, "INTEL SSDSC2BP480G4", false).name, "Case temperature");
   EXPECT_EQ(Of(202, "CT500MX500SSD1", false).name, "Percent lifetime remaining");
@@ -48,6 +51,31 @@ TEST(AtaAttributeNamesTest, KnowsMakersByTheirModels) {
   // Models that only begin alike.
   EXPECT_EQ(Of(188, "STORAGE DISK").form, RawForm::kNumber);
   EXPECT_EQ(Of(202, "CT5", false).name, "Vendor specific");
+}
+
+// What a maker counted in units of its own, it counts in hours and degrees in its later drives.
+TEST(AtaAttributeNamesTest, TellsAMakersEarlyDrivesFromItsLaterOnes) {
+  for (const char* model :
+       {"FUJITSU MHW2120BH", "FUJITSU MHY2160BH", "FUJITSU MHZ2320BH G2", "FUJITSU MJA2320BH",
+        "Maxtor 6G160E0", "Maxtor 6H500F0", "Maxtor 6V250F0", "Maxtor 7H500F0", "Maxtor 7V300F0",
+        "MAXTOR STM3250310AS", "MAXTOR 6L060J3", "SAMSUNG HD103SJ", "SAMSUNG HD103UJ",
+        "SAMSUNG SP2504C"}) {
+    EXPECT_EQ(Of(9, model, true).form, RawForm::kHours) << model;
+    EXPECT_EQ(Of(194, model, true).form, RawForm::kTemperature) << model;
+  }
+  EXPECT_EQ(Of(9, "FUJITSU MPG3204AT").form, RawForm::kSeconds);
+  EXPECT_EQ(Of(9, "FUJITSU MHZ2320BJ").form, RawForm::kMinutes);
+  EXPECT_EQ(Of(9, "SAMSUNG SV1204H").form, RawForm::kHalfMinutes);
+  EXPECT_EQ(Of(194, "SAMSUNG SV1204H").form, RawForm::kTenths);
+  EXPECT_EQ(Of(194, "SAMSUNG SV4012H").form, RawForm::kTemperature);
+  EXPECT_EQ(Of(188, "MAXTOR STM3250310AS", true).form, RawForm::kThreeWords);
+}
+
+// The firmware of one family raises it for moments in which nothing is wrong.
+TEST(AtaAttributeNamesTest, DoesNotCallAPendingSectorWhatIsNone) {
+  EXPECT_EQ(Of(197, "CT500MX500SSD1", false).name, "Pending sectors (unreliable)");
+  EXPECT_EQ(Of(197, "CT1000MX500SSD4", false).name, "Pending sectors (unreliable)");
+  EXPECT_EQ(Of(197, "CT250MX100SSD1", false).name, "Pending sectors");
 }
 
 TEST(AtaAttributeNamesTest, TellsDisksFromSolidStateDrives) {
