@@ -88,8 +88,8 @@ AttributeState StateOf(const Attribute& attribute, const Thresholds& thresholds)
   if (!threshold || *threshold == kInvalid) return AttributeState::kUnknown;
   if (*threshold == kAlwaysPasses) return AttributeState::kFine;
   if (*threshold == kAlwaysFails) return AttributeState::kFailed;
-  if (!IsValidValue(attribute.value)) return AttributeState::kUnknown;
   if (attribute.value <= *threshold) return AttributeState::kFailed;
+  if (!IsValidValue(attribute.value)) return AttributeState::kUnknown;
   const bool wasWorse = IsValidValue(attribute.worst) && attribute.worst <= *threshold;
   return wasWorse ? AttributeState::kFailedBefore : AttributeState::kFine;
 }

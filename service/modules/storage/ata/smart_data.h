@@ -27,8 +27,8 @@ struct Attribute {
   bool IsOnline() const { return (flags & 2U) != 0; }  // kept up while the drive works
 };
 
-// Whether a normalized value says anything. Source: SFF-8035i, attribute value:
-// 01h to FDh; 00h, FEh and FFh are invalid.
+// Whether a normalized value is one that the standard has. Source: SFF-8035i, attribute value:
+// 01h to FDh; 00h, FEh and FFh are invalid. Drives count down to 00h all the same.
 constexpr bool IsValidValue(std::uint8_t value) {
   return value >= 0x01 && value <= 0xFD;
 }
@@ -65,7 +65,7 @@ enum class AttributeState {
   kFine,
   kFailedBefore,  // the worst value ever is at or below the threshold, that of now is above
   kFailed,        // the value is at or below the threshold now
-  kUnknown,       // no threshold, or one or a value that the standard calls invalid
+  kUnknown,       // no threshold, one that the standard calls invalid, or a value above all others
 };
 
 // Source: SFF-8035i, attribute threshold:  00h is always passed, FFh never, FEh is invalid.

@@ -124,6 +124,9 @@ TEST(AtaSmartDataTest, JudgesByTheThresholdOfTheSameAttribute) {
            StateCase{37, 37, 36, kFine},
            StateCase{36, 36, 36, kFailed},
            StateCase{1, 1, 36, kFailed},
+           // Drives count down to 0, whatever the standard says.
+           StateCase{0, 0, 36, kFailed},
+           StateCase{0, 100, 1, kFailed},
            StateCase{50, 36, 36, kFailedBefore},
            StateCase{50, 37, 36, kFine},
            // A threshold that nothing fails, one that all fails, one that is none.
@@ -133,7 +136,6 @@ TEST(AtaSmartDataTest, JudgesByTheThresholdOfTheSameAttribute) {
            StateCase{1, 1, 0xFE, kUnknown},
            StateCase{0, 0, 0xFF, kFailed},
            // Values that say nothing.
-           StateCase{0, 100, 36, kUnknown},
            StateCase{0xFE, 100, 36, kUnknown},
            StateCase{0xFF, 100, 36, kUnknown},
            StateCase{100, 0, 36, kFine},
