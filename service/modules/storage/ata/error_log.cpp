@@ -9,6 +9,7 @@ namespace {
 
 constexpr std::uint8_t kUncorrectable = 0x40;
 constexpr std::uint8_t kNotFound = 0x10;
+constexpr std::uint8_t kNoAddressMark = 0x01;
 
 // 28-bit commands have the upper 4 bits of the LBA in the device register.
 std::uint64_t Lba28(std::uint64_t low24, std::uint8_t device) {
@@ -88,7 +89,7 @@ Decoded<ErrorLog> DecodeExtendedErrorLog(Bytes pages) {
 }
 
 std::optional<std::uint64_t> LoggedError::FailingLba() const {
-  if ((error & (kUncorrectable | kNotFound)) == 0) return std::nullopt;
+  if ((error & (kUncorrectable | kNotFound | kNoAddressMark)) == 0) return std::nullopt;
   return left.lba;
 }
 
@@ -100,7 +101,8 @@ std::string ErrorWords(const LoggedError& error) {
   static constexpr Bit kErrors[] = {{0x80, "checksum of a transfer (ICRC)"},
                                     {kUncorrectable, "uncorrectable data (UNC)"},
                                     {kNotFound, "sector not found (IDNF)"},
-                                    {0x04, "command aborted (ABRT)"}};
+                                    {0x04, "command aborted (ABRT)"},
+                                    {kNoAddressMark, "address mark not found (AMNF)"}};
   constexpr std::uint8_t kDeviceFault = 0x20;
   std::string words;
   const auto add = [&words](const char* more) {

@@ -52,7 +52,8 @@ Decoded<ErrorLog> DecodeSummaryErrorLog(Bytes bytes);
 Decoded<ErrorLog> DecodeExtendedErrorLog(Bytes pages);
 
 // For people: "uncorrectable data (UNC), command aborted (ABRT)"; "no error bit" when there is
-// none. Source: ACS-4, 6.3 (error field) and 6.2 (status field): names of bits.
+// none. Source: ACS-4, 6.3 (error field) and 6.2 (status field): names of bits; ATA-3, error
+// register, for the address mark, which disks of that time have.
 std::string ErrorWords(const LoggedError& error);
 
 // "active or idle", of the state in which an error met the drive.

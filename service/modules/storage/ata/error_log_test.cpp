@@ -131,6 +131,11 @@ TEST(AtaErrorLogTest, ReadsTheExtendedLogOverItsPages) {
 
 TEST(AtaErrorLogTest, HasWordsForStatesAndCommands) {
   EXPECT_EQ(ErrorWords(LoggedError{}), "no error bit");
+  LoggedError lost;
+  lost.error = 0x05;
+  lost.left.lba = 4096;
+  EXPECT_EQ(ErrorWords(lost), "command aborted (ABRT), address mark not found (AMNF)");
+  EXPECT_EQ(lost.FailingLba(), 4096U);
   EXPECT_EQ(StateWords(0x03), "active or idle");
   EXPECT_EQ(StateWords(0xA4), "off-line data collection or self-test");
   EXPECT_EQ(StateWords(0x0B), "reserved");

@@ -40,10 +40,10 @@ std::uint64_t Mixed(std::initializer_list<std::uint64_t> numbers) {
 }
 
 // Source: ACS-4, 6.3 (error field) and 6.2 (status field): a checksum of a transfer, uncorrectable
-// data, a sector that is not found, a device fault. ABRT alone says that the drive does not do what
-// it was asked.
+// data, a sector that is not found, a device fault; ATA-3, error register, for an address mark that
+// is not. ABRT alone says that the drive does not do what it was asked.
 bool IsHarmless(const ata::LoggedError& error) {
-  constexpr std::uint8_t kFaults = 0x80 | 0x40 | 0x10;
+  constexpr std::uint8_t kFaults = 0x80 | 0x40 | 0x10 | 0x01;
   constexpr std::uint8_t kDeviceFault = 0x20;
   return (error.error & kFaults) == 0 && (error.status & kDeviceFault) == 0;
 }

@@ -38,6 +38,19 @@ TEST(LoggedErrors, OfAnAtaDriveAreThoseOfItsSummary) {
   EXPECT_TRUE(errors.troubles.empty());
 }
 
+TEST(LoggedErrors, AreNoFaultOfTheDriveWhenItOnlyRefusedACommand) {
+  LoggingAta bench;
+  bench.Log({{0xC8, 0x05, 300}, {0xC8, 0x14, 301}, {0xC8, 0x84, 302}, {0xC8, 0x04, 303}}, 4);
+  EXPECT_EQ(TextsOf(Read(bench).sources.at(0)),
+            (Names{"command aborted (ABRT), READ DMA, at power-on hour 303",
+                   "!checksum of a transfer (ICRC), command aborted (ABRT), READ DMA, at power-on "
+                   "hour 302",
+                   "!sector not found (IDNF), command aborted (ABRT) at LBA 4096, READ DMA, at "
+                   "power-on hour 301",
+                   "!command aborted (ABRT), address mark not found (AMNF) at LBA 4096, READ DMA, "
+                   "at power-on hour 300"}));
+}
+
 TEST(LoggedErrors, MayBeToldInSmartDataAlone) {
   LoggingAta bench;
   ata::Pages identity = HealthyIdentity();
