@@ -88,7 +88,7 @@ std::optional<Finding> FindingOf(const AtaHealth& health, const ata::Attribute& 
                            : ": once value " + std::to_string(attribute.worst);
   finding.text += " (threshold " + std::to_string(*health.thresholds->byId[attribute.id]) + ')';
   finding.reason = finding.isFailure ? "the drive expects to fail soon"
-                   : isFailed ? "the drive has become older or more worn than its maker meant"
+                   : isFailed ? "a limit that its maker has set for age, wear or use is passed"
                               : "the drive has expected to fail";
   return finding;
 }
@@ -108,17 +108,26 @@ constexpr CriticalBit kCriticalBits[] = {
     {nvme::kPersistentMemoryFailed, "its persistent memory region has become unreliable"},
 };
 
-void AddCriticalWarnings(const nvme::HealthLog& log, Findings& findings) {
-  std::uint8_t unknown = log.criticalWarning;
+// Of `warnings` those that are among `named` have words.
+void AddWarnings(const char* what, std::uint8_t warnings, std::uint8_t named, Findings& findings) {
+  constexpr char kReason[] = "the drive says so in its health log";
   for (const CriticalBit& bit : kCriticalBits) {
-    if ((log.criticalWarning & bit.mask) == 0) continue;
-    unknown = static_cast<std::uint8_t>(unknown & ~bit.mask);
-    findings.list.push_back({true, std::string("Critical warning: ") + bit.words,
-                             "the drive says so in its health log"});
+    if ((warnings & named & bit.mask) == 0) continue;
+    findings.list.push_back({true, std::string(what) + ": " + bit.words, kReason});
+    warnings = static_cast<std::uint8_t>(warnings & ~bit.mask);
   }
-  if (unknown == 0) return;
-  findings.list.push_back({false, "Critical warning without a name here: " + HexByte(unknown),
-                           "the drive says so in its health log"});
+  if (warnings == 0) return;
+  findings.list.push_back(
+      {false, std::string(what) + " without a name here: " + HexByte(warnings), kReason});
+}
+
+// Source: the same table, byte 6: the same of any endurance group, in fewer bits.
+void AddCriticalWarnings(const nvme::HealthLog& log, Findings& findings) {
+  constexpr std::uint8_t kOfGroups =
+      nvme::kSpareIsLow | nvme::kReliabilityIsDegraded | nvme::kMediaAreReadOnly;
+  AddWarnings("Critical warning", log.criticalWarning, 0xFF, findings);
+  const auto ofGroups = static_cast<std::uint8_t>(log.enduranceGroupWarning & ~log.criticalWarning);
+  AddWarnings("Warning of an endurance group", ofGroups, kOfGroups, findings);
 }
 
 // Source: SPC-5, annex "Numeric order codes": 5Dh is a failure that is predicted, with FFh a trial

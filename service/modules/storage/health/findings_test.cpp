@@ -184,6 +184,22 @@ TEST(NvmeFindings, SayEachCriticalWarning) {
                    "Critical warning without a name here: 80h"}));
 }
 
+// Of a drive with several groups the warning of one need not be that of the whole.
+TEST(NvmeFindings, FailADriveForTheWarningOfAnEnduranceGroup) {
+  nvme::HealthLog log = SoundLog();
+  log.enduranceGroupWarning = 0x0D;
+  log.criticalWarning = nvme::kMediaAreReadOnly;
+  EXPECT_EQ(TextsOf(FindingsOf(log)),
+            (Texts{"FAILED Critical warning: the media can only be read",
+                   "FAILED Warning of an endurance group: the available spare has fallen below its "
+                   "threshold",
+                   "FAILED Warning of an endurance group: its reliability is degraded by errors"}));
+  log.criticalWarning = 0;
+  log.enduranceGroupWarning = 0x12;
+  EXPECT_EQ(TextsOf(FindingsOf(log)),
+            Texts{"Warning of an endurance group without a name here: 12h"});
+}
+
 TEST(NvmeFindings, HoldNumbersAgainstTheirLimits) {
   nvme::HealthLog log = SoundLog();
   log.sparePercent = 10;
