@@ -93,7 +93,7 @@ TEST(AttributesTest, AScsiDriveHasWhatItsPagesSay) {
                                      "3|Start-stop cycles|10000|-|-|171",
                                      "4|Load-unload cycles|300000|-|-|2060",
                                      "11|Read errors corrected|-|-|-|523124051",
-                                     "12|Read errors corrected at once|-|-|-|523124044",
+                                     "12|Read errors corrected fast|-|-|-|523124044",
                                      "13|Read errors corrected late|-|-|-|7",
                                      "14|Read repeats|-|-|-|0",
                                      "15|Read correction runs|-|-|-|523124051",
@@ -118,8 +118,16 @@ TEST(AttributesTest, ADriveThatToldNothingHasNone) {
 
 // A column without a separator: a longer name would run into the next one.
 TEST(AttributesTest, EachNameLeavesABlankInItsColumn) {
-  ScsiBench scsi;
-  for (const HealthAttribute& one : Listed(scsi)) EXPECT_LT(one.name.size(), 30U) << one.name;
+  ScsiHealth scsi;
+  scsi.exceptions.emplace();
+  scsi.temperatures.emplace().now = 1;
+  scsi.starts = scsi::StartStopCounts{"", "", 1, 1, 1, 1};
+  scsi.reads = scsi.writes = scsi.verifies = scsi::ErrorCounters{1, 1, 1, 1, 1, 1, 1};
+  scsi.nonMediumErrors = scsi.usedPercent = 1;
+  EXPECT_EQ(AttributesOf(scsi).size(), 27U);
+  for (const HealthAttribute& one : AttributesOf(scsi)) {
+    EXPECT_LT(one.name.size(), 30U) << one.name;
+  }
   NvmeBench nvme;
   for (const HealthAttribute& one : Listed(nvme)) EXPECT_LT(one.name.size(), 40U) << one.name;
 }

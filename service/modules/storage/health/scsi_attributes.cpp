@@ -26,7 +26,7 @@ struct CounterRow {
 // "Read errors corrected" and so on.
 constexpr CounterRow kCounterRows[] = {
     {0, " errors corrected", &scsi::ErrorCounters::corrected},
-    {1, " errors corrected at once", &scsi::ErrorCounters::correctedAtOnce},
+    {1, " errors corrected fast", &scsi::ErrorCounters::correctedAtOnce},
     {2, " errors corrected late", &scsi::ErrorCounters::correctedDelayed},
     {3, " repeats", &scsi::ErrorCounters::repeated},
     {4, " correction runs", &scsi::ErrorCounters::correctionRuns},

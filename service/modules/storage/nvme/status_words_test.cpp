@@ -9,6 +9,8 @@ TEST(NvmeStatus, HasWordsByTypeAndCode) {
   EXPECT_EQ(StatusWords(0x000), "success (000h)");
   EXPECT_EQ(StatusWords(0x001), "invalid command opcode (001h)");
   EXPECT_EQ(StatusWords(0x109), "invalid log page (109h)");
+  EXPECT_EQ(StatusWords(0x10C), "invalid queue deletion (10Ch)");
+  EXPECT_EQ(StatusWords(0x10F), "the feature is not one of a namespace (10Fh)");
   EXPECT_EQ(StatusWords(0x11D), "a self-test is in progress (11Dh)");
   EXPECT_EQ(StatusWords(0x281), "unrecovered read error (281h)");
   EXPECT_EQ(StatusWords(2, 0x81), "unrecovered read error (281h)");

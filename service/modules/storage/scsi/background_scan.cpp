@@ -31,8 +31,8 @@ constexpr std::array kReassignWords = {
     "",
     "not reassigned, for the drive failed to",
     "rewritten in place",
-    "reassigned when the host wrote it",
-    "reassigned by a command of the host",
+    "reassigned for the host, with valid data",
+    "reassigned for the host, without valid data",
     "not reassigned, for a command of the host failed to",
 };
 

@@ -50,6 +50,8 @@ TEST(BackgroundScan, SaysItsStatesInWords) {
   EXPECT_EQ(ScanStatusWords(8), "the scan of the medium waits for its next time");
   EXPECT_EQ(ScanStatusWords(9), "status 09h, which has no meaning");
   EXPECT_EQ(ReassignStatusWords(5), "rewritten in place");
+  EXPECT_EQ(ReassignStatusWords(6), "reassigned for the host, with valid data");
+  EXPECT_EQ(ReassignStatusWords(7), "reassigned for the host, without valid data");
   EXPECT_EQ(ReassignStatusWords(8), "not reassigned, for a command of the host failed to");
   EXPECT_EQ(ReassignStatusWords(3), "status 03h, which has no meaning");
   EXPECT_EQ(ReassignStatusWords(15), "status 0Fh, which has no meaning");
