@@ -106,12 +106,20 @@ Verdict RunOn(sdk::TestContext& context, sdk::BlockWriter& writer,
   return words::WriteVerdict(result, plan, environment.timeLimit);
 }
 
+// Source: Linux, Documentation/ABI/stable/sysfs-block, queue/zoned.
+bool IsWrittenInOrderOnly(const sdk::MachineFiles& files, const DiskFacts& facts) {
+  return files.ReadText(facts.folder + "/queue/zoned") == "host-managed";
+}
+
 Verdict Run(sdk::TestContext& context, const ReadEnvironment& environment,
             const WriteValues& values) {
   const auto* disk = dynamic_cast<const Disk*>(context.TestedDevice());
   if (disk == nullptr) return Verdict::NotApplicable(words::kNoDisk);
   if (values.destructive == 0) return Verdict::NotApplicable(words::kNotAskedToWrite);
   if (auto refusal = words::ScanRefusal(disk->Facts())) return *refusal;
+  if (IsWrittenInOrderOnly(environment.machine->Files(), disk->Facts())) {
+    return Verdict::NotApplicable(words::kWrittenInOrderOnly);
+  }
   const sdk::OpenedWriter opened = environment.machine->OpenWriter(
       OptionsFor(*disk, values, environment.timeLimit), context.StopToken());
   if (!opened.writer) return words::WriterVerdict(opened, environment.timeLimit);

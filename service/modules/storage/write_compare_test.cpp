@@ -31,6 +31,7 @@ DiskFacts FactsOfDisk() {
   DiskFacts facts;
   facts.kernelName = "sdx";
   facts.devicePath = kPath;
+  facts.folder = "/sys/x";
   facts.deviceNumber = sdk::DeviceNumber(8, 1);
   facts.diskSequence = 29;
   facts.serial = "one";
@@ -40,8 +41,10 @@ DiskFacts FactsOfDisk() {
 // The write test on a disk in memory, as the service runs it.
 struct WriteBench {
   explicit WriteBench(MediumFaults faults = {},
-                      sdk::BlockGeometry geometry = {kSectors * 512, 512, 512})
-      : medium(std::make_shared<MemoryDisk>(geometry, std::move(faults))) {
+                      sdk::BlockGeometry geometry = {kSectors * 512, 512, 512},
+                      const std::string& files = "")
+      : medium(std::make_shared<MemoryDisk>(geometry, std::move(faults))),
+        machine(std::make_unique<sdk::testing::CapturedFiles>(files)) {
     FaultyDisk& disk = machine.disks[kPath];
     disk.medium = medium;
     disk.deviceNumber = facts.deviceNumber;
@@ -79,7 +82,7 @@ struct WriteBench {
 
   DiskFacts facts = FactsOfDisk();
   std::shared_ptr<MemoryDisk> medium;
-  sdk::testing::FaultyMachine machine{std::make_unique<sdk::testing::CapturedFiles>("")};
+  sdk::testing::FaultyMachine machine;
   std::unique_ptr<sdk::testing::RememberingContext> context;
   bool isStopped = false;
 };
@@ -148,6 +151,20 @@ TEST(WriteCompare, WhatTheScanFoundOnItKeepsItFromBeingOpened) {
   bench.facts.partitions = {Partition()};
   bench.facts.partitions[0].fileSystem = "xfs";
   bench.ExpectUntouched(kTestNotApplicable, begin + "A_FILE_SYSTEM_(xfs)", kForced);
+}
+
+// It refuses a second write to a sector, which is no fault of its surface.
+TEST(WriteCompare, ADiskOfZonesThatAreWrittenInOrderIsLeftAlone) {
+  const sdk::BlockGeometry geometry{kSectors * 512, 512, 512};
+  WriteBench managed({}, geometry, "f /sys/x/queue/zoned host-managed\\x0a\n");
+  managed.machine.disks.clear();
+  managed.ExpectUntouched(kTestNotApplicable,
+                          "|THE_DISK_HAS_ZONES_THAT_CAN_BE_WRITTEN_IN_ORDER_ONLY,_WHICH_THIS_TEST_"
+                          "DOES_NOT_DO");
+  for (const char* model : {"none", "host-aware"}) {
+    WriteBench free({}, geometry, std::string("f /sys/x/queue/zoned ") + model + "\\x0a\n");
+    EXPECT_EQ(free.Run().status, kTestPassed) << model;
+  }
 }
 
 TEST(WriteCompare, WhatBeganSinceTheScanKeepsItFromBeingWritten) {

@@ -17,6 +17,9 @@ namespace orvan::storage::words {
 inline constexpr char kNotAskedToWrite[] =
     "|THIS_TEST_DESTROYS_ALL_DATA_ON_THE_DISK._|ASK_FOR_IT_WITH_W(DESTRUCTIVE=YES)";
 
+inline constexpr char kWrittenInOrderOnly[] =
+    "|THE_DISK_HAS_ZONES_THAT_CAN_BE_WRITTEN_IN_ORDER_ONLY,_WHICH_THIS_TEST_DOES_NOT_DO";
+
 // Why a disk whose partitions or file system the scan has found is not written; none: it found
 // none.
 std::optional<sdk::Verdict> ScanRefusal(const DiskFacts& facts);
