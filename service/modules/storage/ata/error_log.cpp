@@ -1,5 +1,8 @@
 #include "service/modules/storage/ata/error_log.h"
 
+#include <algorithm>
+#include <array>
+
 #include "service/modules/storage/ata/commands.h"
 #include "service/modules/storage/ata/page.h"
 #include "service/modules/storage/ata/ring_log.h"
@@ -33,28 +36,31 @@ LoggedError DecodeSummaryEntry(Bytes entry) {
   return error;
 }
 
-// Six registers of an LBA whose halves take turns: bits 7:0, 31:24, 15:8, 39:32, 23:16, 47:40.
-std::uint64_t Lba48(Bytes at, std::uint8_t device, bool has28Bits) {
-  const std::uint64_t low =
-      at[0] | static_cast<std::uint64_t>(at[2]) << 8 | static_cast<std::uint64_t>(at[4]) << 16;
-  const std::uint64_t high =
-      at[1] | static_cast<std::uint64_t>(at[3]) << 8 | static_cast<std::uint64_t>(at[5]) << 16;
-  return has28Bits ? Lba28(low, device) : low | high << 24;
+// Where the six registers of an LBA stand, bits 7:0 first.
+using LbaOrder = std::array<std::size_t, 6>;
+constexpr LbaOrder kInTurns = {0, 2, 4, 1, 3, 5};  // the standard's: 31:24 stands behind 7:0
+constexpr LbaOrder kInOrder = {0, 1, 2, 3, 4, 5};
+
+std::uint64_t Lba48(Bytes at, const LbaOrder& order, std::uint8_t device, bool has28Bits) {
+  std::uint64_t lba = 0;
+  for (std::size_t i = order.size(); i > 0; --i) lba = lba << 8 | at[order[i - 1]];
+  return has28Bits ? Lba28(lba & 0xFFFFFFU, device) : lba;
 }
 
 // Source: ACS-4, 9, extended comprehensive SMART error log, tables of the command data structure
 // (18 bytes, the fifth is the command that failed) and of the error data structure (34 bytes).
+template <const LbaOrder& kOrder>
 LoggedError DecodeExtendedEntry(Bytes entry) {
   const Bytes command = Part(entry, 4 * 18, 18), end = Part(entry, 5 * 18, 34);
   LoggedError error;
   error.command = command[12];
   const bool has28Bits = Has28BitLba(error.command);
   error.asked = {Little<std::uint16_t>(command, 1), Little<std::uint16_t>(command, 3),
-                 Lba48(Part(command, 5, 6), command[11], has28Bits), command[11]};
+                 Lba48(Part(command, 5, 6), kOrder, command[11], has28Bits), command[11]};
   error.milliseconds = Little<std::uint32_t>(command, 14);
   error.error = end[1];
-  error.left = {0, Little<std::uint16_t>(end, 2), Lba48(Part(end, 4, 6), end[10], has28Bits),
-                end[10]};
+  error.left = {0, Little<std::uint16_t>(end, 2),
+                Lba48(Part(end, 4, 6), kOrder, end[10], has28Bits), end[10]};
   error.status = end[11];
   error.state = end[31];
   error.powerOnHours = Little<std::uint16_t>(end, 32);
@@ -76,6 +82,13 @@ Decoded<ErrorLog> DecodeLog(Bytes pages, const RingLayout& layout, std::size_t c
   return {std::move(log), std::move(trouble)};
 }
 
+// Only what a drive could not read is a sector of its own for sure.
+bool AreOnDisk(const std::optional<ErrorLog>& log, std::uint64_t sectors) {
+  return !log || std::none_of(log->errors.begin(), log->errors.end(), [&](const auto& error) {
+    return (error.error & kUncorrectable) != 0 && error.left.lba >= sectors;
+  });
+}
+
 }  // namespace
 
 Decoded<ErrorLog> DecodeSummaryErrorLog(Bytes bytes) {
@@ -83,9 +96,13 @@ Decoded<ErrorLog> DecodeSummaryErrorLog(Bytes bytes) {
   return DecodeLog(Part(bytes, 0, kPageBytes), layout, 452, DecodeSummaryEntry);
 }
 
-Decoded<ErrorLog> DecodeExtendedErrorLog(Bytes pages) {
+Decoded<ErrorLog> DecodeExtendedErrorLog(Bytes pages, std::optional<std::uint64_t> sectors) {
   const RingLayout layout = {"the extended error log", 1, 1, 2, 2, 4, 124, 4};
-  return DecodeLog(pages, layout, 500, DecodeExtendedEntry);
+  constexpr std::size_t kCountAt = 500;
+  auto log = DecodeLog(pages, layout, kCountAt, DecodeExtendedEntry<kInTurns>);
+  if (!sectors || AreOnDisk(log.value, *sectors)) return log;
+  auto inOrder = DecodeLog(pages, layout, kCountAt, DecodeExtendedEntry<kInOrder>);
+  return AreOnDisk(inOrder.value, *sectors) ? inOrder : log;
 }
 
 std::optional<std::uint64_t> LoggedError::FailingLba() const {

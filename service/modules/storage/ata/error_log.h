@@ -47,9 +47,11 @@ struct ErrorLog {
 // Source: ATA8-ACS, SMART READ LOG, summary SMART error log (log address 01h): 5 entries.
 Decoded<ErrorLog> DecodeSummaryErrorLog(Bytes bytes);
 
-// Of the log's pages from the first on, in one piece.
+// Of the log's pages from the first on, in one piece. `sectors` of the drive, where it tells them:
+// some drives write the bytes of an address in order, and not as the standard says. They are found
+// out by an unreadable sector that would not be on the disk.
 // Source: ACS-4, 9, extended comprehensive SMART error log (log address 03h): 4 entries a page.
-Decoded<ErrorLog> DecodeExtendedErrorLog(Bytes pages);
+Decoded<ErrorLog> DecodeExtendedErrorLog(Bytes pages, std::optional<std::uint64_t> sectors = {});
 
 // For people: "uncorrectable data (UNC), command aborted (ABRT)"; "no error bit" when there is
 // none. Source: ACS-4, 6.3 (error field) and 6.2 (status field): names of bits; ATA-3, error

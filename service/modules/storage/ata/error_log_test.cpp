@@ -129,6 +129,44 @@ TEST(AtaErrorLogTest, ReadsTheExtendedLogOverItsPages) {
             "the checksum of the extended error log is wrong");
 }
 
+// Some drives write the halves of their addresses one behind the other. An unreadable sector that
+// is not on the disk gives them away.
+TEST(AtaErrorLogTest, ReadsAddressesOfDrivesThatWriteThemInOrder) {
+  Pages pages = Pages(1).Put(0, {1, 0, 2, 0}).Put(500, {0x02, 0x00});
+  const std::size_t first = ExtendedEntryAt(1), second = ExtendedEntryAt(2);
+  pages.Put(first + 72 + 5, {0x00, 0x03, 0x02, 0x01, 0, 0, 0xE0, 0x25})
+      .Put(first + 90, {0, 0x40, 0, 0, 0x08, 0x03, 0x02, 0x01, 0, 0, 0xE0, 0x51});
+  pages.Put(second + 72 + 5, {0x50, 0x34, 0x12, 0, 0, 0, 0xEA, 0xC8})
+      .Put(second + 90, {0, 0x40, 0, 0, 0x52, 0x34, 0x12, 0, 0, 0, 0xEA, 0x51})
+      .Seal();
+  const auto read = [&pages](std::optional<std::uint64_t> sectors) {
+    std::vector<std::uint64_t> found;
+    const Decoded<ErrorLog> log = DecodeExtendedErrorLog(pages, sectors);
+    for (const LoggedError& error : log.value.value().errors) {
+      found.push_back(error.FailingLba().value());
+      found.push_back(error.asked.lba);
+    }
+    return found;
+  };
+  using Lbas = std::vector<std::uint64_t>;
+  EXPECT_EQ(read(0x10000000), (Lbas{0x0A123452, 0x0A123450, 0x01020308, 0x01020300}));
+  // As the standard has it, where nothing speaks against that, or the other order explains nothing.
+  const Lbas standard = {0x0A001252, 0x0A001250, 0x0103000208, 0x0103000200};
+  EXPECT_EQ(read(std::nullopt), standard);
+  EXPECT_EQ(read(0x0103000209), standard);
+  EXPECT_EQ(read(0x01020308), standard);
+}
+
+// A host may ask for what is not on the disk; the drive answers that it does not find it.
+TEST(AtaErrorLogTest, TakesASectorThatIsNotFoundForNoWitness) {
+  Pages pages = Pages(1).Put(0, {1, 0, 1, 0}).Put(500, {0x01, 0x00});
+  pages.Put(ExtendedEntryAt(1) + 72 + 12, {0x25})
+      .Put(ExtendedEntryAt(1) + 90, {0, 0x10, 0, 0, 0, 0, 0, 0x01, 0, 0, 0xE0, 0x51})
+      .Seal();
+  const Decoded<ErrorLog> log = DecodeExtendedErrorLog(pages, 0x02000000);
+  EXPECT_EQ(log.value.value().errors.at(0).FailingLba(), std::uint64_t{1} << 32);
+}
+
 TEST(AtaErrorLogTest, HasWordsForStatesAndCommands) {
   EXPECT_EQ(ErrorWords(LoggedError{}), "no error bit");
   LoggedError lost;

@@ -106,8 +106,10 @@ LoggedErrors ReadAta(DriveLink& link) {
     if (!pages.trouble.text.empty()) troubles.push_back(pages.trouble);
     if (*pages.value > 0) {
       const auto bytes = static_cast<std::uint32_t>(*pages.value * ata::kPageBytes);
-      auto log = OfAta(
-          Ask(link, DriveRequest::kAtaExtErrorLog, {.bytes = bytes}, ata::DecodeExtendedErrorLog));
+      auto log =
+          OfAta(Ask(link, DriveRequest::kAtaExtErrorLog, {.bytes = bytes}, [&identity](Bytes log) {
+            return ata::DecodeExtendedErrorLog(log, identity.value->sectors);
+          }));
       if (!log.sources.empty() || EndsAsking(log.trouble.kind)) return log;
       troubles.push_back(log.trouble);
     }

@@ -74,6 +74,16 @@ TEST(LoggedErrors, OfAnAtaDriveWithLogsAreThoseOfItsExtendedOne) {
   EXPECT_EQ(bench.machine.sent.back().bytesIn, 1024U);
 }
 
+TEST(LoggedErrors, NameSectorsThatAreOnTheDisk) {
+  LoggingAta bench;
+  bench.HasExtendedLog(1);
+  ata::Pages identity = HealthyIdentity();
+  identity.PutWord(84, 0x4023).PutWord(87, 0x4023).PutWord(60, 0).PutWord(61, 0x0400);
+  bench.Answer("EC", BytesOf(identity));
+  EXPECT_EQ(TextsOf(Read(bench).sources.at(0)),
+            Names{"!uncorrectable data (UNC) at LBA 33554432, READ DMA EXT, at power-on hour 300"});
+}
+
 TEST(LoggedErrors, FallBackToTheSummary) {
   LoggingAta none;
   none.HasExtendedLog(0);
