@@ -6,6 +6,7 @@
 #include "service/modules/storage/scsi/background_scan.h"
 #include "service/modules/storage/scsi/capacity.h"
 #include "service/modules/storage/scsi/condition_pages.h"
+#include "service/modules/storage/scsi/control_page.h"
 #include "service/modules/storage/scsi/designators.h"
 #include "service/modules/storage/scsi/error_counters.h"
 #include "service/modules/storage/scsi/inquiry.h"
@@ -38,6 +39,8 @@ void VitalPages(Bytes answer) {
   if (const auto* const found = Checked(serial)) {
     Require(IsPlain(*found) && found->size() + 4 <= answer.size());
   }
+  const auto body = VitalPageBody(answer, kBlockLimitsPage);
+  if (const auto* const found = Checked(body)) Require(found->size() + 4 <= answer.size());
   Checked(DecodeBlockLimits(answer));
   Checked(DecodeBlockCharacteristics(answer));
   Checked(DecodeProvisioning(answer));
@@ -67,6 +70,12 @@ void LogPages(Bytes answer) {
   for (const std::uint8_t subpage : {std::uint8_t{0}, kAllSubpages}) {
     const auto names = DecodeSupportedLogPages(answer, subpage);
     if (const auto* const found = Checked(names)) Require(found->size() + 4 <= answer.size());
+  }
+  const auto parameters = DecodeLogPage(answer, kTemperaturePage);
+  if (const auto* const found = Checked(parameters)) {
+    std::size_t bytes = 4;
+    for (const LogParameter& parameter : *found) bytes += 4 + parameter.value.size();
+    Require(bytes <= answer.size());
   }
   for (const std::uint8_t page : {kWriteErrorsPage, kReadErrorsPage, kVerifyErrorsPage}) {
     Checked(DecodeErrorCounters(answer, page));
@@ -111,13 +120,22 @@ void Capacities(Bytes answer) {
   Require(found->physicalBlockBytes >= found->blockBytes && found->protectionType <= 3);
 }
 
+void ControlPages(Bytes answer) {
+  const auto decoded = DecodeControlPage(answer);
+  const auto* const found = Checked(decoded);
+  if (found == nullptr || !found->extendedSelfTest) return;
+  Require(answer.size() >= 20 && found->extendedSelfTest->count() > 0);
+  Require(found->extendedSelfTest->count() < 0xFFFF);
+}
+
 }  // namespace
 
 // The first byte chooses the decoders, and the others are the answer: whatever it is, they give
 // what fits into it, in plain text, or say why they do not.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  constexpr std::array kDecoders = {&Inquiry,  &VitalPages, &Designators,     &SenseData,
-                                    &LogPages, &SelfTests,  &BackgroundScans, &Capacities};
+  constexpr std::array kDecoders = {&Inquiry,         &VitalPages, &Designators,
+                                    &SenseData,       &LogPages,   &SelfTests,
+                                    &BackgroundScans, &Capacities, &ControlPages};
   if (size > 0) kDecoders[data[0] % kDecoders.size()](Bytes(data + 1, size - 1));
   return 0;
 }

@@ -1,7 +1,8 @@
 """The rules of what a newcomer sees of the house, and the functions that check a tree.
 
-Sizes and names of files, circles between rooms, and what the documents say of rooms and files. Each
-check returns a list of readable violations; an empty list is a clean tree.
+Sizes and names of files, circles between rooms, decoders without a fuzzer, and what the documents
+say of rooms and files. Each check returns a list of readable violations; an empty list is a clean
+tree.
 """
 
 import os
@@ -32,6 +33,8 @@ JOINS = {
 # A field that a row of parameters writes, and a use of a field.
 BOUND = re.compile(r"&[A-Z]\w*::([a-z]\w*)\b")
 USED = re.compile(r"(?:[\w)\]]\.|->)([a-z]\w*)\b")
+# What a header declares that makes something of bytes from outside.
+DECODER = re.compile(r"^Decoded<.*> (\w+)\(Bytes ", re.M)
 HEADS = {"v": DOWN, "<": LEFT, ">": RIGHT}
 # Where two lines cross and have nothing to do with each other.
 CROSSING = ")"
@@ -84,6 +87,23 @@ def check_parameters(root):
             set(BOUND.findall("".join(texts))) - set(USED.findall("".join(texts)))
         )
     ]
+
+
+def check_decoders(root):
+    """Decoders of a module that no fuzzer which includes their header calls."""
+    sources = layering.source_files(root)
+    fuzzers = [read(root, path) for path in sources if path.endswith("_fuzzer.cpp")]
+    found = []
+    for path in product_files(root):
+        if not path.startswith("service/modules/") or not path.endswith(".h"):
+            continue
+        texts = [text for text in fuzzers if f'#include "{path}"' in text]
+        found += [
+            f"{path}: no fuzzer calls {decoder}"
+            for decoder in DECODER.findall(read(root, path))
+            if not any(re.search(rf"\b{decoder}\(", text) for text in texts)
+        ]
+    return found
 
 
 def reach(graph, start):

@@ -38,6 +38,10 @@ def test_each_parameter_of_a_test_is_read_by_its_module():
     clean(house.check_parameters(ROOT))
 
 
+def test_each_decoder_is_called_by_a_fuzzer():
+    clean(house.check_decoders(ROOT))
+
+
 def test_no_room_lies_on_a_circle():
     clean(house.check_circles(layering.ROOMS))
 
@@ -98,6 +102,22 @@ def test_parameter_that_nothing_reads_is_found(tmp_path, use, found):
     row = 'sdk::Number{"slow_ms", 0, 9, &SlowValues::slowMs};\n'
     tree = {"service/modules/one/a.cpp": row + use, "service/modules/two/b.cpp": "v.slowMs;"}
     assert len(house.check_parameters(write(tmp_path, tree))) == found
+
+
+@pytest.mark.parametrize(
+    "fuzzer,found",
+    [
+        ('#include "service/modules/one/a.h"\nDecodeIt(bytes)', []),
+        ('#include "service/modules/one/a.h"\nDecodeItAll(bytes)', ["DecodeIt"]),
+        ('#include "service/modules/two/a.h"\nDecodeIt(bytes)', ["DecodeIt"]),
+    ],
+)
+def test_decoder_that_no_fuzzer_calls_is_found(tmp_path, fuzzer, found):
+    header = "// Pure.\nDecoded<std::vector<One>> DecodeIt(Bytes bytes);\nint Other(Bytes bytes);\n"
+    tree = {"service/modules/one/a.h": header, "fuzz/one_fuzzer.cpp": fuzzer}
+    assert house.check_decoders(write(tmp_path, tree)) == [
+        f"service/modules/one/a.h: no fuzzer calls {name}" for name in found
+    ]
 
 
 def test_rooms_on_a_circle_are_found():
