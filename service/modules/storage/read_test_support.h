@@ -30,7 +30,7 @@ inline Disk MakeDisk() {
 }
 
 // Read tests over a disk in memory.
-struct ReadBench final : sdk::ClosedMachine {
+struct ReadBench : sdk::ClosedMachine {
   explicit ReadBench(machine::DiskFaults faults = {}, std::uint64_t sectors = kSectors,
                      std::uint32_t sectorBytes = 512)
       : faults(std::move(faults)), geometry{sectors * sectorBytes, sectorBytes, sectorBytes} {}
