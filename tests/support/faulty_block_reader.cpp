@@ -6,6 +6,8 @@
 
 namespace orvan::machine {
 
+using namespace std::chrono_literals;
+
 FaultyBlockReader::FaultyBlockReader(BlockGeometry geometry, DiskFaults faults, std::uint32_t depth)
     : geometry_(geometry), faults_(std::move(faults)), depth_(depth) {}
 
@@ -60,11 +62,11 @@ ReaderState FaultyBlockReader::Collect(std::vector<BlockReadResult>& results,
   if (onCollect) onCollect();
   bool beside = false;  // the read before this one failed
   const std::size_t before = results.size();
-  const std::chrono::nanoseconds lastCollect = std::exchange(lastCollect_, Time());
   for (std::uint32_t slot = 0; slot < depth_ && !queue_.empty(); ++slot) {
     if (faults_.loseAfterReads >= 0 && answered_ >= faults_.loseAfterReads) return faults_.lostAs;
     const BlockRead read = queue_.front().read;
-    const std::chrono::nanoseconds begun = std::max(queue_.front().submitted, lastCollect);
+    const std::chrono::nanoseconds begun =
+        std::max(queue_.front().submitted, ended_.size() < depth_ ? 0ns : ended_.front());
     queue_.pop_front();
     int error = 0;
     const Fate fate = Judge(read, error);
@@ -82,8 +84,10 @@ ReaderState FaultyBlockReader::Collect(std::vector<BlockReadResult>& results,
     beside = fate == Fate::kBad;
     ++answered_;
     late_ += Delay(read);
-    results.push_back(
-        {read.id, error == 0 ? ReadOutcome::kRead : ReadOutcome::kFailed, error, begun, Time()});
+    ended_.push_back(Time());
+    if (ended_.size() > depth_) ended_.pop_front();
+    results.push_back({read.id, error == 0 ? ReadOutcome::kRead : ReadOutcome::kFailed, error,
+                       begun, ended_.back()});
   }
   return results.size() == before ? CollectHung(results) : ReaderState::kWorking;
 }

@@ -83,8 +83,10 @@ class FaultyBlockReader final : public BlockReader {
   std::uint32_t depth_;
   std::vector<BlockRead> submitted_;
   std::deque<Queued> queue_;
-  std::chrono::nanoseconds late_{};         // by slow sectors
-  std::chrono::nanoseconds lastCollect_{};  // a read begins when one before it has ended
+  std::chrono::nanoseconds late_{};  // by slow sectors
+  // When the last reads ended, as many as are at the disk at once: a read is given to it when the
+  // first of them has ended.
+  std::deque<std::chrono::nanoseconds> ended_;
   std::vector<BlockRead> hanging_;
   std::uint32_t mostOutstanding_ = 0;
   std::int64_t answered_ = 0;

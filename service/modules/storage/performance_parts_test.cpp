@@ -153,6 +153,36 @@ TEST(PerformanceParts, ARandomReadThatFailedHasNoTimeAndFails) {
   EXPECT_EQ(counted, 199);
 }
 
+TEST(PerformanceParts, WithoutATimeOfARandomReadThereIsNoPercentile) {
+  Halves halves;
+  halves.faultsOf.resize(2);
+  halves.faultsOf[1].failuresLeft[Halves::FirstRandomSector()] = 1;
+  const sdk::Verdict verdict = halves.Go(Small({{"reads", "1"}}));
+  EXPECT_EQ(verdict.status, kTestPassed) << verdict.message;
+  EXPECT_FALSE(halves.Has("random-read-median"));
+  EXPECT_FALSE(halves.Has("random-read-slowest"));
+}
+
+TEST(PerformanceParts, TheTimesOfRandomReadsAreGivenByTheNearestRank) {
+  Halves order;
+  order.Go(Small({{"reads", "1000"}}));
+  ASSERT_EQ(order.submitted.size(), 1000U);
+  // 0.1, 0.2, ... 100 seconds.
+  Halves halves;
+  halves.faultsOf.resize(2);
+  std::chrono::milliseconds delay{};
+  for (const sdk::BlockRead& read : order.submitted) {
+    halves.faultsOf[1].slowSectors[read.offsetBytes / 512] = delay += 100ms;
+  }
+  halves.Go(Small({{"reads", "1000"}, {"slow_ms", "600000"}}));
+  const auto measured = [&](const char* name) { return halves.context->Measured(name).value; };
+  EXPECT_NEAR(measured("random-read-median"), 50, 0.05);
+  EXPECT_NEAR(measured("random-read-95-percent"), 95, 0.05);
+  EXPECT_NEAR(measured("random-read-99-percent"), 99, 0.05);
+  EXPECT_NEAR(measured("random-read-99.9-percent"), 99.9, 0.05);
+  EXPECT_NEAR(measured("random-read-slowest"), 100, 0.05);
+}
+
 TEST(PerformanceParts, ASecondReadThatFailsFails) {
   Halves halves;
   halves.faultsOf = {{}, {}, Bad(5)};
