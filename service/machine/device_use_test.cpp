@@ -3,9 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <optional>
 
 #include "service/sdk/block_reader.h"
 #include "tests/support/captured_files.h"
+#include "tests/support/loop_device.h"
+#include "tests/support/test_folder.h"
 
 namespace orvan::machine {
 namespace {
@@ -170,6 +173,31 @@ TEST(DeviceUse, ALoopDeviceThatCannotBeAskedMayBeAUse) {
       UseUnderLoops(kDisk, [](const std::string&, std::uint64_t&) { return EACCES; });
   EXPECT_EQ(use.refusal, WriteRefusal::kUnknownUse);
   EXPECT_EQ(use.error, EACCES);
+}
+
+TEST(DeviceUse, WhatCannotBeAskedForItsGroundSaysWhy) {
+  std::uint64_t device = 17;
+  EXPECT_EQ(AskLoopGround("loop-that-is-not-there", device), ENOENT);
+  EXPECT_EQ(device, 0U);
+  EXPECT_EQ(AskLoopGround("null", device), ENOTTY);
+  EXPECT_EQ(AskLoopGround("fd", device), ELOOP);  // a link is no loop device
+}
+
+TEST(DeviceUse, ALoopDeviceTellsWhatIsUnderIt) {
+  if (!LoopDevice::CanBe()) GTEST_SKIP() << "needs root and /dev/loop-control";
+  const TestFolder folder;
+  folder.Write("disk", std::string(1U << 20, '\0'));
+  LoopDevice disk(folder / "disk", 512);
+  std::optional<LoopDevice> over;
+  over.emplace(disk.Path(), 512);
+  std::uint64_t device = 17;
+  EXPECT_EQ(AskLoopGround(disk.Name(), device), 0);
+  EXPECT_EQ(device, 0U);
+  EXPECT_EQ(AskLoopGround(over->Name(), device), 0);
+  EXPECT_EQ(device, NumberOf(disk.Path()));
+  over->Detach();
+  EXPECT_EQ(AskLoopGround(over->Name(), device), 0);
+  EXPECT_EQ(device, 0U);
 }
 
 TEST(DeviceUse, ATableThatIsCutMayLackAUse) {

@@ -202,6 +202,32 @@ TEST(PageSecretsTest, WhatAMakerPutsInWhereItLikesIsEmpty) {
   EXPECT_NE(TextAt(allocated, 104, 16), TextAt(before, 104, 16));
 }
 
+TEST(PageSecretsTest, IdentifyDataWithoutAChecksumGetsNone) {
+  Secrets secrets(KeyOf(1));
+  Bytes page = Identify();
+  page[510] = 0;
+  page[511] = 0x5A;
+  HideInAnswer(secrets, AtaCommandOf(0xEC), page);
+  EXPECT_EQ(Swapped(TextAt(page, 20, 20)), secrets.Hide("QM00001") + std::string(13, ' '));
+  EXPECT_EQ(page[510], 0);
+  EXPECT_EQ(page[511], 0x5A);
+}
+
+// A command set (type 4) is no name, and behind a length of 0 nothing is.
+TEST(PageSecretsTest, OfNvmeDescriptorsOnlyNamesAreHidden) {
+  Secrets secrets(KeyOf(1));
+  const std::string name = "\x11\x22\x33\x44\x55\x66\x77\x88";
+  Bytes names(64, 0);
+  Put(names, 0, std::string("\x04\x01\0\0\x02", 5));
+  Put(names, 5, std::string("\x03\x08\0\0", 4) + name);
+  Put(names, 17, std::string("\x01\0\0\0\x01\x08\0\0\x21\x32\x43\x54\x65\x76\x87\x98", 16));
+  const Bytes before = names;
+  HideInAnswer(secrets, NvmeCommandOf(0x06, 3), names);
+  EXPECT_EQ(TextAt(names, 0, 9), TextAt(before, 0, 9));
+  EXPECT_NE(TextAt(names, 9, 8), name);
+  EXPECT_EQ(TextAt(names, 17, 16), TextAt(before, 17, 16));
+}
+
 TEST(PageSecretsTest, APageThatIsCutIsTakenAsFarAsItGoes) {
   Secrets secrets(KeyOf(1));
   const Bytes whole = Identify();
