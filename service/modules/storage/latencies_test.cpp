@@ -75,5 +75,16 @@ TEST(Latencies, AHistogramTakesAnyTime) {
   EXPECT_TRUE(HistogramOf("read-times", {}).points.empty());
 }
 
+TEST(Latencies, TheBoundsOfAHistogramGoFrom10MicrosecondsTo1000Seconds) {
+  const auto series = HistogramOf("read-times", {0ns, 10us, 11us, 900s});
+  ASSERT_EQ(series.points.size(), 81U);
+  EXPECT_EQ(series.points[0].position, 1e-5);
+  EXPECT_EQ(series.points[0].value, 2);
+  EXPECT_NEAR(series.points[1].position, 1.2589e-5, 1e-9);
+  EXPECT_EQ(series.points[1].value, 1);
+  EXPECT_NEAR(series.points[80].position, 1000, 1e-6);
+  EXPECT_EQ(series.points[80].value, 1);
+}
+
 }  // namespace
 }  // namespace orvan::storage
