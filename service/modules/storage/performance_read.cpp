@@ -17,7 +17,7 @@ constexpr auto kNumbers = sdk::NumbersOf<PerformanceValues>(
                 1, 1024, &PerformanceValues::spotMib},
     sdk::Number{"reads", "RANDOM_READS", "|NUMBER_OF_RANDOM_READS_WHOSE_TIMES_ARE_TAKEN", 1, 65536,
                 &PerformanceValues::reads},
-    sdk::Number{"least_mibs", "LEAST_MIB_PER_SECOND", "|WARN_OF_LESS_MI|B/S,_0:_OF_NONE", 0,
+    sdk::Number{"least_mibs", "LEAST_MIB_PER_SECOND", "|WARN_OF_LESS_|MI|B/S,_0:_OF_NONE", 0,
                 1000000, &PerformanceValues::leastMibs});
 
 // The unit of most file systems; where sectors are larger one of them is read.

@@ -15,9 +15,10 @@ using sdk::MakeTest;
 constexpr std::uint32_t kMajor = 5;  // of the version of each row
 
 constexpr sdk::Row kFunnel{"FUNNEL_READ_TEST", "f", "funnel-read", sdk::TestKey(1, kMajor),
-                           "reads outermost and innermost blocks in turn, toward the middle"};
+                           "reads outermost and innermost blocks in turn, toward the middle; up to "
+                           "30 seconds, or two minutes with -E"};
 constexpr sdk::Row kRandom{"RANDOM_READ_TEST", "r", "random-read", sdk::TestKey(2, kMajor),
-                           "reads blocks in a random order"};
+                           "reads blocks in a random order; up to 10 seconds, or a minute with -E"};
 constexpr sdk::Row kLinear{
     "LINEAR_READ_TEST", "l", "linear-read", sdk::TestKey(3, kMajor),
     "reads the whole surface from first to last sector; 1.5 to 2 hours for each TB of a "
@@ -30,28 +31,34 @@ constexpr sdk::Row kPerformance{
 
 constexpr sdk::Row kWrite{
     "WRITE_TEST", "w", "write", sdk::TestKey(9, kMajor),
-    "writes to an empty disk, reads back and compares, only when destructive=yes"};
+    "writes to an empty disk, reads back and compares, only when destructive=yes; about four times "
+    "as long as l"};
 
 constexpr sdk::Row kStatus{"SMART_STATUS_TEST", "s", "smart-status", sdk::TestKey(4, kMajor),
-                           "asks the drive whether it expects to fail, and for telling numbers"};
+                           "asks the drive whether it expects to fail, and for telling numbers; "
+                           "some seconds"};
 constexpr sdk::Row kErrors{"ERROR_LOG_TEST", "e", "error-log", sdk::TestKey(5, kMajor),
-                           "looks for errors that the drive has logged since the last run"};
+                           "looks for errors that the drive has logged since the last run; some "
+                           "seconds"};
 
 constexpr sdk::Row kShortSelfTest{
     "SHORT_SELF_TEST", "t", "short-self-test", sdk::TestKey(6, kMajor),
     "has the drive test itself, in use or not, and reads its log; about 2 minutes"};
 constexpr sdk::Row kExtendedSelfTest{
     "EXTENDED_SELF_TEST", "x", "extended-self-test", sdk::TestKey(7, kMajor),
-    "the same with all of its surface; 2 to 3 hours for each TB of a rotating drive, 10 minutes to "
-    "an hour of a solid-state one"};
+    "has the drive test all of itself, in use or not, and reads its log; 2 to 3 hours for each TB "
+    "of a rotating drive, 10 minutes to an hour of a solid-state one"};
 
 constexpr sdk::Row kQuick{
     "QUICK_TEST", "Q", "quick", sdk::DiagnosticKey(1, kDiagnosticKindQuick, kMajor),
-    "samples the surface, then has the drive test itself; up to 3 minutes a disk"};
+    "asks the drive about itself, samples the surface, then has the drive test itself; up to 3 "
+    "minutes a disk"};
 constexpr sdk::Row kExtended{"EXTENDED_TEST", "E", "extended",
                              sdk::DiagnosticKey(2, kDiagnosticKindExtended, kMajor),
-                             "samples the surface longer, measures its speed, reads all of it, "
-                             "then has the drive test itself"};
+                             "asks the drive about itself, samples the surface longer, measures "
+                             "its speed, reads all of it, then has the drive test itself; 4 to 5 "
+                             "hours for each TB of a rotating disk, up to 2 hours of a solid-state "
+                             "one"};
 
 // The ranges that tests read by default: the whole disk, in blocks of so many KiB.
 constexpr RangeValues Range(std::uint64_t blockKib, std::uint64_t seconds) {
