@@ -5,6 +5,7 @@
 #include <string>
 
 #include "service/modules/storage/disk.h"
+#include "service/modules/storage/locked_drive.h"
 #include "service/modules/storage/words.h"
 
 namespace orvan::storage {
@@ -64,6 +65,11 @@ void Measure(sdk::TestContext& context, const SurfaceResult& result) {
   context.Measure({"unreadable-blocks", static_cast<double>(result.unnarrowedBlocks), "", {none}});
 }
 
+// A drive that nobody has unlocked refuses all reads, and is not faulty.
+bool IsRefusal(const SurfaceResult& result, const Verdict& verdict) {
+  return verdict.status == kTestFailed && result.bytesRead == 0 && !result.bad.IsEmpty();
+}
+
 }  // namespace
 
 const char* FitRange(const RangeValues& values, const sdk::BlockGeometry& geometry,
@@ -102,6 +108,11 @@ Verdict RunReadTest(sdk::TestContext& context, const ReadEnvironment& environmen
   Verdict verdict =
       words::SurfaceVerdict(result, plan.order.count, environment.timeLimit, style.PromisesAll());
   style.Conclude(context, result, verdict);
+  const DriveAccess access{environment.machine, environment.hung};
+  if (access.hung != nullptr && IsRefusal(result, verdict) &&
+      IsLocked(access, disk->Facts(), context.StopToken())) {
+    return Verdict::NotApplicable(words::kLocked);
+  }
   return verdict;
 }
 

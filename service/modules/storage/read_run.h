@@ -14,10 +14,13 @@
 
 namespace orvan::storage {
 
+class HungDrives;
+
 // How the tests of this module reach disks.
 struct ReadEnvironment {
   sdk::Machine* machine = nullptr;
   std::chrono::seconds timeLimit{30};
+  HungDrives* hung = nullptr;  // null: no drive is asked about itself
 };
 
 // The values that every test of a surface takes.

@@ -18,8 +18,8 @@ std::string Setting(const std::map<std::string, std::string>& settings, const ch
   return found == settings.end() ? std::string() : found->second;
 }
 
-ReadEnvironment MakeEnvironment(const sdk::ModuleEnvironment& environment) {
-  return {environment.machine, TimeLimitOf(environment.settings)};
+ReadEnvironment MakeEnvironment(const sdk::ModuleEnvironment& environment, HungDrives& hung) {
+  return {environment.machine, TimeLimitOf(environment.settings), &hung};
 }
 
 }  // namespace
@@ -33,7 +33,7 @@ std::chrono::seconds TimeLimitOf(const std::map<std::string, std::string>& setti
 StorageModule::StorageModule(const sdk::ModuleEnvironment& environment)
     : machine_(environment.machine),
       includeLoop_(Setting(environment.settings, "storage/include_loop") == "1"),
-      diagnostics_(MakeDiagnostics(MakeEnvironment(environment), {machine_, &hung_})),
+      diagnostics_(MakeDiagnostics(MakeEnvironment(environment, hung_), {machine_, &hung_})),
       tools_({MakeSmartTool({machine_, &hung_})}) {}
 
 void StorageModule::ScanDevices(sdk::ScanContext& scan) {

@@ -9,7 +9,8 @@
 
 namespace orvan::storage {
 
-// Finds the machine's disks, reads them, and writes to those that are empty when it is asked to.
+// Finds the machine's disks, asks and reads them, has them test themselves, and writes to those
+// that are empty when it is asked to.
 // Settings:
 //   storage/include_loop     "1": loop devices with a backing file are disks too
 //   storage/timeout_seconds  the time limit of one transfer, 1 to 600; default 30
@@ -20,8 +21,10 @@ class StorageModule final : public sdk::Module {
   std::string Name() const override { return "Storage"; }
   ProductVersion Version() const override { return {5, 0, 0, 0}; }
   sdk::ModuleHelp Help() const override {
-    return {"reads disks, and writes to an empty one when it is asked to.",
-            "-E\"l(block_kib=512)\" 0"};
+    return {
+        "reads disks, asks drives about their health, and writes to an empty one when it is asked "
+        "to.",
+        "-E\"l(block_kib=512)\" 0"};
   }
   const std::vector<sdk::DiagnosticRecord>& Diagnostics() const override { return diagnostics_; }
   const std::vector<sdk::ToolRecord>& Tools() const override { return tools_; }

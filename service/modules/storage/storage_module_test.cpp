@@ -420,7 +420,9 @@ TEST(StorageModule, IsMadeWithoutAnyAccess) {
   environment.machine = &closed;
   StorageModule module(environment);
   EXPECT_EQ(module.Diagnostics().size(), 2U);
-  EXPECT_EQ(module.Help().summary, "reads disks, and writes to an empty one when it is asked to.");
+  EXPECT_EQ(module.Help().summary,
+            "reads disks, asks drives about their health, and writes to an empty one when it is "
+            "asked to.");
   EXPECT_THROW(sdk::testing::DevicesOf(module), std::logic_error);
   Disk disk = MakeDisk();
   RememberingContext context(&disk);

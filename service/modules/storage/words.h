@@ -19,6 +19,8 @@ namespace orvan::storage::words {
 inline constexpr char kNoDisk[] = "|NO_DISK_TO_TEST";
 inline constexpr char kNoCapacity[] = "|THE_DISK_HAS_NO_CAPACITY";
 inline constexpr char kNoMedium[] = "|NO_MEDIUM_IN_THE_DRIVE";
+inline constexpr char kLocked[] =
+    "|THE_DRIVE_IS_LOCKED_BY_A_PASSWORD,_SO_NOTHING_ON_IT_CAN_BE_READ";
 
 // The key that is shown as `text`, with its capitals: names of commands have some. A '_' of it is
 // shown as a blank and a '|' as '/', for a drive may write both.
