@@ -15,7 +15,7 @@ pytestmark = needs_devices
         (["-A"], "  - storage"),
         (["-v"], r"  storage - version \d+\.\d+\.\d+\.\d+"),
         (["-h"], "    -A, --list-modules              Lists available modules"),
-        (["-Mstorage", "-h"], "> Storage: reads disks, asks drives about their health, and writes to"),
+        (["-Mstorage", "-h"], r"> Storage: reads disks, asks drives about their health, and writes to .+\."),
         (["-Mstorage", "-D"], "Kernel Name               {kernel_name}"),
         (["-Mstorage", "-R"], "Kernel Name               {kernel_name}"),
         (["-Mstorage", "-L"], r"\tLinear Read Test\*"),
