@@ -6,6 +6,7 @@
 
 #include "service/modules/storage/disk.h"
 #include "service/modules/storage/locked_drive.h"
+#include "service/modules/storage/surface_words.h"
 #include "service/modules/storage/words.h"
 
 namespace orvan::storage {

@@ -4,7 +4,7 @@
 
 #include "service/modules/storage/read_test_support.h"
 #include "service/modules/storage/surface_test_support.h"
-#include "service/modules/storage/words.h"
+#include "service/modules/storage/surface_words.h"
 
 // What is made of answers that take long: blocks of 8 sectors, four of them at the disk at once.
 namespace orvan::storage {

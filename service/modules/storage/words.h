@@ -8,12 +8,10 @@
 
 #include "service/modules/storage/disk.h"
 #include "service/modules/storage/drive/drive_answer.h"
-#include "service/modules/storage/surface_read.h"
-#include "service/sdk/block_reader.h"
 #include "service/sdk/verdict.h"
 
-// All that the module says to the operator, as message keys: "_" is a blank, "|" keeps the next
-// letter a capital.
+// What several tests of the module say to the operator, as message keys: "_" is a blank, "|" keeps
+// the next letter a capital.
 namespace orvan::storage::words {
 
 inline constexpr char kNoDisk[] = "|NO_DISK_TO_TEST";
@@ -27,8 +25,6 @@ inline constexpr char kLocked[] =
 std::string TextKey(std::string_view text);
 // The same of a sentence, which begins with a capital.
 std::string SentenceKey(std::string text);
-
-std::string FirstBadSectorKey(std::uint64_t lba);
 
 // "LBA 2048", "error 5 (input/output error)" and "30 seconds".
 std::string LbaKey(std::uint64_t lba);
@@ -48,12 +44,5 @@ std::optional<std::string> UntestableKey(const DiskFacts& facts);
 
 // On a drive that did not answer what a test asked of it, whatever its kind but kDone.
 sdk::Verdict NoAnswerVerdict(DriveAnswer::Kind kind, const std::string& reason);
-
-// Why a disk could not be opened.
-sdk::Verdict OpenVerdict(const sdk::OpenedReader& opened, std::chrono::seconds timeLimit);
-// What reading came to. `promisesAll`: a run that its time cap cut short is a warning,
-// for a test whose name says that all is read.
-sdk::Verdict SurfaceVerdict(const SurfaceResult& result, std::uint64_t plannedBlocks,
-                            std::chrono::seconds timeLimit, bool promisesAll);
 
 }  // namespace orvan::storage::words
