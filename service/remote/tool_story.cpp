@@ -18,10 +18,9 @@ struct ToolStory::Words {
   const char* tool;
   std::vector<std::string> opening;  // before the first device
   std::vector<std::string> closing;  // behind the last one
-  const char* canceled;              // the status of a device
-  const char* failed;
-  // What a device's end has behind its status.
-  std::vector<std::string> behindStatus;
+  // A device's end behind its id: its status, and what the tool has there.
+  std::vector<std::string> canceled;
+  std::vector<std::string> failed;
   // Properties that a listener reads at a device's end, and what they hold where nothing was told.
   std::vector<std::pair<std::string, std::vector<std::string>>> counts;
   bool hasMessage;
@@ -32,17 +31,16 @@ const ToolStory::Words* ToolStory::Find(const std::string& tool) {
       Words{kRepairTool,
             {"OnRecoverInit", kOnOperationInit},
             {"OnOperationFinish", "OnRecoverFinish"},
-            "8",
-            "10",
-            {},
+            {"8"},
+            {"10"},
             {{"SectorsInfo", {"0", "0", "0", "0"}}, {"BadSectorsList", {}}},
             true},
       Words{"smart_tool",
             {"OnSmartToolInit"},
             {"OnSmartToolFinish"},
-            "1",
-            "1",
-            {"", "", ""},
+            // Where kind and texts are empty, the listener takes any status for "not possible".
+            {"8", "scsi", "", R"([{"description":"Reading","data":"canceled"}])"},
+            {"1", "", "", ""},
             {},
             false}};
   for (const Words& each : words) {
@@ -92,8 +90,9 @@ void ToolStory::EndDevice(const Words& words, End end, const std::string& reason
       Set(key, otherwise);
     }
   }
-  std::vector<std::string> finish{device_, end == End::kFailed ? words.failed : words.canceled};
-  finish.insert(finish.end(), words.behindStatus.begin(), words.behindStatus.end());
+  std::vector<std::string> finish{device_};
+  const auto& rest = end == End::kFailed ? words.failed : words.canceled;
+  finish.insert(finish.end(), rest.begin(), rest.end());
   Set("DeviceFinish", finish);
   Fire(kOnDeviceFinish);
 }

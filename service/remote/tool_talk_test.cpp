@@ -172,6 +172,23 @@ TEST_F(ToolTalkTest, AToolThatReadsAttributesHasFailedInItsOwnWords) {
   EXPECT_EQ(context.properties["DeviceFinish"], (std::vector<std::string>{"1", "1", "", "", ""}));
 }
 
+TEST_F(ToolTalkTest, AToolThatReadsAttributesAndNeverLooksIsCanceledAndHasNotFailed) {
+  settings["tool"] = "in-device-hang";
+  settings["tool-name"] = "smart_tool";
+  limits.testGrace = 200ms;
+  ScanForTool();
+  context.onFire = [this] { context.stop.request_stop(); };
+  RunTool();
+  ASSERT_EQ(context.ends.size(), 2U);
+  const std::vector<std::string>& finish = context.properties["DeviceFinish"];
+  ASSERT_EQ(finish.size(), 5U);
+  EXPECT_EQ(finish[1], "8");
+  // With these two the view shows a status for what it is, and else for "not possible".
+  EXPECT_EQ(finish[2], "scsi");
+  EXPECT_FALSE(finish[4].empty());
+  EXPECT_EQ(context.failure, "the worker did not end in time when it was to stop");
+}
+
 TEST_F(ToolTalkTest, WhereNobodyKnowsTheToolsWordsTheProgramTellsOfItsEnd) {
   settings["tool"] = "exit";
   settings["tool-name"] = "other";
