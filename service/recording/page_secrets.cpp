@@ -177,10 +177,15 @@ bool HideInPageFile(Secrets& secrets, const std::string& path, std::string& cont
     std::string_view name;
     void (*hide)(Secrets& secrets, Page page);
   };
-  static constexpr std::array<Row, 5> kRows = {{
+  // Source: SBC-4, 6.6: limits, characteristics and provisioning of blocks name nobody.
+  constexpr auto kNothing = [](Secrets&, Page) {};
+  static constexpr std::array<Row, 8> kRows = {{
       {"/vpd_pg80", [](Secrets& secrets, Page page) { HideInVitalData(secrets, 0x80, page); }},
       {"/vpd_pg83", [](Secrets& secrets, Page page) { HideInVitalData(secrets, 0x83, page); }},
       {"/vpd_pg89", [](Secrets& secrets, Page page) { HideInVitalData(secrets, 0x89, page); }},
+      {"/vpd_pgb0", kNothing},
+      {"/vpd_pgb1", kNothing},
+      {"/vpd_pgb2", kNothing},
       {"/inquiry", HideInStandardData},
       {"/identify", HideInIdentify},
   }};

@@ -113,6 +113,10 @@ TEST(PageSecretsTest, VitalProductDataIsHiddenInFilesAndAnswers) {
   HideInAnswer(secrets, ScsiCommandOf({0x12, 0, 0, 0, 96, 0}), standard);
   EXPECT_EQ(TextAt(standard, 8, 28), "VENDOR  MODEL           1.0 ");
   EXPECT_EQ(TextAt(standard, 36, 8), secrets.Hide("X1234567"));
+  std::string characteristics("\0\xB1\0\x3C\x1C\x20\0\x02", 8);
+  const std::string told = characteristics;
+  EXPECT_TRUE(HideInPageFile(secrets, "/sys/block/sda/device/vpd_pgb1", characteristics));
+  EXPECT_EQ(characteristics, told);
   std::string other = "VENDOR";
   EXPECT_FALSE(HideInPageFile(secrets, "/sys/block/sda/device/vendor", other));
 }

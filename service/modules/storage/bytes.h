@@ -58,6 +58,11 @@ constexpr std::optional<T> BigIfThere(Bytes bytes, std::size_t at) {
   return Big<T, kSize>(bytes, at);
 }
 
+// The bytes of a file, for as long as the text is there.
+inline Bytes BytesIn(const std::string& text) {
+  return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
+}
+
 // Whether each byte is `value`; true of no bytes.
 constexpr bool IsAll(Bytes bytes, std::uint8_t value) {
   for (const std::uint8_t byte : bytes) {

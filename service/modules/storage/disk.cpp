@@ -1,6 +1,5 @@
 #include "service/modules/storage/disk.h"
 
-#include <array>
 #include <utility>
 
 #include "service/modules/storage/units.h"
@@ -76,7 +75,7 @@ Disk::Disk(std::string id, DiskFacts facts, bool isUnique)
 DeviceInformation Disk::Information() const {
   DeviceInformation record;
   record.name = ShownName(facts_);
-  const std::array<std::pair<const char*, std::string>, 12> rows = {{
+  DiskRows rows = {
       {"MODEL", OwnText(facts_.model)},
       {"SERIAL_NUMBER", OwnText(facts_.serial)},
       {"FIRMWARE", OwnText(facts_.firmware)},
@@ -85,11 +84,15 @@ DeviceInformation Disk::Information() const {
       {"PHYSICAL_SECTOR_SIZE", SectorText(facts_.physicalSectorBytes)},
       {"TRANSPORT", TransportName(facts_.transport)},
       {"MEDIA_TYPE", MediaText(facts_.isRotating)},
+  };
+  for (const auto& [label, value] : facts_.features) rows.emplace_back(label, OwnText(value));
+  const DiskRows place = {
       {"KERNEL_NAME", OwnText(facts_.kernelName)},
       {"BUS_PATH", OwnText(facts_.busPath)},
       {"BACKING_FILE", OwnText(facts_.backingFile)},
       {"COULD_NOT_BE_READ", words::UnreadText(facts_)},
-  }};
+  };
+  rows.insert(rows.end(), place.begin(), place.end());
   for (const auto& [label, value] : rows) {
     if (!value.empty()) record.entries.emplace_back(value, label);
   }

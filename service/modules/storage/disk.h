@@ -3,8 +3,10 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "service/modules/storage/ata/identify.h"
 #include "service/sdk/device.h"
 #include "service/sdk/watched_files.h"
 
@@ -28,6 +30,9 @@ struct Partition {
   std::uint64_t freeBytes = 0;
 };
 
+// Labels and values of a listing.
+using DiskRows = std::vector<std::pair<std::string, std::string>>;
+
 // All that a scan finds out about a disk. Texts are as the machine tells them. What the kernel does
 // not tell, or could not be read, is empty or none.
 struct DiskFacts {
@@ -47,6 +52,9 @@ struct DiskFacts {
   std::optional<std::uint64_t> physicalSectorBytes;
   Transport transport = Transport::kUnknown;
   std::optional<bool> isRotating;
+  // What an ATA drive said of itself when the kernel found it; none: no drive that said so.
+  std::optional<ata::Identify> identify;
+  DiskRows features;
   std::vector<Partition> partitions;
   // What is there and could not be read; paths below `folder`, or whole ones.
   std::vector<sdk::FileTrouble> unread;

@@ -9,6 +9,7 @@
 #include <string_view>
 #include <utility>
 
+#include "service/modules/storage/drive_features.h"
 #include "service/modules/storage/hardware_path.h"
 #include "service/modules/storage/identity.h"
 #include "service/modules/storage/partitions.h"
@@ -181,6 +182,7 @@ class Scan {
     const HardwarePath path = LookForPath(facts);
     facts.busPath = path.text;
     const Lacking lacking = ReadDisk(watched, path.folder, facts);
+    facts.features = ReadFeatures(files_, path.folder, facts);
     // One more check where it is known, and no lack where it is not.
     facts.diskSequence = files_.ReadNumber(facts.folder + "/diskseq").value_or(0);
     PartitionSearch partitions(watched, mounts_, facts);

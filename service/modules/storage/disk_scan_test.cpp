@@ -140,6 +140,9 @@ TEST(DiskInformation, OfASataDiskComesWholeFromItsIdentifyData) {
                                 {"PHYSICAL_SECTOR_SIZE", "4096 bytes"},
                                 {"TRANSPORT", "SATA"},
                                 {"MEDIA_TYPE", "Rotating"},
+                                {"WORLD_WIDE_NAME", "naa.50014ee2b1234567"},
+                                {"TRIM", "Not supported"},
+                                {"SECURITY", "Not supported"},
                                 {"KERNEL_NAME", "sdb"},
                                 {"BUS_PATH", "pci-0000:00:1f.2/ata-2/scsi-0:0:0"}}));
   EXPECT_EQ(disk->Information().properties.at("NonRotatingMedia"), "F");

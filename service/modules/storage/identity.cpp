@@ -4,32 +4,17 @@
 #include <array>
 #include <string_view>
 
+#include "service/modules/storage/scsi/vital_pages.h"
+
 namespace orvan::storage {
 namespace {
 
-// Source: SPC-5, Unit Serial Number VPD page (80h): 4 bytes of head, then the text.
-constexpr std::size_t kVpdHeadBytes = 4;
-// Source: SAT-4, ATA Information VPD page (89h): IDENTIFY DEVICE data of 512 bytes from byte 60.
-constexpr std::size_t kIdentifyAt = 60;
-constexpr std::size_t kIdentifyBytes = 512;
-// Source: ACS-4, IDENTIFY DEVICE: serial number words 10-19, firmware 23-26, model 27-46.
-struct WordRange {
-  std::size_t first;
-  std::size_t count;
-};
-constexpr WordRange kSerialWords{10, 10};
-constexpr WordRange kFirmwareWords{23, 4};
-constexpr WordRange kModelWords{27, 20};
-
-// An ATA text: each word holds two characters, the first in the high byte.
-std::string AtaText(const std::string& identify, WordRange range) {
-  std::string text;
-  for (std::size_t word = range.first; word < range.first + range.count; ++word) {
-    text += identify[2 * word + 1];
-    text += identify[2 * word];
-  }
-  return Trimmed(text);
-}
+// What VPD pages have at most.
+constexpr std::size_t kLongestPage = 4096;
+// Source: SAT-4, ATA Information VPD page (89h): IDENTIFY DEVICE data from byte 60, of which 4 are
+// the head of the page.
+constexpr std::uint8_t kAtaPage = 0x89;
+constexpr std::size_t kIdentifyInBody = 56;
 
 std::string FirstOf(const sdk::MachineFiles& files, const std::string& folder,
                     std::initializer_list<const char*> names) {
@@ -49,6 +34,14 @@ std::string UsbDeviceFolder(const sdk::MachineFiles& files, std::string folder) 
   return {};
 }
 
+std::optional<ata::Identify> ReadIdentify(const sdk::MachineFiles& files,
+                                          const std::string& device) {
+  const std::string page = files.ReadBytes(device + "/vpd_pg89", kLongestPage).value_or("");
+  const auto body = scsi::VitalPageBody(BytesIn(page), kAtaPage);
+  if (!body.value) return {};
+  return ata::DecodeIdentify(Part(*body.value, kIdentifyInBody)).value;
+}
+
 void ReadScsi(const sdk::MachineFiles& files, const std::string& device, DiskFacts& facts) {
   const std::string vendor = FirstOf(files, device, {"/vendor"});
   facts.model = FirstOf(files, device, {"/model"});
@@ -56,18 +49,18 @@ void ReadScsi(const sdk::MachineFiles& files, const std::string& device, DiskFac
   facts.firmware = FirstOf(files, device, {"/rev"});
   facts.worldWideName = FirstOf(files, device, {"/wwid"});
   const std::string page80 = files.ReadBytes(device + "/vpd_pg80", 260).value_or("");
-  if (page80.size() > kVpdHeadBytes) facts.serial = Trimmed(page80.substr(kVpdHeadBytes));
-  // INQUIRY cuts an ATA disk's model to 16 characters and its firmware to 4; this page does not.
-  const std::string page89 = files.ReadBytes(device + "/vpd_pg89", 4096).value_or("");
-  if (page89.size() < kIdentifyAt + kIdentifyBytes) return;
-  const std::string identify = page89.substr(kIdentifyAt, kIdentifyBytes);
-  const auto prefer = [&identify](std::string& field, WordRange words) {
-    std::string text = AtaText(identify, words);
-    if (!text.empty()) field = std::move(text);
+  if (const auto body = scsi::VitalPageBody(BytesIn(page80), scsi::kUnitSerialPage).value) {
+    facts.serial = Trimmed({body->begin(), body->end()});
+  }
+  facts.identify = ReadIdentify(files, device);
+  if (!facts.identify) return;
+  // INQUIRY cuts an ATA disk's model to 16 characters and its firmware to 4; this does not.
+  const auto prefer = [](std::string& field, const std::string& text) {
+    if (!text.empty()) field = text;
   };
-  prefer(facts.model, kModelWords);
-  prefer(facts.firmware, kFirmwareWords);
-  prefer(facts.serial, kSerialWords);
+  prefer(facts.model, facts.identify->model);
+  prefer(facts.firmware, facts.identify->firmware);
+  prefer(facts.serial, facts.identify->serial);
 }
 
 void ReadUsb(const sdk::MachineFiles& files, const std::string& folder, DiskFacts& facts) {

@@ -8,7 +8,8 @@
 namespace orvan::storage {
 
 // Fills transport, model, serial number, firmware and world-wide name of the disk named by
-// `facts.kernelName`, whose hardware has that folder. What the disk does not tell stays empty.
+// `facts.kernelName`, whose hardware has that folder, and of an ATA drive its IDENTIFY data. What
+// the disk does not tell stays empty.
 void ReadIdentity(const sdk::MachineFiles& files, const std::string& hardwareFolder,
                   DiskFacts& facts);
 

@@ -20,7 +20,7 @@ constexpr std::uint32_t kMostPrimaryPartitions = 4;
 constexpr std::uint64_t kExtendedBytes = 1024;
 
 // "\040" as in /proc, "\x20" as in the device manager's database.
-std::string Decoded(const std::string& text) {
+std::string Unescaped(const std::string& text) {
   std::string out;
   for (std::size_t i = 0; i < text.size(); ++i) {
     const bool isHex = i + 1 < text.size() && text[i + 1] == 'x';
@@ -67,10 +67,10 @@ MountTable::MountTable(const sdk::MachineFiles& files) {
     std::string field, type, source;
     while (fields >> field && field != "-") continue;
     fields >> type >> source;
-    const Mount mount{Decoded(point), type, root == "/"};
+    const Mount mount{Unescaped(point), type, root == "/"};
     Keep(byNumber_, number, mount);
     if (NamesItsDevice(number, type) && source.starts_with("/dev/")) {
-      Keep(byPath_, Decoded(source), mount);
+      Keep(byPath_, Unescaped(source), mount);
     }
   }
 }
@@ -120,7 +120,7 @@ PartitionSearch::Known PartitionSearch::ReadDeviceDatabase(const sdk::MachineFil
     const std::size_t equals = line.find('=');
     const auto field = wanted.find(line.substr(0, equals));
     if (field != wanted.end() && equals != std::string::npos) {
-      *field->second = Decoded(line.substr(equals + 1));
+      *field->second = Unescaped(line.substr(equals + 1));
     }
   }
   return known;

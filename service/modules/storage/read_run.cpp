@@ -3,9 +3,10 @@
 #include <algorithm>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "service/modules/storage/disk.h"
-#include "service/modules/storage/locked_drive.h"
+#include "service/modules/storage/drive/drive_lock.h"
 #include "service/modules/storage/surface_words.h"
 #include "service/modules/storage/words.h"
 
@@ -66,9 +67,20 @@ void Measure(sdk::TestContext& context, const SurfaceResult& result) {
   context.Measure({"unreadable-blocks", static_cast<double>(result.unnarrowedBlocks), "", {none}});
 }
 
-// A drive that nobody has unlocked refuses all reads, and is not faulty.
-bool IsRefusal(const SurfaceResult& result, const Verdict& verdict) {
-  return verdict.status == kTestFailed && result.bytesRead == 0 && !result.bad.IsEmpty();
+bool IsLocked(const ReadEnvironment& environment, const Disk& disk, std::stop_token stop) {
+  return environment.hung != nullptr &&
+         IsLocked({environment.machine, environment.hung}, disk.Facts(), std::move(stop));
+}
+
+// A drive that is locked refuses to read what may be sound.
+void ForgiveIfLocked(const ReadEnvironment& environment, const Disk& disk, std::stop_token stop,
+                     const SurfaceResult& result, Verdict& verdict) {
+  const bool isUnreadable = !result.bad.IsEmpty() || result.unnarrowedBlocks > 0;
+  const bool isThere = result.end != SurfaceEnd::kVanished && result.end != SurfaceEnd::kHung;
+  if (verdict.status != kTestFailed || !isUnreadable || !isThere) return;
+  if (!MayBeLocked(disk.Facts()) || !IsLocked(environment, disk, std::move(stop))) return;
+  verdict.status = kTestInvalid;
+  verdict.message = std::string(words::kLocked) + "._" + verdict.message;
 }
 
 }  // namespace
@@ -91,6 +103,9 @@ Verdict RunReadTest(sdk::TestContext& context, const ReadEnvironment& environmen
                     const ReadValues& values, ReadStyle& style) {
   const auto* disk = dynamic_cast<const Disk*>(context.TestedDevice());
   if (disk == nullptr) return Verdict::NotApplicable(words::kNoDisk);
+  if (HasPassword(disk->Facts()) && IsLocked(environment, *disk, context.StopToken())) {
+    return Verdict::Invalid(words::kLocked);
+  }
   const sdk::OpenedReader opened = environment.machine->OpenReader(
       OptionsFor(*disk, values, style.PaceOfReads(), environment.timeLimit), context.StopToken());
   if (!opened.reader) return words::OpenVerdict(opened, environment.timeLimit);
@@ -109,11 +124,7 @@ Verdict RunReadTest(sdk::TestContext& context, const ReadEnvironment& environmen
   Verdict verdict =
       words::SurfaceVerdict(result, plan.order.count, environment.timeLimit, style.PromisesAll());
   style.Conclude(context, result, verdict);
-  const DriveAccess access{environment.machine, environment.hung};
-  if (access.hung != nullptr && IsRefusal(result, verdict) &&
-      IsLocked(access, disk->Facts(), context.StopToken())) {
-    return Verdict::NotApplicable(words::kLocked);
-  }
+  ForgiveIfLocked(environment, *disk, context.StopToken(), result, verdict);
   return verdict;
 }
 

@@ -54,6 +54,10 @@ struct ReadBench : sdk::ClosedMachine {
     return {std::move(reader), sdk::OpenFailure::kNone, 0};
   }
 
+  sdk::CommandAnswer Send(const sdk::DriveCommand& command, std::stop_token stop) override {
+    return onSend ? onSend(command) : ClosedMachine::Send(command, std::move(stop));
+  }
+
   sdk::Verdict Run(const std::function<sdk::Verdict(sdk::TestContext&)>& test,
                    sdk::ParameterValues parameters = {}) {
     context = std::make_unique<sdk::testing::RememberingContext>(&disk, std::move(parameters));
@@ -75,6 +79,7 @@ struct ReadBench : sdk::ClosedMachine {
   std::unique_ptr<sdk::testing::RememberingContext> context;
   sdk::BlockReaderOptions opened;
   std::function<void()> onOpen;
+  std::function<sdk::CommandAnswer(const sdk::DriveCommand&)> onSend;
   machine::FaultyBlockReader* live = nullptr;
   std::vector<sdk::BlockRead> submitted;
   // How far the clock goes ahead each time that the test looks for answers, and has gone. A step

@@ -153,6 +153,16 @@ Decoded<Identify> DecodeIdentify(Bytes bytes) {
   return {identify, std::move(trouble)};
 }
 
+std::string SecurityText(const Security& security) {
+  if (!security.isSupported) return "none";
+  std::string text = security.isLocked    ? "locked"
+                     : security.isEnabled ? "password set, not locked"
+                                          : "no password set";
+  if (security.isFrozen) text += ", frozen";
+  if (security.isCountExpired) text += ", too many wrong passwords";
+  return text;
+}
+
 std::string SpeedText(std::uint16_t speed) {
   return std::to_string(speed / 10) + '.' + std::to_string(speed % 10) + " Gb/s";
 }

@@ -58,6 +58,9 @@ struct Identify {
 
 Decoded<Identify> DecodeIdentify(Bytes bytes);
 
+// "locked", "no password set, frozen"; "none" where it is not supported.
+std::string SecurityText(const Security& security);
+
 // "6.0 Gb/s", of a speed in units of 100 megabits a second.
 std::string SpeedText(std::uint16_t speed);
 

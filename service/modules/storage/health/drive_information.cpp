@@ -26,16 +26,6 @@ std::string InterfaceText(const ata::Identify& identity) {
   return text;
 }
 
-std::string SecurityText(const ata::Security& security) {
-  if (!security.isSupported) return "none";
-  std::string text = security.isLocked    ? "locked"
-                     : security.isEnabled ? "password set, not locked"
-                                          : "no password set";
-  if (security.isFrozen) text += ", frozen";
-  if (security.isCountExpired) text += ", too many wrong passwords";
-  return text;
-}
-
 std::string WorldWideNameText(const ata::Identify& identity) {
   if (!identity.worldWideName) return {};
   constexpr char kDigits[] = "0123456789abcdef";
@@ -76,7 +66,7 @@ DriveInformation InformationOf(const AtaHealth& health) {
   Add(list, "Interface", InterfaceText(identity));
   Add(list, "Queue depth", identity.queueDepth ? std::to_string(*identity.queueDepth) : "");
   Add(list, "TRIM", YesOrNo(identity.hasTrim));
-  Add(list, "Security", SecurityText(identity.security));
+  Add(list, "Security", ata::SecurityText(identity.security));
   Add(list, "Self-tests", YesOrNo(identity.hasSelfTests || health.data.hasSelfTests));
   Add(list, "Error log", YesOrNo(identity.hasErrorLog || health.data.hasErrorLog));
   return list;

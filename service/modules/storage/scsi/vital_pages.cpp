@@ -86,6 +86,22 @@ Decoded<BlockLimits> DecodeBlockLimits(Bytes answer) {
   return {limits, page.trouble};
 }
 
+const char* FormFactorText(FormFactor form) {
+  switch (form) {
+    case FormFactor::k5Inch25:
+      return "5.25 inches";
+    case FormFactor::k3Inch5:
+      return "3.5 inches";
+    case FormFactor::k2Inch5:
+      return "2.5 inches";
+    case FormFactor::k1Inch8:
+      return "1.8 inches";
+    case FormFactor::kLess:
+      break;
+  }
+  return "less than 1.8 inches";
+}
+
 Decoded<BlockCharacteristics> DecodeBlockCharacteristics(Bytes answer) {
   const Decoded<Bytes> page = WholePage(answer, kBlockCharacteristicsPage, 8);
   if (!page.value) return Distrusted<BlockCharacteristics>(page.trouble);

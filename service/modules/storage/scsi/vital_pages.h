@@ -46,6 +46,9 @@ Decoded<BlockLimits> DecodeBlockLimits(Bytes answer);
 
 enum class FormFactor : std::uint8_t { k5Inch25, k3Inch5, k2Inch5, k1Inch8, kLess };
 
+// "3.5 inches".
+const char* FormFactorText(FormFactor form);
+
 // Source: SBC-4, 6.6, tables "Block Device Characteristics VPD page", "MEDIUM ROTATION RATE field",
 // "NOMINAL FORM FACTOR field" and "ZONED field".
 struct BlockCharacteristics {
