@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <map>
 
@@ -21,6 +22,9 @@ class OwnTimes {
   // The answer to read `id`; ids rise in the order in which reads were handed over, and answers
   // come in the order in which they ended. `oldest`: no read with a lower id is outstanding.
   Duration OnAnswer(std::uint64_t id, Duration begun, Duration ended, std::uint64_t oldest);
+  // How many answers are remembered: no more than reads were outstanding at once, however many
+  // came.
+  std::size_t Remembered() const { return ended_.size(); }
 
  private:
   // When reads ended, by id. An answer to an earlier read that came later hides one to a later

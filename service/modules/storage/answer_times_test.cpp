@@ -50,6 +50,15 @@ TEST(OwnTimes, OfReadsOneByOneIsTheTimeAtTheDisk) {
             (std::vector<Duration>{2s, 27s, 1s}));
 }
 
+TEST(OwnTimes, OfHoweverManyReadsFewAreRemembered) {
+  OwnTimes times;
+  for (std::uint64_t id = 0; id < 1000; ++id) {
+    // Of two neighbours the second comes first.
+    times.OnAnswer(id ^ 1, 0s, std::chrono::seconds(id), id & ~std::uint64_t{1});
+    ASSERT_LE(times.Remembered(), 2U) << id;
+  }
+}
+
 // The same by looking at every earlier answer.
 TEST(OwnTimes, IsWhatThePlainRuleGives) {
   std::mt19937 random(3);

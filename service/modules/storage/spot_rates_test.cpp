@@ -88,6 +88,39 @@ TEST(SpotRates, OnePlaceThatIsSlowIsNoRegion) {
   EXPECT_NEAR(*rates.RateOf(SpotRates::kOuter), 40960000, 1);
 }
 
+TEST(SpotRates, OfARegionIsTheMedianOfFourPlaces) {
+  const std::chrono::microseconds times[] = {400us, 100us, 300us, 200us};
+  std::uint64_t last = 0;
+  int place = -1;
+  SpotRates rates(kBlocks, 16);
+  // The places from the first to the last.
+  std::vector<std::uint64_t> blocks;
+  const BlockOrder order = rates.Order();
+  for (std::uint64_t i = 0; i < order.count; ++i) blocks.push_back(order.at(i));
+  std::sort(blocks.begin(), blocks.end());
+  std::chrono::nanoseconds now = 5s;
+  for (const std::uint64_t block : blocks) {
+    if (place < 0 || block != last + 1) ++place;
+    last = block;
+    now += times[place % 4];
+    rates.Add({kFirstLba + 8 * block, 8, sdk::ReadOutcome::kRead, 0, 4096, 1ms, now}, kFirstLba, 8);
+  }
+  // Of 10.24, 13.65, 20.48 and 40.96 million bytes per second the third.
+  EXPECT_NEAR(*rates.RateOf(SpotRates::kOuter), 20480000, 1);
+  EXPECT_NEAR(*rates.RateOf(SpotRates::kInner), 20480000, 1);
+}
+
+TEST(SpotRates, WhatFailedBringsNothing) {
+  SpotRates rates(kBlocks, 16);
+  for (std::uint64_t block = 0; block < 16; ++block) {
+    rates.Add({kFirstLba + 8 * block, 8, sdk::ReadOutcome::kFailed, 5, 4096, 1ms,
+               5s + std::chrono::milliseconds(block)},
+              kFirstLba, 8);
+  }
+  EXPECT_EQ(rates.Fastest(), 0);
+  EXPECT_TRUE(rates.Series("rates").points.empty());
+}
+
 TEST(SpotRates, TheBetterOfTwoRunsCounts) {
   SpotRates slow = Read([](std::uint64_t) { return 900us; });
   const SpotRates fast = Read([](std::uint64_t) { return 100us; });

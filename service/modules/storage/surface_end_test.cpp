@@ -78,6 +78,60 @@ TEST(SurfaceEnd, WhatFailedWhileTheDiskStillAnsweredIsOfItsSurface) {
   EXPECT_EQ(result.lastFailures, 0U);
 }
 
+TEST(SurfaceEnd, OneAnswerAmongFailuresVouchesForThoseBeforeThem) {
+  // The first four blocks fail, then three of four; sector by sector the disk is gone.
+  DiskFaults faults = Bad({0, 8, 16, 24, 32, 40, 48});
+  faults.vanishAfterReads = 8;
+  MemoryRun run(faults, 64);
+  const SurfaceResult result = run.Go();
+  EXPECT_EQ(result.end, SurfaceEnd::kVanished);
+  EXPECT_EQ(result.unnarrowedBlocks, 4U);
+  EXPECT_EQ(result.firstUnnarrowedLba, 0U);
+  EXPECT_EQ(result.lastFailures, 3U);
+}
+
+// A reader that has nothing to tell the second time.
+class QuietReader final : public sdk::BlockReader {
+ public:
+  explicit QuietReader(sdk::BlockReader& reader) : reader_(reader) {}
+  const sdk::BlockGeometry& Geometry() const override { return reader_.Geometry(); }
+  std::uint32_t Capacity() const override { return reader_.Capacity(); }
+  void Submit(const std::vector<sdk::BlockRead>& reads) override { reader_.Submit(reads); }
+  sdk::ReaderState Collect(std::vector<sdk::BlockReadResult>& results,
+                           std::chrono::milliseconds wait) override {
+    return ++calls_ == 2 ? sdk::ReaderState::kWorking : reader_.Collect(results, wait);
+  }
+
+ private:
+  sdk::BlockReader& reader_;
+  int calls_ = 0;
+};
+
+TEST(SurfaceEnd, SilenceVouchesForNothing) {
+  MemoryRun run(PulledOut(0, 4), 64);
+  run.plan.order = LinearOrder(run.Blocks());
+  QuietReader reader(run.reader);
+  const SurfaceResult result = ReadSurface(reader, run.plan, run.stop.get_token(), run.hooks);
+  EXPECT_EQ(result.end, SurfaceEnd::kVanished);
+  EXPECT_EQ(result.unnarrowedBlocks, 0U);
+  EXPECT_EQ(result.lastFailures, 4U);
+}
+
+TEST(SurfaceEnd, OfBlocksThatWereNotGoneOverTheLowestIsNamed) {
+  DiskFaults faults = Bad({20, 100});
+  faults.badSectors[100] = ENODATA;
+  for (const bool isBackwards : {false, true}) {
+    MemoryRun run(faults, 256);
+    const std::uint64_t blocks = run.Blocks();
+    run.plan.order = {
+        blocks, [=](std::uint64_t index) { return isBackwards ? blocks - 1 - index : index; }};
+    const SurfaceResult result = run.Go(0);
+    EXPECT_EQ(result.unnarrowedBlocks, 2U);
+    EXPECT_EQ(result.firstUnnarrowedLba, 16U);
+    EXPECT_EQ(result.firstUnnarrowedError, EIO);
+  }
+}
+
 TEST(SurfaceEnd, WhatFailedLongBeforeADiskVanishedIsOfItsSurface) {
   MemoryRun run(PulledOut(0, 300), 512);
   run.hooks.now = [&run] { return run.time += 100ms; };

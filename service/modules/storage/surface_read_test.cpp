@@ -178,5 +178,29 @@ TEST(SurfaceRead, BlocksThatCanBeReadOnTheSecondTryAreCounted) {
   EXPECT_EQ(MemoryRun(Bad({100})).Go().secondTryBlocks, 0U);
 }
 
+TEST(SurfaceRead, ItsProgressIsThatOfTheBlocks) {
+  MemoryRun run({}, 80000);
+  run.Go();
+  // Of 10,000 blocks some hundred are read in each quarter of a second.
+  ASSERT_GT(run.percents.size(), 20U);
+  for (std::size_t i = 1; i + 1 < run.percents.size(); ++i) {
+    EXPECT_NEAR(run.percents[i],
+                100.0 * static_cast<double>(i) / static_cast<double>(run.percents.size() - 1), 2)
+        << i;
+  }
+}
+
+TEST(SurfaceRead, ItsProgressIsThatOfTheTimeWhereThatIsShorter) {
+  MemoryRun run({}, 8000000);
+  run.plan.timeCap = std::chrono::seconds(10);
+  EXPECT_EQ(run.Go().end, SurfaceEnd::kTimeCap);
+  ASSERT_GT(run.percents.size(), 20U);
+  for (std::size_t i = 1; i + 1 < run.percents.size(); ++i) {
+    EXPECT_NEAR(run.percents[i],
+                100.0 * static_cast<double>(i) / static_cast<double>(run.percents.size() - 1), 4)
+        << i;
+  }
+}
+
 }  // namespace
 }  // namespace orvan::storage
