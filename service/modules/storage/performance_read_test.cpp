@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "service/modules/storage/read_test_support.h"
 
 namespace orvan::storage {
@@ -93,33 +95,6 @@ TEST(PerformanceRead, EndsWithItsTime) {
   const sdk::Verdict verdict = bench.Run("E", "p", With({{"seconds", "2"}}));
   EXPECT_EQ(verdict.status, kTestPassed);
   EXPECT_NE(verdict.message.find("|TIME_IS_UP:_"), std::string::npos);
-}
-
-TEST(LinearRead, MeasuresItsRateOverTheSurface) {
-  ReadBench bench({}, kGib);
-  bench.eachLook = 10ms;
-  bench.Run("E", "l", {{"block_kib", "256"}});
-  ASSERT_EQ(bench.context->series.size(), 1U);
-  const sdk::MeasurementSeries& rates = bench.context->series[0];
-  EXPECT_EQ(rates.name, "read-rate-over-surface");
-  EXPECT_EQ(rates.unit, "B/s");
-  EXPECT_EQ(rates.axis, "lba");
-  EXPECT_GT(rates.points.size(), 200U);
-  EXPECT_LE(rates.points.size(), sdk::kMostSeriesPoints);
-}
-
-TEST(RandomRead, MeasuresHowItsAnswersSpread) {
-  ReadBench bench({}, kGib);
-  bench.eachLook = 10ms;
-  bench.Run("Q", "r", {{"blocks", "500"}});
-  ASSERT_EQ(bench.context->series.size(), 1U);
-  const sdk::MeasurementSeries& times = bench.context->series[0];
-  EXPECT_EQ(times.name, "answer-times");
-  EXPECT_EQ(times.kind, sdk::MeasurementSeries::Kind::kHistogram);
-  double counted = 0;
-  for (const auto& point : times.points) counted += point.value;
-  EXPECT_EQ(counted, 500);
-  EXPECT_GT(times.points.front().position, 0.009);
 }
 
 }  // namespace

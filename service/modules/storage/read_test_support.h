@@ -88,4 +88,20 @@ struct ReadBench : sdk::ClosedMachine {
   std::chrono::milliseconds ahead{0};
 };
 
+// The options of a diagnostic and of one of its tests.
+using NamedTest = std::pair<std::string, std::string>;
+
+// Those that read the surface; what writes and what asks drives has tests of its own.
+inline std::vector<NamedTest> AllReadTests() {
+  std::vector<NamedTest> all;
+  for (const sdk::DiagnosticRecord& diagnostic : MakeDiagnostics({})) {
+    for (const sdk::TestRecord& test : diagnostic.tests) {
+      if (!test.mayWrite && !test.parameters.empty()) {
+        all.emplace_back(diagnostic.option, test.option);
+      }
+    }
+  }
+  return all;
+}
+
 }  // namespace orvan::storage
