@@ -129,16 +129,18 @@ void Look::JudgeAta() {
   }
 }
 
-// Whether an ATA drive that told nothing of its attributes may have a word for its health.
-bool MayHaveStatus(const DriveLink& link, const DriveHealth& health) {
+// Whether an ATA drive that told nothing of its attributes may have a word for its health. A USB
+// bridge may give back the registers that it was sent, so alone they are no word of the drive's.
+bool MayHaveStatus(const DriveLink& link, const DiskFacts& facts, const DriveHealth& health) {
   if (link.Protocol() != DriveProtocol::kAta || EndsAsking(health.kind)) return false;
+  if (facts.transport == Transport::kUsb) return false;
   const auto identity = ata::DecodeIdentify(link.Opening().data);
   return identity.value && !WhyNoSmart(*identity.value);
 }
 
 Verdict Look::Judge() {
   const bool isTold = health_.IsTold();
-  if (!isTold && !MayHaveStatus(link_, health_)) {
+  if (!isTold && !MayHaveStatus(link_, disk_.Facts(), health_)) {
     return words::NoAnswerVerdict(health_.kind, health_.reason);
   }
   TakeTroubles();

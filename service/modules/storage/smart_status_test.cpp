@@ -44,6 +44,7 @@ struct SoundScsi : ScsiBench {
 
 template <typename Bench>
 struct Tried : Bench {
+  using Bench::Bench;
   sdk::Verdict Result() {
     const Disk disk("0", this->facts, true);
     context = std::make_unique<sdk::testing::RememberingContext>(&disk);
@@ -185,6 +186,22 @@ TEST(SmartStatus, AnExceptionOfScsiFails) {
   EXPECT_EQ(verdict.status, kTestFailed);
   EXPECT_EQ(verdict.message,
             Key("Pending exception: failure prediction threshold exceeded (5Dh/00h)"));
+}
+
+// Its registers may be those that it was sent, so alone they count for nothing.
+TEST(SmartStatus, WhatAUsbBridgeMakesUpIsNoWordOfTheDrive) {
+  Tried<SoundAta> bench(Transport::kUsb);
+  bench.Answer("B0/D0", RawBytes(512, 0));
+  EXPECT_EQ(bench.Result().status, kTestNotApplicable);
+  EXPECT_EQ(bench.Result().message, Key("SMART READ DATA: the answer is nothing but zeros"));
+  bench.Answer("B0/D0", DataWith(5, 100, 0));
+  RawBytes thresholds = HealthyThresholds();
+  thresholds[100] ^= 1;
+  bench.Answer("B0/D1", thresholds);
+  EXPECT_EQ(bench.Result().status, kTestPassed);
+  EXPECT_EQ(bench.Result().message,
+            Key("Not all could be looked at: SMART READ ATTRIBUTE THRESHOLDS: the checksum of the "
+                "SMART thresholds is wrong"));
 }
 
 TEST(SmartStatus, IsNotApplicableToWhatHasNoWordForIt) {

@@ -39,7 +39,7 @@ auto Ask(DriveLink& link, DriveRequest request, const RequestDetails& details, D
   const DriveAnswer answer = link.Send(request, details);
   if (!answer.IsDone()) return {std::nullopt, {answer.kind, answer.reason}};
   auto decoded = decode(Bytes(answer.data));
-  DriveTrouble trouble{decoded.value ? DriveAnswer::Kind::kDone : DriveAnswer::Kind::kGarbage,
+  DriveTrouble trouble{decoded.value ? DriveAnswer::Kind::kDone : link.KindOfNonsense(),
                        std::move(decoded.trouble)};
   if (!trouble.text.empty()) trouble.text = std::string(RowOf(request).name) + ": " + trouble.text;
   return {std::move(decoded.value), std::move(trouble)};

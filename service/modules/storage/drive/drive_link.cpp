@@ -150,6 +150,10 @@ DriveAnswer DriveLink::Send(DriveRequest request, const RequestDetails& details)
   return Told(Kind::kNotTried, std::string(row.name) + ": the drive speaks another language");
 }
 
+DriveAnswer::Kind DriveLink::KindOfNonsense() const {
+  return facts_.transport == Transport::kUsb ? Kind::kNotSupported : Kind::kGarbage;
+}
+
 void DriveLink::ObeyInstead(std::stop_token stop) {
   lastStop_ = stop;
   stop_ = std::move(stop);
@@ -185,7 +189,7 @@ DriveAnswer DriveLink::CarryOnce(const DriveCommandRow& row, const RequestDetail
     whyClosed_ = answer.reason;
   }
   // It is the bridge that answers so, which says nothing about the drive.
-  if (answer.kind == Kind::kGarbage || !whyClosed_.empty()) answer.kind = Kind::kNotSupported;
+  if (answer.kind == Kind::kGarbage || !whyClosed_.empty()) answer.kind = KindOfNonsense();
   return answer;
 }
 

@@ -37,6 +37,10 @@ class DriveLink {
   // nothing says that it is an ATA drive.
   const std::string& WhyNotAta() const { return whyNotAta_; }
 
+  // What an answer is that cannot be the drive's: garbage, and behind a USB bridge, which may have
+  // made it up, nothing that the drive would have said.
+  DriveAnswer::Kind KindOfNonsense() const;
+
   // Carries out a request of this link's protocol. Waits as long as its row says and a little, and
   // ends at once after a stop, but for the end of a self-test. A drive that was reset, or reports
   // what an earlier command did, gets it a second time.

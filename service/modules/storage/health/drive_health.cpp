@@ -114,7 +114,7 @@ DriveHealth ReadScsi(DriveLink& link) {
   } else if (health.troubles.empty()) {
     return Nothing(Kind::kNotSupported, "the drive has no log page that tells of its health");
   } else {
-    return Nothing(Kind::kGarbage, health.troubles.front().text);
+    return Nothing(link.KindOfNonsense(), health.troubles.front().text);
   }
   return health;
 }

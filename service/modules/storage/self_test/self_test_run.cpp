@@ -24,10 +24,6 @@ constexpr milliseconds kLastWords{600};
 constexpr int kLooksForEnd = 20;
 constexpr milliseconds kLookPace{100};
 
-Verdict NoAnswer(const DriveAnswer& answer) {
-  return words::NoAnswerVerdict(answer.kind, answer.reason);
-}
-
 class SelfTestRun {
  public:
   SelfTestRun(sdk::TestContext& context, const DriveAccess& access, const DiskFacts& facts,
@@ -53,6 +49,11 @@ class SelfTestRun {
   }
 
  private:
+  Verdict NoAnswer(const DriveAnswer& answer) const {
+    const Kind kind = answer.kind == Kind::kGarbage ? link_.KindOfNonsense() : answer.kind;
+    return words::NoAnswerVerdict(kind, answer.reason);
+  }
+
   Verdict Start() {
     const DriveAnswer answer = tests_->Start();
     switch (answer.kind) {

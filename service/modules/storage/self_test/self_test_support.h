@@ -42,9 +42,11 @@ inline bool IsOrder(const sdk::DriveCommand& command) {
 // A drive that tests itself, in a machine whose clock goes on while somebody waits.
 struct SelfTestBench {
   explicit SelfTestBench(Language language, Habits habits = {})
+      : SelfTestBench(language, std::move(habits), TransportOf(language)) {}
+  SelfTestBench(Language language, Habits habits, Transport transport)
       : machine(std::make_unique<sdk::testing::CapturedFiles>(kOrdinaryFiles)),
         drive(machine, language, std::move(habits)),
-        disk("0", FactsOf(TransportOf(language)), true),
+        disk("0", FactsOf(transport), true),
         context(&disk) {
     machine.GrantWriting(true);
   }

@@ -4,6 +4,7 @@
 #include <mutex>
 
 #include "service/modules/storage/self_test/self_test_support.h"
+#include "service/modules/storage/words.h"
 #include "service/sdk/closed_machine.h"
 
 // Self-tests that are stopped, stand still, or whose drive is lost.
@@ -12,6 +13,21 @@ namespace {
 
 using namespace std::chrono_literals;
 using Result = SelfTestingDrive::Result;
+
+// It is the bridge that says so, and nothing is known of the drive.
+TEST(SelfTest, WhatAUsbBridgeMakesUpIsNoFaultOfTheDrive) {
+  SelfTestBench bench(Language::kAta, {}, Transport::kUsb);
+  bench.drive.meddle = [](const sdk::DriveCommand& command) -> std::optional<sdk::CommandAnswer> {
+    const auto& ata = std::get<sdk::AtaCommand>(command.command);
+    if (ata.command != 0xB0) return {};
+    return Good(RawBytes(512, 0));
+  };
+  const sdk::Verdict verdict = bench.Run();
+  EXPECT_EQ(verdict.status, kTestNotApplicable);
+  EXPECT_EQ(verdict.message,
+            words::SentenceKey("SMART READ DATA: the answer is nothing but zeros"));
+  EXPECT_EQ(bench.drive.starts, 0);
+}
 
 class StoppedSelfTest : public EachLanguage {};
 INSTANTIATE_TEST_SUITE_P(SelfTest, StoppedSelfTest, AllLanguages(), LanguageName);
