@@ -40,7 +40,7 @@ std::string SecondsKey(std::chrono::seconds seconds) {
 }
 
 std::string ErrorWords(int error) {
-  static constexpr std::array<ErrorRow, 25> kRows = {{
+  static constexpr std::array<ErrorRow, 33> kRows = {{
       {EIO, "input/output error"},
       {ENODATA, "critical medium error"},
       {ETIMEDOUT, "timeout"},
@@ -65,6 +65,14 @@ std::string ErrorWords(int error) {
       {EPROTO, "protocol error"},
       {EPIPE, "broken pipe"},
       {EAGAIN, "resource temporarily unavailable"},
+      {ENOTTY, "not known to the driver"},
+      {EOPNOTSUPP, "operation not supported"},
+      {ENOTBLK, "no block device"},
+      {ENOMEDIUM, "no medium"},
+      {EROFS, "read only"},
+      {ENOSPC, "no space left"},
+      {EFBIG, "file too large"},
+      {ESHUTDOWN, "no more transfers are tried"},
       {sdk::kNotRecorded, "not in the recording"},
   }};
   const auto row = std::find_if(kRows.begin(), kRows.end(),

@@ -41,6 +41,11 @@ TEST(ErrorWords, HasWordsForWhatKeepsTheReaderFromItsWork) {
   for (const int error : {EPERM, EACCES, EBUSY, EMFILE, EPROTO, EPIPE, EAGAIN, ENOSYS}) {
     EXPECT_NE(words::ErrorWords(error), "unknown error") << error;
   }
+  // What keeps a command from its drive, a disk from being written, or a file from being kept.
+  for (const int error :
+       {ENOTTY, EOPNOTSUPP, ENOTBLK, ENOMEDIUM, EROFS, ENOSPC, EFBIG, ESHUTDOWN}) {
+    EXPECT_NE(words::ErrorWords(error), "unknown error") << error;
+  }
   EXPECT_EQ(words::ErrorWords(sdk::kNotRecorded), "not in the recording");
   EXPECT_EQ(words::ErrorWords(9999), "unknown error");
 }
