@@ -60,7 +60,7 @@ class AtaSelfTests final : public SelfTests {
     if (!identity.value->isSmartEnabled) {
       return Told(Kind::kNotSupported, "the drive has SMART turned off, and it stays off");
     }
-    Asked<ata::SmartData> data = SmartData();
+    Reply<ata::SmartData> data = SmartData();
     if (!data.value) return std::move(data.answer);
     if (!identity.value->hasSelfTests && !data.value->hasSelfTests) {
       return Told(Kind::kNotSupported, "the drive has no self-tests");
@@ -76,8 +76,8 @@ class AtaSelfTests final : public SelfTests {
     return estimate_;
   }
 
-  Asked<SelfTestState> State() override {
-    Asked<ata::SmartData> data = SmartData();
+  Reply<SelfTestState> State() override {
+    Reply<ata::SmartData> data = SmartData();
     if (!data.value) return {{}, std::move(data.answer)};
     const ata::SelfTestStatus& status = data.value->selfTest;
     SelfTestState state;
@@ -87,7 +87,7 @@ class AtaSelfTests final : public SelfTests {
     return {std::move(state), std::move(data.answer)};
   }
 
-  Asked<TestHistory> History() override {
+  Reply<TestHistory> History() override {
     if (pages_ == 0) return HistoryOf(R::kAtaSelfTestLog, {}, kPlaces);
     return HistoryOf(R::kAtaExtSelfTestLog, {.bytes = pages_ * kLogPageBytes},
                      pages_ * kPlacesOfPage);
@@ -100,17 +100,17 @@ class AtaSelfTests final : public SelfTests {
   DriveAnswer Abort() override { return link_.Send(R::kAtaAbortSelfTest); }
 
  private:
-  Asked<ata::SmartData> SmartData() {
+  Reply<ata::SmartData> SmartData() {
     DriveAnswer answer = link_.Send(R::kSmartData);
     if (!answer.IsDone()) return {{}, std::move(answer)};
-    return AskedOf(R::kSmartData, ata::DecodeSmartData(answer.data));
+    return ReplyOf(R::kSmartData, ata::DecodeSmartData(answer.data));
   }
 
-  Asked<TestHistory> HistoryOf(DriveRequest request, const RequestDetails& details,
+  Reply<TestHistory> HistoryOf(DriveRequest request, const RequestDetails& details,
                                std::size_t places) {
     DriveAnswer answer = link_.Send(request, details);
     if (!answer.IsDone()) return {{}, std::move(answer)};
-    Asked<ata::SelfTestLog> log = AskedOf(
+    Reply<ata::SelfTestLog> log = ReplyOf(
         request, request == R::kAtaSelfTestLog ? ata::DecodeSelfTestLog(answer.data)
                                                : ata::DecodeExtendedSelfTestLog(answer.data));
     if (!log.value) return {{}, std::move(log.answer)};

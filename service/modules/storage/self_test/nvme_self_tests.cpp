@@ -58,8 +58,8 @@ class NvmeSelfTests final : public SelfTests {
     kind_ = kind;
     DriveAnswer answer = link_.Send(R::kNvmeIdentifyController);
     if (!answer.IsDone()) return answer;
-    Asked<nvme::Controller> controller =
-        AskedOf(R::kNvmeIdentifyController, nvme::DecodeController(answer.data));
+    Reply<nvme::Controller> controller =
+        ReplyOf(R::kNvmeIdentifyController, nvme::DecodeController(answer.data));
     if (!controller.value) return std::move(controller.answer);
     if (!controller.value->hasSelfTest) {
       return Told(Kind::kNotSupported, "the drive has no self-tests");
@@ -74,8 +74,8 @@ class NvmeSelfTests final : public SelfTests {
 
   std::optional<std::chrono::seconds> Estimate() const override { return estimate_; }
 
-  Asked<SelfTestState> State() override {
-    Asked<nvme::SelfTestLog> log = Log();
+  Reply<SelfTestState> State() override {
+    Reply<nvme::SelfTestLog> log = Log();
     if (!log.value) return {{}, std::move(log.answer)};
     SelfTestState state;
     state.isRunning = log.value->runningCode != 0;
@@ -83,8 +83,8 @@ class NvmeSelfTests final : public SelfTests {
     return {std::move(state), std::move(log.answer)};
   }
 
-  Asked<TestHistory> History() override {
-    Asked<nvme::SelfTestLog> log = Log();
+  Reply<TestHistory> History() override {
+    Reply<nvme::SelfTestLog> log = Log();
     if (!log.value) return {{}, std::move(log.answer)};
     TestHistory history;
     history.places = kPlaces;
@@ -101,10 +101,10 @@ class NvmeSelfTests final : public SelfTests {
   DriveAnswer Abort() override { return link_.Send(R::kNvmeAbortSelfTest); }
 
  private:
-  Asked<nvme::SelfTestLog> Log() {
+  Reply<nvme::SelfTestLog> Log() {
     DriveAnswer answer = link_.Send(R::kNvmeSelfTestLog);
     if (!answer.IsDone()) return {{}, std::move(answer)};
-    return AskedOf(R::kNvmeSelfTestLog, nvme::DecodeSelfTestLog(answer.data));
+    return ReplyOf(R::kNvmeSelfTestLog, nvme::DecodeSelfTestLog(answer.data));
   }
 
   DriveLink& link_;

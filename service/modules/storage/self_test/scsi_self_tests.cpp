@@ -71,7 +71,7 @@ class ScsiSelfTests final : public SelfTests {
     kind_ = kind;
     DriveAnswer answer = link_.Send(R::kScsiLogSense, {.page = scsi::kSupportedLogPages});
     if (!answer.IsDone()) return answer;
-    const auto pages = AskedOf(R::kScsiLogSense, scsi::DecodeSupportedLogPages(answer.data));
+    const auto pages = ReplyOf(R::kScsiLogSense, scsi::DecodeSupportedLogPages(answer.data));
     if (!pages.value) return pages.answer;
     const scsi::LogPageName wanted{scsi::kSelfTestResultsPage, 0};
     if (std::find(pages.value->begin(), pages.value->end(), wanted) == pages.value->end()) {
@@ -87,7 +87,7 @@ class ScsiSelfTests final : public SelfTests {
   std::optional<std::chrono::seconds> Estimate() const override { return estimate_; }
 
   // A drive may tell of a test in the background in its sense data, in its log, or in both.
-  Asked<SelfTestState> State() override {
+  Reply<SelfTestState> State() override {
     DriveAnswer answer = link_.Send(R::kScsiRequestSense);
     if (!answer.IsDone()) return {{}, std::move(answer)};
     SelfTestState state;
@@ -98,17 +98,17 @@ class ScsiSelfTests final : public SelfTests {
       }
     }
     if (state.isRunning) return {std::move(state), Told(Kind::kDone, {})};
-    Asked<TestHistory> history = History();
+    Reply<TestHistory> history = History();
     if (!history.value) return {{}, std::move(history.answer)};
     state.isRunning = !history.value->tests.empty() &&
                       history.value->tests.front().outcome == SelfTestOutcome::kRunning;
     return {std::move(state), std::move(history.answer)};
   }
 
-  Asked<TestHistory> History() override {
+  Reply<TestHistory> History() override {
     DriveAnswer answer = link_.Send(R::kScsiLogSense, kResults);
     if (!answer.IsDone()) return {{}, std::move(answer)};
-    auto entries = AskedOf(R::kScsiLogSense, scsi::DecodeSelfTestResults(answer.data));
+    auto entries = ReplyOf(R::kScsiLogSense, scsi::DecodeSelfTestResults(answer.data));
     if (!entries.value) return {{}, std::move(entries.answer)};
     TestHistory history;
     history.places = kPlaces;

@@ -39,10 +39,10 @@ class SelfTestRun {
   Verdict Run() {
     if (!link_.Opening().IsDone() || !tests_) return NoAnswer(link_.Opening());
     if (DriveAnswer ready = tests_->Prepare(kind_); !ready.IsDone()) return NoAnswer(ready);
-    const Asked<SelfTestState> state = tests_->State();
+    const Reply<SelfTestState> state = tests_->State();
     if (!state.value) return NoAnswer(state.answer);
     if (state.value->isRunning) return words::SelfTestRunsAlready(state.value->percentDone);
-    Asked<TestHistory> history = tests_->History();
+    Reply<TestHistory> history = tests_->History();
     if (!history.value) return NoAnswer(history.answer);
     before_ = *std::move(history.value);
     return Start();
@@ -74,7 +74,7 @@ class SelfTestRun {
   // Somebody may have begun one in the meantime.
   Verdict WhyNotStarted(const DriveAnswer& answer) {
     if (answer.kind != Kind::kNotNow) return NoAnswer(answer);
-    const Asked<SelfTestState> state = tests_->State();
+    const Reply<SelfTestState> state = tests_->State();
     const bool runs = state.value && state.value->isRunning;
     return runs ? words::SelfTestRunsAlready(state.value->percentDone) : NoAnswer(answer);
   }
@@ -120,7 +120,7 @@ class SelfTestRun {
     ended.trouble = answer.reason;
     if (answer.kind == Kind::kTimedOut || answer.kind == Kind::kGone) return ended;
     for (int look = 0; look < kLooksForEnd; ++look) {
-      const Asked<TestHistory> history = tests_->History();
+      const Reply<TestHistory> history = tests_->History();
       if (history.value) {
         ended.test = TestStartedBetween(before_, *history.value, kind_, wasSeen);
       } else if (ended.trouble.empty()) {

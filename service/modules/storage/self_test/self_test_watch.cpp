@@ -55,7 +55,7 @@ SelfTestWatch::End SelfTestWatch::Wait() {
 }
 
 std::optional<SelfTestWatch::End> SelfTestWatch::Look() {
-  const Asked<SelfTestState> state = tests_.State();
+  const Reply<SelfTestState> state = tests_.State();
   now_ = clock_.Look();
   if (!state.value) return OnTrouble(state.answer);
   lastAnswer_ = now_;
@@ -69,7 +69,7 @@ std::optional<SelfTestWatch::End> SelfTestWatch::Look() {
 
 // The drive says that no test runs: it is over, has not begun, or never does.
 std::optional<SelfTestWatch::End> SelfTestWatch::LookAtLog() {
-  const Asked<TestHistory> history = tests_.History();
+  const Reply<TestHistory> history = tests_.History();
   if (!history.value) return OnTrouble(history.answer);
   ours_ = TestStartedBetween(before_, *history.value, kind_, wasSeen_);
   if (ours_ && ours_->outcome != SelfTestOutcome::kRunning) return End::kOver;

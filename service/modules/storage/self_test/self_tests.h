@@ -12,7 +12,7 @@ namespace orvan::storage {
 
 // What a drive was asked for, or why it is not there: `answer` is kDone with a value alone.
 template <typename T>
-struct Asked {
+struct Reply {
   std::optional<T> value;
   DriveAnswer answer;
 };
@@ -33,8 +33,8 @@ class SelfTests {
   virtual DriveAnswer Prepare(SelfTestKind kind) = 0;
   // How long the drive expects the test to take; none: it does not say.
   virtual std::optional<std::chrono::seconds> Estimate() const = 0;
-  virtual Asked<SelfTestState> State() = 0;
-  virtual Asked<TestHistory> History() = 0;
+  virtual Reply<SelfTestState> State() = 0;
+  virtual Reply<TestHistory> History() = 0;
   // In the background: the drive does what else it is asked for meanwhile.
   virtual DriveAnswer Start() = 0;
   virtual DriveAnswer Abort() = 0;
@@ -48,16 +48,16 @@ std::unique_ptr<SelfTests> MakeNvmeSelfTests(DriveLink& link);
 
 // What a decoder made of a drive's answer to that request: distrusted data is garbage.
 template <typename T>
-Asked<T> AskedOf(DriveRequest request, Decoded<T> decoded) {
-  Asked<T> asked;
+Reply<T> ReplyOf(DriveRequest request, Decoded<T> decoded) {
+  Reply<T> reply;
   if (decoded.value) {
-    asked.answer.kind = DriveAnswer::Kind::kDone;
-    asked.value = std::move(decoded.value);
+    reply.answer.kind = DriveAnswer::Kind::kDone;
+    reply.value = std::move(decoded.value);
   } else {
-    asked.answer.kind = DriveAnswer::Kind::kGarbage;
-    asked.answer.reason = std::string(RowOf(request).name) + ": " + decoded.trouble;
+    reply.answer.kind = DriveAnswer::Kind::kGarbage;
+    reply.answer.reason = std::string(RowOf(request).name) + ": " + decoded.trouble;
   }
-  return asked;
+  return reply;
 }
 
 // The standards leave a short test two minutes.
