@@ -61,7 +61,7 @@ void SelfTests(Bytes answer) {
   const auto decoded = DecodeSelfTestLog(answer);
   const auto* const found = Checked(decoded);
   if (found == nullptr) return;
-  Require(found->entries.size() <= 20 && found->percentDone <= 100);
+  Require(found->entries.size() <= 20 && found->percentDone.value_or(0) <= 100);
   for (const SelfTestEntry& entry : found->entries) {
     Require(entry.code != 0 && !ResultWords(entry.result).empty());
     Require(IsPlain(StatusWords(entry.statusType.value_or(0), entry.statusCode.value_or(0))));

@@ -1,6 +1,7 @@
 #include "service/modules/storage/nvme/self_test_log.h"
 
 #include <array>
+#include <utility>
 
 namespace orvan::storage::nvme {
 namespace {
@@ -21,6 +22,11 @@ constexpr std::array<std::string_view, 10> kWords = {
     "aborted for an unknown reason",
     "aborted by a sanitize",
 };
+
+// Source: NVM Express Base 2.0, 5.16.1.7: what runs is a short or an extended test, or the maker's.
+constexpr bool IsTest(std::uint8_t code) {
+  return code == kShortTest || code == kExtendedTest || code == 0xE;
+}
 
 // The fields that the third byte vouches for.
 void ReadDiagnostics(Bytes bytes, SelfTestEntry& entry) {
@@ -54,17 +60,22 @@ Decoded<SelfTestLog> DecodeSelfTestLog(Bytes answer) {
   }
   SelfTestLog log;
   log.runningCode = answer[0] & 0x0F;
-  log.percentDone = log.runningCode == 0 ? std::uint8_t{0} : std::uint8_t(answer[1] & 0x7F);
-  if (log.percentDone > 100) {
-    return Distrusted<SelfTestLog>("a self-test is done by " + std::to_string(log.percentDone) +
-                                   " percent");
+  std::string trouble;
+  if (log.runningCode != 0) {
+    const std::uint8_t percent = answer[1] & 0x7F;
+    if (percent <= 100) {
+      log.percentDone = percent;
+    } else {
+      trouble = "a self-test is done by " + std::to_string(percent) + " percent";
+      if (!IsTest(log.runningCode)) return Distrusted<SelfTestLog>(std::move(trouble));
+    }
   }
   const Bytes all = Part(answer, 0, kSelfTestLogBytes);
   for (std::size_t at = kHeadBytes; Holds(all, at, kEntryBytes); at += kEntryBytes) {
     const Bytes bytes = Part(all, at, kEntryBytes);
     if (IsUsed(bytes)) log.entries.push_back(EntryOf(bytes));
   }
-  return {std::move(log), ""};
+  return {std::move(log), std::move(trouble)};
 }
 
 std::string_view ResultWords(SelfTestResult result) {

@@ -45,9 +45,9 @@ struct SelfTestEntry {
 
 // Source: NVM Express Base 2.0, 5.16.1.7, table "Device Self-test Log Page".
 struct SelfTestLog {
-  std::uint8_t runningCode = 0;  // of the test that runs; 0: none does
-  std::uint8_t percentDone = 0;
-  std::vector<SelfTestEntry> entries;  // the newest first, 20 at most
+  std::uint8_t runningCode = 0;             // of the test that runs; 0: none does
+  std::optional<std::uint8_t> percentDone;  // of that test; none: none runs, or it is no percentage
+  std::vector<SelfTestEntry> entries;       // the newest first, 20 at most
 };
 
 // Pure; any thread.

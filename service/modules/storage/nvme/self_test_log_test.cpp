@@ -72,9 +72,19 @@ TEST(NvmeSelfTests, AreNotDoneByMoreThanAWhole) {
   auto answer = FromHex("01 E4 00*562");
   EXPECT_EQ(DecodeSelfTestLog(answer).value->percentDone, 100);
   answer[1] = 101;
-  EXPECT_EQ(DecodeSelfTestLog(answer).trouble, "a self-test is done by 101 percent");
+  answer[4] = 0x10;
+  const auto running = DecodeSelfTestLog(answer);
+  EXPECT_EQ(running.trouble, "a self-test is done by 101 percent");
+  ASSERT_TRUE(running.value);
+  EXPECT_EQ(running.value->percentDone, std::nullopt);
+  EXPECT_EQ(running.value->runningCode, kShortTest);
+  EXPECT_EQ(running.value->entries.size(), 1U);
   answer[0] = 0;
-  EXPECT_EQ(DecodeSelfTestLog(answer).value->percentDone, 0);
+  EXPECT_EQ(DecodeSelfTestLog(answer).value->percentDone, std::nullopt);
+  // What runs is no test either.
+  answer[0] = 0x0F;
+  EXPECT_FALSE(DecodeSelfTestLog(answer).value);
+  EXPECT_FALSE(DecodeSelfTestLog(FromHex("FF*564")).value);
 }
 
 TEST(NvmeSelfTests, SayTheirResultInWords) {

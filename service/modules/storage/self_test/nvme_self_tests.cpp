@@ -79,7 +79,7 @@ class NvmeSelfTests final : public SelfTests {
     if (!log.value) return {{}, std::move(log.answer)};
     SelfTestState state;
     state.isRunning = log.value->runningCode != 0;
-    if (state.isRunning) state.percentDone = log.value->percentDone;
+    if (log.value->percentDone) state.percentDone = *log.value->percentDone;
     return {std::move(state), std::move(log.answer)};
   }
 

@@ -174,6 +174,13 @@ TEST_P(LostSelfTest, WhosePercentageIsNonsenseEndsAsItEnds) {
   EXPECT_EQ(bench.context.percents.back(), 100);
 }
 
+TEST_P(LostSelfTest, WhosePercentageIsNonsenseIsNotEndedBeforeItsTime) {
+  SelfTestBench bench(GetParam(), {.takes = 3min, .told = [](int) { return 120; }});
+  const sdk::Verdict verdict = bench.Run();
+  EXPECT_EQ(verdict.status, kTestPassed) << verdict.message;
+  EXPECT_EQ(bench.drive.aborts, 0);
+}
+
 TEST_P(LostSelfTest, WithoutAnEstimateGetsTheTimeThatItsSizeNeeds) {
   SelfTestBench bench(GetParam(), {.extendedTime = 0min, .stopsAt = 40});
   const sdk::Verdict verdict = bench.Run(SelfTestKind::kExtended);
