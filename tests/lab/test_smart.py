@@ -157,6 +157,46 @@ def test_the_drive_tells_more_when_it_is_wanted(world):
     assert re.search(r"^NVMe version {28}1\.4 *$", text, re.M)
 
 
+def told_by_smartctl(world, name):
+    return json.loads(world.guest.run("smartctl", "-j", "-i", f"/dev/{name}").stdout)
+
+
+def test_the_listing_of_an_ata_drive_says_what_smartctl_and_the_kernel_say(world):
+    drive = listed(world, "Serial Number", "ahci")
+    theirs = told_by_smartctl(world, drive["Kernel Name"])
+    assert drive["Trim"] == ("Supported" if theirs["trim"]["supported"] else "Not supported")
+    security = world.guest.run("smartctl", "-g", "security", f"/dev/{drive['Kernel Name']}")
+    assert re.search(r"^ATA Security is: +Unavailable$", security.stdout.decode(), re.M)
+    assert drive["Security"] == "Not supported"
+    assert "rotation_rate" not in theirs and "Rotation Rate" not in drive
+    assert "form_factor" not in theirs and "Form Factor" not in drive
+    link = re.search(r"SATA link up ([\d.]+) Gbps", world.guest.kernel_log())
+    assert drive["Interface Speed"] == f"{link[1]} Gb/s"
+
+
+def test_the_listing_of_an_nvme_drive_says_what_nvme_and_its_port_say(world):
+    drive = listed(world, "Serial Number", "nvme")
+    controller = json.loads(
+        world.guest.said("nvme", "id-ctrl", "-o", "json", f"/dev/{drive['Kernel Name']}")
+    )
+    assert drive["Trim"] == ("Supported" if controller["oncs"] & 4 else "Not supported")
+    assert int(drive["Queue Depth"]) > 0
+    # The emulator's ports are of the first generation, or tell more.
+    assert re.fullmatch(r"[\d.]+ GT/s x\d+", drive["Interface Speed"])
+    assert re.fullmatch(r"[\d.]+ GT/s x\d+", drive["Maximum Interface Speed"])
+
+
+def test_the_listing_of_a_scsi_drive_says_what_smartctl_says(world):
+    drive = listed(world, "Model", "ST380013AS")
+    theirs = told_by_smartctl(world, drive["Kernel Name"])
+    assert theirs["rotation_rate"] == 0
+    assert drive["Media Type"] == "Solid state" and "Rotation Rate" not in drive
+    assert drive["Form Factor"] == "less than 1.8 inches"
+    assert theirs["form_factor"]["name"] == "< 1.8 inches"
+    # A name of type 3 is the kernel's own, and no worldwide one.
+    assert theirs["logical_unit_id"].startswith("0x3") and "World Wide Name" not in drive
+
+
 def test_nothing_is_written(machine, world):
     shown(world)
     for drive in machine.drives.values():

@@ -19,7 +19,7 @@ struct Told {
   const std::string& hardware;  // its folder below /sys/devices
   const DiskFacts& facts;
   LinkSpeeds speeds = {};
-  // Of a drive that gave no IDENTIFY data.
+  // Of a drive whose IDENTIFY data does not tell as much.
   std::optional<scsi::BlockCharacteristics> characteristics = {};
 
   std::optional<std::uint64_t> Number(const char* name) const {
@@ -34,9 +34,10 @@ std::string Capital(std::string text) {
 
 std::string WorldWideName(const Told& told) {
   const std::string& name = told.facts.worldWideName;
-  // Others are made of model and serial number.
-  const bool isOne =
-      name.starts_with("naa.") || name.starts_with("eui.") || name.starts_with("uuid.");
+  // Source: SPC-5, 7.7.6.6: what begins with 3 is assigned by whom the drive serves. Others are
+  // made of model and serial number.
+  const bool isOne = (name.starts_with("naa.") && !name.starts_with("naa.3")) ||
+                     name.starts_with("eui.") || name.starts_with("uuid.");
   return isOne ? name : std::string();
 }
 
@@ -50,13 +51,17 @@ std::string MostSpeed(const Told& told) {
 
 std::string RotationRate(const Told& told) {
   std::optional<std::uint16_t> rate;
-  if (told.facts.identify) rate = told.facts.identify->rotationsPerMinute;
   if (told.characteristics) rate = told.characteristics->rotationsPerMinute;
+  if (told.facts.identify && told.facts.identify->rotationsPerMinute) {
+    rate = told.facts.identify->rotationsPerMinute;
+  }
   return rate ? std::to_string(*rate) + " rpm" : std::string();
 }
 
 std::string FormFactor(const Told& told) {
-  if (told.facts.identify) return told.facts.identify->formFactor.value_or("");
+  if (told.facts.identify && told.facts.identify->formFactor) {
+    return *told.facts.identify->formFactor;
+  }
   if (!told.characteristics || !told.characteristics->formFactor) return {};
   return scsi::FormFactorText(*told.characteristics->formFactor);
 }
@@ -123,8 +128,10 @@ DiskRows ReadFeatures(const sdk::MachineFiles& files, const std::string& hardwar
   }};
   if (facts.transport == Transport::kLoop) return {};
   Told told{files, hardwareFolder, facts, ReadLinkSpeeds(files, hardwareFolder, facts)};
-  if (!facts.identify && HasVitalPages(facts.transport))
+  const bool isFormTold = facts.identify && facts.identify->formFactor;
+  if (!isFormTold && HasVitalPages(facts.transport)) {
     told.characteristics = ReadCharacteristics(told);
+  }
   DiskRows rows;
   for (const Row& row : kRows) {
     std::string text = row.text(told);

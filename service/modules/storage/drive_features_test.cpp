@@ -158,6 +158,16 @@ TEST(DriveFeatures, OfASasDriveComeFromItsPagesAndThePhysOfItsPort) {
             {"TRIM", "Not supported"}}));
 }
 
+TEST(DriveFeatures, WhatIdentifyDataDoesNotTellThePageTells) {
+  const std::string page = BinaryLine(std::string(kSata) + "/vpd_pgb1", kHead, Characteristics());
+  const std::string disk = SataDisk() + page;
+  Rows rows = FeaturesOf(disk + IdentifyFile(kSata, Identity().PutWord(168, 0).PutWord(217, 0)));
+  EXPECT_EQ(rows["ROTATION_RATE"], "10000 rpm");
+  EXPECT_EQ(rows["FORM_FACTOR"], "2.5 inches");
+  EXPECT_EQ(FeaturesOf(disk + IdentifyFile(kSata, Identity().PutWord(168, 0)))["ROTATION_RATE"],
+            "7200 rpm");
+}
+
 TEST(DriveFeatures, OfAnNvmeDriveComeFromItsPciLinkAndItsController) {
   const std::string function = "/sys/devices/pci0000:00/0000:00:1d.0/0000:01:00.0";
   const std::string block = function + "/nvme/nvme0/nvme0n1";
@@ -201,6 +211,7 @@ TEST(DriveFeatures, ANameOfModelAndSerialNumberIsNoWorldWideOne) {
     return FeaturesOf(DiskAt(kSas) + "f " + kSas + "/wwid " + wwid + "\n")["WORLD_WIDE_NAME"];
   };
   EXPECT_EQ(name("t10.ATA MODEL SN"), "");
+  EXPECT_EQ(name("naa.3000c500a1b2c3d4"), "");
   EXPECT_EQ(name("naa.5000c500a1b2c3d4"), "naa.5000c500a1b2c3d4");
 }
 
