@@ -226,8 +226,8 @@ TEST(SmartStatus, IsNotApplicableToWhatHasNoWordForIt) {
 
   Tried<SoundAta> off;
   off.Answer("EC", BytesOf(HealthyIdentity().PutWord(85, 0)));
-  EXPECT_EQ(off.Result().status, kTestInvalid);
-  EXPECT_EQ(off.Result().message, Key("SMART is switched off in the drive"));
+  EXPECT_EQ(off.Result().status, kTestNotApplicable);
+  EXPECT_EQ(off.Result().message, Key("SMART is switched off in the drive, and stays off"));
 }
 
 TEST(SmartStatus, RegistersThatSayNeitherAreNoPass) {

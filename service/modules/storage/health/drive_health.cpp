@@ -124,7 +124,7 @@ DriveHealth ReadScsi(DriveLink& link) {
 std::optional<DriveTrouble> WhyNoSmart(const ata::Identify& identity) {
   if (!identity.hasSmart) return DriveTrouble{Kind::kNotSupported, "the drive has no SMART"};
   if (identity.isSmartEnabled) return {};
-  return DriveTrouble{Kind::kNotNow, "SMART is switched off in the drive"};
+  return DriveTrouble{Kind::kNotSupported, "SMART is switched off in the drive, and stays off"};
 }
 
 DriveHealth ReadHealth(DriveLink& link) {

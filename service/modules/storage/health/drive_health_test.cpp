@@ -85,8 +85,8 @@ TEST(DriveHealthTest, SmartThatIsOffStaysOff) {
   bench.Answer("EC", BytesOf(HealthyIdentity().PutWord(85, 0)));
   const DriveHealth health = HealthOf(bench);
   EXPECT_FALSE(health.IsTold());
-  EXPECT_EQ(health.kind, Kind::kNotNow);
-  EXPECT_EQ(health.reason, "SMART is switched off in the drive");
+  EXPECT_EQ(health.kind, Kind::kNotSupported);
+  EXPECT_EQ(health.reason, "SMART is switched off in the drive, and stays off");
   EXPECT_EQ(bench.Sent(), Names{"EC"});
 }
 

@@ -5,6 +5,7 @@
 #include "service/modules/storage/ata/self_test_log.h"
 #include "service/modules/storage/ata/smart_data.h"
 #include "service/modules/storage/drive/answer_kinds.h"
+#include "service/modules/storage/health/drive_health.h"
 #include "service/modules/storage/self_test/self_tests.h"
 
 namespace orvan::storage {
@@ -56,10 +57,7 @@ class AtaSelfTests final : public SelfTests {
     kind_ = kind;
     const auto identity = ata::DecodeIdentify(link_.Opening().data);
     if (!identity.value) return Told(Kind::kGarbage, "IDENTIFY DEVICE: " + identity.trouble);
-    if (!identity.value->hasSmart) return Told(Kind::kNotSupported, "the drive has no SMART");
-    if (!identity.value->isSmartEnabled) {
-      return Told(Kind::kNotSupported, "the drive has SMART turned off, and it stays off");
-    }
+    if (const auto why = WhyNoSmart(*identity.value)) return Told(why->kind, why->text);
     Reply<ata::SmartData> data = SmartData();
     if (!data.value) return std::move(data.answer);
     if (!identity.value->hasSelfTests && !data.value->hasSelfTests) {

@@ -181,7 +181,7 @@ TEST(SelfTestRunTest, SmartThatIsMissingOrTurnedOffIsToldOf) {
   SelfTestBench off(Language::kAta, {.isSmartEnabled = false});
   const sdk::Verdict verdict = off.Run();
   EXPECT_EQ(verdict.status, kTestNotApplicable);
-  EXPECT_EQ(verdict.message, "|THE_DRIVE_HAS_|S|M|A|R|T_TURNED_OFF,_AND_IT_STAYS_OFF");
+  EXPECT_EQ(verdict.message, "|S|M|A|R|T_IS_SWITCHED_OFF_IN_THE_DRIVE,_AND_STAYS_OFF");
   EXPECT_EQ(off.machine.sent.size(), 1U);
 }
 
