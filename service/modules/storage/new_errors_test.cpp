@@ -60,6 +60,28 @@ TEST(NewErrorsTest, AFirstRunWarnsOfAllThatIsThere) {
   EXPECT_EQ(bench.Result().status, kTestPassed);
 }
 
+TEST(NewErrorsTest, WhereTheDriveCountsNoFurtherThereMayBeMore) {
+  Tried<LoggingAta> bench;
+  bench.Log({kRefused}, 65530);
+  bench.Result();
+  bench.Log({kRefused, kUnreadable}, 65535);
+  EXPECT_EQ(bench.Result().message,
+            Key(std::string("At least 5 new errors in the drive's error log, ") + kNewest));
+}
+
+TEST(NewErrorsTest, WhatCouldNotBeReadIsInTheLogAndAStopIsNoEnd) {
+  Tried<LoggingAta> bench;
+  bench.HasExtendedLog(1);
+  bench.extended[100] ^= 1;
+  bench.Result();
+  ASSERT_FALSE(bench.context->lines.empty());
+  EXPECT_NE(bench.context->lines.back().find("READ LOG EXT"), std::string::npos)
+      << bench.context->lines.back();
+  bench.Answer("EC", OutcomeOf(Outcome::kNotTried, ECANCELED));
+  EXPECT_EQ(bench.Result().status, kTestCanceled);
+  EXPECT_EQ(bench.context->percents, std::vector<int>{0});
+}
+
 TEST(NewErrorsTest, WhatTheDriveRefusedIsNoFaultOfIt) {
   Tried<LoggingAta> bench;
   bench.Result();

@@ -126,10 +126,11 @@ TEST(SmartStatus, WhatWasKeptIsNotTrustedWhenItIsDamaged) {
   EXPECT_NE(bench.Result().found.find("cannot be kept for the next run"), std::string::npos);
 }
 
-// What has the logs 03h and 04h, and of the statistics the pages of general and of error counts.
+// What has the logs 03h and 04h with a page each, which names no more, and of the statistics the
+// pages of general and of error counts.
 RawBytes LogsOfDrive() {
   ata::Pages pages;
-  return BytesOf(pages.PutWord(0, 1).PutWord(3, 1).PutWord(4, 8));
+  return BytesOf(pages.PutWord(0, 1).PutWord(3, 1).PutWord(4, 1));
 }
 RawBytes IdentityWithLogs() {
   ata::Pages pages = HealthyIdentity();
@@ -166,6 +167,14 @@ TEST(SmartStatus, AsksADriveThatHasThemForItsStatistics) {
   EXPECT_EQ(bench.Sent(), (Names{"EC", "B0/D0", "B0/D1", "B0/DA", "2F", "2F", "2F", "2F"}));
   bench.pending = 4;
   EXPECT_EQ(bench.Result().message, Key("Pending sectors: 4 (limit 0)"));
+}
+
+TEST(SmartStatus, WhatADriveDoesNotTellIsInTheLog) {
+  Tried<SoundAta> bench;
+  bench.Answer("B0/D1", Good(RawBytes(512, 0)));
+  bench.Result();
+  ASSERT_EQ(bench.context->lines.size(), 1U);
+  EXPECT_TRUE(bench.context->lines[0].starts_with("SMART READ ATTRIBUTE THRESHOLDS: "));
 }
 
 TEST(SmartStatus, ACriticalWarningOfNvmeFailsInItsWords) {

@@ -37,7 +37,10 @@ class RememberingTool final : public sdk::ToolContext {
   }
   void Withdraw(const sdk::Device& device) override { withdrawn.push_back(device.Id()); }
   std::stop_token StopToken() const override { return stop.get_token(); }
-  void Log(sdk::LogLevel, const std::string& text) override { log.push_back(text); }
+  void Log(sdk::LogLevel level, const std::string& text) override {
+    levels.push_back(level);
+    log.push_back(text);
+  }
 
   bool hasListener = true;
   std::vector<const sdk::Device*> devices;
@@ -47,6 +50,7 @@ class RememberingTool final : public sdk::ToolContext {
   std::vector<std::vector<std::string>> finishes;
   std::vector<std::string> withdrawn;
   std::vector<std::string> log;
+  std::vector<sdk::LogLevel> levels;  // of the lines of the log
   std::stop_source stop;
 };
 

@@ -125,6 +125,8 @@ TEST(SmartToolTest, EachEndHasItsStatusAndItsReason) {
     EXPECT_THAT(finish[4], HasSubstr("Transport")) << where;
     ASSERT_EQ(context.log.size(), 1U) << where;
     EXPECT_THAT(context.log[0], HasSubstr(end.reason));
+    const bool isStopped = std::string(end.status) == "8";
+    EXPECT_EQ(context.levels[0], isStopped ? sdk::LogLevel::kInfo : sdk::LogLevel::kWarning);
     EXPECT_TRUE(context.log[0].starts_with("device 0: no attributes were read: "));
   }
 }
@@ -212,6 +214,7 @@ TEST(SmartToolTest, TheModuleOffersItByTheNameThatTheProgramKnows) {
   const sdk::ToolRecord& tool = module.Tools().back();
   EXPECT_EQ(tool.name, "smart_tool");
   EXPECT_EQ(tool.hint, "smart");
+  EXPECT_EQ(tool.description, "SHOWS_|S|M|A|R|T_ATTRIBUTES");
   EXPECT_FALSE(tool.mayWrite);
 }
 

@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <set>
+#include <utility>
+
 #include "service/modules/storage/error_test_support.h"
 
 namespace orvan::storage {
@@ -84,6 +87,25 @@ TEST(LoggedErrors, NameSectorsThatAreOnTheDisk) {
             Names{"!uncorrectable data (UNC) at LBA 33554432, READ DMA EXT, at power-on hour 300"});
 }
 
+TEST(LoggedErrors, OfALogThatCannotBeReadInOnePieceTheSummaryIsRead) {
+  for (const auto& [pages, last] : {std::pair{2048, "2F"}, std::pair{2049, "B0/D5"}}) {
+    LoggingAta bench;
+    bench.HasExtendedLog(static_cast<std::uint16_t>(pages));
+    EXPECT_EQ(Read(bench).sources.size(), 1U);
+    EXPECT_EQ(bench.Sent().back(), last) << pages;
+  }
+}
+
+TEST(LoggedErrors, OfADriveWithoutSmartAreNotAskedFor) {
+  LoggingAta bench;
+  ata::Pages identity = HealthyIdentity();
+  bench.Answer("EC", BytesOf(identity.PutWord(82, 0).PutWord(85, 0)));
+  EXPECT_EQ(Read(bench).trouble.kind, Kind::kNotSupported);
+  EXPECT_EQ(bench.Sent(), Names{"EC"});
+  bench.Answer("EC", RawBytes(512, 0));
+  EXPECT_EQ(Read(bench).trouble.kind, Kind::kGarbage);
+}
+
 TEST(LoggedErrors, FallBackToTheSummary) {
   LoggingAta none;
   none.HasExtendedLog(0);
@@ -115,6 +137,15 @@ TEST(LoggedErrors, OfNvmeAreAllThatTheControllerKeeps) {
                    "invalid field in the command (002h)"}));
   EXPECT_EQ(bench.Sent(), (Names{"NVMe 06/01", "NVMe 02/01"}));
   EXPECT_EQ(bench.machine.sent.back().bytesIn, 64U * 64U);
+}
+
+TEST(LoggedErrors, OfAnNvmeControllerWithoutAnyAreNone) {
+  LoggingNvme bench;
+  bench.Answer("NVMe 02/01", RawBytes(64 * 64, 0));
+  const LoggedErrors errors = Read(bench);
+  ASSERT_EQ(errors.sources.size(), 1U);
+  EXPECT_EQ(errors.sources[0].count, 0U);
+  EXPECT_TRUE(errors.sources[0].entries.empty());
 }
 
 TEST(LoggedErrors, OfNvmeThatAreOfTheHostsMakingAreNoFaults) {
@@ -153,6 +184,26 @@ TEST(LoggedErrors, OfScsiAreCountsAndWhatTheScanHasMet) {
   EXPECT_EQ(bench.Sent(), (Names{"4D/00", "4D/03", "4D/15"}));
 }
 
+// Blocks that the drive met in one minute, in its order: one that it could read after all, one
+// while it was not ready, and one that is lost.
+TEST(LoggedErrors, OfTheScanThatTheDriveHelpedItselfWithAreNoFaults) {
+  LoggingScsi bench;
+  bench.Answer("4D/15", FromHex("15 00 00 58 00 00 03 0C 00 00 00 60 00 08 00 01 00 00 00 01 "
+                                "00 01 03 14 00 00 00 60 51 17 01 00*5 00*7 11 "
+                                "00 02 03 14 00 00 00 60 12 04 00 00*5 00*7 12 "
+                                "00 03 03 14 00 00 00 60 13 11 00 00*5 00*7 13"));
+  const ErrorSource source = Read(bench).sources.at(1);
+  ASSERT_EQ(source.entries.size(), 3U);
+  EXPECT_TRUE(source.entries[0].isHarmless);
+  EXPECT_NE(source.entries[0].text.find("at LBA 17,"), std::string::npos) << source.entries[0].text;
+  EXPECT_FALSE(source.entries[1].isHarmless);
+  EXPECT_FALSE(source.entries[2].isHarmless);
+  EXPECT_NE(source.entries[2].text.find("at LBA 19,"), std::string::npos) << source.entries[2].text;
+  const std::set<std::uint64_t> ids = {0, source.entries[0].id, source.entries[1].id,
+                                       source.entries[2].id};
+  EXPECT_EQ(ids.size(), 4U);
+}
+
 TEST(LoggedErrors, AreNoneOfADriveThatHasNoLog) {
   LoggingScsi bench;
   bench.Answer("4D/00", FromHex("00 00 00 01 0D"));
@@ -160,6 +211,7 @@ TEST(LoggedErrors, AreNoneOfADriveThatHasNoLog) {
             (DriveTrouble{Kind::kNotSupported, "the drive has no log page that tells of errors"}));
   HealthBench disk(Transport::kVirtio);
   EXPECT_EQ(Read(disk).trouble.kind, Kind::kNotSupported);
+  EXPECT_NE(Read(disk).trouble.text, "");
 }
 
 ErrorSource SourceOf(std::uint64_t count, std::initializer_list<std::uint64_t> ids,
