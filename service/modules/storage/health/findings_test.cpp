@@ -156,6 +156,16 @@ TEST(AtaFindings, MeasureEachNumberWithItsLimit) {
   EXPECT_EQ(findings.measured[0].limits[0].value, 0);
 }
 
+TEST(AtaFindings, FailuresComeFirst) {
+  AtaHealth health = HealthWith(197, 3);
+  health.data.attributes = {{4, 0x32, 10, 10}, {3, 0x33, 10, 10}};
+  health.thresholds.emplace().byId[4] = 20;
+  health.thresholds->byId[3] = 21;
+  const Texts texts = TextsOf(FindingsOf(AtaNumbers{&health}, false, {}));
+  ASSERT_EQ(texts.size(), 2U);
+  EXPECT_EQ(texts[0], "FAILED Spin-up time: value 10 (threshold 21)");
+}
+
 nvme::HealthLog SoundLog() {
   nvme::HealthLog log;
   log.sparePercent = 100;
@@ -198,6 +208,30 @@ TEST(NvmeFindings, FailADriveForTheWarningOfAnEnduranceGroup) {
   log.enduranceGroupWarning = 0x12;
   EXPECT_EQ(TextsOf(FindingsOf(log)),
             Texts{"Warning of an endurance group without a name here: 12h"});
+}
+
+TEST(NvmeFindings, FailuresComeFirst) {
+  nvme::HealthLog log = SoundLog();
+  log.criticalWarning = 0x80;
+  log.enduranceGroupWarning = nvme::kMediaAreReadOnly;
+  EXPECT_EQ(TextsOf(FindingsOf(log)),
+            (Texts{"FAILED Warning of an endurance group: the media can only be read",
+                   "Critical warning without a name here: 80h"}));
+}
+
+TEST(NvmeFindings, MeasureInTheUnitOfTheirNumbers) {
+  nvme::HealthLog log = SoundLog();
+  log.usedPercent = 7;
+  const Findings findings = FindingsOf(log);
+  const auto unitOf = [&findings](const std::string& name) {
+    for (const sdk::Measurement& one : findings.measured) {
+      if (one.name == name) return one.unit;
+    }
+    return std::string("none is measured");
+  };
+  EXPECT_EQ(unitOf("percentage-used"), "%");
+  EXPECT_EQ(unitOf("available-spare"), "%");
+  EXPECT_EQ(unitOf("media-and-data-integrity-errors"), "");
 }
 
 TEST(NvmeFindings, HoldNumbersAgainstTheirLimits) {

@@ -91,7 +91,9 @@ TEST(LoggedErrors, OfALogThatCannotBeReadInOnePieceTheSummaryIsRead) {
   for (const auto& [pages, last] : {std::pair{2048, "2F"}, std::pair{2049, "B0/D5"}}) {
     LoggingAta bench;
     bench.HasExtendedLog(static_cast<std::uint16_t>(pages));
-    EXPECT_EQ(Read(bench).sources.size(), 1U);
+    const LoggedErrors errors = Read(bench);
+    EXPECT_EQ(errors.sources.size(), 1U);
+    EXPECT_TRUE(errors.troubles.empty());
     EXPECT_EQ(bench.Sent().back(), last) << pages;
   }
 }
