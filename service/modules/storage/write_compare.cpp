@@ -5,6 +5,7 @@
 #include <string>
 
 #include "service/modules/storage/disk.h"
+#include "service/modules/storage/drive/drive_lock.h"
 #include "service/modules/storage/surface_write.h"
 #include "service/modules/storage/unnamed_data.h"
 #include "service/modules/storage/words.h"
@@ -117,6 +118,10 @@ Verdict Run(sdk::TestContext& context, const ReadEnvironment& environment,
   if (disk == nullptr) return Verdict::NotApplicable(words::kNoDisk);
   if (values.destructive == 0) return Verdict::NotApplicable(words::kNotAskedToWrite);
   if (auto refusal = words::ScanRefusal(disk->Facts())) return *refusal;
+  if (HasPassword(disk->Facts()) && environment.hung != nullptr &&
+      IsLocked({environment.machine, environment.hung}, disk->Facts(), context.StopToken())) {
+    return Verdict::Invalid(words::kLocked);
+  }
   if (IsWrittenInOrderOnly(environment.machine->Files(), disk->Facts())) {
     return Verdict::NotApplicable(words::kWrittenInOrderOnly);
   }

@@ -56,6 +56,21 @@ TEST(LockedDrive, IsNotReadAndNotBlamed) {
   EXPECT_EQ(verdict.message, "|THE_DRIVE_IS_LOCKED_BY_A_PASSWORD,_SO_NOTHING_ON_IT_CAN_BE_READ");
 }
 
+TEST(LockedDrive, IsNotWrittenEither) {
+  LockBench bench(kLocked);
+  const auto diagnostics = MakeDiagnostics({&bench.bench, std::chrono::seconds(30), &bench.hung});
+  const auto write = [&] {
+    return bench.bench.Run(sdk::testing::FindTest(diagnostics, "E", "w").run,
+                           {{"destructive", "TRUE"}});
+  };
+  const sdk::Verdict verdict = write();
+  EXPECT_EQ(verdict.status, kTestInvalid);
+  EXPECT_TRUE(verdict.message.starts_with("|THE_DRIVE_IS_LOCKED")) << verdict.message;
+  // What is not locked is gone on with, which the machine of this test does not take.
+  bench.answers = IdentityWith(kUnlocked);
+  EXPECT_THROW(write(), std::logic_error);
+}
+
 TEST(LockedDrive, IsReadOnceSomebodyHasUnlockedIt) {
   LockBench bench(kLocked);
   bench.answers = IdentityWith(kUnlocked);
