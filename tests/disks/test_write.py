@@ -111,7 +111,7 @@ MBR = {446: bytes([0, 0, 0, 0, 0x83, 0, 0, 0, 0, 8, 0, 0, 0, 8, 0, 0]), 510: b"\
 LUKS = {0: b"LUKS\xba\xbe\x00\x01"}
 
 
-@pytest.mark.parametrize("parts,what", [(MBR, "dos"), (LUKS, "a file system (crypto luks)")])
+@pytest.mark.parametrize("parts,what", [(MBR, "dos"), (LUKS, "a file system (crypto LUKS)")])
 @pytest.mark.parametrize("tests", [ASKED, "w(destructive=yes,overwrite=yes)"])
 def test_a_disk_with_a_signature_is_not_written(world, make_disk, parts, what, tests):
     disk = make_disk()

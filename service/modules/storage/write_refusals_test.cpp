@@ -29,13 +29,13 @@ TEST(WriteRefusals, WhatTheScanFoundOnItKeepsItFromBeingOpened) {
   const std::string begin = "|THE_DISK_IS_NOT_EMPTY,_NOTHING_WAS_WRITTEN:_IT_HOLDS_";
   bench.facts.partitions.emplace_back().index = 1;
   bench.ExpectUntouched(kTestNotApplicable, begin + "A_PARTITION", kForced);
-  bench.facts.partitions[0].fileSystem = "ext4";
-  bench.facts.partitions[0].mountPoint = "/home";
-  bench.ExpectUntouched(kTestNotApplicable, begin + "A_PARTITION_(ext4),_MOUNTED_AT_/home",
+  bench.facts.partitions[0].fileSystem = "BTRFS_4";
+  bench.facts.partitions[0].mountPoint = "/Home";
+  bench.ExpectUntouched(kTestNotApplicable, begin + "A_PARTITION_(|B|T|R|F|S_4),_MOUNTED_AT_/|HOME",
                         kForced);
   bench.facts.partitions = {Partition()};
   bench.facts.partitions[0].fileSystem = "xfs";
-  bench.ExpectUntouched(kTestNotApplicable, begin + "A_FILE_SYSTEM_(xfs)", kForced);
+  bench.ExpectUntouched(kTestNotApplicable, begin + "A_FILE_SYSTEM_(XFS)", kForced);
 }
 
 // It refuses a second write to a sector, which is no fault of its surface.
@@ -61,12 +61,12 @@ TEST(WriteRefusals, WhatBeganSinceTheScanKeepsItFromBeingWritten) {
   };
   const std::string inUse = "|THE_DISK_IS_IN_USE,_NOTHING_WAS_WRITTEN:_";
   const std::vector<Row> rows = {
-      {WriteRefusal::kMounted, 0, kTestNotApplicable, inUse + "MOUNTED_AT_/mnt/a_b"},
+      {WriteRefusal::kMounted, 0, kTestNotApplicable, inUse + "MOUNTED_AT_/MNT/|A_B"},
       {WriteRefusal::kSwap, 0, kTestNotApplicable, inUse + "SWAP_SPACE"},
-      {WriteRefusal::kHeld, 0, kTestNotApplicable, inUse + "A_PART_OF_/mnt/a_b"},
+      {WriteRefusal::kHeld, 0, kTestNotApplicable, inUse + "A_PART_OF_/MNT/|A_B"},
       {WriteRefusal::kBusy, EBUSY, kTestNotApplicable, inUse + "SOMEBODY_HOLDS_IT"},
       {WriteRefusal::kHoldsData, 0, kTestNotApplicable,
-       "|THE_DISK_IS_NOT_EMPTY,_NOTHING_WAS_WRITTEN:_IT_HOLDS_/mnt/a_b"},
+       "|THE_DISK_IS_NOT_EMPTY,_NOTHING_WAS_WRITTEN:_IT_HOLDS_/MNT/|A_B"},
       {WriteRefusal::kUnknownUse, ENOENT, kTestNotApplicable,
        "|WHETHER_THE_DISK_IS_IN_USE_COULD_NOT_BE_FOUND_OUT,_ERROR_2_(NO_SUCH_FILE)"},
       {WriteRefusal::kUnknownContent, EIO, kTestNotApplicable,
@@ -89,7 +89,7 @@ TEST(WriteRefusals, WhatBeganSinceTheScanKeepsItFromBeingWritten) {
     FaultyDisk& disk = bench.machine.disks[kWritePath];
     disk.refusal = row.refusal;
     disk.refusalError = row.error;
-    disk.user = "/mnt/a b";
+    disk.user = "/mnt/A b";
     bench.ExpectUntouched(row.status, row.message, kForced);
   }
 }
@@ -98,7 +98,7 @@ TEST(WriteRefusals, ASignatureThatCameSinceTheScanKeepsItFromBeingWritten) {
   WriteBench bench;
   bench.machine.fileSystems[kWritePath].tableType = "gpt";
   bench.ExpectUntouched(kTestNotApplicable,
-                        "|THE_DISK_IS_NOT_EMPTY,_NOTHING_WAS_WRITTEN:_IT_HOLDS_gpt", kForced);
+                        "|THE_DISK_IS_NOT_EMPTY,_NOTHING_WAS_WRITTEN:_IT_HOLDS_GPT", kForced);
 }
 
 TEST(WriteRefusals, AnotherDiskUnderItsNameIsNotWritten) {

@@ -181,8 +181,8 @@ std::optional<Verdict> ScanRefusal(const DiskFacts& facts) {
   if (facts.partitions.empty()) return {};
   const Partition& first = facts.partitions.front();
   std::string what = first.index == 0 ? "A_FILE_SYSTEM" : "A_PARTITION";
-  if (!first.fileSystem.empty()) what += "_(" + AsKey(first.fileSystem) + ')';
-  if (!first.mountPoint.empty()) what += ",_MOUNTED_AT_" + AsKey(first.mountPoint);
+  if (!first.fileSystem.empty()) what += "_(" + TextKey(first.fileSystem) + ')';
+  if (!first.mountPoint.empty()) what += ",_MOUNTED_AT_" + TextKey(first.mountPoint);
   return NotWritten("|THE_DISK_IS_NOT_EMPTY,_NOTHING_WAS_WRITTEN:_IT_HOLDS_" + what,
                     first.mountPoint);
 }
@@ -191,16 +191,16 @@ Verdict WriterVerdict(const sdk::OpenedWriter& opened, std::chrono::seconds time
   const std::string inUse = "|THE_DISK_IS_IN_USE,_NOTHING_WAS_WRITTEN:_";
   switch (opened.refusal) {
     case WriteRefusal::kMounted:
-      return NotWritten(inUse + "MOUNTED_AT_" + AsKey(opened.user), opened.user);
+      return NotWritten(inUse + "MOUNTED_AT_" + TextKey(opened.user), opened.user);
     case WriteRefusal::kSwap:
       return NotWritten(inUse + "SWAP_SPACE", opened.user);
     case WriteRefusal::kHeld:
-      return NotWritten(inUse + "A_PART_OF_" + AsKey(opened.user), opened.user);
+      return NotWritten(inUse + "A_PART_OF_" + TextKey(opened.user), opened.user);
     case WriteRefusal::kBusy:
       return NotWritten(inUse + "SOMEBODY_HOLDS_IT");
     case WriteRefusal::kHoldsData:
       return NotWritten(
-          "|THE_DISK_IS_NOT_EMPTY,_NOTHING_WAS_WRITTEN:_IT_HOLDS_" + AsKey(opened.user),
+          "|THE_DISK_IS_NOT_EMPTY,_NOTHING_WAS_WRITTEN:_IT_HOLDS_" + TextKey(opened.user),
           opened.user);
     case WriteRefusal::kUnknownUse:
       return NotWritten("|WHETHER_THE_DISK_IS_IN_USE_COULD_NOT_BE_FOUND_OUT,_" +
