@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <memory>
 #include <optional>
+#include <string_view>
 #include <vector>
 
 namespace orvan::machine {
@@ -58,8 +59,20 @@ class CachedReads {
   bool isOver_ = false;
 };
 
+// Whether a table of partitions begins with one of these sectors. The library looks for it at the
+// sectors that the device has now; behind another bridge they may have been of another size.
+// Source: UEFI 2.10, table 5-5: the signature of the header.
+bool HasTable(std::string_view bytes) {
+  constexpr std::string_view kSignature = "EFI PART";
+  constexpr std::size_t kLeastSector = 512;
+  for (std::size_t at = 0; at < bytes.size(); at += kLeastSector) {
+    if (bytes.substr(at).starts_with(kSignature)) return true;
+  }
+  return false;
+}
+
 // A read that fails is, for the library, an end of what it looks for in places.
-int ReadAll(int fd, std::uint64_t from, std::uint64_t to) {
+int ReadAll(int fd, std::uint64_t from, std::uint64_t to, bool& hasTable) {
   std::vector<char> bytes(64U << 10);
   while (from < to) {
     const std::uint64_t size = std::min<std::uint64_t>(bytes.size(), to - from);
@@ -67,16 +80,17 @@ int ReadAll(int fd, std::uint64_t from, std::uint64_t to) {
     if (got < 0 && errno == EINTR) continue;
     if (got < 0) return errno;
     if (got == 0) return EIO;
+    hasTable = hasTable || HasTable({bytes.data(), static_cast<std::size_t>(got)});
     from += static_cast<std::uint64_t>(got);
   }
   return 0;
 }
 
-int ReadBothEnds(int fd) {
+int ReadBothEnds(int fd, bool& hasTable) {
   std::uint64_t size = 0;
   if (ioctl(fd, BLKGETSIZE64, &size) != 0) return errno;
-  const int error = ReadAll(fd, 0, std::min(size, kEndBytes));
-  return error != 0 ? error : ReadAll(fd, size - std::min(size, kEndBytes), size);
+  const int error = ReadAll(fd, 0, std::min(size, kEndBytes), hasTable);
+  return error != 0 ? error : ReadAll(fd, size - std::min(size, kEndBytes), size, hasTable);
 }
 
 // What of several is found first does not matter.
@@ -130,8 +144,12 @@ DeviceContent FindContent(const sdk::MachineFiles& files, std::uint64_t device, 
   if (const auto found = FindPartition(files, device)) return *found;
   CachedReads reads(fd);
   if (reads.Error() != 0) return Unknown(reads.Error());
-  if (const int error = ReadBothEnds(fd); error != 0) return Unknown(error);
+  bool hasTable = false;
+  if (const int error = ReadBothEnds(fd, hasTable); error != 0) return Unknown(error);
   DeviceContent content = FindSignature(fd);
+  if (content.refusal == WriteRefusal::kNone && hasTable) {
+    content = {WriteRefusal::kHoldsData, 0, "gpt"};
+  }
   if (content.refusal != WriteRefusal::kNone) return content;
   if (const int error = reads.End(); error != 0) return Unknown(error);
   return content;

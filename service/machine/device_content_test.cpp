@@ -127,6 +127,19 @@ TEST_F(DeviceContentTest, SoIsOneOfWhichOnlyTheCopyAtTheEndIsLeft) {
   }
 }
 
+// A bridge that was in front of the disk, or is now, may tell sectors of another size.
+TEST_F(DeviceContentTest, SoIsOneThatWasWrittenInSectorsOfAnotherSize) {
+  for (const auto& [written, told] : {std::pair{512U, 4096U}, {4096U, 512U}}) {
+    std::string disk(kBytes, '\0');
+    const std::uint64_t last = kBytes / written - 1;
+    PutGpt(disk, written, last, 1, last - 32);
+    ExpectHeld(disk, "gpt", told);
+    disk.assign(kBytes, '\0');
+    PutGpt(disk, written, 1, last, 2);
+    ExpectHeld(disk, "gpt", told);
+  }
+}
+
 TEST_F(DeviceContentTest, SoIsOneOfWhichOnlyTheFirstSectorIsGone) {
   std::string disk(kBytes, '\0');
   PutGpt(disk, 512, 1, kBytes / 512 - 1, 2);
