@@ -62,6 +62,7 @@ TEST(TestHistoryTest, InARingThePlaceTells) {
   EXPECT_EQ(Between(Of("aaaa", 2), Of("aaaa", 2), true), "");
   EXPECT_EQ(Between(Of("a", 1, 1), Of("b", 1, 1)), "b");
   EXPECT_EQ(Between(Of("ab", 2), Of("", 0)), "");
+  EXPECT_EQ(Between(Of("ab", 2), Of("cb", 2)), "c");  // its end was written over its begin
 }
 
 // Nothing that a drive may claim leads beyond its entries.

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cerrno>
 
 #include "service/modules/storage/self_test/self_test_support.h"
 
@@ -29,6 +30,7 @@ TEST_P(EachLanguage, ASoundDrivePasses) {
   EXPECT_GE(bench.took, 2min);
   EXPECT_LE(bench.took, 2min + 3s);
   EXPECT_TRUE(std::is_sorted(bench.context.percents.begin(), bench.context.percents.end()));
+  EXPECT_GE(bench.context.percents.size(), 10U);
   EXPECT_EQ(bench.context.percents.back(), 100);
   EXPECT_EQ(
       bench.context.messages,
@@ -132,6 +134,90 @@ TEST_P(EachLanguage, ATestThatIsInTheLogFromItsBeginOnIsWaitedFor) {
   if (GetParam() == Language::kNvme) return;  // whose log has no running tests
   SelfTestBench silent(GetParam(), {.hidesRunning = true, .logsRunning = true});
   EXPECT_EQ(silent.Run().status, kTestPassed);
+  EXPECT_GE(silent.took, 2min);  // what runs has not passed yet
+}
+
+// One of somebody else's, and no place for all.
+TEST_P(EachLanguage, AnotherTestThatTookTheLastPlaceHidesOursFromNobody) {
+  SelfTestBench bench(GetParam());
+  bench.drive.log.assign(19, Entry{1, Result::kPassed, 17});
+  bench.drive.meddle = [&](const sdk::DriveCommand& command) -> std::optional<sdk::CommandAnswer> {
+    if (IsOrder(command)) bench.drive.log.push_front(Entry{2, Result::kPassed, 18});
+    return {};
+  };
+  const sdk::Verdict verdict = bench.Run();
+  EXPECT_EQ(verdict.status, kTestPassed) << verdict.message;
+  EXPECT_EQ(bench.drive.starts, 1);
+}
+
+// By its place a ring tells that the entry is a new one.
+TEST_P(EachLanguage, ALogThatSomebodyClearedHasNoCertainTrace) {
+  SelfTestBench bench(GetParam());
+  bench.drive.log.assign(3, Entry{1, Result::kPassed, 17});
+  bench.drive.meddle = [&](const sdk::DriveCommand& command) -> std::optional<sdk::CommandAnswer> {
+    if (IsOrder(command)) bench.drive.log.clear();
+    return {};
+  };
+  const bool isRing = GetParam() == Language::kAta;
+  EXPECT_EQ(bench.Run().status, isRing ? kTestPassed : kTestInvalid);
+}
+
+// Whether a command reads the log of self-tests.
+bool IsLog(const sdk::DriveCommand& command) {
+  if (const auto* ata = std::get_if<sdk::AtaCommand>(&command.command)) {
+    return (ata->command == 0xB0 && ata->feature == 0xD5) ||
+           (ata->command == 0x2F && (ata->lba & 0xFF) == 0x07);
+  }
+  if (const auto* scsi = std::get_if<sdk::ScsiCommand>(&command.command)) {
+    return scsi->cdb[0] == 0x4D && (scsi->cdb[2] & 0x3F) == 0x10;
+  }
+  const auto& nvme = std::get<sdk::NvmeAdminCommand>(command.command);
+  return nvme.opcode == 0x02 && (nvme.dwords[0] & 0xFF) == 0x06;
+}
+
+TEST_P(EachLanguage, WithoutItsLogNoneIsStarted) {
+  const std::pair<sdk::CommandAnswer, TestStatus> rows[] = {
+      {OutcomeOf(Outcome::kRefused, EPERM), kTestInvalid},
+      {OutcomeOf(Outcome::kGone), kTestFailed},
+      {OutcomeOf(Outcome::kTimedOut), kTestWarning},
+  };
+  for (const auto& [answer, status] : rows) {
+    SelfTestBench bench(GetParam());
+    bench.drive.meddle = [&answer = answer](const sdk::DriveCommand& command) {
+      return IsLog(command) ? std::optional(answer) : std::nullopt;
+    };
+    EXPECT_EQ(bench.Run().status, status);
+    EXPECT_EQ(bench.drive.starts, 0);
+  }
+  SelfTestBench bench(GetParam());
+  bench.drive.meddle = [](const sdk::DriveCommand& command) {
+    return IsLog(command) ? std::optional(Good(RawBytes(4096, 0xFF))) : std::nullopt;
+  };
+  EXPECT_EQ(bench.Run().status, kTestWarning);  // it cannot tell
+  EXPECT_EQ(bench.drive.starts, 0);
+}
+
+TEST_P(EachLanguage, ALogThatIsBusyAtTheEndIsAskedAgain) {
+  SelfTestBench bench(GetParam());
+  int refusals = 25;  // for half a minute
+  bench.drive.meddle = [&](const sdk::DriveCommand& command) -> std::optional<sdk::CommandAnswer> {
+    const bool isAtTheEnd = bench.drive.starts > 0 && !bench.drive.IsRunning();
+    if (!isAtTheEnd || !IsLog(command) || refusals == 0) return {};
+    --refusals;
+    return OutcomeOf(Outcome::kRefused, EBUSY);
+  };
+  EXPECT_EQ(bench.Run().status, kTestPassed);
+  EXPECT_EQ(refusals, 0);
+}
+
+TEST(SelfTestRunTest, AScsiDriveThatLeavesWhenItIsAskedForItsTimeFails) {
+  SelfTestBench bench(Language::kScsi);
+  bench.drive.meddle = [](const sdk::DriveCommand& command) {
+    const bool isControlPage = std::get<sdk::ScsiCommand>(command.command).cdb[0] == 0x5A;
+    return isControlPage ? std::optional(OutcomeOf(Outcome::kGone)) : std::nullopt;
+  };
+  EXPECT_EQ(bench.Run(SelfTestKind::kExtended).status, kTestFailed);
+  EXPECT_EQ(bench.drive.starts, 0);
 }
 
 // More often than any log has places, and all within one hour of the drive's.

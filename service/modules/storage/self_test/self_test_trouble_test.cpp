@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <condition_variable>
 #include <mutex>
 
@@ -132,6 +133,25 @@ TEST_P(StoppedSelfTest, WhoseEndHangsIsNotWaitedForLonger) {
   EXPECT_LT(std::chrono::steady_clock::now() - begin, 20s);
 }
 
+// The clock of the machine goes on only where somebody waits.
+TEST_P(StoppedSelfTest, WhoseEndComesIntoTheLogALittleLaterIsWaitedFor) {
+  SelfTestBench bench(GetParam(), {.stopsAt = 40, .logsAfter = 1s});
+  EXPECT_TRUE(bench.Run().message.ends_with("._|IT_WAS_ENDED_ON_THE_DRIVE"));
+}
+
+TEST_P(StoppedSelfTest, ThatTheDriveDoesNotEndIsSaidWithItsReason) {
+  SelfTestBench bench(GetParam(), {.stopsAt = 40});
+  bench.drive.meddle = [&](const sdk::DriveCommand& command) -> std::optional<sdk::CommandAnswer> {
+    if (bench.drive.starts == 0 || !IsOrder(command)) return {};
+    return OutcomeOf(Outcome::kRefused, EBUSY);
+  };
+  const sdk::Verdict verdict = bench.Run();
+  EXPECT_EQ(verdict.status, kTestWarning);
+  EXPECT_NE(verdict.message.find("WHICH_MAY_STILL_BE_RUNNING"), std::string::npos);
+  EXPECT_NE(verdict.message.find(words::TextKey("the drive is busy")), std::string::npos)
+      << verdict.message;
+}
+
 class LostSelfTest : public EachLanguage {};
 INSTANTIATE_TEST_SUITE_P(SelfTest, LostSelfTest, AllLanguages(), LanguageName);
 
@@ -148,6 +168,35 @@ TEST_P(LostSelfTest, ThatStandsStillIsAWarningAndEnded) {
   EXPECT_LE(bench.took, 4min + 5s);
   EXPECT_EQ(bench.drive.aborts, 1);
   EXPECT_EQ(bench.drive.log.at(0).result, Result::kAborted);
+}
+
+// An answer to the start that is none may come of a drive that began.
+TEST_P(LostSelfTest, WhoseStartIsAnsweredWithNonsenseIsEnded) {
+  SelfTestBench bench(GetParam());
+  bench.drive.meddle = [&](const sdk::DriveCommand& command) -> std::optional<sdk::CommandAnswer> {
+    if (!IsOrder(command) || bench.drive.IsRunning()) return {};
+    bench.drive.Begin(1);
+    if (GetParam() == Language::kAta) return WithRegisters(0x00, 0, 0);
+    sdk::CommandAnswer answer = Completion(0x0500);
+    answer.scsiStatus = 0x7F;
+    return answer;
+  };
+  const sdk::Verdict verdict = bench.Run();
+  EXPECT_EQ(verdict.status, kTestWarning) << verdict.message;
+  EXPECT_EQ(bench.drive.aborts, 1);
+  EXPECT_FALSE(bench.drive.IsRunning());
+}
+
+TEST_P(LostSelfTest, OfADriveThatLeftIsNotSaidToRun) {
+  SelfTestBench bench(GetParam());
+  bench.drive.meddle = [&](const sdk::DriveCommand&) -> std::optional<sdk::CommandAnswer> {
+    if (bench.drive.starts == 0) return {};
+    return OutcomeOf(Outcome::kGone, ENODEV);
+  };
+  const sdk::Verdict verdict = bench.Run();
+  EXPECT_EQ(verdict.status, kTestFailed);
+  EXPECT_TRUE(verdict.message.ends_with("THE_DRIVE_HAS_LEFT_THE_MACHINE")) << verdict.message;
+  EXPECT_EQ(verdict.message.find("STILL_BE_RUNNING"), std::string::npos) << verdict.message;
 }
 
 TEST_P(LostSelfTest, ThatIsSlowButGoesOnIsWaitedFor) {
@@ -222,7 +271,10 @@ TEST_P(LostSelfTest, IsNeverAPassWhateverFailsAndWhen) {
                 trouble.verdicts.end())
           << from << ' ' << verdict.status << ' ' << verdict.message;
       EXPECT_FALSE(verdict.message.empty());
-      EXPECT_LE(bench.took, 10min) << from;
+      // A drive that is gone, or hangs, is not waited for.
+      const bool isFinal =
+          trouble.answer.outcome == Outcome::kGone || trouble.answer.outcome == Outcome::kTimedOut;
+      EXPECT_LE(bench.took, isFinal ? 3min : 10min) << from;
     }
   }
 }
