@@ -17,7 +17,7 @@ libblkid-dev libsodium-dev libsqlite3-dev nlohmann-json3-dev"
 test_packages="libgtest-dev libgmock-dev libfuse3-dev fuse3 mount e2fsprogs dbus python3 python3-pytest
 python3-pexpect python3-dbusmock sqlite3 qemu-system-x86 busybox-static kmod
 smartmontools nvme-cli"
-bench_packages="libbenchmark-dev fio"
+bench_packages="libbenchmark-dev fio gddrescue"
 lint_packages="clang-format clang-tidy"
 fuzz_packages="clang libclang-rt-dev"
 
