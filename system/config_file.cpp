@@ -14,7 +14,6 @@
 
 namespace {
 
-constexpr char kDriveInfoFile[] = "config.ini";
 constexpr char kDriveInfoSection[] = "STORAGE";
 constexpr char kDriveInfoKey[] = "ENABLE_TARVEX_DRIVE_INFO";
 constexpr char kOn[] = "1";
@@ -142,10 +141,12 @@ ConfigParseResult ReadConfigFile(const std::string& path, ConfigFile& config) {
   using tarvex::LastLink;
   const tarvex::Descriptor descriptor =
       tarvex::OpenRegularFile(tarvex::ToSystemPath(path), LastLink::kRefuse);
+  return descriptor.IsOpen() ? ReadConfigFile(descriptor.Get(), config) : ConfigParseResult();
+}
+
+ConfigParseResult ReadConfigFile(int descriptor, ConfigFile& config) {
   QFile file;
-  if (!descriptor.IsOpen() || !file.open(descriptor.Get(), QIODevice::ReadOnly | QIODevice::Text)) {
-    return {};
-  }
+  if (!file.open(descriptor, QIODevice::ReadOnly | QIODevice::Text)) return {};
   QTextStream stream(&file);
   stream.setCodec("UTF-8");
   ConfigParseResult result = ParseConfigStream(stream, config);
@@ -153,8 +154,6 @@ ConfigParseResult ReadConfigFile(const std::string& path, ConfigFile& config) {
   return result;
 }
 
-bool tarvex::IsDriveInfoEnabled() {
-  ConfigFile config;
-  return !ReadConfigFile(kDriveInfoFile, config).IsError() &&
-         config.GetValue(kDriveInfoSection, kDriveInfoKey) == kOn;
+bool tarvex::AsksForDriveInfo(const ConfigFile& config) {
+  return config.GetValue(kDriveInfoSection, kDriveInfoKey) == kOn;
 }

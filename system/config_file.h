@@ -64,6 +64,8 @@ struct ConfigParseResult {
 // is reached over a link at the path's end or is no regular file reads as an empty one: not opened,
 // and no error.
 ConfigParseResult ReadConfigFile(const std::string& path, ConfigFile& config);
+// The same of a regular file that is open, from where it stands.
+ConfigParseResult ReadConfigFile(int descriptor, ConfigFile& config);
 
 // Adds the stream's lines to the config. The first fault ends the reading, and what was found
 // before it stays. A line or a text beyond the limits is a fault (kConfigTooLarge).
@@ -74,8 +76,8 @@ ConfigParseResult ValidateConfigLine(const std::string& line, std::int32_t lineN
 
 namespace tarvex {
 
-// Whether "config.ini" in the working directory asks for the section about the maker's drives:
-// "1" under ENABLE_TARVEX_DRIVE_INFO of [STORAGE], in a file without a fault. Read anew each time.
-bool IsDriveInfoEnabled();
+// Whether the config asks for the section about the maker's drives: "1" under
+// ENABLE_TARVEX_DRIVE_INFO of [STORAGE].
+bool AsksForDriveInfo(const ConfigFile& config);
 
 }  // namespace tarvex

@@ -373,44 +373,4 @@ TEST_F(ConfigFileTest, AFileWithoutEndIsGivenUp) {
   EXPECT_EQ(Read().Text(), "1015 line 1 section  key ");
 }
 
-class DriveInfo : public ConfigFileTest {
- protected:
-  DriveInfo() { std::filesystem::current_path(folder_.Path()); }
-  ~DriveInfo() override { std::filesystem::current_path(before_); }
-  bool IsOn(const std::string& text) {
-    folder_.Write("config.ini", text);
-    return tarvex::IsDriveInfoEnabled();
-  }
-  const std::filesystem::path before_ = std::filesystem::current_path();
-};
-
-TEST_F(DriveInfo, IsOffWithoutAFile) {
-  EXPECT_FALSE(tarvex::IsDriveInfoEnabled());
-}
-
-TEST_F(DriveInfo, IsOnForExactlyTheCharacterOne) {
-  EXPECT_TRUE(IsOn("[STORAGE]\nENABLE_TARVEX_DRIVE_INFO=1"));
-  EXPECT_TRUE(IsOn("[storage]\nenable_tarvex_drive_info = 1;on\n"));
-  EXPECT_TRUE(IsOn("[Storage] Enable_Tarvex_Drive_Info= 1\r\n"));
-  for (const char* const value : {"0", "2", "11", "1 ", "01", "true", "\"1\""}) {
-    EXPECT_FALSE(IsOn(std::string("[STORAGE]\nENABLE_TARVEX_DRIVE_INFO=") + value)) << value;
-  }
-}
-
-TEST_F(DriveInfo, IsOffInAnotherPlace) {
-  EXPECT_FALSE(IsOn("ENABLE_TARVEX_DRIVE_INFO=1"));
-  EXPECT_FALSE(IsOn("[OTHER]\nENABLE_TARVEX_DRIVE_INFO=1"));
-  EXPECT_FALSE(IsOn("[ STORAGE ]\nENABLE_TARVEX_DRIVE_INFO=1"));
-}
-
-TEST_F(DriveInfo, IsOffInAFileWithAFaultAnywhere) {
-  EXPECT_FALSE(IsOn("[STORAGE]\nENABLE_TARVEX_DRIVE_INFO=1\nword"));
-  EXPECT_FALSE(IsOn("word\n[STORAGE]\nENABLE_TARVEX_DRIVE_INFO=1"));
-}
-
-TEST_F(DriveInfo, IsReadAnewEachTime) {
-  EXPECT_TRUE(IsOn("[STORAGE]\nENABLE_TARVEX_DRIVE_INFO=1"));
-  EXPECT_FALSE(IsOn("[STORAGE]\nENABLE_TARVEX_DRIVE_INFO=0"));
-}
-
 }  // namespace

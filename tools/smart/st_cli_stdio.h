@@ -4,7 +4,7 @@
 #include <functional>
 #include <string>
 
-#include "system/config_file.h"
+#include "system/drive_info.h"
 #include "tools/tool_view.h"
 
 // The screens of the SMART tool on the console: those of all tools, and its own.
