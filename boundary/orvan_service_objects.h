@@ -21,7 +21,8 @@ class DiagDevice {
   // The identifier that the command line names.
   virtual std::string& GetId(std::string& text) = 0;
   virtual DeviceInformation& GetInformation(DeviceInformation& record) = 0;
-  // Fills `out` with the device's resources and returns it.
+  // Fills `out` with the device's resources and returns it. The first call behind a scan looks at
+  // all its devices, which may take seconds; AbortExecution ends that. One thread at a time.
   virtual std::vector<DiagResource>& GetResources(std::vector<DiagResource>& out) = 0;
 
  protected:

@@ -62,13 +62,13 @@ class FieldFiller {
 };
 
 // The kinds of each direction, in their order.
-constexpr std::array kToWorker{"hello",       "scan", "run_test",      "run_tool",
-                               "tool_answer", "stop", "system_events", "ping"};
+constexpr std::array kToWorker{"hello", "scan",          "run_test", "run_tool",      "tool_answer",
+                               "stop",  "system_events", "ping",     "tell_resources"};
 constexpr std::array kFromWorker{
-    "ready",    "refused",        "found",          "scanned",     "test_ended",      "tool_ended",
-    "threw",    "device_missing", "progress",       "measured",    "logged",          "tool_set",
-    "tool_get", "tool_fire",      "tool_withdraw",  "tool_failed", "recording_ended", "pong",
-    "crashed",  "out_of_memory",  "measured_series"};
+    "ready",    "refused",        "found",           "scanned",     "test_ended",      "tool_ended",
+    "threw",    "device_missing", "progress",        "measured",    "logged",          "tool_set",
+    "tool_get", "tool_fire",      "tool_withdraw",   "tool_failed", "recording_ended", "pong",
+    "crashed",  "out_of_memory",  "measured_series", "resources",   "resources_told"};
 static_assert(kToWorker.size() == std::variant_size_v<ToWorker>);
 static_assert(kFromWorker.size() == std::variant_size_v<FromWorker>);
 
@@ -133,7 +133,7 @@ Corpus NoneForWorker() {
   return {
       {"nothing", {}},
       {"cut", all["hello"].substr(0, 3)},
-      {"kind_that_is_none", std::string("\x08\0\0\0", 4)},
+      {"kind_that_is_none", std::string("\x09\0\0\0", 4)},
       {"one_byte_more", all["ping"] + 'x'},
       {"hello_with_a_key_twice", keyTwice()},
       {"hello_without_its_end", WithoutLast(hello)},
@@ -156,7 +156,7 @@ Corpus NoneForProgram() {
   Corpus all = ForProgram();
   return {
       {"nothing", {}},
-      {"kind_that_is_none", std::string("\x15\0\0\0", 4)},
+      {"kind_that_is_none", std::string("\x17\0\0\0", 4)},
       {"one_byte_more", all["pong"] + 'x'},
       {"text_longer_than_the_rest", Patched(all["tool_get_empty"], kFirstField, "\1")},
       {"count_that_cannot_come", Patched(all["tool_set_empty"], -4, kMuch)},

@@ -12,7 +12,7 @@ DeviceInformation& DeviceAdapter::GetInformation(DeviceInformation& record) {
 
 std::vector<DiagResource>& DeviceAdapter::GetResources(std::vector<DiagResource>& out) {
   out = Guarded(log_, "resources of device " + id_, std::vector<DiagResource>{},
-                [this] { return InLine(device_->Resources()); });
+                [this] { return InLine(device_->Resources(stop_)); });
   return out;
 }
 

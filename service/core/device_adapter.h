@@ -2,7 +2,9 @@
 
 #include <memory>
 #include <optional>
+#include <stop_token>
 #include <string>
+#include <utility>
 
 #include "boundary/orvan_service_objects.h"
 #include "service/core/outside_text.h"
@@ -15,12 +17,14 @@ namespace orvan::core {
 // becomes an empty answer and a line of the log.
 class DeviceAdapter final : public DiagDevice {
  public:
-  // Throws what the device's Id and WhyUntestable throw.
-  DeviceAdapter(std::unique_ptr<sdk::Device> device, log::ServiceLog& log)
+  // Throws what the device's Id and WhyUntestable throw. By the token a look at its resources is
+  // told to end early.
+  DeviceAdapter(std::unique_ptr<sdk::Device> device, log::ServiceLog& log, std::stop_token stop)
       : device_(std::move(device)),
         id_(IdText(device_->Id())),
         whyUntestable_(device_->WhyUntestable()),
-        log_(log) {}
+        log_(log),
+        stop_(std::move(stop)) {}
 
   std::string& GetId(std::string& text) override { return text = id_; }
   DeviceInformation& GetInformation(DeviceInformation& record) override;
@@ -36,6 +40,7 @@ class DeviceAdapter final : public DiagDevice {
   std::string id_;
   std::optional<std::string> whyUntestable_;
   log::ServiceLog& log_;
+  std::stop_token stop_;
 };
 
 }  // namespace orvan::core

@@ -151,7 +151,7 @@ void ModuleAdapter::Take(std::vector<std::unique_ptr<sdk::Device>> devices) {
       tell("a device that is none was left out");
       continue;
     }
-    auto adapter = std::make_unique<DeviceAdapter>(std::move(device), log_);
+    auto adapter = std::make_unique<DeviceAdapter>(std::move(device), log_, scanStop_);
     DeviceAdapter* pointer = adapter.get();
     if (!ids.insert(pointer->Id()).second) tell("more than one device has the id " + pointer->Id());
     if (pointer->WhyUntestable()) {

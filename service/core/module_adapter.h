@@ -21,7 +21,7 @@ namespace orvan::core {
 class ModuleAdapter final : public DiagModule {
  public:
   // Throws what the module's Name and Version throw. All but the module and the token, by which
-  // scans are told to end early, outlive the adapter.
+  // scans and looks at resources are told to end early, outlive the adapter.
   ModuleAdapter(ModulePointer module, log::ServiceLog& log, CallObserver& observer,
                 RunRequests& requests, std::stop_token scanStop);
 

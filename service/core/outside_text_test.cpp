@@ -19,7 +19,7 @@ class HostileDevice final : public sdk::Device {
   DeviceInformation Information() const override {
     return {kHostile, kHostile, {{kHostile, kHostile}}, {{"NonRotatingMedia", kHostile}}};
   }
-  std::vector<DiagResource> Resources() const override {
+  std::vector<DiagResource> Resources(std::stop_token) const override {
     return {{kHostile, {{kHostile, kHostile}}}};
   }
   std::string UniqueId() const override { return kHostile; }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <stop_token>
 #include <string>
 #include <utility>
 
@@ -24,7 +25,7 @@ class UnsearchedDevices final : public sdk::Device {
     record.properties["NonRotatingMedia"] = "UNABLE_TO_OBTAIN";
     return record;
   }
-  std::vector<DiagResource> Resources() const override { return {}; }
+  std::vector<DiagResource> Resources(std::stop_token) const override { return {}; }
   std::string UniqueId() const override { return "unsearched"; }
   std::optional<std::string> WhyUntestable() const override {
     return "|THE_DEVICES_COULD_NOT_BE_SEARCHED";

@@ -36,7 +36,7 @@ DeviceRecord WholeRecord() {
   record.information.value.name = "Disk";
   record.information.value.entries = {{"1 GB", "SIZE"}, {"x", "y"}};
   record.information.value.properties = {{"NonRotatingMedia", "T"}};
-  record.resources.thrown = "no resources";
+  record.resultText.thrown = "no text";
   record.resultText.value = "";
   TestOnDevice test;
   test.applies = {false, "no"};
@@ -82,7 +82,7 @@ TEST(Codec, ADeviceRecordPassesWhole) {
   EXPECT_EQ(record.whyUntestable, "|BROKEN");
   EXPECT_EQ(record.information.value.entries, WholeRecord().information.value.entries);
   EXPECT_EQ(record.information.value.properties, WholeRecord().information.value.properties);
-  EXPECT_EQ(record.resources.thrown, "no resources");
+  EXPECT_EQ(record.resultText.thrown, "no text");
   EXPECT_EQ(record.resultText.value, "");
   ASSERT_EQ(record.tests.size(), 2U);
   EXPECT_FALSE(record.tests[0].applies.value);
@@ -94,6 +94,21 @@ TEST(Codec, ADeviceRecordPassesWhole) {
   EXPECT_FALSE(record.tests[1].parameters.has_value());
   EXPECT_TRUE(record.tests[1].applies.value);
   EXPECT_EQ(record.tools.size(), 1U);
+}
+
+TEST(Codec, ResourcesPassWhole) {
+  Resources said;
+  said.request = 5;
+  said.resources.value = {{"PARTITION", {{"INDEX", "1"}, {"SIZE", "512"}}}, {"OTHER", {}}};
+  const Resources passed = Passed<FromWorker>(said);
+  EXPECT_EQ(passed.request, 5U);
+  ASSERT_EQ(passed.resources.value.size(), 2U);
+  EXPECT_EQ(passed.resources.value[0].type, "PARTITION");
+  EXPECT_EQ(passed.resources.value[0].pairs, said.resources.value[0].pairs);
+  EXPECT_EQ(passed.resources.value[1].type, "OTHER");
+  EXPECT_FALSE(passed.resources.thrown.has_value());
+  said.resources = {{}, "no resources"};
+  EXPECT_EQ(Passed<FromWorker>(said).resources.thrown, "no resources");
 }
 
 TEST(Codec, AMeasurementPassesWholeWhateverItsValue) {
@@ -142,8 +157,11 @@ TEST(Codec, WhatIsCutOrHasMoreIsNoMessage) {
   ExpectExact<ToWorker>(RunTool{1, 2, "n", true, true, {{"u", "i"}}, {{"u", "i"}}, 4});
   ExpectExact<ToWorker>(ToolAnswer{1, true, {"a"}});
   ExpectExact<ToWorker>(Ping{});
+  ExpectExact<ToWorker>(TellResources{1, {{"u", "i"}}});
   ExpectExact<FromWorker>(Found{9, WholeRecord()});
   ExpectExact<FromWorker>(Scanned{9, 2});
+  ExpectExact<FromWorker>(Resources{9, {{{"PARTITION", {{"a", "b"}}}}, "t"}});
+  ExpectExact<FromWorker>(ResourcesTold{9, 2});
   ExpectExact<FromWorker>(TestEnded{1, sdk::Verdict::Failed("m", "e", "f", "w"), 1});
   ExpectExact<FromWorker>(Crashed{11, 5, 1, {}});
 }

@@ -81,14 +81,13 @@ struct ToolOnDevice {
   }
 };
 
-// A device as a scan found it, with all that anybody may ask of it later.
+// A device as a scan found it, with all that anybody may ask of it later, but for its resources.
 struct DeviceRecord {
   bool isNone = false;  // the module's list had no device in this place
   std::string id;
   Answer<std::string> uniqueId;
   std::optional<std::string> whyUntestable;
   Answer<DeviceInformation> information;
-  Answer<std::vector<DiagResource>> resources;
   Answer<std::optional<std::string>> resultText;
   // One for each row of the module's tables, in their order; none for an untestable device.
   std::vector<TestOnDevice> tests;
@@ -106,17 +105,18 @@ struct DeviceRecord {
       inner.Elements(information.entries, kTextPair);
       inner.Elements(information.properties, kTextPair);
     });
-    PassAnswer(fields, self.resources, [](auto& inner, auto& list) {
-      inner.Elements(list, [](auto& innermost, auto& resource) {
-        innermost.Text(resource.type);
-        innermost.Elements(resource.pairs, kTextPair);
-      });
-    });
     PassAnswer(fields, self.resultText,
                [](auto& inner, auto& text) { inner.Perhaps(text, kText); });
     fields.Elements(self.tests, kFields);
     fields.Elements(self.tools, kFields);
   }
+};
+
+using ResourcesAnswer = Answer<std::vector<DiagResource>>;
+
+inline constexpr auto kResourceFields = [](auto& fields, auto& resource) {
+  fields.Text(resource.type);
+  fields.Elements(resource.pairs, kTextPair);
 };
 
 }  // namespace orvan::protocol

@@ -59,6 +59,31 @@ struct Scanned {
   }
 };
 
+// The resources of one device, in the order in which they were asked for. Each at once.
+struct Resources {
+  std::uint64_t request = 0;
+  ResourcesAnswer resources;
+
+  template <typename Fields, typename Self>
+  static void Pass(Fields& fields, Self& self) {
+    fields.Value(self.request);
+    PassAnswer(fields, self.resources,
+               [](auto& inner, auto& list) { inner.Elements(list, kResourceFields); });
+  }
+};
+
+// The end of them.
+struct ResourcesTold {
+  std::uint64_t request = 0;
+  std::uint64_t leftBehind = 0;
+
+  template <typename Fields, typename Self>
+  static void Pass(Fields& fields, Self& self) {
+    fields.Value(self.request);
+    fields.Value(self.leftBehind);
+  }
+};
+
 // The end of a test.
 struct TestEnded {
   std::uint64_t request = 0;
@@ -135,9 +160,9 @@ struct Pong {
   }
 };
 
-using FromWorker =
-    std::variant<Ready, Refused, Found, Scanned, TestEnded, ToolEnded, Threw, DeviceMissing,
-                 Progress, Measured, Logged, ToolSet, ToolGet, ToolFire, ToolWithdraw, ToolFailed,
-                 RecordingEnded, Pong, Crashed, OutOfMemory, MeasuredSeries>;
+using FromWorker = std::variant<Ready, Refused, Found, Scanned, TestEnded, ToolEnded, Threw,
+                                DeviceMissing, Progress, Measured, Logged, ToolSet, ToolGet,
+                                ToolFire, ToolWithdraw, ToolFailed, RecordingEnded, Pong, Crashed,
+                                OutOfMemory, MeasuredSeries, Resources, ResourcesTold>;
 
 }  // namespace orvan::protocol

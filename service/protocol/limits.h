@@ -8,7 +8,7 @@ namespace orvan::protocol {
 
 // Raised with every change of a message. Both sides are of one build, so another version means that
 // somebody mixed two.
-inline constexpr std::uint32_t kVersion = 7;
+inline constexpr std::uint32_t kVersion = 8;
 
 // What a message may hold at most.
 inline constexpr std::size_t kLongestText = 1U << 20;           // bytes

@@ -3,21 +3,21 @@
 #include <cstddef>
 
 #include "service/protocol/byte_stores.h"
-#include "service/protocol/device_record.h"
 #include "service/protocol/fields.h"
 #include "service/protocol/limits.h"
 
 namespace orvan::protocol {
 
-// What the devices of one scan take of memory, counted by who tells them and by who is told, so
-// that a search without end has one. One thread.
+// What the devices of one scan, or their resources, take of memory, counted by who tells them and
+// by who is told, so that a search without end has one. One thread.
 class ScanBudget {
  public:
   // False when there is no room for that one.
-  bool Take(const DeviceRecord& record) {
+  template <typename Record>
+  bool Take(const Record& record) {
     CountedBytes bytes;
     FieldWriter<CountedBytes> fields(bytes);
-    DeviceRecord::Pass(fields, record);
+    Record::Pass(fields, record);
     const std::size_t size = sizeof(record) + bytes.Count() + fields.ElementBytes();
     if (!fields.IsGood() || size > left_) return false;
     left_ -= size;

@@ -68,6 +68,18 @@ struct Scan {
   }
 };
 
+// Asks for the resources of these devices, all in one, so that who looks at them shares the time.
+struct TellResources {
+  std::uint64_t request = 0;
+  std::vector<DeviceName> devices;
+
+  template <typename Fields, typename Self>
+  static void Pass(Fields& fields, Self& self) {
+    fields.Value(self.request);
+    fields.Elements(self.devices, kFields);
+  }
+};
+
 // A row of the module's tables: its place, and the identifier that has to be there.
 struct RowName {
   std::uint32_t diagnostic = 0;
@@ -164,6 +176,7 @@ struct Ping {
   static void Pass(Fields& /*fields*/, Self& /*self*/) {}
 };
 
-using ToWorker = std::variant<Hello, Scan, RunTest, RunTool, ToolAnswer, Stop, SystemEvents, Ping>;
+using ToWorker = std::variant<Hello, Scan, RunTest, RunTool, ToolAnswer, Stop, SystemEvents, Ping,
+                              TellResources>;
 
 }  // namespace orvan::protocol

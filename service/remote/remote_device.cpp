@@ -2,6 +2,8 @@
 
 #include <stdexcept>
 
+#include "service/remote/scan_resources.h"
+
 namespace orvan::remote {
 namespace {
 
@@ -17,8 +19,8 @@ DeviceInformation RemoteDevice::Information() const {
   return ValueOf(record_.information);
 }
 
-std::vector<DiagResource> RemoteDevice::Resources() const {
-  return ValueOf(record_.resources);
+std::vector<DiagResource> RemoteDevice::Resources(std::stop_token stop) const {
+  return ValueOf(resources_->Of(name_.place, std::move(stop)));
 }
 
 std::string RemoteDevice::UniqueId() const {

@@ -30,8 +30,10 @@ class RememberingJournal final : public Journal {
  public:
   void Note(sdk::LogLevel level, const std::string& text) override {
     lines.push_back((level == sdk::LogLevel::kError ? "error: " : "") + text);
+    if (onNote) onNote();
   }
   void Tell(const std::string& text) override { told.push_back(text); }
+  std::function<void()> onNote;
   std::vector<std::string> lines;
   std::vector<std::string> told;
 };

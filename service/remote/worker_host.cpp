@@ -7,6 +7,7 @@
 
 #include "service/protocol/scan_budget.h"
 #include "service/remote/remote_device.h"
+#include "service/remote/scan_resources.h"
 #include "service/remote/words.h"
 
 namespace orvan::remote {
@@ -25,19 +26,30 @@ std::string NotBack(std::uint64_t calls) {
          (calls == 1 ? " call" : " calls");
 }
 
-// The devices of a scan's records, which are told apart by their place there.
-std::vector<std::unique_ptr<sdk::Device>> DevicesOf(std::uint64_t scan,
-                                                    std::vector<protocol::DeviceRecord> records) {
+// The names of a scan's devices, which are told apart by their place there.
+std::vector<protocol::DeviceName> NamesOf(std::uint64_t scan,
+                                          const std::vector<protocol::DeviceRecord>& records) {
   std::map<std::string, std::uint32_t> alike;
   for (const protocol::DeviceRecord& record : records) ++alike[record.uniqueId.value];
+  std::vector<protocol::DeviceName> names;
+  for (const protocol::DeviceRecord& record : records) {
+    const auto place = static_cast<std::uint32_t>(names.size());
+    names.push_back({record.uniqueId.value, record.id, scan, place, alike[record.uniqueId.value]});
+  }
+  return names;
+}
+
+std::vector<std::unique_ptr<sdk::Device>> DevicesOf(std::uint64_t scan,
+                                                    std::vector<protocol::DeviceRecord> records,
+                                                    WorkerHost& host) {
+  std::vector<protocol::DeviceName> names = NamesOf(scan, records);
+  const auto resources = std::make_shared<ScanResources>(host, names);
   std::vector<std::unique_ptr<sdk::Device>> devices;
-  for (protocol::DeviceRecord& record : records) {
-    const auto place = static_cast<std::uint32_t>(devices.size());
-    protocol::DeviceName name{record.uniqueId.value, record.id, scan, place,
-                              alike[record.uniqueId.value]};
-    devices.push_back(record.isNone
+  for (std::size_t i = 0; i < records.size(); ++i) {
+    devices.push_back(records[i].isNone
                           ? nullptr
-                          : std::make_unique<RemoteDevice>(std::move(record), std::move(name)));
+                          : std::make_unique<RemoteDevice>(std::move(records[i]),
+                                                           std::move(names[i]), resources));
   }
   return devices;
 }
@@ -130,10 +142,15 @@ void WorkerHost::NoteLeftBehind(const std::string& subject, std::uint64_t calls)
 }
 
 // Another worker would search the same devices and hang there, too, so this one is kept.
-void WorkerHost::NoteHungScan(const std::string& subject, std::uint64_t calls) {
+void WorkerHost::NoteHungSearch(const std::string& subject, std::uint64_t calls) {
   if (calls == 0) return;
   journal_.Note(sdk::LogLevel::kWarning,
                 subject + ": in the worker of module " + module_ + ' ' + NotBack(calls));
+}
+
+bool WorkerHost::KnowsDevices() {
+  DropDeadWorker();
+  return worker_ != nullptr && worker_->hasScanned;
 }
 
 void WorkerHost::Answer(const protocol::ToolAnswer& answer) {
@@ -212,7 +229,7 @@ WorkerHost::Search WorkerHost::SearchWithWorker(const Errand& errand, bool isAga
     search.fault = "the worker " + WhatBecame(outcome);
     return search;
   }
-  NoteHungScan(errand.subject, talk.leftBehind);
+  NoteHungSearch(errand.subject, talk.leftBehind);
   if (talk.thrown) search.fault = *talk.thrown;
   // What it had found before it threw it still knows.
   worker_->hasScanned = !talk.thrown || !search.devices.empty();
@@ -225,7 +242,7 @@ void WorkerHost::Scan(sdk::ScanContext& scan) {
   errand.stop = scan.StopToken();
   if (const std::string fault = Prepare(errand); !fault.empty()) throw std::runtime_error(fault);
   Search search = SearchWithWorker(errand, false);
-  for (auto& device : DevicesOf(search.request, std::move(search.devices))) {
+  for (auto& device : DevicesOf(search.request, std::move(search.devices), *this)) {
     scan.Found(std::move(device));
   }
   if (!search.fault.empty()) throw std::runtime_error(search.fault);

@@ -26,6 +26,7 @@ struct Errand {
   std::string subject;  // for people, e.g. "test READ_TEST on device 0"
   bool needsDevices = false;
   bool beginsStopped = false;  // it is begun though its stop is set
+  bool isSearch = false;       // it has the time of a search when it is to stop
   std::stop_token stop = {};
   std::function<sdk::StopReason()> whyStop = {};
   std::function<std::uint32_t()> systemEvents = {};
@@ -52,9 +53,9 @@ class WorkerHost {
         journal_(journal),
         limits_(limits) {}
 
-  // Searches the module's devices. Throws std::runtime_error with the reason when the search did
-  // not come to its end, and with the module's own words when it threw; what it had found until
-  // then is handed on before.
+  // Searches the module's devices, which it outlives. Throws std::runtime_error with the reason
+  // when the search did not come to its end, and with the module's own words when it threw; what it
+  // had found until then is handed on before.
   void Scan(sdk::ScanContext& scan);
 
   // Hands the worker an order, whose number is set here, and lets `take` have what it says, until
@@ -66,7 +67,11 @@ class WorkerHost {
     finding.notBegun = Prepare(errand);
     if (!finding.notBegun.empty()) return finding;
     order.request = ++lastRequest_;
-    if (errand.systemEvents) order.systemEvents = errand.systemEvents();
+    std::uint32_t toldEvents = 0;
+    if constexpr (requires { order.systemEvents; }) {
+      if (errand.systemEvents) order.systemEvents = errand.systemEvents();
+      toldEvents = order.systemEvents;
+    }
     const int error = worker_->Channel().Send(order, false);
     if (error == EMSGSIZE) {
       finding.notBegun = "it was given more than a message may hold";
@@ -75,7 +80,8 @@ class WorkerHost {
     if (auto untold = Untold(error)) {
       finding.outcome = *std::move(untold);
     } else {
-      finding.outcome = Converse(errand, limits_.testGrace, std::move(take), order.systemEvents);
+      const auto grace = errand.isSearch ? limits_.scanGrace : limits_.testGrace;
+      finding.outcome = Converse(errand, grace, std::move(take), toldEvents);
     }
     Judge(errand.subject, finding.outcome);
     return finding;
@@ -83,15 +89,19 @@ class WorkerHost {
 
   // Of the end of a request: calls of the worker hang in the kernel, so it is not used any more.
   void NoteLeftBehind(const std::string& subject, std::uint64_t calls);
+  // The same of a search, whose worker goes on.
+  void NoteHungSearch(const std::string& subject, std::uint64_t calls);
+  // Whether there is a worker that knows the devices of the last scan.
+  bool KnowsDevices();
   // Answers what the worker asked, from within `take`.
   void Answer(const protocol::ToolAnswer& answer);
   // Tells who sits before the program.
   void Tell(const std::string& text) { journal_.Tell(text); }
+  const std::string& Module() const { return module_; }
   // Ends the worker; never waits.
   void Close() { worker_.reset(); }
 
  private:
-  void NoteHungScan(const std::string& subject, std::uint64_t calls);
   // A worker that is ready, and knows the devices when the errand needs them. Empty, or why not.
   std::string Prepare(const Errand& errand);
   std::string StartWorker(const Errand& errand);

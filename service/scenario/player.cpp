@@ -67,7 +67,7 @@ class ScriptedDevice final : public sdk::Device {
   explicit ScriptedDevice(const DeviceScript& script) : script_(script) {}
   std::string Id() const override { return script_.id; }
   DeviceInformation Information() const override { return script_.information; }
-  std::vector<DiagResource> Resources() const override { return script_.resources; }
+  std::vector<DiagResource> Resources(std::stop_token) const override { return script_.resources; }
   std::string UniqueId() const override { return script_.udi; }
   std::optional<std::string> ResultText() const override { return script_.result; }
 

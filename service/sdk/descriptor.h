@@ -8,7 +8,7 @@ namespace orvan::sdk {
 
 inline constexpr std::uint32_t kModuleMagic = 0x4E565254;  // "TRVN"
 // Raised with every change of a class or record in service/sdk or the boundary records.
-inline constexpr std::uint32_t kModuleAbiVersion = 10;
+inline constexpr std::uint32_t kModuleAbiVersion = 11;
 
 inline constexpr std::uint64_t kMemoryGraceBytes = 512ULL << 20;
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <optional>
+#include <stop_token>
 #include <string>
 #include <vector>
 
@@ -8,7 +9,8 @@
 
 namespace orvan::sdk {
 
-// A device that a module found. Immutable after the scan; any thread.
+// A device that a module found. What it says is the same from the scan on; any thread, but for its
+// resources.
 class Device {
  public:
   virtual ~Device() = default;
@@ -17,7 +19,11 @@ class Device {
   virtual std::string Id() const = 0;
   // A value that begins with "_" is a message key; a text of the device itself must not.
   virtual DeviceInformation Information() const = 0;
-  virtual std::vector<DiagResource> Resources() const = 0;
+  // What there is on it, such as partitions. Asked when somebody wants to see it and not in a scan,
+  // so this is the place for looks that take their time. Once `stop` is set it ends within half a
+  // second, with what is known by then. One thread at a time, and none
+  // while a scan, a test or a tool is under way.
+  virtual std::vector<DiagResource> Resources(std::stop_token stop) const = 0;
   // Stable across reboots: a serial number or a bus path, never an index.
   virtual std::string UniqueId() const = 0;
   // Why the scan could not look at the device as it should have, as a message key; none: it could.

@@ -41,10 +41,13 @@ protocol::DeviceRecord RecordOf(const sdk::Device& device, const sdk::Module& mo
   record.whyUntestable = device.WhyUntestable();
   record.uniqueId = Ask(std::string(), [&] { return device.UniqueId(); });
   record.information = Ask(DeviceInformation{}, [&] { return device.Information(); });
-  record.resources = Ask(std::vector<DiagResource>{}, [&] { return device.Resources(); });
   record.resultText = Ask(std::optional<std::string>{}, [&] { return device.ResultText(); });
   if (!record.whyUntestable) AskRows(device, module, record);
   return record;
+}
+
+protocol::ResourcesAnswer ResourcesOf(const sdk::Device& device, const std::stop_token& stop) {
+  return Ask(std::vector<DiagResource>{}, [&] { return device.Resources(stop); });
 }
 
 }  // namespace orvan::worker

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <vector>
+#include <stop_token>
 
 #include "service/protocol/device_record.h"
 #include "service/sdk/module.h"
@@ -11,5 +11,7 @@ namespace orvan::worker {
 // Throws what the device's Id and WhyUntestable throw; what anything else of the module throws is
 // in the record.
 protocol::DeviceRecord RecordOf(const sdk::Device& device, const sdk::Module& module);
+// Its resources, or what the module threw.
+protocol::ResourcesAnswer ResourcesOf(const sdk::Device& device, const std::stop_token& stop);
 
 }  // namespace orvan::worker

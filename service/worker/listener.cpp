@@ -26,6 +26,7 @@ class Obedience {
 
   bool operator()(const protocol::Hello&) { return false; }
   bool operator()(protocol::Scan& order) { return orders_.Give(order); }
+  bool operator()(protocol::TellResources& order) { return orders_.Give(std::move(order)); }
   bool operator()(protocol::RunTest& order) {
     orders_.SetSystemEvents(order.systemEvents);
     return orders_.Give(std::move(order));

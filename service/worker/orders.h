@@ -14,7 +14,8 @@
 namespace orvan::worker {
 
 // What the module is to do next.
-using Order = std::variant<protocol::Scan, protocol::RunTest, protocol::RunTool>;
+using Order =
+    std::variant<protocol::Scan, protocol::TellResources, protocol::RunTest, protocol::RunTool>;
 
 // What the program wants: given by the thread that listens, done by the main thread.
 class Orders {

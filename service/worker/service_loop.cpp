@@ -10,6 +10,7 @@
 #include "service/protocol/scan_budget.h"
 #include "service/sdk/exception_text.h"
 #include "service/worker/contexts.h"
+#include "service/worker/device_records.h"
 
 namespace orvan::worker {
 namespace {
@@ -31,15 +32,18 @@ class WriteGrant {
 // Does an order; each operation gives its end as a message.
 class Work {
  public:
-  using End = std::variant<protocol::Scanned, protocol::TestEnded, protocol::ToolEnded,
-                           protocol::DeviceMissing>;
+  using End = std::variant<protocol::Scanned, protocol::ResourcesTold, protocol::TestEnded,
+                           protocol::ToolEnded, protocol::DeviceMissing>;
 
   Work(HostedModule& hosted, machine::KeptMachine& machine, const ProgramChannel& channel,
        Orders& orders)
       : hosted_(hosted), machine_(machine), channel_(channel), orders_(orders) {}
 
   // Before each order.
-  void Begin() { hungBefore_ = machine_.LeftBehind(); }
+  void Begin() {
+    machine_.SkipProbes(false);
+    hungBefore_ = machine_.LeftBehind();
+  }
   // How many calls of this order hang; those of earlier ones are told already.
   std::size_t LeftBehind() const {
     const std::size_t hung = machine_.LeftBehind();
@@ -54,6 +58,20 @@ class Work {
       if (!order.isAgain) Say(channel_, protocol::Found{order.request, device});
     });
     return protocol::Scanned{order.request, LeftBehind()};
+  }
+
+  End operator()(const protocol::TellResources& order) {
+    protocol::ScanBudget budget;
+    for (const protocol::DeviceName& name : order.devices) {
+      const sdk::Device* const device = hosted_.FindDevice(name, false);
+      const protocol::Resources told{order.request,
+                                     device != nullptr
+                                         ? ResourcesOf(*device, orders_.StopToken())
+                                         : protocol::ResourcesAnswer{{}, "it was not found again"}};
+      if (!budget.Take(told)) throw std::length_error("more than a search may find");
+      Say(channel_, told);
+    }
+    return protocol::ResourcesTold{order.request, LeftBehind()};
   }
 
   End operator()(const protocol::RunTest& order) {

@@ -149,7 +149,7 @@ std::string RunAll(machine::KeptMachine& machine) {
     for (const auto& [value, label] : device->Information().entries) {
       said << "  " << label << '=' << value << '\n';
     }
-    for (const DiagResource& resource : device->Resources()) {
+    for (const DiagResource& resource : device->Resources({})) {
       for (const auto& [label, value] : resource.pairs) said << "  " << label << '=' << value;
       said << '\n';
     }

@@ -172,7 +172,7 @@ def test_what_comes_to_be_on_a_disk_after_the_search_is_seen(world, make_disk):
         terminal.expect(rb"=> Linear Read Test\r\n")
         disk.put(0, LUKS[0])
         terminal.expect(rb"=> Write Test\r\n")
-        terminal.expect(rb"nothing was written: it holds crypto")
+        terminal.expect(rb"nothing was written: it holds a file system \(crypto")
         terminal.expect(rb"Test Status: Not Applicable!\r\n")
         assert terminal.wait(20) == PASSED  # the linear read did
     with disk.path.open("rb") as file:

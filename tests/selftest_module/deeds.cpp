@@ -162,7 +162,7 @@ struct [[gnu::packed]] FoundNone {
   std::uint32_t idLength = kIdBytes;
   std::array<char, kIdBytes> id{};
   // Neither names nor rows.
-  std::array<char, 5 + 1 + (1 + 16) + 5 + 2 + 8> rest{};
+  std::array<char, 5 + 1 + (1 + 16) + 2 + 8> rest{};
 };
 
 void ForgeDevice(const std::string& /*file*/) {
@@ -185,6 +185,29 @@ void WithdrawTooFar(const std::string& /*file*/) {
     std::uint32_t kind = 14;
     std::uint64_t request = 2;
     std::uint32_t candidate = 2;
+  } message;
+  SendBytes(&message, sizeof(message));
+}
+
+// More resources than there are devices, for the first order behind a scan.
+void TellTooMuch(const std::string& /*file*/) {
+  struct [[gnu::packed]] {
+    char form = 0;
+    std::uint32_t kind = 21;
+    std::uint64_t request = 2;
+    char isThrown = 0;
+    std::uint32_t count = 0;
+  } message;
+  for (int i = 0; i < 3; ++i) SendBytes(&message, sizeof(message));
+}
+
+// The end of the resources, for the same, though not all devices told theirs.
+void TellTooLittle(const std::string& /*file*/) {
+  struct [[gnu::packed]] {
+    char form = 0;
+    std::uint32_t kind = 22;
+    std::uint64_t request = 2;
+    std::uint64_t leftBehind = 0;
   } message;
   SendBytes(&message, sizeof(message));
 }
@@ -213,16 +236,35 @@ void LeaveChildAndExit(const std::string& file) {
   _exit(3);
 }
 
-// Its child says for ever what may be said at any time.
+// Says what may be said at any time, for as long as anybody could hear it.
+[[noreturn]] void TalkForEver() {
+  struct [[gnu::packed]] {
+    char form = 0;
+    std::uint32_t kind = 16;  // of a recording's end
+    std::int32_t error = 0;
+  } message;
+  while (send(kSocket, &message, sizeof(message), MSG_NOSIGNAL) >= 0) continue;
+  _exit(0);
+}
+
 void LeaveTalkerAndExit(const std::string& /*file*/) {
+  if (fork() == 0) TalkForEver();
+  _exit(3);
+}
+
+// In a session of its own, so that it does not end with the worker.
+void LeaveFreeTalkerAndExit(const std::string& /*file*/) {
+  std::array<int, 2> ends{};
+  if (pipe(ends.data()) != 0) _exit(4);
   if (fork() == 0) {
-    struct [[gnu::packed]] {
-      char form = 0;
-      std::uint32_t kind = 16;  // of a recording's end
-      std::int32_t error = 0;
-    } message;
-    while (true) SendBytes(&message, sizeof(message));
+    setsid();
+    close(ends[1]);
+    TalkForEver();
   }
+  // The child's end of it is closed once it has its session.
+  close(ends[1]);
+  char byte = 0;
+  [[maybe_unused]] const ssize_t none = read(ends[0], &byte, 1);
   _exit(3);
 }
 
@@ -310,8 +352,11 @@ const std::vector<Deed>& Deeds() {
       {"forge-device", ForgeDevice},
       {"find-without-end", FindWithoutEnd},
       {"withdraw-too-far", WithdrawTooFar},
+      {"tell-too-much", TellTooMuch},
+      {"tell-too-little", TellTooLittle},
       {"leave-child", LeaveChild},
       {"leave-talker-and-exit", LeaveTalkerAndExit},
+      {"leave-free-talker-and-exit", LeaveFreeTalkerAndExit},
       {"leave-child-and-crash", LeaveChildAndCrash},
       {"leave-child-and-exit", LeaveChildAndExit},
       {"say-last-words", SayLastWords},

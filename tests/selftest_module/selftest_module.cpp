@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <fstream>
+#include <functional>
 #include <string>
 #include <utility>
 
@@ -23,8 +24,13 @@ constexpr std::uint64_t kFirstOfNoLength = 1000;
 
 class Part final : public Device {
  public:
-  Part(std::string id, std::string uniqueId, std::string name)
-      : id_(std::move(id)), uniqueId_(std::move(uniqueId)), name_(std::move(name)) {}
+  using OnAsked = std::function<std::string(const std::stop_token&)>;
+  // The last is called when somebody asks for its resources, and tells one.
+  Part(std::string id, std::string uniqueId, std::string name, OnAsked onAsked)
+      : id_(std::move(id)),
+        uniqueId_(std::move(uniqueId)),
+        name_(std::move(name)),
+        onAsked_(std::move(onAsked)) {}
   std::string Id() const override { return id_; }
   DeviceInformation Information() const override {
     DeviceInformation information;
@@ -32,7 +38,9 @@ class Part final : public Device {
     information.properties["NonRotatingMedia"] = "T";
     return information;
   }
-  std::vector<DiagResource> Resources() const override { return {}; }
+  std::vector<DiagResource> Resources(std::stop_token stop) const override {
+    return {{"PIECE", {{"PIECE_OF", onAsked_(stop)}}}};
+  }
   std::string UniqueId() const override {
     if (uniqueId_ == "throw") throw std::runtime_error("no unique id");
     return uniqueId_;
@@ -42,6 +50,7 @@ class Part final : public Device {
   std::string id_;
   std::string uniqueId_;
   std::string name_;
+  OnAsked onAsked_;
 };
 
 bool IsThere(const std::string& path) {
@@ -117,11 +126,33 @@ std::unique_ptr<Device> SelftestModule::MakePart(std::uint64_t number, std::uint
   const std::string alike = Setting("unique-ids");
   // An id is given anew at each scan, a unique id stays.
   const std::string own = "part-" + std::to_string(number);
-  return std::make_unique<Part>(Setting("ids") == "same" ? "0" : std::to_string(place),
-                                alike == "none" ? std::string()
-                                : alike.empty() ? own
-                                                : alike,
-                                own);
+  return std::make_unique<Part>(
+      Setting("ids") == "same" ? "0" : std::to_string(place),
+      alike == "none" ? std::string()
+      : alike.empty() ? own
+                      : alike,
+      own, [this, number, own](const std::stop_token& stop) {
+        MisbehaveWhenAsked(number, stop);
+        std::string piece = own;
+        piece.resize(NumberIn(Setting("piece-bytes")).value_or(own.size()));
+        return piece;
+      });
+}
+
+void SelftestModule::MisbehaveWhenAsked(std::uint64_t number, const std::stop_token& stop) const {
+  if (const std::string asked = Setting("asked"); !asked.empty()) {
+    std::ofstream(asked, std::ios::app) << number;
+  }
+  if (!Setting("probed").empty()) NoteProbe(*machine_, Setting("probed"), stop);
+  const std::string deed = Setting("resources");
+  if (deed.empty() || number != 1) return;
+  if (deed == "slow") {
+    WaitForStop(stop);
+  } else if (deed == "leave-call") {
+    LeaveCallBehind(*machine_, Setting("file"));
+  } else {
+    Commit(deed, Setting("file"));
+  }
 }
 
 void SelftestModule::MisbehaveAt(std::uint64_t place, const std::stop_token& stop) const {

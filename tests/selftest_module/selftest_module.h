@@ -12,13 +12,17 @@
 namespace selftest {
 
 // A module that does whatever a module should not, one deed in each test. Settings:
+//   selftest/asked    a path: a device that is asked for its resources adds its number to that file
 //   selftest/begun    a path: each scan makes that file when it begins
 //   selftest/devices  how many devices there are, 2 by default
 //   selftest/file     a path: of a file that read-file reads
 //   selftest/ids      "same": each device has the id 0
 //   selftest/marker   a path: while there is a file, the scan does not find device 0
-//   selftest/probed   a path: each scan asks for the use of the root file system, and adds a "y" to
-//                     that file when it is told, an "n" when not
+//   selftest/piece-bytes  how long the one resource of each device is; by default as its name
+//   selftest/probed   a path: each scan, and each device for its resources, asks for the use of the
+//                     root file system, and adds a "y" to that file when it is told, an "n" when not
+//   selftest/resources  a deed that device 1 commits when it is asked for its resources, or "slow" or
+//                     "leave-call", as for scans
 //   selftest/scan     a deed that each scan commits, or "slow": one that waits for its stop,
 //                     or "leave-call": one of which a read of the file hangs
 //   selftest/scan-at  how many devices it has found when it does, none by default
@@ -46,6 +50,7 @@ class SelftestModule final : public orvan::sdk::Module {
  private:
   std::string Setting(const std::string& name) const;
   std::unique_ptr<orvan::sdk::Device> MakePart(std::uint64_t number, std::uint64_t place) const;
+  void MisbehaveWhenAsked(std::uint64_t number, const std::stop_token& stop) const;
   // What a search does before its device of that place; behind the last one when there is none.
   void MisbehaveAt(std::uint64_t place, const std::stop_token& stop) const;
 

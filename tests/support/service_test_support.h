@@ -5,6 +5,7 @@
 #include <optional>
 #include <set>
 #include <stdexcept>
+#include <stop_token>
 #include <string>
 #include <vector>
 
@@ -29,7 +30,7 @@ class PlainDevice final : public sdk::Device {
     information.name = "Device " + id_;
     return information;
   }
-  std::vector<DiagResource> Resources() const override {
+  std::vector<DiagResource> Resources(std::stop_token) const override {
     if (broken) throw std::runtime_error("no resources");
     return {{"PARTITION", {{"LABEL", "root"}}}};
   }

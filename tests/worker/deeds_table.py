@@ -29,6 +29,7 @@ ILL = rows("Ill deeds")
 GOOD = rows("Good deeds")
 ENDLESS = rows("Deeds without end")
 SEARCHES = rows("Searches")
+RESOURCES = rows("Looks at resources")
 ENDLESS_SEARCHES = rows("Searches without end")
 
 # The sanitizers put their own words before these, or keep their own books of the memory.

@@ -69,8 +69,11 @@ const char* TransportName(Transport transport) {
   return "Unknown";
 }
 
-Disk::Disk(std::string id, DiskFacts facts, bool isUnique)
-    : id_(std::move(id)), facts_(std::move(facts)), isUnique_(isUnique) {}
+Disk::Disk(std::string id, DiskFacts facts, bool isUnique, ContentOf content)
+    : id_(std::move(id)),
+      facts_(std::move(facts)),
+      isUnique_(isUnique),
+      content_(std::move(content)) {}
 
 DeviceInformation Disk::Information() const {
   DeviceInformation record;
@@ -104,9 +107,13 @@ DeviceInformation Disk::Information() const {
   return record;
 }
 
-std::vector<DiagResource> Disk::Resources() const {
+std::vector<Partition> Disk::Partitions(ContentLook look, std::stop_token stop) const {
+  return content_ ? content_(look, std::move(stop)) : std::vector<Partition>();
+}
+
+std::vector<DiagResource> Disk::Resources(std::stop_token stop) const {
   std::vector<DiagResource> resources;
-  for (const Partition& part : facts_.partitions) {
+  for (const Partition& part : Partitions(ContentLook::kAll, std::move(stop))) {
     const auto use = [&part](std::uint64_t bytes) {
       return part.hasUse ? std::to_string(bytes) : std::string(kNotObtained);
     };

@@ -1,7 +1,9 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
+#include <stop_token>
 #include <string>
 #include <utility>
 #include <vector>
@@ -55,7 +57,6 @@ struct DiskFacts {
   // What an ATA drive said of itself when the kernel found it; none: no drive that said so.
   std::optional<ata::Identify> identify;
   DiskRows features;
-  std::vector<Partition> partitions;
   // What is there and could not be read; paths below `folder`, or whole ones.
   std::vector<sdk::FileTrouble> unread;
   // The kernel name of a disk whose place could not be made out, so that the ids of all disks are
@@ -63,23 +64,32 @@ struct DiskFacts {
   std::string disorderedBy;
 };
 
-// A whole disk as the service sees it. Immutable; any thread.
+// How far what is on a disk is looked at: on this one alone, or on all that were found with it.
+enum class ContentLook { kThis, kAll };
+// Looks at what is on a disk, as far as it has not been looked at, and gives its partitions. After
+// a stop nothing is looked at any more, and what is known is all.
+using ContentOf = std::function<std::vector<Partition>(ContentLook, std::stop_token)>;
+
+// A whole disk as the service sees it. Any thread, but for what is on it: one thread at a time.
 class Disk final : public sdk::Device {
  public:
   // `isUnique`: no other disk of the machine has the same world-wide name or serial number.
-  Disk(std::string id, DiskFacts facts, bool isUnique);
+  // `content` may be empty: nothing is on it.
+  Disk(std::string id, DiskFacts facts, bool isUnique, ContentOf content = {});
 
   std::string Id() const override { return id_; }
   DeviceInformation Information() const override;
-  std::vector<DiagResource> Resources() const override;
+  std::vector<DiagResource> Resources(std::stop_token stop) const override;
   std::string UniqueId() const override;
   std::optional<std::string> WhyUntestable() const override;
   const DiskFacts& Facts() const { return facts_; }
+  std::vector<Partition> Partitions(ContentLook look, std::stop_token stop) const;
 
  private:
   std::string id_;
   DiskFacts facts_;
   bool isUnique_;
+  ContentOf content_;
 };
 
 // The world-wide name, or model and serial number, or the file of a loop device ("file:PATH");

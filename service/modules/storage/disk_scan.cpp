@@ -9,11 +9,11 @@
 #include <string_view>
 #include <utility>
 
+#include "service/modules/storage/disk_contents.h"
 #include "service/modules/storage/drive_features.h"
 #include "service/modules/storage/hardware_path.h"
 #include "service/modules/storage/identity.h"
 #include "service/modules/storage/partitions.h"
-#include "service/modules/storage/probe_turns.h"
 #include "service/modules/storage/words.h"
 #include "service/sdk/block_reader.h"
 
@@ -120,34 +120,44 @@ void AddLacking(const Lacking& lacking, DiskFacts& facts) {
 struct FoundDisk {
   std::string sortKey;
   DiskFacts facts;
-  std::optional<PartitionSearch> partitions = {};
+  PartitionSearch partitions = {};
 };
+
+std::vector<Partition> ContentAt(DiskContents& contents, std::size_t place, ContentLook look,
+                                 std::stop_token stop) {
+  if (look == ContentLook::kAll) {
+    contents.LookAtAll(std::move(stop));
+  } else {
+    contents.LookAt(place, std::move(stop));
+  }
+  return contents.Of(place);
+}
 
 // The scan of one machine.
 class Scan {
  public:
-  Scan(sdk::Machine& machine, bool includeLoop, std::stop_token stop)
-      : machine_(machine),
-        files_(machine.Files()),
-        includeLoop_(includeLoop),
-        stop_(std::move(stop)),
-        mounts_(files_) {}
+  Scan(sdk::Machine& machine, bool includeLoop)
+      : machine_(machine), files_(machine.Files()), includeLoop_(includeLoop), mounts_(files_) {}
 
   std::vector<std::unique_ptr<Disk>> Run() {
     for (const std::string& name : Names()) {
       if (MayBeDisk(name, includeLoop_)) Look(name);
     }
-    LookAtMedia();
     std::stable_sort(found_.begin(), found_.end(),
                      [](const auto& a, const auto& b) { return a.sortKey < b.sortKey; });
     std::map<std::string, int> identities;
     for (const FoundDisk& disk : found_) ++identities[HardwareIdentity(disk.facts)];
+    const auto contents = std::make_shared<DiskContents>(machine_, TakeSearches());
     std::vector<std::unique_ptr<Disk>> disks;
     for (FoundDisk& disk : found_) {
       const bool isUnique = identities[HardwareIdentity(disk.facts)] == 1;
       disk.facts.disorderedBy = disorderedBy_;
+      const std::size_t place = disks.size();
       disks.push_back(
-          std::make_unique<Disk>(std::to_string(disks.size()), std::move(disk.facts), isUnique));
+          std::make_unique<Disk>(std::to_string(place), std::move(disk.facts), isUnique,
+                                 [contents, place](ContentLook look, std::stop_token stop) {
+                                   return ContentAt(*contents, place, look, std::move(stop));
+                                 }));
     }
     return disks;
   }
@@ -206,15 +216,11 @@ class Scan {
     return path.trouble ? ReadHardwarePath(files_, facts.kernelName, facts.folder) : path;
   }
 
-  void LookAtMedia() {
-    std::vector<PartitionSearch*> searches;
-    for (FoundDisk& disk : found_) {
-      if (disk.partitions) searches.push_back(&*disk.partitions);
-    }
-    ProbeInTurns(machine_, searches, stop_);
-    for (FoundDisk& disk : found_) {
-      if (disk.partitions) disk.facts.partitions = std::move(*disk.partitions).Take();
-    }
+  // In the order of the disks.
+  std::vector<PartitionSearch> TakeSearches() {
+    std::vector<PartitionSearch> searches;
+    for (FoundDisk& disk : found_) searches.push_back(std::move(disk.partitions));
+    return searches;
   }
 
   bool IsGone(const std::string& folder) const {
@@ -244,7 +250,6 @@ class Scan {
   sdk::Machine& machine_;
   const sdk::MachineFiles& files_;
   bool includeLoop_;
-  std::stop_token stop_;
   const MountTable mounts_;
   std::vector<FoundDisk> found_;
   std::string disorderedBy_;  // see DiskFacts
@@ -252,9 +257,8 @@ class Scan {
 
 }  // namespace
 
-std::vector<std::unique_ptr<Disk>> ScanDisks(sdk::Machine& machine, bool includeLoop,
-                                             std::stop_token stop) {
-  return Scan(machine, includeLoop, std::move(stop)).Run();
+std::vector<std::unique_ptr<Disk>> ScanDisks(sdk::Machine& machine, bool includeLoop) {
+  return Scan(machine, includeLoop).Run();
 }
 
 }  // namespace orvan::storage

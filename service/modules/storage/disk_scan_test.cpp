@@ -15,31 +15,10 @@
 namespace orvan::storage {
 namespace {
 
-sdk::testing::CapturedFiles Capture(const std::string& name) {
-  return sdk::testing::CapturedFiles(CaptureText(name));
-}
-
-// Answers from a list, and remembers what it was asked.
-class ListedProbe final : public sdk::FilesystemProbe {
- public:
-  std::optional<sdk::FilesystemFacts> Probe(const std::string& device,
-                                            const std::string& mountPoint,
-                                            std::chrono::milliseconds, std::stop_token) override {
-    asked.push_back(device + '@' + mountPoint);
-    if (hangs) return {};
-    sdk::FilesystemFacts answer = facts[device];
-    if (!mountPoint.empty()) answer.use = {1000, 24};
-    return answer;
-  }
-  std::map<std::string, sdk::FilesystemFacts> facts;
-  std::vector<std::string> asked;
-  bool hangs = false;
-};
-
 std::vector<std::string> KernelNames(const sdk::MachineFiles& files, bool includeLoop = false) {
   ListedProbe probe;
   std::vector<std::string> names;
-  for (const auto& disk : ScanDisks(files, probe, includeLoop, {})) {
+  for (const auto& disk : ScanDisks(files, probe, includeLoop)) {
     EXPECT_EQ(disk->Id(), std::to_string(names.size()));
     names.push_back(disk->Facts().kernelName);
   }
@@ -48,7 +27,7 @@ std::vector<std::string> KernelNames(const sdk::MachineFiles& files, bool includ
 
 std::unique_ptr<Disk> Find(const std::string& capture, const std::string& name) {
   ListedProbe probe;
-  for (auto& disk : ScanDisks(Capture(capture), probe, true, {})) {
+  for (auto& disk : ScanDisks(Capture(capture), probe, true)) {
     if (disk->Facts().kernelName == name) return std::move(disk);
   }
   ADD_FAILURE() << name << " was not found";
@@ -75,8 +54,8 @@ TEST(DiskScan, ComparesSlotsAndLunsAsNumbers) {
 
 TEST(DiskScan, AnIdStaysWithItsDiskWhenKernelNamesSwap) {
   ListedProbe probe;
-  const auto first = ScanDisks(Capture("two_controllers_boot_1"), probe, false, {});
-  const auto second = ScanDisks(Capture("two_controllers_boot_2"), probe, false, {});
+  const auto first = ScanDisks(Capture("two_controllers_boot_1"), probe, false);
+  const auto second = ScanDisks(Capture("two_controllers_boot_2"), probe, false);
   ASSERT_EQ(first.size(), 2U);
   ASSERT_EQ(second.size(), 2U);
   for (std::size_t i = 0; i < 2; ++i) {
@@ -116,7 +95,7 @@ TEST(DiskScan, AUsbBusIsNamedByTheSpeedOfItsRootHub) {
     const sdk::testing::CapturedFiles files("l /sys/block/sdc " + disk + "\nf " + disk +
                                             "/size 8\nf " + hub + "/speed " + speed + '\n');
     ListedProbe probe;
-    return ScanDisks(files, probe, false, {}).at(0)->Facts().busPath;
+    return ScanDisks(files, probe, false).at(0)->Facts().busPath;
   };
   EXPECT_EQ(path("20000"), "pci-0000:00:14.0/usb3/port-4/port-4:1.0/scsi-0:0:0");
   EXPECT_EQ(path("480"), "pci-0000:00:14.0/usb2/port-4/port-4:1.0/scsi-0:0:0");
@@ -194,7 +173,7 @@ TEST(DiskInformation, UniqueIdsOfAMachineAllDifferAndNameNoIndexOfTheKernels) {
   for (const char* capture : {"desktop", "server", "virtual_machine", "two_controllers_boot_1"}) {
     std::set<std::string> ids;
     ListedProbe probe;
-    const auto disks = ScanDisks(Capture(capture), probe, true, {});
+    const auto disks = ScanDisks(Capture(capture), probe, true);
     for (const auto& disk : disks) {
       ids.insert(disk->UniqueId());
       EXPECT_FALSE(disk->UniqueId().empty()) << capture;
@@ -216,7 +195,7 @@ TEST(DiskInformation, TwoDisksWithTheSameBadSerialNumberDiffer) {
             "/product Stick\n";
   }
   ListedProbe probe;
-  const auto disks = ScanDisks(sdk::testing::CapturedFiles(text), probe, false, {});
+  const auto disks = ScanDisks(sdk::testing::CapturedFiles(text), probe, false);
   ASSERT_EQ(disks.size(), 2U);
   EXPECT_EQ(disks[0]->UniqueId(),
             "Stick_000000000000@pci-0000:00:14.0/usb2/port-3/port-3:1.0/scsi-0:0:0");
@@ -247,17 +226,18 @@ TEST(DiskInformation, ATextOfTheDiskThatLooksLikeAKeyKeepsAllItsCharacters) {
   DiskFacts facts;
   facts.model = facts.serial = facts.firmware = facts.backingFile = "_MY_|Disk";
   facts.kernelName = "sd_a";
-  facts.partitions = {{}};
-  facts.partitions[0].label = "_ROOT";
-  facts.partitions[0].fileSystem = "ext4";
-  facts.partitions[0].mountPoint = "/_mnt";
-  const Disk disk("0", facts, true);
+  Partition part;
+  part.label = "_ROOT";
+  part.fileSystem = "ext4";
+  part.mountPoint = "/_mnt";
+  const Disk disk("0", facts, true,
+                  [part](ContentLook, std::stop_token) { return std::vector{part}; });
   std::map<std::string, std::string> entries = Entries(disk);
   for (const char* label : {"MODEL", "SERIAL_NUMBER", "FIRMWARE", "BACKING_FILE"}) {
     EXPECT_EQ(entries[label], " _MY_|Disk") << label;
   }
   EXPECT_EQ(entries["KERNEL_NAME"], "sd_a");
-  const auto pairs = disk.Resources().at(0).pairs;
+  const auto pairs = disk.Resources({}).at(0).pairs;
   const std::map<std::string, std::string> partition(pairs.begin(), pairs.end());
   EXPECT_EQ(partition.at("LABEL"), " _ROOT");
   EXPECT_EQ(partition.at("FILE_SYSTEM"), "ext4");
@@ -269,91 +249,6 @@ TEST(Trimmed, CutsBlanksLineEndsAndZeroBytesAtTheEndsOnly) {
   EXPECT_EQ(Trimmed(std::string(" \t my disk\r\n\0", 13)), "my disk");
   EXPECT_EQ(Trimmed(" \t"), "");
   EXPECT_EQ(Trimmed("evil\x1b[2J\xc2\x9b"), "evil\x1b[2J\xc2\x9b");
-}
-
-std::string Text(const DiagResource& resource) {
-  std::string text = resource.type;
-  for (const auto& [label, value] : resource.pairs) text += ' ' + label + '=' + value;
-  return text;
-}
-
-std::vector<std::string> Resources(ListedProbe& probe, const std::string& name) {
-  std::vector<std::string> texts;
-  for (const auto& disk : ScanDisks(Capture("desktop"), probe, true, {})) {
-    if (disk->Facts().kernelName != name) continue;
-    for (const DiagResource& resource : disk->Resources()) texts.push_back(Text(resource));
-  }
-  return texts;
-}
-
-TEST(Partitions, WhatTheDeviceManagerKnowsIsNotReadAgain) {
-  ListedProbe probe;
-  EXPECT_EQ(
-      Resources(probe, "sda"),
-      (Names{"PARTITION PARTITION_TYPE=PRIMARY MOUNT_POINT=/boot/efi FILE_SYSTEM=vfat LABEL=EFI "
-             "SIZE=536870912 USED=1000 FREE=24 INDEX=1",
-             "PARTITION PARTITION_TYPE=PRIMARY MOUNT_POINT=/ FILE_SYSTEM=ext4 LABEL=the root "
-             "SIZE=499568869376 USED=1000 FREE=24 INDEX=2"}));
-  for (const std::string& asked : probe.asked) EXPECT_FALSE(asked.starts_with("/dev/sda"));
-}
-
-TEST(Partitions, ADosTableHasPrimaryExtendedAndLogicalOnes) {
-  ListedProbe probe;
-  probe.facts["/dev/sdb"].tableType = "dos";
-  probe.facts["/dev/sdb1"] = {"", "swap", "", {}};
-  probe.facts["/dev/sdb2"] = {"dos", "", "", {}};
-  probe.facts["/dev/sdb5"] = {"", "ext4", "data\n", {}};
-  probe.facts["/dev/sdb6"] = {"", "btrfs", "", {}};
-  EXPECT_EQ(
-      Resources(probe, "sdb"),
-      (Names{
-          "PARTITION PARTITION_TYPE=PRIMARY MOUNT_POINT=UNABLE_TO_OBTAIN FILE_SYSTEM=swap LABEL= "
-          "SIZE=536870912 USED=UNABLE_TO_OBTAIN FREE=UNABLE_TO_OBTAIN INDEX=1",
-          "PARTITION PARTITION_TYPE=EXTENDED MOUNT_POINT=UNABLE_TO_OBTAIN FILE_SYSTEM= LABEL= "
-          "SIZE=1024 USED=UNABLE_TO_OBTAIN FREE=UNABLE_TO_OBTAIN INDEX=2",
-          "PARTITION PARTITION_TYPE=LOGICAL MOUNT_POINT=/srv/my data FILE_SYSTEM=ext4 LABEL=data "
-          "SIZE=2147483648 USED=1000 FREE=24 INDEX=5",
-          "PARTITION PARTITION_TYPE=LOGICAL MOUNT_POINT=/srv/btrfs FILE_SYSTEM=btrfs LABEL= "
-          "SIZE=4294967296 USED=1000 FREE=24 INDEX=6"}));
-}
-
-TEST(Partitions, AProbeThatHangsCostsOnlyWhatItWouldHaveSaid) {
-  ListedProbe probe;
-  probe.hangs = true;
-  const auto texts = Resources(probe, "sdb");
-  ASSERT_EQ(texts.size(), 4U);
-  EXPECT_EQ(texts[2],
-            "PARTITION PARTITION_TYPE=PRIMARY MOUNT_POINT=/srv/my data FILE_SYSTEM=ext4 LABEL= "
-            "SIZE=2147483648 USED=UNABLE_TO_OBTAIN FREE=UNABLE_TO_OBTAIN INDEX=5");
-  // Each disk is asked once and then left alone.
-  const auto asked = std::count_if(probe.asked.begin(), probe.asked.end(),
-                                   [](const auto& text) { return text.starts_with("/dev/sdb"); });
-  EXPECT_EQ(asked, 1);
-}
-
-TEST(Partitions, AMountPointIsToldAndAskedAsItIs) {
-  const sdk::testing::CapturedFiles files(
-      "f /sys/block/vda/dev 254:0\nf /sys/block/vda/size 2048\n"
-      "f /proc/self/mountinfo 22 1 254:0 / /mnt/a\\x5c033[2J rw - ext4 /dev/vda rw\\x0a\n");
-  ListedProbe probe;
-  const auto disks = ScanDisks(files, probe, false, {});
-  ASSERT_EQ(disks.size(), 1U);
-  ASSERT_EQ(disks[0]->Resources().size(), 1U);
-  EXPECT_NE(Text(disks[0]->Resources()[0]).find("MOUNT_POINT=/mnt/a\033[2J "), std::string::npos);
-  EXPECT_EQ(probe.asked, (Names{"/dev/vda@/mnt/a\033[2J"}));
-}
-
-TEST(Partitions, AFileSystemOnTheWholeDiskCountsAsOne) {
-  ListedProbe probe;
-  probe.facts["/dev/vda"].fileSystem = "ext4";
-  for (const auto& disk : ScanDisks(Capture("virtual_machine"), probe, false, {})) {
-    const auto resources = disk->Resources();
-    ASSERT_EQ(resources.size(), disk->Facts().kernelName == "vda" ? 1U : 0U);
-    if (resources.empty()) continue;
-    EXPECT_EQ(Text(resources[0]),
-              "PARTITION PARTITION_TYPE=PRIMARY MOUNT_POINT=/ FILE_SYSTEM=ext4 LABEL= "
-              "SIZE=21474836480 USED=1000 FREE=24 INDEX=0");
-  }
 }
 
 }  // namespace

@@ -97,9 +97,9 @@ PartitionSearch::PartitionSearch(const sdk::MachineFiles& files, const MountTabl
     const auto index = files.ReadNumber(folder + "/partition");
     if (!index || !name.starts_with(facts.kernelName)) continue;
     Read(files, mounts, folder, name, static_cast<std::uint32_t>(*index));
-    if (*index != 0 && found_.back().known.entryScheme.empty()) AskForTable(files, facts);
+    if (*index != 0 && parts_.back().known.entryScheme.empty()) AskForTable(files, facts);
   }
-  if (error == 0 && found_.empty() && facts.sizeBytes.value_or(0) != 0) {
+  if (error == 0 && parts_.empty() && facts.sizeBytes.value_or(0) != 0) {
     Read(files, mounts, facts.folder, facts.kernelName, 0);
   }
 }
@@ -131,18 +131,18 @@ void PartitionSearch::Read(const sdk::MachineFiles& files, const MountTable& mou
                            std::uint32_t index) {
   const std::string number = files.ReadText(folder + "/dev");
   const std::string path = NodePath(name);
-  Found found;
-  found.partition.index = index;
+  Part one;
+  one.partition.index = index;
   if (const auto sectors = files.ReadNumber(folder + "/size")) {
-    found.partition.sizeBytes = *sectors * kSysfsSectorBytes;
+    one.partition.sizeBytes = *sectors * kSysfsSectorBytes;
   }
-  found.mount = mounts.Find(number, path);
-  found.known = ReadDeviceDatabase(files, number);
-  const bool mustProbe = found.known.facts.fileSystem.empty() && found.known.entryScheme.empty();
-  if (mustProbe || !found.mount.point.empty()) {
-    looks_.push_back({found_.size(), mustProbe ? path : std::string(), found.mount.point});
+  one.mount = mounts.Find(number, path);
+  one.known = ReadDeviceDatabase(files, number);
+  const bool mustProbe = one.known.facts.fileSystem.empty() && one.known.entryScheme.empty();
+  if (mustProbe || !one.mount.point.empty()) {
+    looks_.push_back({parts_.size(), mustProbe ? path : std::string(), one.mount.point});
   }
-  found_.push_back(std::move(found));
+  parts_.push_back(std::move(one));
 }
 
 void PartitionSearch::AskForTable(const sdk::MachineFiles& files, const DiskFacts& facts) {
@@ -164,7 +164,7 @@ void PartitionSearch::Look(sdk::FilesystemProbe& probe, std::chrono::millisecond
   } else if (due.isForTable) {
     tableType_ = facts->tableType;
   } else {
-    sdk::FilesystemFacts& known = found_[due.found].known.facts;
+    sdk::FilesystemFacts& known = parts_[due.part].known.facts;
     if (due.device.empty()) {
       known.use = facts->use;
     } else {
@@ -173,9 +173,9 @@ void PartitionSearch::Look(sdk::FilesystemProbe& probe, std::chrono::millisecond
   }
 }
 
-std::string PartitionSearch::TypeOf(const Found& found) const {
-  const Partition& part = found.partition;
-  const Known& known = found.known;
+std::string PartitionSearch::TypeOf(const Part& one) const {
+  const Partition& part = one.partition;
+  const Known& known = one.known;
   if (part.index == 0) return "PRIMARY";
   const std::string scheme =
       known.entryScheme.empty() ? tableType_.value_or("") : known.entryScheme;
@@ -188,13 +188,13 @@ std::string PartitionSearch::TypeOf(const Found& found) const {
   return saysExtended || looksExtended ? "EXTENDED" : "PRIMARY";
 }
 
-Partition PartitionSearch::Finished(const Found& found) const {
-  Partition part = found.partition;
-  const sdk::FilesystemFacts& facts = found.known.facts;
-  part.mountPoint = found.mount.point;
-  part.type = TypeOf(found);
+Partition PartitionSearch::Finished(const Part& one) const {
+  Partition part = one.partition;
+  const sdk::FilesystemFacts& facts = one.known.facts;
+  part.mountPoint = one.mount.point;
+  part.type = TypeOf(one);
   part.fileSystem = part.type == "EXTENDED" ? "" : Trimmed(facts.fileSystem);
-  if (part.fileSystem.empty()) part.fileSystem = found.mount.fileSystem;
+  if (part.fileSystem.empty()) part.fileSystem = one.mount.fileSystem;
   part.label = Trimmed(facts.label);
   part.hasUse = facts.use.has_value();
   if (part.hasUse) {
@@ -204,10 +204,10 @@ Partition PartitionSearch::Finished(const Found& found) const {
   return part;
 }
 
-std::vector<Partition> PartitionSearch::Take() && {
+std::vector<Partition> PartitionSearch::Found() const {
   std::vector<Partition> partitions;
-  for (const Found& found : found_) {
-    Partition part = Finished(found);
+  for (const Part& one : parts_) {
+    Partition part = Finished(one);
     const bool isPartition = part.index != 0;
     if (isPartition || !part.fileSystem.empty() || !part.mountPoint.empty()) {
       partitions.push_back(std::move(part));

@@ -43,6 +43,8 @@ class MountTable {
 // when it is made, and only the rest is probed.
 class PartitionSearch {
  public:
+  // Of a disk of which nothing can be known: there is none.
+  PartitionSearch() = default;
   PartitionSearch(const sdk::MachineFiles& files, const MountTable& mounts, const DiskFacts& facts);
 
   // Whether a look at the medium, or at a mounted file system, has something left to tell.
@@ -50,9 +52,9 @@ class PartitionSearch {
   // The next look. After one that is not answered, or a stop, there are no more: each of them may
   // take its whole limit.
   void Look(sdk::FilesystemProbe& probe, std::chrono::milliseconds limit, std::stop_token stop);
-  // What was found, in the order of the index; a file system on the whole disk counts as one with
+  // What is known, in the order of the index; a file system on the whole disk counts as one with
   // index 0. Where nobody tells the file system of a mounted one, it is what the kernel calls it.
-  std::vector<Partition> Take() &&;
+  std::vector<Partition> Found() const;
 
  private:
   // What the device manager has stored about a block device, or a probe has told.
@@ -61,14 +63,14 @@ class PartitionSearch {
     std::string entryScheme;  // of the table that the partition stands in
     std::string entryType;    // e.g. "0xf"
   };
-  struct Found {
+  struct Part {
     Partition partition;
     Known known;
     Mount mount;
   };
   // A look that is due.
   struct Due {
-    std::size_t found = 0;
+    std::size_t part = 0;
     std::string device = {};  // empty: its file system is known
     std::string mountPoint = {};
     bool isForTable = false;  // of the whole disk, and not of the one that was found
@@ -78,11 +80,11 @@ class PartitionSearch {
   void Read(const sdk::MachineFiles& files, const MountTable& mounts, const std::string& folder,
             const std::string& name, std::uint32_t index);
   void AskForTable(const sdk::MachineFiles& files, const DiskFacts& facts);
-  std::string TypeOf(const Found& found) const;
-  Partition Finished(const Found& found) const;
+  std::string TypeOf(const Part& one) const;
+  Partition Finished(const Part& one) const;
 
-  std::uint64_t sectorBytes_;  // 0: not known
-  std::vector<Found> found_;
+  std::uint64_t sectorBytes_ = 0;  // 0: not known
+  std::vector<Part> parts_;
   std::deque<Due> looks_;
   std::optional<std::string> tableType_;  // none: nobody needed it so far
 };

@@ -65,8 +65,8 @@ std::vector<std::size_t> Told(const std::vector<int>& partitions, SlowProbe& pro
   ScannedMachine machine(files, probe);
   probe.machine = &machine;
   std::vector<std::size_t> told;
-  for (const auto& disk : ScanDisks(machine, false, {})) {
-    const auto& found = disk->Facts().partitions;
+  for (const auto& disk : ScanDisks(machine, false)) {
+    const auto found = disk->Partitions(ContentLook::kAll, {});
     told.push_back(static_cast<std::size_t>(
         std::count_if(found.begin(), found.end(),
                       [](const Partition& part) { return part.fileSystem == "ext4"; })));

@@ -165,14 +165,14 @@ std::string TwoDisks(bool hasLast) {
 TEST(ScanPlace, ALinkThatIsMissingForAMomentMovesNoId) {
   CountingProbe probe;
   for (int missing = 0; missing < 4; ++missing) {
-    const Disks disks = ScanDisks(ForgetfulFiles(TwoDisks(true), missing), probe, false, {});
+    const Disks disks = ScanDisks(ForgetfulFiles(TwoDisks(true), missing), probe, false);
     EXPECT_EQ(Names(disks), (std::vector<std::string>{"sdz", "sda"})) << missing;
   }
 }
 
 TEST(ScanPlace, ADiskThatLeftMeanwhileIsNone) {
   CountingProbe probe;
-  const Disks disks = ScanDisks(ForgetfulFiles(TwoDisks(false), 0), probe, false, {});
+  const Disks disks = ScanDisks(ForgetfulFiles(TwoDisks(false), 0), probe, false);
   EXPECT_EQ(Names(disks), (std::vector<std::string>{"sda"}));
   EXPECT_EQ(disks[0]->WhyUntestable(), std::nullopt);
 }

@@ -28,6 +28,23 @@ class CountingProbe final : public sdk::FilesystemProbe {
   int asked = 0;
 };
 
+// Answers from a list, and remembers what it was asked.
+class ListedProbe final : public sdk::FilesystemProbe {
+ public:
+  std::optional<sdk::FilesystemFacts> Probe(const std::string& device,
+                                            const std::string& mountPoint,
+                                            std::chrono::milliseconds, std::stop_token) override {
+    asked.push_back(device + '@' + mountPoint);
+    if (hangs) return {};
+    sdk::FilesystemFacts answer = facts[device];
+    if (!mountPoint.empty()) answer.use = {1000, 24};
+    return answer;
+  }
+  std::map<std::string, sdk::FilesystemFacts> facts;
+  std::vector<std::string> asked;
+  bool hangs = false;
+};
+
 // A captured machine on which these paths answer an errno; ENOENT: they are not there.
 class HidingFiles final : public sdk::MachineFiles {
  public:
@@ -93,15 +110,16 @@ class ScannedMachine final : public sdk::ClosedMachine {
 
 using Disks = std::vector<std::unique_ptr<Disk>>;
 
+// Disks of which nobody asks what is on them, for that takes the machine.
 inline Disks ScanDisks(const sdk::MachineFiles& files, sdk::FilesystemProbe& probe,
-                       bool includeLoop, std::stop_token stop) {
+                       bool includeLoop) {
   ScannedMachine machine(files, probe);
-  return ScanDisks(machine, includeLoop, std::move(stop));
+  return ScanDisks(machine, includeLoop);
 }
 
 inline Disks ScanOf(const sdk::MachineFiles& files) {
   CountingProbe probe;
-  return ScanDisks(files, probe, true, {});
+  return ScanDisks(files, probe, true);
 }
 
 inline Disks ScanOf(const std::string& capture) {
@@ -114,6 +132,10 @@ inline std::string CaptureText(const std::string& name) {
   std::ifstream file(path, std::ios::binary);
   EXPECT_TRUE(file.is_open()) << path;
   return {std::istreambuf_iterator<char>(file), {}};
+}
+
+inline sdk::testing::CapturedFiles Capture(const std::string& name) {
+  return sdk::testing::CapturedFiles(CaptureText(name));
 }
 
 inline std::vector<std::string> Names(const Disks& disks) {

@@ -174,21 +174,26 @@ TEST(ScanTrouble, AListOfDisksThatCannotBeHadIsNoEmptyOne) {
 
 TEST(ScanTrouble, PartitionsThatCannotBeListedAreNotTakenForNone) {
   CountingProbe probe;
-  const Disks disks = ScanDisks(
-      sdk::testing::CapturedFiles("f /sys/block/vda/dev 254:0\nf /sys/block/vda/size 2048\n"
-                                  "e /sys/block/vda 5\nd /sys/block\n"),
-      probe, false, {});
+  const sdk::testing::CapturedFiles files(
+      "f /sys/block/vda/dev 254:0\nf /sys/block/vda/size 2048\n"
+      "e /sys/block/vda 5\nd /sys/block\n");
+  ScannedMachine machine(files, probe);
+  const Disks disks = ScanDisks(machine, false);
   ASSERT_EQ(disks.size(), 1U);
-  EXPECT_TRUE(disks[0]->Resources().empty());
+  EXPECT_TRUE(disks[0]->Resources({}).empty());
   EXPECT_EQ(probe.asked, 0);
   EXPECT_NE(disks[0]->WhyUntestable(), std::nullopt);
 }
 
 TEST(ScanTrouble, APartitionsSizeThatCannotBeReadIsNotZero) {
-  const Disks disks = OneDisk(
+  CountingProbe probe;
+  const sdk::testing::CapturedFiles files(
+      "f /sys/block/vda/dev 254:0\nf /sys/block/vda/size 2048\n"
       "f /sys/block/vda/vda1/partition 1\nf /sys/block/vda/vda1/dev 254:1\n"
       "e /sys/block/vda/vda1/size 5\n");
-  const auto resources = disks.at(0)->Resources();
+  ScannedMachine machine(files, probe);
+  const Disks disks = ScanDisks(machine, false);
+  const auto resources = disks.at(0)->Resources({});
   ASSERT_EQ(resources.size(), 1U);
   for (const auto& [label, value] : resources[0].pairs) {
     if (label == "SIZE") {
@@ -207,15 +212,6 @@ TEST(ScanTrouble, AMediumsSequenceNumberThatCannotBeReadIsUnknownAndKeepsNobodyF
   const Disks disks = OneDisk("e /sys/block/vda/diskseq 5\n");
   EXPECT_EQ(disks.at(0)->WhyUntestable(), std::nullopt);
   EXPECT_EQ(disks.at(0)->Facts().diskSequence, 0U);
-}
-
-TEST(ScanTrouble, AStopMovesNoIdButLooksAtNoFileSystemAnyMore) {
-  CountingProbe probe;
-  std::stop_source stop;
-  stop.request_stop();
-  EXPECT_EQ(Names(ScanDisks(sdk::testing::CapturedFiles(Desktop()), probe, true, stop.get_token())),
-            kDesktop);
-  EXPECT_EQ(probe.asked, 0);
 }
 
 }  // namespace

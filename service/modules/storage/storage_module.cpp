@@ -37,7 +37,7 @@ StorageModule::StorageModule(const sdk::ModuleEnvironment& environment)
       tools_({MakeSmartTool({machine_, &hung_})}) {}
 
 void StorageModule::ScanDevices(sdk::ScanContext& scan) {
-  for (auto& disk : ScanDisks(*machine_, includeLoop_, scan.StopToken())) {
+  for (auto& disk : ScanDisks(*machine_, includeLoop_)) {
     scan.Found(std::move(disk));
   }
 }

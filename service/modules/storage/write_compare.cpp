@@ -117,7 +117,10 @@ Verdict Run(sdk::TestContext& context, const ReadEnvironment& environment,
   const auto* disk = dynamic_cast<const Disk*>(context.TestedDevice());
   if (disk == nullptr) return Verdict::NotApplicable(words::kNoDisk);
   if (values.destructive == 0) return Verdict::NotApplicable(words::kNotAskedToWrite);
-  if (auto refusal = words::ScanRefusal(disk->Facts())) return *refusal;
+  if (auto refusal =
+          words::ContentRefusal(disk->Partitions(ContentLook::kThis, context.StopToken()))) {
+    return *refusal;
+  }
   if (HasPassword(disk->Facts()) && environment.hung != nullptr &&
       IsLocked({environment.machine, environment.hung}, disk->Facts(), context.StopToken())) {
     return Verdict::Invalid(words::kLocked);

@@ -3,6 +3,7 @@
 #include <cerrno>
 
 #include "service/modules/storage/write_test_support.h"
+#include "service/modules/storage/write_words.h"
 #include "service/modules/storage/written_pattern.h"
 
 // What keeps the write test from a disk.
@@ -23,19 +24,27 @@ TEST(WriteRefusals, NothingIsTouchedUnlessItIsAskedFor) {
   bench.ExpectUntouched(kTestNotApplicable, kNotAsked, {{"overwrite", "TRUE"}});
 }
 
-TEST(WriteRefusals, WhatTheScanFoundOnItKeepsItFromBeingOpened) {
+TEST(WriteRefusals, WhatIsKnownToBeOnItKeepsItFromBeingOpened) {
   WriteBench bench;
   bench.machine.disks.clear();
   const std::string begin = "|THE_DISK_IS_NOT_EMPTY,_NOTHING_WAS_WRITTEN:_IT_HOLDS_";
-  bench.facts.partitions.emplace_back().index = 1;
+  bench.partitions.emplace_back().index = 1;
   bench.ExpectUntouched(kTestNotApplicable, begin + "A_PARTITION", kForced);
-  bench.facts.partitions[0].fileSystem = "BTRFS_4";
-  bench.facts.partitions[0].mountPoint = "/Home";
+  bench.partitions[0].fileSystem = "BTRFS_4";
+  bench.partitions[0].mountPoint = "/Home";
   bench.ExpectUntouched(kTestNotApplicable, begin + "A_PARTITION_(|B|T|R|F|S_4),_MOUNTED_AT_/|HOME",
                         kForced);
-  bench.facts.partitions = {Partition()};
-  bench.facts.partitions[0].fileSystem = "xfs";
+  bench.partitions = {Partition()};
+  bench.partitions[0].fileSystem = "xfs";
   bench.ExpectUntouched(kTestNotApplicable, begin + "A_FILE_SYSTEM_(XFS)", kForced);
+  // No other disk is looked at for it, and this one again each time.
+  EXPECT_EQ(bench.looks, std::vector(3, ContentLook::kThis));
+}
+
+TEST(WriteRefusals, ADiskThatIsNotToBeWrittenIsNotLookedAt) {
+  WriteBench bench;
+  bench.ExpectUntouched(kTestNotApplicable, words::kNotAskedToWrite, {});
+  EXPECT_TRUE(bench.looks.empty());
 }
 
 // It refuses a second write to a sector, which is no fault of its surface.

@@ -45,7 +45,10 @@ struct WriteBench {
   }
 
   sdk::Verdict Run(sdk::ParameterValues parameters = {{"destructive", "TRUE"}}) {
-    const Disk disk("0", facts, true);
+    const Disk disk("0", facts, true, [this](ContentLook look, std::stop_token) {
+      looks.push_back(look);
+      return partitions;
+    });
     const auto diagnostics = MakeDiagnostics({&machine, std::chrono::seconds(30)});
     const sdk::TestRecord& test = sdk::testing::FindTest(diagnostics, "E", "w");
     context = std::make_unique<sdk::testing::RememberingContext>(&disk, std::move(parameters));
@@ -73,6 +76,8 @@ struct WriteBench {
   }
 
   DiskFacts facts = FactsOfDisk();
+  std::vector<Partition> partitions;
+  std::vector<ContentLook> looks;
   std::shared_ptr<sdk::testing::MemoryDisk> medium;
   sdk::testing::FaultyMachine machine;
   std::unique_ptr<sdk::testing::RememberingContext> context;

@@ -177,9 +177,9 @@ std::string WhereText(const WriteResult& result) {
 
 }  // namespace
 
-std::optional<Verdict> ScanRefusal(const DiskFacts& facts) {
-  if (facts.partitions.empty()) return {};
-  const Partition& first = facts.partitions.front();
+std::optional<Verdict> ContentRefusal(const std::vector<Partition>& partitions) {
+  if (partitions.empty()) return {};
+  const Partition& first = partitions.front();
   std::string what = first.index == 0 ? "A_FILE_SYSTEM" : "A_PARTITION";
   if (!first.fileSystem.empty()) what += "_(" + TextKey(first.fileSystem) + ')';
   if (!first.mountPoint.empty()) what += ",_MOUNTED_AT_" + TextKey(first.mountPoint);

@@ -20,9 +20,9 @@ inline constexpr char kNotAskedToWrite[] =
 inline constexpr char kWrittenInOrderOnly[] =
     "|THE_DISK_HAS_ZONES_THAT_CAN_BE_WRITTEN_IN_ORDER_ONLY,_WHICH_THIS_TEST_DOES_NOT_DO";
 
-// Why a disk whose partitions or file system the scan has found is not written; none: it found
+// Why a disk with these partitions, or a file system of its own, is not written; none: there are
 // none.
-std::optional<sdk::Verdict> ScanRefusal(const DiskFacts& facts);
+std::optional<sdk::Verdict> ContentRefusal(const std::vector<Partition>& partitions);
 // Why a disk could not be opened for writing.
 sdk::Verdict WriterVerdict(const sdk::OpenedWriter& opened, std::chrono::seconds timeLimit);
 // Why nothing is written to a disk that was looked at; none: it holds nothing.
