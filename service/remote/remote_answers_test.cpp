@@ -101,5 +101,19 @@ TEST_F(RemoteAnswersTest, AChildThatTalksForEverHidesNoEnd) {
             kInvalid + " |THE_TEST'S_WORKER_ENDED_BY_ITSELF,_WITH_STATUS_3");
 }
 
+TEST_F(RemoteAnswersTest, AChildThatTalksFasterThanAnybodyListensHidesNoEndEither) {
+  constexpr std::size_t kFarTooMany = 4096;
+  const auto& devices = Scan();
+  TestedContext context(devices[0].get());
+  journal.onNote = [&] {
+    // While this lasts the child says more, so that there is always something to hear.
+    std::this_thread::sleep_for(std::chrono::microseconds(200));
+    if (journal.lines.size() == kFarTooMany) context.stop.request_stop();
+  };
+  EXPECT_EQ(Shown(Run("leave-free-talker-and-exit", context)),
+            kInvalid + " |THE_TEST'S_WORKER_ENDED_BY_ITSELF,_WITH_STATUS_3");
+  EXPECT_LT(journal.lines.size(), kFarTooMany);
+}
+
 }  // namespace
 }  // namespace orvan::remote

@@ -20,9 +20,9 @@ namespace selftest {
 //   selftest/marker   a path: while there is a file, the scan does not find device 0
 //   selftest/piece-bytes  how long the one resource of each device is; by default as its name
 //   selftest/probed   a path: each scan, and each device for its resources, asks for the use of the
-//                     root file system, and adds a "y" to that file when it is told, an "n" when not
-//   selftest/resources  a deed that device 1 commits when it is asked for its resources, or "slow" or
-//                     "leave-call", as for scans
+//                     root file system, and adds a "y" to that file when it is told, "n" when not
+//   selftest/resources  a deed that device 1 commits when it is asked for its resources, or "slow",
+//                     or "leave-call", as for scans
 //   selftest/scan     a deed that each scan commits, or "slow": one that waits for its stop,
 //                     or "leave-call": one of which a read of the file hangs
 //   selftest/scan-at  how many devices it has found when it does, none by default
