@@ -58,8 +58,9 @@ def test_nothing_that_few_runs_need_is_loaded_at_the_start():
         assert heavy == [], name
 
 
-def test_the_program_names_first_the_libraries_in_which_most_symbols_are():
-    libraries = layering.needed(os.path.join(BUILD, "bin/TarvexDiagnosticsCLI"))
-    if any(library.startswith(("libasan", "libtsan")) for library in libraries):
-        return  # a sanitizer's own library has to be the first
-    assert libraries[:2] == ["libc.so.6", "libstdc++.so.6"]
+def test_programs_name_first_the_libraries_in_which_most_symbols_are():
+    for name in ("bin/TarvexDiagnosticsCLI", "lib/orvan/orvan-worker"):
+        libraries = layering.needed(os.path.join(BUILD, name))
+        if any(library.startswith(("libasan", "libtsan")) for library in libraries):
+            return  # a sanitizer's own library has to be the first
+        assert libraries[:2] == ["libc.so.6", "libstdc++.so.6"], name
