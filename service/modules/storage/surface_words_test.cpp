@@ -74,6 +74,9 @@ TEST(SurfaceVerdict, SaysWhatWasReadAtTheSecondTry) {
   result.secondTryBlocks = 1;
   EXPECT_EQ(VerdictOf(result).message,
             "|TIME_IS_UP:_0_OF_100_BLOCKS_READ._1_BLOCK_WAS_READ_AT_THE_SECOND_TRY");
+  SurfaceResult once = ResultOf(SurfaceEnd::kComplete);
+  once.secondTryBlocks = 1;
+  EXPECT_TRUE(VerdictOf(once).found.ends_with(", 1 block was read at the second try"));
 }
 
 TEST(SurfaceVerdict, AHangAndAVanishedDiskFailInTheirOwnWords) {
@@ -99,6 +102,8 @@ TEST(SurfaceVerdict, AStopIsCanceledEvenWithBadSectors) {
   const sdk::Verdict verdict = VerdictOf(ResultOf(SurfaceEnd::kStopped, {7}));
   EXPECT_EQ(verdict.status, kTestCanceled);
   EXPECT_EQ(verdict.where, "LBA 7");
+  EXPECT_TRUE(VerdictOf(ResultOf(SurfaceEnd::kStopped, {7}))
+                  .message.ends_with("._|STOPPED_BEFORE_ALL_WAS_READ"));
 }
 
 TEST(SurfaceVerdict, OurOwnFaultIsInvalid) {

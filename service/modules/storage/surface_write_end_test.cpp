@@ -160,5 +160,11 @@ TEST(WriteSurfaceEnd, ProgressNeverFallsAndEndsAtAHundred) {
   EXPECT_EQ(bench.percents[32], 50);
 }
 
+TEST(WriteSurfaceEnd, ProgressIsToldFourTimesASecondAtMost) {
+  Bench bench;  // which takes 64 ms
+  ExpectSound(bench.Run());
+  EXPECT_EQ(bench.percents, (std::vector<int>{0, 100}));
+}
+
 }  // namespace
 }  // namespace orvan::storage

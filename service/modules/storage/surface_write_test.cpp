@@ -151,6 +151,17 @@ TEST(WriteSurface, TheLastSectorsFailuresCountToo) {
   EXPECT_EQ(result.passesDone, 1U);
 }
 
+TEST(WriteSurface, AFlushIsAPartOfWriting) {
+  Bench bench;
+  bench.meddle = [&bench](int) {
+    // The calls before have all been writes.
+    if (bench.kinds == "w" && bench.calls == 16) bench.now += 5s;
+  };
+  const WriteResult result = bench.Run();
+  EXPECT_EQ(result.writing, 5s + 32ms);
+  EXPECT_EQ(result.slowestWrite, 1ms);
+}
+
 TEST(WriteSurface, TransfersAreMeasured) {
   Bench bench;
   bench.meddle = [&bench](int call) { bench.each = call == 7 ? 4s : call == 20 ? 3s : 1s; };

@@ -3,10 +3,13 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <memory>
+#include <span>
 
 #include "service/modules/storage/write_test_support.h"
 #include "service/modules/storage/write_words.h"
 #include "service/modules/storage/written_pattern.h"
+#include "service/sdk/closed_machine.h"
 
 namespace orvan::storage {
 namespace {
@@ -148,6 +151,56 @@ TEST(WriteCompare, ARunThatItsTimeCutShortIsNoPass) {
       words::WriteVerdict(result, WritePlan{5, 0, 999, 8}, std::chrono::seconds(30));
   EXPECT_EQ(verdict.status, kTestWarning);
   EXPECT_EQ(verdict.message, "|TIME_IS_UP:_400_OF_1000_SECTORS_COMPARED,_1_OF_2_PASSES_DONE");
+}
+
+// A disk on which each transfer takes a second.
+class SlowWriter final : public sdk::BlockWriter {
+ public:
+  explicit SlowWriter(std::chrono::steady_clock::time_point& now) : now_(now) {}
+  const sdk::BlockGeometry& Geometry() const override { return disk_.Geometry(); }
+  sdk::TransferResult Write(std::uint64_t offset, std::span<const std::byte> data) override {
+    now_ += std::chrono::seconds(1);
+    return disk_.Write(offset, data);
+  }
+  sdk::TransferResult Read(std::uint64_t offset, std::span<std::byte> data) override {
+    now_ += std::chrono::seconds(1);
+    return disk_.Read(offset, data);
+  }
+  sdk::TransferResult Flush() override { return disk_.Flush(); }
+
+ private:
+  std::chrono::steady_clock::time_point& now_;
+  sdk::testing::MemoryDisk disk_{{kWriteSectors * 512, 512, 512}, {}};
+};
+
+struct SlowMachine final : sdk::ClosedMachine {
+  const sdk::MachineFiles& Files() const override { return files; }
+  sdk::OpenedWriter OpenWriter(const sdk::BlockWriterOptions& options, std::stop_token) override {
+    asked = options;
+    return {std::make_unique<SlowWriter>(now), sdk::WriteRefusal::kNone, 0, {}};
+  }
+  std::chrono::steady_clock::time_point Now() const override { return now; }
+  std::uint64_t Chance() override { return 7; }
+
+  sdk::testing::CapturedFiles files{std::string()};
+  std::chrono::steady_clock::time_point now{};
+  sdk::BlockWriterOptions asked;
+};
+
+TEST(WriteCompare, ItsWriterAndItsTimeAreAsTheyWereAskedFor) {
+  SlowMachine machine;
+  const Disk disk("0", FactsOfDisk(), true);
+  const auto diagnostics = MakeDiagnostics({&machine, std::chrono::seconds(17)});
+  sdk::testing::RememberingContext context(
+      &disk,
+      {{"destructive", "TRUE"}, {"overwrite", "TRUE"}, {"block_kib", "64"}, {"seconds", "40"}});
+  const Verdict verdict = sdk::testing::FindTest(diagnostics, "E", "w").run(context);
+  EXPECT_EQ(machine.asked.timeLimit, std::chrono::seconds(17));
+  EXPECT_TRUE(machine.asked.stopEndsTransfers);
+  EXPECT_TRUE(machine.asked.onlyWithoutSignature);
+  EXPECT_EQ(verdict.status, kTestWarning);
+  EXPECT_TRUE(verdict.message.starts_with("|TIME_IS_UP:_")) << verdict.message;
+  EXPECT_LE(machine.now.time_since_epoch(), std::chrono::seconds(45));
 }
 
 TEST(WriteCompare, MeasuresWhatItDid) {
