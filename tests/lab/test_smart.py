@@ -155,6 +155,7 @@ def test_the_drive_tells_more_when_it_is_wanted(world):
     text = shown(world)[1]
     assert re.search(r"^Serial number {27}ahci *$", text, re.M)
     assert re.search(r"^NVMe version {28}1\.4 *$", text, re.M)
+    assert re.search(r"^Interface, now {26}[\d.]+ GT/s x\d+ *$", text, re.M)
 
 
 def told_by_smartctl(world, name):

@@ -66,6 +66,9 @@ Finish ReadDisk(const Disk& disk, const DriveAccess& access, sdk::ToolContext& c
   DriveLink link(access, disk.Facts(), context.StopToken());
   DriveHealth health = ReadHealth(link);
   DriveInformation information = InformationOf(disk.Facts());
+  if (!std::holds_alternative<AtaHealth>(health.told)) {
+    Append(information, ListedInformation(disk.Facts()));
+  }
   Append(information, AskedInformation(link, health));
   LogTroubles(disk, health, context);
   const HealthAttributes attributes = AttributesOf(health);

@@ -50,6 +50,7 @@ constexpr char kAtaInformation[] =
 
 TEST(SmartToolTest, AnAtaDriveIsShown) {
   AtaBench bench;
+  bench.facts.features = {{"ROTATION_RATE", "7200 rpm"}};  // which it tells itself
   RememberingTool context;
   EXPECT_THAT(FinishOn(bench, context),
               ElementsAre("0", "0", "ata", kAtaAttributes, kAtaInformation));
@@ -61,9 +62,11 @@ TEST(SmartToolTest, AnAtaDriveIsShown) {
 
 TEST(SmartToolTest, AnNvmeDriveIsShown) {
   NvmeBench bench;
+  bench.facts.features = {{"QUEUE_DEPTH", "1023"}};
   const Names finish = FinishOn(bench);
   EXPECT_EQ(finish[1], "0");
   EXPECT_EQ(finish[2], "nvme");
+  EXPECT_THAT(finish[4], HasSubstr(R"({"name":"Queue depth","value":"1023"})"));
   EXPECT_THAT(finish[3], HasSubstr(R"({"id":"5","name":"Percentage used","data":"103 %"})"));
   EXPECT_THAT(finish[4], HasSubstr(R"({"name":"NVMe version","value":"1.3"})"));
   EXPECT_EQ(bench.Sent(), (Names{"NVMe 02/02", "NVMe 06/01"}));

@@ -1,5 +1,8 @@
 #include "service/modules/storage/health/drive_information.h"
 
+#include <array>
+#include <string_view>
+
 #include "service/modules/storage/units.h"
 
 namespace orvan::storage {
@@ -54,6 +57,24 @@ DriveInformation InformationOf(const DiskFacts& facts) {
   Add(list, "Firmware", facts.firmware);
   if (facts.sizeBytes) Add(list, "Size", DecimalSize(*facts.sizeBytes));
   Add(list, "Transport", TransportName(facts.transport));
+  return list;
+}
+
+DriveInformation ListedInformation(const DiskFacts& facts) {
+  static constexpr std::array<std::pair<std::string_view, const char*>, 6> kRows = {{
+      {"WORLD_WIDE_NAME", "World-wide name"},
+      {"ROTATION_RATE", "Rotation"},
+      {"FORM_FACTOR", "Form factor"},
+      {"INTERFACE_SPEED", "Interface, now"},
+      {"MAXIMUM_INTERFACE_SPEED", "Interface, at most"},
+      {"QUEUE_DEPTH", "Queue depth"},
+  }};
+  DriveInformation list;
+  for (const auto& [label, name] : kRows) {
+    for (const auto& [listed, text] : facts.features) {
+      if (listed == label) Add(list, name, text);
+    }
+  }
   return list;
 }
 

@@ -17,6 +17,8 @@ using DriveInformation = std::vector<std::pair<std::string, std::string>>;
 
 // What the kernel told of it; never empty. Any thread, as the next ones.
 DriveInformation InformationOf(const DiskFacts& facts);
+// What the listing has of it besides, for drives that tell less of themselves than those of ATA.
+DriveInformation ListedInformation(const DiskFacts& facts);
 DriveInformation InformationOf(const AtaHealth& health);
 DriveInformation InformationOf(const nvme::Controller& controller);
 DriveInformation InformationOf(const ScsiHealth& health);

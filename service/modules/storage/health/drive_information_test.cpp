@@ -26,6 +26,24 @@ TEST(DriveInformationTest, TheKernelTellsWhatADiskIs) {
   EXPECT_EQ(InformationOf(DiskFacts()), (DriveInformation{{"Transport", "Unknown"}}));
 }
 
+TEST(DriveInformationTest, TheListingTellsOfDrivesThatSayLess) {
+  DiskFacts facts;
+  facts.features = {{"WORLD_WIDE_NAME", "eui.0025385b71b0a1b2"},
+                    {"INTERFACE_SPEED", "8.0 GT/s x2"},
+                    {"MAXIMUM_INTERFACE_SPEED", "16.0 GT/s x4"},
+                    {"ROTATION_RATE", "10000 rpm"},
+                    {"FORM_FACTOR", "2.5 inches"},
+                    {"QUEUE_DEPTH", "254"},
+                    {"TRIM", "Supported"}};
+  EXPECT_EQ(ListedInformation(facts), (DriveInformation{{"World-wide name", "eui.0025385b71b0a1b2"},
+                                                        {"Rotation", "10000 rpm"},
+                                                        {"Form factor", "2.5 inches"},
+                                                        {"Interface, now", "8.0 GT/s x2"},
+                                                        {"Interface, at most", "16.0 GT/s x4"},
+                                                        {"Queue depth", "254"}}));
+  EXPECT_EQ(ListedInformation(DiskFacts()), DriveInformation());
+}
+
 TEST(DriveInformationTest, AnAtaDriveTellsWhatItCan) {
   const auto health = std::make_unique<AtaHealth>();
   ata::Identify& drive = health->identity;
