@@ -1,5 +1,5 @@
-// The library that reads config.ini. Qt takes as long to load as the rest of the program's start,
-// so it is not linked into that.
+// The library that reads config.ini. Qt takes nearly as long to load as all else that the program
+// brings along, so it is not linked into that.
 #include <type_traits>
 
 #include "boundary/export.h"
