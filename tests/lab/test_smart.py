@@ -140,7 +140,8 @@ def test_a_scsi_drive_has_the_values_that_smartctl_reads(world):
     name = listed(world, "Model", "ST380013AS")["Kernel Name"]
     rows = shown(world)[0][name].by_name("scsi")
     theirs = said_by_smartctl(world, name)["temperature"]
-    assert rows["Temperature"][2:] == [str(theirs["drive_trip"]), "-", "-", str(theirs["current"])]
+    trip, now = (f"{theirs[field]} C" for field in ("drive_trip", "current"))
+    assert rows["Temperature"][2:] == [trip, "-", "-", now]
     assert rows["Pending exception"][5] == "none"
 
 

@@ -91,8 +91,8 @@ TEST(SmartToolTest, AScsiDriveIsShown) {
   const Names finish = FinishOn(bench);
   EXPECT_EQ(finish[1], "0");
   EXPECT_EQ(finish[2], "scsi");
-  EXPECT_THAT(finish[3], HasSubstr(R"({"id":"2","name":"Temperature","threshold":"60",)"
-                                   R"("value":"-","worst":"-","data":"36"})"));
+  EXPECT_THAT(finish[3], HasSubstr(R"({"id":"2","name":"Temperature","threshold":"60 C",)"
+                                   R"("value":"-","worst":"-","data":"36 C"})"));
   EXPECT_THAT(finish[4], HasSubstr(R"({"name":"Made in","value":"week 34 of 2014"})"));
   EXPECT_EQ(bench.Sent(), (Names{"4D/00", "4D/2F", "4D/0D", "4D/0E", "4D/03"}));
 }

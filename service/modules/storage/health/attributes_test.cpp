@@ -89,7 +89,7 @@ TEST(AttributesTest, AScsiDriveHasWhatItsPagesSay) {
   ScsiBench bench;
   EXPECT_EQ(Rows(Listed(bench)), (std::vector<std::string>{
                                      "1|Pending exception|-|-|-|none",
-                                     "2|Temperature|60|-|-|36",
+                                     "2|Temperature|60 C|-|-|36 C",
                                      "3|Start-stop cycles|10000|-|-|171",
                                      "4|Load-unload cycles|300000|-|-|2060",
                                      "11|Read errors corrected|-|-|-|523124051",
@@ -102,6 +102,12 @@ TEST(AttributesTest, AScsiDriveHasWhatItsPagesSay) {
                                  }));
 }
 
+TEST(AttributesTest, AScsiDriveHasTheSameUnitsAsAnNvmeDrive) {
+  ScsiHealth health;
+  health.usedPercent = 103;
+  EXPECT_EQ(Rows(AttributesOf(health)), std::vector<std::string>{"5|Percentage used|-|-|-|103 %"});
+}
+
 TEST(AttributesTest, APendingExceptionIsNamed) {
   ScsiBench bench;
   bench.Answer("4D/00", FromHex("00 00 00 02 00 2F"));
@@ -109,7 +115,7 @@ TEST(AttributesTest, APendingExceptionIsNamed) {
   const auto rows = Rows(Listed(bench));
   ASSERT_EQ(rows.size(), 2U);
   EXPECT_TRUE(rows[0].starts_with("1|Pending exception|-|-|-|5Dh/00h ")) << rows[0];
-  EXPECT_EQ(rows[1], "2|Temperature|-|-|-|36");
+  EXPECT_EQ(rows[1], "2|Temperature|-|-|-|36 C");
 }
 
 TEST(AttributesTest, ADriveThatToldNothingHasNone) {

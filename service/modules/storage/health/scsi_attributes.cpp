@@ -8,13 +8,13 @@ namespace {
 
 template <typename T>
 void Add(HealthAttributes& list, std::uint8_t id, std::string name, const std::optional<T>& data,
-         const std::optional<T>& threshold = {}) {
+         const std::optional<T>& threshold = {}, const char* unit = "") {
   if (!data) return;
   HealthAttribute& attribute = list.emplace_back();
   attribute.id = id;
   attribute.name = std::move(name);
-  if (threshold) attribute.threshold = std::to_string(*threshold);
-  attribute.data = std::to_string(*data);
+  if (threshold) attribute.threshold = std::to_string(*threshold) + unit;
+  attribute.data = std::to_string(*data) + unit;
 }
 
 struct CounterRow {
@@ -59,22 +59,21 @@ void AddExceptions(HealthAttributes& list, const scsi::InformationalExceptions& 
 // choice.
 HealthAttributes AttributesOf(const ScsiHealth& health) {
   HealthAttributes list;
-  std::optional<std::uint8_t> temperature;
+  std::optional<std::uint8_t> temperature, reference;
   if (health.exceptions) {
     AddExceptions(list, *health.exceptions);
     temperature = health.exceptions->temperature;
   }
   if (health.temperatures) {
     if (health.temperatures->now) temperature = health.temperatures->now;
-    Add(list, 2, "Temperature", temperature, health.temperatures->reference);
-  } else {
-    Add(list, 2, "Temperature", temperature);
+    reference = health.temperatures->reference;
   }
+  Add(list, 2, "Temperature", temperature, reference, " C");
   if (health.starts) {
     Add(list, 3, "Start-stop cycles", health.starts->starts, health.starts->startsExpected);
     Add(list, 4, "Load-unload cycles", health.starts->loads, health.starts->loadsExpected);
   }
-  Add(list, 5, "Percentage used", health.usedPercent);
+  Add(list, 5, "Percentage used", health.usedPercent, {}, " %");
   Add(list, 6, "Errors not of the medium", health.nonMediumErrors);
   AddCounters(list, 11, "Read", health.reads);
   AddCounters(list, 21, "Write", health.writes);
