@@ -13,6 +13,7 @@
 #include "os/descriptor.h"
 #include "service/machine/ata_pass_through.h"
 #include "service/machine/drive_claim.h"
+#include "service/machine/drive_node.h"
 #include "service/sdk/read_errors.h"
 
 namespace orvan::machine {
@@ -61,6 +62,18 @@ CommandAnswer OfHostStatus(unsigned status) {
   const auto row = std::find_if(kRows.begin(), kRows.end(),
                                 [status](const Row& one) { return one.status == status; });
   return row == kRows.end() ? Answer(Outcome::kRefused, EIO) : Answer(row->outcome, row->error);
+}
+
+// What the kernel gave up says so by a status of NVMe, too.
+// Source: NVM Express Base 2.0, 4.5.1: 007h abort requested, 370h and 371h of the host's path.
+bool IsGivenUp(unsigned nvmeStatus) {
+  const unsigned code = nvmeStatus & 0x7FF;
+  return code == 0x007 || code == 0x370 || code == 0x371;
+}
+
+// Whether it came to an end in which the drive need not have had a part.
+bool WasBrokenOff(const CommandAnswer& answer) {
+  return answer.outcome == Outcome::kRefused || IsGivenUp(answer.nvmeStatus);
 }
 
 // A command that is ready to be sent; owned by the call.
@@ -135,11 +148,7 @@ CommandAnswer SendNvme(Parcel& parcel, const tarvex::Descriptor& drive) {
   if (status < 0 && errno == EINTR)
     return Answer(isLate ? Outcome::kTimedOut : Outcome::kRefused, EINTR);
   if (status < 0) return Failed(errno);
-  // Where the kernel gave the command up, it may say so by a status of its own, too.
-  // Source: NVM Express Base 2.0, 4.5.1: 007h abort requested, 370h and 371h of the host's path.
-  const int code = status & 0x7FF;
-  const bool isGivenUp = code == 0x007 || code == 0x370 || code == 0x371;
-  if (isGivenUp && isLate) return Answer(Outcome::kTimedOut, 0);
+  if (IsGivenUp(static_cast<unsigned>(status)) && isLate) return Answer(Outcome::kTimedOut, 0);
   CommandAnswer answer = Answer(Outcome::kAnswered, 0);
   answer.nvmeStatus = static_cast<std::uint16_t>(status & 0x7FFF);
   answer.nvmeResult = request.result;
@@ -160,8 +169,10 @@ CommandAnswer Deliver(Parcel& parcel) {
   if (drive.isRefused) return Answer(Outcome::kNotGranted, drive.error);
   if (drive.error == EINVAL) return Answer(Outcome::kNotTried, EINVAL);
   if (drive.error != 0) return Failed(drive.error);
-  return parcel.cdb.empty() ? SendNvme(parcel, drive.descriptor)
-                            : SendScsi(parcel, drive.descriptor);
+  CommandAnswer answer =
+      parcel.cdb.empty() ? SendNvme(parcel, drive.descriptor) : SendScsi(parcel, drive.descriptor);
+  const bool hasLeft = WasBrokenOff(answer) && HasLeft(*parcel.files, drive.descriptor);
+  return hasLeft ? Answer(Outcome::kGone, ENODEV) : answer;
 }
 
 bool HasItsTime(const DriveCommand& command) {

@@ -232,6 +232,8 @@ TEST_F(DriveCommandsTest, ANvmeCommandThatWasBrokenOffBeforeItsTimeHasNotTimedOu
   const CommandAnswer answer = Send(NvmeIdentify());
   EXPECT_EQ(answer.outcome, Outcome::kRefused);
   EXPECT_EQ(answer.error, EINTR);
+  Capture("f /sys/devices/a/block/sdx/device/state deleting\\x0a\n");
+  EXPECT_EQ(Send(NvmeIdentify()).outcome, Outcome::kGone);
 }
 
 // The kernel resets a drive that others use when it runs out.

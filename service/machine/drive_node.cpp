@@ -37,14 +37,12 @@ struct Node {
   struct stat status = {};
   bool IsFile() const { return S_ISREG(status.st_mode); }
   bool IsBlock() const { return S_ISBLK(status.st_mode); }
-  std::uint64_t Number() const {
-    const dev_t number = IsFile() ? status.st_dev : status.st_rdev;
-    return sdk::DeviceNumber(major(number), minor(number));
-  }
+  dev_t Raw() const { return IsFile() ? status.st_dev : status.st_rdev; }
+  std::uint64_t Number() const { return sdk::DeviceNumber(major(Raw()), minor(Raw())); }
   // "/sys/dev/block/8:0".
   std::string Link() const {
-    return std::string(IsBlock() ? "/sys/dev/block/" : "/sys/dev/char/") +
-           std::to_string(major(status.st_rdev)) + ':' + std::to_string(minor(status.st_rdev));
+    return std::string(S_ISCHR(status.st_mode) ? "/sys/dev/char/" : "/sys/dev/block/") +
+           std::to_string(major(Raw())) + ':' + std::to_string(minor(Raw()));
   }
 };
 
@@ -72,7 +70,24 @@ int Check(const sdk::MachineFiles& files, const DriveOpening& opening, const Nod
   return expected == 0 || expected == node.Number() ? 0 : ENODEV;
 }
 
+// Source: Linux, drivers/nvme/host/core.c (states of a controller), drivers/scsi/scsi_sysfs.c
+// (states of a device).
+bool IsLeaving(const std::string& state) {
+  static constexpr std::array<std::string_view, 5> kLeaving = {"deleting", "deleting (no IO)",
+                                                               "dead", "cancel", "deleted"};
+  return std::find(kLeaving.begin(), kLeaving.end(), state) != kLeaving.end();
+}
+
 }  // namespace
+
+bool HasLeft(const sdk::MachineFiles& files, const tarvex::Descriptor& drive) {
+  Node node;
+  if (fstat(drive.Get(), &node.status) != 0) return false;
+  int error = 0;
+  if (!files.ReadLink(node.Link(), &error)) return error == 0;
+  const char* state = S_ISCHR(node.status.st_mode) ? "/state" : "/device/state";
+  return IsLeaving(files.ReadText(node.Link() + state));
+}
 
 bool IsDriveName(std::string_view name, bool isBlock) {
   if (TakeText(name, "sd")) return isBlock && Take(name, 'a', 'z') && name.empty();

@@ -27,6 +27,10 @@ struct OpenedDrive {
 // NVMe namespace or an NVMe controller. May hang.
 OpenedDrive OpenDrive(const sdk::MachineFiles& files, const DriveOpening& opening);
 
+// Whether the kernel has taken an opened drive away or is at it, which a command that was broken
+// off may not tell. False where that cannot be looked at.
+bool HasLeft(const sdk::MachineFiles& files, const tarvex::Descriptor& drive);
+
 // Whether the kernel calls such a drive so, as "sda", "nvme0n1" and, of a character device,
 // "nvme0".
 bool IsDriveName(std::string_view name, bool isBlock);

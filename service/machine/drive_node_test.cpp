@@ -2,6 +2,8 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
 
 #include <cerrno>
 #include <memory>
@@ -63,6 +65,28 @@ TEST(DriveNode, DrivesAreKnownByTheirNames) {
     EXPECT_FALSE(IsDriveName(name, false)) << name;
   }
   EXPECT_FALSE(IsDriveName("nvme0", true));
+}
+
+TEST(DriveNode, HasLeftWhenTheKernelSaysSoOrKnowsItNoMore) {
+  const TestFolder folder;
+  folder.Write("drive", "x");
+  const tarvex::Descriptor drive(open((folder / "drive").c_str(), O_RDONLY | O_CLOEXEC));
+  struct stat status {};
+  ASSERT_EQ(fstat(drive.Get(), &status), 0);
+  const std::string known =
+      MachineWith(sdk::DeviceNumber(major(status.st_dev), minor(status.st_dev)), "sdx");
+  const auto hasLeft = [&](const std::string& captured) {
+    return HasLeft(sdk::testing::CapturedFiles(captured), drive);
+  };
+  const std::string state = known + "f /sys/devices/a/block/sdx/device/state ";
+  for (const char* leaving : {"deleting", "deleting (no IO)", "dead", "cancel", "deleted"}) {
+    EXPECT_TRUE(hasLeft(state + leaving + "\\x0a\n")) << leaving;
+  }
+  for (const char* staying : {"live", "resetting", "connecting", "running", "offline"}) {
+    EXPECT_FALSE(hasLeft(state + staying + "\\x0a\n")) << staying;
+  }
+  EXPECT_FALSE(hasLeft(known));
+  EXPECT_TRUE(hasLeft("d /sys/dev/block\n"));
 }
 
 // What the kernel says to any command for a loop device.
