@@ -49,6 +49,7 @@ class Drive:
         self.released = threading.Condition(self.lock)
         self.bad = set()
         self.hanging = set()
+        self.late = {}  # seconds, by sector
         self.waiting = 0
         self.bytes_per_second = None
         self.requests = []
@@ -81,6 +82,11 @@ class Drive:
         with self.lock:
             self.hanging.update(range(lba, lba + count))
 
+    def delay(self, lba, seconds):
+        """What reads this sector waits so long for its answer."""
+        with self.lock:
+            self.late[lba] = seconds
+
     def is_hanging(self):
         """Whether somebody waits for an answer that does not come."""
         with self.lock:
@@ -108,6 +114,7 @@ class Drive:
         self.release()
         with self.lock:
             self.bad.clear()
+            self.late.clear()
             self.requests.clear()
             self.heals_on_write = False
             self.real_size = None
@@ -149,9 +156,11 @@ class Drive:
                 return errno.EIO, b""
             if request.kind in CHANGING and self.heals_on_write:
                 self.bad.difference_update(range(first, end))
-            pace = self.bytes_per_second
-        if pace:
-            time.sleep(request.length / pace)
+            seconds = request.length / self.bytes_per_second if self.bytes_per_second else 0
+            if request.kind == READ:
+                seconds += max((self.late[lba] for lba in self.late if first <= lba < end), default=0)
+        if seconds:
+            time.sleep(seconds)
         return self.transfer(request, content)
 
     def transfer(self, request, content):

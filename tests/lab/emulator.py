@@ -96,17 +96,32 @@ def ports(count):
 def extra_devices(row):
     """Devices without drives, behind the ports that follow those of the drives."""
     first = max((drive.slot for drive in row.drives), default=0) + 1
-    for slot, (name, device, _) in enumerate(row.devices, first):
-        yield {"driver": device, "id": name, "bus": f"port{slot}"}
+    for slot, (name, device, _, *properties) in enumerate(row.devices, first):
+        yield {"driver": device, "id": name, "bus": f"port{slot}", **dict(properties)}
+
+
+def adapter_slot(row):
+    """The port of the host adapter with drives of our own making, in a machine that has them."""
+    return max((drive.slot for drive in row.drives), default=0) + len(row.devices) + 1
 
 
 def port_count(row):
     """The last port is free, for what is put in while the machine runs."""
-    return max((drive.slot for drive in row.drives), default=0) + len(row.devices) + 1
+    return adapter_slot(row) + bool(row.told)
+
+
+def adapter(row, folder):
+    """Words and devices for that adapter, whose inside reads and writes the machine's memory."""
+    if not row.told:
+        return [], []
+    words = ["-chardev", f"socket,id=told,path={folder}/told", "-machine", "memory-backend=memory",
+             "-object", f"memory-backend-memfd,id=memory,size={row.memory_mib}M,share=on"]  # fmt: skip
+    return words, [{"driver": "vhost-user-scsi-pci", "id": "adapter", "chardev": "told",
+                    "bus": f"port{adapter_slot(row)}", "num_queues": 1}]  # fmt: skip
 
 
 def command_line(row, kernel, folder):
-    drivers = [*row.drivers, *(driver for _, _, driver in row.devices)]
+    drivers = [*row.drivers, *(driver for _, _, driver, *_ in row.devices)]
     append = (
         "console=ttyS0 panic=-1 oops=panic loglevel=5 "
         f"lab.tree={kernel.tree} lab.agent={HERE / 'agent.py'} lab.drivers={','.join(drivers)}"
@@ -128,6 +143,9 @@ def command_line(row, kernel, folder):
     for name in ("agent", "qmp", "gdb"):
         words += ["-chardev", f"socket,id={name},path={folder}/{name},server=on,wait=off"]
     words += ["-mon", "chardev=qmp,mode=control", "-gdb", "chardev:gdb"]
+    more_words, more_devices = adapter(row, folder)
+    words += more_words
+    devices += more_devices
     for drive in row.drives:
         words += ["-blockdev", json.dumps(drive_node(drive, folder / "drives"))]
         devices += drive_devices(drive)
@@ -174,10 +192,12 @@ class Commands:
             said = event.get("data", {})
             return event["event"] == name and all(said.get(key) == data[key] for key in data)
 
-        while not any(is_it(event) for event in self.events):
+        while not (found := [event for event in self.events if is_it(event)]):
             message = self.next_message()
             if "event" in message:
                 self.events.append(message)
+        # The next one of its kind is another.
+        self.events.remove(found[0])
 
 
 class Debugger:

@@ -6,6 +6,7 @@ from pathlib import Path
 
 from guest import SECONDS
 from kernel import HERE
+from outcome import devices
 
 BINARY_DIR = Path(os.environ.get("TARVEX_BINARY_DIR", HERE.parent.parent / "build" / "dev"))
 PROGRAM = BINARY_DIR / "bin" / "TarvexDiagnosticsCLI"
@@ -48,6 +49,14 @@ class GuestWorld:
     def run(self, arguments, seconds=SECONDS):
         """Runs the program to its end; a Result."""
         return self.start(arguments).wait(seconds)
+
+    def entry_of(self, serial):
+        """What the program lists of that drive, as a dictionary."""
+        listed = devices(self.run(["-Mstorage", "-D"]).stdout)
+        return next(entry for entry in listed if entry.get("Serial Number") == serial)
+
+    def id_of(self, serial):
+        return self.entry_of(serial)["Id"]
 
     def logs(self):
         """The service's logs, oldest first, each as a list of its lines' objects."""

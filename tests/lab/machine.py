@@ -4,6 +4,7 @@ import re
 import struct
 import time
 
+from ata_drive import AtaDrive
 from drive import Drive, Shelf
 from emulator import (
     FIRST_PORT,
@@ -20,9 +21,12 @@ from emulator import (
 )
 from guest import Guest
 from guest_world import GuestWorld
+from host_adapter import HostAdapter
 from kernel import kernel
-from machines import KINDS, MACHINES
+from machines import KINDS, MACHINES, MIB
+from scsi_drive import ScsiDrive
 
+TOLD = {"scsi": ScsiDrive, "ata": AtaDrive}
 PAGE = 4096
 RECEIVER_ERROR = 1  # PCI Express 4.0, 7.8.4.5: corrected error status register
 # Source: Linux, Documentation/admin-guide/mm/pagemap.rst
@@ -34,7 +38,8 @@ PAGE_FRAME = (1 << 55) - 1
 class Machine:
     """Boots on entry, and is gone with all it had on exit.
 
-    `drives` are its Drive objects by name; they stay what they are over power cuts.
+    `drives` are its Drive objects by name, `told` those of our own making; they stay what they are
+    over power cuts.
     """
 
     def __init__(self, row):
@@ -48,6 +53,12 @@ class Machine:
         for drive in self.row.drives:
             self.add_drive(drive)
         self.shelf = Shelf(self.folder.path / "drives", self.drives)
+        self.told = {row.name: self.make_told(row) for row in self.row.told}
+        self.adapter = HostAdapter(self.folder.path / "told", list(self.told.values()))
+
+    def make_told(self, row):
+        medium = Drive(self.folder.path / f"{row.name}.img", row.mib * MIB, 512)
+        return TOLD[row.kind](row.name, medium)
 
     def add_drive(self, row):
         drive = Drive(self.folder.path / f"{row.name}.img", row.size, row.logical)
@@ -69,7 +80,8 @@ class Machine:
     def close(self):
         self.cut_power()
         self.shelf.close()
-        for drive in self.drives.values():
+        self.adapter.close()
+        for drive in [*self.drives.values(), *(told.medium for told in self.told.values())]:
             drive.close()
         self.folder.close()
 
@@ -115,8 +127,17 @@ class Machine:
         """Takes back all that was planted in the drives that are there."""
         for name, drive in self.drives.items():
             drive.mend(self.rows[name].rate)
+        for drive in self.told.values():
+            drive.medium.mend()
+            drive.reset()
+            self.adapter.release(drive)
 
     # The program under test.
+
+    def id_of(self, name):
+        """The program's id of a drive while all drives are there: by their places."""
+        drives = sorted(self.row.drives, key=lambda row: row.slot)
+        return str([row.name for row in (*drives, *self.row.told)].index(name))
 
     def world(self, name):
         """Folders of its own for runs of the program in this machine."""
@@ -126,6 +147,9 @@ class Machine:
 
     def pull(self, name):
         """The drive is gone, without a word to whom uses it."""
+        if name in self.told:
+            self.adapter.pull(self.told[name])
+            return
         row = self.rows[name]
         device = device_names(row)[KINDS[row.kind].pulled]
         self.commands.do("device_del", id=device)
@@ -133,6 +157,9 @@ class Machine:
 
     def put_in(self, row):
         """A drive is put in: one that was pulled, by its name, or a new one as a DriveRow."""
+        if row in self.told:
+            self.adapter.put_in(self.told[row])
+            return
         if isinstance(row, str):
             row = self.rows[row]
         else:
@@ -144,6 +171,14 @@ class Machine:
         if row.kind == "usb":
             # Its bridge waits for the drive behind it before it shows itself.
             self.set_property(device_names(row)[1], "attached", True)
+
+    def keep_silent(self, name):
+        """The drive's controller hears nothing more of what it is asked, until it is pulled."""
+        port = f"/sys/bus/pci/devices/{port_address(self.rows[name].slot)}"
+        (place,) = re.findall(r"^0000:\w+:\w+\.\w$", "\n".join(self.guest.list(port)), re.M)
+        # Source: PCI Local Bus 3.0, 6.2.2: without bit 2 of byte 4 a device does not reach memory.
+        script = f"printf '\\002' | dd of={port}/{place}/config bs=1 seek=4 conv=notrunc status=none"
+        self.guest.said("sh", "-c", script)
 
     def set_property(self, device, name, value):
         path = f"/machine/peripheral/{device}"

@@ -49,6 +49,16 @@ class DriveRow:
 
 
 @dataclass(frozen=True)
+class ToldRow:
+    """A drive of our own making, behind a host adapter: `kind` is "scsi" or "ata". It says of
+    itself what a test tells it to say."""
+
+    name: str
+    kind: str
+    mib: int = 8
+
+
+@dataclass(frozen=True)
 class MachineRow:
     """`drivers` are loaded in their order, which decides about the kernel's names of disks."""
 
@@ -58,7 +68,9 @@ class MachineRow:
                       "virtio_blk")  # fmt: skip
     memory_mib: int = 512
     processors: int = 1
-    devices: tuple = ()  # behind ports of their own, as (name, emulator's device, driver)
+    # Behind ports of their own, as (name, emulator's device, driver, properties as (name, value)...).
+    devices: tuple = ()
+    told: tuple = ()  # all behind one host adapter
 
 
 def in_slots(*drives):
@@ -101,18 +113,34 @@ SECRET = in_slots(
     DriveRow("virtio", "virtio", serial="vol-0f3e9b7c5d21"),
 )
 
+TOLD = (ToldRow("sas", "scsi"), ToldRow("sata", "ata"))
+
+
+
+def namespace(number):
+    """A namespace of the NVMe controller that a machine has among its devices."""
+    return DriveRow(f"namespace-{number}", "nvme", serial="",
+                    extra=(("driver", "nvme-ns"), ("bus", "controller"), ("nsid", number)))  # fmt: skip
+
+
 MACHINES = {
     "bare": MachineRow("no drive at all", drivers=("sd_mod", "ahci")),
     "kinds": MachineRow("five kinds of drives, with sectors of 512, 512e and 4Kn each", EVERY_KIND),
     "five": MachineRow("one drive of each kind", one_of_each()),
     "logs": MachineRow("one drive of each kind, and a SCSI drive of the kernel's own that has log pages",
                        one_of_each(), drivers=(*MachineRow("").drivers, "scsi_debug")),
+    "sound": MachineRow("these, and drives that test themselves and tell of their health", EVERY_KIND,
+                        told=TOLD),
+    "told": MachineRow("drives that say of their health what a test wants, and an NVMe drive",
+                       in_slots(DriveRow("nvme", "nvme")), told=TOLD),
+    "shared": MachineRow("two namespaces on one NVMe controller", (namespace(1), namespace(2)),
+                         devices=(("controller", "nvme", "nvme", ("serial", "SHARED")),)),
     "slow": MachineRow("one drive of each kind, none faster than 2 MB/s",
                        one_of_each(mib=64, rate=2_000_000)),
-    "pulls": MachineRow("for each kind of drive three to pull, and one that stays",
+    "pulls": MachineRow("for each kind of drive four to pull, and one that stays",
                         in_slots(DriveRow("stays", "virtio", mib=1),
                                  *(DriveRow(f"{kind}-{test}", kind, mib=64)
-                                   for kind in KINDS for test in ("f", "r", "l")))),
+                                   for kind in KINDS for test in ("f", "r", "p", "l")))),
     "secret": MachineRow("one drive of each kind, with serial numbers like those of real ones", SECRET),
     "strange": MachineRow("drives that lie about themselves", STRANGE),
     "faults": MachineRow("one NVMe drive and one network card, for faults of the machine itself",

@@ -13,17 +13,12 @@ SLOW = 4 * MIB  # bytes per second: a test of 64 MiB is under way for many secon
 FAR = 2 * MIB  # bytes into a test
 
 
-def id_of(world, serial):
-    listing = world.run(["-Mstorage", "-D"]).stdout.decode()
-    return re.search(rf"^Id +(\S+)\n(?:\S.*\n)*?Serial Number +{serial}$", listing, re.M)[1]
-
-
-@pytest.mark.parametrize("test", ["f", "r", "l"])
+@pytest.mark.parametrize("test", ["f", "r", "p", "l"])
 @pytest.mark.parametrize("kind", KINDS)
 def test_pulled_drive_fails_in_time_and_the_rest_of_the_run_goes_on(machine, world, kind, test):
     name = f"{kind}-{test}"
     drive = machine.drives[name]
-    ids = [id_of(world, name), id_of(world, "stays")]
+    ids = [world.id_of(name), world.id_of("stays")]
     drive.throttle(SLOW)
     running = world.start(["-Mstorage", f"-E{test}", *ids])
     running.expect(rb"=> (Funnel|Random|Performance|Linear) Read Test")
@@ -48,5 +43,5 @@ def test_drive_that_was_pulled_and_put_in_again_is_as_sound_as_before(machine, w
     machine.pull("scsi-f") if "scsi-f" in machine.kernel_names() else None
     machine.put_in("scsi-f")
     wait_for("the drive", lambda: "scsi-f" in machine.kernel_names(), 30)
-    result = world.run(["-Mstorage", "-El", id_of(world, "scsi-f")])
+    result = world.run(["-Mstorage", "-El", world.id_of("scsi-f")])
     assert [outcome.verdict for outcome in outcomes(result.stdout)["scsi-f"]] == ["Passed"]

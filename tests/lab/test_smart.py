@@ -4,7 +4,7 @@ import json
 import re
 
 import pytest
-from outcome import devices
+from outcome import devices, outcomes
 
 MACHINE = "logs"
 NOT_POSSIBLE = "It is not possible to retrieve smart attributes for this device"
@@ -143,6 +143,46 @@ def test_a_scsi_drive_has_the_values_that_smartctl_reads(world):
     trip, now = (f"{theirs[field]} C" for field in ("drive_trip", "current"))
     assert rows["Temperature"][2:] == [trip, "-", "-", now]
     assert rows["Pending exception"][5] == "none"
+
+
+# Sets TEST in the mode page of informational exceptions by MODE SELECT (10).
+# Source: SPC-4, mode page 1Ch; linux/scsi/sg.h.
+TRIAL = """
+import ctypes, fcntl, struct, sys
+page = bytes(8) + bytes([0x1C, 10, int(sys.argv[2]), 6]) + bytes(8)
+data, sense = ctypes.create_string_buffer(page, len(page)), ctypes.create_string_buffer(64)
+cdb = ctypes.create_string_buffer(bytes([0x55, 0x10, 0, 0, 0, 0, 0, 0, len(page), 0]), 10)
+head = struct.pack("iiBBHIPPPIIiP", ord("S"), -2, 10, 64, 0, len(page), ctypes.addressof(data),
+                   ctypes.addressof(cdb), ctypes.addressof(sense), 10000, 0, 0, 0)
+head = bytearray(head.ljust(88, bytes(1)))
+with open(sys.argv[1], "rb") as drive:
+    fcntl.ioctl(drive, 0x2285, head)
+assert head[64] == 0, sense.raw.hex()
+"""
+
+
+def verdicts(world, disk):
+    result = world.run(["-Mstorage", "-Qs,e,t", disk["Id"]])
+    (tests,) = outcomes(result.stdout, "Kernel Name").values()
+    return {test.name: (test.verdict, test.said) for test in tests}
+
+
+def test_a_scsi_drive_that_predicts_its_failure_on_trial_warns(world):
+    disk = listed(world, "Model", "ST380013AS")
+    node = f"/dev/{disk['Kernel Name']}"
+    sound = verdicts(world, disk)
+    assert sound["Smart Status Test"] == ("Passed", [])
+    # It has neither counters of errors nor results of self-tests.
+    assert [sound[name][0] for name in ("Error Log Test", "Short Self Test")] == ["Not Applicable"] * 2
+    world.guest.said("/usr/bin/python3", "-I", "-c", TRIAL, node, "4")
+    try:
+        trial = verdicts(world, disk)
+        rows = shown(world)[0][disk["Kernel Name"]].by_name("scsi")
+    finally:
+        world.guest.said("/usr/bin/python3", "-I", "-c", TRIAL, node, "0")
+    words = "Pending exception: failure prediction threshold exceeded, as a trial (5Dh/FFh)"
+    assert trial == {**sound, "Smart Status Test": ("Warning", [words])}
+    assert rows["Pending exception"][5] != "none"
 
 
 def test_disks_that_answer_no_commands_are_not_listed(world):
