@@ -212,16 +212,7 @@ void EachCommandInTurn() {
   for (std::size_t i = 0; i < asked.size(); ++i) {
     for (const Trouble& trouble : troubles) {
       Tried<Bench> bench;
-      auto before =
-          std::count(asked.begin(), asked.begin() + static_cast<std::ptrdiff_t>(i), asked[i]);
-      bench.machine.commands.insert(
-          bench.machine.commands.begin(),
-          {[before, name = asked[i]](const sdk::DriveCommand& command) mutable {
-             return NameOf(command) == name && before-- <= 0;
-           },
-           trouble.answer,
-           -1,
-           {}});
+      bench.AnswerFrom(asked, i, trouble.answer);
       const sdk::Verdict verdict = bench.Result();
       EXPECT_EQ(verdict.status, trouble.status)
           << asked[i] << " number " << i << ' ' << trouble.name << ": " << verdict.message;

@@ -301,16 +301,7 @@ void EachCommandInTurn(const std::vector<Trouble>& troubles) {
   for (std::size_t i = 0; i < asked.size(); ++i) {
     for (const Trouble& trouble : troubles) {
       Tried<Bench> bench;
-      int before = static_cast<int>(
-          std::count(asked.begin(), asked.begin() + static_cast<std::ptrdiff_t>(i), asked[i]));
-      bench.machine.commands.insert(
-          bench.machine.commands.begin(),
-          {[before, name = asked[i]](const sdk::DriveCommand& command) mutable {
-             return NameOf(command) == name && before-- <= 0;
-           },
-           trouble.answer,
-           -1,
-           {}});
+      bench.AnswerFrom(asked, i, trouble.answer);
       // One that answers in registers alone, which do not come back then.
       const bool hasNoData = asked[i] == "B0/DA" && !trouble.answer.data.empty();
       const sdk::Verdict verdict = bench.Result();

@@ -113,6 +113,20 @@ struct HealthBench : DriveBench {
                                                        {}});
   }
   void Answer(const std::string& name, const RawBytes& data) { Answer(name, Good(data)); }
+  // Of what a run asks, the answer to the command at that place and to those like it behind it.
+  void AnswerFrom(const std::vector<std::string>& asked, std::size_t place,
+                  sdk::CommandAnswer answer) {
+    auto before =
+        std::count(asked.begin(), asked.begin() + static_cast<std::ptrdiff_t>(place), asked[place]);
+    machine.commands.insert(
+        machine.commands.begin(),
+        {[before, name = asked[place]](const sdk::DriveCommand& command) mutable {
+           return NameOf(command) == name && before-- <= 0;
+         },
+         std::move(answer),
+         -1,
+         {}});
+  }
 
   std::vector<std::string> Sent() const {
     std::vector<std::string> names;
