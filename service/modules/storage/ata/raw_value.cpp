@@ -69,7 +69,7 @@ std::optional<Extremes> FindExtremes(const Raw& raw) {
 
 RawValue Temperature(const Raw& raw) {
   RawValue value;
-  value.number = static_cast<std::int8_t>(raw[0]);
+  value.number = static_cast<std::int64_t>(static_cast<std::int8_t>(raw[0]));
   value.text = std::to_string(value.number);
   const bool isAlone = std::all_of(raw.begin() + 1, raw.end(), IsSign);
   const std::optional<Extremes> extremes = isAlone ? std::nullopt : FindExtremes(raw);
