@@ -84,9 +84,13 @@ bool HasLeft(const sdk::MachineFiles& files, const tarvex::Descriptor& drive) {
   Node node;
   if (fstat(drive.Get(), &node.status) != 0) return false;
   int error = 0;
-  if (!files.ReadLink(node.Link(), &error)) return error == 0;
+  const std::string link = node.Link();
+  if (!files.ReadLink(link, &error)) {
+    // Where no device is listed at all, that one is not means nothing.
+    return error == 0 && files.Exists(link.substr(0, link.rfind('/')));
+  }
   const char* state = S_ISCHR(node.status.st_mode) ? "/state" : "/device/state";
-  return IsLeaving(files.ReadText(node.Link() + state));
+  return IsLeaving(files.ReadText(link + state));
 }
 
 bool IsDriveName(std::string_view name, bool isBlock) {

@@ -87,6 +87,7 @@ TEST(DriveNode, HasLeftWhenTheKernelSaysSoOrKnowsItNoMore) {
   }
   EXPECT_FALSE(hasLeft(known));
   EXPECT_TRUE(hasLeft("d /sys/dev/block\n"));
+  EXPECT_FALSE(hasLeft(""));
 }
 
 // What the kernel says to any command for a loop device.
