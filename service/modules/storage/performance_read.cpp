@@ -154,7 +154,7 @@ class Performance {
     values.blockKib = std::max(kRandomBlockBytes, spots_.sectorBytes) / 1024;
     Times times(values_.reads, environment_.machine->Chance());
     PartContext part(context_, 45, 80, "random-");
-    const Verdict verdict = RunReadTest(part, environment_, values, times);
+    Verdict verdict = RunReadTest(part, environment_, values, times);
     times_ = std::move(times.times);
     std::sort(times_.begin(), times_.end());
     context_.MeasureSeries(times.histogram.Series("random-read-times"));
