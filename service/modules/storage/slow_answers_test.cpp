@@ -1,10 +1,14 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <chrono>
+#include <cstdint>
+#include <vector>
 
 #include "service/modules/storage/read_test_support.h"
 #include "service/modules/storage/surface_test_support.h"
 #include "service/modules/storage/surface_words.h"
+#include "service/sdk/block_reader.h"
 
 // What is made of answers that take long: blocks of 8 sectors, four of them at the disk at once.
 namespace orvan::storage {
@@ -29,6 +33,49 @@ TEST(SlowAnswers, OnlyTheBlockThatWasSlowIsCountedAndNotThoseBehindIt) {
   EXPECT_EQ(result.slow.slowestLba, 16U);
   EXPECT_GE(result.slow.slowest, 27s);
   EXPECT_LT(result.slow.slowest, 28s);
+}
+
+// A disk whose reads all end at once, of which it tells in any order.
+class AllAtOnce final : public sdk::BlockReader {
+ public:
+  const sdk::BlockGeometry& Geometry() const override { return geometry_; }
+  std::uint32_t Capacity() const override { return 8; }
+  void Submit(const std::vector<sdk::BlockRead>& reads) override {
+    for (const sdk::BlockRead& read : reads) outstanding_.push_back(read.id);
+  }
+  sdk::ReaderState Collect(std::vector<sdk::BlockReadResult>& results,
+                           std::chrono::milliseconds /*wait*/) override {
+    const std::chrono::nanoseconds begun = time_;
+    time_ += 4s;
+    for (auto id = outstanding_.rbegin(); id != outstanding_.rend(); ++id) {
+      results.push_back({*id, sdk::ReadOutcome::kRead, 0});
+      results.back().begun = begun;
+      results.back().ended = time_;
+    }
+    outstanding_.clear();
+    return sdk::ReaderState::kWorking;
+  }
+
+ private:
+  sdk::BlockGeometry geometry_{64 * 512, 512, 512};
+  std::vector<std::uint64_t> outstanding_;
+  std::chrono::nanoseconds time_{};
+};
+
+TEST(SlowAnswers, OfReadsThatEndAtOnceTheFirstGivenIsTheOneInWhateverOrderTheyAreTold) {
+  AllAtOnce reader;
+  SurfacePlan plan;
+  plan.lastLba = 63;
+  plan.sectorsPerBlock = 8;
+  plan.order = LinearOrder(8);
+  plan.slowAfter = 3s;
+  SurfaceHooks hooks;
+  hooks.now = [] { return std::chrono::steady_clock::time_point{}; };
+  const SurfaceResult result = ReadSurface(reader, plan, {}, hooks);
+  EXPECT_EQ(result.end, SurfaceEnd::kComplete);
+  EXPECT_EQ(result.slow.count, 1U);
+  EXPECT_EQ(result.slow.slowestLba, 0U);
+  EXPECT_EQ(result.slow.slowest, 4s);
 }
 
 TEST(SlowAnswers, ASlowDiskWhoseReadsWaitForEachOtherHasNone) {

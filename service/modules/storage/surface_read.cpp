@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <map>
 #include <optional>
+#include <tuple>
 #include <vector>
 
 #include "service/modules/storage/answer_times.h"
@@ -101,6 +102,10 @@ class SurfaceReader {
     }
     std::vector<BlockReadResult> results;
     const ReaderState state = reader_.Collect(results, kStopPoll);
+    // Of those that ended at once, as far as anybody saw, the first given was the one waited for.
+    std::sort(results.begin(), results.end(), [](const auto& one, const auto& other) {
+      return std::tie(one.ended, one.id) < std::tie(other.ended, other.id);
+    });
     for (const BlockReadResult& result : results) {
       const auto found = inFlight_.find(result.id);
       JudgeTime(found->second, result);
