@@ -145,7 +145,8 @@ class AtaDrive(ScsiDrive):
     def self_test_status(self):
         tests = self.self_tests
         if tests.is_running():
-            return 0xF0 | (100 - tests.percent()) // 10
+            # Source: ACS-4, self-test execution status: tenths that are left, 9 at the most
+            return 0xF0 | min((100 - tests.percent()) // 10, 9)
         return self.end_of(tests.log[0]) << 4 if tests.log else 0
 
     def end_of(self, entry):

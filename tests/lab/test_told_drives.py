@@ -170,9 +170,10 @@ def test_critical_warning_that_comes_while_a_run_is_under_way_fails_the_drive(ma
     assert result.returncode == FAILED
 
 
-@pytest.mark.parametrize("name", ["sas", "sata"])
+@pytest.mark.parametrize("name", ["sas", "sata", "nvme"])
 def test_slow_sector_is_named_by_who_reads_it_and_by_no_other(machine, world, name):
-    machine.told[name].medium.delay(BAD, 1.5)
+    medium = machine.drives[name] if name in machine.drives else machine.told[name].medium
+    medium.delay(BAD, 1.5)
     tests = "-El(slow_ms=1000,block_kib=1024),s"
     result = world.run(["-Mstorage", tests, machine.id_of(name)])
     by_name = {test.name: test for test in outcomes(result.stdout)[name]}
