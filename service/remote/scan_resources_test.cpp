@@ -23,6 +23,8 @@ class ScanResourcesTest : public testing::RemoteModuleTest {
  protected:
   ScanResourcesTest() { settings["asked"] = asked_; }
 
+  std::stop_source stop;
+
   // "part-0" as the device tells it, the text of what it throws in angle brackets, or nothing.
   std::string Told(std::size_t device, const std::stop_token& stop = {}) {
     std::string text;
@@ -146,7 +148,6 @@ TEST_F(ScanResourcesTest, ADeviceThatIsGoneKeepsNoOtherFromTelling) {
 TEST_F(ScanResourcesTest, ALookThatIsToStopAndListensTellsWhatItKnows) {
   settings["resources"] = "slow";
   Scan();
-  std::stop_source stop;
   const std::jthread stopper = StopOnce(folder_ / "asked", stop);
   EXPECT_EQ(Told(1, stop.get_token()), "part-1");
   EXPECT_TRUE(journal.lines.empty());
@@ -155,7 +156,6 @@ TEST_F(ScanResourcesTest, ALookThatIsToStopAndListensTellsWhatItKnows) {
 TEST_F(ScanResourcesTest, ALookThatIsToStopAndHangsEndsWithinAScansTime) {
   settings["resources"] = "hang";
   Scan();
-  std::stop_source stop;
   std::chrono::steady_clock::time_point stopped;
   const std::stop_callback note(stop.get_token(),
                                 [&] { stopped = std::chrono::steady_clock::now(); });
@@ -169,7 +169,6 @@ TEST_F(ScanResourcesTest, ALookThatIsToStopAndHangsEndsWithinAScansTime) {
 }
 
 TEST_F(ScanResourcesTest, OnceItIsToStopAWorkerThatIsThereTellsAndNoOtherIsStarted) {
-  std::stop_source stop;
   stop.request_stop();
   Scan();
   EXPECT_EQ(Told(0, stop.get_token()), "part-0");

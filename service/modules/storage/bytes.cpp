@@ -1,35 +1,37 @@
 #include "service/modules/storage/bytes.h"
 
-#include <string_view>
-
 #include "service/modules/storage/identity.h"
 
 namespace orvan::storage {
 namespace {
 
-char Shown(std::uint8_t byte) {
-  constexpr std::string_view kBlanks("\t\r\n\0", 4);
-  const char character = static_cast<char>(byte);
-  // Blanks that Trimmed takes away at the ends are blanks in between.
-  if (kBlanks.find(character) != std::string_view::npos) return ' ';
-  return byte >= 0x20 && byte <= 0x7E ? character : '?';
+std::string Shown(const std::string& text) {
+  std::string shown;
+  for (const char character : Trimmed(text)) {
+    if (character == '\0') {
+      shown += ' ';
+    } else if (character >= 0x20 && character <= 0x7E) {
+      shown += character;
+    } else {
+      shown += kNoCharacter;
+    }
+  }
+  return shown;
 }
 
 }  // namespace
 
 std::string DeviceText(Bytes bytes) {
-  std::string text;
-  for (const std::uint8_t byte : bytes) text += Shown(byte);
-  return Trimmed(text);
+  return Shown({bytes.begin(), bytes.end()});
 }
 
 std::string AtaText(Bytes bytes) {
   std::string text;
   for (std::size_t i = 0; i + 1 < bytes.size(); i += 2) {
-    text += Shown(bytes[i + 1]);
-    text += Shown(bytes[i]);
+    text += static_cast<char>(bytes[i + 1]);
+    text += static_cast<char>(bytes[i]);
   }
-  return Trimmed(text);
+  return Shown(text);
 }
 
 }  // namespace orvan::storage

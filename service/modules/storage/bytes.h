@@ -71,8 +71,12 @@ constexpr bool IsAll(Bytes bytes, std::uint8_t value) {
   return true;
 }
 
-// A text of a drive without blanks and zero bytes at its ends. What is no printable ASCII character
-// is a '?', so that no drive writes to the operator's terminal.
+// What stands for a byte of a drive's text that is no printable ASCII character: U+FFFD.
+inline constexpr char kNoCharacter[] = "\xEF\xBF\xBD";
+
+// A text of a drive without blanks and zero bytes at its ends, and with blanks for zero bytes in
+// between. All else that is no printable ASCII character is kNoCharacter, so that no drive writes
+// to the operator's terminal.
 std::string DeviceText(Bytes bytes);
 
 // The same for a text of ATA, whose words hold two characters each, the first in the high byte. An

@@ -62,8 +62,8 @@ TEST(BytesTest, TellsFilledBytes) {
 TEST(BytesTest, ReadsTextsOfDrives) {
   using namespace std::string_view_literals;
   EXPECT_EQ(DeviceText(BytesOf("  TARVEX X1\0\0"sv)), "TARVEX X1");
-  EXPECT_EQ(DeviceText(BytesOf("a\0b\tc"sv)), "a b c");
-  EXPECT_EQ(DeviceText(BytesOf("\x1b[2J\xff"sv)), "?[2J?");
+  EXPECT_EQ(DeviceText(BytesOf("a\0b\t[c"sv)), "a b\uFFFD[c");
+  EXPECT_EQ(DeviceText(BytesOf("\x1b[2J\xff"sv)), "\uFFFD[2J\uFFFD");
   EXPECT_EQ(DeviceText({}), "");
   EXPECT_EQ(AtaText(BytesOf("ATVRXE1  "sv)), "TARVEX 1");
   EXPECT_EQ(AtaText(BytesOf("\0\0"sv)), "");

@@ -33,7 +33,7 @@ bool MeansNoAta(Kind kind) {
 
 // A text that a drive may have in its identity; AtaText marks what is none.
 bool IsPlausible(const std::string& text) {
-  return !text.empty() && text.find('?') == std::string::npos;
+  return !text.empty() && text.find(kNoCharacter) == std::string::npos;
 }
 
 }  // namespace
