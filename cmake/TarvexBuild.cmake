@@ -34,6 +34,8 @@ add_link_options(-Wl,-z,relro,-z,now -Wl,--as-needed)
 if(TARVEX_SANITIZE)
   add_compile_options(-fsanitize=${TARVEX_SANITIZE} -fno-omit-frame-pointer)
   add_link_options(-fsanitize=${TARVEX_SANITIZE})
+  # The sanitizers call dlopen in the program's place, and only this kind of path holds for them, too.
+  add_link_options(-Wl,--disable-new-dtags)
   if(TARVEX_SANITIZE MATCHES "undefined")
     # The vptr check wants type information across libraries that hide what they do not export.
     add_compile_options(-fno-sanitize-recover=undefined -fno-sanitize=vptr)
