@@ -4,11 +4,11 @@
 #   ./test.sh               all tests, then the unit tests again under the sanitizers
 #   ./test.sh deep          all tests, each system call of six command lines made to fail in turn,
 #                           twenty runs on sound drives in the laboratory, and all but these, the
-#                           laboratory's and those of disks again under the sanitizers
+#                           laboratory's, those of disks and of packages again under the sanitizers
 #   ./test.sh quick         all tests but the laboratory's, without the sanitizers
 #   ./test.sh -R PATTERN    the tests whose name matches, without the sanitizers
 #   ./test.sh -L LABEL      the tests of one label: unit, layering, golden, terminal, channels,
-#                           records, strangers, supervisor, worker, disks, lab, faults, often
+#                           records, strangers, supervisor, worker, disks, packaging, lab, faults, often
 #
 # The last line reads "N passed, M failed" (and ", K skipped" when something could not be tried
 # here; each of those is named). The exit status is 0 only when all was built and nothing failed.
@@ -61,7 +61,7 @@ selection=
 pattern=
 while [ $# -gt 0 ]; do
     case "$1" in
-        deep) sanitize='-LE ^(disks|lab|layering|faults|often)$' all= ;;
+        deep) sanitize='-LE ^(disks|packaging|lab|layering|faults|often)$' all= ;;
         quick) sanitize= all='-LE ^(lab|faults|often)$' ;;
         -R | -L)
             [ $# -ge 2 ] || usage

@@ -7,6 +7,9 @@
 #   tarvex_test(NAME SOURCES ... [DEPENDS ...])
 #   tarvex_program(NAME SOURCES ... [DEPENDS ...] [OUTPUT_DIR ...])
 #
+# What an installation has (cmake/TarvexInstall.cmake): shared libraries and modules on their own, and
+# what a room says of its programs and files.
+#
 # DEPENDS names targets whose headers this target's own headers include; PRIVATE those that only
 # its .cpp files need. TESTS are the <file>_test.cpp beside the code; they become one GoogleTest
 # program NAME_test. Every call is recorded for tests/layering.
@@ -55,6 +58,8 @@ if(TARVEX_TESTS)
   include(GoogleTest)
 endif()
 
+include(TarvexInstall)
+
 function(_tarvex_record name)
   file(RELATIVE_PATH dir "${CMAKE_SOURCE_DIR}" "${CMAKE_CURRENT_SOURCE_DIR}")
   list(JOIN ARGN " " deps)
@@ -96,10 +101,11 @@ endfunction()
 function(tarvex_shared name)
   cmake_parse_arguments(A "" "" "SOURCES;DEPENDS;PRIVATE" ${ARGN})
   add_library(${name} SHARED ${A_SOURCES})
-  set_target_properties(${name} PROPERTIES PREFIX "lib" BUILD_RPATH "$ORIGIN" INSTALL_RPATH "$ORIGIN")
+  set_target_properties(${name} PROPERTIES PREFIX "lib" BUILD_RPATH "$ORIGIN")
   target_include_directories(${name} PUBLIC "${CMAKE_SOURCE_DIR}")
   target_link_libraries(${name} PUBLIC ${A_DEPENDS} PRIVATE ${A_PRIVATE})
   target_link_options(${name} PRIVATE -Wl,--exclude-libs,ALL)
+  tarvex_install_private(${name})
   _tarvex_record(${name} ${A_DEPENDS} ${A_PRIVATE})
 endfunction()
 
@@ -121,6 +127,7 @@ function(tarvex_module name)
   set_target_properties(${name}_module PROPERTIES PREFIX "" OUTPUT_NAME ${name}
     LIBRARY_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/lib/orvan/modules"
     BUILD_RPATH "$ORIGIN/../.." LINK_DEPENDS "${CMAKE_SOURCE_DIR}/cmake/module_exports.map")
+  tarvex_install_private(${name}_module orvan/modules)
 endfunction()
 
 function(tarvex_program name)

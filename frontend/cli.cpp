@@ -57,7 +57,7 @@ Cli::Cli(HostSystemEvents* events, tarvex::ConsoleStream& console)
   numberHandler = get_number_handler();
   timer = get_timer();
   groupId = std::time(nullptr);
-  productVersion = std::make_unique<ProductVersion>(5, 0, 0, 0);
+  productVersion = std::make_unique<ProductVersion>(TARVEX_VERSION_PARTS);
   state.cli = this;
   LoadStorageSender();
   SDL_InitSubSystem(SDL_INIT_AUDIO);
