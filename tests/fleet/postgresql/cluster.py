@@ -1,0 +1,78 @@
+"""A PostgreSQL server of its own: in a temporary folder, on a socket there, gone with the tests."""
+
+import os
+import pwd
+import shutil
+import subprocess
+import tempfile
+from pathlib import Path
+
+PROGRAMS = max(Path("/usr/lib/postgresql").glob("*/bin"), key=lambda path: float(path.parent.name))
+# PostgreSQL does not run as root.
+OWNER = "postgres"
+# No test looks at what a loss of power leaves.
+QUICK = ("fsync=off", "synchronous_commit=off", "full_page_writes=off")
+
+
+def as_owner(command):
+    if os.geteuid() != 0:
+        return command
+    return ["setpriv", f"--reuid={OWNER}", f"--regid={OWNER}", "--clear-groups", "--", *command]
+
+
+class Cluster:
+    """A running server. `settings` are lines of its configuration, `name=value`."""
+
+    def __init__(self, settings=QUICK):
+        self.folder = Path(tempfile.mkdtemp(prefix="tarvex-postgresql-"))
+        if os.geteuid() == 0:
+            owner = pwd.getpwnam(OWNER)
+            os.chown(self.folder, owner.pw_uid, owner.pw_gid)
+        self.data = self.folder / "data"
+        self.log = self.folder / "log"
+        self.call("initdb", "-D", self.data, "-U", OWNER, "-E", "UTF8", "--locale=C.UTF-8", "-N", "-A", "trust")
+        with (self.data / "postgresql.conf").open("a", encoding="utf-8") as file:
+            file.write(f"listen_addresses=''\nunix_socket_directories='{self.folder}'\n")
+            file.writelines(f"{line}\n" for line in settings)
+        self.start()
+
+    def call(self, program, *arguments):
+        command = [str(PROGRAMS / program), *map(str, arguments)]
+        subprocess.run(
+            as_owner(command),
+            cwd=self.folder,
+            stdin=subprocess.DEVNULL,
+            stdout=subprocess.DEVNULL,
+            check=True,
+            timeout=120,
+        )
+
+    def start(self):
+        self.call("pg_ctl", "-D", self.data, "-l", self.log, "-w", "start")
+
+    def stop(self, how="fast"):
+        self.call("pg_ctl", "-D", self.data, "-m", how, "-w", "stop")
+
+    def close(self):
+        if (self.data / "postmaster.pid").exists():
+            self.stop("immediate")
+        shutil.rmtree(self.folder)
+
+    def address(self, database, user=OWNER):
+        return f"postgresql://{user}@/{database}?host={self.folder}"
+
+    def query(self, database, text, user=OWNER, check=True):
+        """What psql says to `text`: a list of rows, each a list of texts."""
+        said = self.psql(database, ["-c", text], user, check)
+        return [line.split("\x1f") for line in said.stdout.splitlines()]
+
+    def psql(self, database, arguments, user=OWNER, check=True):
+        command = ["psql", "-X", "-q", "-A", "-t", "-F", "\x1f", "-v", "ON_ERROR_STOP=1"]
+        return subprocess.run(
+            [*command, "-d", self.address(database, user), *arguments],
+            stdin=subprocess.DEVNULL,
+            capture_output=True,
+            text=True,
+            check=check,
+            timeout=120,
+        )
