@@ -19,6 +19,14 @@ DeviceInformation InformationOf(const DeviceAdapter& device) {
   }
 }
 
+std::string KeyOf(const DeviceAdapter& device) {
+  try {
+    return device.Device().UniqueId();
+  } catch (...) {
+    return {};
+  }
+}
+
 }  // namespace
 
 const log::LogHardware& LoggedInventory::Of(const ModuleAdapter& module,
@@ -34,6 +42,7 @@ const log::LogHardware& LoggedInventory::Of(const ModuleAdapter& module,
     entry.hardware.location = module.Name() + ' ' + device.Id() + (path.empty() ? "" : ", " + path);
     entry.hardware.serialNumber = EntryOf(information, "SERIAL_NUMBER");
     entry.hardware.partType = module.Name();
+    entry.hardware.key = KeyOf(device);
   }
   return entry.hardware;
 }

@@ -28,6 +28,7 @@ log::LogSubject SubjectOf(const ServiceOptions& options, const ModuleSource& sou
   subject.program = log::ProgramName();
   subject.version = options.version;
   subject.machine = machine.hostName;
+  subject.machineId = machine.id;
   subject.isSimulated = source.IsScripted();
   subject.software = {{"Tarvex Diagnostics", options.version},
                       {machine.system, machine.release, "SYSTEM"}};

@@ -33,13 +33,28 @@ void AddText(JsonObject& object, const char* key, const std::string& text) {
   if (!text.empty()) object.Text(key, LogText(text));
 }
 
-std::string HardwareJson(const LogHardware& hardware) {
+JsonObject HardwareMembers(const LogHardware& hardware) {
   JsonObject object;
   object.Text("hardwareInfoId", hardware.id).Text("name", LogText(hardware.name));
   AddText(object, "location", hardware.location);
   AddText(object, "serialNumber", hardware.serialNumber);
   AddText(object, "partType", hardware.partType);
-  return object.Take();
+  return object;
+}
+
+// What the format has no members for: by what machine and devices are known in all runs.
+void AddMetadata(JsonObject& machine, const LogSubject& subject) {
+  JsonObject keys;
+  bool hasKeys = false;
+  for (const LogHardware& item : subject.hardware) {
+    AddText(keys, item.id.c_str(), item.key);
+    hasKeys = hasKeys || !item.key.empty();
+  }
+  if (!hasKeys && subject.machineId.empty()) return;
+  JsonObject metadata;
+  AddText(metadata, "machineId", subject.machineId);
+  if (hasKeys) metadata.Raw("deviceKeys", keys.Take());
+  machine.Raw("metadata", metadata.Take());
 }
 
 std::string SoftwareJson(const std::vector<LogSoftware>& software) {
@@ -78,7 +93,10 @@ std::string RunStartArtifact(const LogSubject& subject) {
   machine.Text("dutInfoId", "0");
   AddText(machine, "name", subject.machine);
   machine.Raw("softwareInfos", SoftwareJson(subject.software))
-      .Raw("hardwareInfos", JsonList(subject.hardware, HardwareJson));
+      .Raw("hardwareInfos", JsonList(subject.hardware, [](const LogHardware& item) {
+             return HardwareMembers(item).Take();
+           }));
+  AddMetadata(machine, subject);
   JsonObject start;
   start.Text("name", "Tarvex Diagnostics")
       .Text("version", subject.version)
@@ -169,8 +187,14 @@ std::vector<std::string> SeriesArtifacts(const sdk::MeasurementSeries& series,
   return artifacts;
 }
 
+std::string SkippedVerdictArtifact(const std::string& word) {
+  return ExtensionArtifact("verdict", JsonObject().Text("verdict", word).Take());
+}
+
 std::string HardwareArtifact(const LogHardware& hardware) {
-  return ExtensionArtifact("hardwareInfo", HardwareJson(hardware));
+  JsonObject object = HardwareMembers(hardware);
+  AddText(object, "deviceKey", hardware.key);
+  return ExtensionArtifact("hardwareInfo", object.Take());
 }
 
 std::string ExtensionArtifact(const std::string& name, const std::string& content) {

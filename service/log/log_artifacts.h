@@ -38,13 +38,15 @@ struct LogHardware {
   std::string location;
   std::string serialNumber;
   std::string partType;
+  std::string key;  // the same in each run, as in execution records
 };
 
 // What is known of a run at its start.
 struct LogSubject {
-  std::string program;       // as it was called, without arguments
-  std::string version;       // of the program
-  std::string machine;       // its host name
+  std::string program;  // as it was called, without arguments
+  std::string version;  // of the program
+  std::string machine;  // its host name
+  std::string machineId;
   bool isSimulated = false;  // the hardware is one of a scenario file
   std::vector<LogSoftware> software;
   std::vector<LogHardware> hardware;
@@ -68,7 +70,9 @@ std::string MeasurementArtifact(const sdk::Measurement& measurement, const std::
 std::vector<std::string> SeriesArtifacts(const sdk::MeasurementSeries& series,
                                          const std::string& id, const std::string& hardwareId,
                                          std::int64_t timeMs);
-// A device that was not known when the run started.
+// The verdict of a test that ends as skipped, which its status does not tell.
+std::string SkippedVerdictArtifact(const std::string& word);
+// A device that was not known when the run started, with its key.
 std::string HardwareArtifact(const LogHardware& hardware);
 // `content` is a JSON object.
 std::string ExtensionArtifact(const std::string& name, const std::string& content);

@@ -120,17 +120,18 @@ void StepLog::Exception(const std::string& text) {
 void StepLog::End(const std::string& test, const sdk::Verdict& verdict) {
   const Row row = RowOf(verdict.status);
   const std::string text = VerdictText(verdict);
-  std::string artifact;
+  std::vector<std::string> artifacts;
   if (row.step == LogStatus::kComplete) {
-    artifact = DiagnosisArtifact(DiagnosisOf(verdict.status), VerdictWord(test, row.word), text,
-                                 hardwareId_);
+    artifacts.push_back(DiagnosisArtifact(DiagnosisOf(verdict.status), VerdictWord(test, row.word),
+                                          text, hardwareId_));
   } else if (row.step == LogStatus::kSkip) {
-    artifact =
-        TextArtifact(LogSeverity::kInfo, row.word + std::string(text.empty() ? "" : ": ") + text);
+    artifacts.push_back(SkippedVerdictArtifact(row.word));
+    artifacts.push_back(
+        TextArtifact(LogSeverity::kInfo, row.word + std::string(text.empty() ? "" : ": ") + text));
   } else if (!hasError_) {
-    artifact = ErrorArtifact(SymptomOf(row), text);
+    artifacts.push_back(ErrorArtifact(SymptomOf(row), text));
   }
-  if (!artifact.empty()) log_.Step(step_, artifact, LogRank::kOutcome);
+  if (!artifacts.empty()) log_.Step(step_, artifacts, LogRank::kOutcome);
   log_.EndStep(step_, row.step);
 }
 

@@ -69,13 +69,15 @@ TEST_F(StepLogTest, AWarningLeavesTheQuestionOpen) {
 
 TEST_F(StepLogTest, WhatWasNotTestedIsNotDiagnosed) {
   EXPECT_EQ(OfVerdict(sdk::Verdict::NotApplicable("NO_DISK")),
-            (Lines{Line(R"("log":{"severity":"INFO","message":"not applicable: no disk"})"),
+            (Lines{Line(R"("extension":{"name":"verdict","content":{"verdict":"not applicable"}})"),
+                   Line(R"("log":{"severity":"INFO","message":"not applicable: no disk"})"),
                    Ended("SKIP")}));
 }
 
 TEST_F(StepLogTest, ACanceledTestIsSkipped) {
   EXPECT_EQ(OfVerdict(sdk::Verdict::Canceled()),
-            (Lines{Line(R"("log":{"severity":"INFO","message":"canceled"})"), Ended("SKIP")}));
+            (Lines{Line(R"("extension":{"name":"verdict","content":{"verdict":"canceled"}})"),
+                   Line(R"("log":{"severity":"INFO","message":"canceled"})"), Ended("SKIP")}));
 }
 
 TEST_F(StepLogTest, WhatCouldNotBeTriedIsAnError) {
@@ -141,7 +143,7 @@ Lines Timeless(Lines lines) {
 
 TEST_F(StepLogTest, ASeriesHasAnElementForEachPointAndAnIdOfItsOwn) {
   using Kind = sdk::MeasurementSeries::Kind;
-  const LogHardware disk{"4", "Disk", "storage 0", "S1", "storage"};
+  const LogHardware disk{"4", "Disk", "storage 0", "S1", "storage", ""};
   const auto element = [](const std::string& members) {
     return Line(R"("measurementSeriesElement":{)" + members + "}");
   };
@@ -168,7 +170,7 @@ TEST_F(StepLogTest, ASeriesHasAnElementForEachPointAndAnIdOfItsOwn) {
 }
 
 TEST_F(StepLogTest, NamesTheHardwareThatTheRunsStartLists) {
-  const LogHardware disk{"4", "Disk", "storage 0", "S1", "storage"};
+  const LogHardware disk{"4", "Disk", "storage 0", "S1", "storage", ""};
   EXPECT_EQ(After(&disk, true,
                   [](StepLog& step) {
                     step.Measure({"bad", 0, ""});
@@ -180,12 +182,14 @@ TEST_F(StepLogTest, NamesTheHardwareThatTheRunsStartLists) {
 }
 
 TEST_F(StepLogTest, TellsOfHardwareThatTheRunsStartDoesNotList) {
-  const LogHardware disk{"4", "Disk", "storage 0", "", "storage"};
+  const LogHardware disk{"4", "Disk", "storage 0", "", "storage", "wwn-5"};
   EXPECT_EQ(
       After(&disk, false, [](StepLog& step) { step.End("T", sdk::Verdict::Passed()); }),
-      (Lines{Line(R"("extension":{"name":"hardwareInfo","content":{"hardwareInfoId":"4",)"
-                  R"("name":"Disk","location":"storage 0","partType":"storage"}})"),
-             Line(R"("diagnosis":{"verdict":"t-passed","type":"PASS"})"), Ended("COMPLETE")}));
+      (Lines{
+          Line(
+              R"("extension":{"name":"hardwareInfo","content":{"hardwareInfoId":"4",)"
+              R"("name":"Disk","location":"storage 0","partType":"storage","deviceKey":"wwn-5"}})"),
+          Line(R"("diagnosis":{"verdict":"t-passed","type":"PASS"})"), Ended("COMPLETE")}));
 }
 
 TEST_F(StepLogTest, KeepsParametersAndMessages) {

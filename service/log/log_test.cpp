@@ -52,7 +52,9 @@ TEST(ServiceLog, BeginsWithAllThatIsKnownOfTheRun) {
   subject.machine = "host";
   subject.isSimulated = true;
   subject.software = {{"Linux", "6.1", "SYSTEM"}, {"storage", ""}};
-  subject.hardware = {{"0", "Disk", "storage 0", "S1", "storage"}, {"1", "Other", "", "", ""}};
+  subject.machineId = "5b0c";
+  subject.hardware = {{"0", "Disk", "storage 0", "S1", "storage", "wwn-5"},
+                      {"1", "Other", "", "", "", ""}};
   EXPECT_TRUE(log.Begin(subject));
   EXPECT_EQ(testing::LogLines(folder.Path()).at(1),
             R"("testRunArtifact":{"testRunStart":{"name":"Tarvex Diagnostics","version":"",)"
@@ -62,7 +64,8 @@ TEST(ServiceLog, BeginsWithAllThatIsKnownOfTheRun) {
             R"({"softwareInfoId":"1","name":"storage","softwareType":"APPLICATION"}],)"
             R"("hardwareInfos":[{"hardwareInfoId":"0","name":"Disk","location":"storage 0",)"
             R"("serialNumber":"S1","partType":"storage"},)"
-            R"({"hardwareInfoId":"1","name":"Other"}]}}}})");
+            R"({"hardwareInfoId":"1","name":"Other"}],)"
+            R"("metadata":{"machineId":"5b0c","deviceKeys":{"0":"wwn-5"}}}}}})");
 }
 
 TEST(ServiceLog, ARunThatHadToSaySomethingBeforeIsNotBegunAgain) {

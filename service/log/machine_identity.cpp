@@ -4,12 +4,14 @@
 
 #include <cerrno>
 
+#include "os/machine_id.h"
+
 namespace orvan::log {
 
 MachineIdentity ThisMachine() {
   utsname names{};
-  return uname(&names) == 0 ? MachineIdentity{names.nodename, names.sysname, names.release}
-                            : MachineIdentity{};
+  if (uname(&names) != 0) return {};
+  return {names.nodename, names.sysname, names.release, tarvex::MachineId()};
 }
 
 std::string ProgramName() {

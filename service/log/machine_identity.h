@@ -9,6 +9,7 @@ struct MachineIdentity {
   std::string hostName;
   std::string system;   // e.g. "Linux"
   std::string release;  // e.g. "6.1.0-28-amd64"
+  std::string id;       // stays when the name is changed
 };
 MachineIdentity ThisMachine();
 

@@ -76,7 +76,8 @@ HARDWARE = record(
 )
 MACHINE = record(
     {"dutInfoId": is_text},
-    {"name": is_text, "softwareInfos": list_of(SOFTWARE), "hardwareInfos": list_of(HARDWARE)},
+    {"name": is_text, "softwareInfos": list_of(SOFTWARE), "hardwareInfos": list_of(HARDWARE)}
+    | {"metadata": is_object},
 )
 VALIDATOR = record({"type": one_of(VALIDATORS), "value": is_value})
 ERROR = record({"symptom": is_text}, {"message": is_text})
