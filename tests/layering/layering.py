@@ -62,6 +62,8 @@ ROOMS = {
         "os",
     ),
     "service/modules/*": ("service/sdk",),
+    # Programs beside the front end.
+    "companions/history": ("host/records", "service/log", "service/sdk", "boundary", "system", "os"),
 }
 
 # Of the views, the tools may use the message keys only.
@@ -101,6 +103,8 @@ OS_EXCEPTIONS = {
     "service/recording/tape.cpp": ("sys/stat.h",),
     # An older file that becomes a recording is closed to others.
     "service/recording/recording_file.cpp": ("sys/stat.h",),
+    # Logs of any origin are listed and opened, and their locks looked at.
+    "companions/history/log_source.cpp": ("dirent.h", "fcntl.h", "sys/file.h", "sys/stat.h", "unistd.h"),
     # The log names the machine and its kernel.
     "service/log/machine_identity.cpp": ("sys/utsname.h",),
 }

@@ -1,0 +1,52 @@
+// tarvex-history: shows what the logs of earlier runs tell.
+#include <cstdio>
+#include <exception>
+#include <string>
+
+#include "companions/history/commands.h"
+#include "companions/history/options.h"
+#include "os/descriptor_writer.h"
+#include "os/process_start.h"
+
+namespace {
+
+constexpr int kOutput = 1;
+constexpr int kErrors = 2;
+
+void Tell(const std::string& text) {
+  const std::string line = "tarvex-history: " + text + '\n';
+  tarvex::WriteAll(kErrors, line.data(), line.size());
+}
+
+int Show(const std::string& text, int status) {
+  if (tarvex::WriteAll(kOutput, text.data(), text.size()) == 0) return status;
+  Tell("the output can't be written");
+  return tarvex::history::kNotThere;
+}
+
+int Run(int argc, char** argv) {
+  using namespace tarvex::history;
+  const ParsedOptions parsed = ParseOptions(argc, argv);
+  if (!parsed.fault.empty()) {
+    Tell(parsed.fault + "; see tarvex-history --help");
+    return kWrongUse;
+  }
+  if (parsed.options.wantsHelp) return Show(HelpText(), 0);
+  if (parsed.options.wantsVersion) return Show("tarvex-history " TARVEX_VERSION "\n", 0);
+  const Answer answer = Execute(parsed.options);
+  for (const std::string& note : answer.notes) Tell(note);
+  return Show(answer.text, answer.status);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  tarvex::FillStandardDescriptors();
+  tarvex::SurviveFailedWrites();
+  try {
+    return Run(argc, argv);
+  } catch (const std::exception& error) {
+    Tell(std::string("an error of its own: ") + error.what());
+    return tarvex::history::kNotThere;
+  }
+}

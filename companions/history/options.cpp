@@ -1,0 +1,153 @@
+#include "companions/history/options.h"
+
+#include <getopt.h>
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+
+#include "system/folders.h"
+#include "system/outside_text.h"
+
+namespace tarvex::history {
+namespace {
+
+constexpr std::size_t kColumn = 20;  // of the help, where the words begin
+
+constexpr std::array kOptions = {
+    OptionRow{"text", 0, "", "for people to read (the standard)"},
+    OptionRow{"json", 0, "", "for programs; docs/history.md describes it"},
+    OptionRow{"csv", 0, "", "for spreadsheets"},
+    OptionRow{"logs", 0, "FOLDER",
+              "logs there and below, not those of the state folder; may be repeated"},
+    OptionRow{"state", 0, "FOLDER", "the state folder of the program"},
+    OptionRow{"help", 'h', "", "this help"},
+    OptionRow{"version", 'V', "", "the version"},
+};
+
+constexpr std::array kCommands = {
+    CommandRow{"list", "", "the runs, newest first; what is done when no command is given"},
+    CommandRow{"run", "RUN", "one run: its tests, what they said and measured"},
+};
+
+const CommandRow* CommandOf(const std::string& word) {
+  const auto* const found =
+      std::find_if(kCommands.begin(), kCommands.end(),
+                   [&word](const CommandRow& row) { return word == row.word; });
+  return found != kCommands.end() ? found : nullptr;
+}
+
+void Set(ParsedOptions& parsed, const std::string& name, const char* argument) {
+  Options& options = parsed.options;
+  if (name == "text") options.format = Format::kText;
+  if (name == "json") options.format = Format::kJson;
+  if (name == "csv") options.format = Format::kCsv;
+  if (name == "help") options.wantsHelp = true;
+  if (name == "version") options.wantsVersion = true;
+  if (name == "state") options.state = argument;
+  if (name == "logs") options.logs.emplace_back(argument);
+}
+
+std::vector<option> LongOptions() {
+  std::vector<option> rows;
+  for (const OptionRow& row : kOptions) {
+    rows.push_back({row.name, *row.argument != '\0' ? required_argument : no_argument, nullptr, 0});
+  }
+  rows.push_back({nullptr, 0, nullptr, 0});
+  return rows;
+}
+
+std::string ShortOptions() {
+  std::string letters(":");
+  for (const OptionRow& row : kOptions) {
+    if (row.letter == 0) continue;
+    letters += row.letter;
+    if (*row.argument != '\0') letters += ':';
+  }
+  return letters;
+}
+
+std::string Quoted(const std::string& argument) {
+  return '"' + WithoutSteering(argument) + '"';
+}
+
+void TakeOperands(ParsedOptions& parsed, int count, char** words) {
+  Options& options = parsed.options;
+  options.command = count > 0 ? words[0] : kCommands.front().word;
+  if (count > 1) options.operand = words[1];
+  const CommandRow* const command = CommandOf(options.command);
+  if (command == nullptr) {
+    parsed.fault = "there is no command " + Quoted(options.command);
+    return;
+  }
+  const bool takesOne = *command->operand != '\0';
+  const bool needsOne = takesOne && *command->operand != '[';
+  if (needsOne && options.operand.empty()) {
+    parsed.fault = options.command + " needs a " + command->operand;
+  } else if (count > (takesOne ? 2 : 1)) {
+    parsed.fault = "nothing is expected behind it: " + Quoted(words[count - 1]);
+  }
+}
+
+}  // namespace
+
+std::span<const OptionRow> OptionRows() {
+  return kOptions;
+}
+
+std::span<const CommandRow> CommandRows() {
+  return kCommands;
+}
+
+ParsedOptions ParseOptions(int argc, char** argv) {
+  ParsedOptions parsed;
+  parsed.options.state = StateFolder();
+  const std::vector<option> rows = LongOptions();
+  const std::string letters = ShortOptions();
+  optind = 0;  // from the beginning, whoever has called before
+  int at = -1;
+  int found = 0;
+  while (parsed.fault.empty() &&
+         (found = getopt_long(argc, argv, letters.c_str(), rows.data(), &at)) != -1) {
+    const std::string said = optind > 0 && optind <= argc ? argv[optind - 1] : "";
+    if (found == '?') {
+      parsed.fault = "there is no option " + Quoted(said) + ", or it takes no value";
+    } else if (found == ':') {
+      parsed.fault = Quoted(said) + " needs a value";
+    } else if (found == 0) {
+      Set(parsed, rows[static_cast<std::size_t>(at)].name, optarg);
+    } else {
+      for (const OptionRow& row : kOptions) {
+        if (row.letter == found) Set(parsed, row.name, optarg);
+      }
+    }
+  }
+  if (parsed.fault.empty()) TakeOperands(parsed, argc - optind, argv + optind);
+  if (parsed.options.logs.empty()) parsed.options.logs = {parsed.options.state + "/log"};
+  return parsed;
+}
+
+std::string HelpText() {
+  const auto line = [](std::string left, const char* right) {
+    left = "  " + left;
+    left.resize(std::max(left.size() + 1, kColumn), ' ');
+    return left + right + '\n';
+  };
+  std::string text =
+      "Usage: tarvex-history [OPTIONS] [COMMAND]\n"
+      "Shows what earlier runs of TarvexDiagnosticsCLI found.\n\nCommands:\n";
+  for (const CommandRow& row : kCommands) {
+    text += line(std::string(row.word) + (*row.operand != '\0' ? " " : "") + row.operand, row.help);
+  }
+  text += "\nRUN is the path of a log, the beginning of a run's name, or \"last\".\n\nOptions:\n";
+  for (const OptionRow& row : kOptions) {
+    const std::string letter = row.letter != 0 ? std::string("-") + row.letter + ", " : "";
+    const std::string argument = *row.argument != '\0' ? " " + std::string(row.argument) : "";
+    text += line(letter + "--" + row.name + argument, row.help);
+  }
+  return text +
+         "\nFiles that can't be read as a log are named on standard error and passed over.\n"
+         "Exit status: 0; 1 what was asked for is not there or can't be written; 2 wrong use.\n";
+}
+
+}  // namespace tarvex::history
