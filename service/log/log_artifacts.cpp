@@ -17,7 +17,7 @@ constexpr std::array<const char*, 3> kDiagnoses{"PASS", "FAIL", "UNKNOWN"};
 constexpr std::array<const char*, 6> kLimits{"EQUAL",        "NOT_EQUAL",
                                              "LESS_THAN",    "LESS_THAN_OR_EQUAL",
                                              "GREATER_THAN", "GREATER_THAN_OR_EQUAL"};
-constexpr std::array<const char*, 2> kSeriesKinds{"CURVE", "HISTOGRAM"};
+constexpr std::array<const char*, 3> kSeriesKinds{"CURVE", "HISTOGRAM", "RANGES"};
 
 // Each table has a row for each value of its enumeration, in its order.
 template <typename Table, typename Value>

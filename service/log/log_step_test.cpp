@@ -154,6 +154,7 @@ TEST_F(StepLogTest, ASeriesHasAnElementForEachPointAndAnIdOfItsOwn) {
             step.Measure(sdk::MeasurementSeries{
                 "rate", Kind::kCurve, "B/s", "lba", "", {{0, 1.5}, {2048, -3}}});
             step.Measure(sdk::MeasurementSeries{"times", Kind::kHistogram, "", "time", "s", {}});
+            step.Measure(sdk::MeasurementSeries{"bad", Kind::kRanges, "", "lba", "", {}});
           })),
       (Lines{Line(R"("measurementSeriesStart":{"name":"rate","unit":"B/s",)"
                   R"("measurementSeriesId":"0-0","hardwareInfoId":"4",)"
@@ -166,7 +167,10 @@ TEST_F(StepLogTest, ASeriesHasAnElementForEachPointAndAnIdOfItsOwn) {
              Line(R"("measurementSeriesStart":{"name":"times","measurementSeriesId":"0-1",)"
                   R"("hardwareInfoId":"4",)"
                   R"("metadata":{"kind":"HISTOGRAM","axis":"time","axisUnit":"s"}})"),
-             Line(R"("measurementSeriesEnd":{"measurementSeriesId":"0-1","totalCount":0})")}));
+             Line(R"("measurementSeriesEnd":{"measurementSeriesId":"0-1","totalCount":0})"),
+             Line(R"("measurementSeriesStart":{"name":"bad","measurementSeriesId":"0-2",)"
+                  R"("hardwareInfoId":"4","metadata":{"kind":"RANGES","axis":"lba"}})"),
+             Line(R"("measurementSeriesEnd":{"measurementSeriesId":"0-2","totalCount":0})")}));
 }
 
 TEST_F(StepLogTest, NamesTheHardwareThatTheRunsStartLists) {

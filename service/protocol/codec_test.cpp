@@ -127,11 +127,11 @@ TEST(Codec, ASeriesPassesWhole) {
   MeasuredSeries said;
   said.request = 4;
   said.series = {
-      "rate", sdk::MeasurementSeries::Kind::kHistogram, "B/s", "lba", "s", {{1, -0.5}, {2, 1e300}}};
+      "rate", sdk::MeasurementSeries::Kind::kRanges, "B/s", "lba", "s", {{1, -0.5}, {2, 1e300}}};
   const MeasuredSeries passed = Passed<FromWorker>(said);
   EXPECT_EQ(passed.request, 4U);
   EXPECT_EQ(passed.series.name, "rate");
-  EXPECT_EQ(passed.series.kind, sdk::MeasurementSeries::Kind::kHistogram);
+  EXPECT_EQ(passed.series.kind, sdk::MeasurementSeries::Kind::kRanges);
   EXPECT_EQ(passed.series.unit, "B/s");
   EXPECT_EQ(passed.series.axis, "lba");
   EXPECT_EQ(passed.series.axisUnit, "s");

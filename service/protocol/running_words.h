@@ -48,7 +48,7 @@ struct MeasuredSeries {
   static void Pass(Fields& fields, Self& self) {
     fields.Value(self.request);
     fields.Text(self.series.name);
-    fields.OneOf(self.series.kind, sdk::MeasurementSeries::Kind::kHistogram);
+    fields.OneOf(self.series.kind, sdk::MeasurementSeries::Kind::kRanges);
     fields.Text(self.series.unit);
     fields.Text(self.series.axis);
     fields.Text(self.series.axisUnit);

@@ -42,6 +42,7 @@ struct MeasurementSeries {
   enum class Kind {
     kCurve,      // at each position the value that was measured there
     kHistogram,  // up to each position, and above the one before, so many
+    kRanges,     // from each position on so much was found, and elsewhere nothing
   };
   struct Point {
     double position = 0;

@@ -5,6 +5,7 @@
 #include <map>
 #include <string>
 
+#include "service/modules/storage/found_places.h"
 #include "service/modules/storage/sector_ranges.h"
 
 namespace orvan::storage {
@@ -24,6 +25,7 @@ class BadRanges {
     }
     ++total_;
     ranges_.Add(lba);
+    places_.AddSectors(lba, 1);
   }
 
   std::uint64_t Total() const { return total_; }
@@ -36,9 +38,12 @@ class BadRanges {
   const std::map<std::uint64_t, std::uint64_t>& Ranges() const { return ranges_.Ranges(); }
   // "2048-2050, 4096", at most `most` ranges, then ", ..." when there are more.
   std::string Text(std::size_t most) const { return ranges_.Text(most); }
+  // All of them, each range as exactly as there is room for.
+  const FoundPlaces& Places() const { return places_; }
 
  private:
   SectorRanges ranges_;
+  FoundPlaces places_{FoundPlaces::Kind::kSectors};
   std::uint64_t total_ = 0;
   std::uint64_t firstLba_ = 0;
   int firstError_ = 0;

@@ -62,9 +62,25 @@ double Measured(const ReadBench& bench, const std::string& name, const std::stri
   return found->value;
 }
 
+using Points = std::vector<std::pair<double, double>>;
+
+// Of the one series of that name; empty: there is none.
+Points PointsOf(const ReadBench& bench, const std::string& name) {
+  Points points;
+  for (const sdk::MeasurementSeries& series : bench.context->series) {
+    if (series.name != name) continue;
+    EXPECT_EQ(series.kind, sdk::MeasurementSeries::Kind::kRanges);
+    EXPECT_TRUE(points.empty()) << "more than one series " << name;
+    for (const auto& point : series.points) points.emplace_back(point.position, point.value);
+  }
+  return points;
+}
+
 TEST_P(EveryTest, MeasuresWhatItRead) {
   ReadBench bench;
   RunOn(bench, {{"first_lba", "128"}, {"last_lba", "1151"}, {"block_kib", "64"}});
+  EXPECT_EQ(Measured(bench, "first-lba", "", false), 128);
+  EXPECT_EQ(Measured(bench, "last-lba", "", false), 1151);
   EXPECT_EQ(Measured(bench, "bytes-read", "B", false), 524288);
   EXPECT_GT(Measured(bench, "read-rate", "B/s", false), 0);
   EXPECT_GT(Measured(bench, "slowest-answer", "s", false), 0);
@@ -79,6 +95,22 @@ TEST_P(EveryTest, MeasuresWhatItCouldNotRead) {
   RunOn(bench, {{"first_lba", "128"}, {"last_lba", "1151"}, {"block_kib", "64"}});
   EXPECT_EQ(Measured(bench, "bytes-read", "B", false), 524288 - 2 * 65536);
   EXPECT_EQ(Measured(bench, "unreadable-sectors", "", true), 3);
+  EXPECT_EQ(PointsOf(bench, "unreadable-ranges"), (Points{{200, 1}, {300, 2}}));
+  EXPECT_EQ(PointsOf(bench, "slow-answers-at"), Points());
+}
+
+TEST_P(EveryTest, MeasuresWhereAnswersWereSlow) {
+  DiskFaults faults;
+  faults.slowSectors[5003] = 400ms;
+  ReadBench bench(faults);
+  RunOn(bench,
+        {{"first_lba", "5000"}, {"last_lba", "5007"}, {"block_kib", "4"}, {"slow_ms", "300"}});
+  const Points points = PointsOf(bench, "slow-answers-at");
+  ASSERT_EQ(points.size(), 1U);
+  EXPECT_EQ(points[0].first, 5000);
+  EXPECT_GE(points[0].second, 0.4);
+  EXPECT_LT(points[0].second, 1.4);
+  EXPECT_EQ(PointsOf(bench, "unreadable-ranges"), Points());
 }
 
 TEST_P(EveryTest, FindsTheOneBadSectorOfARange) {

@@ -150,8 +150,12 @@ TEST(PerformanceParts, ARandomReadThatFailedHasNoTimeAndFails) {
   EXPECT_EQ(verdict.where, "LBA " + std::to_string(sector));
   EXPECT_EQ(halves.options.size(), 2U);
   EXPECT_FALSE(halves.Has("outer-read-rate"));
+  ASSERT_EQ(halves.context->series.size(), 2U);
+  const sdk::MeasurementSeries& bad = halves.context->series[0];
+  EXPECT_EQ(bad.name, "random-unreadable-ranges");
+  EXPECT_EQ(bad.points.at(0).position, static_cast<double>(sector));
   double counted = 0;
-  for (const auto& point : halves.context->series.at(0).points) counted += point.value;
+  for (const auto& point : halves.context->series[1].points) counted += point.value;
   EXPECT_EQ(counted, 199);
 }
 

@@ -23,8 +23,8 @@ constexpr auto kNumbers = sdk::NumbersOf<PerformanceValues>(
 // The unit of most file systems; where sectors are larger one of them is read.
 constexpr std::uint64_t kRandomBlockBytes = 4096;
 
-// A part of the test: its progress is one of the whole, and its measurements have a name before
-// theirs.
+// A part of the test: its progress is one of the whole, and its measurements and series have a name
+// before theirs.
 class PartContext final : public sdk::TestContext {
  public:
   PartContext(sdk::TestContext& whole, int from, int to, std::string name)
@@ -41,7 +41,9 @@ class PartContext final : public sdk::TestContext {
     whole_.Measure(named);
   }
   void MeasureSeries(const sdk::MeasurementSeries& series) override {
-    whole_.MeasureSeries(series);
+    sdk::MeasurementSeries named = series;
+    named.name.insert(0, name_);
+    whole_.MeasureSeries(named);
   }
   void Log(sdk::LogLevel level, const std::string& text) override { whole_.Log(level, text); }
   sdk::StopReason WhyStop() const override { return whole_.WhyStop(); }

@@ -54,8 +54,10 @@ double Seconds(std::chrono::nanoseconds time) {
   return std::chrono::duration<double>(time).count();
 }
 
-void Measure(sdk::TestContext& context, const SurfaceResult& result) {
+void Measure(sdk::TestContext& context, const SurfacePlan& plan, const SurfaceResult& result) {
   const sdk::Limit none{sdk::Limit::Kind::kEqual, 0};
+  context.Measure({"first-lba", static_cast<double>(plan.firstLba), ""});
+  context.Measure({"last-lba", static_cast<double>(plan.lastLba), ""});
   const auto bytes = static_cast<double>(result.bytesRead);
   context.Measure({"bytes-read", bytes, "B"});
   if (result.took.count() > 0) {
@@ -65,6 +67,9 @@ void Measure(sdk::TestContext& context, const SurfaceResult& result) {
   context.Measure({"slow-answers", static_cast<double>(result.slow.count), "", {none}});
   context.Measure({"unreadable-sectors", static_cast<double>(result.bad.Total()), "", {none}});
   context.Measure({"unreadable-blocks", static_cast<double>(result.unnarrowedBlocks), "", {none}});
+  result.slow.places.Measure(context, "slow-answers-at");
+  result.bad.Places().Measure(context, "unreadable-ranges");
+  result.unnarrowedPlaces.Measure(context, "unreadable-block-ranges");
 }
 
 bool IsLocked(const ReadEnvironment& environment, const Disk& disk, std::stop_token stop) {
@@ -120,7 +125,7 @@ Verdict RunReadTest(sdk::TestContext& context, const ReadEnvironment& environmen
   if (const std::string opening = style.Opening(); !opening.empty()) context.Report(0, opening);
   const SurfaceResult result =
       ReadSurface(*opened.reader, plan, context.StopToken(), HooksOf(context, environment, style));
-  Measure(context, result);
+  Measure(context, plan, result);
   Verdict verdict =
       words::SurfaceVerdict(result, plan.order.count, environment.timeLimit, style.PromisesAll());
   style.Conclude(context, result, verdict);

@@ -8,6 +8,7 @@
 #include "service/modules/storage/drive/ask.h"
 #include "service/modules/storage/drive_memory.h"
 #include "service/modules/storage/health/findings.h"
+#include "service/modules/storage/health/measured.h"
 #include "service/modules/storage/said.h"
 #include "service/modules/storage/words.h"
 
@@ -38,6 +39,7 @@ class Look {
   // Of an ATA drive that has them, those pages that hold what has a limit.
   std::vector<ata::Statistic> AskStatistics(const ata::Identify& identity);
   void JudgeNumbers(const AtaHealth& health, std::optional<SmartStatus> status);
+  void MeasureAll(const std::vector<sdk::Measurement>& limited);
   void Take(const Findings& findings);
   void TakeTroubles();
   // What a drive did not tell; false when it is not worth asking any more.
@@ -92,8 +94,19 @@ std::vector<ata::Statistic> Look::AskStatistics(const ata::Identify& identity) {
   return statistics;
 }
 
+// What has a limit here comes first, and nothing comes twice.
+void Look::MeasureAll(const std::vector<sdk::Measurement>& limited) {
+  for (const sdk::Measurement& one : limited) context_.Measure(one);
+  for (const sdk::Measurement& one : MeasuredOf(health_)) {
+    const bool isThere =
+        std::any_of(limited.begin(), limited.end(),
+                    [&one](const sdk::Measurement& other) { return other.name == one.name; });
+    if (!isThere) context_.Measure(one);
+  }
+}
+
 void Look::Take(const Findings& findings) {
-  for (const sdk::Measurement& one : findings.measured) context_.Measure(one);
+  MeasureAll(findings.measured);
   for (const Finding& finding : findings.list) {
     context_.Log(finding.isFailure ? sdk::LogLevel::kError : sdk::LogLevel::kWarning,
                  finding.text + ": " + finding.reason);

@@ -66,6 +66,7 @@ TEST(SmartStatus, SoundDrivesPassWithNothingToSay) {
   EXPECT_EQ(ata.Sent(), (Names{"EC", "B0/D0", "B0/D1", "B0/DA"}));
   EXPECT_EQ(ata.context->percents, (std::vector<int>{0, 100}));
   EXPECT_EQ(ata.context->Measured("reallocated-sectors").value, 0);
+  EXPECT_EQ(ata.context->Measured("smart-5-reallocated-sectors-value").value, 100);
 
   Tried<SoundNvme> nvme;
   EXPECT_EQ(nvme.Result().status, kTestPassed);
@@ -73,6 +74,26 @@ TEST(SmartStatus, SoundDrivesPassWithNothingToSay) {
   Tried<SoundScsi> scsi;
   EXPECT_EQ(scsi.Result().status, kTestPassed);
   EXPECT_EQ(scsi.Result().message, "");
+}
+
+// Whatever has a limit is measured with it, and not a second time among the rest.
+TEST(SmartStatus, MeasuresAllThatDrivesTellAndNothingTwice) {
+  Tried<NvmeBench> nvme;
+  nvme.Result();
+  Tried<ScsiBench> scsi;
+  scsi.Result();
+  Tried<AtaBench> ata;
+  ata.Result();
+  for (const auto* context : {nvme.context.get(), scsi.context.get(), ata.context.get()}) {
+    for (const sdk::Measurement& one : context->measurements) {
+      EXPECT_NO_THROW(context->Measured(one.name)) << one.name;
+    }
+  }
+  EXPECT_EQ(nvme.context->Measured("available-spare").limits.size(), 1U);
+  EXPECT_EQ(nvme.context->Measured("power-on-hours").value, 10000);
+  EXPECT_EQ(scsi.context->Measured("read-errors-not-corrected").limits.size(), 1U);
+  EXPECT_EQ(scsi.context->Measured("temperature").value, 36);
+  EXPECT_EQ(ata.context->Measured("temperature").value, 36);
 }
 
 TEST(SmartStatus, ADriveThatSaysThatAThresholdIsExceededFails) {

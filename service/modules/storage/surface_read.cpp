@@ -131,6 +131,8 @@ class SurfaceReader {
     SlowAnswers& slow = result_.slow;
     ++slow.count;
     slow.sectors.Add(extent.lba, extent.sectors);
+    slow.places.Add(extent.lba, extent.lba + extent.sectors,
+                    std::chrono::duration<double>(own).count());
     if (own <= slow.slowest) return;
     slow.slowest = own;
     slow.slowestLba = extent.lba;
@@ -233,6 +235,7 @@ class SurfaceReader {
       result_.firstUnnarrowedLba = block.lba;
       result_.firstUnnarrowedError = error;
     }
+    result_.unnarrowedPlaces.AddSectors(block.lba, block.sectors);
     ++result_.unnarrowedBlocks;
     ++result_.blocksRead;
   }

@@ -7,6 +7,7 @@
 
 #include "service/modules/storage/bad_ranges.h"
 #include "service/modules/storage/block_order.h"
+#include "service/modules/storage/found_places.h"
 #include "service/modules/storage/sector_ranges.h"
 #include "service/sdk/block_reader.h"
 
@@ -31,6 +32,7 @@ struct SlowAnswers {
   std::chrono::nanoseconds slowest{};
   std::uint64_t slowestLba = 0;
   SectorRanges sectors;
+  FoundPlaces places{FoundPlaces::Kind::kTimes};
 };
 
 enum class SurfaceEnd {
@@ -52,6 +54,7 @@ struct SurfaceResult {
   std::uint64_t unnarrowedBlocks = 0;
   std::uint64_t firstUnnarrowedLba = 0;  // where the lowest of them begins
   int firstUnnarrowedError = 0;          // and its error
+  FoundPlaces unnarrowedPlaces{FoundPlaces::Kind::kSectors};
   // Blocks that failed, and of which every sector could be read by itself.
   std::uint64_t secondTryBlocks = 0;
   std::uint64_t blocksRead = 0;  // judged, readable or not

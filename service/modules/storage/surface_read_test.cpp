@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "service/modules/storage/surface_test_support.h"
+#include "service/sdk/module_test_support.h"
 
 namespace orvan::storage {
 namespace {
@@ -165,6 +166,11 @@ TEST(SurfaceRead, ADeadDiskIsGoneOverInBoundedReads) {
   EXPECT_EQ(result.end, SurfaceEnd::kComplete);
   EXPECT_EQ(result.bad.Total(), 1000U);
   EXPECT_EQ(result.unnarrowedBlocks, 100000U - 125U);
+  sdk::testing::RememberingContext context(nullptr);
+  result.unnarrowedPlaces.Measure(context, "blocks");
+  ASSERT_EQ(context.series.at(0).points.size(), 1U);
+  EXPECT_EQ(context.series[0].points[0].position, static_cast<double>(result.firstUnnarrowedLba));
+  EXPECT_EQ(context.series[0].points[0].value, (100000 - 125) * 8);
   EXPECT_EQ(result.blocksRead, 100000U);
   EXPECT_EQ(result.bytesRead, 0U);
   EXPECT_EQ(run.reader.Submitted().size(), 100000U + 1000U);

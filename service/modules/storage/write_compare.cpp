@@ -53,12 +53,14 @@ WriteHooks HooksOf(sdk::TestContext& context, const ReadEnvironment& environment
   return hooks;
 }
 
-void Measure(sdk::TestContext& context, const WriteResult& result) {
+void Measure(sdk::TestContext& context, const WritePlan& plan, const WriteResult& result) {
   const auto seconds = [](WriteResult::Duration time) {
     return std::chrono::duration<double>(time).count();
   };
   const auto number = [](std::uint64_t value) { return static_cast<double>(value); };
   const sdk::Limit none{sdk::Limit::Kind::kEqual, 0};
+  context.Measure({"first-lba", number(plan.firstLba), ""});
+  context.Measure({"last-lba", number(plan.lastLba), ""});
   context.Measure({"bytes-written", number(result.bytesWritten), "B"});
   context.Measure({"bytes-compared", number(result.bytesCompared), "B"});
   if (result.writing.count() > 0) {
@@ -72,6 +74,9 @@ void Measure(sdk::TestContext& context, const WriteResult& result) {
   context.Measure({"wrong-sectors", number(result.wrong.Total()), "", {none}});
   context.Measure({"unwritable-sectors", number(result.unwritable.Total()), "", {none}});
   context.Measure({"unreadable-sectors", number(result.unreadable.Total()), "", {none}});
+  result.wrong.Places().Measure(context, "wrong-ranges");
+  result.unwritable.Places().Measure(context, "unwritable-ranges");
+  result.unreadable.Places().Measure(context, "unreadable-ranges");
 }
 
 WritePlan PlanOf(const WriteValues& values, const SurfacePlan& range, sdk::Machine& machine) {
@@ -101,7 +106,7 @@ Verdict RunOn(sdk::TestContext& context, sdk::BlockWriter& writer,
   const WritePlan plan = PlanOf(values, range, *environment.machine);
   const WriteResult result = WriteSurface(writer, plan, context.StopToken(),
                                           HooksOf(context, environment, words::WritingKey(plan)));
-  Measure(context, result);
+  Measure(context, plan, result);
   const std::string left = words::LeftBehindText(result, plan);
   if (!left.empty()) context.Log(sdk::LogLevel::kInfo, left);
   return words::WriteVerdict(result, plan, environment.timeLimit);

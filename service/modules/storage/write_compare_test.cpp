@@ -56,12 +56,26 @@ TEST(WriteCompare, EachRunHasANumberOfItsOwnUnlessOneIsGiven) {
   EXPECT_EQ(bench.machine.chance, 1002U);
 }
 
+// "NAME 100:1 7000:1" of each series.
+std::string PlacesText(const sdk::testing::RememberingContext& context) {
+  std::string text;
+  for (const sdk::MeasurementSeries& series : context.series) {
+    text += (text.empty() ? "" : "; ") + series.name;
+    for (const auto& point : series.points) {
+      text += ' ' + std::to_string(static_cast<std::uint64_t>(point.position)) + ':' +
+              std::to_string(static_cast<std::uint64_t>(point.value));
+    }
+  }
+  return text;
+}
+
 TEST(WriteCompare, TellsEachFaultWithItsPlace) {
   struct Row {
     MediumFaults faults;
     std::string message;
     std::string found;
     std::string where;
+    std::string places = {};
   };
   const std::string kPass = "1 of 2 passes, 8388608 bytes written, 8388608 bytes compared, ";
   const std::vector<Row> rows = {
@@ -69,26 +83,31 @@ TEST(WriteCompare, TellsEachFaultWithItsPlace) {
        "|WRONG_SECTORS:_FIRST_|L|B|A_100,_COUNT_2,_SECTORS_100,_7000;_THE_FIRST_HOLDS_THE_PATTERN_"
        "OF_|L|B|A_7000_OF_PASS_1",
        kPass + "2 wrong sectors (1 zeros, 1 of another address)",
-       "LBA 100, 7000"},
+       "LBA 100, 7000",
+       "wrong-ranges 100:1 7000:1"},
       {{.lostWrites = {55}},
        "|WRONG_SECTORS:_FIRST_|L|B|A_55,_COUNT_1,_SECTORS_55;_THE_FIRST_HOLDS_ZEROS",
        kPass + "1 wrong sectors (1 zeros)",
-       "LBA 55"},
+       "LBA 55",
+       "wrong-ranges 55:1"},
       {{.realSectors = 10000},
        "|WRONG_SECTORS:_FIRST_|L|B|A_0,_COUNT_6384,_SECTORS_0-6383;_THE_FIRST_HOLDS_THE_PATTERN_OF_"
        "|L|B|A_10000_OF_PASS_1._|THE_DISK_REPEATS_ITSELF_AFTER_10000_SECTORS,_SO_ITS_CAPACITY_IS_"
        "NOT_WHAT_IT_SAYS",
        kPass + "6384 wrong sectors (6384 of another address)",
-       "LBA 0-6383"},
+       "LBA 0-6383",
+       "wrong-ranges 0:6384"},
       {{.failingWrites = {{300, EIO}}},
        "|UNWRITABLE_SECTORS:_FIRST_|L|B|A_300,_COUNT_1,_ERROR_5_(INPUT/OUTPUT_ERROR),_SECTORS_300",
        "1 of 2 passes, 8388096 bytes written, 8388608 bytes compared, 1 unwritable sectors",
-       "LBA 300"},
+       "LBA 300",
+       "unwritable-ranges 300:1"},
       {{.breakingWrites = {{301, ENODATA}}},
        "|UNREADABLE_SECTORS:_FIRST_|L|B|A_301,_COUNT_1,_ERROR_61_(CRITICAL_MEDIUM_ERROR),_SECTORS_"
        "301",
        "1 of 2 passes, 8388608 bytes written, 8388096 bytes compared, 1 unreadable sectors",
-       "LBA 301"},
+       "LBA 301",
+       "unreadable-ranges 301:1"},
       {{.hangingWrites = {4096}},
        "|A_WRITE_AT_|L|B|A_4096_DID_NOT_COME_BACK_WITHIN_30_SECONDS",
        "0 of 2 passes, 2097152 bytes written, 0 bytes compared",
@@ -109,6 +128,7 @@ TEST(WriteCompare, TellsEachFaultWithItsPlace) {
     EXPECT_EQ(verdict.message, row.message);
     EXPECT_EQ(verdict.found, row.found);
     EXPECT_EQ(verdict.where, row.where);
+    EXPECT_EQ(PlacesText(*bench.context), row.places);
     EXPECT_EQ(bench.context->lines.size(), 1U);
   }
 }
@@ -206,6 +226,8 @@ TEST(WriteCompare, ItsWriterAndItsTimeAreAsTheyWereAskedFor) {
 TEST(WriteCompare, MeasuresWhatItDid) {
   WriteBench bench({.failingWrites = {{300, EIO}}});
   bench.Run();
+  EXPECT_EQ(bench.context->Measured("first-lba").value, 0);
+  EXPECT_EQ(bench.context->Measured("last-lba").value, 16383);
   EXPECT_EQ(bench.context->Measured("bytes-written").value, 8388096);
   EXPECT_EQ(bench.context->Measured("bytes-compared").value, 8388608);
   for (const auto& [name, value] :

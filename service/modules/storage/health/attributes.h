@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -17,6 +18,10 @@ struct HealthAttribute {
   std::string value = "-";
   std::string worst = "-";
   std::string data = "-";
+  // The data as a number and its unit, of drives that are not ATA; none: it is no number, or means
+  // nothing in this drive.
+  std::optional<double> number = {};
+  const char* unit = "";
 };
 
 using HealthAttributes = std::vector<HealthAttribute>;

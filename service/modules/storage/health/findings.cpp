@@ -5,20 +5,11 @@
 #include <utility>
 
 #include "service/modules/storage/ata/attribute_names.h"
+#include "service/modules/storage/health/measured.h"
 #include "service/modules/storage/scsi/sense_codes.h"
 
 namespace orvan::storage {
 namespace {
-
-// "Pending sectors" as a measurement is called: "pending-sectors".
-std::string MeasuredName(const char* name) {
-  std::string made(name);
-  for (char& byte : made) {
-    if (byte == ' ') byte = '-';
-    if (byte >= 'A' && byte <= 'Z') byte = static_cast<char>(byte - 'A' + 'a');
-  }
-  return made;
-}
 
 bool IsSane(Bound bound, std::uint64_t value, std::uint64_t limit) {
   switch (bound) {

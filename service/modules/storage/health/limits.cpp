@@ -73,10 +73,8 @@ constexpr Limit<AtaNumbers> kAtaLimits[] = {
      "all the wear that the maker has promised it for is used"},
 };
 
-// A controller that does not count its spare says 0 of it and of its threshold.
 Value NvmeSpare(const nvme::HealthLog& log) {
-  if (log.sparePercent == 0 && log.spareThresholdPercent.value_or(0) == 0) return {};
-  return log.sparePercent;
+  return log.TellsSpare() ? Value(log.sparePercent) : Value();
 }
 Value NvmeUsed(const nvme::HealthLog& log) {
   return log.usedPercent;

@@ -10,64 +10,97 @@ namespace orvan::storage {
 namespace {
 
 using Log = nvme::HealthLog;
-using Text = std::optional<std::string>;  // none: the drive does not tell it
+
+struct Told {
+  std::string text;
+  std::optional<double> number;
+  const char* unit = "";
+};
+using Data = std::optional<Told>;  // none: the drive does not tell it
 
 // Source: NVM Express Base 2.0, 5.16.1.3: a data unit is 1000 times 512 bytes.
 constexpr std::uint64_t kUnitBytes = 512000;
 
-Text WithUnit(std::uint64_t number, const char* unit) {
-  return std::to_string(number) + unit;
+// As it is shown, and as it is measured.
+struct Unit {
+  const char* shown;
+  const char* measured;
+};
+constexpr Unit kNone{"", ""};
+constexpr Unit kPercent{" %", "%"};
+constexpr Unit kMinutes{" minutes", "min"};
+constexpr Unit kSeconds{" seconds", "s"};
+
+double NumberOf(const nvme::WideCount& count) {
+  return static_cast<double>(count.high) * 0x1p64 + static_cast<double>(count.low);
 }
-Text WithUnit(const nvme::WideCount& number, const char* unit) {
-  return number.Text() + unit;
+
+Data WithUnit(std::uint64_t number, const Unit& unit) {
+  return Told{std::to_string(number) + unit.shown, static_cast<double>(number), unit.measured};
+}
+Data WithUnit(const nvme::WideCount& number, const Unit& unit) {
+  return Told{number.Text() + unit.shown, NumberOf(number), unit.measured};
 }
 template <typename T>
-Text WithUnit(const std::optional<T>& number, const char* unit) {
+Data WithUnit(const std::optional<T>& number, const Unit& unit) {
   return number ? WithUnit(*number, unit) : std::nullopt;
+}
+Data Degrees(const std::optional<std::uint16_t>& kelvin) {
+  if (!kelvin) return {};
+  return Told{KelvinText(*kelvin), static_cast<double>(nvme::Celsius(*kelvin)), "C"};
 }
 
 template <auto kField>
-Text Plain(const Log& log) {
-  return WithUnit(log.*kField, "");
+Data Plain(const Log& log) {
+  return WithUnit(log.*kField, kNone);
 }
 template <auto kField>
-Text Percent(const Log& log) {
-  return WithUnit(log.*kField, " %");
+Data Percent(const Log& log) {
+  return WithUnit(log.*kField, kPercent);
 }
 template <auto kField>
-Text Minutes(const Log& log) {
-  return WithUnit(log.*kField, " minutes");
+Data Minutes(const Log& log) {
+  return WithUnit(log.*kField, kMinutes);
+}
+// A controller that does not count its spare tells 0 of it and of its threshold.
+template <auto kField>
+Data Spare(const Log& log) {
+  Data data = WithUnit(log.*kField, kPercent);
+  if (data && !log.TellsSpare()) data->number = std::nullopt;
+  return data;
 }
 template <auto kField>
-Text Units(const Log& log) {
+Data Units(const Log& log) {
   const nvme::WideCount& units = log.*kField;
-  std::string text = units.Text();
+  Told told{units.Text(), NumberOf(units) * static_cast<double>(kUnitBytes), "B"};
   if (units <= nvme::WideCount{0, std::numeric_limits<std::uint64_t>::max() / kUnitBytes}) {
-    text += " (" + DecimalSize(units.low * kUnitBytes) + ')';
+    told.text += " (" + DecimalSize(units.low * kUnitBytes) + ')';
   }
-  return text;
+  return told;
+}
+Data Hours(const Log& log) {
+  return WithUnit(log.powerOnHours, {"", "h"});
 }
 template <std::size_t kPlace>
-Text Sensor(const Log& log) {
-  const auto& kelvin = log.sensorKelvin[kPlace];
-  return kelvin ? Text(KelvinText(*kelvin)) : std::nullopt;
+Data Sensor(const Log& log) {
+  return Degrees(log.sensorKelvin[kPlace]);
 }
 template <std::size_t kPlace>
-Text ThrottleCount(const Log& log) {
-  return std::to_string(log.throttleCounts[kPlace]);
+Data ThrottleCount(const Log& log) {
+  return WithUnit(log.throttleCounts[kPlace], kNone);
 }
 template <std::size_t kPlace>
-Text ThrottleTime(const Log& log) {
-  return std::to_string(log.throttleSeconds[kPlace]) + " seconds";
+Data ThrottleTime(const Log& log) {
+  return WithUnit(log.throttleSeconds[kPlace], kSeconds);
 }
-Text Temperature(const Log& log) {
-  return log.kelvin ? Text(KelvinText(*log.kelvin)) : std::nullopt;
+Data Temperature(const Log& log) {
+  return Degrees(log.kelvin);
 }
 
 struct Row {
   std::uint8_t id;
   const char* name;
-  Text (*text)(const Log&);
+  Data (*data)(const Log&);
   bool isSensor = false;  // a drive that does not have it has no row
 };
 
@@ -75,8 +108,8 @@ struct Row {
 constexpr Row kRows[] = {
     {1, "Critical warnings", &Plain<&Log::criticalWarning>},
     {2, "Temperature", &Temperature},
-    {3, "Available spare", &Percent<&Log::sparePercent>},
-    {4, "Available spare threshold", &Percent<&Log::spareThresholdPercent>},
+    {3, "Available spare", &Spare<&Log::sparePercent>},
+    {4, "Available spare threshold", &Spare<&Log::spareThresholdPercent>},
     {5, "Percentage used", &Percent<&Log::usedPercent>},
     {6, "Endurance group warnings", &Plain<&Log::enduranceGroupWarning>},
     {7, "Data units read", &Units<&Log::dataUnitsRead>},
@@ -85,7 +118,7 @@ constexpr Row kRows[] = {
     {10, "Host write commands", &Plain<&Log::hostWrites>},
     {11, "Controller busy time", &Minutes<&Log::busyMinutes>},
     {12, "Power cycles", &Plain<&Log::powerCycles>},
-    {13, "Power-on hours", &Plain<&Log::powerOnHours>},
+    {13, "Power-on hours", &Hours},
     {14, "Unsafe shutdowns", &Plain<&Log::unsafeShutdowns>},
     {15, "Media and data integrity errors", &Plain<&Log::mediaErrors>},
     {16, "Error log entries", &Plain<&Log::errorEntries>},
@@ -110,12 +143,15 @@ constexpr Row kRows[] = {
 HealthAttributes AttributesOf(const NvmeHealth& health) {
   HealthAttributes list;
   for (const Row& row : kRows) {
-    Text text = row.text(health.log);
-    if (row.isSensor && !text) continue;
+    Data data = row.data(health.log);
+    if (row.isSensor && !data) continue;
     HealthAttribute& attribute = list.emplace_back();
     attribute.id = row.id;
     attribute.name = row.name;
-    if (text) attribute.data = *std::move(text);
+    if (!data) continue;
+    attribute.data = std::move(data->text);
+    attribute.number = data->number;
+    attribute.unit = data->unit;
   }
   return list;
 }

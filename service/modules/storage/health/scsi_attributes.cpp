@@ -15,6 +15,8 @@ void Add(HealthAttributes& list, std::uint8_t id, std::string name, const std::o
   attribute.name = std::move(name);
   if (threshold) attribute.threshold = std::to_string(*threshold) + unit;
   attribute.data = std::to_string(*data) + unit;
+  attribute.number = static_cast<double>(*data);
+  attribute.unit = unit[0] == ' ' ? unit + 1 : unit;
 }
 
 struct CounterRow {

@@ -45,6 +45,11 @@ struct HealthLog {
   std::array<std::optional<std::uint16_t>, 8> sensorKelvin;  // none: there is no such sensor
   std::array<std::uint32_t, 2> throttleCounts{};             // for the host's temperatures 1 and 2
   std::array<std::uint32_t, 2> throttleSeconds{};
+
+  // False of a controller that tells 0 of its spare and of its threshold: it does not count it.
+  bool TellsSpare() const {
+    return sparePercent && (*sparePercent != 0 || spareThresholdPercent.value_or(0) != 0);
+  }
 };
 
 // Pure; any thread.
