@@ -14,6 +14,10 @@
 
 namespace {
 
+constexpr std::array kRunAllKinds{RunAllKind{"q", "quick", &Cli::runAllQuick},
+                                  RunAllKind{"e", "extended", &Cli::runAllExtended},
+                                  RunAllKind{"o", "only-unattended", &Cli::runAllOnlyUnattended}};
+
 // Chooses the module once more, or anew. A second mention is a warning, whose text stays with a
 // later failure that adds to it.
 ModuleSelection& Choose(Cli& cli, NamedRecords<ModuleSelection>& chosen, const std::string& name,
@@ -125,19 +129,16 @@ ModuleSelection* CurrentSelection(const Cli& cli) {
   return cli.currentModule.empty() ? nullptr : cli.selectedModules.Find(cli.currentModule);
 }
 
+std::span<const RunAllKind> RunAllKinds() {
+  return kRunAllKinds;
+}
+
 bool Cli::SelectRunAllKind(const std::string& word) {
-  struct Kind {
-    const char* shortName;
-    const char* longName;
-    bool Cli::*chosen;
-  };
-  static constexpr std::array kKinds{Kind{"q", "quick", &Cli::runAllQuick},
-                                     Kind{"e", "extended", &Cli::runAllExtended},
-                                     Kind{"o", "only-unattended", &Cli::runAllOnlyUnattended}};
-  const auto* kind = std::find_if(kKinds.begin(), kKinds.end(), [&word](const Kind& candidate) {
-    return word == candidate.shortName || word == candidate.longName;
-  });
-  if (kind == kKinds.end() || this->*kind->chosen) return false;
+  const auto* kind =
+      std::find_if(kRunAllKinds.begin(), kRunAllKinds.end(), [&word](const RunAllKind& candidate) {
+        return word == candidate.shortName || word == candidate.longName;
+      });
+  if (kind == kRunAllKinds.end() || this->*kind->chosen) return false;
   return this->*kind->chosen = true;
 }
 

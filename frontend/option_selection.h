@@ -1,5 +1,6 @@
 #pragma once
 
+#include <span>
 #include <string>
 
 class Cli;
@@ -10,6 +11,14 @@ struct OptionInHand;
 int TakeModule(Cli& cli, const OptionInHand& option);
 int TakeTool(Cli& cli, const OptionInHand& option);
 int TakeRunAll(Cli& cli, const OptionInHand& option);
+
+// A word behind -U, short and long.
+struct RunAllKind {
+  const char* shortName;
+  const char* longName;
+  bool Cli::*chosen;
+};
+std::span<const RunAllKind> RunAllKinds();
 
 // Finds the tool that the line names, among those of the chosen module. A parse code, with the text
 // of a failure.

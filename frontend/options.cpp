@@ -109,6 +109,12 @@ constexpr OptionRow Option(char letter, const char* longName, int longArgument, 
   return {letter, longName, longArgument, shortForm, flags, handler, generalHelp, moduleHelp};
 }
 
+// One that the help does not show.
+constexpr OptionRow Unlisted(const char* summary, OptionRow row) {
+  row.unlisted = summary;
+  return row;
+}
+
 // The order is that of the long options, in which the scanner resolves abbreviations.
 constexpr std::array kOptions{
     Option('S', "list-tools", kNoText, kPlain, Shows(kInfoTools, CLI_FLAG_LIST_TOOLS), nullptr, {},
@@ -123,25 +129,35 @@ constexpr std::array kOptions{
     Option('L', "list-diagnostics", kNoText, kPlain,
            Shows(kInfoDiagnostics, CLI_FLAG_LIST_DIAGNOSTICS), nullptr, {},
            {"Lists diagnostics of the selected module(s)"}),
-    Option('P', "list-parameters", kNoText, kWithText,
-           Shows(kInfoParameters, CLI_FLAG_LIST_PARAMETERS)),
-    Option('M', "module", kText, kWithText, {}, TakeModule),
+    Unlisted("Lists the parameters of the tests of chosen module(s)",
+             Option('P', "list-parameters", kNoText, kWithText,
+                    Shows(kInfoParameters, CLI_FLAG_LIST_PARAMETERS))),
+    Unlisted("Chooses a module; devices and diagnostics behind it are its own",
+             Option('M', "module", kText, kWithText, {}, TakeModule)),
     Option('h', "help", kNoText, kPlain, Shows(kInfoHelp, CLI_FLAG_HELP, 0, false), nullptr,
            {"Shows CLI general help"}, {"Shows the help of the selected module"}),
     Option('v', "version", kNoText, kPlain, Shows(kInfoVersion, CLI_FLAG_VERSION, 0, false),
            nullptr, {"Lists module(s) version"}),
-    Option('G', "group", kText, kWithText, {.other = true}, TakeGroup),
+    Unlisted("Files the results under the number of a group of runs",
+             Option('G', "group", kText, kWithText, {.other = true}, TakeGroup)),
     Option('T', "tool", kText, kWithText, {.set = CLI_FLAG_TOOL}, TakeTool, {},
            {"Executes a tool of the chosen module", "-T[hint], --tool=[hint]"}),
     Option('b', "background", kNoText, kPlain,
            {CLI_FLAG_BACKGROUND | CLI_FLAG_BACKGROUND_INSTANCE, CLI_FLAG_BACKGROUND}, nullptr,
            {"Runs CLI in background mode"}),
-    Option('Y', "obg-instance", kNoText, kNever, {.set = CLI_FLAG_BACKGROUND_INSTANCE}),
-    Option('U', "run-all", kText, kWithText, {}, TakeRunAll),
-    Option('C', "Caller", kText, kWithText, {.set = CLI_FLAG_CALLER}, TakeCaller),
-    Option('V', "validate", kText, kWithText, Shows(kInfoValidate, CLI_FLAG_VALIDATE)),
-    Option('s', "save", kText, kWithText, {.set = CLI_FLAG_SAVE_PATH}, TakeSave),
-    Option('X', "HDK", kNoText, kNever, {CLI_FLAG_SUPERVISED, CLI_FLAG_SUPERVISED, 0, true}),
+    Unlisted("The second instance of a start in the background; the program gives it itself",
+             Option('Y', "obg-instance", kNoText, kNever, {.set = CLI_FLAG_BACKGROUND_INSTANCE})),
+    Unlisted("Runs the default, quick, extended or only-unattended diagnostics of all modules",
+             Option('U', "run-all", kText, kWithText, {}, TakeRunAll)),
+    Unlisted("Names the calling program: name, version, key, cache folder",
+             Option('C', "Caller", kText, kWithText, {.set = CLI_FLAG_CALLER}, TakeCaller)),
+    Unlisted("Checks tests and parameters on the devices, and runs nothing",
+             Option('V', "validate", kText, kWithText, Shows(kInfoValidate, CLI_FLAG_VALIDATE))),
+    Unlisted("Moves the log of the service into a folder",
+             Option('s', "save", kText, kWithText, {.set = CLI_FLAG_SAVE_PATH}, TakeSave)),
+    Unlisted(
+        "Speaks the line protocol of a supervising program",
+        Option('X', "HDK", kNoText, kNever, {CLI_FLAG_SUPERVISED, CLI_FLAG_SUPERVISED, 0, true})),
     Option(
         'e', "data-collection", kText, kWithText,
         {.set = CLI_FLAG_DATA_COLLECTION_SET, .entry = CLI_FLAG_NO_ABORT_BANNER},
@@ -170,6 +186,11 @@ constexpr std::string_view kModuleHelpOrder = "hLDRSTe";
 constexpr const OptionRow* Find(int letter) {
   return std::find_if(kOptions.begin(), kOptions.end(),
                       [letter](const OptionRow& row) { return row.letter == letter; });
+}
+
+constexpr const char* SummaryText(const OptionRow& row) {
+  if (row.generalHelp.text != nullptr) return row.generalHelp.text;
+  return row.moduleHelp.text != nullptr ? row.moduleHelp.text : row.unlisted;
 }
 
 constexpr bool EachIsWhole() {
@@ -209,7 +230,13 @@ constexpr bool HelpIsWhole(std::string_view order, HelpLine OptionRow::*help) {
   return lines == order.size();
 }
 
+constexpr bool EachIsExplained() {
+  return std::all_of(kOptions.begin(), kOptions.end(),
+                     [](const OptionRow& row) { return SummaryText(row) != nullptr; });
+}
+
 static_assert(EachIsWhole(), "an option has the letter of another, or neither handler nor flag");
+static_assert(EachIsExplained(), "an option has neither a help line nor a summary");
 static_assert(AreReserved(), "boundary/reserved_options.h tells modules of other options");
 static_assert(ShortOptionsAgree(), "the short options are not those of the rows");
 static_assert(HelpIsWhole(kGeneralHelpOrder, &OptionRow::generalHelp),
@@ -261,6 +288,14 @@ std::string_view FixedShortOptions() {
 
 std::span<const OptionRecord> FixedLongOptions() {
   return kLongOptions;
+}
+
+std::span<const OptionRow> FixedOptions() {
+  return kOptions;
+}
+
+const char* SummaryOf(const OptionRow& row) {
+  return SummaryText(row);
 }
 
 const OptionRow& FindOption(int value) {

@@ -60,12 +60,17 @@ struct OptionRow {
   OptionHandler handler{};  // none: the flags are all
   HelpLine generalHelp{};
   HelpLine moduleHelp{};
+  const char* unlisted = nullptr;  // what manual and completion say where the help says nothing
 };
 
 // The short options that the program itself has.
 std::string_view FixedShortOptions();
 // The long ones, in the order in which the scanner compares them.
 std::span<const OptionRecord> FixedLongOptions();
+// Every option of the program, in that order.
+std::span<const OptionRow> FixedOptions();
+// What people are told that the option does, in a line.
+const char* SummaryOf(const OptionRow& row);
 // The row for a value of the scanner; one row stands for all diagnostics of modules.
 const OptionRow& FindOption(int value);
 // What the flags show of each chosen module.

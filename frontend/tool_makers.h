@@ -8,6 +8,7 @@
 
 class DiagModule;
 class DiagTool;
+struct ToolGrammar;
 
 // What a tool is made of.
 struct ToolMaking {
@@ -20,3 +21,5 @@ struct ToolMaking {
 // The interactive tool of that name; null when there is none, or no memory for it. The program
 // links the table of its tools; unit tests link a tool of their own. Main thread.
 std::unique_ptr<ToolCli> MakeTool(const std::string& name, const ToolMaking& making);
+// The options of the tool of that name; null when there is none. Lives as long as the program.
+const ToolGrammar* FindToolGrammar(const std::string& name);

@@ -19,6 +19,7 @@ inline constexpr std::uint32_t kToolFlagOperation = 16;   // device arguments ap
 struct ToolOptionRow {
   int value;
   std::uint32_t bits;
+  const char* summary = nullptr;  // what manual and completion say of it; null: nothing
 };
 
 // What differs between the tools' command lines. "-b", "-o" and unknown options are refused alike.

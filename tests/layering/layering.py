@@ -63,6 +63,18 @@ ROOMS = {
     ),
     "service/modules/*": ("service/sdk",),
     # Programs beside the front end.
+    "companions/complete": (
+        "frontend",
+        "views",
+        "tools",
+        "companions/history",
+        "host/records",
+        "service/log",
+        "service/sdk",
+        "system",
+        "boundary",
+        "os",
+    ),
     "companions/history": ("host/records", "service/log", "service/sdk", "boundary", "system", "os"),
 }
 
@@ -115,6 +127,7 @@ OS_LIBRARY = re.compile(r"(udev|blkid|mount|uring|systemd|sqlite)", re.I)
 # Where the libraries come in: they are known by boundary/ only, and linked here.
 LINK_TIME_MEETING = {
     "TarvexDiagnosticsCLI": {"service/library", "host"},
+    "tarvex-complete": {"service/library", "host"},
     "orvan_service": {"host"},
 }
 

@@ -17,11 +17,14 @@ constexpr std::array kLongOptions{option{"repair", no_argument, nullptr, 'r'},
                                   option{"HDK", no_argument, nullptr, 'X'},
                                   option{nullptr, 0, nullptr, 0}};
 constexpr std::array kRows{
-    ToolOptionRow{'h', kToolFlagHelp | kToolFlagInformation | kRbsFlagNoEscape},
-    ToolOptionRow{'l', kToolFlagList | kToolFlagInformation | kRbsFlagNoEscape},
-    ToolOptionRow{'r', kRbsFlagRepair | kToolFlagOperation},
-    ToolOptionRow{'y', kRbsFlagYes},
-    ToolOptionRow{'X', kRbsFlagSupervised},
+    ToolOptionRow{'h', kToolFlagHelp | kToolFlagInformation | kRbsFlagNoEscape,
+                  "Shows the help of the tool"},
+    ToolOptionRow{'l', kToolFlagList | kToolFlagInformation | kRbsFlagNoEscape,
+                  "Lists the devices that it can repair"},
+    ToolOptionRow{'r', kRbsFlagRepair | kToolFlagOperation,
+                  "Reads the devices and repairs sectors that cannot be read; data may be lost"},
+    ToolOptionRow{'y', kRbsFlagYes, "Begins a repair without the question"},
+    ToolOptionRow{'X', kRbsFlagSupervised, nullptr},
 };
 
 // A supervising program wants neither help nor version.
@@ -33,6 +36,10 @@ std::uint32_t ForSupervisor(std::uint32_t flags) {
 constexpr ToolGrammar kGrammar{kShortOptions, kLongOptions, kRows, &ForSupervisor, kRbsAllInvalid};
 
 }  // namespace
+
+const ToolGrammar& RbsGrammar() {
+  return kGrammar;
+}
 
 RbsOptionParser::RbsOptionParser(RbsUtils& utils, bool bootable)
     : ToolOptionParser(

@@ -12,6 +12,9 @@ inline constexpr std::uint32_t kRbsFlagNoEscape = 64;
 inline constexpr std::uint32_t kRbsFlagYes = 128;  // repairs without a question
 inline constexpr std::uint32_t kRbsFlagSupervised = 256;
 
+// Which options there are. Lives as long as the program.
+const ToolGrammar& RbsGrammar();
+
 // The options of the Recover Bad Sectors tool. Main thread.
 class RbsOptionParser : public ToolOptionParser {
  public:

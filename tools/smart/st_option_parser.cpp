@@ -13,13 +13,18 @@ constexpr std::array kLongOptions{option{"info", no_argument, nullptr, 'i'},
                                   option{"output", optional_argument, nullptr, 'o'},
                                   option{"background", no_argument, nullptr, 'b'},
                                   option{nullptr, 0, nullptr, 0}};
-constexpr std::array kRows{ToolOptionRow{'h', kToolFlagHelp | kToolFlagInformation},
-                           ToolOptionRow{'l', kToolFlagList | kToolFlagInformation},
-                           ToolOptionRow{'i', kToolFlagOperation}};
+constexpr std::array kRows{
+    ToolOptionRow{'h', kToolFlagHelp | kToolFlagInformation, "Shows the help of the tool"},
+    ToolOptionRow{'l', kToolFlagList | kToolFlagInformation, "Lists the devices that it can read"},
+    ToolOptionRow{'i', kToolFlagOperation, "Shows the SMART attributes of the devices"}};
 
 constexpr ToolGrammar kGrammar{kShortOptions, kLongOptions, kRows, nullptr, kSTAllInvalid};
 
 }  // namespace
+
+const ToolGrammar& STGrammar() {
+  return kGrammar;
+}
 
 STOptionParser::STOptionParser(STUtils& utils, bool bootable)
     : ToolOptionParser(

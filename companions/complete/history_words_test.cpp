@@ -1,0 +1,65 @@
+#include "companions/complete/history_words.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "companions/complete/typed_line.h"
+#include "companions/history/options.h"
+#include "tests/support/test_folder.h"
+
+namespace tarvex::complete {
+namespace {
+
+using Words = std::vector<std::string>;
+
+Words Offered(const std::string& line) {
+  Words words = SplitLine(line).words;
+  Answer answer(words.back());
+  words.pop_back();
+  OfferHistoryWords(answer, words);
+  Words offered;
+  for (const Candidate& candidate : answer.candidates()) offered.push_back(candidate.text);
+  return offered;
+}
+
+bool Offers(const std::string& line, const std::string& word) {
+  const Words words = Offered(line);
+  return std::find(words.begin(), words.end(), word) != words.end();
+}
+
+TEST(HistoryWordsTest, OffersEachCommandAndOptionOfTheTables) {
+  for (const history::CommandRow& row : history::CommandRows()) {
+    EXPECT_TRUE(Offers("tarvex-history ", row.word)) << row.word;
+  }
+  for (const history::OptionRow& row : history::OptionRows()) {
+    const std::string name = std::string("--") + row.name;
+    EXPECT_TRUE(Offers("tarvex-history -", *row.argument == '\0' ? name : name + "=") ||
+                Offers("tarvex-history -", name))
+        << name;
+  }
+}
+
+TEST(HistoryWordsTest, OffersNoCommandBehindOne) {
+  EXPECT_FALSE(Offers("tarvex-history list ", "run"));
+}
+
+TEST(HistoryWordsTest, OffersTheRunsThatLeftALogTheLatestFirst) {
+  const TestFolder folder;
+  std::filesystem::create_directory(folder / "log");
+  for (const char* name : {"tarvex-1.jsonl", "tarvex-2.jsonl", "odd name.jsonl", "other.txt"}) {
+    folder.Write(std::string("log/") + name, "{}");
+  }
+  const TestVariable state("TARVEX_STATE_DIR", folder.Path());
+  EXPECT_EQ(Offered("tarvex-history run t"), (Words{"tarvex-2", "tarvex-1"}));
+  EXPECT_EQ(Offered("tarvex-history --json run l"), Words{"last"});
+}
+
+TEST(HistoryWordsTest, OffersFoldersWhereAnOptionTakesOne) {
+  EXPECT_EQ(Offered("tarvex-history --logs "), Words{"/"});
+  EXPECT_EQ(Offered("tarvex-history --logs="), Words{"--logs=/"});
+  EXPECT_TRUE(Offers("tarvex-history --state /", "/etc/"));
+}
+
+}  // namespace
+}  // namespace tarvex::complete
