@@ -1,0 +1,213 @@
+"""What became of a device from run to run: verdicts, and measurements over time."""
+
+import re
+from dataclasses import dataclass
+from datetime import datetime
+
+from . import scale, texts
+from .figure import SIZES, Figure, Size
+from .plot import Axis, Plot, pictures
+from .run import Device, Measurement, Run, Test
+from .scale import Tick
+from .verdicts import Verdict, worst
+
+MOST_PICTURES = 12  # of one device; the table has all that changed
+UP_TICKS = 4
+DAY = 86400
+
+# What is drawn first: the sooner a name fits, the more it says of a device.
+INTERESTING = tuple(
+    re.compile(pattern)
+    for pattern in (
+        r"^temperature$",
+        r"realloc|pending|uncorrect|unreadable|media.*errors|grown",
+        r"percentage-used|spare$|wear",
+        r"crc",
+        r"rate$",
+        r"slow|percent$|median",
+        r"errors",
+        r"",
+    )
+)
+# Normalized values and what only counts time or traffic are in the table, and in no picture.
+NOT_DRAWN = re.compile(r"-value$|hours|bytes|units|commands|cycle|^first-lba$|^last-lba$|minutes|busy")
+
+
+@dataclass(frozen=True)
+class Seen:
+    """One value of a measurement in one run."""
+
+    run: Run
+    value: float
+
+
+@dataclass(frozen=True)
+class Course:
+    test: str
+    name: str
+    unit: str
+    seen: tuple[Seen, ...]  # oldest first
+
+    @property
+    def first(self) -> str:
+        return texts.quantity(self.seen[0].value, self.unit)
+
+    @property
+    def last(self) -> str:
+        return texts.quantity(self.seen[-1].value, self.unit)
+
+    @property
+    def change(self) -> str:
+        """How much more or less the last is."""
+        by = self.seen[-1].value - self.seen[0].value
+        sign = "+" if by > 0 else "\N{MINUS SIGN}" if by < 0 else ""
+        return sign + texts.quantity(abs(by), self.unit) if by else "the same"
+
+    @property
+    def title(self) -> str:
+        return texts.title(self.name)
+
+    @property
+    def has_changed(self) -> bool:
+        return len({one.value for one in self.seen}) > 1
+
+
+@dataclass(frozen=True)
+class DeviceCourse:
+    device: Device  # as the newest run knows it
+    runs: tuple[tuple[Run, tuple[Verdict | None, ...]], ...]  # a verdict for each test
+    tests: tuple[str, ...]  # their names
+    changed: tuple[Course, ...]
+    unchanged: int
+    figures: tuple[Figure, ...]
+
+
+def _importance(course: Course) -> int:
+    return next(place for place, rule in enumerate(INTERESTING) if rule.search(course.name))
+
+
+def _is_drawn(course: Course) -> bool:
+    has_times = len({one.run.start for one in course.seen if one.run.start}) > 1
+    is_drawable = scale.is_drawable(*(one.value for one in course.seen))
+    return has_times and is_drawable and not NOT_DRAWN.search(course.name)
+
+
+def _label(time: datetime, span: float) -> str:
+    return time.strftime("%H:%M" if span < DAY else "%Y-%m-%d")
+
+
+def _time_axis(times: list[datetime], size: Size) -> Axis:
+    low, high = times[0].timestamp(), times[-1].timestamp()
+    span = high - low
+    most = max(2, size.ticks // 2)
+    marks = [low + span * number / (most - 1) for number in range(most)]
+    margin = span * 0.04
+    zone = times[0].tzinfo
+    return Axis(
+        low - margin,
+        high + margin,
+        tuple(Tick(at, _label(datetime.fromtimestamp(at, zone), span)) for at in marks),
+    )
+
+
+def _value_axis(values: list[float], unit: str) -> tuple[Axis, str]:
+    """Near to the values, so that a course is seen; from zero where that is not far."""
+    low, high = min(values), max(values)
+    room = (high - low) * 0.12 or abs(high) * 0.1 or 1
+    low = 0.0 if 0 <= low < high / 2 else low - room
+    high += room
+    marks = scale.ticks(low, high, UP_TICKS)
+    factor, shown = scale.unit_of(unit, max(abs(low), abs(high)))
+    return Axis(low, high, tuple(Tick(v, texts.grouped(round(v / factor, 6))) for v in marks)), shown
+
+
+def _figure(course: Course) -> Figure:
+    dated = [(one.run.start, one.value) for one in course.seen if one.run.start is not None]
+    times = [time for time, _ in dated]
+    up, unit = _value_axis([value for _, value in dated], course.unit)
+    words = f"From {course.first} to {course.last} ({course.change}) over {len(dated)} runs."
+    plot = Plot(
+        [(time.timestamp(), value) for time, value in dated],
+        f"{course.title}: {words}",
+        has_dots=True,
+    )
+    return Figure(
+        course.title,
+        words,
+        f"{unit + ' ' if unit else ''}over time, {course.test}",
+        pictures(plot, {size.name: (_time_axis(times, size), up) for size in SIZES}),
+        ("Run", course.title),
+        tuple((texts.shown_time(time), texts.quantity(v, course.unit)) for time, v in dated),
+    )
+
+
+def _tests_of(run: Run, key: tuple[str, str]) -> list[Test]:
+    return [
+        test
+        for test in run.tests
+        if test.device is not None
+        and (run.devices[test.device].module, run.devices[test.device].key) == key
+    ]
+
+
+def _courses(tests: list[tuple[Run, Test]]) -> list[Course]:
+    seen: dict[tuple[str, str, str], dict[str, Seen]] = {}
+    names: dict[str, str] = {}
+    for run, test in tests:
+        names[test.key] = test.name
+        for measurement in test.measurements:
+            _note(seen, run, test, measurement)
+    return [
+        Course(names[key], name, unit, tuple(values.values()))
+        for (key, name, unit), values in seen.items()
+        if len(values) > 1
+    ]
+
+
+def _note(
+    seen: dict[tuple[str, str, str], dict[str, Seen]], run: Run, test: Test, one: Measurement
+) -> None:
+    """The last value counts where a run has several."""
+    if one.value is not None:
+        values = seen.setdefault((test.key, one.name, one.unit), {})
+        values[run.name] = Seen(run, one.value)
+
+
+def _verdicts(tests: list[Test], keys: list[str]) -> tuple[Verdict | None, ...]:
+    """None: the test was not run."""
+    found = []
+    for key in keys:
+        got = [test.verdict for test in tests if test.key == key]
+        found.append(worst(got) if got else None)
+    return tuple(found)
+
+
+def _device_course(device: Device, runs: list[Run]) -> DeviceCourse:
+    by_run = [(run, _tests_of(run, (device.module, device.key))) for run in runs]
+    by_run = [(run, tests) for run, tests in by_run if tests]
+    every = [(run, test) for run, tests in by_run for test in tests]
+    names = {test.key: test.name for _, test in every}
+    courses = _courses(every)
+    changed = sorted((one for one in courses if one.has_changed), key=_importance)
+    drawn = [course for course in changed if _is_drawn(course)][:MOST_PICTURES]
+    return DeviceCourse(
+        device,
+        tuple((run, _verdicts(tests, list(names))) for run, tests in by_run),
+        tuple(names.values()),
+        tuple(changed),
+        len(courses) - len(changed),
+        tuple(map(_figure, drawn)),
+    )
+
+
+def courses_of(runs: list[Run]) -> list[DeviceCourse]:
+    """Of each device that was tested in more than one of the runs, which are in order of time."""
+    newest: dict[tuple[str, str], Device] = {}
+    times: dict[tuple[str, str], int] = {}
+    for run in runs:
+        for key in {(run.devices[t.device].module, run.devices[t.device].key): None
+                    for t in run.tests if t.device is not None}:  # fmt: skip
+            times[key] = times.get(key, 0) + 1
+        for device in run.devices:
+            newest[device.module, device.key] = device
+    return [_device_course(newest[key], runs) for key, number in times.items() if number > 1]

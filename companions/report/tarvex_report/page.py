@@ -1,0 +1,168 @@
+"""The page: what the template is given, and the template."""
+
+import base64
+import hashlib
+import os
+from dataclasses import dataclass
+from datetime import datetime, timezone
+from functools import cache
+from pathlib import Path
+
+from jinja2 import Environment, FileSystemLoader, StrictUndefined
+from markupsafe import Markup
+
+from . import charts, courses, limits, surface, texts, verdicts
+from .advice import Advice, advice_of
+from .figure import Figure
+from .run import Device, Run, Test
+from .verdicts import Verdict
+
+TEMPLATES = Path(__file__).with_name("templates")
+MOST_NAMED = 3  # devices in the headline
+# Told about how a run ended; what is complete needs no words.
+STATES = {
+    "running": "The run still went on when this report was made.",
+    "crashed": "The program did not come to its end: what it found until then is here.",
+    "cut": "The log ends before the run does: what is in it is here.",
+}
+
+
+@dataclass(frozen=True)
+class ShownTest:
+    test: Test
+    figures: list[Figure]
+
+
+@dataclass(frozen=True)
+class ShownDevice:
+    device: Device | None  # none: tests that are of no device
+    verdict: Verdict
+    counts: list[tuple[Verdict, int]]
+    tests: list[ShownTest]
+    map: Figure | None
+
+
+@dataclass(frozen=True)
+class ShownModule:
+    name: str
+    version: str | None
+    devices: list[ShownDevice]
+
+
+@dataclass(frozen=True)
+class ShownRun:
+    run: Run
+    headline: str
+    state: str | None
+    advice: list[Advice]
+    modules: list[ShownModule]
+
+
+def _shown_device(device: Device | None, tests: list[Test]) -> ShownDevice:
+    got = [test.verdict for test in tests]
+    return ShownDevice(
+        device,
+        verdicts.worst(got),
+        verdicts.counts(got),
+        [ShownTest(test, charts.figures_of(test.series)) for test in tests],
+        surface.surface_map(tests),
+    )
+
+
+def _shown_module(run: Run, name: str) -> ShownModule:
+    tests = [test for test in run.tests if test.module == name]
+    order = list(dict.fromkeys(test.device for test in tests))
+    return ShownModule(
+        name,
+        dict(run.modules).get(name),
+        [
+            _shown_device(
+                None if number is None else run.devices[number],
+                [test for test in tests if test.device == number],
+            )
+            for number in order
+        ],
+    )
+
+
+def _headline(run: Run) -> str:
+    """What the verdict is of, in one sentence."""
+    worst: dict[int, Verdict] = {}
+    for test in run.tests:
+        if test.device is not None:
+            worst[test.device] = verdicts.worst(
+                [test.verdict, worst.get(test.device, verdicts.NOT_APPLICABLE)]
+            )
+    tested = texts.counted(len(run.tests), "test")
+    devices = texts.counted(len(worst), "device")
+    named = [run.devices[one].name for one, verdict in worst.items() if verdict is run.verdict]
+    if run.verdict not in (verdicts.FAILED, verdicts.WARNING) or not named:
+        return f"{tested} of {devices}." if worst else f"{tested}."
+    more = ", ..." if len(named) > MOST_NAMED else ""
+    return f"{len(named)} of {devices}: {', '.join(named[:MOST_NAMED])}{more}."
+
+
+def _shown_run(run: Run) -> ShownRun:
+    names = list(dict.fromkeys(test.module for test in run.tests))
+    return ShownRun(
+        run,
+        _headline(run),
+        STATES.get(run.state),
+        advice_of(run),
+        [_shown_module(run, name) for name in names],
+    )
+
+
+def newest_of_machines(runs: list[Run]) -> list[Run]:
+    """Of runs in order of time the last one of each machine."""
+    return list({run.machine: run for run in runs}.values())
+
+
+def _now() -> datetime:
+    """When the page is made; who makes the same page again may say so (SOURCE_DATE_EPOCH)."""
+    given = os.environ.get("SOURCE_DATE_EPOCH", "")
+    if given.isdigit():
+        return datetime.fromtimestamp(int(given), timezone.utc).astimezone()
+    return datetime.now(timezone.utc).astimezone()
+
+
+@cache
+def _environment() -> Environment:
+    made = Environment(
+        loader=FileSystemLoader(TEMPLATES),
+        autoescape=True,
+        undefined=StrictUndefined,
+        trim_blocks=True,
+        lstrip_blocks=True,
+        auto_reload=False,
+    )
+    made.filters["time"] = texts.shown_time
+    made.filters["duration"] = texts.duration
+    made.filters["title_of"] = texts.title
+    made.globals["quantity"] = texts.quantity
+    made.globals["counted"] = texts.counted
+    made.globals["judged"] = limits.judged
+    return made
+
+
+def _style() -> tuple[Markup, str]:
+    """The page's style, and what its policy calls it."""
+    text = (TEMPLATES / "style.css").read_text(encoding="utf-8").strip()
+    digest = base64.b64encode(hashlib.sha256(text.encode("utf-8")).digest()).decode("ascii")
+    return Markup(text), f"sha256-{digest}"
+
+
+def page_of(runs: list[Run], version: str) -> str:
+    """The whole page of one run or several, which are in order of time."""
+    style, digest = _style()
+    latest = newest_of_machines(runs)
+    return _environment().get_template("page.html").render(
+        runs=[_shown_run(run) for run in reversed(runs)],
+        latest=latest,
+        verdict=verdicts.worst(run.verdict for run in latest),
+        courses=courses.courses_of(runs) if len(runs) > 1 else [],
+        made=_now(),
+        version=version,
+        style=style,
+        style_digest=digest,
+    )

@@ -1,0 +1,159 @@
+"""The map of a device's surface: where sectors cannot be read, and where answers were slow."""
+
+from dataclasses import dataclass
+from xml.etree import ElementTree
+
+from markupsafe import Markup
+
+from . import scale, svg, texts
+from .figure import NARROW, WIDE, Figure, Size
+from .run import Series, Test
+
+RANGES = "RANGES"
+SLOW_UNIT = "s"  # what is told in seconds was slow; all else is sectors that are bad
+LEGEND = (("bad", "bad sectors"), ("slow", "slow answers"), ("calm", "nothing found"))
+GRIDS = {WIDE.name: (48, 10), NARROW.name: (20, 24)}  # columns and rows
+LABEL = 62  # pixels left of the cells
+GAP = 1.5
+
+
+@dataclass(frozen=True)
+class Place:
+    first: float
+    behind: float
+    kind: str  # "bad" or "slow"
+    value: str
+    found_by: str
+
+
+def _places(test: Test, series: Series) -> list[Place]:
+    found_by = f"{test.name}: {texts.title(series.name)}"
+    points = [point for point in series.points if scale.is_drawable(*point)]
+    if series.unit == SLOW_UNIT:
+        return [
+            Place(at, at + 1, "slow", texts.quantity(value, SLOW_UNIT), found_by)
+            for at, value in points
+        ]
+    return [
+        Place(at, at + max(1.0, count), "bad", texts.counted(int(count), "sector"), found_by)
+        for at, count in points
+    ]
+
+
+def _measured(test: Test, name: str) -> float | None:
+    return next(
+        (
+            m.value
+            for m in test.measurements
+            if m.name == name and m.value is not None and scale.is_drawable(m.value)
+        ),
+        None,
+    )
+
+
+def _extent(tests: list[Test], places: list[Place]) -> tuple[float, float]:
+    """What was looked at: as it is told, or from zero to the furthest place that is known."""
+    firsts = [value for test in tests if (value := _measured(test, "first-lba")) is not None]
+    ends = [value + 1 for test in tests if (value := _measured(test, "last-lba")) is not None]
+    ends += [place.behind for place in places]
+    ends += [
+        point[0]
+        for test in tests
+        for series in test.series
+        if series.axis == "lba"
+        for point in series.points[-1:]
+        if scale.is_drawable(point[0])
+    ]
+    low = min((firsts or [0.0]) + [place.first for place in places])
+    return low, max(ends)
+
+
+def _cells(places: list[Place], low: float, high: float, number: int) -> list[str]:
+    """The kind of each cell; what is bad counts before what is slow."""
+    cells = ["calm"] * number
+    wide = (high - low) / number
+    for kind in ("slow", "bad"):
+        for place in places:
+            if place.kind == kind:
+                first = min(int((place.first - low) / wide), number - 1)
+                last = min(max(first, int((place.behind - low - 0.5) / wide)), number - 1)
+                cells[first : last + 1] = [kind] * (last + 1 - first)
+    return cells
+
+
+def _mark(root: ElementTree.Element, kind: str, x: float, y: float, side: float) -> None:
+    """A cell; bad ones have a cross and slow ones a bar, for who sees no colours."""
+    svg.shape(
+        root,
+        "rect",
+        {"class": f"cell {kind}", "x": x, "y": y, "width": side, "height": side, "rx": 1.5},
+    )
+    near, far = side * 0.28, side * 0.72
+    if kind == "bad":
+        cross = f"M{x + near} {y + near} L{x + far} {y + far} M{x + far} {y + near} L{x + near} {y + far}"
+        svg.shape(root, "path", {"class": "mark", "d": cross})
+    elif kind == "slow":
+        bar = f"M{x + near} {y + side / 2} L{x + far} {y + side / 2}"
+        svg.shape(root, "path", {"class": "mark", "d": bar})
+
+
+def _picture(places: list[Place], low: float, high: float, size: Size, words: str) -> Markup:
+    columns, rows = GRIDS[size.name]
+    pitch = (size.width - LABEL) / columns
+    height = rows * pitch + 2
+    root = ElementTree.Element("svg", {"viewBox": f"0 0 {size.width} {height}"})
+    for index, kind in enumerate(_cells(places, low, high, columns * rows)):
+        row, column = divmod(index, columns)
+        _mark(root, kind, LABEL + column * pitch, row * pitch + 1, pitch - GAP)
+        if column == 0:
+            at = low + (high - low) * index / (columns * rows)
+            label = svg.shape(
+                root, "text", {"class": "row", "x": LABEL - 8, "y": row * pitch + pitch * 0.72}
+            )
+            label.text = scale.position(round(at))
+    return svg.picture(root, f"chart map {size.name}", words)
+
+
+def _words(places: list[Place]) -> str:
+    bad = [place for place in places if place.kind == "bad"]
+    slow = [place for place in places if place.kind == "slow"]
+    parts = []
+    if bad:
+        parts.append(
+            f"{texts.counted(len(bad), 'place')} with bad sectors, the first at LBA"
+            f" {texts.grouped(bad[0].first)}"
+        )
+    if slow:
+        parts.append(
+            f"{texts.counted(len(slow), 'slow answer')}, the first at LBA"
+            f" {texts.grouped(slow[0].first)}"
+        )
+    return "; ".join(parts) + "."
+
+
+def surface_map(tests: list[Test]) -> Figure | None:
+    """Of all tests of one device; None: nothing was found on its surface."""
+    places = sorted(
+        (
+            place
+            for test in tests
+            for series in test.series
+            if series.kind == RANGES
+            for place in _places(test, series)
+        ),
+        key=lambda place: (place.first, place.kind),
+    )
+    if not places:
+        return None
+    low, high = _extent(tests, places)
+    words = _words(places)
+    title = "Map of the surface"
+    return Figure(
+        title,
+        words,
+        f"from LBA {texts.grouped(low)} at the top left to {texts.grouped(high - 1)} at the bottom right",
+        tuple(_picture(places, low, high, size, f"{title}: {words}") for size in (WIDE, NARROW)),
+        ("From LBA", "Found", "By"),
+        tuple((texts.grouped(p.first), p.value, p.found_by) for p in places),
+        LEGEND,
+    )
