@@ -35,9 +35,9 @@ class Browser:
         read_ours, self._write = os.pipe()
         self._read, write_theirs = os.pipe()
         words = " ".join([*FLAGS, f"--user-data-dir={folder}/profile", "about:blank"])
-        # The shell gives the two ends the numbers that Chromium wants, whatever they are here.
+        # bash gives the two ends the numbers that Chromium wants, whatever they are here.
         self.process = subprocess.Popen(
-            ["sh", "-c", f"exec {CHROMIUM} {words} {FROM_US}<&{read_ours} {TO_US}>&{write_theirs}"],
+            ["bash", "-c", f"exec {CHROMIUM} {words} {FROM_US}<&{read_ours} {TO_US}>&{write_theirs}"],
             pass_fds=(read_ours, write_theirs),
             stdin=subprocess.DEVNULL,
             stdout=subprocess.DEVNULL,
@@ -49,7 +49,8 @@ class Browser:
         self._pending = b""
         self._last = 0
         self._session = None
-        self.requests: list[str] = []
+        self.requests: dict[str, str] = {}  # by the id that Chromium gives them
+        self.refused: list[str] = []  # by the page's own policy
         self.complaints: list[str] = []
         target = self.call("Target.createTarget", url="about:blank")["targetId"]
         answer = self.call("Target.attachToTarget", targetId=target, flatten=True)
@@ -79,7 +80,9 @@ class Browser:
     def _note(self, message):
         event, values = message.get("method"), message.get("params", {})
         if event == "Network.requestWillBeSent":
-            self.requests.append(values["request"]["url"])
+            self.requests[values["requestId"]] = values["request"]["url"]
+        elif event == "Network.loadingFailed" and values.get("blockedReason") == "csp":
+            self.refused.append(self.requests.pop(values["requestId"]))
         elif event == "Log.entryAdded":
             self.complaints.append(values["entry"]["text"])
         elif event == "Runtime.exceptionThrown":
@@ -118,6 +121,7 @@ class Browser:
 
     def open(self, path):
         self.requests.clear()
+        self.refused.clear()
         self.complaints.clear()
         self.call("Page.navigate", url=f"file://{path}")
         self._until(lambda message: message.get("method") == "Page.loadEventFired")

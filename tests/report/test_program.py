@@ -11,7 +11,7 @@ import sample_runs
 from conftest import PROGRAM, made_by_program
 
 ALLOWED = frozenset(
-    "html head meta title link style body a svg symbol path circle rect use header main section div h1"
+    "article html head meta title link style body a svg symbol path circle rect use header main section div h1"
     " h2 h3 h4 h5 span p bdi strong ul li dl dt dd table caption thead tbody tr th td details summary"
     " figure figcaption g text footer".split()
 )

@@ -9,6 +9,7 @@ from .fields import Fields, Json, number_of
 from .verdicts import Verdict
 
 SCHEMA = 1
+MOST_OF_UNIT = 12  # characters; it stands behind each value
 
 
 @dataclass(frozen=True)
@@ -91,11 +92,15 @@ class Run:
         return (self.end - self.start).total_seconds()
 
 
+def _unit(fields: Fields, name: str) -> str:
+    return fields.text_or(name, "")[:MOST_OF_UNIT]
+
+
 def _measurement(fields: Fields) -> Measurement:
     return Measurement(
         fields.text("name"),
         fields.maybe_number("value"),
-        fields.text_or("unit", ""),
+        _unit(fields, "unit"),
         tuple(
             Limit(limit.text_or("kind", ""), limit.number("value"))
             for limit in fields.objects("limits")
@@ -114,9 +119,9 @@ def _series(fields: Fields) -> Series:
     return Series(
         fields.text("name"),
         fields.text_or("kind", ""),
-        fields.text_or("unit", ""),
+        _unit(fields, "unit"),
         fields.text_or("axis", ""),
-        fields.text_or("axisUnit", ""),
+        _unit(fields, "axisUnit"),
         tuple(_point(value, where) for value in fields.list("points")),
     )
 
