@@ -1,7 +1,10 @@
 #include "companions/history/archive.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <utility>
+
+#include "companions/history/index_file.h"
 
 namespace tarvex::history {
 namespace {
@@ -23,18 +26,29 @@ bool IsNewer(const LogPlace& one, const LogPlace& other) {
 
 }  // namespace
 
-RunSummary SummaryOf(const LoggedRun& run) {
-  RunSummary summary;
-  summary.id = run.id;
-  summary.file = run.file;
-  summary.state = run.state;
-  summary.machine = run.machine;
-  summary.start = run.start;
-  summary.end = run.end;
-  summary.verdict = run.verdict;
-  summary.devices = run.devices.size();
-  summary.counts = run.Counts();
-  return summary;
+Archive::Archive(const std::string& state, std::vector<std::string> folders)
+    : state_(state), folders_(std::move(folders)) {
+  for (std::string& folder : folders_) {
+    folder = std::filesystem::absolute(folder).lexically_normal().string();
+    if (folder.size() > 1 && folder.back() == '/') folder.pop_back();
+  }
+}
+
+RunIndex& Archive::Index() {
+  if (index_ != nullptr) return *index_;
+  passedOver_.clear();
+  auto database = mayKeepIndex_ ? OpenIndexFile(state_) : nullptr;
+  auto index =
+      std::make_unique<RunIndex>(database != nullptr ? std::move(database) : TemporaryIndex());
+  index->Refresh(folders_, passedOver_);
+  index_ = std::move(index);
+  return *index_;
+}
+
+void Archive::DistrustIndex(bool isDamaged) {
+  index_.reset();
+  if (isDamaged) RemoveIndexFile(state_);
+  mayKeepIndex_ = false;
 }
 
 std::vector<LogPlace> Archive::Logs() {
@@ -45,22 +59,6 @@ std::vector<LogPlace> Archive::Logs() {
     std::move(found.begin(), found.end(), std::back_inserter(logs));
   }
   return logs;
-}
-
-std::vector<RunSummary> Archive::List() {
-  std::vector<RunSummary> runs;
-  for (const LogPlace& log : Logs()) {
-    const ReadLog read = ReadLogFile(log.path);
-    if (read.run) {
-      runs.push_back(SummaryOf(*read.run));
-    } else {
-      passedOver_.push_back({log.path, read.why});
-    }
-  }
-  std::sort(runs.begin(), runs.end(), [](const RunSummary& one, const RunSummary& other) {
-    return std::tie(one.start, one.id, one.file) > std::tie(other.start, other.id, other.file);
-  });
-  return runs;
 }
 
 ReadLog Archive::FindLast() {

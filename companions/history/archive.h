@@ -1,36 +1,25 @@
 #pragma once
 
-#include <array>
-#include <cstddef>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "companions/history/log_source.h"
 #include "companions/history/run.h"
+#include "companions/history/run_index.h"
 
 namespace tarvex::history {
-
-// What a list tells of a run.
-struct RunSummary {
-  std::string id;
-  std::string file;
-  RunState state = RunState::kCut;
-  std::string machine;
-  std::string start;
-  std::string end;
-  Verdict verdict = Verdict::kUnfinished;
-  std::size_t devices = 0;
-  std::array<std::size_t, kVerdicts> counts{};
-};
-RunSummary SummaryOf(const LoggedRun& run);
 
 // The logs of some folders. One thread at a time.
 class Archive {
  public:
-  explicit Archive(std::vector<std::string> folders) : folders_(std::move(folders)) {}
+  // The index is that of the state folder, where there can be one.
+  Archive(const std::string& state, std::vector<std::string> folders);
 
-  // All runs, newest first.
-  std::vector<RunSummary> List();
+  // What all logs tell, brought up to date once. Throws a StoreError where the index fails.
+  RunIndex& Index();
+  // From now on the index is that of this process alone.
+  void DistrustIndex(bool isDamaged);
   // The run of that path, that name or a beginning of it, or the "last" one; none, with a reason.
   ReadLog Find(const std::string& wanted);
   // What could not be read so far, each once.
@@ -40,7 +29,10 @@ class Archive {
   std::vector<LogPlace> Logs();
   ReadLog FindLast();
 
+  std::string state_;
   std::vector<std::string> folders_;
+  std::unique_ptr<RunIndex> index_;
+  bool mayKeepIndex_ = true;
   std::vector<PassedOver> passedOver_;
 };
 

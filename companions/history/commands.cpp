@@ -11,7 +11,7 @@ namespace {
 
 Answer ListRuns(const Options& options, Archive& archive) {
   Answer answer;
-  const std::vector<RunSummary> runs = archive.List();
+  const std::vector<RunSummary> runs = archive.Index().Runs();
   answer.text = ListReport(runs, archive.PassedOverFiles(), options.format);
   return answer;
 }
@@ -37,14 +37,29 @@ struct Command {
 };
 constexpr std::array kCommands = {Command{"list", ListRuns}, Command{"run", ShowRun}};
 
+Answer ExecuteWith(const Options& options, Archive& archive) {
+  for (const Command& command : kCommands) {
+    if (options.command == command.word) return command.execute(options, archive);
+  }
+  return {};
+}
+
+// The index is a cache: one that is damaged, held by others for long, or on a full disk costs time
+// alone.
+Answer ExecuteInAnyCase(const Options& options, Archive& archive) {
+  try {
+    return ExecuteWith(options, archive);
+  } catch (const StoreError& error) {
+    archive.DistrustIndex(error.GetKind() == StoreError::Kind::kDamaged);
+    return ExecuteWith(options, archive);
+  }
+}
+
 }  // namespace
 
 Answer Execute(const Options& options) {
-  Archive archive(options.logs);
-  Answer answer;
-  for (const Command& command : kCommands) {
-    if (options.command == command.word) answer = command.execute(options, archive);
-  }
+  Archive archive(options.state, options.logs);
+  Answer answer = ExecuteInAnyCase(options, archive);
   for (const PassedOver& one : archive.PassedOverFiles()) {
     answer.notes.push_back(one.file + ": " + one.why);
   }

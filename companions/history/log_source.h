@@ -16,6 +16,7 @@ struct LogPlace {
   std::uint64_t bytes = 0;
   std::int64_t changedNs = 0;  // since the epoch
   std::uint64_t inode = 0;
+  bool operator==(const LogPlace&) const = default;
 };
 
 struct PassedOver {

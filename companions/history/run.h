@@ -35,6 +35,7 @@ enum class RunState : std::uint8_t {
   kCrashed,  // nobody does, and the end is missing
   kCut,      // the end is missing, and nothing tells why
 };
+inline constexpr std::size_t kRunStates = 4;
 const char* WordOf(RunState state);
 
 struct Module {

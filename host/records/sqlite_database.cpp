@@ -75,6 +75,14 @@ SqliteDatabase::SqliteDatabase(const Descriptor& folder, const std::string& name
   Check(opened, code);
 }
 
+SqliteDatabase::SqliteDatabase() {
+  sqlite3* opened = nullptr;
+  constexpr int kFlags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX;
+  const int code = Sqlite().open_v2("", &opened, kFlags, nullptr);
+  database_.reset(opened);
+  Check(opened, code);
+}
+
 void SqliteDatabase::Run(const std::string& sql) {
   Check(database_.get(), Sqlite().exec(database_.get(), sql.c_str(), nullptr, nullptr, nullptr));
 }
@@ -153,7 +161,35 @@ bool SqliteStatement::Step() {
   throw error;
 }
 
+void SqliteStatement::Begin(std::initializer_list<Value> values) {
+  Sqlite().reset(statement_.get());
+  Bind(values);
+}
+
+bool SqliteStatement::Next() {
+  const bool isThere = Step();
+  if (!isThere) Sqlite().reset(statement_.get());
+  return isThere;
+}
+
+std::int64_t SqliteStatement::Number(int column) const {
+  return Sqlite().column_int64(statement_.get(), column);
+}
+
+std::string SqliteStatement::Text(int column) const {
+  const unsigned char* text = Sqlite().column_text(statement_.get(), column);
+  return text != nullptr ? reinterpret_cast<const char*>(text) : std::string();
+}
+
 void SqliteStatement::Run(std::initializer_list<Value> values) {
+  Bind(values);
+  while (Step()) {
+  }
+  Sqlite().reset(statement_.get());
+  Sqlite().clear_bindings(statement_.get());
+}
+
+void SqliteStatement::Bind(std::initializer_list<Value> values) {
   int index = 0;
   for (const Value& value : values) {
     ++index;
@@ -167,10 +203,6 @@ void SqliteStatement::Run(std::initializer_list<Value> values) {
                                  text.size(), SQLITE_STATIC, SQLITE_UTF8));
     }
   }
-  while (Step()) {
-  }
-  Sqlite().reset(statement_.get());
-  Sqlite().clear_bindings(statement_.get());
 }
 
 SqliteTransaction::SqliteTransaction(SqliteDatabase& database) : database_(database) {

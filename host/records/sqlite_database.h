@@ -37,6 +37,8 @@ class SqliteDatabase {
   // Opens the file of that name in the folder, or makes it. A link in its place is refused. It
   // stays in this folder, whatever becomes of the path that led there.
   SqliteDatabase(const Descriptor& folder, const std::string& name);
+  // A database of this process alone, which ends with this object.
+  SqliteDatabase();
 
   // Runs statements, whose rows are passed over.
   void Run(const std::string& sql);
@@ -75,11 +77,20 @@ class SqliteStatement {
   // Runs it to its end with these values for ?1, ?2, ...
   void Run(std::initializer_list<Value> values);
 
+  // Begins anew with these values, which stay where they are as long as there are rows to come.
+  void Begin(std::initializer_list<Value> values);
+  // Goes to the next row; false: there is none, and it is at its end.
+  bool Next();
+  // Of the row: a column, counted from 0. 0 and "" for one that is empty.
+  std::int64_t Number(int column) const;
+  std::string Text(int column) const;
+
  private:
   friend class SqliteDatabase;
   struct Finalize {
     void operator()(sqlite3_stmt* statement) const;
   };
+  void Bind(std::initializer_list<Value> values);
   bool Step();  // true: there is a row
   sqlite3* database_;
   std::unique_ptr<sqlite3_stmt, Finalize> statement_;

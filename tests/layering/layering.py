@@ -117,6 +117,8 @@ OS_EXCEPTIONS = {
     "service/recording/recording_file.cpp": ("sys/stat.h",),
     # Logs of any origin are listed and opened, and their locks looked at.
     "companions/history/log_source.cpp": ("dirent.h", "fcntl.h", "sys/file.h", "sys/stat.h", "unistd.h"),
+    # The history's index is made for its owner alone, in a folder that is looked at first.
+    "companions/history/index_file.cpp": ("fcntl.h", "sys/stat.h", "unistd.h"),
     # The log names the machine and its kernel.
     "service/log/machine_identity.cpp": ("sys/utsname.h",),
 }

@@ -1,0 +1,143 @@
+"""The index of the state folder: a cache that changes no answer, whatever becomes of it."""
+
+import os
+import shutil
+import sqlite3
+import stat
+
+import pytest
+from histories import answer, history, make_run, only_log
+
+
+@pytest.fixture(name="state")
+def fixture_state(tmp_path):
+    """A state folder with the logs of two runs."""
+    first = make_run(tmp_path / "first", ["-Mstorage", "-Qp", "0"])
+    second = make_run(tmp_path / "second", ["-Mstorage", "-Qf", "0"])
+    shutil.copy2(only_log(second), only_log(first).parent)
+    return first.state_dir
+
+
+def verdicts(state):
+    return [run["verdict"] for run in answer("list", state=state)["runs"]]
+
+
+def test_the_index_is_kept_for_its_owner_alone(state):
+    assert verdicts(state) == ["failed", "passed"]
+    index = state / "history.db"
+    assert stat.S_IMODE(index.stat().st_mode) == 0o600
+    with sqlite3.connect(index) as database:
+        assert database.execute("SELECT count(*) FROM log").fetchone() == (2,)
+
+
+def test_what_did_not_change_is_not_read_again(state):
+    assert verdicts(state) == ["failed", "passed"]
+    newest = max((state / "log").iterdir())
+    times = (newest.stat().st_atime_ns, newest.stat().st_mtime_ns)
+    data = newest.read_bytes()
+    with open(newest, "r+b") as file:
+        file.write(data.replace(b'"FAIL"', b'"PASS"', 1))
+    os.utime(newest, ns=times)
+    assert verdicts(state) == ["failed", "passed"]
+    (state / "history.db").unlink()
+    assert verdicts(state) == ["passed", "passed"]
+
+
+def test_changed_new_and_removed_logs_are_noticed(state):
+    assert verdicts(state) == ["failed", "passed"]
+    newest, oldest = sorted((state / "log").iterdir(), reverse=True)
+    data = newest.read_bytes()
+    newest.write_bytes(data.replace(b'"FAIL"', b'"PASS"', 1))
+    os.utime(newest)
+    assert verdicts(state) == ["passed", "passed"]
+    shutil.copy(newest, newest.with_name(newest.name.replace("tarvex-20", "tarvex-21")))
+    assert len(verdicts(state)) == 3
+    oldest.unlink()
+    assert len(verdicts(state)) == 2
+    with sqlite3.connect(state / "history.db") as database:
+        assert database.execute("SELECT count(*) FROM log").fetchone() == (2,)
+
+
+def damage_first_page(index):
+    index.write_bytes(b"x" * 5000)
+
+
+def damage_a_page(index):
+    data = bytearray(index.read_bytes())
+    data[4096:] = b"\xa5" * (len(data) - 4096)
+    index.write_bytes(data)
+
+
+def set_verdict(index):
+    with sqlite3.connect(index) as database:
+        database.execute("UPDATE log SET verdict = 99")
+
+
+def set_version(index):
+    with sqlite3.connect(index) as database:
+        database.execute("PRAGMA user_version = 99")
+        database.execute("UPDATE log SET verdict = 3")
+
+
+def empty(index):
+    index.write_bytes(b"")
+
+
+@pytest.mark.parametrize("harm", [damage_first_page, damage_a_page, set_verdict, set_version, empty])
+def test_a_damaged_or_outdated_index_is_made_anew(harm, state):
+    assert verdicts(state) == ["failed", "passed"]
+    harm(state / "history.db")
+    assert verdicts(state) == ["failed", "passed"]
+    assert verdicts(state) == ["failed", "passed"]
+    with sqlite3.connect(state / "history.db") as database:
+        assert database.execute("PRAGMA integrity_check").fetchone() == ("ok",)
+        assert database.execute("SELECT min(verdict), max(verdict) FROM log").fetchone() == (0, 4)
+
+
+def test_another_programs_file_is_left_alone(state):
+    with sqlite3.connect(state / "history.db") as database:
+        database.execute("CREATE TABLE theirs(x)")
+    before = (state / "history.db").read_bytes()
+    assert verdicts(state) == ["failed", "passed"]
+    assert (state / "history.db").read_bytes() == before
+
+
+def test_a_link_or_a_pipe_in_its_place_is_left_alone(state, tmp_path):
+    other = tmp_path / "other"
+    (state / "history.db").symlink_to(other)
+    assert verdicts(state) == ["failed", "passed"]
+    assert not other.exists()
+    (state / "history.db").unlink()
+    os.mkfifo(state / "history.db")
+    assert verdicts(state) == ["failed", "passed"]
+    assert stat.S_ISFIFO((state / "history.db").stat().st_mode)
+
+
+def test_a_folder_that_others_may_write_gets_no_index(state):
+    state.chmod(0o777)
+    assert verdicts(state) == ["failed", "passed"]
+    assert not (state / "history.db").exists()
+
+
+def test_an_index_that_somebody_holds_costs_time_alone(state):
+    verdicts(state)
+    database = sqlite3.connect(state / "history.db", isolation_level=None)
+    database.execute("BEGIN EXCLUSIVE")
+    assert verdicts(state) == ["failed", "passed"]
+    database.close()
+
+
+@pytest.mark.skipif(os.geteuid() != 0, reason="needs root to be somebody else")
+def test_a_user_without_rights_reads_what_he_may(state, tmp_path):
+    os.chmod(tmp_path, 0o755)
+    for parent in [*tmp_path.parents][:2]:
+        os.chmod(parent, parent.stat().st_mode | 0o011)
+    for folder in (state.parent, state, state / "log"):
+        folder.chmod(0o755)
+    open_log, closed_log = sorted((state / "log").iterdir())
+    open_log.chmod(0o644)
+    told = history("list", "--json", state=state, user="nobody", group="nogroup", extra_groups=[])
+    assert told.stdout.count(open_log.name.encode()) == 1
+    assert told.returncode == 0
+    assert told.stderr == f"tarvex-history: {closed_log}: Permission denied\n".encode()
+    assert not (state / "history.db").exists()
