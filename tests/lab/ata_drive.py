@@ -127,7 +127,7 @@ class AtaDrive(ScsiDrive):
             struct.pack_into("<H", page, 2 * word, value)
         page[20:40] = turned(self.name, 20)
         page[46:54] = turned("1.0", 8)
-        page[54:94] = turned("Told Drive", 40)
+        page[54:94] = turned(self.model, 40)
         struct.pack_into("<I", page, 120, self.medium.size // self.medium.sector)
         page[510] = 0xA5
         return sealed(page)

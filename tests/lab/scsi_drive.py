@@ -95,7 +95,7 @@ class ScsiDrive:
     VENDOR, PLACES = "TARVEX", 20
 
     def __init__(self, name, medium):
-        self.name = name
+        self.name, self.model = name, "Told Drive"
         self.medium = medium
         self.lock = threading.Lock()  # guards self-tests and `asked`
         self.reset()
@@ -162,7 +162,7 @@ class ScsiDrive:
     def inquiry(self, cdb):
         if not cdb[1] & 1:
             head = struct.pack("BBBBBBBB", 0, 0, 6, 2, 31, 0, 0, 2)
-            return Answer(head + self.VENDOR.encode().ljust(8) + b"Told Drive".ljust(16) + b"1.0 ")
+            return Answer(head + self.VENDOR.encode().ljust(8) + self.model.encode().ljust(16) + b"1.0 ")
         serial = self.name.encode()
         name = b"\x01\x03\x00\x08" + struct.pack(">Q", 0x5000C50000000000 | sum(serial))
         pages = {0x00: b"\x00\x80\x83\xb1", 0x80: serial, 0x83: name,
