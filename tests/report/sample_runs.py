@@ -76,6 +76,7 @@ def run(tests, verdict="passed", devices=None, **more):
         "tests": tests,
         "errors": [],
         "notes": [{"severity": "INFO", "text": "run of storage on 0 ends"}],
+        "faults": [],
     }
     return document | more
 
@@ -198,7 +199,7 @@ def small():
             series("slow-answers-at", "RANGES", [[9, 1.5]], "s"),
         ],
     )
-    return run([test], "failed", errors=[{"symptom": "a", "text": "b"}])
+    return run([test], "failed", errors=[{"symptom": "a", "text": "b"}], faults=["c"])
 
 
 def weekly(number):
@@ -283,5 +284,6 @@ def hostile():
         file=names[2],
         modules=[{"name": names[3], "version": names[0]}],
         errors=[{"symptom": text, "text": text} for text in names],
+        faults=names,
         notes=[word(text, text) for text in names],
     )

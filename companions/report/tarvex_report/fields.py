@@ -57,6 +57,11 @@ class Fields:
             raise self._wrong(name, "list")
         return value
 
+    def texts(self, name: str) -> tuple[str, ...]:
+        if not all(isinstance(value, str) for value in self.list(name)):
+            raise self._wrong(name, "list of texts")
+        return tuple(map(clean, self.list(name)))
+
     def objects(self, name: str) -> "list[Fields]":
         return [
             Fields(value, f"{name}[{index}] of {self.where}")

@@ -106,7 +106,8 @@ def _document_of(name: str, archive: Archive) -> Json:
     text = _read(name)
     if text is not None and _is_document(text):
         return _parsed(text, clean(name))
-    return _ask_history(name, archive)
+    # A bare name would be taken for the name of a run, wherever its log lies.
+    return _ask_history(os.path.join(".", name) if text is not None else name, archive)
 
 
 def gather(names: list[str], archive: Archive) -> list[Run]:
@@ -115,5 +116,5 @@ def gather(names: list[str], archive: Archive) -> list[Run]:
     for name in names:
         where = "standard input" if name == STANDARD_INPUT else clean(name)
         run = run_of(_document_of(name, archive), where)
-        runs.setdefault((run.machine, run.name), run)
+        runs.setdefault((run.origin, run.name), run)
     return sorted(runs.values(), key=lambda run: (run.start is not None, run.start, run.name))

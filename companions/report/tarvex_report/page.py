@@ -115,7 +115,7 @@ def _shown_run(run: Run) -> ShownRun:
 
 def newest_of_machines(runs: list[Run]) -> list[Run]:
     """Of runs in order of time the last one of each machine."""
-    return list({run.machine: run for run in runs}.values())
+    return list({run.origin: run for run in runs}.values())
 
 
 def _now() -> datetime:

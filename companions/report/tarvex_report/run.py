@@ -73,6 +73,7 @@ class Run:
     file: str
     state: str
     machine: str
+    machine_id: str | None  # stays when the machine is renamed
     program: str
     kernel: str
     modules: tuple[tuple[str, str], ...]  # name and version
@@ -84,6 +85,12 @@ class Run:
     tests: tuple[Test, ...]
     errors: tuple[Word, ...]
     notes: tuple[Word, ...]
+    faults: tuple[str, ...]  # what is wrong with the log itself
+
+    @property
+    def origin(self) -> str:
+        """The same for all runs of one machine, and for no other's as far as is known."""
+        return self.machine_id or self.machine
 
     @property
     def seconds(self) -> float | None:
@@ -190,6 +197,7 @@ def run_of(document: Json, where: str) -> Run:
         fields.text("file"),
         fields.text("state"),
         fields.text_or("machine", "Unnamed machine"),
+        fields.maybe_text("machineId"),
         fields.text_or("program", "?"),
         fields.text_or("kernel", "?"),
         tuple((m.text_or("name", "?"), m.text_or("version", "?")) for m in fields.objects("modules")),
@@ -204,6 +212,7 @@ def run_of(document: Json, where: str) -> Run:
             for error in fields.objects("errors")
         ),
         _words(fields.objects("notes")),
+        fields.texts("faults"),
     )
 
 
