@@ -176,7 +176,7 @@ def failing():
         ),
     ]
     second = device("Sound Disk 2 (nvme0n1)", "eui.0025385b71b0a1c2", "N-77-0815")
-    return run(tests, "failed", [device(), second])
+    return run(tests, "failed", [device(), second], end="2026-11-21T10:04:46.000Z")
 
 
 def healthy():

@@ -17,7 +17,8 @@ PAIRS = (
     *(("on", tone, TEXT) for tone in TONES),
     ("data", "sheet", SIGN),
     ("failed", "faint", SIGN),
-    ("warning", "faint", SIGN),
+    ("slow", "faint", SIGN),
+    ("on", "slow", SIGN),
 )
 
 

@@ -12,7 +12,7 @@ from tarvex_report.run import run_of
 
 def test_a_run_is_what_its_document_says():
     run = run_of(sample_runs.failing(), "it")
-    assert (run.machine, run.verdict, run.seconds) == ("workshop", verdicts.FAILED, 787)
+    assert (run.machine, run.verdict, run.seconds) == ("workshop", verdicts.FAILED, 7486)
     assert [device.serial for device in run.devices] == ["S-1234", "N-77-0815"]
     assert [test.device for test in run.tests] == [0, 0, 0, 1, 1]
     assert run.tests[2].parameters == {"slow_ms": "3000"}

@@ -132,7 +132,7 @@ def histogram(series: Series) -> Figure | None:
     return Figure(
         title,
         words,
-        f"answers over {series.axis}, both in powers of ten",
+        f"answers by {series.axis}, both in powers of ten",
         pictures(Plot((), f"{title}: {words}", bars=_bars(points)), axes),
         (f"{texts.title(series.axis)} up to", "Answers"),
         tuple((texts.quantity(bound, unit), texts.grouped(count)) for bound, count in points),
