@@ -75,6 +75,21 @@ ROOMS = {
         "boundary",
         "os",
     ),
+    "companions/manual": (
+        "frontend",
+        "views",
+        "tools",
+        "companions/history",
+        "host/records",
+        "service/core",
+        "service/log",
+        "service/protocol",
+        "service/remote",
+        "service/sdk",
+        "system",
+        "boundary",
+        "os",
+    ),
     "companions/history": ("host/records", "service/log", "service/sdk", "boundary", "system", "os"),
 }
 
@@ -130,6 +145,7 @@ OS_LIBRARY = re.compile(r"(udev|blkid|mount|uring|systemd|sqlite)", re.I)
 LINK_TIME_MEETING = {
     "TarvexDiagnosticsCLI": {"service/library", "host"},
     "tarvex-complete": {"service/library", "host"},
+    "tarvex-manual": {"service/library", "host"},
     "orvan_service": {"host"},
 }
 
