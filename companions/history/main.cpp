@@ -4,6 +4,7 @@
 #include <string>
 
 #include "companions/history/commands.h"
+#include "companions/history/load_command.h"
 #include "companions/history/options.h"
 #include "os/descriptor_writer.h"
 #include "os/process_start.h"
@@ -33,6 +34,7 @@ int Run(int argc, char** argv) {
   }
   if (parsed.options.wantsHelp) return Show(HelpText(), 0);
   if (parsed.options.wantsVersion) return Show("tarvex-history " TARVEX_VERSION "\n", 0);
+  if (parsed.options.database) return LoadIntoDatabase(parsed.options, Tell);
   const Answer answer = Execute(parsed.options);
   for (const std::string& note : answer.notes) Tell(note);
   return Show(answer.text, answer.status);

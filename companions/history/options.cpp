@@ -21,6 +21,8 @@ constexpr std::array kOptions = {
     OptionRow{"logs", 0, "FOLDER",
               "logs there and below, not those of the state folder; may be repeated"},
     OptionRow{"state", 0, "FOLDER", "the state folder of the program"},
+    OptionRow{"to", 0, "ADDRESS",
+              "loads the runs into a fleet's database, postgresql://...; docs/fleet.md"},
     OptionRow{"help", 'h', "", "this help"},
     OptionRow{"version", 'V', "", "the version"},
 };
@@ -45,6 +47,7 @@ void Set(ParsedOptions& parsed, const std::string& name, const char* argument) {
   if (name == "help") options.wantsHelp = true;
   if (name == "version") options.wantsVersion = true;
   if (name == "state") options.state = argument;
+  if (name == "to") options.database = argument;
   if (name == "logs") options.logs.emplace_back(argument);
 }
 
@@ -78,6 +81,11 @@ void TakeOperands(ParsedOptions& parsed, int count, char** words) {
   const CommandRow* const command = CommandOf(options.command);
   if (command == nullptr) {
     parsed.fault = "there is no command " + Quoted(options.command);
+    return;
+  }
+  if (options.database && count > 0) {
+    parsed.fault =
+        "--to loads all runs, and nothing else is done; so not expected is " + Quoted(words[0]);
     return;
   }
   const bool takesOne = *command->operand != '\0';

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -12,10 +13,11 @@ enum class Format { kText, kJson, kCsv };
 
 struct Options {
   Format format = Format::kText;
-  std::string state;              // the state folder
-  std::vector<std::string> logs;  // folders with logs
-  std::string command;            // a row's word
-  std::string operand;            // empty when it has none
+  std::string state;                    // the state folder
+  std::vector<std::string> logs;        // folders with logs
+  std::string command;                  // a row's word
+  std::string operand;                  // empty when it has none
+  std::optional<std::string> database;  // the address of one to load the runs into
   bool wantsHelp = false;
   bool wantsVersion = false;
 };

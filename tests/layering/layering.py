@@ -134,6 +134,9 @@ OS_EXCEPTIONS = {
     "companions/history/log_source.cpp": ("dirent.h", "fcntl.h", "sys/file.h", "sys/stat.h", "unistd.h"),
     # The history's index is made for its owner alone, in a folder that is looked at first.
     "companions/history/index_file.cpp": ("fcntl.h", "sys/stat.h", "unistd.h"),
+    # What loads runs into a database is a library, which is loaded when it is asked for; how far it is
+    # is shown on a terminal only.
+    "companions/history/load_command.cpp": ("dlfcn.h", "unistd.h"),
     # The log names the machine and its kernel.
     "service/log/machine_identity.cpp": ("sys/utsname.h",),
 }
@@ -155,6 +158,8 @@ HOST_ENTRIES = frozenset(
     ReleaseSemaphoreInstance GetSystemEvents get_app_mutex release_app_mutex
     CreatUserAccountInstance ReleaseUserAccountInstance""".split()
 )
+# What loads runs into a database.
+LOADER_ENTRIES = frozenset(["TarvexLoadRuns"])
 SERVICE_ENTRIES = frozenset(["GetOrvanServiceInstance", "ReleaseOrvanServiceInstance"])
 SERVICE_CLASSES = ("OrvanSettings", "InvalidAppKey", "FailedToVisitLocalCache", "ProductVersion")
 # What the program shows to a tool that is loaded into it.

@@ -44,10 +44,21 @@ def test_service_exports_its_entries_and_nothing_else():
     )
 
 
+def test_what_loads_runs_exports_its_entry_and_nothing_else():
+    library = os.path.join(BUILD, "lib/libhistory_postgresql.so")
+    assert layering.check_exports(library, layering.LOADER_ENTRIES) == []
+
+
 def test_program_exports_what_a_tool_is_made_of_and_nothing_else():
     program = os.path.join(BUILD, "bin/TarvexDiagnosticsCLI")
     entries = layering.PROGRAM_ENTRIES
     assert layering.check_exports(program, entries, layering.is_program_entry) == []
+
+
+def test_the_history_does_without_what_loads_runs():
+    libraries = layering.needed(os.path.join(BUILD, "bin/tarvex-history"))
+    assert "libc.so.6" in libraries
+    assert [name for name in libraries if name.startswith(("libpq", "libhistory"))] == []
 
 
 def test_nothing_that_few_runs_need_is_loaded_at_the_start():

@@ -31,6 +31,8 @@ class Cluster:
         self.data = self.folder / "data"
         self.log = self.folder / "log"
         self.call("initdb", "-D", self.data, "-U", OWNER, "-E", "UTF8", "--locale=C.UTF-8", "-N", "-A", "trust")
+        hosts = self.data / "pg_hba.conf"
+        hosts.write_text("local all collector scram-sha-256\nlocal all all trust\n", encoding="utf-8")
         with (self.data / "postgresql.conf").open("a", encoding="utf-8") as file:
             file.write(f"listen_addresses=''\nunix_socket_directories='{self.folder}'\n")
             file.writelines(f"{line}\n" for line in settings)
@@ -68,11 +70,13 @@ class Cluster:
 
     def psql(self, database, arguments, user=OWNER, check=True):
         command = ["psql", "-X", "-q", "-A", "-t", "-F", "\x1f", "-v", "ON_ERROR_STOP=1"]
-        return subprocess.run(
+        said = subprocess.run(
             [*command, "-d", self.address(database, user), *arguments],
             stdin=subprocess.DEVNULL,
             capture_output=True,
             text=True,
-            check=check,
+            check=False,
             timeout=120,
         )
+        assert said.returncode == 0 or not check, said.stderr
+        return said

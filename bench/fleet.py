@@ -1,0 +1,121 @@
+#!/usr/bin/env python3
+"""Loading a fleet's runs into PostgreSQL: how long a million test results take, and whether the time
+grows in a straight line. The server has Debian's settings, and flushes what it commits."""
+
+import json
+import subprocess
+import sys
+import time
+from datetime import datetime, timedelta
+from pathlib import Path
+
+import world
+
+sys.path.insert(0, str(world.SOURCE / "tests/fleet/postgresql"))
+from cluster import Cluster
+
+MACHINES = 1_000
+TESTS = 20
+# Runs of each machine, in four parts, so that there are a quarter, a half and a whole.
+PARTS = (13, 12, 12, 13)
+SIZES = (1, 2, 4)
+MEASUREMENTS = (("read-rate", 512e6, "B/s"), ("unreadable-sectors", 0, ""))
+HISTORY = world.BUILD / "bin/tarvex-history"
+MIGRATE = world.SOURCE / "fleet/postgresql/migrate.sh"
+START = datetime(2026, 1, 1)
+
+
+def template(folder):
+    """A log of the real program, with what its tests might have measured."""
+    tests = [
+        {"name": f"TEST_{number}", "option": f"t{number}", "longName": f"test-{number}"}
+        | {"key": {"identifier": 100 + number}}
+        for number in range(TESTS)
+    ]
+    scenario = world.write_scenario(folder, tests)
+    subprocess.run(
+        [world.PROGRAM, "-Mstorage", "-Q"],
+        env=world.environment(folder, scenario),
+        cwd=folder,
+        stdin=subprocess.DEVNULL,
+        stdout=subprocess.DEVNULL,
+        check=True,
+    )
+    (path,) = (Path(folder) / "state/log").iterdir()
+    lines = []
+    for line in map(json.loads, path.read_text(encoding="utf-8").splitlines()):
+        step = line.get("testStepArtifact", {})
+        run = line.get("testRunArtifact", {}).get("testRunStart")
+        if run:
+            run["parameters"] = {}
+            run["dutInfo"] |= {"name": "MACHINE", "metadata": {"machineId": "ID-MACHINE"}}
+            run["dutInfo"]["hardwareInfos"][0]["serialNumber"] = "S-MACHINE"
+        if "diagnosis" in step:
+            for name, value, unit in MEASUREMENTS:
+                measured = {"name": name, "value": value, "hardwareInfoId": "0"}
+                measured |= {"unit": unit} if unit else {}
+                own = {"testStepId": step["testStepId"], "measurement": measured}
+                lines.append({"timestamp": line["timestamp"], "testStepArtifact": own})
+        lines.append(line)
+    for number, line in enumerate(lines):
+        line["sequenceNumber"] = number
+        line["timestamp"] = "TIME" + line["timestamp"][-5:]
+    return "".join(json.dumps(line, separators=(",", ":")) + "\n" for line in lines)
+
+
+def write_logs(folder, text):
+    """Logs of all machines, run after run, in a folder for each part."""
+    turn = 0
+    for part, runs in enumerate(PARTS):
+        for _ in range(runs):
+            start = START + timedelta(days=turn)
+            second = f"{start:%Y-%m-%dT%H:%M:%S}"
+            for machine in range(MACHINES):
+                place = folder / f"part-{part}" / f"machine-{machine}"
+                place.mkdir(parents=True, exist_ok=True)
+                name = f"tarvex-{start:%Y%m%dT%H%M%S}.000Z-{machine + 300}.jsonl"
+                own = text.replace("MACHINE", f"{machine:04}").replace("TIME", second)
+                (place / name).write_text(own, encoding="utf-8")
+            turn += 1
+
+
+def load(folder, parts, address):
+    """Seconds that a load of these parts takes, and what it says at its end."""
+    words = [word for part in range(parts) for word in ("--logs", str(folder / f"part-{part}"))]
+    begin = time.monotonic()
+    said = subprocess.run(
+        [HISTORY, *words, "--to", address], capture_output=True, text=True, check=True
+    )
+    return time.monotonic() - begin, said.stderr.splitlines()[-1]
+
+
+def main():
+    good = True
+    speeds = {}
+    cluster = Cluster(settings=())
+    try:
+        with world.folder() as name:
+            folder = Path(name)
+            write_logs(folder, template(folder))
+            for parts in SIZES:
+                database = f"fleet_{parts}"
+                address = cluster.address(database)
+                cluster.query("postgres", f"CREATE DATABASE {database}")
+                subprocess.run([MIGRATE, address], check=True, stdout=subprocess.DEVNULL)
+                seconds, _ = load(folder, parts, address)
+                ((results,),) = cluster.query(database, "SELECT count(*) FROM tarvex.test_result")
+                assert int(results) == sum(PARTS[:parts]) * MACHINES * TESTS
+                speeds[parts] = int(results) / seconds
+                print(f"  {int(results):,} results in {seconds:.1f} s, {speeds[parts]:,.0f} in a second")
+            again, said = load(folder, SIZES[-1], address)
+            print(f"  again, with nothing new: {again:.1f} s ({said})")
+            good &= world.verdict("seconds for all", seconds, 120)
+            ratio = speeds[SIZES[0]] / speeds[SIZES[-1]]
+            good &= world.verdict("speed of the least load to that of the largest", ratio, 1.2)
+    finally:
+        cluster.close()
+    return 0 if good else 1
+
+
+if __name__ == "__main__":
+    sys.exit(main())
