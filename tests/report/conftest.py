@@ -16,7 +16,10 @@ sys.path.insert(0, str(SOURCE_DIR / "companions" / "report"))
 
 import sample_runs  # noqa: E402
 from browser import Browser  # noqa: E402
+from program import World  # noqa: E402
 
+HISTORY = BINARY_DIR / "bin" / "tarvex-history"
+RECORDED = "s,r(blocks=200,seed=7),l(block_kib=128)"
 PROGRAM = BINARY_DIR / "bin" / "tarvex-report"
 MODULES = BINARY_DIR / "npm" / "report"
 # The page's time of making, so that two of the same runs are the same page.
@@ -59,7 +62,28 @@ def desk(tmp_path):
 
 
 @pytest.fixture(scope="session")
-def pages(tmp_path_factory):
+def visited(tmp_path_factory):
+    """A machine that came to the workshop three times, its second disk worse each time."""
+    made = World(tmp_path_factory.mktemp("visits"))
+    for visit, status in (("first", 0), ("second", 22), ("third", 21)):
+        recording = SOURCE_DIR / "examples" / "workshop" / f"{visit}_visit.recording"
+        made.environment["ORVAN_REPLAY"] = str(recording)
+        assert made.run(["-Mstorage", f"-E{RECORDED}"]).returncode == status
+    return made
+
+
+def visits_of(world):
+    """These runs as they would be, had they been made when the machine came, and there."""
+    documents = []
+    for log, day in zip(sorted((world.state_dir / "log").iterdir()), ("09-14", "10-12", "11-09")):
+        told = subprocess.run([HISTORY, "--json", "run", log], capture_output=True, check=True).stdout
+        times = {"start": f"2026-{day}T09:30:00.000Z", "end": f"2026-{day}T09:31:12.000Z"}
+        documents.append(json.loads(told) | times | {"machine": "workshop"})
+    return documents
+
+
+@pytest.fixture(scope="session")
+def pages(tmp_path_factory, visited):
     """The pages that are looked at in the browser, by name."""
     desk = Desk(tmp_path_factory.mktemp("pages"))
     made = {
@@ -67,6 +91,7 @@ def pages(tmp_path_factory):
         "healthy": [sample_runs.healthy()],
         "course": sample_runs.course(),
         "hostile": [sample_runs.hostile()],
+        "visits": visits_of(visited),
     }
     return {name: desk.page(runs, f"{name}.html") for name, runs in made.items()}
 

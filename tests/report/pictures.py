@@ -36,21 +36,22 @@ class Picture:
 
     @property
     def file(self):
-        return f"report-{self.name}.png"
+        return f"{self.name}.png"
 
 
 MAP = "figure:has(.map)"
 CURVE = ".test figure:has(.xy-graph)"
 TIMES = ".test figure:has(.histogram-graph)"
 PICTURES = (
-    Picture("verdict", "failing", 900, "light", ".top", ".overview"),
-    Picture("passed", "healthy", 420, "dark", ".top", ".next"),
-    Picture("map", "failing", 760, "light", MAP, MAP),
-    Picture("map-narrow", "failing", 360, "dark", MAP, MAP),
-    Picture("rates", "failing", 760, "light", CURVE, CURVE),
-    Picture("times", "failing", 760, "light", TIMES, TIMES),
-    Picture("times-dark", "failing", 760, "dark", TIMES, TIMES),
-    Picture("courses", "course", 900, "light", ".grid", ".grid"),
+    Picture("report", "visits", 1200, "light", ".top", ".courses .grid figure:nth-child(2)"),
+    Picture("report-verdict", "failing", 900, "light", ".top", ".overview"),
+    Picture("report-passed", "healthy", 420, "dark", ".top", ".next"),
+    Picture("report-map", "failing", 760, "light", MAP, MAP),
+    Picture("report-map-narrow", "failing", 360, "dark", MAP, MAP),
+    Picture("report-rates", "failing", 760, "light", CURVE, CURVE),
+    Picture("report-times", "failing", 760, "light", TIMES, TIMES),
+    Picture("report-times-dark", "failing", 760, "dark", TIMES, TIMES),
+    Picture("report-courses", "course", 900, "light", ".grid", ".grid"),
 )
 
 

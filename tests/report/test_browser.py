@@ -6,7 +6,7 @@ import subprocess
 
 import pytest
 
-NAMES = ("failing", "healthy", "course", "hostile")
+NAMES = ("failing", "healthy", "course", "hostile", "visits")
 WIDTHS = (320, 768, 1440, 3840)
 A4 = "pts (A4)"
 TAB = ("Tab", 9)

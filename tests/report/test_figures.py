@@ -78,6 +78,16 @@ def test_the_map_shows_bad_before_slow():
     assert figure.rows[0] == (f"1{SPACE}000", "2 sectors", "Linear Read Test: Unreadable ranges")
 
 
+def test_what_two_tests_found_is_one_place():
+    tests = [
+        sample_runs.test_of(key, key, series=[sample_runs.series("bad", "RANGES", points)])
+        for key, points in (("A", [[100, 8], [200, 1]]), ("B", [[96, 8], [103, 2], [300, 1]]))
+    ]
+    figure = surface.surface_map(list(run_of(sample_runs.run(tests), "it").tests))
+    assert figure.summary == "3 places with bad sectors, the first at LBA 96."
+    assert len(figure.rows) == 5
+
+
 def test_nothing_found_is_no_map():
     assert surface.surface_map(list(run_of(sample_runs.healthy(), "it").tests)) is None
 
@@ -116,6 +126,36 @@ def test_a_course_goes_over_the_runs_of_one_device():
         "temperature", "smart-5-reallocated-sectors", "power-on-hours", "slowest-answer"
     }  # fmt: skip
     assert course.unchanged == 1
+
+
+def test_what_wavers_is_drawn_when_it_is_much():
+    def runs_with(name, first, last):
+        documents = [sample_runs.weekly(0), sample_runs.weekly(1)]
+        for document, value in zip(documents, (first, last)):
+            test = sample_runs.test_of("T", "Test", measurements=[sample_runs.measurement(name, value)])
+            document["tests"] = [test]
+        return [run_of(document, "it") for document in documents]
+
+    def drawn(*values):
+        (course,) = courses.courses_of(runs_with(*values))
+        assert [one.name for one in course.changed] == [values[0]]
+        return len(course.figures)
+
+    assert drawn("read-rate", 100, 76) == 0
+    assert drawn("read-rate", 100, 74) == 1
+    assert drawn("pending-sectors", 100, 101) == 1
+    assert drawn("power-on-hours", 100, 300) == 0
+    assert drawn("smart-5-reallocated-sectors-value", 100, 30) == 0
+
+
+def test_one_thing_with_two_names_is_drawn_once():
+    documents = [sample_runs.weekly(number) for number in range(8)]
+    for document in documents:
+        first = document["tests"][0]["measurements"]
+        first.append(first[1] | {"name": "reallocated-sectors"})
+    (course,) = courses.courses_of([run_of(document, "it") for document in documents])
+    titles = [figure.title for figure in course.figures]
+    assert titles == ["Temperature", "SMART 5 reallocated sectors", "Slowest answer"]
 
 
 def test_a_device_that_was_tested_once_has_no_course():
@@ -165,6 +205,8 @@ def test_the_advice_is_that_of_the_handbook():
     ],
 )
 def test_the_advice_follows_from_the_words(verdict, words, begin):
-    test = sample_runs.test_of("T", "Test", verdict, words=[sample_runs.word(words)])
+    test = sample_runs.test_of(
+        "T", "Test", verdict, module="Storage", words=[sample_runs.word(words)]
+    )
     (one,) = advice.advice_of(run_of(sample_runs.run([test], verdict), "it"))
     assert one.text.startswith(begin)

@@ -58,6 +58,34 @@ def test_a_run_goes_by_its_name_and_by_its_log(world):
     assert named.stdout.decode() == page.replace(str(log), "./copy.jsonl")
 
 
+def test_a_failing_disk_becomes_a_page(visited):
+    page = page_of(visited, "last")
+    assert verdicts_in(page) == ["Passed", "Passed", "Passed", "Warning", "Failed", "Failed"]
+    assert "1 of 2 devices: Workshop Disk (sda). A fault was found." in page
+    advice = re.search(r'<ul class="advice">(.*?)</ul>', page, re.S)[1]
+    assert advice.count("<li>") == 2
+    assert "Copy the data now, other data first and these sectors last; then replace" in advice
+    assert "replace the disk when the number rises from run to run." in advice
+    (wide, narrow) = re.findall(r'<svg [^>]*class="chart map.*?</svg>', page, re.S)
+    # 13 sectors in three places, one of them found twice; the late place near sector 51,200.
+    assert "3 places with bad sectors" in wide and "1 slow answer," in wide
+    assert [wide.count(f'"cell {kind}"') for kind in ("bad", "slow", "calm")] == [3, 1, 476]
+    assert narrow.count('"cell slow"') == 1
+    assert page.count("xy-graph vertical") == 2 * 2 and page.count("histogram-graph") == 2 * 2
+
+
+def test_a_disk_that_gets_worse_has_a_course(visited):
+    page = page_of(visited, *sorted((visited.state_dir / "log").iterdir()))
+    course = re.search(r'<section class="courses".*?</section>', page, re.S)[0]
+    assert course.index("Workshop Disk") < course.index("QEMU NVMe Ctrl")
+    summaries = re.findall(r"<strong>([\w ]+)</strong>.*?<p class=\"summary\"[^>]*>(.*?)</p>", course, re.S)
+    told = {title: text.replace("\N{NARROW NO-BREAK SPACE}", " ") for title, text in summaries}
+    assert told["Temperature"] == "From 31 °C to 47 °C (+16 °C) over 3 runs."
+    assert told["Reallocated sectors"] == "From 0 to 184 (+184) over 3 runs."
+    assert told["Pending sectors"] == "From 0 to 13 (+13) over 3 runs."
+    assert "SMART 5 reallocated sectors" not in told
+
+
 def test_a_run_that_was_cut_is_said_to_be(world):
     log = only_log(world)
     text = log.read_bytes()

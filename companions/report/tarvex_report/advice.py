@@ -52,7 +52,7 @@ def _said(test: Test) -> str:
 def _text_of(test: Test) -> str:
     said = _said(test)
     for row in rows():
-        if row.module == test.module and any(words in said for words in row.words):
+        if row.module == test.module.lower() and any(words in said for words in row.words):
             return row.next
     return OTHERWISE[test.verdict]
 

@@ -4,16 +4,20 @@ import re
 from dataclasses import dataclass
 from datetime import datetime
 
-from . import scale, texts
+from . import scale, texts, verdicts
 from .figure import SIZES, Figure, Size
 from .plot import Axis, Plot, pictures
 from .run import Device, Measurement, Run, Test
 from .scale import Tick
-from .verdicts import Verdict, worst
+from .verdicts import Verdict
 
-MOST_PICTURES = 12  # of one device; the table has all that changed
+MOST_PICTURES = 8  # of one device; the table has all that changed
 UP_TICKS = 4
-DAY = 86400
+HOUR = 3600
+DAY = 24 * HOUR
+# Rates and times are a little different each time: a picture shows those that are much so.
+WAVERING = re.compile(r"rate$|slowest|percent$|median|ratio|inner-to-outer")
+MUCH = 0.25
 
 # What is drawn first: the sooner a name fits, the more it says of a device.
 INTERESTING = tuple(
@@ -81,6 +85,11 @@ class DeviceCourse:
     unchanged: int
     figures: tuple[Figure, ...]
 
+    @property
+    def verdict(self) -> Verdict:
+        """Of the newest run."""
+        return verdicts.worst(one for one in self.runs[-1][1] if one is not None)
+
 
 def _importance(course: Course) -> int:
     return next(place for place, rule in enumerate(INTERESTING) if rule.search(course.name))
@@ -88,12 +97,23 @@ def _importance(course: Course) -> int:
 
 def _is_drawn(course: Course) -> bool:
     has_times = len({one.run.start for one in course.seen if one.run.start}) > 1
-    is_drawable = scale.is_drawable(*(one.value for one in course.seen))
-    return has_times and is_drawable and not NOT_DRAWN.search(course.name)
+    values = [one.value for one in course.seen]
+    is_steady = max(values) - min(values) <= MUCH * max(map(abs, values))
+    if not has_times or not scale.is_drawable(*values) or NOT_DRAWN.search(course.name):
+        return False
+    return not (is_steady and WAVERING.search(course.name))
+
+
+def _drawn(courses: list[Course]) -> list[Course]:
+    """What matters most; what two names have in common is drawn once."""
+    found: dict[tuple[object, ...], Course] = {}
+    for course in filter(_is_drawn, courses):
+        found.setdefault((course.test, course.unit, *(one.value for one in course.seen)), course)
+    return list(found.values())[:MOST_PICTURES]
 
 
 def _label(time: datetime, span: float) -> str:
-    return time.strftime("%H:%M" if span < DAY else "%Y-%m-%d")
+    return time.strftime("%H:%M:%S" if span < HOUR else "%H:%M" if span < DAY else "%Y-%m-%d")
 
 
 def _time_axis(times: list[datetime], size: Size) -> Axis:
@@ -173,12 +193,12 @@ def _note(
         values[run.name] = Seen(run, one.value)
 
 
-def _verdicts(tests: list[Test], keys: list[str]) -> tuple[Verdict | None, ...]:
+def _verdicts_of(tests: list[Test], keys: list[str]) -> tuple[Verdict | None, ...]:
     """None: the test was not run."""
     found = []
     for key in keys:
         got = [test.verdict for test in tests if test.key == key]
-        found.append(worst(got) if got else None)
+        found.append(verdicts.worst(got) if got else None)
     return tuple(found)
 
 
@@ -189,19 +209,19 @@ def _device_course(device: Device, runs: list[Run]) -> DeviceCourse:
     names = {test.key: test.name for _, test in every}
     courses = _courses(every)
     changed = sorted((one for one in courses if one.has_changed), key=_importance)
-    drawn = [course for course in changed if _is_drawn(course)][:MOST_PICTURES]
     return DeviceCourse(
         device,
-        tuple((run, _verdicts(tests, list(names))) for run, tests in by_run),
+        tuple((run, _verdicts_of(tests, list(names))) for run, tests in by_run),
         tuple(names.values()),
         tuple(changed),
         len(courses) - len(changed),
-        tuple(map(_figure, drawn)),
+        tuple(map(_figure, _drawn(changed))),
     )
 
 
 def courses_of(runs: list[Run]) -> list[DeviceCourse]:
-    """Of each device that was tested in more than one of the runs, which are in order of time."""
+    """Of each device that was tested in more than one of the runs, which are in order of time; that
+    with the worst verdict first."""
     newest: dict[tuple[str, str], Device] = {}
     times: dict[tuple[str, str], int] = {}
     for run in runs:
@@ -210,4 +230,5 @@ def courses_of(runs: list[Run]) -> list[DeviceCourse]:
             times[key] = times.get(key, 0) + 1
         for device in run.devices:
             newest[device.module, device.key] = device
-    return [_device_course(newest[key], runs) for key, number in times.items() if number > 1]
+    found = [_device_course(newest[key], runs) for key, number in times.items() if number > 1]
+    return sorted(found, key=lambda course: verdicts.place(course.verdict))

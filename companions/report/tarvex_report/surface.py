@@ -114,19 +114,30 @@ def _picture(places: list[Place], low: float, high: float, size: Size, words: st
     return svg.picture(root, f"chart map {size.name}", words)
 
 
+def _firsts(places: list[Place], kind: str) -> list[float]:
+    """Where each place begins; what several tests found at one place counts once."""
+    firsts: list[float] = []
+    end = -scale.MOST
+    for place in places:
+        if place.kind == kind:
+            if place.first >= end:
+                firsts.append(place.first)
+            end = max(end, place.behind)
+    return firsts
+
+
 def _words(places: list[Place]) -> str:
-    bad = [place for place in places if place.kind == "bad"]
-    slow = [place for place in places if place.kind == "slow"]
+    bad, slow = _firsts(places, "bad"), _firsts(places, "slow")
     parts = []
     if bad:
         parts.append(
             f"{texts.counted(len(bad), 'place')} with bad sectors, the first at LBA"
-            f" {texts.grouped(bad[0].first)}"
+            f" {texts.grouped(bad[0])}"
         )
     if slow:
         parts.append(
             f"{texts.counted(len(slow), 'slow answer')}, the first at LBA"
-            f" {texts.grouped(slow[0].first)}"
+            f" {texts.grouped(slow[0])}"
         )
     return "; ".join(parts) + "."
 

@@ -32,9 +32,14 @@ def of(key: str) -> Verdict | None:
     return _BY_KEY.get(key)
 
 
+def place(verdict: Verdict) -> int:
+    """The less, the worse."""
+    return _PLACE[verdict]
+
+
 def worst(verdicts: Iterable[Verdict]) -> Verdict:
     """The one that counts of several; of none, that there was nothing to test."""
-    return min(verdicts, key=lambda verdict: _PLACE[verdict], default=NOT_APPLICABLE)
+    return min(verdicts, key=place, default=NOT_APPLICABLE)
 
 
 def counts(verdicts: Iterable[Verdict]) -> list[tuple[Verdict, int]]:
