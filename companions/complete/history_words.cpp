@@ -35,7 +35,8 @@ const CommandRow* CommandOf(const std::string& word) {
 
 // What the argument of an option is, by its name in the help.
 void OfferArgument(Answer& answer, const std::string& before, const OptionRow& row) {
-  const std::string_view kind = row.argument;
+  std::string_view kind = row.argument;
+  if (kind.starts_with('[')) kind = kind.substr(1, kind.size() - 2);
   if (kind == "FOLDER") OfferPaths(answer, before, PathKind::kFolder);
   if (kind == "FILE") OfferPaths(answer, before, PathKind::kFile);
 }

@@ -5,11 +5,10 @@
 #include <utility>
 
 #include "companions/history/index_file.h"
+#include "companions/history/options.h"
 
 namespace tarvex::history {
 namespace {
-
-constexpr std::string_view kLast = "last";
 
 ReadLog None(std::string why) {
   ReadLog read;
@@ -73,8 +72,10 @@ ReadLog Archive::FindLast() {
 }
 
 ReadLog Archive::Find(const std::string& wanted) {
-  if (wanted == kLast) return FindLast();
-  if (wanted.find('/') != std::string::npos) return ReadLogFile(wanted);
+  if (wanted == kLastRun) return FindLast();
+  if (wanted.find('/') != std::string::npos) {
+    return ReadLogFile(std::filesystem::absolute(wanted).lexically_normal().string());
+  }
   std::vector<LogPlace> logs = Logs();
   passedOver_.clear();  // what is wrong with others is not asked for
   const auto begins = [&wanted](const LogPlace& log) {

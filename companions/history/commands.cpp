@@ -1,13 +1,28 @@
 #include "companions/history/commands.h"
 
+#include <algorithm>
 #include <array>
+#include <iterator>
+#include <map>
+#include <utility>
 
+#include "companions/history/device_report.h"
+#include "companions/history/junit.h"
 #include "companions/history/list_report.h"
+#include "companions/history/prometheus.h"
 #include "companions/history/run_report.h"
+#include "companions/history/worse.h"
 #include "system/outside_text.h"
 
 namespace tarvex::history {
 namespace {
+
+Answer NotThere(std::string note) {
+  Answer answer;
+  answer.notes.push_back(std::move(note));
+  answer.status = kNotThere;
+  return answer;
+}
 
 Answer ListRuns(const Options& options, Archive& archive) {
   Answer answer;
@@ -19,11 +34,7 @@ Answer ListRuns(const Options& options, Archive& archive) {
 Answer ShowRun(const Options& options, Archive& archive) {
   Answer answer;
   const ReadLog read = archive.Find(options.operand);
-  if (!read.run) {
-    answer.notes.push_back(options.operand + ": " + read.why);
-    answer.status = kNotThere;
-    return answer;
-  }
+  if (!read.run) return NotThere(options.operand + ": " + read.why);
   answer.text = RunReport(*read.run, options.format);
   for (const std::string& fault : read.run->faults) {
     answer.notes.push_back(read.run->file + ": " + fault);
@@ -31,13 +42,107 @@ Answer ShowRun(const Options& options, Archive& archive) {
   return answer;
 }
 
+Answer ListDevices(const Options& options, Archive& archive) {
+  Answer answer;
+  answer.text = DevicesReport(archive.Index().Devices(), options.format);
+  return answer;
+}
+
+// The devices that are meant: by key, and where there is none by serial number, and then by name.
+std::vector<KnownDevice> DevicesCalled(const std::string& wanted, RunIndex& index) {
+  using Of = std::string (*)(const KnownDevice&);
+  constexpr std::array<Of, 3> kWays{[](const KnownDevice& one) { return one.device.key; },
+                                    [](const KnownDevice& one) { return one.device.serial; },
+                                    [](const KnownDevice& one) { return one.device.name; }};
+  std::vector<KnownDevice> devices = index.Devices();
+  for (const Of way : kWays) {
+    std::vector<KnownDevice> found;
+    std::copy_if(devices.begin(), devices.end(), std::back_inserter(found),
+                 [&](const KnownDevice& one) { return way(one) == wanted; });
+    if (!found.empty()) return found;
+  }
+  return {};
+}
+
+Answer ShowDevice(const Options& options, Archive& archive) {
+  const std::vector<KnownDevice> found = DevicesCalled(options.operand, archive.Index());
+  if (found.empty()) {
+    return NotThere(options.operand +
+                    ": no run has tested such a device; see tarvex-history devices");
+  }
+  if (found.size() > 1) {
+    return NotThere(options.operand + ": " + std::to_string(found.size()) +
+                    " devices are called so, " + found[0].device.key + " of " + found[0].machine +
+                    " and " + found[1].device.key + " of " + found[1].machine +
+                    " among them; name the key, or their logs by --logs");
+  }
+  Answer answer;
+  answer.text = CourseReport(archive.Index().RunsOf(found[0].identity), options.format);
+  return answer;
+}
+
+// Of each device; what none of them tested is not compared.
+constexpr std::int64_t kRunsCompared = 100;
+
+Answer ShowWorse(const Options& options, Archive& archive) {
+  const std::string wanted = options.operand.empty() ? kLastRun : options.operand;
+  const ReadLog read = archive.Find(wanted);
+  if (!read.run) return NotThere(wanted + ": " + read.why);
+  RunIndex& index = archive.Index();
+  std::vector<Worsening> all;
+  for (const DeviceRun& one : index.DevicesIn(read.run->file)) {
+    const std::string identity = IdentityOf(one.facts.device, one.run.machine);
+    const std::vector<DeviceRun> runs = index.LastRunsOf(identity, one.run.start, kRunsCompared);
+    for (std::size_t at = 0; at < runs.size(); ++at) {
+      if (runs[at].run.file != read.run->file) continue;
+      std::vector<Worsening> found = WhatGotWorse(runs, at);
+      std::move(found.begin(), found.end(), std::back_inserter(all));
+      break;
+    }
+  }
+  Answer answer;
+  answer.text = WorseReport(SummaryOf(*read.run), all, options.format);
+  return answer;
+}
+
+Answer ShowMetrics(Archive& archive) {
+  RunIndex& index = archive.Index();
+  std::map<std::string, RunSummary> last;  // by machine
+  for (RunSummary& run : index.Runs()) {
+    const std::string machine = run.machine;
+    last.try_emplace(machine, std::move(run));
+  }
+  std::vector<RunSummary> runs;
+  for (auto& [machine, run] : last) runs.push_back(std::move(run));
+  std::vector<DeviceRun> devices;
+  for (const KnownDevice& known : index.Devices()) {
+    std::vector<DeviceRun> newest = index.LastRunsOf(known.identity, known.lastStart, 1);
+    std::move(newest.begin(), newest.end(), std::back_inserter(devices));
+  }
+  Answer answer;
+  answer.text = PrometheusText(runs, devices);
+  return answer;
+}
+
+Answer ShowJunit(const std::string& wanted, Archive& archive) {
+  const ReadLog read = archive.Find(wanted);
+  if (!read.run) return NotThere(wanted + ": " + read.why);
+  Answer answer;
+  answer.text = JunitText(*read.run);
+  return answer;
+}
+
 struct Command {
   const char* word;
   Answer (*execute)(const Options&, Archive&);
 };
-constexpr std::array kCommands = {Command{"list", ListRuns}, Command{"run", ShowRun}};
+constexpr std::array kCommands = {Command{"list", ListRuns}, Command{"run", ShowRun},
+                                  Command{"devices", ListDevices}, Command{"device", ShowDevice},
+                                  Command{"worse", ShowWorse}};
 
 Answer ExecuteWith(const Options& options, Archive& archive) {
+  if (options.wantsMetrics) return ShowMetrics(archive);
+  if (!options.junitRun.empty()) return ShowJunit(options.junitRun, archive);
   for (const Command& command : kCommands) {
     if (options.command == command.word) return command.execute(options, archive);
   }

@@ -103,6 +103,12 @@ std::vector<DeviceFacts> FactsOf(const LoggedRun& run) {
   return all;
 }
 
+Verdict WorstOf(const std::vector<TestFacts>& tests) {
+  Verdict worst = Verdict::kNotApplicable;
+  for (const TestFacts& test : tests) worst = std::min(worst, test.verdict);
+  return worst;
+}
+
 std::string TextOfFacts(const std::vector<TestFacts>& tests) {
   return "{\"tests\":" + JsonList(tests, [](const TestFacts& test) { return TextOf(test); }) + '}';
 }

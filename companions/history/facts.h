@@ -36,6 +36,8 @@ struct DeviceFacts {
 // The devices of a run that were tested, in the run's order.
 std::vector<DeviceFacts> FactsOf(const LoggedRun& run);
 
+Verdict WorstOf(const std::vector<TestFacts>& tests);
+
 // The tests of one device as a text for the index, and back; none of a text that is none.
 std::string TextOfFacts(const std::vector<TestFacts>& tests);
 std::optional<std::vector<TestFacts>> FactsOfText(const std::string& text);

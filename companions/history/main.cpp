@@ -1,5 +1,6 @@
 // tarvex-history: shows what the logs of earlier runs tell.
-#include <cstdio>
+#include <cerrno>
+#include <cstring>
 #include <exception>
 #include <string>
 
@@ -8,6 +9,8 @@
 #include "companions/history/options.h"
 #include "os/descriptor_writer.h"
 #include "os/process_start.h"
+#include "os/replaced_file.h"
+#include "system/outside_text.h"
 
 namespace {
 
@@ -25,6 +28,15 @@ int Show(const std::string& text, int status) {
   return tarvex::history::kNotThere;
 }
 
+int Put(const std::string& path, const std::string& text, int status, bool isForAll) {
+  const mode_t mode = isForAll ? 0644 : 0666;
+  const int error = tarvex::ReplaceFile(path, text, mode, isForAll);
+  if (error == 0) return status;
+  Tell(tarvex::WithoutSteering(path) +
+       ": can't be written: " + (error == EEXIST ? "it is no regular file" : std::strerror(error)));
+  return tarvex::history::kNotThere;
+}
+
 int Run(int argc, char** argv) {
   using namespace tarvex::history;
   const ParsedOptions parsed = ParseOptions(argc, argv);
@@ -37,7 +49,11 @@ int Run(int argc, char** argv) {
   if (parsed.options.database) return LoadIntoDatabase(parsed.options, Tell);
   const Answer answer = Execute(parsed.options);
   for (const std::string& note : answer.notes) Tell(note);
-  return Show(answer.text, answer.status);
+  const bool goesToOthers = parsed.options.wantsMetrics && !parsed.options.metricsFile.empty();
+  const std::string& file = goesToOthers ? parsed.options.metricsFile : parsed.options.output;
+  if (file.empty() || answer.status != 0) return Show(answer.text, answer.status);
+  // Who collects metrics is another user.
+  return Put(file, answer.text, answer.status, goesToOthers);
 }
 
 }  // namespace

@@ -12,7 +12,7 @@
 namespace tarvex::history {
 namespace {
 
-constexpr std::size_t kColumn = 20;  // of the help, where the words begin
+constexpr std::size_t kColumn = 24;  // of the help, where the words begin
 
 constexpr std::array kOptions = {
     OptionRow{"text", 0, "", "for people to read (the standard)"},
@@ -23,6 +23,10 @@ constexpr std::array kOptions = {
     OptionRow{"state", 0, "FOLDER", "the state folder of the program"},
     OptionRow{"to", 0, "ADDRESS",
               "loads the runs into a fleet's database, postgresql://...; docs/fleet.md"},
+    OptionRow{"prometheus", 0, "[FILE]",
+              "the last runs as metrics; the file is replaced as a whole"},
+    OptionRow{"junit", 0, "[RUN]", "one run, or the last one, as build systems read it"},
+    OptionRow{"output", 'o', "FILE", "the answer goes there, and replaces what was there"},
     OptionRow{"help", 'h', "", "this help"},
     OptionRow{"version", 'V', "", "the version"},
 };
@@ -30,6 +34,9 @@ constexpr std::array kOptions = {
 constexpr std::array kCommands = {
     CommandRow{"list", "", "the runs, newest first; what is done when no command is given"},
     CommandRow{"run", "RUN", "one run: its tests, what they said and measured"},
+    CommandRow{"devices", "", "the devices that were tested, and how they are"},
+    CommandRow{"device", "DEVICE", "a device's course over its runs"},
+    CommandRow{"worse", "[RUN]", "what is worse in the run, or the last one, than before"},
 };
 
 const CommandRow* CommandOf(const std::string& word) {
@@ -37,6 +44,10 @@ const CommandRow* CommandOf(const std::string& word) {
       std::find_if(kCommands.begin(), kCommands.end(),
                    [&word](const CommandRow& row) { return word == row.word; });
   return found != kCommands.end() ? found : nullptr;
+}
+
+bool MayBeLeftOut(const OptionRow& row) {
+  return *row.argument == '[';
 }
 
 void Set(ParsedOptions& parsed, const std::string& name, const char* argument) {
@@ -49,12 +60,19 @@ void Set(ParsedOptions& parsed, const std::string& name, const char* argument) {
   if (name == "state") options.state = argument;
   if (name == "to") options.database = argument;
   if (name == "logs") options.logs.emplace_back(argument);
+  if (name == "prometheus") options.wantsMetrics = true;
+  if (name == "prometheus" && argument != nullptr) options.metricsFile = argument;
+  if (name == "junit") options.junitRun = argument != nullptr ? argument : kLastRun;
+  if (name == "output") options.output = argument;
 }
 
 std::vector<option> LongOptions() {
   std::vector<option> rows;
   for (const OptionRow& row : kOptions) {
-    rows.push_back({row.name, *row.argument != '\0' ? required_argument : no_argument, nullptr, 0});
+    const int takes = *row.argument == '\0' ? no_argument
+                      : MayBeLeftOut(row)   ? optional_argument
+                                            : required_argument;
+    rows.push_back({row.name, takes, nullptr, 0});
   }
   rows.push_back({nullptr, 0, nullptr, 0});
   return rows;
@@ -147,10 +165,13 @@ std::string HelpText() {
   for (const CommandRow& row : kCommands) {
     text += line(std::string(row.word) + (*row.operand != '\0' ? " " : "") + row.operand, row.help);
   }
-  text += "\nRUN is the path of a log, the beginning of a run's name, or \"last\".\n\nOptions:\n";
+  text +=
+      "\nRUN is the path of a log, the beginning of a run's name, or \"last\".\n"
+      "DEVICE is a key, a serial number or a name, as \"devices\" shows them.\n\nOptions:\n";
   for (const OptionRow& row : kOptions) {
     const std::string letter = row.letter != 0 ? std::string("-") + row.letter + ", " : "";
-    const std::string argument = *row.argument != '\0' ? " " + std::string(row.argument) : "";
+    std::string argument = *row.argument != '\0' ? " " + std::string(row.argument) : "";
+    if (MayBeLeftOut(row)) argument = "[=" + std::string(row.argument).substr(1);
     text += line(letter + "--" + row.name + argument, row.help);
   }
   return text +

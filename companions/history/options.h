@@ -9,6 +9,9 @@
 // tables here.
 namespace tarvex::history {
 
+// The word for the newest run.
+inline constexpr char kLastRun[] = "last";
+
 enum class Format { kText, kJson, kCsv };
 
 struct Options {
@@ -17,15 +20,21 @@ struct Options {
   std::vector<std::string> logs;        // folders with logs
   std::string command;                  // a row's word
   std::string operand;                  // empty when it has none
+  bool wantsMetrics = false;            // for Prometheus,
+  std::string metricsFile;              // into this file; empty: to standard output
+  std::string junitRun;                 // the run that is told in JUnit's format; empty: none
+  std::string output;                   // the file that the answer goes to; empty: standard output
   std::optional<std::string> database;  // the address of one to load the runs into
   bool wantsHelp = false;
   bool wantsVersion = false;
 };
 
 struct OptionRow {
-  const char* name;      // without its hyphens
-  char letter;           // or 0
-  const char* argument;  // what stands for it in the help; empty when it takes none
+  const char* name;  // without its hyphens
+  char letter;       // or 0
+  // What stands for it in the help; empty when it takes none, and "[...]" when it may be left out
+  // and is attached by "=".
+  const char* argument;
   const char* help;
 };
 struct CommandRow {

@@ -66,12 +66,6 @@ DeviceRun DeviceRunIn(const SqliteStatement& row) {
   return one;
 }
 
-Verdict WorstOf(const std::vector<TestFacts>& tests) {
-  Verdict worst = Verdict::kNotApplicable;
-  for (const TestFacts& test : tests) worst = std::min(worst, test.verdict);
-  return worst;
-}
-
 bool LiesIn(const std::string& path, const std::string& folder) {
   return path.size() > folder.size() && path.starts_with(folder) && path[folder.size()] == '/';
 }
@@ -205,15 +199,17 @@ std::vector<RunSummary> RunIndex::Runs() {
 
 namespace {
 
+constexpr char kDeviceTables[] =
+    "FROM device JOIN log ON log.id = device.log JOIN current ON current.log = log.id ";
+
 std::vector<DeviceRun> DeviceRuns(SqliteDatabase& database, const std::string& condition,
-                                  const std::string& value) {
+                                  std::initializer_list<SqliteStatement::Value> values) {
   std::vector<DeviceRun> runs;
-  SqliteStatement rows(database, (std::string("SELECT ") + kRunColumns + ", " + kDeviceColumns +
-                                  ", device.tests FROM device JOIN log ON log.id = device.log "
-                                  "JOIN current ON current.log = log.id WHERE " +
-                                  condition + " = ?1 ORDER BY log.start, log.run, device.id")
-                                     .c_str());
-  rows.Begin({value});
+  SqliteStatement rows(
+      database, (std::string("SELECT ") + kRunColumns + ", " + kDeviceColumns + ", device.tests " +
+                 kDeviceTables + "WHERE " + condition + " ORDER BY log.start, log.run, device.id")
+                    .c_str());
+  rows.Begin(values);
   while (rows.Next()) runs.push_back(DeviceRunIn(rows));
   return runs;
 }
@@ -221,11 +217,20 @@ std::vector<DeviceRun> DeviceRuns(SqliteDatabase& database, const std::string& c
 }  // namespace
 
 std::vector<DeviceRun> RunIndex::RunsOf(const std::string& identity) {
-  return DeviceRuns(*database_, "device.identity", identity);
+  return DeviceRuns(*database_, "device.identity = ?1", {identity});
+}
+
+std::vector<DeviceRun> RunIndex::LastRunsOf(const std::string& identity, const std::string& start,
+                                            std::int64_t most) {
+  return DeviceRuns(*database_,
+                    std::string("device.id IN (SELECT device.id ") + kDeviceTables +
+                        "WHERE device.identity = ?1 AND log.start <= ?2 "
+                        "ORDER BY log.start DESC, log.run DESC, device.id DESC LIMIT ?3)",
+                    {identity, start, most});
 }
 
 std::vector<DeviceRun> RunIndex::DevicesIn(const std::string& file) {
-  return DeviceRuns(*database_, "log.path", file);
+  return DeviceRuns(*database_, "log.path = ?1", {file});
 }
 
 std::vector<KnownDevice> RunIndex::Devices() {

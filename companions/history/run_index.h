@@ -61,6 +61,9 @@ class RunIndex {
   std::vector<RunSummary> Runs();
   // Of one device, oldest first.
   std::vector<DeviceRun> RunsOf(const std::string& identity);
+  // The newest of these, oldest first, of which the last began at that time or before.
+  std::vector<DeviceRun> LastRunsOf(const std::string& identity, const std::string& start,
+                                    std::int64_t most);
   // Of one run, by its file.
   std::vector<DeviceRun> DevicesIn(const std::string& file);
   std::vector<KnownDevice> Devices();

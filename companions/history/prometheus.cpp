@@ -1,0 +1,159 @@
+#include "companions/history/prometheus.h"
+
+#include <array>
+#include <cmath>
+#include <map>
+
+#include "companions/history/log_json.h"
+#include "service/log/json_text.h"
+
+namespace tarvex::history {
+namespace {
+
+// A measurement with a metric of its own, in Prometheus' base units. Others are
+// tarvex_device_measurement with their unit as a label. Names stay as they are: boards and alerts
+// are built on them.
+struct Row {
+  const char* measurement;
+  const char* unit;  // as the log has it
+  const char* metric;
+  double factor;
+  const char* help;
+};
+constexpr std::array kRows = {
+    Row{"temperature", "C", "tarvex_device_temperature_celsius", 1,
+        "Temperature that the device told."},
+    Row{"power-on-hours", "h", "tarvex_device_power_on_seconds", 3600,
+        "How long the device has been on in its life."},
+    Row{"percentage-used", "%", "tarvex_device_used_ratio", 0.01,
+        "Part of the device's promised life that is used; may be above 1."},
+    Row{"available-spare", "%", "tarvex_device_available_spare_ratio", 0.01,
+        "Part of the device's spare blocks that is left."},
+    Row{"reallocated-sectors", "", "tarvex_device_reallocated_sectors", 1,
+        "Sectors that the device replaced by spare ones."},
+    Row{"pending-sectors", "", "tarvex_device_pending_sectors", 1,
+        "Sectors that the device cannot read now."},
+    Row{"unreadable-sectors", "", "tarvex_device_unreadable_sectors", 1,
+        "Sectors that the test could not read."},
+    Row{"slow-answers", "", "tarvex_device_slow_answers", 1,
+        "Reads of the test that took longer than they may."},
+    Row{"slowest-answer", "s", "tarvex_device_slowest_answer_seconds", 1,
+        "The longest time that a read of the test took."},
+    Row{"read-rate", "B/s", "tarvex_device_read_bytes_per_second", 1,
+        "Rate at which the test read the device."},
+    Row{"write-rate", "B/s", "tarvex_device_write_bytes_per_second", 1,
+        "Rate at which the test wrote the device."},
+};
+constexpr char kOther[] = "tarvex_device_measurement";
+
+std::string LabelText(const std::string& text) {
+  std::string escaped;
+  for (const char byte : text) {
+    if (byte == '\\' || byte == '"') escaped += '\\';
+    escaped += byte;
+  }
+  return escaped;
+}
+
+class Labels {
+ public:
+  Labels& Add(const char* name, const std::string& value) {
+    text_ += (text_.empty() ? "" : ",") + std::string(name) + "=\"" + LabelText(value) + '"';
+    return *this;
+  }
+  const std::string& Text() const { return text_; }
+
+ private:
+  std::string text_;
+};
+
+struct Metric {
+  std::string help;
+  std::map<std::string, double> samples;  // by labels, each once
+};
+
+// All metrics by name, so that the samples of each stand together.
+class Page {
+ public:
+  void Add(const std::string& name, const std::string& help, const Labels& labels, double value) {
+    Metric& metric = metrics_[name];
+    metric.help = help;
+    metric.samples[labels.Text()] = value;
+  }
+
+  std::string Text() const {
+    std::string text;
+    for (const auto& [name, metric] : metrics_) {
+      text += "# HELP " + name + ' ' + metric.help + "\n# TYPE " + name + " gauge\n";
+      for (const auto& [labels, value] : metric.samples) {
+        text += name + '{' + labels + "} " + orvan::log::JsonNumber(value) + '\n';
+      }
+    }
+    return text;
+  }
+
+ private:
+  std::map<std::string, Metric> metrics_;
+};
+
+void AddTime(Page& page, const char* name, const char* help, const Labels& labels,
+             const std::string& time) {
+  if (const auto milliseconds = MillisecondsOf(time)) {
+    page.Add(name, help, labels, static_cast<double>(*milliseconds) / 1000);
+  }
+}
+
+void AddRun(Page& page, const RunSummary& run) {
+  const Labels machine = Labels().Add("machine", run.machine);
+  AddTime(page, "tarvex_last_run_start_timestamp_seconds", "When the last run began.", machine,
+          run.start);
+  AddTime(page, "tarvex_last_run_end_timestamp_seconds",
+          "When the last run ended; missing while it goes on, and when it did not end.", machine,
+          run.end);
+  for (std::size_t at = 0; at < kVerdicts; ++at) {
+    const auto verdict = static_cast<Verdict>(at);
+    page.Add("tarvex_last_run_verdict", "1 for the verdict of the last run, 0 for the others.",
+             Labels(machine).Add("verdict", WordOf(verdict)), run.verdict == verdict ? 1 : 0);
+    page.Add("tarvex_last_run_tests", "Tests of the last run that ended so.",
+             Labels(machine).Add("verdict", WordOf(verdict)),
+             static_cast<double>(run.counts.at(at)));
+  }
+}
+
+void AddValue(Page& page, const Labels& labels, const Value& value) {
+  for (const Row& row : kRows) {
+    if (value.name != row.measurement || value.unit != row.unit) continue;
+    page.Add(row.metric, row.help, labels, value.value * row.factor);
+    return;
+  }
+  page.Add(kOther, "What else a test measured of the device, in the unit of the label.",
+           Labels(labels).Add("name", value.name).Add("unit", value.unit), value.value);
+}
+
+void AddDevice(Page& page, const DeviceRun& one) {
+  const RunDevice& device = one.facts.device;
+  Labels known;
+  known.Add("machine", one.run.machine).Add("module", device.module).Add("key", device.key);
+  page.Add("tarvex_device_info", "1 for each device, with what it calls itself.",
+           Labels(known).Add("name", device.name).Add("serial", device.serial), 1);
+  AddTime(page, "tarvex_device_last_run_timestamp_seconds", "When the device was tested last.",
+          known, one.run.start);
+  for (const TestFacts& test : one.facts.tests) {
+    const Labels labels = Labels(known).Add("test", test.test);
+    page.Add("tarvex_test_verdict", "1 for the verdict of a device's test in its last run.",
+             Labels(labels).Add("verdict", WordOf(test.verdict)), 1);
+    for (const Value& value : test.values) AddValue(page, labels, value);
+  }
+}
+
+}  // namespace
+
+std::string PrometheusText(const std::vector<RunSummary>& lastRuns,
+                           const std::vector<DeviceRun>& devices) {
+  Page page;
+  for (const RunSummary& run : lastRuns) AddRun(page, run);
+  for (const DeviceRun& one : devices) AddDevice(page, one);
+  return page.Text();
+}
+
+}  // namespace tarvex::history

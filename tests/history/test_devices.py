@@ -1,0 +1,156 @@
+"""Devices over several runs: which there are, their course, and what got worse."""
+
+import csv
+import io
+
+import pytest
+from histories import answer, history
+from made_logs import disk, result_of, write_run
+
+HOUR = (100, "h")
+
+
+@pytest.fixture(name="state")
+def fixture_state(tmp_path):
+    """Three runs on disk A; the second one on disk B, too."""
+    log = tmp_path / "log"
+    disks = (disk(0), disk(1, "Disk B", "S-2"))
+    write_run(log, 0, [result_of("LINEAR_READ_TEST", read_rate=(5e8, "B/s"), unreadable_sectors=0)])
+    write_run(
+        log,
+        1,
+        [
+            result_of("SMART_STATUS_TEST", temperature=(30, "C"), power_on_hours=HOUR),
+            result_of("SMART_STATUS_TEST", on=1, temperature=(41, "C")),
+        ],
+        disks,
+    )
+    write_run(
+        log,
+        2,
+        [
+            result_of("SMART_STATUS_TEST", "warning", temperature=(31, "C"), power_on_hours=(101, "h")),
+            result_of(
+                "LINEAR_READ_TEST",
+                "failed",
+                bad=[(2048, 3)],
+                read_rate=(3.5e8, "B/s"),
+                unreadable_sectors=3,
+            ),
+        ],
+    )
+    return tmp_path
+
+
+def test_each_device_is_listed_once_as_its_last_run_found_it(state):
+    told = answer("devices", state=state)
+    assert told["schema"] == 1
+    assert [
+        (one["device"]["key"], one["machine"], one["verdict"], one["runs"], one["lastStart"])
+        for one in told["devices"]
+    ] == [
+        ("wwn-S-1", "workshop", "failed", 3, "2026-11-03T08:00:00.000Z"),
+        ("wwn-S-2", "workshop", "passed", 1, "2026-11-02T08:00:00.000Z"),
+    ]
+    lines = history("devices", state=state).stdout.decode().splitlines()
+    assert len(lines) == 3
+    assert lines[1].split() == [
+        *("Disk", "A", "S-1", "workshop", "2026-11-03", "08:00:00", "failed", "3", "wwn-S-1"),
+    ]
+
+
+@pytest.mark.parametrize("name", ["wwn-S-1", "S-1", "Disk A"])
+def test_a_devices_course_is_told_from_its_first_run_on(name, state):
+    told = answer("device", name, state=state)
+    assert told["device"] == {
+        "key": "wwn-S-1",
+        "name": "Disk A",
+        "serial": "S-1",
+        "place": "storage 0, pci-0000:00:17.0",
+        "module": "storage",
+    }
+    assert [run["start"][:10] for run in told["runs"]] == ["2026-11-01", "2026-11-02", "2026-11-03"]
+    assert [run["verdict"] for run in told["runs"]] == ["passed", "passed", "failed"]
+    last = told["runs"][2]
+    assert last["values"]["temperature"] == {"value": 31, "unit": "C", "test": "SMART_STATUS_TEST"}
+    assert last["values"]["unreadable-sectors"]["unit"] is None
+    assert [one["test"] for one in last["tests"]] == ["SMART_STATUS_TEST", "LINEAR_READ_TEST"]
+    assert last["tests"][1]["values"]["read-rate"] == {"value": 350000000, "unit": "B/s"}
+
+
+def test_the_course_in_csv_has_a_line_for_each_value(state):
+    text = history("device", "S-1", "--csv", state=state).stdout.decode()
+    rows = list(csv.DictReader(io.StringIO(text, newline="")))
+    assert len(rows) == 8
+    assert {row["key"] for row in rows} == {"wwn-S-1"}
+    assert [row["value"] for row in rows if row["measurement"] == "temperature"] == ["30", "31"]
+
+
+def test_the_course_for_people_has_the_runs_beside_each_other(state):
+    text = history("device", "S-1", state=state).stdout.decode()
+    assert text.startswith("Disk A (wwn-S-1), last at storage 0, pci-0000:00:17.0 of workshop\n3 runs\n")
+    rows = [line.split("  ") for line in text.splitlines()]
+    rows = [[cell.strip() for cell in row if cell.strip()] for row in rows]
+    assert ["Linear Read Test", "passed", "-", "failed"] in rows
+    assert ["read-rate", "500 MB/s", "-", "350 MB/s"] in rows
+
+
+def test_a_device_that_is_not_there_or_not_the_only_one_is_said(state):
+    told = history("device", "S-9", state=state)
+    assert (told.returncode, told.stdout) == (1, b"")
+    assert b"S-9: no run has tested such a device; see tarvex-history devices" in told.stderr
+    write_run(state / "log", 3, [result_of("T")], [disk(0, serial="S-7")])
+    told = history("device", "Disk A", state=state)
+    assert told.returncode == 1
+    assert b"2 devices are called so" in told.stderr
+
+
+def test_a_device_without_a_serial_number_is_another_one_on_another_machine(tmp_path):
+    for machine in ("one", "other"):
+        loop = disk(0, "Loop", serial="", key="file:/image")
+        write_run(tmp_path / "log", 0, [result_of("T")], [loop], machine)
+    assert [one["machine"] for one in answer("devices", state=tmp_path)["devices"]] == ["one", "other"]
+
+
+def test_what_got_worse_is_told_against_the_last_run_that_knew_it(state):
+    told = answer("worse", state=state)
+    assert told["run"].startswith("tarvex-20261103")
+    first, second = "tarvex-20261101T080000.000Z-4719", "tarvex-20261102T080000.000Z-4719"
+    assert [
+        (one["test"], one["what"], one["name"], one["before"], one["after"], one["runBefore"])
+        for one in told["worse"]
+    ] == [
+        ("SMART_STATUS_TEST", "verdict", None, "passed", "warning", second),
+        ("LINEAR_READ_TEST", "verdict", None, "passed", "failed", first),
+        ("LINEAR_READ_TEST", "value", "read-rate", "500 MB/s", "350 MB/s", first),
+        ("LINEAR_READ_TEST", "value", "unreadable-sectors", "0", "3", first),
+        ("LINEAR_READ_TEST", "sectors", None, None, "3 at new places, from LBA 2048", first),
+    ]
+    assert told["worse"][2]["valueBefore"] == 5e8
+    text = history("worse", state=state).stdout.decode()
+    assert len(text.splitlines()) == 6
+
+
+def test_what_got_worse_in_an_earlier_run_does_not_know_later_ones(state):
+    assert answer("worse", "tarvex-20261102", state=state)["worse"] == []
+    text = history("worse", "tarvex-20261102", state=state).stdout.decode()
+    assert text == "Nothing is worse in tarvex-20261102T080000.000Z-4719 than it was before.\n"
+
+
+def test_bad_sectors_that_were_known_are_not_new(state):
+    same = result_of("LINEAR_READ_TEST", "failed", bad=[(2049, 1)], unreadable_sectors=3)
+    write_run(state / "log", 3, [same])
+    assert answer("worse", state=state)["worse"] == []
+    other = result_of("LINEAR_READ_TEST", "failed", bad=[(2049, 1), (9000, 2)], unreadable_sectors=3)
+    write_run(state / "log", 4, [other])
+    (one,) = answer("worse", state=state)["worse"]
+    assert (one["what"], one["valueAfter"]) == ("sectors", 2)
+
+
+def test_verdicts_that_say_nothing_of_the_hardware_are_not_compared(state):
+    for day, verdict in enumerate(["canceled", "invalid", "not applicable"], 3):
+        write_run(state / "log", day, [result_of("SMART_STATUS_TEST", verdict)])
+        assert answer("worse", state=state)["worse"] == []
+    write_run(state / "log", 9, [result_of("SMART_STATUS_TEST", "failed")])
+    (one,) = answer("worse", state=state)["worse"]
+    assert (one["before"], one["after"]) == ("warning", "failed")

@@ -1,0 +1,171 @@
+"""What other software reads: metrics for Prometheus, JUnit's XML, and files that are replaced."""
+
+import os
+import re
+import stat
+from xml.etree import ElementTree
+
+import pytest
+from histories import history
+from made_logs import disk, result_of, write_run
+from prometheus_client.parser import text_string_to_metric_families
+
+# Source: Prometheus, "Data model" and "Metric and label naming".
+NAME = re.compile(r"tarvex_[a-z][a-z_]*[a-z]")
+ODD = 'Disk "A" \\ <b>&'
+
+
+@pytest.fixture(name="state")
+def fixture_state(tmp_path):
+    log = tmp_path / "log"
+    disks = (disk(0, ODD), disk(1, "Disk B", "S-2"))
+    write_run(log, 0, [result_of("SMART_STATUS_TEST", on=1, temperature=(55, "C"))], disks)
+    write_run(
+        log,
+        1,
+        [
+            result_of("SMART_STATUS_TEST", temperature=(31, "C"), power_on_hours=(2, "h"), odd=7),
+            result_of("LINEAR_READ_TEST", "failed", read_rate=(3e8, "B/s"), unreadable_sectors=3),
+            result_of("RANDOM_READ_TEST", "invalid"),
+            result_of("FUNNEL_READ_TEST", "canceled"),
+            result_of("WRITE_TEST", "not applicable"),
+            result_of("PERFORMANCE_READ_TEST", "warning"),
+        ],
+        disks,
+    )
+    return tmp_path
+
+
+def families(text):
+    return {family.name: family for family in text_string_to_metric_families(text)}
+
+
+def test_metrics_keep_the_format_and_have_help_and_type(state):
+    text = history("--prometheus", state=state).stdout.decode()
+    found = families(text)
+    assert found
+    for name, family in found.items():
+        assert NAME.fullmatch(name)
+        assert family.documentation.endswith(".")
+        assert family.type == "gauge"
+        labels = [tuple(sorted(sample.labels.items())) for sample in family.samples]
+        assert len(labels) == len(set(labels))
+    # Each metric's lines stand together, behind its help and type.
+    assert [line.split()[2] for line in text.splitlines() if line.startswith("# TYPE")] == sorted(found)
+    assert text.endswith("\n")
+
+
+def value(found, metric, **labels):
+    (sample,) = [
+        sample for sample in found[metric].samples if labels.items() <= sample.labels.items()
+    ]
+    return sample.value
+
+
+def test_metrics_tell_the_last_run_of_each_machine_and_device(state):
+    found = families(history("--prometheus", state=state).stdout.decode())
+    assert value(found, "tarvex_last_run_verdict", machine="workshop", verdict="failed") == 1
+    assert value(found, "tarvex_last_run_verdict", machine="workshop", verdict="passed") == 0
+    assert value(found, "tarvex_last_run_tests", verdict="canceled") == 1
+    assert value(found, "tarvex_last_run_start_timestamp_seconds") == 1793606400
+    assert value(found, "tarvex_device_info", key="wwn-S-1", name=ODD, serial="S-1") == 1
+    assert value(found, "tarvex_device_temperature_celsius", key="wwn-S-1") == 31
+    assert value(found, "tarvex_device_temperature_celsius", key="wwn-S-2") == 55
+    assert value(found, "tarvex_device_power_on_seconds", key="wwn-S-1") == 7200
+    assert value(found, "tarvex_device_read_bytes_per_second", test="LINEAR_READ_TEST") == 3e8
+    assert value(found, "tarvex_device_unreadable_sectors", test="LINEAR_READ_TEST") == 3
+    assert value(found, "tarvex_device_measurement", name="odd", unit="") == 7
+    assert value(found, "tarvex_test_verdict", test="LINEAR_READ_TEST") == 1
+    verdict = {"test": "LINEAR_READ_TEST", "verdict": "failed", "key": "wwn-S-1"}
+    assert value(found, "tarvex_test_verdict", **verdict) == 1
+
+
+def test_metrics_of_no_run_are_none(tmp_path):
+    (tmp_path / "log").mkdir()
+    told = history("--prometheus", state=tmp_path)
+    assert (told.returncode, told.stdout, told.stderr) == (0, b"", b"")
+
+
+def test_the_collectors_file_is_replaced_as_a_whole_and_readable_by_all(state, tmp_path):
+    folder = tmp_path / "textfile"
+    folder.mkdir()
+    path = folder / "tarvex.prom"
+    path.write_text("old", encoding="ascii")
+    before = open(path, encoding="ascii")
+    umask = os.umask(0o077)
+    try:
+        told = history(f"--prometheus={path}", state=state)
+    finally:
+        os.umask(umask)
+    assert (told.returncode, told.stdout, told.stderr) == (0, b"", b"")
+    assert "tarvex_last_run_verdict" in path.read_text(encoding="ascii")
+    assert before.read() == "old"
+    before.close()
+    assert stat.S_IMODE(path.stat().st_mode) == 0o644
+    assert os.listdir(folder) == ["tarvex.prom"]
+
+
+def test_a_place_that_is_no_files_is_not_written(state, tmp_path):
+    for place, reason in (
+        ("/dev/null", "it is no regular file"),
+        (tmp_path / "none" / "x", "No such file or directory"),
+        (f"{tmp_path}/", "Is a directory"),
+    ):
+        told = history("list", "-o", place, state=state)
+        assert (told.returncode, told.stdout) == (1, b"")
+        assert told.stderr == f"tarvex-history: {place}: can't be written: {reason}\n".encode()
+    assert stat.S_ISCHR(os.stat("/dev/null").st_mode)
+
+
+def test_an_answer_goes_into_a_file_where_one_is_named(state, tmp_path):
+    out = tmp_path / "out.json"
+    told = history("list", "--json", "-o", out, state=state)
+    assert (told.returncode, told.stdout) == (0, b"")
+    assert out.read_bytes() == history("list", "--json", state=state).stdout
+
+
+def test_nothing_is_replaced_when_there_is_no_answer(state, tmp_path):
+    out = tmp_path / "out.xml"
+    out.write_text("old", encoding="ascii")
+    assert history("--junit=none", "-o", out, state=state).returncode == 1
+    assert out.read_text(encoding="ascii") == "old"
+
+
+def test_junit_tells_each_test_in_its_kind(state):
+    told = history("--junit", state=state)
+    assert (told.returncode, told.stderr) == (0, b"")
+    root = ElementTree.fromstring(told.stdout.decode())
+    assert root.tag == "testsuites"
+    assert {key: root.get(key) for key in ("tests", "failures", "errors")} == {
+        "tests": "6",
+        "failures": "1",
+        "errors": "1",
+    }
+    (suite,) = root.findall("testsuite")
+    assert suite.get("name") == f"storage: {ODD} S-1"
+    assert (suite.get("skipped"), suite.get("hostname")) == ("2", "workshop")
+    assert suite.get("timestamp") == "2026-11-02T08:00:00"
+    cases = {case.get("name"): case for case in suite.findall("testcase")}
+    kinds = {
+        name: [child.tag for child in case if child.tag != "system-out"]
+        for name, case in cases.items()
+    }
+    assert kinds == {
+        "Smart Status Test": [],
+        "Linear Read Test": ["failure"],
+        "Random Read Test": ["error"],
+        "Funnel Read Test": ["skipped"],
+        "Write Test": ["skipped"],
+        "Performance Read Test": [],
+    }
+    assert cases["Linear Read Test"].find("failure").get("message") == 'bad <sector> & "more"\ufffd'
+    assert cases["Random Read Test"].find("error").get("message") == "the disk is busy"
+    assert cases["Performance Read Test"].find("system-out").text.startswith("warning\n")
+    assert {case.get("classname") for case in cases.values()} == {"storage.QUICK_TEST"}
+    assert all(re.fullmatch(r"\d+(\.\d+)?", case.get("time")) for case in cases.values())
+
+
+def test_junit_of_a_named_run(state):
+    root = ElementTree.fromstring(history("--junit=tarvex-20261101", state=state).stdout)
+    assert root.get("name").startswith("tarvex-20261101")
+    assert root.get("failures") == "0"
