@@ -8,7 +8,7 @@
 #include <span>
 
 #include "companions/complete/answer.h"
-#include "companions/complete/history_words.h"
+#include "companions/complete/companion_words.h"
 #include "companions/complete/installed.h"
 #include "companions/complete/program_words.h"
 #include "companions/complete/typed_line.h"
@@ -28,7 +28,8 @@ struct Program {
   void (*offer)(Answer& answer, const std::vector<std::string>& words);
 };
 constexpr std::array kPrograms{Program{"TarvexDiagnosticsCLI", OfferDiagnosticsProgram},
-                               Program{"tarvex-history", OfferHistoryWords}};
+                               Program{"tarvex-history", OfferHistoryWords},
+                               Program{"tarvex-report", OfferReportWords}};
 
 // `words` end with the one in hand.
 std::vector<Candidate> CandidatesFor(std::vector<std::string> words) {

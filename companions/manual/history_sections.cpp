@@ -16,7 +16,12 @@ std::string Commands(std::map<std::string, Note>& notes) {
   std::string text = ".Bl -tag -width Ds\n";
   for (const history::CommandRow& row : history::CommandRows()) {
     text += ".It Cm " + Argument(row.word);
-    if (*row.operand != '\0') text += " Ar " + Argument(row.operand);
+    const std::string operand = row.operand;
+    if (operand.starts_with('[')) {
+      text += " Op Ar " + Argument(operand.substr(1, operand.size() - 2));
+    } else if (!operand.empty()) {
+      text += " Ar " + Argument(operand);
+    }
     text += "\n" + TextLines(Sentence(row.help)) + NoteOf(notes, row.word);
   }
   return text + ".El\n";
@@ -28,7 +33,12 @@ std::string Options(std::map<std::string, Note>& notes) {
     text += ".It";
     if (row.letter != 0) text += std::string(" Fl ") + row.letter + " ,";
     text += " Fl " + Argument(std::string("-") + row.name);
-    if (*row.argument != '\0') text += " Ns = Ns Ar " + Argument(row.argument);
+    const std::string argument = row.argument;
+    if (argument.starts_with('[')) {
+      text += " Ns Op = Ns Ar " + Argument(argument.substr(1, argument.size() - 2));
+    } else if (!argument.empty()) {
+      text += " Ns = Ns Ar " + Argument(argument);
+    }
     text += "\n" + TextLines(Sentence(row.help)) + NoteOf(notes, row.name);
   }
   return text + ".El\n";

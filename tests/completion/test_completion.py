@@ -2,6 +2,7 @@
 
 import json
 import os
+import sys
 import time
 
 import pytest
@@ -80,6 +81,8 @@ def test_tab_completes_the_other_programs(kind, tmp_path):
     with Shell(kind, world) as shell:
         run = shell.line_after(f"tarvex-history --js{TAB}run tar{TAB}")
         assert run == "tarvex-history --json run tarvex-20261121T080000.000Z-4711 "
+        report = shell.line_after(f"\x15tarvex-report la{TAB}--outp{TAB}")
+        assert report == "tarvex-report last --output="
 
 
 def test_tab_completes_inside_quotes(kind, tmp_path):
@@ -165,6 +168,20 @@ def complete(world, *words):
     assert run.stderr == b""
     assert run.returncode == 0
     return [line.split("\t")[0] for line in run.stdout.decode().splitlines()]
+
+
+def test_words_of_the_report_are_those_of_its_parser(tmp_path):
+    sys.path.insert(0, str(SOURCE_DIR / "companions/report"))
+    from tarvex_report import command_line
+
+    wanted = {}
+    for action in command_line.parser("1")._actions:  # argparse has no other list of them
+        for string in action.option_strings:
+            long_with_text = action.nargs is None and string.startswith("--")
+            wanted[string + ("=" if long_with_text else "")] = action.help
+    assert "--output=" in wanted
+    run = World(tmp_path).run(["1", "tarvex-report", "-"], program=COMPLETER)
+    assert dict(line.split("\t") for line in run.stdout.decode().splitlines()) == wanted
 
 
 @NEEDS_ROOT

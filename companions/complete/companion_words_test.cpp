@@ -1,4 +1,4 @@
-#include "companions/complete/history_words.h"
+#include "companions/complete/companion_words.h"
 
 #include <gtest/gtest.h>
 
@@ -17,7 +17,7 @@ Words Offered(const std::string& line) {
   Words words = SplitLine(line).words;
   Answer answer(words.back());
   words.pop_back();
-  OfferHistoryWords(answer, words);
+  (words.front() == "tarvex-report" ? OfferReportWords : OfferHistoryWords)(answer, words);
   Words offered;
   for (const Candidate& candidate : answer.candidates()) offered.push_back(candidate.text);
   return offered;
@@ -28,7 +28,7 @@ bool Offers(const std::string& line, const std::string& word) {
   return std::find(words.begin(), words.end(), word) != words.end();
 }
 
-TEST(HistoryWordsTest, OffersEachCommandAndOptionOfTheTables) {
+TEST(CompanionWordsTest, OffersEachCommandAndOptionOfTheTables) {
   for (const history::CommandRow& row : history::CommandRows()) {
     EXPECT_TRUE(Offers("tarvex-history ", row.word)) << row.word;
   }
@@ -40,11 +40,11 @@ TEST(HistoryWordsTest, OffersEachCommandAndOptionOfTheTables) {
   }
 }
 
-TEST(HistoryWordsTest, OffersNoCommandBehindOne) {
+TEST(CompanionWordsTest, OffersNoCommandBehindOne) {
   EXPECT_FALSE(Offers("tarvex-history list ", "run"));
 }
 
-TEST(HistoryWordsTest, OffersTheRunsThatLeftALogTheLatestFirst) {
+TEST(CompanionWordsTest, OffersTheRunsThatLeftALogTheLatestFirst) {
   const TestFolder folder;
   std::filesystem::create_directory(folder / "log");
   for (const char* name : {"tarvex-1.jsonl", "tarvex-2.jsonl", "odd name.jsonl", "other.txt"}) {
@@ -55,7 +55,18 @@ TEST(HistoryWordsTest, OffersTheRunsThatLeftALogTheLatestFirst) {
   EXPECT_EQ(Offered("tarvex-history --json run l"), Words{"last"});
 }
 
-TEST(HistoryWordsTest, OffersFoldersWhereAnOptionTakesOne) {
+TEST(CompanionWordsTest, OffersRunsForAReportAndWhatItTakes) {
+  const TestFolder folder;
+  std::filesystem::create_directory(folder / "log");
+  folder.Write("log/tarvex-1.jsonl", "{}");
+  const TestVariable state("TARVEX_STATE_DIR", folder.Path());
+  EXPECT_EQ(Offered("tarvex-report last t"), Words{"tarvex-1"});
+  EXPECT_EQ(Offered("tarvex-report --o"), Words{"--output="});
+  EXPECT_EQ(Offered("tarvex-report last -o "), Words{"/"});
+  EXPECT_TRUE(Offers("tarvex-report /et", "/etc/"));
+}
+
+TEST(CompanionWordsTest, OffersFoldersWhereAnOptionTakesOne) {
   EXPECT_EQ(Offered("tarvex-history --logs "), Words{"/"});
   EXPECT_EQ(Offered("tarvex-history --logs="), Words{"--logs=/"});
   EXPECT_TRUE(Offers("tarvex-history --state /", "/etc/"));

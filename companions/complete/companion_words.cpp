@@ -1,0 +1,132 @@
+#include "companions/complete/companion_words.h"
+
+#include <algorithm>
+#include <array>
+#include <filesystem>
+#include <functional>
+#include <span>
+#include <string_view>
+
+#include "companions/complete/path_words.h"
+#include "companions/history/options.h"
+#include "system/folders.h"
+
+namespace tarvex::complete {
+namespace {
+
+namespace fs = std::filesystem;
+using history::CommandRow;
+using history::OptionRow;
+
+constexpr std::string_view kLogEnd = ".jsonl";
+
+// The program itself is written in Python, and a test compares these with its own.
+constexpr std::array kReportOptions{
+    OptionRow{"help", 'h', "", "show this help message and exit"},
+    OptionRow{"output", 'o', "FILE",
+              "the page; a file of that name is replaced, \"-\" is standard output"},
+    OptionRow{"logs", 0, "FOLDER", "where the logs lie; repeatable"},
+    OptionRow{"state", 0, "FOLDER", "the state folder, for /var/lib/tarvex"},
+    OptionRow{"version", 0, "", "show program's version number and exit"}};
+
+bool TakesText(const OptionRow& row) {
+  return *row.argument != '\0';
+}
+bool MayStandAlone(const OptionRow& row) {
+  return !TakesText(row) || *row.argument == '[';
+}
+
+// The latest first, as they are named by the time at which they began.
+void OfferRuns(Answer& answer, const std::string& before) {
+  answer.Offer(before + "last", "the latest run");
+  std::vector<std::string> names;
+  std::error_code fault;
+  for (fs::directory_iterator entry(StateFolder() + "/log", fault), end; !fault && entry != end;
+       entry.increment(fault)) {
+    const std::string name = entry->path().filename().string();
+    if (!name.ends_with(kLogEnd)) continue;
+    const std::string run = name.substr(0, name.size() - kLogEnd.size());
+    if (IsPlainName(run)) names.push_back(run);
+  }
+  std::sort(names.begin(), names.end(), std::greater<>());
+  for (const std::string& name : names) answer.Offer(before + name);
+  if (answer.typed().size() > before.size()) OfferPaths(answer, before, PathKind::kFile);
+}
+
+// `kind` is the word of the help for it, such as "FILE" or "[FILE]".
+void OfferArgument(Answer& answer, const std::string& before, std::string_view kind) {
+  const auto is = [kind](std::string_view one) { return kind.find(one) != std::string_view::npos; };
+  if (is("FOLDER")) OfferPaths(answer, before, PathKind::kFolder);
+  if (is("FILE")) OfferPaths(answer, before, PathKind::kFile);
+  if (is("RUN")) OfferRuns(answer, before);
+}
+
+// A line of one program.
+class CompanionWords {
+ public:
+  CompanionWords(Answer& answer, std::span<const OptionRow> options,
+                 std::span<const CommandRow> commands, std::string_view operand)
+      : answer_(answer), options_(options), commands_(commands), operand_(operand) {}
+
+  void Run(const std::vector<std::string>& words) {
+    const OptionRow* previous = words.size() > 1 ? OptionOf(words.back()) : nullptr;
+    if (previous != nullptr && !MayStandAlone(*previous)) {
+      OfferArgument(answer_, "", previous->argument);
+      return;
+    }
+    const std::string& typed = answer_.typed();
+    const std::size_t equals = typed.find('=');
+    if (typed.starts_with("--") && equals != std::string::npos) {
+      const OptionRow* row = OptionOf(typed.substr(0, equals));
+      if (row != nullptr) OfferArgument(answer_, typed.substr(0, equals + 1), row->argument);
+      return;
+    }
+    OfferOperands(words);
+    if (typed.starts_with('-') || typed.empty()) OfferOptions();
+  }
+
+ private:
+  const OptionRow* OptionOf(std::string_view word) const {
+    for (const OptionRow& row : options_) {
+      if (word == std::string("--") + row.name) return &row;
+      if (row.letter != 0 && word == std::string("-") + row.letter) return &row;
+    }
+    return nullptr;
+  }
+
+  void OfferOperands(const std::vector<std::string>& words) {
+    if (commands_.empty()) return OfferArgument(answer_, "", operand_);
+    for (std::size_t i = 1; i < words.size(); ++i) {
+      for (const CommandRow& row : commands_) {
+        if (words[i] == row.word) return OfferArgument(answer_, "", row.operand);
+      }
+    }
+    for (const CommandRow& row : commands_) answer_.Offer(row.word, row.help);
+  }
+
+  void OfferOptions() {
+    for (const OptionRow& row : options_) {
+      if (row.letter != 0) answer_.Offer(std::string("-") + row.letter, row.help);
+      const std::string name = std::string("--") + row.name;
+      if (MayStandAlone(row)) answer_.Offer(name, row.help);
+      if (TakesText(row)) answer_.Offer(name + "=", row.help);
+    }
+  }
+
+  Answer& answer_;
+  const std::span<const OptionRow> options_;
+  const std::span<const CommandRow> commands_;
+  const std::string_view operand_;  // where there are no commands
+};
+
+}  // namespace
+
+void OfferHistoryWords(Answer& answer, const std::vector<std::string>& words) {
+  CompanionWords(answer, history::OptionRows(), history::CommandRows(), "").Run(words);
+}
+
+void OfferReportWords(Answer& answer, const std::vector<std::string>& words) {
+  CompanionWords(answer, kReportOptions, {}, "RUN").Run(words);
+}
+
+}  // namespace tarvex::complete
