@@ -2,12 +2,14 @@
 
 #include <algorithm>
 #include <array>
+#include <exception>
 #include <filesystem>
 #include <functional>
 #include <span>
 #include <string_view>
 
 #include "companions/complete/path_words.h"
+#include "companions/history/archive.h"
 #include "companions/history/options.h"
 #include "system/folders.h"
 
@@ -53,12 +55,28 @@ void OfferRuns(Answer& answer, const std::string& before) {
   if (answer.typed().size() > before.size()) OfferPaths(answer, before, PathKind::kFile);
 }
 
+// The devices that the logs know, by their serial numbers, or else by their keys.
+void OfferKnownDevices(Answer& answer, const std::string& before) {
+  const std::string state = StateFolder();
+  try {
+    history::Archive archive(state, {state + "/log"});
+    for (const history::KnownDevice& known : archive.Index().Devices()) {
+      const history::RunDevice& device = known.device;
+      const std::string& name = IsPlainName(device.serial) ? device.serial : device.key;
+      if (IsPlainName(name)) answer.Offer(before + name, device.name);
+    }
+  } catch (const std::exception&) {
+    // Then there is no list of them, and the program itself says why.
+  }
+}
+
 // `kind` is the word of the help for it, such as "FILE" or "[FILE]".
 void OfferArgument(Answer& answer, const std::string& before, std::string_view kind) {
   const auto is = [kind](std::string_view one) { return kind.find(one) != std::string_view::npos; };
   if (is("FOLDER")) OfferPaths(answer, before, PathKind::kFolder);
   if (is("FILE")) OfferPaths(answer, before, PathKind::kFile);
   if (is("RUN")) OfferRuns(answer, before);
+  if (is("DEVICE")) OfferKnownDevices(answer, before);
 }
 
 // A line of one program.

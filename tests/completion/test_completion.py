@@ -170,6 +170,19 @@ def complete(world, *words):
     return [line.split("\t")[0] for line in run.stdout.decode().splitlines()]
 
 
+@NEEDS_ROOT
+def test_tab_completes_devices_of_earlier_runs(tmp_path):
+    tests = [{"name": "READ_TEST", "option": "r", "longName": "read", "key": {"identifier": 7}}]
+    device = {"id": "0", "name": "Fast One"}
+    device["entries"] = [{"label": "SERIAL_NUMBER", "value": "SN-4711"}]
+    module = {"name": "storage", "diagnostics": [diagnostic("Q", "quick", tests)]}
+    module["devices"] = [device]
+    world = World(tmp_path, scenario_of(tmp_path, [module]))
+    assert world.run(["-Mstorage", "-Q"]).returncode == 0
+    run = world.run(["2", "tarvex-history", "device", "SN"], program=COMPLETER)
+    assert run.stdout.decode().split() == ["SN-4711", "Fast", "One"]
+
+
 def test_words_of_the_report_are_those_of_its_parser(tmp_path):
     sys.path.insert(0, str(SOURCE_DIR / "companions/report"))
     from tarvex_report import command_line
