@@ -2,7 +2,7 @@
 # Builds the program as it is shipped and prints its figures beside those of its peers.
 #
 #   bench/run.sh                 everything; takes some minutes
-#   bench/run.sh startup ...     only these: startup idle_cpu worker many_tests run_all records recover linear_read smart fleet views
+#   bench/run.sh startup ...     only these: startup idle_cpu worker many_tests run_all records recover linear_read smart fleet history views
 #
 # The exit status is 0 only when every figure keeps its limit. Run it on a machine that does
 # nothing else, as root (the linear read needs a loop device).
@@ -22,7 +22,7 @@ if ! {
     exit 1
 fi
 
-[ $# -gt 0 ] || set -- startup idle_cpu worker many_tests run_all records recover linear_read smart fleet views
+[ $# -gt 0 ] || set -- startup idle_cpu worker many_tests run_all records recover linear_read smart fleet history views
 status=0
 for name in "$@"; do
     case "$name" in

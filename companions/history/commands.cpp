@@ -4,12 +4,14 @@
 #include <array>
 #include <iterator>
 #include <map>
+#include <stdexcept>
 #include <utility>
 
 #include "companions/history/device_report.h"
 #include "companions/history/junit.h"
 #include "companions/history/list_report.h"
 #include "companions/history/prometheus.h"
+#include "companions/history/records.h"
 #include "companions/history/run_report.h"
 #include "companions/history/worse.h"
 #include "system/outside_text.h"
@@ -105,6 +107,17 @@ Answer ShowWorse(const Options& options, Archive& archive) {
   return answer;
 }
 
+Answer ListRecords(const Options& options, Archive& archive) {
+  const std::vector<RunSummary> runs = archive.Index().Runs();
+  Answer answer;
+  try {
+    answer.text = RecordsReport(RecordsIn(options.state, runs), options.format);
+  } catch (const StoreError& error) {
+    return NotThere(options.state + "/records.db: " + error.what());
+  }
+  return answer;
+}
+
 Answer ShowMetrics(Archive& archive) {
   RunIndex& index = archive.Index();
   std::map<std::string, RunSummary> last;  // by machine
@@ -136,9 +149,9 @@ struct Command {
   const char* word;
   Answer (*execute)(const Options&, Archive&);
 };
-constexpr std::array kCommands = {Command{"list", ListRuns}, Command{"run", ShowRun},
+constexpr std::array kCommands = {Command{"list", ListRuns},       Command{"run", ShowRun},
                                   Command{"devices", ListDevices}, Command{"device", ShowDevice},
-                                  Command{"worse", ShowWorse}};
+                                  Command{"records", ListRecords}, Command{"worse", ShowWorse}};
 
 Answer ExecuteWith(const Options& options, Archive& archive) {
   if (options.wantsMetrics) return ShowMetrics(archive);
@@ -146,7 +159,7 @@ Answer ExecuteWith(const Options& options, Archive& archive) {
   for (const Command& command : kCommands) {
     if (options.command == command.word) return command.execute(options, archive);
   }
-  return {};
+  throw std::logic_error("nothing does " + options.command);
 }
 
 // The index is a cache: one that is damaged, held by others for long, or on a full disk costs time

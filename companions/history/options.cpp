@@ -36,6 +36,7 @@ constexpr std::array kCommands = {
     CommandRow{"run", "RUN", "one run: its tests, what they said and measured"},
     CommandRow{"devices", "", "the devices that were tested, and how they are"},
     CommandRow{"device", "DEVICE", "a device's course over its runs"},
+    CommandRow{"records", "", "execution records, and which of them have a log"},
     CommandRow{"worse", "[RUN]", "what is worse in the run, or the last one, than before"},
 };
 

@@ -1,0 +1,52 @@
+"""Execution records beside the logs: whose log is there, and whose is gone."""
+
+import os
+import sqlite3
+
+from histories import answer, history, make_run, only_log
+
+
+def test_records_name_the_run_whose_log_is_there(tmp_path):
+    world = make_run(tmp_path, ["-Mstorage", "-W", "-Qp,f", "0"])
+    run = only_log(world).stem
+    records = answer("records", state=world.state_dir)["records"]
+    assert [(one["test"], one["verdict"], one["run"]) for one in records] == [
+        ("FAILING", "failed", run),
+        ("PASSING", "passed", run),
+    ]
+    logged = answer("run", "last", state=world.state_dir)
+    assert records[0]["key"] == logged["devices"][0]["key"]
+    assert logged["start"] <= records[1]["start"] <= logged["end"]
+    only_log(world).unlink()
+    assert [one["run"] for one in answer("records", state=world.state_dir)["records"]] == [None] * 2
+    text = history("records", state=world.state_dir).stdout.decode().splitlines()
+    assert len(text) == 3
+    assert text[1].endswith("gone")
+
+
+def test_times_with_an_offset_are_told_in_utc(tmp_path):
+    world = make_run(tmp_path, ["-Mstorage", "-W", "-Qp", "0"])
+    with sqlite3.connect(world.state_dir / "records.db") as store:
+        store.execute("UPDATE property SET value = '2026-11-21T09:00:00.007+01:00' "
+                      "WHERE value LIKE '20__-__-__T%'")
+    (record,) = answer("records", state=world.state_dir)["records"]
+    assert record["start"] == "2026-11-21T08:00:00.007Z"
+    assert record["run"] is None
+
+
+def test_no_store_has_no_records_and_a_bad_one_is_said(tmp_path):
+    (tmp_path / "log").mkdir()
+    assert answer("records", state=tmp_path)["records"] == []
+    assert sorted(os.listdir(tmp_path)) == ["history.db", "log"]
+    (tmp_path / "records.db").write_bytes(b"x" * 5000)
+    told = history("records", state=tmp_path)
+    assert (told.returncode, told.stdout) == (1, b"")
+    assert told.stderr == (
+        f"tarvex-history: {tmp_path}/records.db: file is not a database\n".encode()
+    )
+    assert (tmp_path / "records.db").read_bytes() == b"x" * 5000
+    (tmp_path / "records.db").unlink()
+    (tmp_path / "records.db").symlink_to("/dev/null")
+    told = history("records", state=tmp_path)
+    assert told.returncode == 1
+    assert b"records.db is no regular file" in told.stderr
