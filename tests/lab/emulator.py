@@ -124,7 +124,8 @@ def command_line(row, kernel, folder):
     drivers = [*row.drivers, *(driver for _, _, driver, *_ in row.devices)]
     append = (
         "console=ttyS0 panic=-1 oops=panic loglevel=5 "
-        f"lab.tree={kernel.tree} lab.agent={HERE / 'agent.py'} lab.drivers={','.join(drivers)}"
+        f"lab.tree={kernel.tree} lab.agent={HERE / 'agent.py'} lab.drivers={','.join(drivers)} "
+        f"lab.first={row.first}"
     )
     devices = [
         {"driver": "virtio-9p-pci", "fsdev": "root", "mount_tag": "hostroot", "addr": "1"},

@@ -15,6 +15,7 @@ option() {
 tree=$(option tree)
 drivers=$(option drivers | /bin/busybox tr , ' ')
 agent=$(option agent)
+first=$(option first)
 
 busybox hostname lab
 while read -r module; do
@@ -43,4 +44,26 @@ busybox mount -o bind "/root$tree/lib/modules" /root/lib/modules
 for driver in $drivers; do
     busybox chroot /root /sbin/modprobe "$driver"
 done
+if [ "$first" = systemd ]; then
+    # The host's own services and timers stay off, and its /tmp as it is: of its units only what any
+    # start takes.
+    busybox mkdir -p /root/run/systemd/system
+    # The host may be a container; the machine is none.
+    busybox rm -f /root/.dockerenv
+    busybox ln -s /dev/null /root/run/systemd/system/systemd-tmpfiles-setup.service
+    busybox cat >/root/run/systemd/system/lab.target <<UNIT
+[Unit]
+Description=The laboratory
+Wants=sysinit.target sockets.target lab-agent.service
+UNIT
+    busybox cat >/root/run/systemd/system/lab-agent.service <<UNIT
+[Unit]
+Description=What the tests ask
+After=sysinit.target sockets.target
+[Service]
+ExecStart=/usr/bin/python3 -I -S $agent
+OOMScoreAdjust=-900
+UNIT
+    exec /bin/busybox switch_root /root /lib/systemd/systemd --unit=lab.target
+fi
 exec /bin/busybox switch_root /root /usr/bin/python3 -I -S "$agent"

@@ -29,6 +29,8 @@ NEEDED = {
     "depmod": "kmod",
     "dpkg-deb": "dpkg",
     "apt-get": "apt",
+    "systemctl": "systemd",
+    "dbus-daemon": "dbus",
 }
 
 

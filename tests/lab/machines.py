@@ -71,6 +71,7 @@ class MachineRow:
     # Behind ports of their own, as (name, emulator's device, driver, properties as (name, value)...).
     devices: tuple = ()
     told: tuple = ()  # all behind one host adapter
+    first: str = "agent"  # the first program: "systemd" starts the agent as a service
 
 
 def in_slots(*drives):
@@ -142,6 +143,9 @@ MACHINES = {
                                  *(DriveRow(f"{kind}-{test}", kind, mib=64)
                                    for kind in KINDS for test in ("f", "r", "p", "l")))),
     "secret": MachineRow("one drive of each kind, with serial numbers like those of real ones", SECRET),
+    "services": MachineRow("three drives in a machine that systemd runs",
+                           in_slots(*(DriveRow(kind, kind) for kind in ("nvme", "ahci", "scsi"))),
+                           first="systemd", memory_mib=768),
     "strange": MachineRow("drives that lie about themselves", STRANGE),
     "faults": MachineRow("one NVMe drive and one network card, for faults of the machine itself",
                          in_slots(DriveRow("nvme", "nvme")),

@@ -90,6 +90,15 @@ ROOMS = {
         "boundary",
         "os",
     ),
+    "companions/scheduled": (
+        "companions/history",
+        "host/records",
+        "service/log",
+        "service/sdk",
+        "system",
+        "boundary",
+        "os",
+    ),
     "companions/history": ("host/records", "service/log", "service/sdk", "boundary", "system", "os"),
 }
 

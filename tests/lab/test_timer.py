@@ -1,0 +1,164 @@
+"""The run that the timer starts: in a machine that systemd runs, with the program installed."""
+
+import json
+import os
+import re
+import subprocess
+import tempfile
+from dataclasses import dataclass
+from pathlib import Path
+
+import pytest
+from guest_world import BINARY_DIR
+
+MACHINE = "services"
+DRIVES = ("nvme", "ahci", "scsi")
+SERVICE = "tarvex-diagnostics.service"
+TIMER = "tarvex-diagnostics.timer"
+# systemd-analyze's exposure in tenths: 0 is closed, 100 open to all.
+MOST_EXPOSURE = 25
+ERROR, WARNING, NOTICE, INFO = 3, 4, 5, 6
+PROGRAM = "/usr/local/bin/TarvexDiagnosticsCLI"
+STATE = "/var/lib/tarvex"
+
+
+@pytest.fixture(scope="module")
+def installed(booted):
+    """What `cmake --install` puts into /usr/local is there, in the machine's own layer."""
+    with tempfile.TemporaryDirectory(dir=BINARY_DIR) as folder:
+        subprocess.run(["cmake", "--install", BINARY_DIR], check=True, capture_output=True,
+                       env={**os.environ, "DESTDIR": folder})  # fmt: skip
+        assert list(Path(folder).iterdir()) == [Path(folder) / "usr"], "another prefix"
+        # No tar, for that would keep the owner of the build.
+        booted.guest.said("cp", "-r", "--no-preserve=ownership", f"{folder}/usr/local/.", "/usr/local")
+    booted.guest.said("systemctl", "daemon-reload")
+    return booted
+
+
+@dataclass
+class Entry:
+    priority: int
+    text: str
+
+
+class Services:
+    """The unit and what the journal has of it since the test began."""
+
+    def __init__(self, guest):
+        self.guest = guest
+        self.cursor = json.loads(self.journal("-n", "1"))["__CURSOR"]
+
+    def journal(self, *words):
+        return self.guest.said("journalctl", "-q", "-o", "json", *words)
+
+    def entries(self):
+        """What the run itself said."""
+        self.guest.said("journalctl", "--sync")
+        # With "-t" as well, journalctl would leave out the first one behind the cursor.
+        lines = self.journal(f"--after-cursor={self.cursor}").splitlines()
+        said = [json.loads(line) for line in lines]
+        return [Entry(int(entry["PRIORITY"]), entry["MESSAGE"]) for entry in said
+                if entry.get("SYSLOG_IDENTIFIER") == "tarvex-diagnostics"]  # fmt: skip
+
+    def property(self, name, unit=SERVICE):
+        return self.guest.said("systemctl", "show", "-P", name, unit).strip()
+
+    def start(self):
+        """Whether systemd says that it did well."""
+        return self.guest.run("systemctl", "start", SERVICE).returncode == 0
+
+    def wait_until(self, condition):
+        """A command of the shell, in the machine."""
+        self.guest.said("timeout", "60", "sh", "-c", f"until {condition} 2>/dev/null; do sleep 0.1; done")
+
+    def verdicts(self):
+        """(test, device's place, verdict) of each test of the newest log."""
+        folder = f"{STATE}/log"
+        newest = max(self.guest.list(folder))
+        said = self.guest.said("/usr/local/bin/tarvex-history", "run", f"{folder}/{newest}", "--json")
+        run = json.loads(said)
+        places = [device["place"] for device in run["devices"]]
+        return sorted((test["test"], places[test["device"]], test["verdict"]) for test in run["tests"])
+
+
+@pytest.fixture
+def services(machine, installed):
+    machine.guest.run("systemctl", "reset-failed", SERVICE)
+    machine.guest.said("rm", "-rf", STATE)
+    return Services(machine.guest)
+
+
+def test_is_off_until_it_is_switched_on(services):
+    assert services.guest.run("systemctl", "is-enabled", TIMER).stdout == b"disabled\n"
+    assert services.property("ActiveState", TIMER) == "inactive"
+
+
+def test_units_have_no_fault_and_are_closed(services):
+    verified = services.guest.run("systemd-analyze", "verify", SERVICE, TIMER)
+    named = [line for line in verified.stderr.decode().splitlines() if "tarvex" in line]
+    assert (verified.returncode, named) == (0, [])
+    services.guest.said("systemd-analyze", "security", f"--threshold={MOST_EXPOSURE}", "--no-pager", SERVICE)
+
+
+def test_what_is_closed_takes_nothing_from_the_tests(services):
+    """The same verdicts as in a run by hand, with no word of refusal."""
+    assert services.start()
+    closed = services.verdicts()
+    assert services.guest.run(PROGRAM, "-Uq").returncode == 0
+    assert closed == services.verdicts()
+    for kind in ("READ", "SMART"):
+        assert any(kind in test and verdict == "passed" for test, _, verdict in closed), closed
+    assert {place.split(",")[0] for _, place, _ in closed} == {f"Storage {id}" for id in range(3)}
+    (entry,) = services.entries()
+    assert entry.priority == INFO
+    assert re.match(r"The scheduled run passed; \d+ tests on 3 devices: ", entry.text), entry.text
+
+
+def test_bad_sector_is_an_error_that_names_the_drive(machine, services):
+    machine.drives["nvme"].fail(0, 64)
+    assert not services.start()
+    assert services.property("Result") == "exit-code"
+    assert services.property("ExecMainStatus") == "21"
+    errors = [entry.text for entry in services.entries() if entry.priority == ERROR]
+    assert errors, services.entries()
+    assert any("serial number nvme" in text and "Read Test: failed" in text and "LBA" in text
+               for text in errors), errors  # fmt: skip
+    assert errors[-1].startswith("The scheduled run failed; ")
+
+
+def test_a_persons_run_goes_on_undisturbed(machine, services):
+    machine.drives["nvme"].hang(0)
+    running = services.guest.start([PROGRAM, "-Mstorage", "-Qf", "0"])
+    running.expect(rb"Funnel Read Test")
+    assert services.start()
+    machine.drives["nvme"].release()
+    assert running.wait().returncode == 0
+    (entry,) = [entry for entry in services.entries() if "scheduled run" in entry.text]
+    assert entry.priority == NOTICE
+    assert "was skipped: another run goes on" in entry.text
+
+
+def test_the_timer_starts_it(services):
+    """With a time of the test's own in place of the week."""
+    services.guest.write(f"/run/systemd/system/{TIMER}.d/soon.conf",
+                         "[Timer]\nOnCalendar=\nOnActiveSec=1\nRandomizedDelaySec=0\nAccuracySec=1us\n",
+                         mode=0o644)  # fmt: skip
+    services.guest.said("systemctl", "daemon-reload")
+    services.guest.said("systemctl", "enable", "--now", TIMER)
+    services.wait_until(f'test "$(systemctl show -P ActiveState {SERVICE})" = activating')
+    # Waits for the run that goes on, and starts no other.
+    assert services.start()
+    services.guest.said("systemctl", "disable", "--now", TIMER)
+    (entry,) = services.entries()
+    assert "The scheduled run passed; " in entry.text
+
+
+def test_stopping_it_cancels_the_run(machine, services):
+    machine.drives["nvme"].hang(0)
+    services.guest.said("systemctl", "start", "--no-block", SERVICE)
+    services.wait_until(f"grep -q FUNNEL {STATE}/log/*")
+    services.guest.said("systemctl", "stop", SERVICE)
+    machine.drives["nvme"].release()
+    assert services.guest.run("systemctl", "is-failed", SERVICE).stdout == b"inactive\n"
+    (entry,) = [entry for entry in services.entries() if "scheduled run" in entry.text]
+    assert (entry.priority, entry.text.split(";")[0]) == (NOTICE, "The scheduled run was canceled")
