@@ -1,32 +1,38 @@
 -- What is asked of a fleet. A test that was canceled, invalid or not applicable says nothing of its
 -- device, so it neither counts for it nor against it.
 
--- Which way a measurement gets worse, and by how much at least between two runs that counts.
+-- Which way a measurement gets worse. The row with the least place whose pattern (of LIKE) a name fits
+-- decides; what fits none is never worse. These are those of `tarvex-history worse`.
 CREATE TABLE tarvex.watched_measurement (
-    name text PRIMARY KEY,
-    worse_when text NOT NULL CHECK (worse_when IN ('greater', 'less')),
-    by_at_least double precision NOT NULL DEFAULT 0 CHECK (by_at_least >= 0),
-    -- In parts of the value of the run before; both bounds have to be reached.
-    by_share double precision NOT NULL DEFAULT 0 CHECK (by_share >= 0)
+    place integer PRIMARY KEY,
+    pattern text NOT NULL,
+    worse_when text NOT NULL CHECK (worse_when IN ('more', 'less')),
+    -- It counts when it moved by more than this, and by more than this part of what it was.
+    by_more_than double precision NOT NULL DEFAULT 0 CHECK (by_more_than >= 0),
+    by_part double precision NOT NULL DEFAULT 0 CHECK (by_part >= 0)
 );
-INSERT INTO tarvex.watched_measurement (name, worse_when, by_at_least, by_share) VALUES
-    ('unreadable-sectors', 'greater', 1, 0),
-    ('unreadable-blocks', 'greater', 1, 0),
-    ('unwritable-sectors', 'greater', 1, 0),
-    ('wrong-sectors', 'greater', 1, 0),
-    ('reallocated-sectors', 'greater', 1, 0),
-    ('pending-sectors', 'greater', 1, 0),
-    ('interface-crc-errors', 'greater', 1, 0),
-    ('media-and-data-integrity-errors', 'greater', 1, 0),
-    ('percentage-used', 'greater', 5, 0),
-    ('available-spare', 'less', 5, 0),
-    ('slow-answers', 'greater', 1, 0.5),
-    ('late-answers', 'greater', 1, 0.5),
-    ('read-rate', 'less', 0, 0.2),
-    ('write-rate', 'less', 0, 0.2),
-    ('outer-read-rate', 'less', 0, 0.2),
-    ('middle-read-rate', 'less', 0, 0.2),
-    ('inner-read-rate', 'less', 0, 0.2);
+INSERT INTO tarvex.watched_measurement (place, pattern, worse_when, by_more_than, by_part) VALUES
+    (10, 'unreadable-%', 'more', 0, 0),
+    (20, 'unwritable-%', 'more', 0, 0),
+    (30, 'wrong-sectors', 'more', 0, 0),
+    (40, 'slow-answers', 'more', 0, 0),
+    (50, 'new-errors-%', 'more', 0, 0),
+    (60, '%-not-corrected', 'more', 0, 0),
+    (70, 'reallocated-sectors', 'more', 0, 0),
+    (80, 'pending-sectors', 'more', 0, 0),
+    (90, 'offline-uncorrectable%', 'more', 0, 0),
+    (100, 'reported-uncorrectable%', 'more', 0, 0),
+    (110, 'end-to-end-errors', 'more', 0, 0),
+    (120, 'interface-crc-errors', 'more', 0, 0),
+    (130, 'media-and-data-integrity-errors', 'more', 0, 0),
+    (140, 'grown-defects', 'more', 0, 0),
+    (150, 'smart-%-value', 'less', 2, 0),
+    (160, 'percentage-used%', 'more', 0, 0),
+    (170, 'available-spare', 'less', 0, 0),
+    (180, '%-rate', 'less', 0, 0.2),
+    (190, 'slowest-%', 'more', 0.1, 1),
+    (200, 'random-read-%', 'more', 0.005, 0.5),
+    (210, 'temperature%', 'more', 10, 0);
 
 CREATE VIEW tarvex.counted_run AS
 SELECT run.*
@@ -74,72 +80,71 @@ WHERE course.failed_tests + course.warned_tests > 0
 ORDER BY course.latest_verdict DESC, course.failed_tests DESC, course.warned_tests DESC,
          course.latest_run DESC, device.id;
 
--- The two latest runs in which each device was judged.
-CREATE VIEW tarvex.latest_two_runs AS
-SELECT now_.device, now_.machine, now_.run, now_.started, now_.verdict,
-       before.run AS run_before, before.started AS started_before, before.verdict AS verdict_before
-FROM (
-    SELECT device, machine, run, started, verdict,
-           row_number() OVER (PARTITION BY device ORDER BY started DESC, run DESC) AS place
-    FROM tarvex.device_run
-) AS now_
-JOIN (
-    SELECT device, run, started, verdict,
-           row_number() OVER (PARTITION BY device ORDER BY started DESC, run DESC) AS place
-    FROM tarvex.device_run
-) AS before ON before.device = now_.device AND before.place = 2
-WHERE now_.place = 1;
-
--- What got worse on a device from its last run but one to its last: a verdict, or a measurement of
--- the same test in the direction and by the amount that watched_measurement has.
+-- What is worse on a device in the last run that judged it: of each test the verdict, and what it
+-- measured, beside the last time before that it was judged and that it measured the same.
 CREATE VIEW tarvex.worsening_device AS
-WITH value AS (
-    SELECT two.device, two.run AS latest_run, measurement.run, result.test, measurement.name,
-           max(measurement.value) AS greatest, min(measurement.value) AS least
-    FROM tarvex.latest_two_runs AS two
-    JOIN tarvex.test_result AS result
-      ON result.device = two.device AND result.run IN (two.run, two.run_before)
+WITH latest AS (
+    SELECT DISTINCT ON (device) device, run, machine, started, verdict
+    FROM tarvex.device_run
+    ORDER BY device, started DESC, run DESC
+), result AS (
+    SELECT result.device, result.run, result.position, run.started, test.module, test.test,
+           result.verdict
+    FROM tarvex.test_result AS result
+    JOIN tarvex.counted_run AS run ON run.id = result.run
+    JOIN tarvex.test ON test.id = result.test
+    WHERE result.device IS NOT NULL
+), judged AS (
+    SELECT device, run, started, module, test, max(verdict) AS verdict
+    FROM result
+    WHERE verdict IN ('passed', 'warning', 'failed')
+    GROUP BY device, run, started, module, test
+), judged_before AS (
+    SELECT judged.*, lag(verdict) OVER course AS before, lag(started) OVER course AS started_before
+    FROM judged
+    WINDOW course AS (PARTITION BY device, module, test ORDER BY started, run)
+), watched AS (
+    SELECT DISTINCT ON (known.name) known.name, watched_measurement.*
+    FROM (SELECT DISTINCT name FROM tarvex.measurement) AS known
+    JOIN tarvex.watched_measurement ON known.name LIKE watched_measurement.pattern
+    ORDER BY known.name, watched_measurement.place
+), value AS (
+    SELECT result.device, result.run, result.started, result.module, result.test, measurement.name,
+           measurement.unit, watched.worse_when, watched.by_more_than, watched.by_part,
+           CASE watched.worse_when WHEN 'more' THEN max(measurement.value)
+                                   ELSE min(measurement.value) END AS value
+    FROM result
     JOIN tarvex.measurement
       ON measurement.run = result.run AND measurement.result = result.position
-    GROUP BY two.device, two.run, measurement.run, result.test, measurement.name
+    JOIN watched ON watched.name = measurement.name
+    WHERE measurement.value IS NOT NULL
+    GROUP BY result.device, result.run, result.started, result.module, result.test,
+             measurement.name, measurement.unit, watched.worse_when, watched.by_more_than,
+             watched.by_part
+), value_before AS (
+    SELECT value.*, lag(value) OVER course AS before, lag(started) OVER course AS started_before
+    FROM value
+    WINDOW course AS (PARTITION BY device, module, test, name, unit ORDER BY started, run)
 ), change AS (
-    SELECT two.device, 'verdict' AS what, NULL::text AS test,
-           two.verdict_before::text AS before, two.verdict::text AS now
-    FROM tarvex.latest_two_runs AS two
-    WHERE two.verdict > two.verdict_before
+    SELECT device, run, module, test, 'verdict' AS what, before::text, verdict::text AS now,
+           NULL::text AS unit, started_before
+    FROM judged_before
+    WHERE verdict > before
     UNION ALL
-    SELECT now_.device, now_.name, test.module || '/' || test.diagnostic || '/' || test.test,
-           before.value::text, now_.value::text
-    FROM (
-        SELECT value.device, value.latest_run, value.run, value.test, value.name,
-               watched.worse_when, watched.by_at_least, watched.by_share,
-               CASE watched.worse_when WHEN 'greater' THEN value.greatest ELSE value.least END AS value
-        FROM value
-        JOIN tarvex.watched_measurement AS watched ON watched.name = value.name
-    ) AS now_
-    JOIN (
-        SELECT value.device, value.latest_run, value.run, value.test, value.name,
-               CASE watched.worse_when WHEN 'greater' THEN value.greatest ELSE value.least END AS value
-        FROM value
-        JOIN tarvex.watched_measurement AS watched ON watched.name = value.name
-    ) AS before
-      ON before.device = now_.device AND before.test = now_.test AND before.name = now_.name
-     AND before.run <> before.latest_run
-    JOIN tarvex.test ON test.id = now_.test
-    WHERE now_.run = now_.latest_run
-      AND now_.value <> before.value
-      AND (now_.value > before.value) = (now_.worse_when = 'greater')
-      AND abs(now_.value - before.value) >= now_.by_at_least
-      AND abs(now_.value - before.value) >= now_.by_share * abs(before.value)
+    SELECT device, run, module, test, name, before::text, value::text, unit, started_before
+    FROM value_before
+    WHERE (CASE worse_when WHEN 'more' THEN value - before ELSE before - value END) > by_more_than
+      AND (CASE worse_when WHEN 'more' THEN value - before ELSE before - value END)
+          > by_part * abs(before)
 )
 SELECT device.id AS device, device.module, device.name AS model, device.serial,
-       machine.name AS machine, change.what, change.test, change.before, change.now,
-       two.started_before, two.started AS latest_run
+       machine.name AS machine, change.test, change.what, change.before, change.now, change.unit,
+       change.started_before, latest.started AS latest_run
 FROM change
-JOIN tarvex.latest_two_runs AS two ON two.device = change.device
+JOIN latest ON latest.device = change.device AND latest.run = change.run
 JOIN tarvex.device ON device.id = change.device
-JOIN tarvex.machine ON machine.id = two.machine
-ORDER BY two.verdict DESC, device.id, change.what, change.test;
+JOIN tarvex.machine ON machine.id = latest.machine
+ORDER BY latest.verdict DESC, device.id, change.test, change.what <> 'verdict', change.what;
 
 -- Machines that no run was heard of for as long as the setting says, those that never ran first.
 CREATE VIEW tarvex.silent_machine AS

@@ -104,13 +104,16 @@ MEASURED = """
         ("reallocated-sectors", 0, 1, True),
         ("reallocated-sectors", 7, 7, False),
         ("reallocated-sectors", 8, 7, False),
-        ("read-rate", 100, 80, True),
-        ("read-rate", 100, 81, False),
+        ("read-rate", 100, 79, True),
+        ("read-rate", 100, 80, False),
         ("read-rate", 100, 130, False),
-        ("available-spare", 100, 95, True),
-        ("available-spare", 100, 96, False),
-        ("slow-answers", 10, 15, True),
-        ("slow-answers", 10, 14, False),
+        ("smart-5-reallocated-sectors-value", 100, 97, True),
+        ("smart-5-reallocated-sectors-value", 100, 98, False),
+        ("random-read-median", 0.01, 0.02, True),
+        ("random-read-median", 0.01, 0.014, False),
+        ("random-read-median", 0.001, 0.002, False),
+        # The row of all rates would say less.
+        ("unreadable-rate", 1, 2, True),
         ("nobody-watches-this", 0, 1000, False),
     ],
 )
@@ -122,8 +125,24 @@ def test_a_measurement_is_worse_in_its_direction_and_by_its_amount(
         f" VALUES (1, 0, 0, '{name}', {before}), (2, 0, 0, '{name}', {now});"
         " SELECT what, test, before, now FROM tarvex.worsening_device; ROLLBACK;"
     )
-    row = [name, "storage/QUICK_TEST/READ_TEST", str(before), str(now)]
+    row = [name, "READ_TEST", str(before), str(now)]
     assert said == ([row] if is_worse else [])
+
+
+def test_a_measurement_is_held_against_the_last_of_its_kind(measured):
+    # What the run before measured is another thing, and another unit.
+    said = measured.query(
+        "BEGIN; INSERT INTO tarvex.run (machine, name, state, log_bytes, started, simulated, verdict)"
+        "  VALUES (1, 'run 0', 'complete', 1, now() - interval '3 days', false, 'passed');"
+        " INSERT INTO tarvex.test_result (run, position, test, device, verdict)"
+        "  VALUES (3, 0, 1, 1, 'warning');"
+        " INSERT INTO tarvex.measurement (run, result, position, name, value, unit) VALUES"
+        "  (3, 0, 0, 'pending-sectors', 4, NULL), (1, 0, 0, 'pending-sectors', 9, 'B'),"
+        "  (2, 0, 0, 'pending-sectors', 5, NULL);"
+        " SELECT what, before, now, started_before = now() - interval '3 days'"
+        " FROM tarvex.worsening_device; ROLLBACK;"
+    )
+    assert said == [["pending-sectors", "4", "5", "t"]]
 
 
 @pytest.fixture(scope="module")
