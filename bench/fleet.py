@@ -20,6 +20,7 @@ TESTS = 20
 PARTS = (13, 12, 12, 13)
 SIZES = (1, 2, 4)
 MEASUREMENTS = (("read-rate", 512e6, "B/s"), ("unreadable-sectors", 0, ""))
+VIEWS = ("worst_device", "worsening_device", "silent_machine", "model_failure_rate")
 HISTORY = world.BUILD / "bin/tarvex-history"
 MIGRATE = world.SOURCE / "fleet/postgresql/migrate.sh"
 START = datetime(2026, 1, 1)
@@ -110,6 +111,10 @@ def main():
             again, said = load(folder, SIZES[-1], address)
             print(f"  again, with nothing new: {again:.1f} s ({said})")
             good &= world.verdict("seconds for all", seconds, 120)
+            for view in VIEWS:
+                begin = time.monotonic()
+                cluster.query(database, f"SELECT count(*) FROM (SELECT * FROM tarvex.{view}) AS seen")
+                good &= world.verdict(f"seconds for {view}", time.monotonic() - begin, 20)
             ratio = speeds[SIZES[0]] / speeds[SIZES[-1]]
             good &= world.verdict("speed of the least load to that of the largest", ratio, 1.2)
     finally:
