@@ -1,7 +1,10 @@
 """What the views answer of a fleet whose every fault is known."""
 
+import re
+
 import pytest
 from conftest import Database
+from program import SOURCE_DIR
 from simulated_fleet import FLEET, MACHINES
 
 KINDS = {kind.name: kind for kind in FLEET}
@@ -158,3 +161,17 @@ def test_old_runs_can_be_forgotten_with_all_that_hangs_on_them(measured):
         " SELECT count(*) FROM tarvex.run; SELECT count(*) FROM tarvex.test_result; ROLLBACK;"
     )
     assert said == [["1"], ["1"], ["1"]]
+
+
+# Row{"unreadable-*", Direction::kMore, 0, 0}
+ROW = re.compile(r'Row\{"([^"]+)", Direction::k(More|Less), ([0-9.]+), ([0-9.]+)\}')
+
+
+def test_a_fleet_and_a_machine_watch_the_same_measurements(database):
+    text = (SOURCE_DIR / "companions/history/worse.cpp").read_text(encoding="utf-8")
+    rows = [(name.replace("*", "%"), way.lower(), *map(float, by)) for name, way, *by in ROW.findall(text)]
+    assert text.count("Row{") == len(rows) > 0
+    watched = database.query(
+        "SELECT pattern, worse_when, by_more_than, by_part FROM tarvex.watched_measurement ORDER BY place"
+    )
+    assert [(pattern, way, float(more), float(part)) for pattern, way, more, part in watched] == rows
