@@ -1,5 +1,6 @@
 """Pictures: when there is one, what it says in words, and what is in it."""
 
+import math
 from xml.etree import ElementTree
 
 import pytest
@@ -35,7 +36,9 @@ def test_a_curve_says_what_is_to_be_seen():
         assert any(path.count(" ") >= 5 for path in paths), "no line through three points"
 
 
-@pytest.mark.parametrize("points", [[], [[0, 1]], [[5, 1], [5, 2]], [[5, 1], [1, 2]]])
+@pytest.mark.parametrize(
+    "points", [[], [[0, 1]], [[5, 1], [5, 2]], [[5, 1], [1, 2]], [[2**53 - 1, 1], [2**53, 2]], [[1, 1], [1 + 1e-15, 2]]]
+)
 def test_too_little_is_no_curve(points):
     assert charts.curve(series_of(points)) is None
 
@@ -61,7 +64,7 @@ def test_a_histogram_says_how_many_are_within():
     assert widths[2] / widths[1] == pytest.approx(2 / 0.30103, rel=0.02)
 
 
-@pytest.mark.parametrize("points", [[], [[1, 0]], [[0, 5]], [[-1, 5]], [[2, 1], [1, 1]], [[1, -5], [2, 5]]])
+@pytest.mark.parametrize("points", [[], [[1, 0]], [[0, 5]], [[-1, 5]], [[2, 1], [1, 1]], [[1, -5], [2, 5]], [[1, 0.001]]])
 def test_what_cannot_be_counted_is_no_histogram(points):
     assert charts.histogram(series_of(points, "HISTOGRAM", None, "time", "s")) is None
 
@@ -146,6 +149,17 @@ def test_what_wavers_is_drawn_when_it_is_much():
     assert drawn("pending-sectors", 100, 101) == 1
     assert drawn("power-on-hours", 100, 300) == 0
     assert drawn("smart-5-reallocated-sectors-value", 100, 30) == 0
+
+
+@pytest.mark.parametrize("value", [math.nextafter(40, 50), 40 + 1e-13])
+def test_a_change_that_no_axis_shows_is_not_drawn(value):
+    documents = [sample_runs.weekly(0), sample_runs.weekly(1)]
+    for document, one in zip(documents, (40, value)):
+        document["tests"] = [
+            sample_runs.test_of("T", "Test", measurements=[sample_runs.measurement("pending-sectors", one)])
+        ]
+    (course,) = courses.courses_of([run_of(document, "it") for document in documents])
+    assert (len(course.changed), course.figures) == (1, ())
 
 
 def test_one_thing_with_two_names_is_drawn_once():

@@ -114,6 +114,13 @@ def refused(desk, path):
     return done.stderr.decode()
 
 
+def test_the_longest_name_there_is_will_do(desk):
+    page = desk.folder / ("ö" * 125 + ".html")
+    done = made_by_program([desk.document(sample_runs.healthy()), "-o", page.name], cwd=desk.folder)
+    assert (done.returncode, done.stderr) == (0, b"")
+    assert page.is_file()
+
+
 def test_a_link_in_the_way_is_not_followed(desk):
     target = desk.folder / "precious"
     target.write_text("precious", encoding="utf-8")

@@ -130,5 +130,9 @@ def tokyo(monkeypatch):
     time.tzset()
 
 
+def test_a_time_that_the_zone_cannot_show_is_not_known(tokyo):
+    assert texts.moment("9999-12-31T23:59:59.999Z") is None
+
+
 def test_a_time_is_shown_in_the_zone_of_who_reads_it(tokyo):
     assert texts.shown_time(texts.moment("2026-11-21T08:00:00.000Z")) == "2026-11-21 17:00:00 JST"

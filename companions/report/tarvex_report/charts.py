@@ -46,9 +46,11 @@ def _curve_words(series: Series) -> str:
 
 def curve(series: Series) -> Figure | None:
     """None: too few points for a line."""
-    if len(series.points) < 2 or series.points[0][0] >= series.points[-1][0]:
+    if len(series.points) < 2:
         return None
     low, high = series.points[0][0], series.points[-1][0]
+    if low >= high or not scale.is_wide((low, high)):
+        return None
     up, unit = _up_axis([value for _, value in series.points], series.unit)
     along = series.axis.upper() if len(series.axis) < 4 else texts.title(series.axis)
     words = _curve_words(series)
@@ -113,10 +115,12 @@ def _bars(points: list[tuple[float, float]]) -> list[tuple[float, float, float]]
 
 
 def histogram(series: Series) -> Figure | None:
-    """None: nothing was counted, or bounds do not rise from above zero."""
+    """None: nothing was counted, counts are none, or bounds do not rise from above zero."""
     points = list(series.points)
     bounds = [bound for bound, _ in points]
     total = sum(count for _, count in points)
+    if any(count < 0 or count != int(count) for _, count in points):
+        return None
     if total <= 0 or bounds[0] <= 0 or any(a >= b for a, b in zip(bounds, bounds[1:])):
         return None
     unit = series.axis_unit

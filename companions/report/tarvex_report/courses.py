@@ -99,7 +99,9 @@ def _is_drawn(course: Course) -> bool:
     has_times = len({one.run.start for one in course.seen if one.run.start}) > 1
     values = [one.value for one in course.seen]
     is_steady = max(values) - min(values) <= MUCH * max(map(abs, values))
-    if not has_times or not scale.is_drawable(*values) or NOT_DRAWN.search(course.name):
+    if not has_times or not scale.is_drawable(*values) or not scale.is_wide(values):
+        return False
+    if NOT_DRAWN.search(course.name):
         return False
     return not (is_steady and WAVERING.search(course.name))
 

@@ -32,7 +32,7 @@ def _write_new(folder: int, name: str, text: bytes) -> None:
 
 def _replace(folder: int, name: str, text: bytes) -> None:
     """The new file takes the place of the old one at once; a reader sees one or the other."""
-    new = f".{name[:200]}.{secrets.token_hex(8)}.new"
+    new = f".tarvex-report.{secrets.token_hex(8)}.new"
     try:
         _write_new(folder, new, text)
         os.rename(new, name, src_dir_fd=folder, dst_dir_fd=folder)

@@ -1,16 +1,26 @@
 """Round numbers for the axes of pictures."""
 
 import math
+import sys
+from collections.abc import Iterable
 from dataclasses import dataclass
 
 from .texts import PREFIXES, SHORT_TIMES, THIN_SPACE, UNITS, grouped, three_digits
 
 STEPS = (1, 2, 2.5, 5, 10)
 MOST = 2.0**53  # what lies beyond is nothing that anybody measured, and floats are too coarse there
+LEAST = sys.float_info.min  # what lies nearer to zero, but for zero, has no logarithm to count with
+FINEST = 1e-12  # of its ends; the chart library needs forever for a narrower axis
 
 
 def is_drawable(*values: float) -> bool:
-    return all(abs(value) <= MOST for value in values)
+    return all(value == 0 or LEAST <= abs(value) <= MOST for value in values)
+
+
+def is_wide(values: Iterable[float]) -> bool:
+    """Whether the values span an axis."""
+    seen = list(values)
+    return max(seen) - min(seen) > FINEST * max(map(abs, seen))
 
 
 @dataclass(frozen=True)

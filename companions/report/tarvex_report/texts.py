@@ -110,9 +110,9 @@ def moment(text: str | None) -> datetime | None:
         return None
     try:
         read = datetime.fromisoformat(text)
-    except ValueError:
+        return (read if read.tzinfo else read.replace(tzinfo=timezone.utc)).astimezone()
+    except (ValueError, OverflowError):  # the latter: the first or last day there is, in another zone
         return None
-    return (read if read.tzinfo else read.replace(tzinfo=timezone.utc)).astimezone()
 
 
 def shown_time(time: datetime | None) -> str:
