@@ -22,7 +22,8 @@ def marks_of(figure, size=0):
     """How many cells of each kind a map has."""
     tree = ElementTree.fromstring(figure.pictures[size])
     classes = [one.get("class") for one in tree.iter("rect")]
-    return {kind: classes.count(f"cell {kind}") for kind in ("bad", "slow", "calm")}
+    (calm,) = [one.get("d", "") for one in tree.iter("path") if one.get("class") == "cell calm"]
+    return {kind: classes.count(f"cell {kind}") for kind in ("bad", "slow")} | {"calm": calm.count("M")}
 
 
 def test_a_curve_says_what_is_to_be_seen():

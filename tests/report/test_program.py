@@ -3,12 +3,14 @@
 import json
 import os
 import shutil
+import signal
 import stat
+import subprocess
 from html.parser import HTMLParser
 
 import pytest
 import sample_runs
-from conftest import PROGRAM, made_by_program
+from conftest import PROGRAM, SOURCE_DIR, made_by_program
 
 ALLOWED = frozenset(
     "article html head meta title link style body a svg symbol path circle rect use header main section div h1"
@@ -195,6 +197,46 @@ def test_the_history_is_asked_for_what_is_no_document(desk, program_alone):
     assert b"workshop" in done.stdout
     asked = (desk.folder / "bin" / "asked").read_text(encoding="utf-8")
     assert asked == "--json --logs /a --logs /b --state /c run last\n"
+
+
+ENDING = [signal.SIGINT, signal.SIGTERM, signal.SIGHUP]
+
+
+@pytest.mark.parametrize("number", ENDING)
+def test_a_signal_ends_it_without_a_word(desk, number):
+    reads, writes = os.pipe()
+    words = [PROGRAM, "-", "-o", desk.folder / "report.html"]
+    with subprocess.Popen(words, stdin=reads, stderr=subprocess.PIPE) as process:
+        os.close(reads)
+        # More than the pipe has room for: once this is written, the program has begun to read.
+        os.write(writes, b" " * (1 << 17))
+        process.send_signal(number)
+        assert process.stderr.read() == b""
+        assert process.wait(timeout=60) == -number
+    os.close(writes)
+    assert list(desk.folder.iterdir()) == []
+
+
+# The page is written while somebody wants the program to end.
+ENDED_AMID = """
+import os, sys
+sys.path.insert(0, sys.argv[1])
+from tarvex_report import output
+flush = os.fsync
+os.fsync = lambda number: (flush(number), os.kill(os.getpid(), int(sys.argv[2])))
+output.write(sys.argv[3], "a page")
+"""
+
+
+@pytest.mark.parametrize("number", ENDING)
+def test_a_signal_amid_the_writing_leaves_a_whole_page(desk, number):
+    package = SOURCE_DIR / "companions" / "report"
+    page = desk.folder / "report.html"
+    words = ["/usr/bin/python3", "-c", ENDED_AMID, package, str(int(number)), page]
+    done = subprocess.run(words, stderr=subprocess.DEVNULL)
+    assert done.returncode == -number
+    assert [path.name for path in desk.folder.iterdir()] == ["report.html"]
+    assert page.read_text(encoding="utf-8") == "a page"
 
 
 @pytest.mark.parametrize("words", [[], ["last"], ["-o", "x"], ["--nonsense", "last", "-o", "x"]])

@@ -1,6 +1,7 @@
 """The command line of tarvex-report."""
 
 import argparse
+import signal
 import sys
 from collections.abc import Sequence
 
@@ -53,6 +54,7 @@ def parser(version: str) -> argparse.ArgumentParser:
 
 def main(words: Sequence[str], version: str) -> int:
     """Does what the words say; the status of the process."""
+    signal.signal(signal.SIGINT, signal.SIG_DFL)  # ends it as other signals do, without a traceback
     asked = parser(version).parse_args(words)
     try:
         runs = gather(asked.runs, Archive(tuple(asked.logs), asked.state))

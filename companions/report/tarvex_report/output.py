@@ -2,13 +2,17 @@
 
 import os
 import secrets
+import signal
 import stat
 import sys
+from collections.abc import Iterator
+from contextlib import contextmanager
 
 from .faults import ReportFault
 from .texts import clean
 
 STANDARD_OUTPUT = "-"
+ENDING = (signal.SIGINT, signal.SIGTERM, signal.SIGHUP)
 NEW_FILE = os.O_WRONLY | os.O_CREAT | os.O_EXCL | os.O_NOFOLLOW | os.O_CLOEXEC
 
 
@@ -28,6 +32,16 @@ def _write_new(folder: int, name: str, text: bytes) -> None:
         file.write(text)
         file.flush()
         os.fsync(number)
+
+
+@contextmanager
+def _undisturbed() -> Iterator[None]:
+    """A signal that ends the program waits until the file is whole, or is gone."""
+    before = signal.pthread_sigmask(signal.SIG_BLOCK, ENDING)
+    try:
+        yield
+    finally:
+        signal.pthread_sigmask(signal.SIG_SETMASK, before)
 
 
 def _replace(folder: int, name: str, text: bytes) -> None:
@@ -58,7 +72,8 @@ def write(path: str, page: str) -> None:
         folder = os.open(where or ".", os.O_RDONLY | os.O_DIRECTORY | os.O_CLOEXEC)
         try:
             _refuse_strange(folder, name, path)
-            _replace(folder, name, text)
+            with _undisturbed():
+                _replace(folder, name, text)
         finally:
             os.close(folder)
     except (OSError, ValueError) as fault:

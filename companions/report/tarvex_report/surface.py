@@ -100,17 +100,22 @@ def _mark(root: ElementTree.Element, kind: str, x: float, y: float, side: float)
 def _picture(places: list[Place], low: float, high: float, size: Size, words: str) -> Markup:
     columns, rows = GRIDS[size.name]
     pitch = (size.width - LABEL) / columns
+    side = pitch - GAP
     height = rows * pitch + 2
     root = ElementTree.Element("svg", {"viewBox": f"0 0 {size.width} {height}"})
+    calm = []
     for index, kind in enumerate(_cells(places, low, high, columns * rows)):
-        row, column = divmod(index, columns)
-        _mark(root, kind, LABEL + column * pitch, row * pitch + 1, pitch - GAP)
-        if column == 0:
-            at = low + (high - low) * index / (columns * rows)
-            label = svg.shape(
-                root, "text", {"class": "row", "x": LABEL - 8, "y": row * pitch + pitch * 0.72}
-            )
-            label.text = scale.position(round(at))
+        x, y = LABEL + index % columns * pitch, index // columns * pitch + 1
+        if kind == "calm":
+            calm.append(f"M{x:.1f} {y:.1f}h{side:.1f}v{side:.1f}h-{side:.1f}z")
+        else:
+            _mark(root, kind, x, y, side)
+    # All in one, for there are hundreds, and hundreds of maps in a report of many disks.
+    svg.shape(root, "path", {"class": "cell calm", "d": "".join(calm)})
+    for row in range(rows):
+        at = low + (high - low) * row / rows
+        place = {"class": "row", "x": LABEL - 8, "y": (row + 0.72) * pitch}
+        svg.shape(root, "text", place).text = scale.position(round(at))
     return svg.picture(root, f"chart map {size.name}", words)
 
 
