@@ -21,6 +21,7 @@ FLAGS = (
     " --disable-dev-shm-usage --force-color-profile=srgb --font-render-hinting=none"
     " --disable-lcd-text --remote-debugging-pipe"
 ).split()
+NO_NAMES = "--host-resolver-rules=MAP * ~NOTFOUND"
 FONTS = """<?xml version="1.0"?><!DOCTYPE fontconfig SYSTEM "fonts.dtd"><fontconfig>
 <dir>/usr/share/fonts/truetype/dejavu</dir><cachedir>{cache}</cachedir>
 <match><test name="family" compare="not_eq"><string>DejaVu Sans Mono</string></test>
@@ -34,10 +35,10 @@ class Browser:
         fonts.write_text(FONTS.format(cache=folder / "fontcache"), encoding="utf-8")
         read_ours, self._write = os.pipe()
         self._read, write_theirs = os.pipe()
-        words = " ".join([*FLAGS, f"--user-data-dir={folder}/profile", "about:blank"])
+        words = [CHROMIUM, *FLAGS, NO_NAMES, f"--user-data-dir={folder}/profile", "about:blank"]
         # bash gives the two ends the numbers that Chromium wants, whatever they are here.
         self.process = subprocess.Popen(
-            ["bash", "-c", f"exec {CHROMIUM} {words} {FROM_US}<&{read_ours} {TO_US}>&{write_theirs}"],
+            ["bash", "-c", f'exec "$@" {FROM_US}<&{read_ours} {TO_US}>&{write_theirs}', "bash", *words],
             pass_fds=(read_ours, write_theirs),
             stdin=subprocess.DEVNULL,
             stdout=subprocess.DEVNULL,
