@@ -33,6 +33,7 @@ class QuoteReader {
   // The next byte is outside of all quotes.
   bool IsBare() const { return quote_ == '\0' && !escaped_; }
   char quote() const { return quote_; }
+  bool escaped() const { return escaped_; }
 
  private:
   char quote_ = '\0';
@@ -57,6 +58,7 @@ TypedLine SplitLine(std::string_view line) {
   }
   typed.words.push_back(std::move(word));
   typed.quote = reader.quote();
+  typed.escaped = reader.escaped();
   return typed;
 }
 
@@ -72,7 +74,7 @@ std::string Unquoted(std::string_view raw) {
 std::optional<std::string> ReplyFor(const TypedLine& line, std::string_view replaced,
                                     std::string_view candidate) {
   std::string_view kept = line.raw;
-  if (!kept.ends_with(replaced)) return std::nullopt;
+  if (line.escaped || !kept.ends_with(replaced)) return std::nullopt;
   kept.remove_suffix(replaced.size());
   const std::string before = Unquoted(kept);
   if (!candidate.starts_with(before)) return std::nullopt;

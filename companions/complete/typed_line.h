@@ -9,10 +9,11 @@ namespace tarvex::complete {
 
 // A command line up to the cursor, as it was typed into a shell. Nothing in it is expanded or run.
 struct TypedLine {
-  std::vector<std::string>
-      words;          // without their quotes; the last one is in hand, and may be empty
-  std::string raw;    // the last one as it was typed
-  char quote = '\0';  // the quote that is open at the cursor
+  // Without their quotes; the last one is in hand, and may be empty.
+  std::vector<std::string> words;
+  std::string raw;       // the last one as it was typed
+  char quote = '\0';     // the quote that is open at the cursor
+  bool escaped = false;  // a backslash in front of the cursor waits for what it escapes
 };
 
 TypedLine SplitLine(std::string_view line);
@@ -21,7 +22,7 @@ TypedLine SplitLine(std::string_view line);
 std::string Unquoted(std::string_view raw);
 
 // What takes the place of `replaced`, the end of the line as the shell is going to replace it, so
-// that the word in hand becomes `candidate`; none when the line does not end so.
+// that the word in hand becomes `candidate`; none when the line does not end so, or amid an escape.
 std::optional<std::string> ReplyFor(const TypedLine& line, std::string_view replaced,
                                     std::string_view candidate);
 

@@ -44,6 +44,11 @@ TEST(TypedLineTest, AReplyOutsideOfQuotesHasItsParenthesesEscaped) {
   EXPECT_EQ(ReplyFor(SplitLine("p -Qf\\(blocks="), "", "-Qf(blocks=8)"), "8\\)");
 }
 
+// A backslash would escape the one of the reply.
+TEST(TypedLineTest, NoReplyAmidAnEscape) {
+  EXPECT_EQ(ReplyFor(SplitLine("p -Qf\\"), "", "-Qf("), std::nullopt);
+}
+
 TEST(TypedLineTest, NoReplyWhereTheLineEndsOtherwise) {
   EXPECT_EQ(ReplyFor(SplitLine("p -M"), "-A", "-Mstorage"), std::nullopt);
   EXPECT_EQ(ReplyFor(SplitLine("p -Qx"), "x", "-Afoo"), std::nullopt);
