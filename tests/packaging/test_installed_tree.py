@@ -19,10 +19,14 @@ PLACES = (
 PARTS = {
     "bin/TarvexDiagnosticsCLI",
     f"{PRIVATE}/libconfig_reader.so",
+    f"{PRIVATE}/libhistory_postgresql.so",
     f"{PRIVATE}/libhostlayer.so",
     f"{PRIVATE}/liborvan_service.so",
     f"{PRIVATE}/orvan/orvan-worker",
     f"{PRIVATE}/orvan/modules/storage.so",
+    "share/tarvex-diagnostics/postgresql/migrate.sh",
+    "share/tarvex-diagnostics/postgresql/migrations/0001-tables.sql",
+    "share/tarvex-diagnostics/postgresql/roles.sql",
 }
 
 

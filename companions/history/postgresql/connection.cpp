@@ -49,7 +49,7 @@ Options ParsedAddress(const std::string& address) {
   if (options == nullptr) {
     const std::string text = reason != nullptr ? reason : "out of memory";
     PQfreemem(reason);
-    throw DatabaseError(Kind::kOther, "the address cannot be read: " + WordsOf("", text));
+    throw DatabaseError(Kind::kOther, AddressWords(address, text));
   }
   return options;
 }

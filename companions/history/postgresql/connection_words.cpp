@@ -72,6 +72,16 @@ std::string WordsOf(const std::string& state, const std::string& text) {
   return OneLine(text) + (help.empty() ? "" : "; " + help);
 }
 
+std::string AddressWords(const std::string& address, const std::string& reason) {
+  const std::size_t user = address.find("://");
+  const std::size_t host = address.rfind('@');
+  const bool hasSecret = address.find("password") != std::string::npos ||
+                         (user != std::string::npos && host != std::string::npos &&
+                          address.find(':', user + 3) < host);
+  return "the address cannot be read" + (hasSecret ? "" : ": " + OneLine(reason)) +
+         "; it looks like postgresql://USER@HOST/DATABASE";
+}
+
 std::string ConnectWords(const std::string& text, bool needsPassword) {
   return OneLine(text) +
          (needsPassword ? "; write the password into ~/.pgpass, or the file that PGPASSFILE names"

@@ -17,6 +17,8 @@ using Kind = DatabaseError::Kind;
 // second.
 constexpr std::size_t kMostRuns = 500;
 constexpr std::size_t kMostTests = 10000;
+// Of the logs of a batch, which is in memory as a whole.
+constexpr std::uint64_t kMostBytes = 64U << 20;
 // How often a batch is tried that other sessions get in the way of.
 constexpr int kTries = 5;
 
@@ -48,7 +50,8 @@ void Loader::LoadAll() {
 std::vector<RunToLoad> Loader::NextBatch() {
   std::vector<RunToLoad> runs;
   std::size_t tests = 0;
-  while (runs.size() < kMostRuns && tests < kMostTests) {
+  std::uint64_t bytes = 0;
+  while (runs.size() < kMostRuns && tests < kMostTests && bytes < kMostBytes) {
     std::optional<RunToLoad> next = request_.runs->Next();
     if (!next) break;
     if (KeyOfMachine(next->run).empty() || StartOf(next->run).empty()) {
@@ -56,6 +59,7 @@ std::vector<RunToLoad> Loader::NextBatch() {
       continue;
     }
     tests += next->run.tests.size();
+    bytes += next->bytes;
     runs.push_back(std::move(*next));
   }
   return runs;
