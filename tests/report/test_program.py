@@ -2,6 +2,7 @@
 
 import json
 import os
+import resource
 import shutil
 import signal
 import stat
@@ -147,6 +148,20 @@ def test_a_pipe_in_the_way_is_left_alone(desk):
 )
 def test_a_page_that_cannot_be_written_is_said(desk, path, said):
     assert said in refused(desk, path)
+
+
+def test_a_page_that_finds_no_room_leaves_nothing_behind(desk):
+    document = desk.document(sample_runs.healthy())
+    page = desk.folder / "report.html"
+    page.write_text("an older one", encoding="utf-8")
+    done = made_by_program(
+        [document, "-o", page],
+        preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (4096, 4096)),
+    )
+    assert (done.returncode, done.stdout) == (1, b"")
+    assert done.stderr.decode() == f"tarvex-report: {page} cannot be written: File too large\n"
+    assert sorted(path.name for path in desk.folder.iterdir()) == ["report.html", "run.json"]
+    assert page.read_text(encoding="utf-8") == "an older one"
 
 
 @pytest.mark.parametrize(

@@ -55,7 +55,7 @@ def test_a_run_goes_by_its_name_and_by_its_log(world):
     copy.write_bytes(log.read_bytes())
     named = made_by_program(["copy.jsonl", "-o", "-"], cwd=world.work_dir)
     assert (named.returncode, named.stderr) == (0, b"")
-    assert named.stdout.decode() == page.replace(str(log), "./copy.jsonl")
+    assert named.stdout.decode() == page.replace(str(log), str(copy))
 
 
 def test_a_failing_disk_becomes_a_page(visited):

@@ -98,7 +98,7 @@ def _importance(course: Course) -> int:
 def _is_drawn(course: Course) -> bool:
     has_times = len({one.run.start for one in course.seen if one.run.start}) > 1
     values = [one.value for one in course.seen]
-    is_steady = max(values) - min(values) <= MUCH * max(map(abs, values))
+    is_steady = max(values) - min(values) <= MUCH * max(abs(value) for value in values)
     if not has_times or not scale.is_drawable(*values) or not scale.is_wide(values):
         return False
     if NOT_DRAWN.search(course.name):

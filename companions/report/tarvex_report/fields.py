@@ -51,21 +51,21 @@ class Fields:
             raise self._wrong(name, "boolean")
         return value
 
-    def list(self, name: str) -> list[Json]:
+    def items(self, name: str) -> list[Json]:
         value = self._get(name)
         if not isinstance(value, list):
             raise self._wrong(name, "list")
         return value
 
     def texts(self, name: str) -> tuple[str, ...]:
-        if not all(isinstance(value, str) for value in self.list(name)):
+        if not all(isinstance(value, str) for value in self.items(name)):
             raise self._wrong(name, "list of texts")
-        return tuple(map(clean, self.list(name)))
+        return tuple(map(clean, self.items(name)))
 
-    def objects(self, name: str) -> "list[Fields]":
+    def objects(self, name: str) -> list["Fields"]:
         return [
             Fields(value, f"{name}[{index}] of {self.where}")
-            for index, value in enumerate(self.list(name))
+            for index, value in enumerate(self.items(name))
         ]
 
     def words(self, name: str) -> dict[str, str]:

@@ -62,7 +62,8 @@ def _drawn(plot: Plot, size: Size, across: Axis, up: Axis) -> ElementTree.Elemen
         chart.add("", list(plot.points))
         if not plot.has_dots:
             chart.add("", list(plot.points), fill=True)  # what lies below the line
-    return chart.render_tree()
+    drawn: ElementTree.Element = chart.render_tree()
+    return drawn
 
 
 def pictures(plot: Plot, axes: dict[str, tuple[Axis, Axis]]) -> tuple[Markup, ...]:

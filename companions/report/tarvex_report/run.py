@@ -129,7 +129,7 @@ def _series(fields: Fields) -> Series:
         _unit(fields, "unit"),
         fields.text_or("axis", ""),
         _unit(fields, "axisUnit"),
-        tuple(_point(value, where) for value in fields.list("points")),
+        tuple(_point(value, where) for value in fields.items("points")),
     )
 
 

@@ -20,7 +20,7 @@ def is_drawable(*values: float) -> bool:
 def is_wide(values: Iterable[float]) -> bool:
     """Whether the values span an axis."""
     seen = list(values)
-    return max(seen) - min(seen) > FINEST * max(map(abs, seen))
+    return max(seen) - min(seen) > FINEST * max(abs(value) for value in seen)
 
 
 @dataclass(frozen=True)

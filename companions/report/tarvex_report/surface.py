@@ -114,8 +114,8 @@ def _picture(places: list[Place], low: float, high: float, size: Size, words: st
     svg.shape(root, "path", {"class": "cell calm", "d": "".join(calm)})
     for row in range(rows):
         at = low + (high - low) * row / rows
-        place = {"class": "row", "x": LABEL - 8, "y": (row + 0.72) * pitch}
-        svg.shape(root, "text", place).text = scale.position(round(at))
+        label = svg.shape(root, "text", {"class": "row", "x": LABEL - 8, "y": (row + 0.72) * pitch})
+        label.text = scale.position(round(at))
     return svg.picture(root, f"chart map {size.name}", words)
 
 
