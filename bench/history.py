@@ -15,7 +15,7 @@ from datetime import datetime, timedelta, timezone
 from pathlib import Path
 
 RUNS = 10000
-LIMIT = 0.2  # s
+LIMIT = 0.2  # s of processor time, which other work of the machine does not change
 COMMANDS = (["list"], ["run", "last"], ["devices"], ["worse"], ["--prometheus"])
 DISKS = 4
 TESTS = ("FUNNEL_READ_TEST", "RANDOM_READ_TEST", "SMART_STATUS_TEST")
@@ -108,8 +108,13 @@ def write_log(folder, run):
 def timed(state, *arguments):
     history = Path(os.environ["TARVEX_BINARY_DIR"]) / "bin" / "tarvex-history"
     begin = time.monotonic()
-    subprocess.run([history, "--state", state, *arguments], check=True, stdout=subprocess.DEVNULL)
-    return time.monotonic() - begin
+    process = subprocess.Popen(
+        [history, "--state", state, *arguments], stdout=subprocess.DEVNULL
+    )
+    _, status, usage = os.wait4(process.pid, 0)
+    if status != 0:
+        raise SystemExit(f"history: {arguments} failed")
+    return usage.ru_utime + usage.ru_stime, time.monotonic() - begin
 
 
 def main():
@@ -120,13 +125,19 @@ def main():
         for run in range(RUNS):
             write_log(folder, run)
         size = sum(file.stat().st_size for file in folder.iterdir()) >> 20
-        first = timed(state, "list")
-        print(f"history: {RUNS} runs of {size} MiB, the first answer: {first:.2f} s")
+        worked, took = timed(state, "list")
+        print(
+            f"history: {RUNS} runs of {size} MiB, the first answer: "
+            f"{worked:.2f} s of processor time, {took:.2f} s"
+        )
         missed = False
         for command in COMMANDS:
-            best = min(timed(state, *command) for _ in range(7))
-            missed = missed or best > LIMIT
-            print(f"history: {' '.join(command)}: {best:.3f} s (limit {LIMIT} s)")
+            worked, took = map(min, zip(*(timed(state, *command) for _ in range(7))))
+            missed = missed or worked > LIMIT
+            print(
+                f"history: {' '.join(command)}: {worked:.3f} s of processor time "
+                f"(limit {LIMIT} s), {took:.3f} s"
+            )
     return 1 if missed else 0
 
 

@@ -63,12 +63,17 @@ std::vector<LogPlace> Archive::Logs() {
 ReadLog Archive::FindLast() {
   std::vector<LogPlace> logs = Logs();
   std::sort(logs.begin(), logs.end(), IsNewer);
+  ReadLog newest = None("there is no run");
   for (const LogPlace& log : logs) {
     ReadLog read = ReadLogFile(log.path);
-    if (read.run) return read;
-    passedOver_.push_back({log.path, read.why});
+    if (read.run && !read.run->tests.empty()) return read;
+    if (!read.run) {
+      passedOver_.push_back({log.path, read.why});
+    } else if (!newest.run) {
+      newest = std::move(read);
+    }
   }
-  return None("there is no run");
+  return newest;
 }
 
 ReadLog Archive::Find(const std::string& wanted) {

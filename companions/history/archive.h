@@ -20,7 +20,8 @@ class Archive {
   RunIndex& Index();
   // From now on the index is that of this process alone.
   void DistrustIndex(bool isDamaged);
-  // The run of that path, that name or a beginning of it, or the "last" one; none, with a reason.
+  // The run of that path, that name or a beginning of it, or the "last" one, which is the newest
+  // that tested something, and else the newest; none, with a reason.
   ReadLog Find(const std::string& wanted);
   // What could not be read so far, each once.
   const std::vector<PassedOver>& PassedOverFiles() const { return passedOver_; }

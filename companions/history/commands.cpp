@@ -118,12 +118,17 @@ Answer ListRecords(const Options& options, Archive& archive) {
   return answer;
 }
 
+bool HasTests(const RunSummary& run) {
+  return std::any_of(run.counts.begin(), run.counts.end(),
+                     [](std::size_t count) { return count > 0; });
+}
+
 Answer ShowMetrics(Archive& archive) {
   RunIndex& index = archive.Index();
-  std::map<std::string, RunSummary> last;  // by machine
+  std::map<std::string, RunSummary> last;  // by machine: the newest that tested something
   for (RunSummary& run : index.Runs()) {
-    const std::string machine = run.machine;
-    last.try_emplace(machine, std::move(run));
+    const auto [found, isNew] = last.try_emplace(run.machine, run);
+    if (!isNew && !HasTests(found->second) && HasTests(run)) found->second = std::move(run);
   }
   std::vector<RunSummary> runs;
   for (auto& [machine, run] : last) runs.push_back(std::move(run));

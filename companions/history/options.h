@@ -9,7 +9,7 @@
 // tables here.
 namespace tarvex::history {
 
-// The word for the newest run.
+// The word for the newest run that tested something.
 inline constexpr char kLastRun[] = "last";
 
 enum class Format { kText, kJson, kCsv };

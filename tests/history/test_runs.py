@@ -70,11 +70,27 @@ def test_a_run_is_found_by_path_name_and_beginning(tmp_path):
     assert (told.returncode, told.stderr) == (1, b"tarvex-history: nothing: there is no such run\n")
 
 
+def test_the_last_run_is_the_newest_that_tested_something(tmp_path):
+    world = make_run(tmp_path, ["-Mstorage", "-Qp", "0"])
+    tested = only_log(world)
+    nothing = tested.with_name(tested.name.replace("tarvex-20", "tarvex-21"))
+    lines = tested.read_bytes().splitlines(keepends=True)
+    nothing.write_bytes(b"".join([*lines[:2], lines[-1]]))
+    for command in (["run", "last"], ["worse"]):
+        told = history(*command, "--json", state=world.state_dir)
+        assert json.loads(told.stdout)["run"] == tested.stem
+    metrics = history("--prometheus", state=world.state_dir).stdout.decode()
+    assert re.search(r'tarvex_last_run_verdict\{.*verdict="passed"\} 1\n', metrics)
+    tested.unlink()
+    assert history("run", "last", state=world.state_dir).returncode == 0
+
+
 def test_a_run_that_goes_on_and_one_that_crashed_are_told_apart(tmp_path):
     world = World(tmp_path, LONG)
     process = world.start(["-Mstorage", "-Ql", "0"])
     log = world.state_dir / "log"
     wait_for(lambda: log.exists() and any(b"LONG_TEST" in p.read_bytes() for p in log.iterdir()))
+    assert [run["state"] for run in answer("list", state=world.state_dir)["runs"]] == ["running"]
     for _ in range(3):  # looking does not end it
         told = answer("run", "last", state=world.state_dir)
         assert (told["state"], told["verdict"]) == ("running", "unfinished")
@@ -82,6 +98,8 @@ def test_a_run_that_goes_on_and_one_that_crashed_are_told_apart(tmp_path):
     process.send_signal(signal.SIGKILL)
     process.wait(60)
     run = told["run"]
+    # Its file is as it was, in the index, too.
+    assert [run["state"] for run in answer("list", state=world.state_dir)["runs"]] == ["crashed"]
     assert answer("run", "last", state=world.state_dir)["state"] == "crashed"
     world.run(["-Mstorage", "-Qr", "0"])
     crashed = answer("run", run, state=world.state_dir)
