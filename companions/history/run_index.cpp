@@ -107,6 +107,9 @@ RunIndex::KeptByPath RunIndex::Load() {
 }
 
 void RunIndex::Forget(std::int64_t log) {
+  SqliteStatement(*database_,
+                  "DELETE FROM facts WHERE device IN (SELECT id FROM device WHERE log = ?1)")
+      .Run({log});
   SqliteStatement(*database_, "DELETE FROM device WHERE log = ?1").Run({log});
   SqliteStatement(*database_, "DELETE FROM log WHERE id = ?1").Run({log});
 }
@@ -134,13 +137,14 @@ std::int64_t RunIndex::Take(const LogPlace& place, std::string& why) {
 void RunIndex::Add(std::int64_t log, const LoggedRun& run) {
   SqliteStatement insert(
       *database_,
-      "INSERT INTO device(log, identity, key, name, serial, place, module, verdict, tests) "
-      "VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9)");
+      "INSERT INTO device(log, identity, key, name, serial, place, module, verdict) "
+      "VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8)");
+  SqliteStatement insertFacts(*database_, "INSERT INTO facts(device, tests) VALUES(?1, ?2)");
   for (const DeviceFacts& one : FactsOf(run)) {
     const RunDevice& device = one.device;
     insert.Run({log, IdentityOf(device, run.machine), device.key, device.name, device.serial,
-                device.place, device.module, static_cast<std::int64_t>(WorstOf(one.tests)),
-                TextOfFacts(one.tests)});
+                device.place, device.module, static_cast<std::int64_t>(WorstOf(one.tests))});
+    insertFacts.Run({database_->LastRow(), TextOfFacts(one.tests)});
   }
 }
 
@@ -206,8 +210,9 @@ std::vector<DeviceRun> DeviceRuns(SqliteDatabase& database, const std::string& c
                                   std::initializer_list<SqliteStatement::Value> values) {
   std::vector<DeviceRun> runs;
   SqliteStatement rows(
-      database, (std::string("SELECT ") + kRunColumns + ", " + kDeviceColumns + ", device.tests " +
-                 kDeviceTables + "WHERE " + condition + " ORDER BY log.start, log.run, device.id")
+      database, (std::string("SELECT ") + kRunColumns + ", " + kDeviceColumns + ", facts.tests " +
+                 kDeviceTables + "JOIN facts ON facts.device = device.id WHERE " + condition +
+                 " ORDER BY log.start, log.run, device.id")
                     .c_str());
   rows.Begin(values);
   while (rows.Next()) runs.push_back(DeviceRunIn(rows));
