@@ -16,7 +16,7 @@ build_packages="g++ cmake ninja-build pkg-config qtbase5-dev libsdl2-dev libsyst
 libblkid-dev libsodium-dev libsqlite3-dev libpq-dev nlohmann-json3-dev libsimdjson-dev"
 test_packages="libgtest-dev libgmock-dev libfuse3-dev fuse3 mount e2fsprogs dbus python3 python3-pytest
 python3-pexpect python3-prometheus-client python3-dbusmock sqlite3 qemu-system-x86 busybox-static kmod systemd
-smartmontools nvme-cli bash zsh fish man-db mandoc postgresql-15 slurmctld slurmd munge
+smartmontools nvme-cli bash zsh fish man-db mandoc postgresql-15 slurmctld slurmd munge ansible python3-apt
 python3-jinja2 python3-pygal python3-pil chromium fonts-dejavu-core poppler-utils npm"
 bench_packages="libbenchmark-dev fio gddrescue"
 lint_packages="clang-format clang-tidy"

@@ -1,0 +1,164 @@
+"""The role, by Debian's own Ansible, on a machine in a folder: this one's root below a layer of memory."""
+
+import json
+import os
+import re
+import shutil
+import subprocess
+from pathlib import Path
+
+import pytest
+
+BINARY_DIR = Path(os.environ["TARVEX_BINARY_DIR"])
+ROLES = Path(os.environ["TARVEX_SOURCE_DIR"]) / "fleet" / "ansible" / "roles"
+SECONDS = 120
+CONTROL = """Package: tarvex-diagnostics
+Version: 5.0.0.0
+Architecture: amd64
+Maintainer: Test <test@example.invalid>
+Description: what the build installs
+"""
+# In mounts of its own, which end with it.
+ENTER = """
+mkdir -p {layer}/upper {layer}/work {layer}/root
+mount -t tmpfs none {layer}
+mkdir {layer}/upper {layer}/work {layer}/root
+mount -t overlay -o lowerdir=/,upperdir={layer}/upper,workdir={layer}/work none {layer}/root
+for folder in proc sys dev tmp; do mount --rbind /$folder {layer}/root/$folder; done
+rm -rf {layer}/root/var/lib/tarvex {layer}/root/etc/tarvex
+"""
+
+
+def scenario(status):
+    test = {
+        "name": "READ_TEST", "option": "r", "longName": "read", "outcome": {"status": status},
+        "key": {"major": 5, "minor": 1, "build": 0, "identifier": 100},
+    }  # fmt: skip
+    diagnostic = {
+        "name": "QUICK_TEST", "option": "Q", "longName": "quick", "tests": [test],
+        "key": {"major": 1, "minor": 1, "build": 0, "identifier": 1},
+    }  # fmt: skip
+    disk = {"id": "0", "name": "Disk A", "entries": []}
+    return {"modules": [{"name": "storage", "diagnostics": [diagnostic], "devices": [disk]}]}
+
+
+@pytest.fixture(scope="module")
+def package(tmp_path_factory):
+    """What the build installs, as a package."""
+    tree = tmp_path_factory.mktemp("package")
+    subprocess.run(["cmake", "--install", BINARY_DIR, "--strip"], check=True, capture_output=True,
+                   env={**os.environ, "DESTDIR": str(tree / "tree")})  # fmt: skip
+    (tree / "tree" / "DEBIAN").mkdir()
+    (tree / "tree" / "DEBIAN" / "control").write_text(CONTROL, encoding="ascii")
+    made = tree / "tarvex-diagnostics_5.0.0.0_amd64.deb"
+    subprocess.run(["dpkg-deb", "-Znone", "--root-owner-group", "--build", tree / "tree", made],
+                   check=True, capture_output=True)  # fmt: skip
+    shutil.rmtree(tree / "tree")
+    return made
+
+
+class Fleet:
+    """Runs playbooks on one machine, which begins anew with each call of `play`."""
+
+    def __init__(self, folder, package):
+        self.folder = folder
+        self.logs = folder / "logs"
+        self.layer = folder / "layer"
+        self.layer.mkdir()
+        self.package = package
+        (folder / "inventory").write_text(
+            f"machine-1 ansible_host={self.layer}/root ansible_connection=community.general.chroot "
+            "ansible_python_interpreter=/usr/bin/python3\n", encoding="ascii")  # fmt: skip
+
+    def play(self, *runs, then=""):
+        """A playbook of one role for each of `runs`, its variables, one after the other in one machine;
+        what Ansible and the command of the shell `then` say. `{root}` is the machine's."""
+        commands = [ENTER]
+        for number, variables in enumerate(runs):
+            # No systemd runs in a folder; what is switched on there is so from its next start on.
+            play = [{"hosts": "all", "gather_facts": False, "environment": {"SYSTEMD_OFFLINE": "1"},
+                     "roles": [{"role": "tarvex_diagnostics", "tarvex_package": str(self.package),
+                                **variables}]}]  # fmt: skip
+            path = self.folder / f"play-{number}.json"
+            path.write_text(json.dumps(play), encoding="utf-8")
+            commands.append(f"ansible-playbook -i {self.folder}/inventory {path} || :\n")
+        script = "".join(commands).format(layer=self.layer) + then.format(root=f"{self.layer}/root")
+        environment = {
+            "PATH": "/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin",
+            "HOME": str(self.folder),
+            "LC_ALL": "C.UTF-8",
+            "ANSIBLE_ROLES_PATH": str(ROLES),
+            "ANSIBLE_NOCOLOR": "1",
+            "ANSIBLE_PIPELINING": "1",
+            "ANSIBLE_LOCALHOST_WARNING": "0",
+        }
+        done = subprocess.run(["unshare", "--mount", "--propagation", "private", "sh", "-euc", script],
+                              env=environment, capture_output=True, text=True, check=False,
+                              stdin=subprocess.DEVNULL, timeout=SECONDS)  # fmt: skip
+        assert done.returncode == 0, done.stdout + done.stderr
+        return done.stdout
+
+    def scenario(self, status):
+        path = self.folder / f"scenario-{status}.json"
+        path.write_text(json.dumps(scenario(status)), encoding="utf-8")
+        return {"ORVAN_SCENARIO": str(path)}
+
+    def home(self):
+        """The runs whose logs were brought home: (folder, verdict)."""
+        said = subprocess.run([BINARY_DIR / "bin" / "tarvex-history", "--logs", self.logs, "list", "--json"],
+                              check=True, capture_output=True).stdout  # fmt: skip
+        return [(Path(run["file"]).parent.name, run["verdict"]) for run in json.loads(said)["runs"]]
+
+
+@pytest.fixture
+def fleet(tmp_path, package):
+    return Fleet(tmp_path, package)
+
+
+def recaps(said):
+    """(changed, failed) of each playbook."""
+    found = re.findall(r"^machine-1 .*changed=(\d+).*failed=(\d+)", said, re.M)
+    return [(int(changed), int(failed)) for changed, failed in found]
+
+
+def test_machine_is_set_up_once_runs_and_sends_its_logs_home(fleet):
+    settings = {"storage": {"timeout_seconds": 20, "include_loop": 0}}
+    setup = {"tarvex_settings": settings, "tarvex_timer": True, "tarvex_logs": str(fleet.logs)}
+    run = {"tarvex_run": ["-Mstorage", "-Q"], "tarvex_environment": fleet.scenario(0)}
+    said = fleet.play(
+        setup | run, setup, {"tarvex_timer": False},
+        then="cat {root}/etc/tarvex/service.ini; stat -c %U:%a {root}/etc/tarvex/service.ini;"
+             "chroot {root} dpkg-query -W tarvex-diagnostics;"
+             "ls {root}/etc/systemd/system/timers.target.wants",
+    )  # fmt: skip
+    first, second, third = recaps(said)
+    assert first[1] == 0, said
+    # Package, its file, timer, folder, settings, run and log.
+    assert first[0] == 7, said
+    assert second == (0, 0), said
+    # The timer alone.
+    assert third == (1, 0), said
+    assert "[storage]\ninclude_loop=0\ntimeout_seconds=20\n" in said
+    assert "root:644\n" in said
+    assert "tarvex-diagnostics\t5.0.0.0" in said
+    assert "tarvex-diagnostics.timer" not in said.split("tarvex-diagnostics\t5.0.0.0")[1]
+    assert fleet.home() == [("machine-1", "passed")]
+
+
+def test_machine_whose_hardware_fails_is_failed_after_its_logs_are_home(fleet):
+    logs = {"tarvex_run": ["-Mstorage", "-Q"], "tarvex_logs": str(fleet.logs)}
+    said = fleet.play(
+        logs | {"tarvex_environment": fleet.scenario(6)},
+        logs | {"tarvex_environment": fleet.scenario(1)},
+    )
+    invalid, failed = recaps(said)
+    assert invalid[1] == 0, "what could not be tried is no failure of the machine"
+    assert failed[1] == 1, said
+    assert "the diagnostics ended with status 21 on machine-1" in said
+    assert sorted(fleet.home()) == [("machine-1", "failed"), ("machine-1", "invalid")]
+
+
+def test_misspelt_variable_is_refused(fleet):
+    said = fleet.play({"tarvex_timer": "sometimes"})
+    assert recaps(said) == [(0, 1)]
+    assert "sometimes" in said
