@@ -106,6 +106,8 @@ def test_the_keyboard_reaches_everything_in_order(browser, pages):
         "4 measurements of Smart Status Test",
         "The numbers of Read rate over surface",
     ]
+    nameless = "[...document.querySelectorAll('[tabindex]:not([aria-label], [aria-labelledby])')].length"
+    assert browser.ask(nameless) == 0
     assert all(stop[2] == "solid" for stop in stops), "where the focus is cannot be seen"
     assert all(stop[3] for stop in stops), "what has the focus is out of the window"
 
