@@ -51,13 +51,8 @@ void Archive::DistrustIndex(bool isDamaged) {
 }
 
 std::vector<LogPlace> Archive::Logs() {
-  std::vector<LogPlace> logs;
   passedOver_.clear();
-  for (const std::string& folder : folders_) {
-    std::vector<LogPlace> found = LogsIn(folder, passedOver_);
-    std::move(found.begin(), found.end(), std::back_inserter(logs));
-  }
-  return logs;
+  return LogsIn(folders_, passedOver_);
 }
 
 ReadLog Archive::FindLast() {

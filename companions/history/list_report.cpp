@@ -1,5 +1,6 @@
 #include "companions/history/list_report.h"
 
+#include "companions/history/log_json.h"
 #include "companions/history/run_json.h"
 #include "companions/history/table_text.h"
 #include "service/log/json_text.h"
@@ -55,7 +56,7 @@ std::string ListCsv(const std::vector<RunSummary>& runs) {
   std::string text = CsvHead(names);
   for (const RunSummary& run : runs) {
     CsvLine line;
-    line.Text(run.id).Text(run.file).Text(WordOf(run.state)).Text(run.machine);
+    line.Text(run.id).Text(Shown(run.file)).Text(WordOf(run.state)).Text(run.machine);
     line.Text(run.start).Text(run.end).Text(WordOf(run.verdict));
     line.Number(static_cast<double>(run.devices));
     for (const std::size_t count : run.counts) line.Number(static_cast<double>(count));

@@ -29,11 +29,9 @@ class LoggedRuns : public RunSource {
  public:
   LoggedRuns(const std::vector<std::string>& folders, const Tell& tell) : tell_(tell) {
     std::vector<PassedOver> passedOver;
-    for (const std::string& folder : folders) {
-      for (LogPlace& log : LogsIn(folder, passedOver)) {
-        std::string id = RunIdOf(log.path);
-        logs_.emplace_back(std::move(id), std::move(log));
-      }
+    for (LogPlace& log : LogsIn(folders, passedOver)) {
+      std::string id = RunIdOf(log.path);
+      logs_.emplace_back(std::move(id), std::move(log));
     }
     std::sort(logs_.begin(), logs_.end(), [](const auto& one, const auto& other) {
       return std::tie(one.first, one.second.path) < std::tie(other.first, other.second.path);

@@ -76,8 +76,8 @@ std::optional<std::int64_t> MillisecondsOf(std::string_view time) {
   const std::chrono::year_month_day date(std::chrono::year(year),
                                          std::chrono::month(static_cast<unsigned>(month)),
                                          std::chrono::day(static_cast<unsigned>(day)));
-  if (std::min({year, month, day, hour, minute, second, fraction}) < 0 || !date.ok() || hour > 23 ||
-      minute > 59 || second > 60) {
+  if (std::min({year - 1, month, day, hour, minute, second, fraction}) < 0 || !date.ok() ||
+      hour > 23 || minute > 59 || second > 60) {
     return {};
   }
   using std::chrono::milliseconds;

@@ -9,10 +9,13 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <map>
 #include <memory>
+#include <set>
 #include <string_view>
 #include <utility>
 
+#include "companions/history/log_json.h"
 #include "os/descriptor.h"
 
 namespace tarvex::history {
@@ -118,18 +121,24 @@ ReadLog NoLog(std::string why) {
   return read;
 }
 
+ReadLog NotRead() {
+  ReadLog read = NoLog(std::strerror(errno));
+  read.isOfSystem = true;
+  return read;
+}
+
 ReadLog ReadOpenLog(const Descriptor& file, const std::string& path) {
   const std::string stem =
       path.substr(0, path.size() - (EndsWith(path, kEnding) ? kEnding.size() : 0));
   // A run that ends between the look at its log and that at its lock has written more.
   for (int tries = 0;; ++tries) {
     struct stat status {};
-    if (fstat(file.Get(), &status) != 0) return NoLog(std::strerror(errno));
+    if (fstat(file.Get(), &status) != 0) return NotRead();
     if (const std::string why = WhyNoFile(status); !why.empty()) return NoLog(why);
     const auto size = static_cast<std::size_t>(status.st_size);
     if (size > kLongestLog) return NoLog("is longer than any log");
     std::string text;
-    if (!ReadAll(file, size, text)) return NoLog(std::strerror(errno));
+    if (!ReadAll(file, size, text)) return NotRead();
     ReadLog read = ReadLogText(std::move(text));
     if (!read.run) return read;
     const bool isHeld = !read.hasEnd && IsHeld(file);
@@ -163,17 +172,32 @@ std::vector<LogPlace> LogsIn(const std::string& folder, std::vector<PassedOver>&
   return logs;
 }
 
+std::vector<LogPlace> LogsIn(const std::vector<std::string>& folders,
+                             std::vector<PassedOver>& passedOver) {
+  std::map<std::string, LogPlace> logs;
+  std::set<PassedOver> others;
+  for (const std::string& folder : folders) {
+    std::vector<PassedOver> found;
+    for (LogPlace& log : LogsIn(folder, found)) logs.try_emplace(log.path, log);
+    others.insert(found.begin(), found.end());
+  }
+  passedOver.insert(passedOver.end(), others.begin(), others.end());
+  std::vector<LogPlace> all;
+  for (auto& [path, log] : logs) all.push_back(std::move(log));
+  return all;
+}
+
 ReadLog ReadLogFile(const std::string& path) {
   struct stat status {};
-  if (lstat(path.c_str(), &status) != 0) return NoLog(std::strerror(errno));
+  if (lstat(path.c_str(), &status) != 0) return NotRead();
   // Opening a device may already do something.
   if (const std::string why = WhyNoFile(status); !why.empty()) return NoLog(why);
   constexpr int kFlags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | O_NOCTTY;
   const Descriptor file(open(path.c_str(), kFlags));
-  if (!file.IsOpen()) return NoLog(std::strerror(errno));
+  if (!file.IsOpen()) return NotRead();
   ReadLog read = ReadOpenLog(file, path);
   if (read.run) {
-    read.run->id = RunIdOf(path);
+    read.run->id = Shown(RunIdOf(path));
     read.run->file = path;
   }
   return read;

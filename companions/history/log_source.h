@@ -22,6 +22,7 @@ struct LogPlace {
 struct PassedOver {
   std::string file;
   std::string why;
+  auto operator<=>(const PassedOver&) const = default;
 };
 
 // "…/tarvex-20261121T080000.000Z-4711.crashed.jsonl": what a run is called, whatever became of it.
@@ -30,6 +31,11 @@ std::string RunIdOf(const std::string& path);
 // The logs in a folder and in those below it, by name; a link or a pipe with a log's name among
 // `passedOver`, and so is the folder itself when it can't be read.
 std::vector<LogPlace> LogsIn(const std::string& folder, std::vector<PassedOver>& passedOver);
+
+// The same of several folders; a log that is in two of them, as one lies in the other, is told
+// once.
+std::vector<LogPlace> LogsIn(const std::vector<std::string>& folders,
+                             std::vector<PassedOver>& passedOver);
 
 // Reads the log; the run has its id, file, state and verdict.
 ReadLog ReadLogFile(const std::string& path);

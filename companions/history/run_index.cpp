@@ -10,6 +10,8 @@ namespace {
 
 constexpr std::size_t kLogsAtOnce = 500;  // between two commits
 
+constexpr std::int64_t kReadAgain = -1;  // the time of no file
+
 constexpr char kRunColumns[] =
     "log.run, log.path, log.state, log.machine, log.machine_id, log.start, log.end, log.verdict, "
     "log.devices, log.counts";
@@ -118,12 +120,13 @@ std::int64_t RunIndex::Take(const LogPlace& place, std::string& why) {
   const ReadLog read = ReadLogFile(place.path);
   const LoggedRun none;
   const LoggedRun& run = read.run ? *read.run : none;
+  const std::int64_t changed = read.isOfSystem ? kReadAgain : place.changedNs;
   SqliteStatement(
       *database_,
       "INSERT INTO log(path, bytes, changed, inode, why, run, state, machine, machine_id, start, "
       "end, verdict, devices, counts) VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, ?10, ?11, ?12, "
       "?13, ?14)")
-      .Run({place.path, static_cast<std::int64_t>(place.bytes), place.changedNs,
+      .Run({place.path, static_cast<std::int64_t>(place.bytes), changed,
             static_cast<std::int64_t>(place.inode), read.why, run.id,
             static_cast<std::int64_t>(run.state), run.machine, run.machineId, run.start, run.end,
             static_cast<std::int64_t>(run.verdict), static_cast<std::int64_t>(run.devices.size()),
@@ -150,11 +153,7 @@ void RunIndex::Add(std::int64_t log, const LoggedRun& run) {
 
 void RunIndex::Refresh(const std::vector<std::string>& folders,
                        std::vector<PassedOver>& passedOver) {
-  std::vector<LogPlace> places;
-  for (const std::string& folder : folders) {
-    std::vector<LogPlace> found = LogsIn(folder, passedOver);
-    std::move(found.begin(), found.end(), std::back_inserter(places));
-  }
+  const std::vector<LogPlace> places = LogsIn(folders, passedOver);
   KeptByPath kept = Load();
   std::optional<SqliteTransaction> transaction(std::in_place, *database_);
   database_->Run("DELETE FROM current");

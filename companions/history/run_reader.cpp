@@ -213,7 +213,7 @@ std::string Reader::WhyNoRun() const {
 }  // namespace
 
 ReadLog ReadLogText(std::string text) {
-  if (text.empty()) return {{}, "is empty", false, false};
+  if (text.empty()) return {{}, "is empty"};
   const std::size_t size = text.size();
   text.resize(size + kRoomBehind);
   return Reader().Read(std::string_view(text).substr(0, size));

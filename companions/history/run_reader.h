@@ -18,8 +18,9 @@ inline constexpr std::size_t kRoomBehind = 64;
 
 struct ReadLog {
   std::optional<LoggedRun>
-      run;          // without id, file and state; and as complete when its end is there
-  std::string why;  // there is none
+      run;                  // without id, file and state; and as complete when its end is there
+  std::string why;          // there is none
+  bool isOfSystem = false;  // the reason may be gone although the file stays as it is
   bool hasEnd = false;
   bool endsInLine = false;  // the last line is not whole
 };

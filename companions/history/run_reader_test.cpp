@@ -273,12 +273,15 @@ TEST(RunReader, DeepAndHugeThingsAreBrokenLines) {
 }
 
 TEST(RunReader, ATimeThatIsNoneIsNotKnown) {
-  std::string text = LogOf({Begin(), Step(kPass), Ended()});
-  const std::size_t last = text.find("2026-11-21T08:00:14");
-  text.replace(last, 4, "next");
-  const LoggedRun run = *ReadLogText(text).run;
-  EXPECT_EQ(run.tests.at(0).end, "");
-  EXPECT_EQ(run.tests.at(0).seconds, std::nullopt);
+  // A year 0 is none to most who read what is told of it.
+  for (const char* year : {"next", "0000"}) {
+    std::string text = LogOf({Begin(), Step(kPass), Ended()});
+    const std::size_t last = text.find("2026-11-21T08:00:14");
+    text.replace(last, 4, year);
+    const LoggedRun run = *ReadLogText(text).run;
+    EXPECT_EQ(run.tests.at(0).end, "");
+    EXPECT_EQ(run.tests.at(0).seconds, std::nullopt);
+  }
 }
 
 TEST(RunVerdict, TheWorstTestDecidesAndAMissingEndUnlessOneFailed) {

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "companions/history/list_report.h"
+#include "companions/history/log_json.h"
 #include "companions/history/run_json.h"
 #include "companions/history/table_text.h"
 #include "service/log/json_text.h"
@@ -52,7 +53,7 @@ std::string RunText(const LoggedRun& run) {
   std::vector<Row> rows{
       {"Machine", OrDash(run.machine)},      {"Start (UTC)", TimeForPeople(run.start)},
       {"End (UTC)", TimeForPeople(run.end)}, {"Program", OrDash(run.program)},
-      {"Kernel", OrDash(run.kernel)},        {"Log", run.file}};
+      {"Kernel", OrDash(run.kernel)},        {"Log", Shown(run.file)}};
   for (const Module& module : run.modules) {
     rows.push_back({"Module", module.name + ' ' + module.version});
   }

@@ -1,12 +1,16 @@
 """The index of the state folder: a cache that changes no answer, whatever becomes of it."""
 
+import json
 import os
+import pwd
 import shutil
 import sqlite3
 import stat
 
 import pytest
 from histories import answer, history, make_run, only_log
+
+NOBODY = {"user": "nobody", "group": "nogroup", "extra_groups": []}
 
 
 @pytest.fixture(name="state")
@@ -127,17 +131,47 @@ def test_an_index_that_somebody_holds_costs_time_alone(state):
     database.close()
 
 
-@pytest.mark.skipif(os.geteuid() != 0, reason="needs root to be somebody else")
-def test_a_user_without_rights_reads_what_he_may(state, tmp_path):
+def let_in(state, tmp_path):
+    """Both logs can be reached by everybody, and the first one can be read."""
     os.chmod(tmp_path, 0o755)
     for parent in [*tmp_path.parents][:2]:
         os.chmod(parent, parent.stat().st_mode | 0o011)
     for folder in (state.parent, state, state / "log"):
         folder.chmod(0o755)
-    open_log, closed_log = sorted((state / "log").iterdir())
-    open_log.chmod(0o644)
-    told = history("list", "--json", state=state, user="nobody", group="nogroup", extra_groups=[])
+    logs = sorted((state / "log").iterdir())
+    logs[0].chmod(0o644)
+    return logs
+
+
+@pytest.mark.skipif(os.geteuid() != 0, reason="needs root to be somebody else")
+def test_a_user_without_rights_reads_what_he_may(state, tmp_path):
+    open_log, closed_log = let_in(state, tmp_path)
+    told = history("list", "--json", state=state, **NOBODY)
     assert told.stdout.count(open_log.name.encode()) == 1
     assert told.returncode == 0
     assert told.stderr == f"tarvex-history: {closed_log}: Permission denied\n".encode()
     assert not (state / "history.db").exists()
+
+
+def test_a_log_in_two_of_the_folders_is_told_once(state):
+    log = state / "log"
+    (log / "link.jsonl").symlink_to("elsewhere")
+    folders = [word for folder in (log, state, log) for word in ("--logs", folder)]
+    told = history(*folders, "list", "--json", state=state)
+    assert told.returncode == 0
+    assert [run["verdict"] for run in json.loads(told.stdout)["runs"]] == ["failed", "passed"]
+    assert told.stderr == f"tarvex-history: {log}/link.jsonl: is a link\n".encode()
+    newest = max(log.glob("tarvex*"))
+    assert answer(*folders, "run", newest.stem, state=state)["verdict"] == "failed"
+
+
+@pytest.mark.skipif(os.geteuid() != 0, reason="needs root to be somebody else")
+def test_a_log_that_may_be_read_meanwhile_is_read(state, tmp_path):
+    os.chown(state, *pwd.getpwnam("nobody")[2:4])
+    closed_log = let_in(state, tmp_path)[1]
+    told = history("list", "--json", state=state, **NOBODY)
+    assert told.stderr == f"tarvex-history: {closed_log}: Permission denied\n".encode()
+    assert (state / "history.db").is_file()
+    closed_log.chmod(0o644)  # which changes nothing that the index knows a file by
+    told = history("list", "--json", state=state, **NOBODY)
+    assert (told.stderr, len(json.loads(told.stdout)["runs"])) == (b"", 2)

@@ -230,3 +230,15 @@ def test_output_that_finds_no_room_is_no_success():
         told = subprocess.run([HISTORY, "--help"], stdout=full, stderr=subprocess.PIPE, check=False)
     assert told.returncode == 1
     assert told.stderr == b"tarvex-history: the output can't be written\n"
+
+
+@pytest.mark.parametrize("form", ["--text", "--csv"])
+def test_what_a_log_is_called_steers_nothing(form, tmp_path):
+    world = make_run(tmp_path, ["-Mstorage", "-Qp", "0"])
+    plain = history("list", form, state=world.state_dir).stdout
+    strange = only_log(world).rename(world.state_dir / "log" / "x\x1b[31m\ny.jsonl")
+    listed = history("list", form, state=world.state_dir).stdout
+    assert b"x\xef\xbf\xbd[31m\xef\xbf\xbdy" in listed
+    assert len(listed.splitlines()) == len(plain.splitlines())
+    for told in (listed, history("run", strange, form).stdout, history("run", "x", form).stdout):
+        assert b"\x1b" not in told
