@@ -1,7 +1,9 @@
 #include "companions/history/junit.h"
 
+#include <algorithm>
 #include <array>
 #include <map>
+#include <optional>
 #include <vector>
 
 #include "service/log/json_text.h"
@@ -123,6 +125,25 @@ std::string SuiteName(const LoggedRun& run, const RunTest& test) {
   return device.module + ": " + device.name + (device.serial.empty() ? "" : ' ' + device.serial);
 }
 
+// What no test tells: that the run has no end, or tested nothing. A build must not be green by it.
+std::optional<RunTest> RunItself(const LoggedRun& run) {
+  Verdict worst = Verdict::kNotApplicable;
+  for (const RunTest& test : run.tests) worst = std::min(worst, test.verdict);
+  if (!run.tests.empty() && worst == run.verdict) return {};
+  RunTest itself;
+  itself.module = "run";
+  itself.diagnostic = WordOf(run.state);
+  itself.test = "RUN";
+  itself.verdict = run.verdict;
+  const char* const said =
+      run.state == RunState::kComplete ? "nothing was tested" : "the log has no end of the run";
+  itself.words.push_back({"ERROR", said});
+  for (const RunError& error : run.errors) {
+    itself.words.push_back({"ERROR", error.text.empty() ? error.symptom : error.text});
+  }
+  return itself;
+}
+
 }  // namespace
 
 std::string JunitText(const LoggedRun& run) {
@@ -133,6 +154,11 @@ std::string JunitText(const LoggedRun& run) {
     const std::size_t place = test.device.value_or(run.devices.size());
     suites[{place, SuiteName(run, test)}].push_back(&test);
     all.Add(test);
+  }
+  const std::optional<RunTest> itself = RunItself(run);
+  if (itself) {
+    suites[{run.devices.size(), itself->module}].push_back(&*itself);
+    all.Add(*itself);
   }
   std::string text = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<testsuites" +
                      Attribute("name", run.id) + all.Attributes(false) + ">\n";

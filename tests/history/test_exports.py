@@ -1,6 +1,7 @@
 """What other software reads: metrics for Prometheus, JUnit's XML, and files that are replaced."""
 
 import os
+import json
 import re
 import stat
 from xml.etree import ElementTree
@@ -169,3 +170,25 @@ def test_junit_of_a_named_run(state):
     root = ElementTree.fromstring(history("--junit=tarvex-20261101", state=state).stdout)
     assert root.get("name").startswith("tarvex-20261101")
     assert root.get("failures") == "0"
+
+
+def errors_of(log, state):
+    root = ElementTree.fromstring(history(f"--junit={log}", state=state).stdout)
+    found = [error.get("message") for error in root.iter("error")]
+    assert root.get("errors") == str(len(found))
+    return found
+
+
+def test_a_run_that_no_test_speaks_for_is_no_success(state, tmp_path):
+    (log,) = (state / "log").glob("tarvex-20261101*")
+    lines = log.read_text(encoding="utf-8").splitlines(keepends=True)
+    assert errors_of(log, state) == []
+    broken = tmp_path / log.name
+    broken.write_text("".join(lines[:-1]), encoding="utf-8")
+    assert errors_of(broken, state) == ["the log has no end of the run"]
+    outside = [line for line in lines if "testStep" not in line]
+    error = {"sequenceNumber": 2, "testRunArtifact": {"error": {"symptom": "module-refused"}}}
+    broken.write_text(
+        "".join([*outside[:2], json.dumps(error) + "\n", outside[-1]]), encoding="utf-8"
+    )
+    assert errors_of(broken, state) == ["module-refused"]
