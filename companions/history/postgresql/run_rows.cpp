@@ -5,6 +5,8 @@
 #include <cctype>
 #include <string_view>
 
+#include "companions/history/log_json.h"
+
 namespace tarvex::history {
 namespace {
 
@@ -77,8 +79,10 @@ std::string KeyOfDevice(const LoggedRun& run, const RunDevice& device) {
 std::string StartOf(const LoggedRun& run) {
   if (!run.start.empty() || !HasTime(run.id)) return run.start;
   const std::string time = run.id.substr(std::string_view("tarvex-").size());
-  return time.substr(0, 4) + '-' + time.substr(4, 2) + '-' + time.substr(6, 5) + ':' +
-         time.substr(11, 2) + ':' + time.substr(13, 7);
+  const std::string start = time.substr(0, 4) + '-' + time.substr(4, 2) + '-' + time.substr(6, 5) +
+                            ':' + time.substr(11, 2) + ':' + time.substr(13, 7);
+  // A file may be called anything, and one time that is none would end the load of all.
+  return MillisecondsOf(start) ? start : std::string();
 }
 
 TestKey KeyOfTest(const RunTest& test) {

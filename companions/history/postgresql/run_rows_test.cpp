@@ -66,8 +66,10 @@ TEST(RunRows, TakeTheTimeOfALogThatDoesNotSayFromItsName) {
   auto run = SmallRun();
   run.start.clear();
   EXPECT_EQ(StartOf(run), "2026-11-21T08:00:00.000Z");
-  run.id = "tarvex-yesterday";
-  EXPECT_EQ(StartOf(run), "");
+  for (const char* id : {"tarvex-yesterday", "tarvex-20261399T080000.000Z-4711"}) {
+    run.id = id;
+    EXPECT_EQ(StartOf(run), "");
+  }
 }
 
 TEST(RunRows, HaveARowOfTheRun) {
