@@ -6,6 +6,7 @@
 #   scripts/dependencies.sh bench          that, and what the benchmarks take
 #   scripts/dependencies.sh lint           what building takes, and what scripts/tidy.sh takes
 #   scripts/dependencies.sh fuzz           what building takes, and what scripts/fuzz.sh takes
+#   scripts/dependencies.sh package        what packaging/build.sh takes
 #   scripts/dependencies.sh --list KIND    prints the packages and installs nothing
 #
 # docs/dependencies.md says why each one is there. Packages are only installed when dpkg says that
@@ -18,9 +19,11 @@ test_packages="libgtest-dev libgmock-dev libfuse3-dev fuse3 mount e2fsprogs dbus
 python3-pexpect python3-prometheus-client python3-dbusmock sqlite3 qemu-system-x86 busybox-static kmod systemd
 smartmontools nvme-cli bash zsh fish man-db mandoc postgresql-15 slurmctld slurmd munge ansible python3-apt
 python3-jinja2 python3-pygal python3-pil chromium fonts-dejavu-core poppler-utils npm"
+test_packages="$test_packages lintian mmdebstrap"
 bench_packages="libbenchmark-dev fio gddrescue"
 lint_packages="clang-format clang-tidy"
 fuzz_packages="clang libclang-rt-dev"
+package_packages="mmdebstrap python3"
 
 fail() {
     printf 'dependencies: %s\n' "$*" >&2
@@ -34,7 +37,8 @@ packages_of() {
         bench) echo $build_packages $test_packages $bench_packages ;;
         lint) echo $build_packages $lint_packages ;;
         fuzz) echo $build_packages $fuzz_packages ;;
-        *) fail "unknown kind \"$1\"; use build, test, bench, lint or fuzz" ;;
+        package) echo $package_packages ;;
+        *) fail "unknown kind \"$1\"; use build, test, bench, lint, fuzz or package" ;;
     esac
 }
 
