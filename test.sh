@@ -8,8 +8,8 @@
 #   ./test.sh quick         all tests but the laboratory's, without the sanitizers
 #   ./test.sh -R PATTERN    the tests whose name matches, without the sanitizers
 #   ./test.sh -L LABEL      the tests of one label: unit, layering, golden, terminal, channels,
-#                           records, history, report, completion, manual, fleet, strangers,
-#                           supervisor, worker, disks, packaging, lab, faults, often
+#                           records, history, report, completion, manual, newcomer, fleet,
+#                           strangers, supervisor, worker, disks, packaging, lab, faults, often
 #
 # The last line reads "N passed, M failed" (and ", K skipped" when something could not be tried
 # here; each of those is named). The exit status is 0 only when all was built and nothing failed.
