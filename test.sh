@@ -5,7 +5,7 @@
 #   ./test.sh deep          all tests, each system call of six command lines made to fail in turn,
 #                           twenty runs on sound drives in the laboratory, and all but these, the
 #                           laboratory's, those of disks and of packages again under the sanitizers
-#   ./test.sh quick         all tests but the laboratory's, without the sanitizers
+#   ./test.sh quick         all tests but those of the laboratory, packages and fleets, without the sanitizers
 #   ./test.sh -R PATTERN    the tests whose name matches, without the sanitizers
 #   ./test.sh -L LABEL      the tests of one label: unit, layering, golden, terminal, channels,
 #                           records, history, report, completion, manual, newcomer, fleet,
@@ -63,7 +63,7 @@ pattern=
 while [ $# -gt 0 ]; do
     case "$1" in
         deep) sanitize='-LE ^(disks|packaging|lab|layering|faults|often)$' all= ;;
-        quick) sanitize= all='-LE ^(lab|faults|often)$' ;;
+        quick) sanitize= all='-LE ^(lab|packaging|fleet|faults|often)$' ;;
         -R | -L)
             [ $# -ge 2 ] || usage
             selection=$1 pattern=$2 sanitize=
