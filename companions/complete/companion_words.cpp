@@ -38,17 +38,46 @@ bool MayStandAlone(const OptionRow& row) {
   return !TakesText(row) || *row.argument == '[';
 }
 
+// Where the line has the program look for runs.
+struct Places {
+  std::string state = StateFolder();
+  std::vector<std::string> logs = {};
+
+  std::vector<std::string> Logs() const {
+    return logs.empty() ? std::vector<std::string>{state + "/log"} : logs;
+  }
+};
+
+Places PlacesOf(const std::vector<std::string>& words) {
+  Places places;
+  const auto take = [&places](std::string_view option, const std::string& folder) {
+    if (option == "--state") places.state = folder;
+    if (option == "--logs") places.logs.push_back(folder);
+  };
+  for (std::size_t i = 1; i < words.size(); ++i) {
+    const std::size_t equals = words[i].find('=');
+    if (equals != std::string::npos) {
+      take(std::string_view(words[i]).substr(0, equals), words[i].substr(equals + 1));
+    } else if (i + 1 < words.size()) {
+      take(words[i], words[i + 1]);
+    }
+  }
+  return places;
+}
+
 // The latest first, as they are named by the time at which they began.
-void OfferRuns(Answer& answer, const std::string& before) {
+void OfferRuns(Answer& answer, const Places& places, const std::string& before) {
   answer.Offer(before + "last", "the latest run");
   std::vector<std::string> names;
-  std::error_code fault;
-  for (fs::directory_iterator entry(StateFolder() + "/log", fault), end; !fault && entry != end;
-       entry.increment(fault)) {
-    const std::string name = entry->path().filename().string();
-    if (!name.ends_with(kLogEnd)) continue;
-    const std::string run = name.substr(0, name.size() - kLogEnd.size());
-    if (IsPlainName(run)) names.push_back(run);
+  for (const std::string& folder : places.Logs()) {
+    std::error_code fault;
+    for (fs::directory_iterator entry(folder, fault), end; !fault && entry != end;
+         entry.increment(fault)) {
+      const std::string name = entry->path().filename().string();
+      if (!name.ends_with(kLogEnd)) continue;
+      const std::string run = name.substr(0, name.size() - kLogEnd.size());
+      if (IsPlainName(run)) names.push_back(run);
+    }
   }
   std::sort(names.begin(), names.end(), std::greater<>());
   for (const std::string& name : names) answer.Offer(before + name);
@@ -56,10 +85,9 @@ void OfferRuns(Answer& answer, const std::string& before) {
 }
 
 // The devices that the logs know, by their serial numbers, or else by their keys.
-void OfferKnownDevices(Answer& answer, const std::string& before) {
-  const std::string state = StateFolder();
+void OfferKnownDevices(Answer& answer, const Places& places, const std::string& before) {
   try {
-    history::Archive archive(state, {state + "/log"});
+    history::Archive archive(places.state, places.Logs());
     for (const history::KnownDevice& known : archive.Index().Devices()) {
       const history::RunDevice& device = known.device;
       const std::string& name = IsPlainName(device.serial) ? device.serial : device.key;
@@ -71,12 +99,13 @@ void OfferKnownDevices(Answer& answer, const std::string& before) {
 }
 
 // `kind` is the word of the help for it, such as "FILE" or "[FILE]".
-void OfferArgument(Answer& answer, const std::string& before, std::string_view kind) {
+void OfferArgument(Answer& answer, const Places& places, const std::string& before,
+                   std::string_view kind) {
   const auto is = [kind](std::string_view one) { return kind.find(one) != std::string_view::npos; };
   if (is("FOLDER")) OfferPaths(answer, before, PathKind::kFolder);
   if (is("FILE")) OfferPaths(answer, before, PathKind::kFile);
-  if (is("RUN")) OfferRuns(answer, before);
-  if (is("DEVICE")) OfferKnownDevices(answer, before);
+  if (is("RUN")) OfferRuns(answer, places, before);
+  if (is("DEVICE")) OfferKnownDevices(answer, places, before);
 }
 
 // A line of one program.
@@ -87,16 +116,19 @@ class CompanionWords {
       : answer_(answer), options_(options), commands_(commands), operand_(operand) {}
 
   void Run(const std::vector<std::string>& words) {
+    places_ = PlacesOf(words);
     const OptionRow* previous = words.size() > 1 ? OptionOf(words.back()) : nullptr;
     if (previous != nullptr && !MayStandAlone(*previous)) {
-      OfferArgument(answer_, "", previous->argument);
+      OfferArgument(answer_, places_, "", previous->argument);
       return;
     }
     const std::string& typed = answer_.typed();
     const std::size_t equals = typed.find('=');
     if (typed.starts_with("--") && equals != std::string::npos) {
       const OptionRow* row = OptionOf(typed.substr(0, equals));
-      if (row != nullptr) OfferArgument(answer_, typed.substr(0, equals + 1), row->argument);
+      if (row != nullptr) {
+        OfferArgument(answer_, places_, typed.substr(0, equals + 1), row->argument);
+      }
       return;
     }
     OfferOperands(words);
@@ -113,10 +145,10 @@ class CompanionWords {
   }
 
   void OfferOperands(const std::vector<std::string>& words) {
-    if (commands_.empty()) return OfferArgument(answer_, "", operand_);
+    if (commands_.empty()) return OfferArgument(answer_, places_, "", operand_);
     for (std::size_t i = 1; i < words.size(); ++i) {
       for (const CommandRow& row : commands_) {
-        if (words[i] == row.word) return OfferArgument(answer_, "", row.operand);
+        if (words[i] == row.word) return OfferArgument(answer_, places_, "", row.operand);
       }
     }
     for (const CommandRow& row : commands_) answer_.Offer(row.word, row.help);
@@ -132,6 +164,7 @@ class CompanionWords {
   }
 
   Answer& answer_;
+  Places places_;
   const std::span<const OptionRow> options_;
   const std::span<const CommandRow> commands_;
   const std::string_view operand_;  // where there are no commands

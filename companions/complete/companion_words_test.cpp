@@ -3,6 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <map>
+#include <set>
+#include <string>
 
 #include "companions/complete/typed_line.h"
 #include "companions/history/options.h"
@@ -53,6 +56,29 @@ TEST(CompanionWordsTest, OffersTheRunsThatLeftALogTheLatestFirst) {
   const TestVariable state("TARVEX_STATE_DIR", folder.Path());
   EXPECT_EQ(Offered("tarvex-history run t"), (Words{"tarvex-2", "tarvex-1"}));
   EXPECT_EQ(Offered("tarvex-history --json run l"), Words{"last"});
+}
+
+TEST(CompanionWordsTest, LooksForRunsWhereTheLineSays) {
+  const TestFolder folder;
+  for (const char* name : {"usual", "usual/log", "state", "state/log", "one", "two"}) {
+    std::filesystem::create_directory(folder / name);
+  }
+  for (const char* name : {"usual/log/a", "state/log/b", "one/c", "two/d"}) {
+    folder.Write(std::string(name) + ".jsonl", "{}");
+  }
+  const TestVariable state("TARVEX_STATE_DIR", folder / "usual");
+  const std::string path = folder.Path();
+  const std::map<std::string, std::set<std::string>> runsOf{
+      {"tarvex-history run ", {"a"}},
+      {"tarvex-history --state " + path + "/state run ", {"b"}},
+      {"tarvex-history --state=" + path + "/state run ", {"b"}},
+      {"tarvex-history --logs " + path + "/one --logs=" + path + "/two run ", {"c", "d"}},
+      {"tarvex-report --logs " + path + "/one ", {"c"}}};
+  for (const auto& [line, runs] : runsOf) {
+    for (const std::string run : {"a", "b", "c", "d"}) {
+      EXPECT_EQ(Offers(line, run), runs.contains(run)) << line << run;
+    }
+  }
 }
 
 TEST(CompanionWordsTest, OffersRunsForAReportAndWhatItTakes) {
