@@ -125,7 +125,7 @@ def command_line(row, kernel, folder):
     append = (
         "console=ttyS0 panic=-1 oops=panic loglevel=5 "
         f"lab.tree={kernel.tree} lab.agent={HERE / 'agent.py'} lab.drivers={','.join(drivers)} "
-        f"lab.first={row.first}"
+        f"lab.first={row.first} lab.root={row.root}"
     )
     devices = [
         {"driver": "virtio-9p-pci", "fsdev": "root", "mount_tag": "hostroot", "addr": "1"},

@@ -1,7 +1,7 @@
 #!/bin/busybox sh
-# The first program of an emulated machine: puts the host's own root below a layer of memory, so
-# that everything that is installed there runs here, nothing is ever written there, and hands over
-# to the agent (agent.py). What it needs stands on the kernel's command line.
+# The first program of an emulated machine: puts the host's own root, or another one in a folder of
+# it, below a layer of memory, so that everything that is installed there runs here, nothing is ever
+# written there, and hands over to the agent (agent.py). What it needs stands on the kernel's command line.
 set -e
 /bin/busybox mkdir -p /proc /sys /dev /host /layer /root
 busybox() { /bin/busybox "$@"; }
@@ -16,6 +16,7 @@ tree=$(option tree)
 drivers=$(option drivers | /bin/busybox tr , ' ')
 agent=$(option agent)
 first=$(option first)
+root=$(option root)
 
 busybox hostname lab
 while read -r module; do
@@ -25,7 +26,13 @@ done </modules/order
 busybox mount -t 9p -o ro,trans=virtio,version=9p2000.L,cache=loose,msize=262144 hostroot /host
 busybox mount -t tmpfs -o mode=0755 none /layer
 busybox mkdir /layer/upper /layer/work
-busybox mount -t overlay -o lowerdir=/host,upperdir=/layer/upper,workdir=/layer/work none /root
+busybox mount -t overlay -o "lowerdir=/host$root,upperdir=/layer/upper,workdir=/layer/work" none /root
+if [ -n "$root" ]; then
+    for folder in "$tree" "${agent%/*}"; do
+        busybox mkdir -p "/root$folder"
+        busybox mount -o bind "/host$folder" "/root$folder"
+    done
+fi
 
 busybox mkdir -p /dev/pts /dev/shm
 busybox mount -t devpts -o mode=0620,ptmxmode=0666 none /dev/pts

@@ -72,6 +72,7 @@ class MachineRow:
     devices: tuple = ()
     told: tuple = ()  # all behind one host adapter
     first: str = "agent"  # the first program: "systemd" starts the agent as a service
+    root: str = ""  # the folder of another Debian, in place of the host's own root
 
 
 def in_slots(*drives):

@@ -1,25 +1,21 @@
 """The run that the timer starts: in a machine that systemd runs, with the program installed."""
 
-import json
 import os
 import re
 import subprocess
 import tempfile
-from dataclasses import dataclass
 from pathlib import Path
 
 import pytest
 from guest_world import BINARY_DIR
+from services import ERROR, INFO, NOTICE, SERVICE, STATE, TIMER, Services
 
 MACHINE = "services"
 DRIVES = ("nvme", "ahci", "scsi")
-SERVICE = "tarvex-diagnostics.service"
-TIMER = "tarvex-diagnostics.timer"
 # systemd-analyze's exposure in tenths: 0 is closed, 100 open to all.
 MOST_EXPOSURE = 25
-ERROR, WARNING, NOTICE, INFO = 3, 4, 5, 6
-PROGRAM = "/usr/local/bin/TarvexDiagnosticsCLI"
-STATE = "/var/lib/tarvex"
+BINARIES = "/usr/local/bin"
+PROGRAM = f"{BINARIES}/TarvexDiagnosticsCLI"
 
 
 @pytest.fixture(scope="module")
@@ -35,57 +31,11 @@ def installed(booted):
     return booted
 
 
-@dataclass
-class Entry:
-    priority: int
-    text: str
-
-
-class Services:
-    """The unit and what the journal has of it since the test began."""
-
-    def __init__(self, guest):
-        self.guest = guest
-        self.cursor = json.loads(self.journal("-n", "1"))["__CURSOR"]
-
-    def journal(self, *words):
-        return self.guest.said("journalctl", "-q", "-o", "json", *words)
-
-    def entries(self):
-        """What the run itself said."""
-        self.guest.said("journalctl", "--sync")
-        # With "-t" as well, journalctl would leave out the first one behind the cursor.
-        lines = self.journal(f"--after-cursor={self.cursor}").splitlines()
-        said = [json.loads(line) for line in lines]
-        return [Entry(int(entry["PRIORITY"]), entry["MESSAGE"]) for entry in said
-                if entry.get("SYSLOG_IDENTIFIER") == "tarvex-diagnostics"]  # fmt: skip
-
-    def property(self, name, unit=SERVICE):
-        return self.guest.said("systemctl", "show", "-P", name, unit).strip()
-
-    def start(self):
-        """Whether systemd says that it did well."""
-        return self.guest.run("systemctl", "start", SERVICE).returncode == 0
-
-    def wait_until(self, condition):
-        """A command of the shell, in the machine."""
-        self.guest.said("timeout", "60", "sh", "-c", f"until {condition} 2>/dev/null; do sleep 0.1; done")
-
-    def verdicts(self):
-        """(test, device's place, verdict) of each test of the newest log."""
-        folder = f"{STATE}/log"
-        newest = max(self.guest.list(folder))
-        said = self.guest.said("/usr/local/bin/tarvex-history", "run", f"{folder}/{newest}", "--json")
-        run = json.loads(said)
-        places = [device["place"] for device in run["devices"]]
-        return sorted((test["test"], places[test["device"]], test["verdict"]) for test in run["tests"])
-
-
 @pytest.fixture
 def services(machine, installed):
     machine.guest.run("systemctl", "reset-failed", SERVICE)
     machine.guest.said("rm", "-rf", STATE)
-    return Services(machine.guest)
+    return Services(machine.guest, BINARIES)
 
 
 def test_is_off_until_it_is_switched_on(services):
@@ -139,16 +89,7 @@ def test_a_persons_run_goes_on_undisturbed(machine, services):
 
 
 def test_the_timer_starts_it(services):
-    """With a time of the test's own in place of the week."""
-    services.guest.write(f"/run/systemd/system/{TIMER}.d/soon.conf",
-                         "[Timer]\nOnCalendar=\nOnActiveSec=1\nRandomizedDelaySec=0\nAccuracySec=1us\n",
-                         mode=0o644)  # fmt: skip
-    services.guest.said("systemctl", "daemon-reload")
-    services.guest.said("systemctl", "enable", "--now", TIMER)
-    services.wait_until(f'test "$(systemctl show -P ActiveState {SERVICE})" = activating')
-    # Waits for the run that goes on, and starts no other.
-    assert services.start()
-    services.guest.said("systemctl", "disable", "--now", TIMER)
+    assert services.run_soon()
     (entry,) = services.entries()
     assert "The scheduled run passed; " in entry.text
 
