@@ -27,6 +27,8 @@ PLACES = re.compile(
     r"|usr/share/bash-completion/completions/[A-Za-z-]+|usr/share/zsh/vendor-completions/_[A-Za-z-]+"
     rf"|usr/share/fish/vendor_completions\.d/[A-Za-z-]+\.fish|usr/share/{NAME}/\S+"
     r"|usr/share/lintian/overrides/\S+"
+    # What Debian's Python calls when another version of it becomes the usual one.
+    rf"|usr/share/python3/runtime\.d/{NAME}-report\.rtupdate"
 )
 LOWER = "4.9.0.0"
 # What a user made, and no package takes away.
@@ -131,7 +133,8 @@ def test_every_file_is_where_debian_wants_it_and_is_roots(installed, own):
     assert sorted(path for path in files if not PLACES.fullmatch(path)) == []
     for path, status in own.items():
         mode = stat.S_IMODE(status.st_mode)
-        is_program = path.startswith(("usr/bin/", "usr/lib/")) and not path.endswith(".so")
+        is_program = path.startswith(("usr/bin/", "usr/lib/", "usr/share/python3/"))
+        is_program = is_program and not path.endswith(".so")
         if stat.S_ISREG(status.st_mode) and not path.startswith(f"usr/share/{NAME}/"):
             assert mode == (0o755 if is_program else 0o644), f"{path}: {mode:o}"
         elif not stat.S_ISLNK(status.st_mode):

@@ -79,12 +79,12 @@ def test_a_run_that_the_database_does_not_take_costs_the_others_nothing(database
     for number in range(20):
         text = log_of(machine=f"machine-{number}")
         (tmp_path / f"tarvex-20261121T080000.000Z-{number}.jsonl").write_text(text, encoding="utf-8")
-    # There is no month 99.
-    bad = tmp_path / "tarvex-20269921T080000.000Z-7.jsonl"
-    bad.write_text(log_of(time_="never"), encoding="utf-8")
+    bad = tmp_path / "tarvex-20261121T080000.000Z-refused.jsonl"
+    bad.write_text(log_of(), encoding="utf-8")
+    database.query("ALTER TABLE tarvex.run ADD CONSTRAINT no_such_run CHECK (name NOT LIKE '%refused')")
     said = load(tmp_path, database.address)
     assert (said.status, said.counts) == (0, [20, 0, 0, 1])
-    refusals = [told for told in said.lines if bad.name in told and "out of range" in told]
+    refusals = [told for told in said.lines if bad.name in told and "no_such_run" in told]
     assert len(refusals) == 1, said.lines
     assert database.value("SELECT count(*) FROM tarvex.test_result") == "20"
 
