@@ -126,16 +126,6 @@ std::string CourseText(const std::vector<DeviceRun>& runs) {
   return text + TableText(rows);
 }
 
-std::string DeviceJson(const RunDevice& device) {
-  return JsonObject()
-      .Raw("key", TextOrNull(device.key))
-      .Raw("name", TextOrNull(device.name))
-      .Raw("serial", TextOrNull(device.serial))
-      .Raw("place", TextOrNull(device.place))
-      .Raw("module", TextOrNull(device.module))
-      .Take();
-}
-
 std::string KnownJson(const KnownDevice& known) {
   return JsonObject()
       .Raw("device", DeviceJson(known.device))

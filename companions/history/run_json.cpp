@@ -17,16 +17,6 @@ std::string ModuleJson(const Module& module) {
       .Take();
 }
 
-std::string DeviceJson(const RunDevice& device) {
-  return JsonObject()
-      .Raw("key", TextOrNull(device.key))
-      .Raw("name", TextOrNull(device.name))
-      .Raw("serial", TextOrNull(device.serial))
-      .Raw("place", TextOrNull(device.place))
-      .Raw("module", TextOrNull(device.module))
-      .Take();
-}
-
 std::string WordJson(const Word& word) {
   return JsonObject().Text("severity", word.severity).Text("text", word.text).Take();
 }
@@ -101,6 +91,16 @@ std::string TextOrNull(const std::string& text) {
 
 std::string NumberOrNull(const std::optional<double>& value) {
   return value ? JsonNumber(*value) : "null";
+}
+
+std::string DeviceJson(const RunDevice& device) {
+  return JsonObject()
+      .Raw("key", TextOrNull(device.key))
+      .Raw("name", TextOrNull(device.name))
+      .Raw("serial", TextOrNull(device.serial))
+      .Raw("place", TextOrNull(device.place))
+      .Raw("module", TextOrNull(device.module))
+      .Take();
 }
 
 std::string JsonOf(const LoggedRun& run) {
