@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <signal.h>
 
 #include <utility>
 
@@ -27,6 +28,10 @@ bool TerminalWait::IsThere() const {
   pollfd asked{terminal_.Get(), 0, 0};
   // A poll that a signal broke off tells nothing; a hang-up is still there the next time.
   return terminal_.Get() >= 0 && ::poll(&asked, 1, 0) <= 0;
+}
+
+void TerminalWait::PassOverHangUp() {
+  ::signal(SIGHUP, SIG_IGN);
 }
 
 bool TerminalWait::HasInput(std::chrono::milliseconds longest) const {

@@ -20,6 +20,9 @@ class TerminalWait {
   void Await(std::chrono::milliseconds longest);
   // False when no input can come any more: there is no terminal, or it was hung up.
   bool IsThere() const;
+  // For who saw that no input can come and ends because of it: the signal of the hang-up, which the
+  // system sends only after it has woken who reads, does not end the process any more.
+  static void PassOverHangUp();
 
  private:
   bool HasInput(std::chrono::milliseconds longest) const;

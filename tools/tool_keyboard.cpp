@@ -26,7 +26,11 @@ int ToolKeyboard::AwaitKey() {
     // Asked first: what was typed before the end counts.
     const bool there = terminal_.IsThere();
     const int key = ReadKey();
-    if (key != kNoKey || !there) return key;
+    if (key != kNoKey) return key;
+    if (!there) {
+      tarvex::TerminalWait::PassOverHangUp();
+      return kNoKey;
+    }
     terminal_.Await(tarvex::kToolCadence);
   }
 }

@@ -18,7 +18,7 @@ class ToolKeyboard {
   // The code of the next key press, or kNoKey; does not wait.
   int ReadKey();
   // The code of the next key press. Sleeps until there is one, or none can come any more, which is
-  // kNoKey: without a terminal, and when it is hung up.
+  // kNoKey: without a terminal, and when it is hung up; SIGHUP is passed over from then on.
   int AwaitKey();
 
  private:

@@ -3,6 +3,8 @@
 #include <array>
 #include <atomic>
 #include <cerrno>
+#include <csignal>
+#include <cstdlib>
 #include <future>
 #include <memory>
 #include <stdexcept>
@@ -345,6 +347,19 @@ TEST_F(ToolKeyboardTest, GivesUpOnceTheTerminalIsGone) {
   EXPECT_EQ(keyboard.AwaitKey(), kNoKey);
   ToolKeyboard none{tarvex::TerminalWait(tarvex::Descriptor())};
   EXPECT_EQ(none.AwaitKey(), kNoKey);
+}
+
+TEST_F(ToolKeyboardTest, TheSignalOfAHangUpThatWasSeenComesTooLateToEndTheProcess) {
+  testing::GTEST_FLAG(death_test_style) = "threadsafe";
+  TestPipe terminal;
+  const auto isHungUp = [&terminal] {
+    ToolKeyboard keyboard{tarvex::TerminalWait(std::move(terminal.reading))};
+    terminal.writing.Reset();
+    keyboard.AwaitKey();
+    std::raise(SIGHUP);
+    std::_Exit(0);
+  };
+  EXPECT_EXIT(isHungUp(), testing::ExitedWithCode(0), "");
 }
 
 TEST_F(ToolKeyboardTest, WithoutAConsoleThereIsNoKey) {
