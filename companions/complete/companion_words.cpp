@@ -10,6 +10,7 @@
 
 #include "companions/complete/path_words.h"
 #include "companions/history/archive.h"
+#include "companions/history/device_names.h"
 #include "companions/history/options.h"
 #include "system/folders.h"
 
@@ -84,14 +85,17 @@ void OfferRuns(Answer& answer, const Places& places, const std::string& before) 
   if (answer.typed().size() > before.size()) OfferPaths(answer, before, PathKind::kFile);
 }
 
-// The devices that the logs know, by their serial numbers, or else by their keys.
+// The devices that the logs know, by their serial numbers, or else by what means them alone.
 void OfferKnownDevices(Answer& answer, const Places& places, const std::string& before) {
   try {
     history::Archive archive(places.state, places.Logs());
-    for (const history::KnownDevice& known : archive.Index().Devices()) {
-      const history::RunDevice& device = known.device;
-      const std::string& name = IsPlainName(device.serial) ? device.serial : device.key;
-      if (IsPlainName(name)) answer.Offer(before + name, device.name);
+    const std::vector<history::KnownDevice> devices = archive.Index().Devices();
+    const history::DeviceNames names(devices);
+    for (const history::KnownDevice& known : devices) {
+      const std::string& serial = known.device.serial;
+      const bool isEnough = IsPlainName(serial) && names.Called(serial).size() == 1;
+      const std::string name = isEnough ? serial : names.NameOf(known);
+      if (IsPlainName(name)) answer.Offer(before + name, known.device.name);
     }
   } catch (const std::exception&) {
     // Then there is no list of them, and the program itself says why.

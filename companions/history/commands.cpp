@@ -3,10 +3,12 @@
 #include <algorithm>
 #include <array>
 #include <iterator>
+#include <limits>
 #include <map>
 #include <stdexcept>
 #include <utility>
 
+#include "companions/history/device_names.h"
 #include "companions/history/device_report.h"
 #include "companions/history/junit.h"
 #include "companions/history/list_report.h"
@@ -50,36 +52,26 @@ Answer ListDevices(const Options& options, Archive& archive) {
   return answer;
 }
 
-// The devices that are meant: by key, and where there is none by serial number, and then by name.
-std::vector<KnownDevice> DevicesCalled(const std::string& wanted, RunIndex& index) {
-  using Of = std::string (*)(const KnownDevice&);
-  constexpr std::array<Of, 3> kWays{[](const KnownDevice& one) { return one.device.key; },
-                                    [](const KnownDevice& one) { return one.device.serial; },
-                                    [](const KnownDevice& one) { return one.device.name; }};
-  std::vector<KnownDevice> devices = index.Devices();
-  for (const Of way : kWays) {
-    std::vector<KnownDevice> found;
-    std::copy_if(devices.begin(), devices.end(), std::back_inserter(found),
-                 [&](const KnownDevice& one) { return way(one) == wanted; });
-    if (!found.empty()) return found;
-  }
-  return {};
-}
-
 Answer ShowDevice(const Options& options, Archive& archive) {
-  const std::vector<KnownDevice> found = DevicesCalled(options.operand, archive.Index());
+  const std::vector<KnownDevice> devices = archive.Index().Devices();
+  const DeviceNames names(devices);
+  const std::vector<const KnownDevice*> found = names.Called(options.operand);
   if (found.empty()) {
     return NotThere(options.operand +
                     ": no run has tested such a device; see tarvex-history devices");
   }
   if (found.size() > 1) {
     return NotThere(options.operand + ": " + std::to_string(found.size()) +
-                    " devices are called so, " + found[0].device.key + " of " + found[0].machine +
-                    " and " + found[1].device.key + " of " + found[1].machine +
-                    " among them; name the key, or their logs by --logs");
+                    " devices are called so; name one alone, as by " + names.NameOf(*found[0]) +
+                    " or " + names.NameOf(*found[1]));
   }
+  const KnownDevice& device = *found.front();
+  // People are shown the newest alone.
+  const std::int64_t most =
+      options.format == Format::kText ? kRunsShown : std::numeric_limits<std::int64_t>::max();
   Answer answer;
-  answer.text = CourseReport(archive.Index().RunsOf(found[0].identity), options.format);
+  answer.text = CourseReport(archive.Index().LastRunsOf(device.identity, device.lastStart, most),
+                             device.runs, options.format);
   return answer;
 }
 
@@ -93,7 +85,8 @@ Answer ShowWorse(const Options& options, Archive& archive) {
   RunIndex& index = archive.Index();
   std::vector<Worsening> all;
   for (const DeviceRun& one : index.DevicesIn(read.run->file)) {
-    const std::string identity = IdentityOf(one.facts.device, one.run.machine);
+    const std::string identity =
+        IdentityOf(one.facts.device, KeyOfMachine(one.run.machineId, one.run.machine));
     const std::vector<DeviceRun> runs = index.LastRunsOf(identity, one.run.start, kRunsCompared);
     for (std::size_t at = 0; at < runs.size(); ++at) {
       if (runs[at].run.file != read.run->file) continue;
@@ -127,7 +120,7 @@ Answer ShowMetrics(Archive& archive) {
   RunIndex& index = archive.Index();
   std::map<std::string, RunSummary> last;  // by machine: the newest that tested something
   for (RunSummary& run : index.Runs()) {
-    const auto [found, isNew] = last.try_emplace(run.machine, run);
+    const auto [found, isNew] = last.try_emplace(KeyOfMachine(run.machineId, run.machine), run);
     if (!isNew && !HasTests(found->second) && HasTests(run)) found->second = std::move(run);
   }
   std::vector<RunSummary> runs;

@@ -16,8 +16,6 @@ using orvan::log::JsonList;
 using orvan::log::JsonObject;
 using orvan::log::JsonText;
 
-constexpr std::size_t kRunsShown = 5;  // beside each other, as people read them
-
 // By name, so that the last test that measured it counts.
 struct NamedValue {
   Value value;
@@ -94,11 +92,11 @@ std::string CourseCsv(const std::vector<DeviceRun>& runs) {
 }
 
 // The newest runs beside each other: tests first, then what was measured.
-std::string CourseText(const std::vector<DeviceRun>& runs) {
+std::string CourseText(const std::vector<DeviceRun>& runs, std::size_t count) {
   const RunDevice& device = runs.back().facts.device;
   std::string text = device.name + " (" + device.key + "), last at " + device.place + " of " +
-                     runs.back().run.machine + "\n" + std::to_string(runs.size()) +
-                     (runs.size() == 1 ? " run" : " runs") + "\n\n";
+                     runs.back().run.machine + "\n" + std::to_string(count) +
+                     (count == 1 ? " run" : " runs") + "\n\n";
   const std::size_t first = runs.size() - std::min(runs.size(), kRunsShown);
   std::vector<std::string> head{"START (UTC)"};
   std::map<std::string, std::vector<std::string>> tests;
@@ -130,6 +128,7 @@ std::string KnownJson(const KnownDevice& known) {
   return JsonObject()
       .Raw("device", DeviceJson(known.device))
       .Raw("machine", TextOrNull(known.machine))
+      .Raw("machineId", TextOrNull(known.machineId))
       .Text("lastRun", known.lastRun)
       .Raw("lastStart", TextOrNull(known.lastStart))
       .Text("verdict", WordOf(known.verdict))
@@ -170,8 +169,8 @@ std::string DevicesReport(const std::vector<KnownDevice>& devices, Format format
   return JsonObject().Raw("schema", "1").Raw("devices", JsonList(devices, KnownJson)).Take() + '\n';
 }
 
-std::string CourseReport(const std::vector<DeviceRun>& runs, Format format) {
-  if (format == Format::kText) return CourseText(runs);
+std::string CourseReport(const std::vector<DeviceRun>& runs, std::size_t count, Format format) {
+  if (format == Format::kText) return CourseText(runs, count);
   if (format == Format::kCsv) return CourseCsv(runs);
   return JsonObject()
              .Raw("schema", "1")

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -11,7 +12,10 @@ namespace tarvex::history {
 
 std::string DevicesReport(const std::vector<KnownDevice>& devices, Format format);
 
-// The course of one device over its runs, which are oldest first; there is at least one.
-std::string CourseReport(const std::vector<DeviceRun>& runs, Format format);
+// So many runs stand beside each other as people read them.
+inline constexpr std::size_t kRunsShown = 5;
+// The course of one device over its runs, which are oldest first; there is at least one. As text
+// the last kRunsShown of them are enough. `count` is that of all.
+std::string CourseReport(const std::vector<DeviceRun>& runs, std::size_t count, Format format);
 
 }  // namespace tarvex::history

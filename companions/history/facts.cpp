@@ -124,8 +124,8 @@ std::optional<std::vector<TestFacts>> FactsOfText(const std::string& text) {
   return tests;
 }
 
-std::string IdentityOf(const RunDevice& device, const std::string& machine) {
-  return device.serial.empty() ? machine + ' ' + device.key : device.key;
+std::string IdentityOf(const RunDevice& device, const std::string& machineKey) {
+  return device.serial.empty() ? machineKey + ' ' + device.key : device.key;
 }
 
 }  // namespace tarvex::history

@@ -42,8 +42,8 @@ Verdict WorstOf(const std::vector<TestFacts>& tests);
 std::string TextOfFacts(const std::vector<TestFacts>& tests);
 std::optional<std::vector<TestFacts>> FactsOfText(const std::string& text);
 
-// What makes a device the same in other runs: its key, and the machine where only that makes the
-// key one of a kind.
-std::string IdentityOf(const RunDevice& device, const std::string& machine);
+// What makes a device the same in other runs: its key, and the machine (KeyOfMachine) where only
+// that makes the key one of a kind.
+std::string IdentityOf(const RunDevice& device, const std::string& machineKey);
 
 }  // namespace tarvex::history

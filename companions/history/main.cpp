@@ -23,7 +23,9 @@ void Tell(const std::string& text) {
 }
 
 int Show(const std::string& text, int status) {
-  if (tarvex::WriteAll(kOutput, text.data(), text.size()) == 0) return status;
+  const int error = tarvex::WriteAll(kOutput, text.data(), text.size());
+  // A reader that goes away, as head does, has what it wanted.
+  if (error == 0 || error == EPIPE) return status;
   Tell("the output can't be written");
   return tarvex::history::kNotThere;
 }

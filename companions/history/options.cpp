@@ -67,6 +67,19 @@ void Set(ParsedOptions& parsed, const std::string& name, const char* argument) {
   if (name == "output") options.output = argument;
 }
 
+void Take(ParsedOptions& parsed, const OptionRow& row, const char* argument) {
+  if (argument != nullptr && *argument == '\0') {
+    parsed.fault = std::string("--") + row.name + " needs a value";
+    return;
+  }
+  Set(parsed, row.name, argument);
+}
+
+const OptionRow& RowOf(int letter) {
+  return *std::find_if(kOptions.begin(), kOptions.end(),
+                       [letter](const OptionRow& row) { return row.letter == letter; });
+}
+
 std::vector<option> LongOptions() {
   std::vector<option> rows;
   for (const OptionRow& row : kOptions) {
@@ -93,6 +106,19 @@ std::string Quoted(const std::string& argument) {
   return '"' + WithoutSteering(argument) + '"';
 }
 
+// What is asked for is one thing: a command, or what an option says in place of one.
+std::string WhyNotTogether(const Options& options, int commands) {
+  std::vector<std::string> asked;
+  if (options.database) asked.emplace_back("--to");
+  if (options.wantsMetrics) asked.emplace_back("--prometheus");
+  if (!options.junitRun.empty()) asked.emplace_back("--junit");
+  if (commands > 0) asked.push_back(Quoted(options.command));
+  if (asked.size() > 1) return asked[0] + " and " + asked[1] + " can't be had at once";
+  const bool goesNowhere = options.database || !options.metricsFile.empty();
+  if (goesNowhere && !options.output.empty()) return "--output says nothing beside " + asked[0];
+  return {};
+}
+
 void TakeOperands(ParsedOptions& parsed, int count, char** words) {
   Options& options = parsed.options;
   options.command = count > 0 ? words[0] : kCommands.front().word;
@@ -102,11 +128,7 @@ void TakeOperands(ParsedOptions& parsed, int count, char** words) {
     parsed.fault = "there is no command " + Quoted(options.command);
     return;
   }
-  if (options.database && count > 0) {
-    parsed.fault =
-        "--to loads all runs, and nothing else is done; so not expected is " + Quoted(words[0]);
-    return;
-  }
+  if (parsed.fault = WhyNotTogether(options, count); !parsed.fault.empty()) return;
   const bool takesOne = *command->operand != '\0';
   const bool needsOne = takesOne && *command->operand != '[';
   if (needsOne && options.operand.empty()) {
@@ -141,12 +163,8 @@ ParsedOptions ParseOptions(int argc, char** argv) {
       parsed.fault = "there is no option " + Quoted(said) + ", or it takes no value";
     } else if (found == ':') {
       parsed.fault = Quoted(said) + " needs a value";
-    } else if (found == 0) {
-      Set(parsed, rows[static_cast<std::size_t>(at)].name, optarg);
     } else {
-      for (const OptionRow& row : kOptions) {
-        if (row.letter == found) Set(parsed, row.name, optarg);
-      }
+      Take(parsed, found == 0 ? kOptions.at(static_cast<std::size_t>(at)) : RowOf(found), optarg);
     }
   }
   if (parsed.fault.empty()) TakeOperands(parsed, argc - optind, argv + optind);
@@ -168,7 +186,8 @@ std::string HelpText() {
   }
   text +=
       "\nRUN is the path of a log, the beginning of a run's name, or \"last\".\n"
-      "DEVICE is a key, a serial number or a name, as \"devices\" shows them.\n\nOptions:\n";
+      "DEVICE is a key, a serial number or a name, as \"devices\" shows them; KEY@MACHINE where\n"
+      "several have that key.\n\nOptions:\n";
   for (const OptionRow& row : kOptions) {
     const std::string letter = row.letter != 0 ? std::string("-") + row.letter + ", " : "";
     std::string argument = *row.argument != '\0' ? " " + std::string(row.argument) : "";

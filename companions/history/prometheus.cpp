@@ -1,8 +1,10 @@
 #include "companions/history/prometheus.h"
 
+#include <algorithm>
 #include <array>
-#include <cmath>
 #include <map>
+#include <optional>
+#include <set>
 
 #include "companions/history/log_json.h"
 #include "service/log/json_text.h"
@@ -96,27 +98,67 @@ class Page {
   std::map<std::string, Metric> metrics_;
 };
 
-void AddTime(Page& page, const char* name, const char* help, const Labels& labels,
-             const std::string& time) {
-  if (const auto milliseconds = MillisecondsOf(time)) {
-    page.Add(name, help, labels, static_cast<double>(*milliseconds) / 1000);
-  }
+std::optional<double> SecondsOf(const std::string& time) {
+  const auto milliseconds = MillisecondsOf(time);
+  if (!milliseconds) return {};
+  return static_cast<double>(*milliseconds) / 1000;
 }
 
-void AddRun(Page& page, const RunSummary& run) {
-  const Labels machine = Labels().Add("machine", run.machine);
-  AddTime(page, "tarvex_last_run_start_timestamp_seconds", "When the last run began.", machine,
-          run.start);
-  AddTime(page, "tarvex_last_run_end_timestamp_seconds",
-          "When the last run ended; missing while it goes on, and when it did not end.", machine,
-          run.end);
-  for (std::size_t at = 0; at < kVerdicts; ++at) {
-    const auto verdict = static_cast<Verdict>(at);
-    page.Add("tarvex_last_run_verdict", "1 for the verdict of the last run, 0 for the others.",
-             Labels(machine).Add("verdict", WordOf(verdict)), run.verdict == verdict ? 1 : 0);
-    page.Add("tarvex_last_run_tests", "Tests of the last run that ended so.",
-             Labels(machine).Add("verdict", WordOf(verdict)),
-             static_cast<double>(run.counts.at(at)));
+// What is told of a machine's last run.
+struct RunRow {
+  const char* metric;
+  const char* help;
+  std::optional<double> (*value)(const RunSummary&);
+};
+constexpr std::array kRunRows = {
+    RunRow{"tarvex_last_run_start_timestamp_seconds", "When the last run began.",
+           [](const RunSummary& run) { return SecondsOf(run.start); }},
+    RunRow{"tarvex_last_run_end_timestamp_seconds",
+           "When the last run ended; missing while it goes on, and when it did not end.",
+           [](const RunSummary& run) { return SecondsOf(run.end); }},
+};
+
+// What is told of it for each verdict.
+struct VerdictRow {
+  const char* metric;
+  const char* help;
+  double (*value)(const RunSummary&, Verdict);
+};
+constexpr std::array kVerdictRows = {
+    VerdictRow{"tarvex_last_run_verdict", "1 for the verdict of the last run, 0 for the others.",
+               [](const RunSummary& run, Verdict one) { return run.verdict == one ? 1.0 : 0.0; }},
+    VerdictRow{"tarvex_last_run_tests", "Tests of the last run that ended so.",
+               [](const RunSummary& run, Verdict one) {
+                 return static_cast<double>(run.counts.at(static_cast<std::size_t>(one)));
+               }},
+};
+
+// Machines are told apart by their names, and by their numbers where several have one name.
+class Machines {
+ public:
+  void Add(const RunSummary& run) {
+    keys_[run.machine].insert(KeyOfMachine(run.machineId, run.machine));
+  }
+  Labels LabelsOf(const RunSummary& run) const {
+    Labels labels = Labels().Add("machine", run.machine);
+    const bool isShared = keys_.at(run.machine).size() > 1;
+    return isShared && !run.machineId.empty() ? labels.Add("machine_id", run.machineId) : labels;
+  }
+
+ private:
+  std::map<std::string, std::set<std::string>> keys_;  // by name
+};
+
+void AddRun(Page& page, const Labels& machine, const RunSummary& run) {
+  for (const RunRow& row : kRunRows) {
+    if (const auto value = row.value(run)) page.Add(row.metric, row.help, machine, *value);
+  }
+  for (const VerdictRow& row : kVerdictRows) {
+    for (std::size_t at = 0; at < kVerdicts; ++at) {
+      const auto verdict = static_cast<Verdict>(at);
+      page.Add(row.metric, row.help, Labels(machine).Add("verdict", WordOf(verdict)),
+               row.value(run, verdict));
+    }
   }
 }
 
@@ -130,19 +172,26 @@ void AddValue(Page& page, const Labels& labels, const Value& value) {
            Labels(labels).Add("name", value.name).Add("unit", value.unit), value.value);
 }
 
-void AddDevice(Page& page, const DeviceRun& one) {
+void AddDevice(Page& page, const Labels& machine, const DeviceRun& one) {
   const RunDevice& device = one.facts.device;
-  Labels known;
-  known.Add("machine", one.run.machine).Add("module", device.module).Add("key", device.key);
+  const Labels known = Labels(machine).Add("module", device.module).Add("key", device.key);
   page.Add("tarvex_device_info", "1 for each device, with what it calls itself.",
            Labels(known).Add("name", device.name).Add("serial", device.serial), 1);
-  AddTime(page, "tarvex_device_last_run_timestamp_seconds", "When the device was tested last.",
-          known, one.run.start);
+  if (const auto start = SecondsOf(one.run.start)) {
+    page.Add("tarvex_device_last_run_timestamp_seconds", "When the device was tested last.", known,
+             *start);
+  }
+  std::map<std::string, Verdict> verdicts;  // by test: the worst, where it ran more than once
   for (const TestFacts& test : one.facts.tests) {
-    const Labels labels = Labels(known).Add("test", test.test);
+    Verdict& verdict = verdicts.try_emplace(test.test, test.verdict).first->second;
+    verdict = std::min(verdict, test.verdict);
+    for (const Value& value : test.values) {
+      AddValue(page, Labels(known).Add("test", test.test), value);
+    }
+  }
+  for (const auto& [test, verdict] : verdicts) {
     page.Add("tarvex_test_verdict", "1 for the verdict of a device's test in its last run.",
-             Labels(labels).Add("verdict", WordOf(test.verdict)), 1);
-    for (const Value& value : test.values) AddValue(page, labels, value);
+             Labels(known).Add("test", test).Add("verdict", WordOf(verdict)), 1);
   }
 }
 
@@ -150,9 +199,12 @@ void AddDevice(Page& page, const DeviceRun& one) {
 
 std::string PrometheusText(const std::vector<RunSummary>& lastRuns,
                            const std::vector<DeviceRun>& devices) {
+  Machines machines;
+  for (const RunSummary& run : lastRuns) machines.Add(run);
+  for (const DeviceRun& one : devices) machines.Add(one.run);
   Page page;
-  for (const RunSummary& run : lastRuns) AddRun(page, run);
-  for (const DeviceRun& one : devices) AddDevice(page, one);
+  for (const RunSummary& run : lastRuns) AddRun(page, machines.LabelsOf(run), run);
+  for (const DeviceRun& one : devices) AddDevice(page, machines.LabelsOf(one.run), one);
   return page.Text();
 }
 

@@ -33,6 +33,10 @@ std::array<std::size_t, kVerdicts> LoggedRun::Counts() const {
   return counts;
 }
 
+const std::string& KeyOfMachine(const std::string& id, const std::string& name) {
+  return id.empty() ? name : id;
+}
+
 std::string NameOfKey(const std::string& key) {
   return FormatKey(key, true, true, true);
 }

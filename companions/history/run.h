@@ -120,6 +120,9 @@ struct LoggedRun {
   std::array<std::size_t, kVerdicts> Counts() const;
 };
 
+// What makes a machine the same in other runs: its number, and where it has none its name.
+const std::string& KeyOfMachine(const std::string& id, const std::string& name);
+
 // "READ_TEST" as it is shown: "Read Test".
 std::string NameOfKey(const std::string& key);
 

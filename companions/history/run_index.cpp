@@ -143,9 +143,10 @@ void RunIndex::Add(std::int64_t log, const LoggedRun& run) {
       "INSERT INTO device(log, identity, key, name, serial, place, module, verdict) "
       "VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8)");
   SqliteStatement insertFacts(*database_, "INSERT INTO facts(device, tests) VALUES(?1, ?2)");
+  const std::string& machine = KeyOfMachine(run.machineId, run.machine);
   for (const DeviceFacts& one : FactsOf(run)) {
     const RunDevice& device = one.device;
-    insert.Run({log, IdentityOf(device, run.machine), device.key, device.name, device.serial,
+    insert.Run({log, IdentityOf(device, machine), device.key, device.name, device.serial,
                 device.place, device.module, static_cast<std::int64_t>(WorstOf(one.tests))});
     insertFacts.Run({database_->LastRow(), TextOfFacts(one.tests)});
   }
@@ -220,10 +221,6 @@ std::vector<DeviceRun> DeviceRuns(SqliteDatabase& database, const std::string& c
 
 }  // namespace
 
-std::vector<DeviceRun> RunIndex::RunsOf(const std::string& identity) {
-  return DeviceRuns(*database_, "device.identity = ?1", {identity});
-}
-
 std::vector<DeviceRun> RunIndex::LastRunsOf(const std::string& identity, const std::string& start,
                                             std::int64_t most) {
   return DeviceRuns(*database_,
@@ -240,22 +237,24 @@ std::vector<DeviceRun> RunIndex::DevicesIn(const std::string& file) {
 std::vector<KnownDevice> RunIndex::Devices() {
   std::vector<KnownDevice> devices;
   // Beside max() SQLite takes the other columns from the row that has it.
-  SqliteStatement rows(*database_,
-                       (std::string("SELECT ") + kDeviceColumns +
-                        ", device.identity, log.machine, log.run, max(log.start), device.verdict, "
-                        "count(DISTINCT log.id) FROM device JOIN log ON log.id = device.log "
-                        "JOIN current ON current.log = log.id GROUP BY device.identity "
-                        "ORDER BY log.machine, device.name, device.identity")
-                           .c_str());
+  SqliteStatement rows(
+      *database_,
+      (std::string("SELECT ") + kDeviceColumns +
+       ", device.identity, log.machine, log.machine_id, log.run, max(log.start), "
+       "device.verdict, count(DISTINCT log.id) FROM device JOIN log ON log.id = device.log "
+       "JOIN current ON current.log = log.id GROUP BY device.identity "
+       "ORDER BY log.machine, device.name, device.identity")
+          .c_str());
   while (rows.Next()) {
     KnownDevice known;
     known.device = DeviceIn(rows, 0);
     known.identity = rows.Text(kDeviceColumnCount);
     known.machine = rows.Text(kDeviceColumnCount + 1);
-    known.lastRun = rows.Text(kDeviceColumnCount + 2);
-    known.lastStart = rows.Text(kDeviceColumnCount + 3);
-    known.verdict = EnumOf<Verdict>(rows.Number(kDeviceColumnCount + 4), kVerdicts);
-    known.runs = static_cast<std::size_t>(rows.Number(kDeviceColumnCount + 5));
+    known.machineId = rows.Text(kDeviceColumnCount + 2);
+    known.lastRun = rows.Text(kDeviceColumnCount + 3);
+    known.lastStart = rows.Text(kDeviceColumnCount + 4);
+    known.verdict = EnumOf<Verdict>(rows.Number(kDeviceColumnCount + 5), kVerdicts);
+    known.runs = static_cast<std::size_t>(rows.Number(kDeviceColumnCount + 6));
     devices.push_back(std::move(known));
   }
   return devices;

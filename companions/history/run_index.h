@@ -40,6 +40,7 @@ struct KnownDevice {
   std::string identity;
   RunDevice device;  // as the newest run has it
   std::string machine;
+  std::string machineId;
   std::string lastRun;
   std::string lastStart;
   Verdict verdict = Verdict::kUnfinished;  // the worst of its tests in that run
@@ -59,9 +60,7 @@ class RunIndex {
 
   // Newest first.
   std::vector<RunSummary> Runs();
-  // Of one device, oldest first.
-  std::vector<DeviceRun> RunsOf(const std::string& identity);
-  // The newest of these, oldest first, of which the last began at that time or before.
+  // The newest of one device, oldest first, of which the last began at that time or before.
   std::vector<DeviceRun> LastRunsOf(const std::string& identity, const std::string& start,
                                     std::int64_t most);
   // Of one run, by its file.

@@ -183,6 +183,21 @@ def test_tab_completes_devices_of_earlier_runs(tmp_path):
     assert run.stdout.decode().split() == ["SN-4711", "Fast", "One"]
 
 
+def test_devices_that_share_a_key_are_completed_with_their_machines(tmp_path):
+    sys.path.insert(0, str(SOURCE_DIR / "tests/history"))
+    from made_logs import disk, result_of, write_run
+
+    shared = disk(0, "Bay", serial="", key="bay-0")
+    for day, machine in enumerate(("one", "other")):
+        own = disk(1, "Own", serial="", key=f"bay-{machine}")
+        tests = [result_of("T"), result_of("T", on=1)]
+        write_run(tmp_path / machine, day, tests, [shared, own], machine, machine)
+    words = ["tarvex-history", f"--logs={tmp_path}", "device", "bay"]
+    run = World(tmp_path / "world").run([str(len(words) - 1), *words], program=COMPLETER)
+    offered = sorted(line.split("\t")[0] for line in run.stdout.decode().splitlines())
+    assert offered == ["bay-0@one", "bay-0@other", "bay-one", "bay-other"]
+
+
 def test_words_of_the_report_are_those_of_its_parser(tmp_path):
     sys.path.insert(0, str(SOURCE_DIR / "companions/report"))
     from tarvex_report import command_line

@@ -31,11 +31,11 @@ def hardware(one):
     }
 
 
-def start(machine, disks):
+def start(machine, disks, number):
     keys = {str(one["number"]): one["key"] for one in disks}
     subject = {"dutInfoId": "0", "name": machine, "softwareInfos": SOFTWARE}
     subject["hardwareInfos"] = [hardware(one) for one in disks]
-    subject["metadata"] = {"machineId": "8f0a", "deviceKeys": keys}
+    subject["metadata"] = {"deviceKeys": keys, **({"machineId": number} if number else {})}
     head = {"name": "Tarvex Diagnostics", "version": "5.0.0.0", "commandLine": "c"}
     return {"testRunStart": {**head, "parameters": {}, "dutInfo": subject}}
 
@@ -78,10 +78,10 @@ def step_of(one):
         yield {"testStepEnd": {"status": "SKIP"}}
 
 
-def write_run(folder, day, tests, disks=(disk(0),), machine="workshop"):
-    """The log of a run on that day; its path."""
+def write_run(folder, day, tests, disks=(disk(0),), machine="workshop", number="8f0a"):
+    """The log of a run on that day, on a machine of that name and number; its path."""
     artifacts = [{"schemaVersion": {"major": 2, "minor": 0}}]
-    artifacts.append({"testRunArtifact": start(machine, disks)})
+    artifacts.append({"testRunArtifact": start(machine, disks, number)})
     for number, one in enumerate(tests):
         for content in step_of(one):
             artifacts.append({"testStepArtifact": {"testStepId": str(number), **content}})

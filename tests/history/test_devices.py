@@ -102,14 +102,70 @@ def test_a_device_that_is_not_there_or_not_the_only_one_is_said(state):
     write_run(state / "log", 3, [result_of("T")], [disk(0, serial="S-7")])
     told = history("device", "Disk A", state=state)
     assert told.returncode == 1
-    assert b"2 devices are called so" in told.stderr
+    assert told.stderr == (
+        b"tarvex-history: Disk A: 2 devices are called so; name one alone, "
+        b"as by wwn-S-1 or wwn-S-7\n"
+    )
 
 
-def test_a_device_without_a_serial_number_is_another_one_on_another_machine(tmp_path):
-    for machine in ("one", "other"):
+@pytest.mark.parametrize("numbers", [("1a", "2b"), ("", "")])
+def test_a_device_without_a_serial_number_is_another_one_on_another_machine(numbers, tmp_path):
+    for machine, number in zip(("one", "other"), numbers):
         loop = disk(0, "Loop", serial="", key="file:/image")
-        write_run(tmp_path / "log", 0, [result_of("T")], [loop], machine)
-    assert [one["machine"] for one in answer("devices", state=tmp_path)["devices"]] == ["one", "other"]
+        write_run(tmp_path / "log", 0, [result_of("T")], [loop], machine, number)
+    devices = answer("devices", state=tmp_path)["devices"]
+    assert [one["machine"] for one in devices] == ["one", "other"]
+    assert [one["runs"] for one in devices] == [1, 1]
+
+
+@pytest.fixture(name="loops")
+def fixture_loops(tmp_path):
+    """Devices of one key on three machines, two of which have one name."""
+    for day, (machine, number) in enumerate((("a", "1a"), ("b", "2b"), ("b", "3c"))):
+        loop = disk(0, "Loop", serial="", key="file:/image")
+        write_run(tmp_path / number, day, [result_of("T")], [loop], machine, number)
+    return tmp_path
+
+
+@pytest.mark.parametrize("name,day", [("a", 1), ("1a", 1), ("2b", 2), ("3c", 3)])
+def test_devices_that_share_a_key_are_told_apart_by_their_machines(name, day, loops):
+    told = answer("device", f"file:/image@{name}", "--logs", loops)
+    assert [run["start"][:10] for run in told["runs"]] == [f"2026-11-0{day}"]
+
+
+@pytest.mark.parametrize(
+    "name,number,ways",
+    [
+        ("file:/image", 3, ("file:/image@1a", "file:/image@2b", "file:/image@3c", "file:/image@a")),
+        ("file:/image@b", 2, ("file:/image@2b", "file:/image@3c")),
+    ],
+)
+def test_a_key_that_is_shared_is_said_with_names_that_are_not(name, number, ways, loops):
+    told = history("device", name, "--logs", loops)
+    assert (told.returncode, told.stdout) == (1, b"")
+    said = told.stderr.decode()
+    assert f"{name}: {number} devices are called so" in said
+    offered = said.strip().split("as by ")[1].split(" or ")
+    assert len(set(offered)) == 2
+    assert set(offered) <= set(ways)
+
+
+def test_a_device_without_a_serial_number_stays_the_same_when_its_machine_is_renamed(tmp_path):
+    loop = disk(0, "Loop", serial="", key="file:/image")
+    for day, machine in enumerate(("old", "new")):
+        write_run(tmp_path / "log", day, [result_of("T")], [loop], machine)
+    (device,) = answer("devices", state=tmp_path)["devices"]
+    assert (device["machine"], device["machineId"], device["runs"]) == ("new", "8f0a", 2)
+
+
+def test_the_course_for_people_shows_the_newest_runs_of_all(tmp_path):
+    for day in range(8):
+        write_run(tmp_path / "log", day, [result_of("T", degrees=(day, "C"))])
+    lines = history("device", "S-1", state=tmp_path).stdout.decode().splitlines()
+    assert lines[1] == "8 runs"
+    assert lines[3].split()[2::2] == [f"2026-11-0{day}" for day in range(4, 9)]
+    assert lines[5].split() == ["degrees", "3", "C", "4", "C", "5", "C", "6", "C", "7", "C"]
+    assert len(answer("device", "S-1", state=tmp_path)["runs"]) == 8
 
 
 def test_what_got_worse_is_told_against_the_last_run_that_knew_it(state):

@@ -81,6 +81,50 @@ def test_metrics_tell_the_last_run_of_each_machine_and_device(state):
     assert value(found, "tarvex_test_verdict", **verdict) == 1
 
 
+def samples_of(found, metric, *labels):
+    """Of each sample its labels of these names, empty where it has none, and its value."""
+    return sorted(
+        (*(sample.labels.get(label, "") for label in labels), sample.value)
+        for sample in found[metric].samples
+    )
+
+
+def test_machines_of_one_name_are_told_apart_and_others_have_no_number(tmp_path):
+    loop = (disk(0, "Loop", serial="", key="file:/image"),)
+    runs = (("debian", "1a", 30), ("debian", "2b", 40), ("workshop", "3c", 50))
+    for number, (machine, key, degrees) in enumerate(runs):
+        test = result_of("SMART_STATUS_TEST", temperature=(degrees, "C"))
+        write_run(tmp_path / str(number), number, [test], loop, machine, key)
+    told = history("--prometheus", "--logs", tmp_path)
+    found = families(told.stdout.decode())
+    for metric, family in found.items():
+        labels = [tuple(sorted(sample.labels.items())) for sample in family.samples]
+        assert len(labels) == len(set(labels)), metric
+    assert samples_of(found, "tarvex_device_temperature_celsius", "machine", "machine_id") == [
+        ("debian", "1a", 30),
+        ("debian", "2b", 40),
+        ("workshop", "", 50),
+    ]
+    starts = samples_of(found, "tarvex_last_run_start_timestamp_seconds", "machine_id", "machine")
+    assert [start[:2] for start in starts if start[0]] == [("1a", "debian"), ("2b", "debian")]
+    assert len(starts) == 3
+
+
+def test_a_machine_that_was_renamed_is_one_under_its_present_name(tmp_path):
+    for day, machine in enumerate(("old", "new")):
+        write_run(tmp_path / "log", day, [result_of("T")], machine=machine)
+    found = families(history("--prometheus", state=tmp_path).stdout.decode())
+    (start,) = found["tarvex_last_run_start_timestamp_seconds"].samples
+    assert start.labels == {"machine": "new"}
+
+
+def test_a_test_that_ran_twice_has_its_worst_verdict_alone(tmp_path):
+    verdicts = ("failed", "passed", "warning")
+    write_run(tmp_path / "log", 0, [result_of("T", verdict) for verdict in verdicts])
+    found = families(history("--prometheus", state=tmp_path).stdout.decode())
+    assert samples_of(found, "tarvex_test_verdict", "test", "verdict") == [("T", "failed", 1)]
+
+
 def test_metrics_of_no_run_are_none(tmp_path):
     (tmp_path / "log").mkdir()
     told = history("--prometheus", state=tmp_path)

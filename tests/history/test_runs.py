@@ -208,6 +208,14 @@ WRONG = {
     "nothing is expected behind it: \"more\"": ["list", "more"],
     "there is no option \"--jsn\", or it takes no value": ["--jsn"],
     "\"--logs\" needs a value": ["--logs"],
+    "--logs needs a value": ["--logs=", "list"],
+    "--junit needs a value": ["--junit="],
+    "--output needs a value": ["-o", "", "list"],
+    "--prometheus and --junit can't be had at once": ["--prometheus", "--junit"],
+    "--junit and \"run\" can't be had at once": ["--junit", "run", "last"],
+    "--to and \"list\" can't be had at once": ["--to=postgresql:///x", "list"],
+    "--output says nothing beside --prometheus": ["--prometheus=/tmp/a", "-o", "/tmp/b"],
+    "--output says nothing beside --to": ["--to=postgresql:///x", "-o", "/tmp/b"],
 }
 
 
@@ -230,6 +238,14 @@ def test_output_that_finds_no_room_is_no_success():
         told = subprocess.run([HISTORY, "--help"], stdout=full, stderr=subprocess.PIPE, check=False)
     assert told.returncode == 1
     assert told.stderr == b"tarvex-history: the output can't be written\n"
+
+
+def test_a_reader_that_goes_away_has_what_it_wanted():
+    reading, writing = os.pipe()
+    os.close(reading)
+    told = subprocess.run([HISTORY, "--help"], stdout=writing, stderr=subprocess.PIPE, check=False)
+    os.close(writing)
+    assert (told.returncode, told.stderr) == (0, b"")
 
 
 @pytest.mark.parametrize("form", ["--text", "--csv"])
