@@ -12,7 +12,7 @@ using history::LoggedRun;
 using history::RunTest;
 using history::Verdict;
 
-constexpr std::size_t kMostTests = 50;
+constexpr std::size_t kMostLines = 50;  // of each kind
 constexpr int kShellSignal = 128;
 constexpr int kSkipped = 4;
 constexpr int kNoModule = 30;
@@ -100,11 +100,15 @@ std::string TestLine(const LoggedRun& run, const RunTest& test) {
          history::NameOfKey(test.test) + ": " + history::WordOf(test.verdict) + WordsText(test);
 }
 
+std::string Count(std::size_t count, const char* what) {
+  return std::to_string(count) + ' ' + what + (count == 1 ? "" : "s");
+}
+
 // "; 6 tests on 2 devices: 1 failed, 5 passed"
 std::string CountsText(const LoggedRun& run) {
   const auto counts = run.Counts();
-  std::string text = "; " + std::to_string(run.tests.size()) + " tests on " +
-                     std::to_string(run.devices.size()) + " devices";
+  std::string text =
+      "; " + Count(run.tests.size(), "test") + " on " + Count(run.devices.size(), "device");
   const char* mark = ": ";
   for (std::size_t verdict = 0; verdict < counts.size(); ++verdict) {
     if (counts.at(verdict) == 0) continue;
@@ -115,17 +119,29 @@ std::string CountsText(const LoggedRun& run) {
   return text + "; log " + run.file;
 }
 
-void AddTests(const LoggedRun& run, std::vector<std::string>& lines) {
-  std::size_t left = 0;
+// A run with thousands of faults doesn't flood the journal.
+void AddSome(const std::vector<std::string>& found, const char* priority, const char* what,
+             std::vector<std::string>& lines) {
+  const std::size_t shown = std::min(found.size(), kMostLines);
+  lines.insert(lines.end(), found.begin(), found.begin() + static_cast<std::ptrdiff_t>(shown));
+  if (shown == found.size()) return;
+  lines.push_back(priority + ("and " + Count(found.size() - shown, what)));
+}
+
+std::vector<std::string> TestLines(const LoggedRun& run) {
+  std::vector<std::string> lines;
   for (const RunTest& test : run.tests) {
-    if (PriorityOf(test.verdict).empty()) continue;
-    if (lines.size() < kMostTests) {
-      lines.push_back(TestLine(run, test));
-    } else {
-      ++left;
-    }
+    if (!PriorityOf(test.verdict).empty()) lines.push_back(TestLine(run, test));
   }
-  if (left > 0) lines.push_back(kWarning + ("and " + std::to_string(left)) + " more such tests");
+  return lines;
+}
+
+std::vector<std::string> ErrorLines(const LoggedRun& run) {
+  std::vector<std::string> lines;
+  for (const history::RunError& error : run.errors) {
+    lines.push_back(kNotice + error.symptom + (error.text.empty() ? "" : ": " + error.text));
+  }
+  return lines;
 }
 
 }  // namespace
@@ -136,10 +152,10 @@ std::vector<std::string> JournalLines(const ProcessEnd& end, const LoggedRun* ru
   const Outcome outcome = OutcomeOf(end);
   std::string last = outcome.priority + ("The scheduled run " + outcome.words);
   if (run != nullptr) {
-    AddTests(*run, lines);
-    for (const history::RunError& error : run->errors) {
-      lines.push_back(kNotice + error.symptom + (error.text.empty() ? "" : ": " + error.text));
-    }
+    AddSome(TestLines(*run), kWarning, "more such test", lines);
+    AddSome(ErrorLines(*run), kNotice, "more such error", lines);
+    // What the log does not hold may be what failed.
+    for (const std::string& fault : run->faults) lines.push_back(kWarning + ("its log: " + fault));
     last += CountsText(*run);
   } else if (!whyNone.empty()) {
     last += "; " + whyNone;

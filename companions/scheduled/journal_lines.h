@@ -10,8 +10,9 @@
 namespace tarvex::scheduled {
 
 // A line each, without its end, with the priority in front that the journal takes it by
-// (sd-daemon(3)): each test that did not pass with its device and its words, and at the end what
-// the run came to. `run`: what its log tells; null when there is none, and `whyNone` says why.
+// (sd-daemon(3)): each test that did not pass with its device and its words, what is wrong with the
+// log, and at the end what the run came to. `run`: what its log tells; null when there is none, and
+// `whyNone` says why.
 std::vector<std::string> JournalLines(const ProcessEnd& end, const history::LoggedRun* run,
                                       const std::string& whyNone);
 

@@ -76,6 +76,24 @@ TEST(JournalLines, ARunWithThousandsOfFaultsDoesNotFloodTheJournal) {
   EXPECT_EQ(lines[50], "<4>and 950 more such tests");
 }
 
+TEST(JournalLines, ErrorsDoNotFloodItEither) {
+  LoggedRun run = RunOf({});
+  run.errors.assign(51, {"plugin-refused", ""});
+  const Lines lines = Of(31, run);
+  ASSERT_EQ(lines.size(), 52U);
+  EXPECT_EQ(lines[49], "<5>plugin-refused");
+  EXPECT_EQ(lines[50], "<5>and 1 more such error");
+}
+
+TEST(JournalLines, ALogThatIsNotWholeIsAWarning) {
+  LoggedRun run = RunOf({TestOf("READ_TEST", Verdict::kPassed)});
+  run.devices.resize(1);
+  run.faults = {"2 lines missing"};
+  EXPECT_EQ(Of(0, run), (Lines{"<4>its log: 2 lines missing",
+                               "<6>The scheduled run passed; 1 test on 1 device: 1 passed; log "
+                               "/log/a.jsonl"}));
+}
+
 TEST(JournalLines, WithoutALogTheStatusSpeaks) {
   struct Row {
     ProcessEnd end;

@@ -1,7 +1,7 @@
 // tarvex-scheduled: a run that nobody watches, for a timer. Tells the journal what it came to.
-#include <chrono>
 #include <cstring>
 #include <exception>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -30,19 +30,15 @@ int Run(const std::vector<std::string>& words) {
     Say("usage: tarvex-scheduled PROGRAM [ARGUMENT...]");
     return kWrongUse;
   }
-  // A log may carry the coarse time of the kernel's tick, which lies a little in the past.
-  constexpr std::chrono::seconds kTick{1};
-  const auto since = std::chrono::system_clock::now() - kTick;
+  const std::string logs = tarvex::StateFolder() + "/log";
+  const std::set<std::string> before = RunsIn(logs);
   const tarvex::AwaitedEnd done = tarvex::RunToItsEnd(words);
   if (done.error != 0) {
     Say("<3>The scheduled run could not be started: " + words.front() + ": " +
         std::strerror(done.error));
     return kNotStarted;
   }
-  const auto sinceNs =
-      std::chrono::duration_cast<std::chrono::nanoseconds>(since.time_since_epoch()).count();
-  const tarvex::history::ReadLog log =
-      LogOfProcess(tarvex::StateFolder() + "/log", done.id, sinceNs);
+  const tarvex::history::ReadLog log = LogOfProcess(logs, done.id, before);
   for (const std::string& line : JournalLines(done.end, log.run ? &*log.run : nullptr, log.why)) {
     Say(line);
   }

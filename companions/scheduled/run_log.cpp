@@ -7,12 +7,28 @@
 
 namespace tarvex::scheduled {
 
-history::ReadLog LogOfProcess(const std::string& folder, int process, std::int64_t sinceNs) {
-  const std::string ending = '-' + std::to_string(process);
+namespace {
+
+std::vector<history::LogPlace> Logs(const std::string& folder) {
   std::vector<history::PassedOver> passedOver;
-  const std::vector<history::LogPlace> logs = history::LogsIn(folder, passedOver);
+  return history::LogsIn(folder, passedOver);
+}
+
+}  // namespace
+
+std::set<std::string> RunsIn(const std::string& folder) {
+  std::set<std::string> runs;
+  for (const history::LogPlace& log : Logs(folder)) runs.insert(history::RunIdOf(log.path));
+  return runs;
+}
+
+history::ReadLog LogOfProcess(const std::string& folder, int process,
+                              const std::set<std::string>& before) {
+  const std::string ending = '-' + std::to_string(process);
+  const std::vector<history::LogPlace> logs = Logs(folder);
   const auto found = std::find_if(logs.rbegin(), logs.rend(), [&](const history::LogPlace& log) {
-    return log.changedNs >= sinceNs && history::RunIdOf(log.path).ends_with(ending);
+    const std::string run = history::RunIdOf(log.path);
+    return run.ends_with(ending) && !before.contains(run);
   });
   if (found != logs.rend()) {
     history::ReadLog read = history::ReadLogFile(found->path);

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <fstream>
 
 #include "tests/support/test_folder.h"
@@ -25,25 +26,40 @@ TEST(RunLog, IsTheNewestOfTheProcess) {
   Write(path + "/tarvex-20261121T080000.000Z-4711.jsonl", "older");
   Write(path + "/tarvex-20261121T090000.000Z-4711.jsonl", "wanted");
   Write(path + "/tarvex-20261121T100000.000Z-14711.jsonl", "other");
-  const history::ReadLog read = LogOfProcess(path, 4711, 0);
+  const history::ReadLog read = LogOfProcess(path, 4711, {});
   ASSERT_TRUE(read.run) << read.why;
   EXPECT_EQ(read.run->machine, "wanted");
-  EXPECT_EQ(LogOfProcess(path, 711, 0).why, "it left no log in " + path);
+  EXPECT_EQ(LogOfProcess(path, 711, {}).why, "it left no log in " + path);
 }
 
-TEST(RunLog, OneThatWasNotWrittenToSinceIsThatOfAnotherRun) {
+TEST(RunLog, OneThatWasThereBeforeIsThatOfAnotherRun) {
   const TestFolder folder;
   const std::string path = folder.Path();
   Write(path + "/tarvex-20261121T080000.000Z-4711.jsonl", "older");
-  constexpr std::int64_t kFarAhead = 4102444800000000000;  // the year 2100
-  EXPECT_FALSE(LogOfProcess(path, 4711, kFarAhead).run);
+  const std::set<std::string> before = RunsIn(path);
+  EXPECT_EQ(before, (std::set<std::string>{"tarvex-20261121T080000.000Z-4711"}));
+  EXPECT_FALSE(LogOfProcess(path, 4711, before).run);
+  // The next run gives it the name of one that crashed.
+  std::filesystem::rename(path + "/tarvex-20261121T080000.000Z-4711.jsonl",
+                          path + "/tarvex-20261121T080000.000Z-4711.crashed.jsonl");
+  EXPECT_FALSE(LogOfProcess(path, 4711, before).run);
+  // The clock was set back.
+  Write(path + "/tarvex-20250101T000000.000Z-4711.jsonl", "wanted");
+  const history::ReadLog read = LogOfProcess(path, 4711, before);
+  ASSERT_TRUE(read.run) << read.why;
+  EXPECT_EQ(read.run->machine, "wanted");
+}
+
+TEST(RunLog, WithoutAFolderThereIsNone) {
+  EXPECT_TRUE(RunsIn("/no/such/folder").empty());
+  EXPECT_EQ(LogOfProcess("/no/such/folder", 4711, {}).why, "it left no log in /no/such/folder");
 }
 
 TEST(RunLog, ABrokenOneIsNamed) {
   const TestFolder folder;
   const std::string path = folder.Path();
   std::ofstream(path + "/tarvex-20261121T080000.000Z-4711.jsonl") << "no log\n";
-  const history::ReadLog read = LogOfProcess(path, 4711, 0);
+  const history::ReadLog read = LogOfProcess(path, 4711, {});
   EXPECT_FALSE(read.run);
   EXPECT_TRUE(read.why.starts_with("its log " + path)) << read.why;
 }
