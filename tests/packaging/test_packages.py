@@ -39,8 +39,11 @@ OWN = {
     "var/lib/tarvex": None,
     "var/lib/tarvex/log": None,
     "var/lib/tarvex/log/notes.txt": "the left disk is the old one\n",
+    "var/lib/tarvex/log/tarvex-old.jsonl": None,  # a folder, whatever it is called
     "root/report.txt": "kept\n",
 }
+# More than the words of one command can name.
+MANY_LOGS = 40000
 # Of dpkg, apt and the linker, which remember what they did.
 THEIRS = re.compile(
     r"(var/(lib/(dpkg|apt|systemd/catalog)|cache|log|lib/(misc|polkit-1|ucf))|packages|tmp|etc/ld\.so\.cache)(/|$)"
@@ -141,6 +144,14 @@ def test_every_file_is_where_debian_wants_it_and_is_roots(installed, own):
         elif not stat.S_ISLNK(status.st_mode):
             assert mode in (0o755, 0o644), f"{path}: {mode:o}"
         assert (status.st_uid, status.st_gid) == (0, 0), path
+
+
+def test_units_name_documents_that_are_there(installed, own):
+    units = [path for path in own if path.startswith("lib/systemd/system/")]
+    assert len(units) == 2
+    for unit in units:
+        named = re.findall(r"^Documentation=file:(.*)$", (installed / unit).read_text(), re.M)
+        assert named and all((installed / path).is_file() for path in named), unit
 
 
 def test_every_library_is_found(installed, own):
@@ -336,6 +347,8 @@ def test_purge_leaves_nothing_but_what_the_user_made(removed):
             (removed / path).mkdir(exist_ok=True)
         else:
             (removed / path).write_text(text)
+    for number in range(MANY_LOGS):
+        (removed / f"var/lib/tarvex/log/tarvex-20261122T204202.276Z-{number}.jsonl").touch()
     removed.apt("purge", "--autoremove", NAME)
     left = {path for path in removed.files() - removed.before if not THEIRS.match(path)}
     assert left == set(OWN)
