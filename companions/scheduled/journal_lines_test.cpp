@@ -45,6 +45,7 @@ TEST(JournalLines, ARunThatPassedIsOneLine) {
 TEST(JournalLines, EachTestThatDidNotPassIsNamedWithItsDeviceAndItsWords) {
   EXPECT_EQ(Of(21, RunOf({TestOf("READ_TEST", Verdict::kFailed,
                                  {{"INFO", "begins"},
+                                  {"PASS", "the first half is sound"},
                                   {"FAIL", "Unreadable sectors: first LBA 2048"},
                                   {"WARNING", "hot"}}),
                           TestOf("SMART_TEST", Verdict::kWarning, {{"WARNING", "worn"}}, 1),

@@ -14,9 +14,9 @@ SCHEDULED = BINARY_DIR / "bin" / "tarvex-scheduled"
 LONG = SOURCE_DIR / "tests" / "log" / "scenario.json"
 
 
-def scheduled(world, *words):
+def scheduled(world, *words, **options):
     """The lines that it tells, and its status; to standard output it says nothing."""
-    done = world.run([str(word) for word in words], program=SCHEDULED)
+    done = world.run([str(word) for word in words], program=SCHEDULED, **options)
     assert done.stdout == b""
     return done.stderr.decode().splitlines(), done.returncode
 
@@ -101,6 +101,47 @@ def test_a_log_that_cannot_be_read_is_named(world):
     assert re.fullmatch(
         rf"<6>The scheduled run passed; its log {re.escape(str(logs))}/\S+\.jsonl is no log", line
     )
+
+
+@pytest.mark.skipif(os.geteuid() != 0, reason="only root can have processes counted from 1")
+def test_an_older_log_of_a_process_of_that_number_is_not_the_runs(world):
+    world.run(["-Mstorage", "-Qf", "0"])
+    log = only_log(world)
+    log.rename(log.with_name("tarvex-20261121T080000.000Z-2.jsonl"))
+    words = ["--pid", "--fork", SCHEDULED, "/bin/sh", "-c", "exit $(($$ - 2))"]
+    done = world.run([str(word) for word in words], program="unshare")
+    (line,) = done.stderr.decode().splitlines()
+    assert line == f"<6>The scheduled run passed; it left no log in {log.parent}"
+    assert done.returncode == 0
+
+
+def test_a_caller_that_forgets_its_children_gets_the_status(world):
+    ignore = {"preexec_fn": lambda: signal.signal(signal.SIGCHLD, signal.SIG_IGN)}
+    lines, status = scheduled(world, "/bin/sh", "-c", "exit 21", **ignore)
+    assert status == 21
+    assert lines[0].startswith("<3>The scheduled run failed; ")
+
+
+def test_where_nobody_listens_the_status_is_told_alone(world):
+    reading, writing = os.pipe()
+    os.close(reading)
+    done = subprocess.run(
+        [SCHEDULED, "/bin/sh", "-c", "exit 22"], env=world.environment, stderr=writing, check=False
+    )
+    os.close(writing)
+    assert done.returncode == 22
+
+
+def test_a_program_is_given_all_three_streams_where_the_caller_has_none(world, tmp_path):
+    seen = tmp_path / "seen"
+    script = f"for each in 0 1 2; do readlink /proc/$$/fd/$each; done >{seen}"
+    process = subprocess.Popen(
+        ["/bin/sh", "-c", 'exec "$@" <&- >&- 2>&-', "sh", SCHEDULED, "/bin/sh", "-c", script],
+        env=world.environment,
+    )
+    assert process.wait(60) == 0
+    # The second one is the file itself, and nobody hears the third.
+    assert len(seen.read_text().splitlines()) == 3
 
 
 def test_a_program_that_is_not_there_is_an_error(world):
