@@ -1,12 +1,14 @@
 """Pictures: when there is one, what it says in words, and what is in it."""
 
 import math
+import re
 from xml.etree import ElementTree
 
 import pytest
 import sample_runs
 from conftest import SOURCE_DIR
-from tarvex_report import advice, charts, courses, limits, svg, surface, verdicts
+from tarvex_report import advice, charts, courses, limits, room, svg, surface, verdicts
+from tarvex_report.page import page_of
 from tarvex_report.run import Limit, Measurement, run_of
 
 SPACE = "\N{NARROW NO-BREAK SPACE}"
@@ -16,6 +18,10 @@ def series_of(points, kind="CURVE", unit="B/s", axis="lba", axis_unit=None):
     series = sample_runs.series("read-rate", kind, points, unit, axis, axis_unit)
     run = sample_runs.run([sample_runs.test_of("T", "Test", series=[series])])
     return run_of(run, "it").tests[0].series[0]
+
+
+def courses_of(runs):
+    return courses.courses_of(runs, room.Room(math.inf))
 
 
 def marks_of(figure, size=0):
@@ -120,7 +126,7 @@ def test_only_shapes_get_into_the_page():
 
 def test_a_course_goes_over_the_runs_of_one_device():
     runs = [run_of(one, "it") for one in sample_runs.course()]
-    (course,) = courses.courses_of(runs)
+    (course,) = courses_of(runs)
     assert course.tests == ("Smart Status Test", "Random Read Test")
     assert [row[1][0] for row in course.runs] == [verdicts.PASSED] * 4 + [verdicts.WARNING] * 4
     titles = [figure.title for figure in course.figures]
@@ -141,7 +147,7 @@ def test_what_wavers_is_drawn_when_it_is_much():
         return [run_of(document, "it") for document in documents]
 
     def drawn(*values):
-        (course,) = courses.courses_of(runs_with(*values))
+        (course,) = courses_of(runs_with(*values))
         assert [one.name for one in course.changed] == [values[0]]
         return len(course.figures)
 
@@ -159,7 +165,7 @@ def test_a_change_that_no_axis_shows_is_not_drawn(value):
         document["tests"] = [
             sample_runs.test_of("T", "Test", measurements=[sample_runs.measurement("pending-sectors", one)])
         ]
-    (course,) = courses.courses_of([run_of(document, "it") for document in documents])
+    (course,) = courses_of([run_of(document, "it") for document in documents])
     assert (len(course.changed), course.figures) == (1, ())
 
 
@@ -168,7 +174,7 @@ def test_one_thing_with_two_names_is_drawn_once():
     for document in documents:
         first = document["tests"][0]["measurements"]
         first.append(first[1] | {"name": "reallocated-sectors"})
-    (course,) = courses.courses_of([run_of(document, "it") for document in documents])
+    (course,) = courses_of([run_of(document, "it") for document in documents])
     titles = [figure.title for figure in course.figures]
     assert titles == ["Temperature", "SMART 5 reallocated sectors", "Slowest answer"]
 
@@ -176,7 +182,7 @@ def test_one_thing_with_two_names_is_drawn_once():
 def test_a_device_that_was_tested_once_has_no_course():
     document = sample_runs.healthy()
     other = sample_runs.healthy() | {"devices": [sample_runs.device(key="another")]}
-    assert courses.courses_of([run_of(document, "it"), run_of(other, "it")]) == []
+    assert courses_of([run_of(document, "it"), run_of(other, "it")]) == []
 
 
 @pytest.mark.parametrize(
@@ -225,3 +231,21 @@ def test_the_advice_follows_from_the_words(verdict, words, begin):
     )
     (one,) = advice.advice_of(run_of(sample_runs.run([test], verdict), "it"))
     assert one.text.startswith(begin)
+
+
+def test_of_many_machines_the_worst_comes_first_and_the_sound_ones_once():
+    documents = [
+        sample_runs.run([sample_runs.test_of("T", "Test", verdict)], verdict, machine=machine)
+        for machine, verdict in (
+            ("a", "passed"), ("b", "warning"), ("c", "passed"), ("d", "failed"), ("e", "failed"), ("f", "canceled"),
+        )
+    ]  # fmt: skip
+    told = advice.advice_of_machines([run_of(document, "it") for document in documents])
+    assert [(one.machines, one.advice.verdict.key) for one in told] == [
+        (("d",), "failed"), (("e",), "failed"), (("b",), "warning"), (("f",), "canceled"), (("a", "c"), "passed"),
+    ]  # fmt: skip
+    page = page_of([run_of(document, "it") for document in documents], "5.0.0.0")
+    items = re.findall(r"<li>.*?</li>", re.search(r'<ul class="advice">(.*?)</ul>', page, re.S)[1], re.S)
+    heads = [re.sub(r"<.*?>", "", item).replace("\N{NARROW NO-BREAK SPACE}", " ").strip() for item in items]
+    assert [head.split(", ")[0] for head in heads[:3]] == ["e", "d", "b"]
+    assert heads[4].startswith("2 machines: Nothing needs to be done.")

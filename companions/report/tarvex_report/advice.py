@@ -75,3 +75,20 @@ def advice_of(run: Run) -> list[Advice]:
     if verdicts.PASSED in got:
         return [Advice(None, verdicts.PASSED, NOTHING_FOUND)]
     return [Advice(None, verdicts.NOT_APPLICABLE, NOTHING_TESTED)]
+
+
+@dataclass(frozen=True)
+class Shared:
+    machines: tuple[str, ...]
+    advice: Advice
+
+
+def advice_of_machines(runs: list[Run]) -> list[Shared]:
+    """Of one run for each machine: the worst first, and once for all that nothing was found in."""
+    found: dict[tuple[object, ...], Shared] = {}
+    for number, run in enumerate(runs):
+        for one in advice_of(run):
+            key = (one,) if one.verdict not in OTHERWISE else (one, number)
+            before = found[key].machines if key in found else ()
+            found[key] = Shared((*before, run.machine), one)
+    return sorted(found.values(), key=lambda shared: verdicts.place(shared.advice.verdict))

@@ -3,7 +3,7 @@
 import math
 from statistics import median
 
-from . import scale, texts
+from . import scale, texts, thin
 from .figure import SIZES, Figure
 from .plot import Axis, Plot, pictures
 from .run import Series
@@ -44,6 +44,12 @@ def _curve_words(series: Series) -> str:
     )
 
 
+def _left_out(shown: int, number: int, which: str) -> str:
+    if shown == number:
+        return ""
+    return f"{texts.grouped(shown)} of {texts.grouped(number)} points are here: {which}."
+
+
 def curve(series: Series) -> Figure | None:
     """None: too few points for a line."""
     if len(series.points) < 2:
@@ -56,13 +62,17 @@ def curve(series: Series) -> Figure | None:
     words = _curve_words(series)
     title = texts.title(series.name)
     axes = {size.name: (_surface_axis(low, high, size.ticks), up) for size in SIZES}
+    points = thin.line(series.points)
     return Figure(
         title,
         words,
         f"{unit or 'value'} over {along}",
-        pictures(Plot(series.points, f"{title}: {words}"), axes),
+        pictures(Plot(points, f"{title}: {words}"), axes),
         (along, f"{title}"),
-        tuple((texts.grouped(at), texts.quantity(v, series.unit)) for at, v in series.points),
+        tuple((texts.grouped(at), texts.quantity(v, series.unit)) for at, v in points),
+        left_out=_left_out(
+            len(points), len(series.points), "the first, lowest, highest and last of each part"
+        ),
     )
 
 
@@ -130,16 +140,18 @@ def histogram(series: Series) -> Figure | None:
         f" all within {last}."
     )
     title = texts.title(series.name)
-    up = _counts_axis(max(count for _, count in points))
-    low = bounds[0] / TO_DECADE
+    shown = thin.bars(points, _place)
+    up = _counts_axis(max(count for _, count in shown))
+    low = shown[0][0] / TO_DECADE
     axes = {s.name: (_log_axis(low, bounds[-1], unit, s.ticks - 1), up) for s in SIZES}
     return Figure(
         title,
         words,
         f"answers by {series.axis}, both in powers of ten",
-        pictures(Plot((), f"{title}: {words}", bars=_bars(points)), axes),
+        pictures(Plot((), f"{title}: {words}", bars=_bars(shown)), axes),
         (f"{texts.title(series.axis)} up to", "Answers"),
-        tuple((texts.quantity(bound, unit), texts.grouped(count)) for bound, count in points),
+        tuple((texts.quantity(bound, unit), texts.grouped(count)) for bound, count in shown),
+        left_out=_left_out(len(shown), len(points), "near ones are counted together"),
     )
 
 

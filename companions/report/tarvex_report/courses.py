@@ -1,17 +1,19 @@
 """What became of a device from run to run: verdicts, and measurements over time."""
 
 import re
-from dataclasses import dataclass
+from dataclasses import dataclass, replace
 from datetime import datetime
 
-from . import scale, texts, verdicts
+from . import scale, texts, thin, verdicts
 from .figure import SIZES, Figure, Size
 from .plot import Axis, Plot, pictures
+from .room import Room, size_of
 from .run import Device, Measurement, Run, Test
 from .scale import Tick
 from .verdicts import Verdict
 
 MOST_PICTURES = 8  # of one device; the table has all that changed
+MOST_DOTS = 60  # of more runs the dots hide the line
 UP_TICKS = 4
 HOUR = 3600
 DAY = 24 * HOUR
@@ -83,7 +85,9 @@ class DeviceCourse:
     tests: tuple[str, ...]  # their names
     changed: tuple[Course, ...]
     unchanged: int
-    figures: tuple[Figure, ...]
+    drawn: tuple[Course, ...]
+    figures: tuple[Figure, ...] = ()
+    is_brief: bool = False  # without its pictures
 
     @property
     def verdict(self) -> Verdict:
@@ -148,11 +152,8 @@ def _figure(course: Course) -> Figure:
     times = [time for time, _ in dated]
     up, unit = _value_axis([value for _, value in dated], course.unit)
     words = f"From {course.first} to {course.last} ({course.change}) over {len(dated)} runs."
-    plot = Plot(
-        [(time.timestamp(), value) for time, value in dated],
-        f"{course.title}: {words}",
-        has_dots=True,
-    )
+    points = thin.line([(time.timestamp(), value) for time, value in dated])
+    plot = Plot(points, f"{course.title}: {words}", has_dots=len(points) <= MOST_DOTS)
     return Figure(
         course.title,
         words,
@@ -217,11 +218,18 @@ def _device_course(device: Device, runs: list[Run]) -> DeviceCourse:
         tuple(names.values()),
         tuple(changed),
         len(courses) - len(changed),
-        tuple(map(_figure, _drawn(changed))),
+        tuple(_drawn(changed)),
     )
 
 
-def courses_of(runs: list[Run]) -> list[DeviceCourse]:
+def _pictured(course: DeviceCourse, room: Room) -> DeviceCourse:
+    figures = () if room.is_full else tuple(map(_figure, course.drawn))
+    if room.has(size_of(figures)):
+        return replace(course, figures=figures)
+    return replace(course, is_brief=bool(course.drawn))
+
+
+def courses_of(runs: list[Run], room: Room) -> list[DeviceCourse]:
     """Of each device that was tested in more than one of the runs, which are in order of time; that
     with the worst verdict first."""
     newest: dict[tuple[str, str], Device] = {}
@@ -233,4 +241,5 @@ def courses_of(runs: list[Run]) -> list[DeviceCourse]:
         for device in run.devices:
             newest[device.module, device.key] = device
     found = [_device_course(newest[key], runs) for key, number in times.items() if number > 1]
-    return sorted(found, key=lambda course: verdicts.place(course.verdict))
+    worst_first = sorted(found, key=lambda course: verdicts.place(course.verdict))
+    return [_pictured(course, room) for course in worst_first]

@@ -29,3 +29,4 @@ class Figure:
     columns: tuple[str, ...]  # of the numbers behind it
     rows: tuple[tuple[str, ...], ...]
     legend: tuple[tuple[str, str], ...] = ()  # class and words
+    left_out: str = ""  # of the numbers, in words

@@ -2,6 +2,7 @@
 
 import base64
 import hashlib
+import math
 import os
 from dataclasses import dataclass
 from datetime import datetime, timezone
@@ -12,8 +13,9 @@ from jinja2 import Environment, FileSystemLoader, StrictUndefined
 from markupsafe import Markup
 
 from . import charts, courses, limits, surface, texts, verdicts
-from .advice import Advice, advice_of
+from .advice import advice_of_machines
 from .figure import Figure
+from .room import FOR_COURSES, FOR_RUNS, Room, size_of
 from .run import Device, Run, Test
 from .verdicts import Verdict
 
@@ -31,6 +33,7 @@ STATES = {
 class ShownTest:
     test: Test
     figures: list[Figure]
+    is_brief: bool  # pictures and measurements are left to a report of this run
 
 
 @dataclass(frozen=True)
@@ -40,6 +43,7 @@ class ShownDevice:
     counts: list[tuple[Verdict, int]]
     tests: list[ShownTest]
     map: Figure | None
+    is_brief: bool  # without its map
 
 
 @dataclass(frozen=True)
@@ -54,22 +58,41 @@ class ShownRun:
     run: Run
     headline: str
     state: str | None
-    advice: list[Advice]
     modules: list[ShownModule]
 
+    @property
+    def is_brief(self) -> bool:
+        return any(
+            device.is_brief or any(test.is_brief for test in device.tests)
+            for module in self.modules
+            for device in module.devices
+        )
 
-def _shown_device(device: Device | None, tests: list[Test]) -> ShownDevice:
+
+def _shown_test(test: Test, room: Room) -> ShownTest:
+    figures = [] if room.is_full else charts.figures_of(test.series)
+    has_room = room.has(size_of(figures, len(test.measurements)))
+    has_more = bool(test.measurements or test.series)
+    return ShownTest(test, figures if has_room else [], has_more and not has_room)
+
+
+def _shown_device(device: Device | None, tests: list[Test], room: Room) -> ShownDevice:
     got = [test.verdict for test in tests]
+    found = surface.surface_map(tests)
+    has_room = found is None or room.has(size_of([found]))
+    order = sorted(range(len(tests)), key=lambda number: verdicts.place(tests[number].verdict))
+    shown = {number: _shown_test(tests[number], room) for number in order}
     return ShownDevice(
         device,
         verdicts.worst(got),
         verdicts.counts(got),
-        [ShownTest(test, charts.figures_of(test.series)) for test in tests],
-        surface.surface_map(tests),
+        [shown[number] for number in range(len(tests))],
+        found if has_room else None,
+        not has_room,
     )
 
 
-def _shown_module(run: Run, name: str) -> ShownModule:
+def _shown_module(run: Run, name: str, room: Room) -> ShownModule:
     tests = [test for test in run.tests if test.module == name]
     order = list(dict.fromkeys(test.device for test in tests))
     return ShownModule(
@@ -79,6 +102,7 @@ def _shown_module(run: Run, name: str) -> ShownModule:
             _shown_device(
                 None if number is None else run.devices[number],
                 [test for test in tests if test.device == number],
+                room,
             )
             for number in order
         ],
@@ -102,20 +126,32 @@ def _headline(run: Run) -> str:
     return f"{len(named)} of {devices}: {', '.join(named[:MOST_NAMED])}{more}."
 
 
-def _shown_run(run: Run) -> ShownRun:
+def _shown_run(run: Run, room: Room) -> ShownRun:
     names = list(dict.fromkeys(test.module for test in run.tests))
     return ShownRun(
         run,
         _headline(run),
         STATES.get(run.state),
-        advice_of(run),
-        [_shown_module(run, name) for name in names],
+        [_shown_module(run, name, room) for name in names],
     )
 
 
 def newest_of_machines(runs: list[Run]) -> list[Run]:
     """Of runs in order of time the last one of each machine."""
     return list({run.origin: run for run in runs}.values())
+
+
+def _shown_runs(runs: list[Run], latest: list[Run]) -> list[ShownRun]:
+    """The newest first. Room is for the newest of each machine first, and then for what is worst."""
+    room = Room(FOR_RUNS if len(runs) > 1 else math.inf)
+    newest = {(run.origin, run.name) for run in latest}
+
+    def rank(number: int) -> tuple[bool, int, int]:
+        run = runs[number]
+        return (run.origin, run.name) not in newest, verdicts.place(run.verdict), -number
+
+    shown = {number: _shown_run(runs[number], room) for number in sorted(range(len(runs)), key=rank)}
+    return [shown[number] for number in reversed(range(len(runs)))]
 
 
 def _now() -> datetime:
@@ -157,10 +193,11 @@ def page_of(runs: list[Run], version: str) -> str:
     style, digest = _style()
     latest = newest_of_machines(runs)
     return _environment().get_template("page.html").render(
-        runs=[_shown_run(run) for run in reversed(runs)],
+        runs=_shown_runs(runs, latest),
         latest=latest,
+        advice=advice_of_machines(list(reversed(latest))),
         verdict=verdicts.worst(run.verdict for run in latest),
-        courses=courses.courses_of(runs) if len(runs) > 1 else [],
+        courses=courses.courses_of(runs, Room(FOR_COURSES)) if len(runs) > 1 else [],
         made=_now(),
         version=version,
         style=style,

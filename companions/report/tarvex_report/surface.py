@@ -8,6 +8,7 @@ from markupsafe import Markup
 from . import scale, svg, texts
 from .figure import NARROW, WIDE, Figure, Size
 from .run import Series, Test
+from .thin import MOST_ROWS
 
 RANGES = "RANGES"
 SLOW_UNIT = "s"  # what is told in seconds was slow; all else is sectors that are bad
@@ -147,6 +148,23 @@ def _words(places: list[Place]) -> str:
     return "; ".join(parts) + "."
 
 
+def _few(places: list[Place]) -> list[Place]:
+    """As many as a table has room for, what is bad before what is slow; in their order."""
+    if len(places) <= MOST_ROWS:
+        return places
+    order = sorted(range(len(places)), key=lambda number: places[number].kind)
+    return [places[number] for number in sorted(order[:MOST_ROWS])]
+
+
+def _left_out(shown: int, number: int) -> str:
+    if shown == number:
+        return ""
+    return (
+        f"{texts.grouped(shown)} of {texts.grouped(number)} places are here: the first ones with bad"
+        " sectors, then the first slow ones."
+    )
+
+
 def surface_map(tests: list[Test]) -> Figure | None:
     """Of all tests of one device; None: nothing was found on its surface."""
     places = sorted(
@@ -163,6 +181,7 @@ def surface_map(tests: list[Test]) -> Figure | None:
         return None
     low, high = _extent(tests, places)
     words = _words(places)
+    rows = _few(places)
     title = "Map of the surface"
     return Figure(
         title,
@@ -170,6 +189,7 @@ def surface_map(tests: list[Test]) -> Figure | None:
         f"from LBA {texts.grouped(low)} at the top left to {texts.grouped(high - 1)} at the bottom right",
         tuple(_picture(places, low, high, size, f"{title}: {words}") for size in (WIDE, NARROW)),
         ("From LBA", "Found", "By"),
-        tuple((texts.grouped(p.first), p.value, p.found_by) for p in places),
+        tuple((texts.grouped(p.first), p.value, p.found_by) for p in rows),
         LEGEND,
+        _left_out(len(rows), len(places)),
     )
