@@ -17,6 +17,10 @@ OPEN_ALL = "document.querySelectorAll('details').forEach(one => one.open = true)
 OUTSIDE = """[...document.querySelectorAll('body *')]
   .filter(e => e.getBoundingClientRect().right > innerWidth + 0.5 && !e.closest('.scroll, .chart'))
   .map(e => `${e.tagName} ${e.className}: ${e.textContent.slice(0, 40)}`)"""
+# Headings of tables that have one word and more than one line.
+TORN = """[...document.querySelectorAll('thead th')].filter(e => e.checkVisibility()).filter(e => {
+  const range = document.createRange(); range.selectNodeContents(e);
+  return !/ /.test(e.textContent.trim()) && range.getClientRects().length > 1; }).map(e => e.textContent)"""
 # Of colours it often cannot tell, in pictures above all; test_colours.py can.
 CHECKED = """axe.run(document, {resultTypes: ['violations', 'incomplete']}).then(found => JSON.stringify(
   [found.violations, found.incomplete].map(kind => kind.flatMap(one => one.nodes.map(
@@ -36,6 +40,13 @@ def test_nothing_sticks_out_of_a_window(browser, pages, name, width):
     browser.ask(OPEN_ALL)
     assert browser.ask(OUTSIDE) == []
     assert browser.ask("document.documentElement.scrollWidth") == width
+
+
+@pytest.mark.parametrize("name", ["failing", "course", "visits"])
+def test_no_word_of_a_heading_is_torn_in_a_narrow_window(browser, pages, name):
+    browser.view(320)
+    browser.open(pages[name])
+    assert browser.ask(TORN) == []
 
 
 @pytest.mark.parametrize("name", NAMES)
@@ -178,7 +189,7 @@ def test_no_heading_is_left_alone_at_the_foot_of_a_sheet(printed):
     for sheet in printed("failing")[0]:
         lines = [line.strip() for line in sheet.splitlines() if line.strip()]
         last = lines[-2]  # the number of the sheet is the last
-        assert not re.match(r"(Module|Tarvex Test Disk|Serial number|\w+ Test\b.*(Passed|Failed))", last)
+        assert not re.match(r"(Module|Tarvex Test Disk|Serial number|With \w+=|\w+ Test\b.*(Passed|Failed))", last)
 
 
 def test_each_run_begins_on_a_sheet_of_its_own(printed):
