@@ -1,10 +1,9 @@
 #include "companions/complete/companion_words.h"
 
-#include <algorithm>
 #include <array>
 #include <exception>
-#include <filesystem>
 #include <functional>
+#include <set>
 #include <span>
 #include <string_view>
 
@@ -17,11 +16,8 @@
 namespace tarvex::complete {
 namespace {
 
-namespace fs = std::filesystem;
 using history::CommandRow;
 using history::OptionRow;
-
-constexpr std::string_view kLogEnd = ".jsonl";
 
 // The program itself is written in Python, and a test compares these with its own.
 constexpr std::array kReportOptions{
@@ -68,19 +64,13 @@ Places PlacesOf(const std::vector<std::string>& words) {
 
 // The latest first, as they are named by the time at which they began.
 void OfferRuns(Answer& answer, const Places& places, const std::string& before) {
-  answer.Offer(before + "last", "the latest run");
-  std::vector<std::string> names;
-  for (const std::string& folder : places.Logs()) {
-    std::error_code fault;
-    for (fs::directory_iterator entry(folder, fault), end; !fault && entry != end;
-         entry.increment(fault)) {
-      const std::string name = entry->path().filename().string();
-      if (!name.ends_with(kLogEnd)) continue;
-      const std::string run = name.substr(0, name.size() - kLogEnd.size());
-      if (IsPlainName(run)) names.push_back(run);
-    }
+  answer.Offer(before + history::kLastRun, "the latest run");
+  std::vector<history::PassedOver> passedOver;
+  std::set<std::string, std::greater<>> names;
+  for (const history::LogPlace& log : history::LogsIn(places.Logs(), passedOver)) {
+    const std::string run = history::RunIdOf(log.path);
+    if (IsPlainName(run)) names.insert(run);
   }
-  std::sort(names.begin(), names.end(), std::greater<>());
   for (const std::string& name : names) answer.Offer(before + name);
   if (answer.typed().size() > before.size()) OfferPaths(answer, before, PathKind::kFile);
 }

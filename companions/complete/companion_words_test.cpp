@@ -81,6 +81,19 @@ TEST(CompanionWordsTest, LooksForRunsWhereTheLineSays) {
   }
 }
 
+TEST(CompanionWordsTest, OffersTheRunsOfAFleetByTheNamesThatFindThem) {
+  const TestFolder folder;
+  for (const char* name : {"site", "site/machine"}) {
+    std::filesystem::create_directory(folder / name);
+  }
+  for (const char* name : {"site/machine/tarvex-1.crashed", "site/machine/tarvex-2", "tarvex-3"}) {
+    folder.Write(std::string(name) + ".jsonl", "{}");
+  }
+  std::filesystem::create_symlink("/etc/passwd", folder / "tarvex-4.jsonl");
+  EXPECT_EQ(Offered("tarvex-history --logs=" + folder.Path() + " run t"),
+            (Words{"tarvex-3", "tarvex-2", "tarvex-1"}));
+}
+
 TEST(CompanionWordsTest, OffersRunsForAReportAndWhatItTakes) {
   const TestFolder folder;
   std::filesystem::create_directory(folder / "log");
