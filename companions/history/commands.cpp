@@ -85,9 +85,8 @@ Answer ShowWorse(const Options& options, Archive& archive) {
   RunIndex& index = archive.Index();
   std::vector<Worsening> all;
   for (const DeviceRun& one : index.DevicesIn(read.run->file)) {
-    const std::string identity =
-        IdentityOf(one.facts.device, KeyOfMachine(one.run.machineId, one.run.machine));
-    const std::vector<DeviceRun> runs = index.LastRunsOf(identity, one.run.start, kRunsCompared);
+    const std::vector<DeviceRun> runs =
+        index.LastRunsOf(one.facts.identity, one.run.start, kRunsCompared);
     for (std::size_t at = 0; at < runs.size(); ++at) {
       if (runs[at].run.file != read.run->file) continue;
       std::vector<Worsening> found = WhatGotWorse(runs, at);

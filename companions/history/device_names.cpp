@@ -5,14 +5,15 @@ namespace {
 
 using Of = std::string (*)(const KnownDevice&);
 
-constexpr std::array<Of, 5> kNames{
+constexpr std::array<Of, 6> kNames{
     [](const KnownDevice& one) { return one.device.key; },
     [](const KnownDevice& one) { return one.device.key + '@' + one.machine; },
     [](const KnownDevice& one) { return one.device.key + '@' + one.machineId; },
+    [](const KnownDevice& one) { return one.device.key + '@' + one.device.place; },
     [](const KnownDevice& one) { return one.device.serial; },
     [](const KnownDevice& one) { return one.device.name; }};
 // Of these the ones that are made of the key.
-constexpr std::size_t kOfKey = 3;
+constexpr std::size_t kOfKey = 4;
 
 }  // namespace
 

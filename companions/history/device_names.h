@@ -18,14 +18,14 @@ class DeviceNames {
   explicit DeviceNames(std::span<const KnownDevice> devices);
 
   // Those that are meant: by key, by key and machine ("KEY@MACHINE", by its name or its number), by
-  // serial number, by name; the first of these that fits any decides.
+  // key and place, by serial number, by name; the first of these that fits any decides.
   std::vector<const KnownDevice*> Called(const std::string& wanted) const;
-  // The shortest of these that means this device alone: its key, and its machine with it where
-  // others have the same.
+  // The first of these that means this device alone: its key, and its machine or its place with it
+  // where others have the same.
   std::string NameOf(const KnownDevice& device) const;
 
  private:
-  static constexpr std::size_t kWays = 5;
+  static constexpr std::size_t kWays = 6;
   std::array<std::unordered_multimap<std::string, const KnownDevice*>, kWays> ways_;
 };
 

@@ -1,6 +1,7 @@
 #include "companions/history/facts.h"
 
 #include <algorithm>
+#include <unordered_map>
 
 #include "companions/history/log_json.h"
 #include "service/log/json_text.h"
@@ -91,6 +92,12 @@ bool TakeTest(const JsonValue& item, std::vector<TestFacts>& tests) {
   return ForEachIn(members, "v", value) && ForEachIn(members, "b", place);
 }
 
+std::string IdentityOf(const RunDevice& device, const LoggedRun& run, bool isAlone) {
+  const std::string key = isAlone ? device.key : device.key + ' ' + device.place;
+  if (!device.serial.empty()) return key;
+  return KeyOfMachine(run.machineId, run.machine) + ' ' + key;
+}
+
 }  // namespace
 
 std::vector<DeviceFacts> FactsOf(const LoggedRun& run) {
@@ -100,6 +107,11 @@ std::vector<DeviceFacts> FactsOf(const LoggedRun& run) {
   }
   for (std::size_t at = 0; at < all.size(); ++at) all[at].device = run.devices[at];
   std::erase_if(all, [](const DeviceFacts& one) { return one.tests.empty(); });
+  std::unordered_map<std::string, std::size_t> ofKey;
+  for (const RunDevice& device : run.devices) ++ofKey[device.key];
+  for (DeviceFacts& one : all) {
+    one.identity = IdentityOf(one.device, run, ofKey[one.device.key] == 1);
+  }
   return all;
 }
 
@@ -122,10 +134,6 @@ std::optional<std::vector<TestFacts>> FactsOfText(const std::string& text) {
   const auto test = [&tests](const JsonValue& item) { return TakeTest(item, tests); };
   if (!ForEachIn(members, "tests", test)) return {};
   return tests;
-}
-
-std::string IdentityOf(const RunDevice& device, const std::string& machineKey) {
-  return device.serial.empty() ? machineKey + ' ' + device.key : device.key;
 }
 
 }  // namespace tarvex::history

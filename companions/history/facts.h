@@ -30,6 +30,9 @@ struct TestFacts {
 
 struct DeviceFacts {
   RunDevice device;
+  // What makes it the same device in other runs: its key, and the machine (KeyOfMachine) where only
+  // that makes the key one of a kind, and the place where two of the run have one key.
+  std::string identity;
   std::vector<TestFacts> tests;
 };
 
@@ -41,9 +44,5 @@ Verdict WorstOf(const std::vector<TestFacts>& tests);
 // The tests of one device as a text for the index, and back; none of a text that is none.
 std::string TextOfFacts(const std::vector<TestFacts>& tests);
 std::optional<std::vector<TestFacts>> FactsOfText(const std::string& text);
-
-// What makes a device the same in other runs: its key, and the machine (KeyOfMachine) where only
-// that makes the key one of a kind.
-std::string IdentityOf(const RunDevice& device, const std::string& machineKey);
 
 }  // namespace tarvex::history

@@ -64,6 +64,7 @@ class Labels {
     return *this;
   }
   const std::string& Text() const { return text_; }
+  auto operator<=>(const Labels&) const = default;
 
  private:
   std::string text_;
@@ -172,9 +173,8 @@ void AddValue(Page& page, const Labels& labels, const Value& value) {
            Labels(labels).Add("name", value.name).Add("unit", value.unit), value.value);
 }
 
-void AddDevice(Page& page, const Labels& machine, const DeviceRun& one) {
+void AddDevice(Page& page, const Labels& known, const DeviceRun& one) {
   const RunDevice& device = one.facts.device;
-  const Labels known = Labels(machine).Add("module", device.module).Add("key", device.key);
   page.Add("tarvex_device_info", "1 for each device, with what it calls itself.",
            Labels(known).Add("name", device.name).Add("serial", device.serial), 1);
   if (const auto start = SecondsOf(one.run.start)) {
@@ -195,6 +195,22 @@ void AddDevice(Page& page, const Labels& machine, const DeviceRun& one) {
   }
 }
 
+// Devices that no label but their place tells apart, and of each place the one that was found last.
+using Places = std::map<std::string, const DeviceRun*>;
+
+std::map<Labels, Places> DevicesOf(const std::vector<DeviceRun>& devices,
+                                   const Machines& machines) {
+  std::map<Labels, Places> all;
+  for (const DeviceRun& one : devices) {
+    const RunDevice& device = one.facts.device;
+    Labels labels = machines.LabelsOf(one.run);
+    labels.Add("module", device.module).Add("key", device.key);
+    const DeviceRun*& last = all[labels].try_emplace(device.place, &one).first->second;
+    if (last->run.start < one.run.start) last = &one;
+  }
+  return all;
+}
+
 }  // namespace
 
 std::string PrometheusText(const std::vector<RunSummary>& lastRuns,
@@ -204,7 +220,12 @@ std::string PrometheusText(const std::vector<RunSummary>& lastRuns,
   for (const DeviceRun& one : devices) machines.Add(one.run);
   Page page;
   for (const RunSummary& run : lastRuns) AddRun(page, machines.LabelsOf(run), run);
-  for (const DeviceRun& one : devices) AddDevice(page, machines.LabelsOf(one.run), one);
+  for (const auto& [labels, places] : DevicesOf(devices, machines)) {
+    for (const auto& [place, one] : places) {
+      const Labels known = places.size() > 1 ? Labels(labels).Add("place", place) : labels;
+      AddDevice(page, known, *one);
+    }
+  }
   return page.Text();
 }
 

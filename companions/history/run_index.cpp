@@ -17,8 +17,8 @@ constexpr char kRunColumns[] =
     "log.devices, log.counts";
 constexpr int kRunColumnCount = 10;
 constexpr char kDeviceColumns[] =
-    "device.key, device.name, device.serial, device.place, device.module";
-constexpr int kDeviceColumnCount = 5;
+    "device.key, device.name, device.serial, device.place, device.module, device.identity";
+constexpr int kDeviceColumnCount = 6;
 
 [[noreturn]] void Damaged() {
   throw StoreError(StoreError::Kind::kDamaged, "the index holds what nobody wrote");
@@ -54,6 +54,8 @@ RunSummary SummaryIn(const SqliteStatement& row, int at) {
   return run;
 }
 
+constexpr int kIdentityColumn = 5;  // of these
+
 RunDevice DeviceIn(const SqliteStatement& row, int at) {
   return {row.Text(at), row.Text(at + 1), row.Text(at + 2), row.Text(at + 3), row.Text(at + 4)};
 }
@@ -62,6 +64,7 @@ DeviceRun DeviceRunIn(const SqliteStatement& row) {
   DeviceRun one;
   one.run = SummaryIn(row, 0);
   one.facts.device = DeviceIn(row, kRunColumnCount);
+  one.facts.identity = row.Text(kRunColumnCount + kIdentityColumn);
   auto tests = FactsOfText(row.Text(kRunColumnCount + kDeviceColumnCount));
   if (!tests) Damaged();
   one.facts.tests = *std::move(tests);
@@ -143,11 +146,10 @@ void RunIndex::Add(std::int64_t log, const LoggedRun& run) {
       "INSERT INTO device(log, identity, key, name, serial, place, module, verdict) "
       "VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8)");
   SqliteStatement insertFacts(*database_, "INSERT INTO facts(device, tests) VALUES(?1, ?2)");
-  const std::string& machine = KeyOfMachine(run.machineId, run.machine);
   for (const DeviceFacts& one : FactsOf(run)) {
     const RunDevice& device = one.device;
-    insert.Run({log, IdentityOf(device, machine), device.key, device.name, device.serial,
-                device.place, device.module, static_cast<std::int64_t>(WorstOf(one.tests))});
+    insert.Run({log, one.identity, device.key, device.name, device.serial, device.place,
+                device.module, static_cast<std::int64_t>(WorstOf(one.tests))});
     insertFacts.Run({database_->LastRow(), TextOfFacts(one.tests)});
   }
 }
@@ -240,7 +242,7 @@ std::vector<KnownDevice> RunIndex::Devices() {
   SqliteStatement rows(
       *database_,
       (std::string("SELECT ") + kDeviceColumns +
-       ", device.identity, log.machine, log.machine_id, log.run, max(log.start), "
+       ", log.machine, log.machine_id, log.run, max(log.start), "
        "device.verdict, count(DISTINCT log.id) FROM device JOIN log ON log.id = device.log "
        "JOIN current ON current.log = log.id GROUP BY device.identity "
        "ORDER BY log.machine, device.name, device.identity")
@@ -248,13 +250,13 @@ std::vector<KnownDevice> RunIndex::Devices() {
   while (rows.Next()) {
     KnownDevice known;
     known.device = DeviceIn(rows, 0);
-    known.identity = rows.Text(kDeviceColumnCount);
-    known.machine = rows.Text(kDeviceColumnCount + 1);
-    known.machineId = rows.Text(kDeviceColumnCount + 2);
-    known.lastRun = rows.Text(kDeviceColumnCount + 3);
-    known.lastStart = rows.Text(kDeviceColumnCount + 4);
-    known.verdict = EnumOf<Verdict>(rows.Number(kDeviceColumnCount + 5), kVerdicts);
-    known.runs = static_cast<std::size_t>(rows.Number(kDeviceColumnCount + 6));
+    known.identity = rows.Text(kIdentityColumn);
+    known.machine = rows.Text(kDeviceColumnCount);
+    known.machineId = rows.Text(kDeviceColumnCount + 1);
+    known.lastRun = rows.Text(kDeviceColumnCount + 2);
+    known.lastStart = rows.Text(kDeviceColumnCount + 3);
+    known.verdict = EnumOf<Verdict>(rows.Number(kDeviceColumnCount + 4), kVerdicts);
+    known.runs = static_cast<std::size_t>(rows.Number(kDeviceColumnCount + 5));
     devices.push_back(std::move(known));
   }
   return devices;

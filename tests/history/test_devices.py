@@ -158,6 +158,23 @@ def test_a_device_without_a_serial_number_stays_the_same_when_its_machine_is_ren
     assert (device["machine"], device["machineId"], device["runs"]) == ("new", "8f0a", 2)
 
 
+def test_devices_that_share_a_key_in_one_run_are_two(tmp_path):
+    twins = (disk(0, "Twin", key="twin"), disk(1, "Twin", key="twin"))
+    for day, bad in enumerate((0, 3)):
+        tests = [
+            result_of("T", unreadable_sectors=0),
+            result_of("T", on=1, unreadable_sectors=bad),
+        ]
+        write_run(tmp_path / "log", day, tests, twins)
+    (one,) = answer("worse", state=tmp_path)["worse"]
+    assert (one["place"], one["before"], one["after"]) == ("storage 1, pci-0000:00:17.0", "0", "3")
+    assert len(answer("devices", state=tmp_path)["devices"]) == 2
+    told = answer("device", "twin@storage 1, pci-0000:00:17.0", state=tmp_path)
+    assert [run["values"]["unreadable-sectors"]["value"] for run in told["runs"]] == [0, 3]
+    told = history("device", "twin", state=tmp_path)
+    assert told.stderr.decode().count("twin@storage ") == 2
+
+
 def test_the_course_for_people_shows_the_newest_runs_of_all(tmp_path):
     for day in range(8):
         write_run(tmp_path / "log", day, [result_of("T", degrees=(day, "C"))])

@@ -118,6 +118,27 @@ def test_a_machine_that_was_renamed_is_one_under_its_present_name(tmp_path):
     assert start.labels == {"machine": "new"}
 
 
+def test_devices_of_one_key_are_told_apart_by_their_places(tmp_path):
+    twins = (disk(0, "Twin", key="twin"), disk(1, "Twin", key="twin"))
+    tests = [result_of("T", on=0, degrees=1), result_of("T", "failed", on=1, degrees=2)]
+    write_run(tmp_path / "log", 0, tests, twins)
+    found = families(history("--prometheus", state=tmp_path).stdout.decode())
+    first, second = (f"storage {number}, pci-0000:00:17.0" for number in range(2))
+    assert samples_of(found, "tarvex_test_verdict", "key", "place", "verdict") == [
+        ("twin", first, "passed", 1),
+        ("twin", second, "failed", 1),
+    ]
+    assert samples_of(found, "tarvex_device_measurement", "place") == [(first, 1), (second, 2)]
+
+
+def test_a_device_that_lost_its_serial_number_is_told_as_it_was_found_last(tmp_path):
+    for day, (serial, verdict) in enumerate((("S-1", "failed"), ("", "passed"))):
+        write_run(tmp_path / "log", day, [result_of("T", verdict)], [disk(0, "A", serial, "wwn")])
+    found = families(history("--prometheus", state=tmp_path).stdout.decode())
+    verdicts = samples_of(found, "tarvex_test_verdict", "key", "place", "verdict")
+    assert verdicts == [("wwn", "", "passed", 1)]
+
+
 def test_a_test_that_ran_twice_has_its_worst_verdict_alone(tmp_path):
     verdicts = ("failed", "passed", "warning")
     write_run(tmp_path / "log", 0, [result_of("T", verdict) for verdict in verdicts])
