@@ -88,6 +88,19 @@ def test_machines_that_are_not_heard_of_are_named(loaded):
     assert said == [["never-came", "t", ""], ["sound-1", "f", "t"]]
 
 
+def test_a_machine_that_only_ran_over_scenarios_is_heard_of_when_those_count(loaded):
+    said = loaded.query(
+        "BEGIN; UPDATE tarvex.setting SET count_simulated = false;"
+        " UPDATE tarvex.run SET simulated = false, started = now() - interval '15 days' WHERE machine ="
+        "  (SELECT id FROM tarvex.machine WHERE name = 'sound-1');"
+        " UPDATE tarvex.run SET simulated = false WHERE machine ="
+        "  (SELECT id FROM tarvex.machine WHERE name = 'sound-2');"
+        " SELECT machine, latest_run IS NULL FROM tarvex.silent_machine"
+        " WHERE machine IN ('sound-0', 'sound-1', 'sound-2'); ROLLBACK;"
+    )
+    assert said == [["sound-0", "t"], ["sound-1", "f"]]
+
+
 # Two runs of one test on one device, and what it measured.
 MEASURED = """
     INSERT INTO tarvex.machine (key, name) VALUES ('m', 'm');
