@@ -85,6 +85,17 @@ def test_tab_completes_the_other_programs(kind, tmp_path):
         assert report == "tarvex-report last --output="
 
 
+def test_tab_completes_where_the_output_goes(kind, tmp_path):
+    world = World(tmp_path)
+    (world.work_dir / "answer.txt").touch()
+    with Shell(kind, world) as shell:
+        for typed in ("> answ", ">>answ", "2>answ"):
+            line = f"tarvex-history {typed}"
+            assert shell.line_after(f"\x15{line}{TAB}") == f"{line}er.txt "
+        # Behind that the program's own words go on.
+        assert shell.line_after(f"--js{TAB}") == f"{line}er.txt --json "
+
+
 def test_tab_completes_inside_quotes(kind, tmp_path):
     with Shell(kind, World(tmp_path)) as shell:
         got = shell.line_after(f'{PROGRAM} -Mstorage -Q"s,f(block_{TAB}')
