@@ -91,6 +91,7 @@ def pages(tmp_path_factory, visited):
         "healthy": [sample_runs.healthy()],
         "course": sample_runs.course(),
         "hostile": [sample_runs.hostile()],
+        "innocent": [sample_runs.hostile(sample_runs.INNOCENT)],
         "visits": visits_of(visited),
     }
     return {name: desk.page(runs, f"{name}.html") for name, runs in made.items()}

@@ -247,12 +247,17 @@ HOSTILE = (
     "Disk \u202egnp.exe\u202c \u200b\u2066zero\u2069",
     "NUL \u0000 ESC \u001b[31m BEL \u0007 lone \ud800",
     "W" * 400,
+    "javascript:document.title='owned'//",
+    "\u05d3\u05d9\u05e1\u05e7 123 (\u0642\u0631\u0635) <b>7</b>",
+    "Z" + "\u0301\u0336\u0489" * 300,
+    "x" * 100_000,
+    "$(reboot); `reboot` & \\ %00 --output=/etc/passwd",
 )
+INNOCENT = tuple(f"name {number}" for number in range(len(HOSTILE)))
 
 
-def hostile():
+def hostile(names=HOSTILE):
     """Everything that comes from outside tries to become markup, order or a program."""
-    names = list(HOSTILE)
     devices = [
         device(text, key=text + str(index), serial=text) | {"place": text}
         for index, text in enumerate(names)
@@ -284,6 +289,8 @@ def hostile():
         file=names[2],
         modules=[{"name": names[3], "version": names[0]}],
         errors=[{"symptom": text, "text": text} for text in names],
-        faults=names,
+        faults=list(names),
         notes=[word(text, text) for text in names],
+        run=names[-1],
+        program=names[4],
     )

@@ -5,6 +5,7 @@ import re
 import subprocess
 
 import pytest
+import sample_runs
 
 NAMES = ("failing", "healthy", "course", "hostile", "visits")
 WIDTHS = (320, 768, 1440, 3840)
@@ -17,6 +18,15 @@ OPEN_ALL = "document.querySelectorAll('details').forEach(one => one.open = true)
 OUTSIDE = """[...document.querySelectorAll('body *')]
   .filter(e => e.getBoundingClientRect().right > innerWidth + 0.5 && !e.closest('.scroll, .chart'))
   .map(e => `${e.tagName} ${e.className}: ${e.textContent.slice(0, 40)}`)"""
+ELEMENTS = """[...document.querySelectorAll('*')].map(
+  e => [e.tagName, ...[...e.attributes].map(a => a.name)].join(' ')).join('\\n')"""
+# Letters from right to left that share a text with other words; a picture's and a value's are units.
+MIXED = """(() => { const found = [], all = document.createTreeWalker(document.body, NodeFilter.SHOW_TEXT);
+  while (all.nextNode()) {
+    const text = all.currentNode.data.trim();
+    if (/[\\u0590-\\u06ff]/.test(text) && text !== NAME
+      && !all.currentNode.parentElement.closest('figure, .number, .limit, .hidden')) found.push(text);
+  } return found; })()"""
 # Headings of tables that have one word and more than one line.
 TORN = """[...document.querySelectorAll('thead th')].filter(e => e.checkVisibility()).filter(e => {
   const range = document.createRange(); range.selectNodeContents(e);
@@ -57,6 +67,32 @@ def test_the_page_asks_for_nothing_and_breaks_no_rule(browser, pages, name):
     assert browser.complaints == []
     assert browser.ask("document.scripts.length") == 0
     assert "owned" not in browser.ask("document.title").split()
+
+
+def test_hostile_names_make_the_elements_that_innocent_ones_make(browser, pages):
+    found = []
+    for name in ("hostile", "innocent"):
+        browser.open(pages[name])
+        found.append(browser.ask(ELEMENTS).split("\n"))
+    assert len(found[0]) > 2000
+    assert found[0] == found[1]
+
+
+def test_marks_pile_up_over_nothing(browser, pages):
+    """The letters of a name stay within the line above and the line below."""
+    browser.view(1440)
+    browser.open(pages["hostile"])
+    shown = browser.ask("[...document.querySelectorAll('h4')].map(e => e.textContent).find(t => /^Z/.test(t))")
+    assert len(shown) == 1 + 4
+
+
+def test_a_name_from_right_to_left_turns_nothing_around(browser, pages):
+    """Each name is apart from what stands beside it: what is left of it stays so."""
+    browser.view(1440)
+    browser.open(pages["hostile"])
+    name = next(name for name in sample_runs.HOSTILE if "\u05d3" in name)
+    assert browser.ask(f"document.body.textContent.includes({json.dumps(name)})")
+    assert browser.ask(MIXED.replace("NAME", json.dumps(name))) == []
 
 
 def test_the_policy_keeps_out_what_the_template_might_let_in(browser, pages, tmp_path):

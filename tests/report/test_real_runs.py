@@ -61,7 +61,7 @@ def test_a_run_goes_by_its_name_and_by_its_log(world):
 def test_a_failing_disk_becomes_a_page(visited):
     page = page_of(visited, "last")
     assert verdicts_in(page) == ["Passed", "Passed", "Passed", "Warning", "Failed", "Failed"]
-    assert "1 of 2 devices: Workshop Disk (sda). A fault was found." in page
+    assert "1 of 2 devices: <bdi>Workshop Disk (sda)</bdi>. A fault was found." in page
     advice = re.search(r'<ul class="advice">(.*?)</ul>', page, re.S)[1]
     assert advice.count("<li>") == 2
     assert "Copy the data now, other data first and these sectors last; then replace" in advice

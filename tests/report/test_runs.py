@@ -4,7 +4,7 @@ import copy
 
 import pytest
 import sample_runs
-from tarvex_report import verdicts
+from tarvex_report import page, verdicts
 from tarvex_report.faults import ReportFault
 from tarvex_report.page import page_of
 from tarvex_report.run import run_of
@@ -127,3 +127,35 @@ def test_odd_numbers_make_no_page_fail(value):
             except ReportFault:
                 continue
             assert "</html>" in page_of(runs, "5.0.0.0")
+
+
+@pytest.mark.parametrize("blank", [None, "", " ", "\N{IDEOGRAPHIC SPACE}\N{NO-BREAK SPACE}"])
+def test_what_has_no_name_is_called_something(blank):
+    document = sample_runs.small() | {"machine": blank, "kernel": blank}
+    document["devices"][0]["name"] = blank
+    document["tests"][0]["testName"] = blank
+    for one in document["tests"][0]["series"]:
+        one["axis"] = blank
+    run = run_of(document, "it")
+    assert (run.machine, run.kernel) == ("Unnamed machine", "?")
+    assert (run.devices[0].name, run.tests[0].name) == ("Unnamed device", "READ_TEST")
+    text = page_of([run], "5.0.0.0")
+    assert "B/s over Position" in text and "lowest 1" in text and "at position 0" in text.replace("&#39;", "'")
+    assert "answers by value, both" in text and "Value up to" in text
+
+
+@pytest.mark.parametrize(
+    "name, shown",
+    [
+        ("tarvex-20261121T080000.000Z-4711", "tarvex-20261121T080000.000Z-4711"),
+        ("-o", "RUN"),
+        ("x; reboot", "RUN"),
+        ("$(reboot)", "RUN"),
+        ("x\n", "RUN"),
+        ("", "RUN"),
+    ],
+)
+def test_the_page_tells_nobody_to_type_what_a_log_is_called(monkeypatch, name, shown):
+    monkeypatch.setattr(page, "FOR_RUNS", 0)
+    runs = [run_of(sample_runs.small() | {"run": one}, "it") for one in ("other", name)]
+    assert f"tarvex-report {shown} -o FILE" in page_of(runs, "5.0.0.0")

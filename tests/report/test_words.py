@@ -17,6 +17,7 @@ SPACE = texts.THIN_SPACE
         ("\u202egnp\u202c\u2066x\u2069\u200b\u200f\ufeff", "�gnp��x����"),
         ("\ud800", "�"),
         ("a\nb\tc\u2028d", "a�b�c�d"),
+        ("e" + "\u0301" * 4 + "o" + "\u0489" * 5 + "u", "e" + "\u0301" * 4 + "o" + "\u0489" * 4 + "u"),
         ("<b>&amp;\"'", "<b>&amp;\"'"),  # the template's concern
         ("Größe 5\u202fµs 磁盘 👍", "Größe 5\u202fµs 磁盘 👍"),
     ],

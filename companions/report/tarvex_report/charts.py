@@ -40,7 +40,7 @@ def _curve_words(series: Series) -> str:
     return (
         f"{shown(values[0])} at the begin, {shown(values[-1])} at the end;"
         f" median {shown(median(values))}, lowest {shown(lowest[1])}"
-        f" at {series.axis.upper()} {texts.grouped(lowest[0])}."
+        f" at {series.axis.upper() or 'position'} {texts.grouped(lowest[0])}."
     )
 
 
@@ -58,7 +58,8 @@ def curve(series: Series) -> Figure | None:
     if low >= high or not scale.is_wide((low, high)):
         return None
     up, unit = _up_axis([value for _, value in series.points], series.unit)
-    along = series.axis.upper() if len(series.axis) < 4 else texts.title(series.axis)
+    axis = series.axis or "position"
+    along = axis.upper() if len(axis) < 4 else texts.title(axis)
     words = _curve_words(series)
     title = texts.title(series.name)
     axes = {size.name: (_surface_axis(low, high, size.ticks), up) for size in SIZES}
@@ -147,9 +148,9 @@ def histogram(series: Series) -> Figure | None:
     return Figure(
         title,
         words,
-        f"answers by {series.axis}, both in powers of ten",
+        f"answers by {series.axis or 'value'}, both in powers of ten",
         pictures(Plot((), f"{title}: {words}", bars=_bars(shown)), axes),
-        (f"{texts.title(series.axis)} up to", "Answers"),
+        (f"{texts.title(series.axis or 'value')} up to", "Answers"),
         tuple((texts.quantity(bound, unit), texts.grouped(count)) for bound, count in shown),
         left_out=_left_out(len(shown), len(points), "near ones are counted together"),
     )

@@ -33,8 +33,9 @@ class Fields:
         return clean(value)
 
     def text_or(self, name: str, otherwise: str) -> str:
-        """For what may be unknown."""
-        return otherwise if self._get(name) is None else self.text(name)
+        """For what may be unknown, or blank."""
+        text = self.maybe_text(name)
+        return text if text is not None and text.strip() else otherwise
 
     def maybe_text(self, name: str) -> str | None:
         return None if self._get(name) is None else self.text(name)

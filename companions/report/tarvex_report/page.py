@@ -4,6 +4,7 @@ import base64
 import hashlib
 import math
 import os
+import re
 from dataclasses import dataclass
 from datetime import datetime, timezone
 from functools import cache
@@ -21,6 +22,8 @@ from .verdicts import Verdict
 
 TEMPLATES = Path(__file__).with_name("templates")
 MOST_NAMED = 3  # devices in the headline
+# What may be typed after "tarvex-report" as it stands; a log is called what its author likes.
+TYPEABLE = re.compile(r"[A-Za-z0-9][A-Za-z0-9_.:+@-]*")
 # Told about how a run ended; what is complete needs no words.
 STATES = {
     "running": "The run still went on when this report was made.",
@@ -57,8 +60,14 @@ class ShownModule:
 class ShownRun:
     run: Run
     headline: str
+    named: list[str]  # behind it
     state: str | None
     modules: list[ShownModule]
+
+    @property
+    def argument(self) -> str:
+        """What tarvex-report is given to make a report of it."""
+        return self.run.name if TYPEABLE.fullmatch(self.run.name) else "RUN"
 
     @property
     def is_brief(self) -> bool:
@@ -109,8 +118,8 @@ def _shown_module(run: Run, name: str, room: Room) -> ShownModule:
     )
 
 
-def _headline(run: Run) -> str:
-    """What the verdict is of, in one sentence."""
+def _headline(run: Run) -> tuple[str, list[str]]:
+    """What the verdict is of, in a few words, and the names of the devices that they are about."""
     worst: dict[int, Verdict] = {}
     for test in run.tests:
         if test.device is not None:
@@ -121,16 +130,15 @@ def _headline(run: Run) -> str:
     devices = texts.counted(len(worst), "device")
     named = [run.devices[one].name for one, verdict in worst.items() if verdict is run.verdict]
     if run.verdict not in (verdicts.FAILED, verdicts.WARNING) or not named:
-        return f"{tested} of {devices}." if worst else f"{tested}."
-    more = ", ..." if len(named) > MOST_NAMED else ""
-    return f"{len(named)} of {devices}: {', '.join(named[:MOST_NAMED])}{more}."
+        return f"{tested} of {devices}" if worst else tested, []
+    return f"{len(named)} of {devices}", named
 
 
 def _shown_run(run: Run, room: Room) -> ShownRun:
     names = list(dict.fromkeys(test.module for test in run.tests))
     return ShownRun(
         run,
-        _headline(run),
+        *_headline(run),
         STATES.get(run.state),
         [_shown_module(run, name, room) for name in names],
     )
@@ -195,6 +203,7 @@ def page_of(runs: list[Run], version: str) -> str:
     return _environment().get_template("page.html").render(
         runs=_shown_runs(runs, latest),
         latest=latest,
+        most_named=MOST_NAMED,
         advice=advice_of_machines(list(reversed(latest))),
         verdict=verdicts.worst(run.verdict for run in latest),
         courses=courses.courses_of(runs, Room(FOR_COURSES)) if len(runs) > 1 else [],

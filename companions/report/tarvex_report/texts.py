@@ -12,6 +12,9 @@ REPLACEMENT = "\N{REPLACEMENT CHARACTER}"
 MOST_CHARACTERS = 2000
 # Invisible, and able to show text in another order than it has.
 STEERING_CATEGORIES = frozenset(["Cc", "Cf", "Cs", "Zl", "Zp"])
+# Marks of one letter: more than any script has pile up over the lines above, a verdict's too.
+MARK_CATEGORIES = frozenset(["Mn", "Me"])
+MOST_MARKS = 4
 
 THIN_SPACE = "\N{NARROW NO-BREAK SPACE}"
 DASH = "\N{EN DASH}"
@@ -27,11 +30,14 @@ WORDS = {"smart": "SMART", "lba": "LBA", "crc": "CRC", "nvme": "NVMe", "ata": "A
 
 def clean(text: str) -> str:
     """The text without what steers what shows it, cut when it is of no sensible length."""
-    shown = "".join(
-        REPLACEMENT if unicodedata.category(letter) in STEERING_CATEGORIES else letter
-        for letter in text[:MOST_CHARACTERS]
-    )
-    return shown + " [cut]" if len(text) > MOST_CHARACTERS else shown
+    shown = []
+    marks = 0
+    for letter in text[:MOST_CHARACTERS]:
+        category = unicodedata.category(letter)
+        marks = marks + 1 if category in MARK_CATEGORIES else 0
+        if marks <= MOST_MARKS:
+            shown.append(REPLACEMENT if category in STEERING_CATEGORIES else letter)
+    return "".join(shown) + (" [cut]" if len(text) > MOST_CHARACTERS else "")
 
 
 def grouped(number: float) -> str:
