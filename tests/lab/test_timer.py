@@ -76,6 +76,21 @@ def test_bad_sector_is_an_error_that_names_the_drive(machine, services):
     assert errors[-1].startswith("The scheduled run failed; ")
 
 
+def test_metrics_are_made_anew_after_a_run_that_failed(machine, services):
+    """As docs/timer.md has it; the plus is for a folder that the unit itself may not write."""
+    metrics = "/srv/tarvex.prom"
+    services.guest.write(f"/run/systemd/system/{SERVICE}.d/metrics.conf",
+                         f"[Service]\nExecStopPost=+{BINARIES}/tarvex-history --prometheus={metrics}\n",
+                         mode=0o644)  # fmt: skip
+    services.guest.said("systemctl", "daemon-reload")
+    machine.drives["nvme"].fail(0, 64)
+    assert not services.start()
+    services.guest.said("rm", f"/run/systemd/system/{SERVICE}.d/metrics.conf")
+    services.guest.said("systemctl", "daemon-reload")
+    told = services.guest.said("cat", metrics)
+    assert re.search(r'^tarvex_last_run_verdict\{machine="[^"]*",verdict="failed"\} 1$', told, re.M), told
+
+
 def test_a_persons_run_goes_on_undisturbed(machine, services):
     machine.drives["nvme"].hang(0)
     running = services.guest.start([PROGRAM, "-Mstorage", "-Qf", "0"])
