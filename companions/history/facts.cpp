@@ -1,6 +1,7 @@
 #include "companions/history/facts.h"
 
 #include <algorithm>
+#include <set>
 #include <unordered_map>
 
 #include "companions/history/log_json.h"
@@ -101,17 +102,24 @@ std::string IdentityOf(const RunDevice& device, const LoggedRun& run, bool isAlo
 }  // namespace
 
 std::vector<DeviceFacts> FactsOf(const LoggedRun& run) {
-  std::vector<DeviceFacts> all(run.devices.size());
+  std::unordered_map<std::string, std::set<std::string>> placesOf;
+  for (const RunDevice& device : run.devices) placesOf[device.key].insert(device.place);
+  // One that told its name anew amid the run is listed twice there.
+  std::vector<std::size_t> factsOf(run.devices.size());
+  std::unordered_map<std::string, std::size_t> known;
+  std::vector<DeviceFacts> all;
+  for (std::size_t at = 0; at < run.devices.size(); ++at) {
+    const RunDevice& device = run.devices[at];
+    const bool isAlone = placesOf[device.key].size() == 1;
+    const std::string identity = IdentityOf(device, run, isAlone);
+    const auto [found, isNew] = known.try_emplace(identity, all.size());
+    if (isNew) all.push_back({device, identity, {}});
+    factsOf[at] = found->second;
+  }
   for (const RunTest& test : run.tests) {
-    if (test.device) all[*test.device].tests.push_back(FactsOf(test));
+    if (test.device) all[factsOf[*test.device]].tests.push_back(FactsOf(test));
   }
-  for (std::size_t at = 0; at < all.size(); ++at) all[at].device = run.devices[at];
   std::erase_if(all, [](const DeviceFacts& one) { return one.tests.empty(); });
-  std::unordered_map<std::string, std::size_t> ofKey;
-  for (const RunDevice& device : run.devices) ++ofKey[device.key];
-  for (DeviceFacts& one : all) {
-    one.identity = IdentityOf(one.device, run, ofKey[one.device.key] == 1);
-  }
   return all;
 }
 

@@ -25,7 +25,7 @@ def hardware(one):
     return {
         "hardwareInfoId": str(one["number"]),
         "name": one["name"],
-        "location": f"storage {one['number']}, pci-0000:00:17.0",
+        "location": one.get("place", f"storage {one['number']}, pci-0000:00:17.0"),
         "partType": "storage",
         **({"serialNumber": one["serial"]} if one["serial"] else {}),
     }

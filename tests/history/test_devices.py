@@ -175,6 +175,17 @@ def test_devices_that_share_a_key_in_one_run_are_two(tmp_path):
     assert told.stderr.decode().count("twin@storage ") == 2
 
 
+def test_a_device_that_changes_its_name_amid_a_run_is_the_same(tmp_path):
+    write_run(tmp_path / "log", 0, [result_of("T")])
+    renamed = disk(1, "Renamed") | {"place": "storage 0, pci-0000:00:17.0"}
+    tests = [result_of("S"), result_of("T", "failed", on=1)]
+    write_run(tmp_path / "log", 1, tests, [disk(0), renamed])
+    (device,) = answer("devices", state=tmp_path)["devices"]
+    assert (device["runs"], device["verdict"]) == (2, "failed")
+    (one,) = answer("worse", state=tmp_path)["worse"]
+    assert (one["test"], one["before"], one["after"]) == ("T", "passed", "failed")
+
+
 def test_the_course_for_people_shows_the_newest_runs_of_all(tmp_path):
     for day in range(8):
         write_run(tmp_path / "log", day, [result_of("T", degrees=(day, "C"))])
