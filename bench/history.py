@@ -16,7 +16,7 @@ from pathlib import Path
 
 RUNS = 10000
 LIMIT = 0.2  # s of processor time, which other work of the machine does not change
-COMMANDS = (["list"], ["run", "last"], ["devices"], ["worse"], ["--prometheus"])
+COMMANDS = (["list"], ["run", "last"], ["devices"], ["device", "Disk 0"], ["worse"], ["--prometheus"])
 DISKS = 4
 TESTS = ("FUNNEL_READ_TEST", "RANDOM_READ_TEST", "SMART_STATUS_TEST")
 MEASUREMENTS = 12
