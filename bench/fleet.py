@@ -15,7 +15,7 @@ from pathlib import Path
 
 import world
 
-sys.path.insert(0, str(world.SOURCE / "tests/fleet/postgresql"))
+sys.path[:0] = [str(world.SOURCE / "tests" / folder) for folder in ("fleet/postgresql", "support")]
 from cluster import Cluster
 
 MACHINES = 1_000

@@ -3,21 +3,28 @@
 import os
 import pwd
 import shutil
+import signal
 import subprocess
 import tempfile
+import time
 from pathlib import Path
+
+from mortal import mortal
 
 PROGRAMS = max(Path("/usr/lib/postgresql").glob("*/bin"), key=lambda path: float(path.parent.name))
 # PostgreSQL does not run as root.
 OWNER = "postgres"
 # No test looks at what a loss of power leaves.
 QUICK = ("fsync=off", "synchronous_commit=off", "full_page_writes=off")
+# What ends a server: its sessions first, or without a word to anybody.
+FAST, IMMEDIATE = signal.SIGINT, signal.SIGQUIT
+SECONDS = 120
 
 
 def as_owner(command):
-    if os.geteuid() != 0:
-        return command
-    return ["setpriv", f"--reuid={OWNER}", f"--regid={OWNER}", "--clear-groups", "--", *command]
+    """As whom PostgreSQL runs; gone when whoever starts it is."""
+    own = [] if os.geteuid() != 0 else [f"--reuid={OWNER}", f"--regid={OWNER}", "--clear-groups"]
+    return mortal(command, "QUIT", *own)
 
 
 class Cluster:
@@ -46,18 +53,29 @@ class Cluster:
             stdin=subprocess.DEVNULL,
             stdout=subprocess.DEVNULL,
             check=True,
-            timeout=120,
+            timeout=SECONDS,
         )
 
     def start(self):
-        self.call("pg_ctl", "-D", self.data, "-l", self.log, "-w", "start")
+        with self.log.open("ab") as log:
+            self.server = subprocess.Popen(as_owner([PROGRAMS / "postgres", "-D", self.data]), cwd=self.folder,
+                                           stdin=subprocess.DEVNULL, stdout=log, stderr=log)  # fmt: skip
+        deadline = time.monotonic() + SECONDS
+        while not self.answers():
+            assert self.server.poll() is None and time.monotonic() < deadline, self.log.read_text("utf-8")
+            time.sleep(0.02)
 
-    def stop(self, how="fast"):
-        self.call("pg_ctl", "-D", self.data, "-m", how, "-w", "stop")
+    def answers(self):
+        asked = [PROGRAMS / "pg_isready", "-q", "-h", self.folder]
+        return subprocess.run(asked, check=False, timeout=SECONDS).returncode == 0
+
+    def stop(self, how=FAST):
+        self.server.send_signal(how)
+        self.server.wait(SECONDS)
 
     def close(self):
-        if (self.data / "postmaster.pid").exists():
-            self.stop("immediate")
+        if self.server.poll() is None:
+            self.stop(IMMEDIATE)
         shutil.rmtree(self.folder)
 
     def address(self, database, user=OWNER):
@@ -76,7 +94,7 @@ class Cluster:
             capture_output=True,
             text=True,
             check=False,
-            timeout=120,
+            timeout=SECONDS,
         )
         assert said.returncode == 0 or not check, said.stderr
         return said

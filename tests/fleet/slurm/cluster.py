@@ -9,6 +9,8 @@ import tempfile
 import time
 from pathlib import Path
 
+from mortal import mortal
+
 NODE = "node1"
 SECONDS = 30
 
@@ -75,15 +77,19 @@ class Cluster:
             raise
 
     def __exit__(self, *_):
+        # One after another, for slurmd would tell the controller what became of its jobs, and tries for minutes.
         for process in reversed(self.started):
             process.terminate()
-        for process in self.started:
-            process.wait(SECONDS)
+            try:
+                process.wait(5)
+            except subprocess.TimeoutExpired:
+                process.kill()
+                process.wait(SECONDS)
         shutil.rmtree(self.folder)
 
     def start(self, *words):
         log = (self.folder / f"{words[0]}.log").open("wb")
-        self.started.append(subprocess.Popen(list(map(str, words)), stdin=subprocess.DEVNULL, stdout=log,
+        self.started.append(subprocess.Popen(mortal(words, "KILL"), stdin=subprocess.DEVNULL, stdout=log,
                                              stderr=log, env=self.environment))  # fmt: skip
 
     def said(self):
