@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <map>
 #include <optional>
 #include <vector>
@@ -64,8 +65,9 @@ std::string Attribute(const char* name, const std::string& value) {
   return std::string(" ") + name + "=\"" + Escaped(value) + '"';
 }
 
+// As finely as the log has times; a sum of them has digits of no meaning behind.
 std::string Seconds(double seconds) {
-  return orvan::log::JsonNumber(seconds);
+  return orvan::log::JsonNumber(std::round(seconds * 1000) / 1000);
 }
 
 std::string WordsOf(const RunTest& test) {

@@ -257,3 +257,20 @@ def test_a_run_that_no_test_speaks_for_is_no_success(state, tmp_path):
         "".join([*outside[:2], json.dumps(error) + "\n", outside[-1]]), encoding="utf-8"
     )
     assert errors_of(broken, state) == ["module-refused"]
+
+
+def test_junit_has_no_finer_times_than_the_log(state):
+    (log,) = (state / "log").glob("tarvex-20261102*")
+    lines = log.read_text(encoding="utf-8").splitlines()
+    later = (
+        re.sub(r'("timestamp":\s*"[^"]*T\d\d:\d\d:)[^"]*"', rf'\g<1>{number * 0.137:06.3f}Z"', line)
+        for number, line in enumerate(lines)
+    )
+    log.write_text("\n".join(later) + "\n", encoding="utf-8")
+    root = ElementTree.fromstring(history(f"--junit={log}", state=state).stdout)
+    times = [float(case.get("time")) for case in root.iter("testcase")]
+    assert len(set(times)) > 1 and times[0] > 0
+    (suite,) = root.findall("testsuite")
+    for told in (root.get("time"), suite.get("time")):
+        assert re.fullmatch(r"\d+\.\d{1,3}", told)
+        assert float(told) == pytest.approx(sum(times), abs=0.0005)

@@ -159,3 +159,18 @@ def test_the_page_tells_nobody_to_type_what_a_log_is_called(monkeypatch, name, s
     monkeypatch.setattr(page, "FOR_RUNS", 0)
     runs = [run_of(sample_runs.small() | {"run": one}, "it") for one in ("other", name)]
     assert f"tarvex-report {shown} -o FILE" in page_of(runs, "5.0.0.0")
+
+
+@pytest.mark.parametrize(
+    "got, verdict, told",
+    [
+        (["passed", "passed"], "passed", "2 tests of 1 device. Nothing was found."),
+        (["passed", "invalid"], "passed", "2 tests of 1 device, 1 could not be tested. Nothing was found."),
+        (["invalid", "canceled"], "canceled", "2 tests of 1 device, 1 could not be tested. It was stopped."),
+        (["not applicable"], "not applicable", "1 test of 1 device. There is nothing to test."),
+        (["passed", "failed"], "failed", "1 of 1 device: <bdi>Tarvex Test Disk (sda)</bdi>. A fault was found."),
+    ],
+)
+def test_the_headline_leaves_nothing_untold(got, verdict, told):
+    tests = [sample_runs.test_of(f"T{number}", "Test", one) for number, one in enumerate(got)]
+    assert f"<p>{told}</p>" in page_of([run_of(sample_runs.run(tests, verdict), "it")], "5.0.0.0")

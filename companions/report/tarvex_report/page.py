@@ -118,6 +118,13 @@ def _shown_module(run: Run, name: str, room: Room) -> ShownModule:
     )
 
 
+def _untried(run: Run) -> str:
+    """What a run leaves open that passed all the same."""
+    got = verdicts.counts(test.verdict for test in run.tests)
+    left = [(verdict, number) for verdict, number in got if verdicts.place(verdict) < verdicts.place(run.verdict)]
+    return "".join(f", {number} {verdict.word.lower()}" for verdict, number in left)
+
+
 def _headline(run: Run) -> tuple[str, list[str]]:
     """What the verdict is of, in a few words, and the names of the devices that they are about."""
     worst: dict[int, Verdict] = {}
@@ -130,7 +137,7 @@ def _headline(run: Run) -> tuple[str, list[str]]:
     devices = texts.counted(len(worst), "device")
     named = [run.devices[one].name for one, verdict in worst.items() if verdict is run.verdict]
     if run.verdict not in (verdicts.FAILED, verdicts.WARNING) or not named:
-        return f"{tested} of {devices}" if worst else tested, []
+        return (f"{tested} of {devices}" if worst else tested) + _untried(run), []
     return f"{len(named)} of {devices}", named
 
 
