@@ -78,8 +78,11 @@ def step_of(one):
         yield {"testStepEnd": {"status": "SKIP"}}
 
 
-def write_run(folder, day, tests, disks=(disk(0),), machine="workshop", number="8f0a"):
-    """The log of a run on that day, on a machine of that name and number; its path."""
+def write_run(folder, day, tests, disks=(disk(0),), machine="workshop", number="8f0a", seconds=0):
+    """The log of a run on that day, on a machine of that name and number; its path.
+
+    It takes so many seconds, all of them at its end.
+    """
     artifacts = [{"schemaVersion": {"major": 2, "minor": 0}}]
     artifacts.append({"testRunArtifact": start(machine, disks, number)})
     for number, one in enumerate(tests):
@@ -88,11 +91,12 @@ def write_run(folder, day, tests, disks=(disk(0),), machine="workshop", number="
     end = {"status": "COMPLETE", "result": "PASS"}
     artifacts.append({"testRunArtifact": {"testRunEnd": end}})
     begin = FIRST + timedelta(days=day)
-    stamp = begin.strftime("%Y-%m-%dT%H:%M:%S.000Z")
+    times = [begin] * (len(artifacts) - 1) + [begin + timedelta(seconds=seconds)]
     folder.mkdir(parents=True, exist_ok=True)
     path = folder / begin.strftime(f"tarvex-%Y%m%dT%H%M%S.000Z-{4711 + len(machine)}.jsonl")
     with open(path, "w", encoding="utf-8") as file:
-        for number, artifact in enumerate(artifacts):
+        for number, (time, artifact) in enumerate(zip(times, artifacts)):
+            stamp = time.strftime("%Y-%m-%dT%H:%M:%S.000Z")
             json.dump({"sequenceNumber": number, "timestamp": stamp, **artifact}, file)
             file.write("\n")
     return path

@@ -74,7 +74,10 @@ def test_a_devices_course_is_told_from_its_first_run_on(name, state):
     last = told["runs"][2]
     assert last["values"]["temperature"] == {"value": 31, "unit": "C", "test": "SMART_STATUS_TEST"}
     assert last["values"]["unreadable-sectors"]["unit"] is None
-    assert [one["test"] for one in last["tests"]] == ["SMART_STATUS_TEST", "LINEAR_READ_TEST"]
+    assert [(one["module"], one["diagnostic"], one["test"], one["testName"]) for one in last["tests"]] == [
+        ("storage", "QUICK_TEST", "SMART_STATUS_TEST", "Smart Status Test"),
+        ("storage", "QUICK_TEST", "LINEAR_READ_TEST", "Linear Read Test"),
+    ]
     assert last["tests"][1]["values"]["read-rate"] == {"value": 350000000, "unit": "B/s"}
 
 
@@ -93,6 +96,12 @@ def test_the_course_for_people_has_the_runs_beside_each_other(state):
     rows = [[cell.strip() for cell in row if cell.strip()] for row in rows]
     assert ["Linear Read Test", "passed", "-", "failed"] in rows
     assert ["read-rate", "500 MB/s", "-", "350 MB/s"] in rows
+
+
+def test_what_is_no_finite_number_is_no_value(tmp_path):
+    write_run(tmp_path / "log", 0, [result_of("T", good=1, bad_one=None)])
+    (run,) = answer("device", "S-1", state=tmp_path)["runs"]
+    assert list(run["values"]) == ["good"]
 
 
 def test_a_device_that_is_not_there_or_not_the_only_one_is_said(state):

@@ -13,7 +13,7 @@ from prometheus_client.parser import text_string_to_metric_families
 
 # Source: Prometheus, "Data model" and "Metric and label naming".
 NAME = re.compile(r"tarvex_[a-z][a-z_]*[a-z]")
-ODD = 'Disk "A" \\ <b>&'
+ODD = 'Disk "A" \\new <b>&'
 
 
 @pytest.fixture(name="state")
@@ -81,6 +81,41 @@ def test_metrics_tell_the_last_run_of_each_machine_and_device(state):
     assert value(found, "tarvex_test_verdict", **verdict) == 1
 
 
+UNITS = (
+    ("temperature", (31, "C"), "tarvex_device_temperature_celsius", 31),
+    ("power-on-hours", (2, "h"), "tarvex_device_power_on_seconds", 7200),
+    ("percentage-used", (103, "%"), "tarvex_device_used_ratio", 1.03),
+    ("available-spare", (99, "%"), "tarvex_device_available_spare_ratio", 0.99),
+    ("reallocated-sectors", 4, "tarvex_device_reallocated_sectors", 4),
+    ("pending-sectors", 5, "tarvex_device_pending_sectors", 5),
+    ("unreadable-sectors", 6, "tarvex_device_unreadable_sectors", 6),
+    ("slow-answers", 7, "tarvex_device_slow_answers", 7),
+    ("slowest-answer", (0.25, "s"), "tarvex_device_slowest_answer_seconds", 0.25),
+    ("read-rate", (3e8, "B/s"), "tarvex_device_read_bytes_per_second", 3e8),
+    ("write-rate", (2e8, "B/s"), "tarvex_device_write_bytes_per_second", 2e8),
+    # In a unit that is not the metric's.
+    ("temperature", (304, "K"), "tarvex_device_measurement", 304),
+)
+
+
+@pytest.mark.parametrize("name,measured,metric,told", UNITS)
+def test_each_metric_is_in_the_base_unit_of_its_name(name, measured, metric, told, tmp_path):
+    write_run(tmp_path / "log", 0, [result_of("T", **{name: measured})])
+    found = families(history("--prometheus", state=tmp_path).stdout.decode())
+    assert value(found, metric, test="T") == pytest.approx(told)
+    assert sum(len(found[one].samples) for one in found if "device_" in one) == 3
+
+
+def test_the_end_of_a_run_is_told_where_it_has_one(tmp_path):
+    log = write_run(tmp_path / "log", 0, [result_of("T")], seconds=90)
+    found = families(history("--prometheus", state=tmp_path).stdout.decode())
+    start = value(found, "tarvex_last_run_start_timestamp_seconds")
+    assert value(found, "tarvex_last_run_end_timestamp_seconds") == start + 90
+    log.write_bytes(b"".join(log.read_bytes().splitlines(keepends=True)[:-1]))
+    found = families(history("--prometheus", state=tmp_path).stdout.decode())
+    assert "tarvex_last_run_end_timestamp_seconds" not in found
+
+
 def samples_of(found, metric, *labels):
     """Of each sample its labels of these names, empty where it has none, and its value."""
     return sorted(
@@ -91,7 +126,7 @@ def samples_of(found, metric, *labels):
 
 def test_machines_of_one_name_are_told_apart_and_others_have_no_number(tmp_path):
     loop = (disk(0, "Loop", serial="", key="file:/image"),)
-    runs = (("debian", "1a", 30), ("debian", "2b", 40), ("workshop", "3c", 50))
+    runs = (("debian", "1a", 30), ("debian", "2b", 40), ("workshop", "3c", 50), ("debian", "", 60))
     for number, (machine, key, degrees) in enumerate(runs):
         test = result_of("SMART_STATUS_TEST", temperature=(degrees, "C"))
         write_run(tmp_path / str(number), number, [test], loop, machine, key)
@@ -101,13 +136,15 @@ def test_machines_of_one_name_are_told_apart_and_others_have_no_number(tmp_path)
         labels = [tuple(sorted(sample.labels.items())) for sample in family.samples]
         assert len(labels) == len(set(labels)), metric
     assert samples_of(found, "tarvex_device_temperature_celsius", "machine", "machine_id") == [
+        ("debian", "", 60),
         ("debian", "1a", 30),
         ("debian", "2b", 40),
         ("workshop", "", 50),
     ]
+    assert b'machine_id=""' not in told.stdout
     starts = samples_of(found, "tarvex_last_run_start_timestamp_seconds", "machine_id", "machine")
     assert [start[:2] for start in starts if start[0]] == [("1a", "debian"), ("2b", "debian")]
-    assert len(starts) == 3
+    assert len(starts) == 4
 
 
 def test_a_machine_that_was_renamed_is_one_under_its_present_name(tmp_path):
@@ -137,6 +174,20 @@ def test_a_device_that_lost_its_serial_number_is_told_as_it_was_found_last(tmp_p
     found = families(history("--prometheus", state=tmp_path).stdout.decode())
     verdicts = samples_of(found, "tarvex_test_verdict", "key", "place", "verdict")
     assert verdicts == [("wwn", "", "passed", 1)]
+
+
+def test_a_device_keeps_the_name_that_its_machine_had_when_it_was_tested_last(tmp_path):
+    bay = (disk(0, "Bay", serial="", key="bay"),)
+    write_run(tmp_path / "log", 0, [result_of("T")], bay, "old", "1a")
+    write_run(tmp_path / "log", 1, [result_of("T")], (disk(0),), "new", "1a")
+    for text in (
+        [("old", "")],
+        [("old", "1a"), ("old", "2b")],  # once another machine has that name
+    ):
+        found = families(history("--prometheus", state=tmp_path).stdout.decode())
+        known = samples_of(found, "tarvex_device_info", "key", "machine", "machine_id")
+        assert [one[1:3] for one in known if one[0] == "bay"] == text
+        write_run(tmp_path / "log", 2, [result_of("T")], bay, "old", "2b")
 
 
 def test_a_test_that_ran_twice_has_its_worst_verdict_alone(tmp_path):

@@ -117,6 +117,16 @@ def test_a_link_or_a_pipe_in_its_place_is_left_alone(state, tmp_path):
     assert stat.S_ISFIFO((state / "history.db").stat().st_mode)
 
 
+def test_a_file_of_two_names_is_left_alone(state, tmp_path):
+    other = make_run(tmp_path / "other", ["-Mstorage", "-Qp", "0"]).state_dir
+    assert verdicts(other) == ["passed"]
+    os.link(other / "history.db", state / "history.db")
+    before = (other / "history.db").read_bytes()
+    assert verdicts(state) == ["failed", "passed"]
+    assert (other / "history.db").read_bytes() == before
+    assert sorted(os.listdir(state)) == ["history.db", "log"]
+
+
 def test_a_folder_that_others_may_write_gets_no_index(state):
     state.chmod(0o777)
     assert verdicts(state) == ["failed", "passed"]
