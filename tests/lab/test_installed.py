@@ -44,6 +44,15 @@ def test_the_timer_is_off_and_runs_when_it_is_switched_on(services):
     assert "The scheduled run passed; " in entry.text
 
 
+def test_an_upgrade_leaves_the_timer_as_it_was(services):
+    package = f"/packages/{debian.packages()['tarvex-diagnostics'].name}"
+    for switch, state in (("enable", "active"), ("disable", "inactive")):
+        services.guest.said("systemctl", switch, "--now", TIMER)
+        # What dpkg calls an upgrade, to the same version as well.
+        services.guest.said("dpkg", "--install", package, seconds=300)
+        assert services.guest.run("systemctl", "is-active", TIMER).stdout == f"{state}\n".encode()
+
+
 def test_a_purge_leaves_what_the_user_made(services):
     report = "/root/report.html"
     services.guest.said(f"{BINARIES}/tarvex-report", "last", "-o", report)
