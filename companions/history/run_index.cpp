@@ -239,14 +239,13 @@ std::vector<DeviceRun> RunIndex::DevicesIn(const std::string& file) {
 std::vector<KnownDevice> RunIndex::Devices() {
   std::vector<KnownDevice> devices;
   // Beside max() SQLite takes the other columns from the row that has it.
-  SqliteStatement rows(
-      *database_,
-      (std::string("SELECT ") + kDeviceColumns +
-       ", log.machine, log.machine_id, log.run, max(log.start), "
-       "device.verdict, count(DISTINCT log.id) FROM device JOIN log ON log.id = device.log "
-       "JOIN current ON current.log = log.id GROUP BY device.identity "
-       "ORDER BY log.machine, device.name, device.identity")
-          .c_str());
+  SqliteStatement rows(*database_,
+                       (std::string("SELECT ") + kDeviceColumns +
+                        ", log.machine, log.machine_id, log.run, max(log.start), "
+                        "device.verdict, count(*) FROM device JOIN log ON log.id = device.log "
+                        "JOIN current ON current.log = log.id GROUP BY device.identity "
+                        "ORDER BY log.machine, device.name, device.identity")
+                           .c_str());
   while (rows.Next()) {
     KnownDevice known;
     known.device = DeviceIn(rows, 0);

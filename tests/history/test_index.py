@@ -62,6 +62,22 @@ def test_changed_new_and_removed_logs_are_noticed(state):
         assert database.execute("SELECT count(*) FROM log").fetchone() == (2,)
 
 
+def test_logs_of_another_folder_are_kept_beside_those_of_the_state_folder(state):
+    assert verdicts(state) == ["failed", "passed"]
+    others = state / "log-of-others"
+    others.mkdir()
+    newest, oldest = sorted((state / "log").iterdir(), reverse=True)
+    shutil.copy(oldest, others)
+    for folder, count in ((others, 1), (state / "log", 2)):
+        assert len(answer("--logs", folder, "list", state=state)["runs"]) == count
+        with sqlite3.connect(state / "history.db") as database:
+            assert database.execute("SELECT count(*) FROM log").fetchone() == (3,)
+    newest.unlink()
+    assert verdicts(state) == ["passed"]
+    with sqlite3.connect(state / "history.db") as database:
+        assert database.execute("SELECT count(*) FROM log").fetchone() == (2,)
+
+
 def damage_first_page(index):
     index.write_bytes(b"x" * 5000)
 
