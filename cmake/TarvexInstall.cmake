@@ -23,19 +23,40 @@ set(TARVEX_DATA_DIR "${CMAKE_INSTALL_DATADIR}/tarvex-diagnostics")
 # systemd reads units below its own prefix and below /usr/local alike.
 set(TARVEX_UNIT_DIR "lib/systemd/system" CACHE STRING "Where units of systemd are installed")
 
-# The way from a folder of the installation to the private one, for the dynamic linker.
+# The way from a folder of the installation to the private one, for the dynamic linker. CMake's own
+# exchange of the way when something is installed leaves colons behind the one in the build: empty
+# ways, which the dynamic linker takes for the working folder, whoever that belongs to. So the build's
+# way is made long enough for the other one to be written over it.
 function(_tarvex_find_private target folder)
   cmake_path(RELATIVE_PATH TARVEX_PRIVATE_DIR BASE_DIRECTORY "${folder}" OUTPUT_VARIABLE way)
   set(place "$ORIGIN/${way}")
   if(way STREQUAL ".")
     set(place "$ORIGIN")
   endif()
-  set_target_properties(${target} PROPERTIES INSTALL_RPATH "${place}")
+  get_target_property(built ${target} BUILD_RPATH)
+  string(LENGTH "${place}" wanted)
+  string(LENGTH "${built}" length)
+  while(length LESS wanted)
+    string(APPEND built "/.")
+    string(LENGTH "${built}" length)
+  endwhile()
+  set_target_properties(${target} PROPERTIES INSTALL_RPATH "${built}" BUILD_WITH_INSTALL_RPATH ON)
+  set(_tarvex_built "${built}" PARENT_SCOPE)
+  set(_tarvex_place "${place}" PARENT_SCOPE)
+endfunction()
+
+function(_tarvex_exchange_way target folder)
+  string(REPLACE "$" "\\$" built "${_tarvex_built}")
+  string(REPLACE "$" "\\$" place "${_tarvex_place}")
+  install(CODE "file(RPATH_CHANGE
+    FILE \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${folder}/$<TARGET_FILE_NAME:${target}>\"
+    OLD_RPATH \"${built}\" NEW_RPATH \"${place}\")")
 endfunction()
 
 function(tarvex_install_program target)
   _tarvex_find_private(${target} "${CMAKE_INSTALL_BINDIR}")
   install(TARGETS ${target} RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}")
+  _tarvex_exchange_way(${target} "${CMAKE_INSTALL_BINDIR}")
 endfunction()
 
 function(tarvex_install_script file)
@@ -55,6 +76,7 @@ function(tarvex_install_private target)
   install(TARGETS ${target}
     RUNTIME DESTINATION "${folder}"
     LIBRARY DESTINATION "${folder}")
+  _tarvex_exchange_way(${target} "${folder}")
 endfunction()
 
 function(tarvex_install_man)

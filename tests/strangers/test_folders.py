@@ -4,6 +4,7 @@ import fcntl
 import json
 import os
 import shutil
+import subprocess
 
 import pytest
 from planted import module_folder
@@ -173,3 +174,37 @@ class TestTrace:
             lines = (stranger.folder / "trace").read_text().splitlines()
             assert json.loads(lines[-1]) == {"call": "Release"}
             assert "Old" not in lines[0]
+
+
+LIBRARIES = ("libc.so.6", "libm.so.6", "libgcc_s.so.1", "libstdc++.so.6", "libpq.so.5", "libhostlayer.so")
+
+
+class TestLibraries:
+    """What the dynamic linker finds; what is planted is none, so that a program that takes it ends at once."""
+
+    @pytest.fixture
+    def planted(self, real, stranger):
+        for name in LIBRARIES:
+            stranger.does("cp", "/etc/hostname", name)
+        real.work_dir = stranger.folder
+        return real
+
+    @pytest.mark.parametrize(
+        "words",
+        [
+            ["TarvexDiagnosticsCLI", "-v"],
+            ["TarvexDiagnosticsCLI", "-Mstorage", "-D"],  # with a worker, and with the module
+            ["tarvex-history", "--version"],
+            ["tarvex-history", "--to", "postgresql://nobody@127.0.0.1:1/none"],
+            ["tarvex-scheduled"],
+            ["tarvex-complete"],
+        ],
+        ids=" ".join,
+    )
+    def test_none_is_taken_from_a_strangers_working_folder(self, planted, words):
+        program = BINARY_DIR / "bin" / words[0]
+        done = subprocess.run(
+            [program, *words[1:]], cwd=planted.work_dir, env=planted.environment, capture_output=True, check=False
+        )
+        assert b"invalid ELF header" not in done.stderr and b"too short" not in done.stderr, done.stderr
+        assert done.returncode != 127
