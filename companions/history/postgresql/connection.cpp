@@ -54,6 +54,12 @@ Options ParsedAddress(const std::string& address) {
   return options;
 }
 
+// What stands behind a colon and is no port is a password whose host is missing: libpq would show
+// it.
+bool IsPort(std::string_view text) {
+  return text.find_first_not_of("0123456789,") == std::string_view::npos;
+}
+
 void IgnoreNotice(void* /*unused*/, const char* /*text*/) {}
 
 }  // namespace
@@ -68,6 +74,9 @@ Connection::Connection(const std::string& address) {
   }
   for (const PQconninfoOption* option = options.get(); option->keyword != nullptr; ++option) {
     if (option->val == nullptr) continue;
+    if (std::string_view(option->keyword) == "port" && !IsPort(option->val)) {
+      throw DatabaseError(Kind::kOther, AddressWords(address, ""));
+    }
     if (std::string_view(option->dispchar) == kSecret) {
       throw DatabaseError(
           Kind::kOther,

@@ -20,7 +20,7 @@ constexpr char kHeldUp[] = "another session may hold the tables; run this again,
 constexpr char kGone[] = "the server ended the session; run this again, it goes on here";
 
 // A state wins over its class, so states come first.
-constexpr std::array<Advice, 14> kAdvice{{
+constexpr std::array<Advice, 15> kAdvice{{
     {"42501", Kind::kOther, "the owner of the tables has to say: GRANT tarvex_loader TO this user"},
     {"42P01", Kind::kOther, kMigrate},
     {"3F000", Kind::kOther, kMigrate},
@@ -35,6 +35,7 @@ constexpr std::array<Advice, 14> kAdvice{{
     {"08", Kind::kGone, kGone},
     {"22", Kind::kContent, ""},
     {"23", Kind::kContent, ""},
+    {"54", Kind::kContent, ""},  // a limit of the server, such as the length of a name
 }};
 
 const Advice* AdviceFor(std::string_view state) {
@@ -73,12 +74,13 @@ std::string WordsOf(const std::string& state, const std::string& text) {
 }
 
 std::string AddressWords(const std::string& address, const std::string& reason) {
-  const std::size_t user = address.find("://");
-  const std::size_t host = address.rfind('@');
-  const bool hasSecret = address.find("password") != std::string::npos ||
-                         (user != std::string::npos && host != std::string::npos &&
-                          address.find(':', user + 3) < host);
-  return "the address cannot be read" + (hasSecret ? "" : ": " + OneLine(reason)) +
+  const std::size_t scheme = address.find("://");
+  const std::size_t colon = address.find(':', scheme == std::string::npos ? 0 : scheme + 3);
+  const bool hasSecret =
+      address.find("pass") != std::string::npos ||
+      (colon != std::string::npos && address.find('@', colon) != std::string::npos);
+  return "the address cannot be read" +
+         (hasSecret || reason.empty() ? "" : ": " + OneLine(reason)) +
          "; it looks like postgresql://USER@HOST/DATABASE";
 }
 

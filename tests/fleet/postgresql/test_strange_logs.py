@@ -1,6 +1,7 @@
 """Logs that are broken, foreign or not at their end cost the others nothing."""
 
 import json
+import random
 import shutil
 import signal
 import time
@@ -87,6 +88,20 @@ def test_a_run_that_the_database_does_not_take_costs_the_others_nothing(database
     refusals = [told for told in said.lines if bad.name in told and "no_such_run" in told]
     assert len(refusals) == 1, said.lines
     assert database.value("SELECT count(*) FROM tarvex.test_result") == "20"
+
+
+def test_a_name_that_is_too_long_for_the_database_costs_the_others_nothing(database, tmp_path):
+    # By chance, for the server packs what repeats itself.
+    long = random.Random(1).randbytes(16_000).hex()
+    texts = [log_of(machine="first"), log_of(own_id=long), log_of(device=long), log_of(machine="last")]
+    texts.append(log_of().replace("READ_TEST", long))
+    for number, text in enumerate(texts):
+        (tmp_path / f"tarvex-20261121T080000.000Z-{number}.jsonl").write_text(text, encoding="utf-8")
+    said = load(tmp_path, database.address)
+    assert (said.status, said.counts) == (0, [2, 0, 0, 3])
+    for number in (1, 2, 4):
+        assert any(f"000Z-{number}.jsonl: " in told and "maximum" in told for told in said.lines), said.lines
+    assert database.query("SELECT name FROM tarvex.machine ORDER BY 1") == [["first"], ["last"]]
 
 
 def test_a_machine_is_called_what_its_latest_run_calls_it(database, tmp_path):
