@@ -29,9 +29,18 @@ rm -rf {layer}/root/var/lib/tarvex {layer}/root/etc/tarvex
 """
 
 
-def scenario(status):
+# What says that a log is fetched.
+ITEM = "(item=tarvex-"
+
+
+class Dry(dict):
+    """The variables of a play that is only to say what it would change."""
+
+
+def scenario(status, duration):
     test = {
-        "name": "READ_TEST", "option": "r", "longName": "read", "outcome": {"status": status},
+        "name": "READ_TEST", "option": "r", "longName": "read",
+        "outcome": {"status": status, "durationMs": duration},
         "key": {"major": 5, "minor": 1, "build": 0, "identifier": 100},
     }  # fmt: skip
     diagnostic = {
@@ -71,17 +80,21 @@ class Fleet:
             "ansible_python_interpreter=/usr/bin/python3\n", encoding="ascii")  # fmt: skip
 
     def play(self, *runs, then=""):
-        """A playbook of one role for each of `runs`, its variables, one after the other in one machine;
-        what Ansible and the command of the shell `then` say. `{root}` is the machine's."""
+        """A playbook of one role for each of `runs`, its variables, one after the other in one machine, or a
+        command of the shell; what Ansible and the command `then` say. `{root}` is the machine's."""
         commands = [ENTER]
         for number, variables in enumerate(runs):
+            if isinstance(variables, str):
+                commands.append(variables + "\n")
+                continue
             # No systemd runs in a folder; what is switched on there is so from its next start on.
             play = [{"hosts": "all", "gather_facts": False, "environment": {"SYSTEMD_OFFLINE": "1"},
                      "roles": [{"role": "tarvex_diagnostics", "tarvex_package": str(self.package),
                                 **variables}]}]  # fmt: skip
             path = self.folder / f"play-{number}.json"
             path.write_text(json.dumps(play), encoding="utf-8")
-            commands.append(f"ansible-playbook -i {self.folder}/inventory {path} || :\n")
+            dry = "--check" if isinstance(variables, Dry) else ""
+            commands.append(f"ansible-playbook -i {self.folder}/inventory {dry} {path} || :\n")
         script = "".join(commands).format(layer=self.layer) + then.format(root=f"{self.layer}/root")
         environment = {
             "PATH": "/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin",
@@ -98,9 +111,9 @@ class Fleet:
         assert done.returncode == 0, done.stdout + done.stderr
         return done.stdout
 
-    def scenario(self, status):
-        path = self.folder / f"scenario-{status}.json"
-        path.write_text(json.dumps(scenario(status)), encoding="utf-8")
+    def scenario(self, status, duration=0):
+        path = self.folder / f"scenario-{status}-{duration}.json"
+        path.write_text(json.dumps(scenario(status, duration)), encoding="utf-8")
         return {"ORVAN_SCENARIO": str(path)}
 
     def home(self):
@@ -122,7 +135,7 @@ def recaps(said):
 
 
 def test_machine_is_set_up_once_runs_and_sends_its_logs_home(fleet):
-    settings = {"storage": {"timeout_seconds": 20, "include_loop": 0}}
+    settings = {"storage": {"timeout_seconds": 20, "include_loop": True}}
     setup = {"tarvex_settings": settings, "tarvex_timer": True, "tarvex_logs": str(fleet.logs)}
     run = {"tarvex_run": ["-Mstorage", "-Q"], "tarvex_environment": fleet.scenario(0)}
     said = fleet.play(
@@ -138,7 +151,7 @@ def test_machine_is_set_up_once_runs_and_sends_its_logs_home(fleet):
     assert second == (0, 0), said
     # The timer alone.
     assert third == (1, 0), said
-    assert "[storage]\ninclude_loop=0\ntimeout_seconds=20\n" in said
+    assert "[storage]\ninclude_loop=1\ntimeout_seconds=20\n" in said
     assert "root:644\n" in said
     assert "tarvex-diagnostics\t5.0.0.0" in said
     assert "tarvex-diagnostics.timer" not in said.split("tarvex-diagnostics\t5.0.0.0")[1]
@@ -162,3 +175,50 @@ def test_misspelt_variable_is_refused(fleet):
     said = fleet.play({"tarvex_timer": "sometimes"})
     assert recaps(said) == [(0, 1)]
     assert "sometimes" in said
+
+
+def test_nothing_is_changed_in_a_dry_run(fleet):
+    setup = {"tarvex_settings": {"storage": {"include_loop": False}}, "tarvex_timer": True,
+             "tarvex_run": ["-Mstorage", "-Q"], "tarvex_logs": str(fleet.logs)}  # fmt: skip
+    said = fleet.play(Dry(setup), then="ls {root}/etc/tarvex {root}/var/lib/tarvex 2>&1 || :")
+    ((_, failed),) = recaps(said)
+    assert failed == 0, said
+    assert said.count("No such file or directory") == 2, said
+    assert not fleet.logs.exists()
+
+
+def test_logs_come_home_once_and_whole(fleet):
+    logs = {"tarvex_logs": str(fleet.logs)}
+    run = logs | {"tarvex_run": ["-Mstorage", "-Q"], "tarvex_environment": fleet.scenario(0)}
+    said = fleet.play(
+        run,
+        logs,
+        f"truncate -s 100 {fleet.logs}/machine-1/*",
+        logs,
+    )
+    again, cut = said.split("\nPLAY RECAP")[1:3]
+    assert ITEM not in again, "what is home already is not even looked at"
+    assert ITEM in cut
+    assert recaps(said)[1:] == [(0, 0), (1, 0)], said
+    assert fleet.home() == [("machine-1", "passed")]
+
+
+def test_run_that_cannot_be_is_told_of_and_another_run_is_no_failure(fleet):
+    command = {"tarvex_run": ["-Mstorage", "-Q"], "tarvex_environment": fleet.scenario(0)}
+    own = {name: str(fleet.folder / name) for name in ("TARVEX_RUN_DIR", "TARVEX_STATE_DIR")}
+    busy = " ".join(f"{name}={value}" for name, value in (fleet.scenario(0, 600_000) | own).items())
+    said = fleet.play(
+        command | {"tarvex_run": ["-Mstorage", "--no-such-option"]},
+        command | {"tarvex_environment": {"PATH": "/no/such/folder"}},
+        f"{busy} {BINARY_DIR}/bin/TarvexDiagnosticsCLI -Mstorage -Q >/dev/null 2>&1 & busy=$!\n"
+        f"until grep -qs READ_TEST {own['TARVEX_STATE_DIR']}/log/*; do sleep 0.1; done",
+        command | {"tarvex_environment": fleet.scenario(0) | own},
+        "kill $busy; wait $busy || :",
+    )
+    unknown, missing, busy = recaps(said)
+    assert unknown[1] == 1, said
+    assert missing[1] == 1, said
+    assert busy == (0, 0), said
+    assert "the diagnostics did not run on machine-1: " in said
+    assert "(status 5)" in said
+    assert "No such file or directory" in said
