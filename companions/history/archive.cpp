@@ -33,21 +33,28 @@ Archive::Archive(const std::string& state, std::vector<std::string> folders)
   }
 }
 
+std::unique_ptr<SqliteDatabase> Archive::OpenIndex() const {
+  auto database = kept_ == Kept::kInFolder ? OpenIndexFile(state_) : nullptr;
+  if (database != nullptr) return database;
+  using Alone = SqliteDatabase::Alone;
+  return TemporaryIndex(kept_ == Kept::kInMemory ? Alone::kInMemory : Alone::kOnDisk);
+}
+
 RunIndex& Archive::Index() {
   if (index_ != nullptr) return *index_;
   passedOver_.clear();
-  auto database = mayKeepIndex_ ? OpenIndexFile(state_) : nullptr;
-  auto index =
-      std::make_unique<RunIndex>(database != nullptr ? std::move(database) : TemporaryIndex());
+  auto index = std::make_unique<RunIndex>(OpenIndex());
   index->Refresh(folders_, passedOver_);
   index_ = std::move(index);
   return *index_;
 }
 
-void Archive::DistrustIndex(bool isDamaged) {
+bool Archive::DistrustIndex(bool isDamaged) {
   index_.reset();
-  if (isDamaged) RemoveIndexFile(state_);
-  mayKeepIndex_ = false;
+  if (kept_ == Kept::kInMemory) return false;
+  if (isDamaged && kept_ == Kept::kInFolder) RemoveIndexFile(state_);
+  kept_ = kept_ == Kept::kInFolder ? Kept::kOnDisk : Kept::kInMemory;
+  return true;
 }
 
 std::vector<LogPlace> Archive::Logs() {

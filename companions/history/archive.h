@@ -18,8 +18,9 @@ class Archive {
 
   // What all logs tell, brought up to date once. Throws a StoreError where the index fails.
   RunIndex& Index();
-  // From now on the index is that of this process alone.
-  void DistrustIndex(bool isDamaged);
+  // From now on the index is another one: first that of this process alone, and then one in memory.
+  // False when there is none left.
+  bool DistrustIndex(bool isDamaged);
   // The run of that path, that name or a beginning of it, or the "last" one, which is the newest
   // that tested something, and else the newest; none, with a reason.
   ReadLog Find(const std::string& wanted);
@@ -27,13 +28,15 @@ class Archive {
   const std::vector<PassedOver>& PassedOverFiles() const { return passedOver_; }
 
  private:
+  std::unique_ptr<SqliteDatabase> OpenIndex() const;
   std::vector<LogPlace> Logs();
   ReadLog FindLast();
 
   std::string state_;
   std::vector<std::string> folders_;
   std::unique_ptr<RunIndex> index_;
-  bool mayKeepIndex_ = true;
+  enum class Kept { kInFolder, kOnDisk, kInMemory };
+  Kept kept_ = Kept::kInFolder;
   std::vector<PassedOver> passedOver_;
 };
 

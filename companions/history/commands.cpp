@@ -162,11 +162,12 @@ Answer ExecuteWith(const Options& options, Archive& archive) {
 // The index is a cache: one that is damaged, held by others for long, or on a full disk costs time
 // alone.
 Answer ExecuteInAnyCase(const Options& options, Archive& archive) {
-  try {
-    return ExecuteWith(options, archive);
-  } catch (const StoreError& error) {
-    archive.DistrustIndex(error.GetKind() == StoreError::Kind::kDamaged);
-    return ExecuteWith(options, archive);
+  for (;;) {
+    try {
+      return ExecuteWith(options, archive);
+    } catch (const StoreError& error) {
+      if (!archive.DistrustIndex(error.GetKind() == StoreError::Kind::kDamaged)) throw;
+    }
   }
 }
 

@@ -118,8 +118,8 @@ void RemoveIndexFile(const std::string& path) {
   if (folder.IsOpen() && IsOurs(folder, kName)) Remove(folder);
 }
 
-std::unique_ptr<SqliteDatabase> TemporaryIndex() {
-  auto database = std::make_unique<SqliteDatabase>();
+std::unique_ptr<SqliteDatabase> TemporaryIndex(SqliteDatabase::Alone where) {
+  auto database = std::make_unique<SqliteDatabase>(where);
   database->Run("PRAGMA journal_mode = OFF; PRAGMA synchronous = OFF");
   MakeTables(*database);
   return database;

@@ -16,6 +16,6 @@ std::unique_ptr<SqliteDatabase> OpenIndexFile(const std::string& folder);
 // Removes it, for it holds what nobody wrote.
 void RemoveIndexFile(const std::string& folder);
 // One that is gone when it is closed.
-std::unique_ptr<SqliteDatabase> TemporaryIndex();
+std::unique_ptr<SqliteDatabase> TemporaryIndex(SqliteDatabase::Alone where);
 
 }  // namespace tarvex::history

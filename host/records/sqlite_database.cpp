@@ -75,10 +75,11 @@ SqliteDatabase::SqliteDatabase(const Descriptor& folder, const std::string& name
   Check(opened, code);
 }
 
-SqliteDatabase::SqliteDatabase() {
+SqliteDatabase::SqliteDatabase(Alone where) {
   sqlite3* opened = nullptr;
   constexpr int kFlags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX;
-  const int code = Sqlite().open_v2("", &opened, kFlags, nullptr);
+  const int code =
+      Sqlite().open_v2(where == Alone::kInMemory ? ":memory:" : "", &opened, kFlags, nullptr);
   database_.reset(opened);
   Check(opened, code);
 }

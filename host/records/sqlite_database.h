@@ -37,8 +37,10 @@ class SqliteDatabase {
   // Opens the file of that name in the folder, or makes it. A link in its place is refused. It
   // stays in this folder, whatever becomes of the path that led there.
   SqliteDatabase(const Descriptor& folder, const std::string& name);
-  // A database of this process alone, which ends with this object.
-  SqliteDatabase();
+  // A database of this process alone, which ends with this object: on a disk as far as it is long,
+  // or in memory, where no disk has room.
+  enum class Alone { kOnDisk, kInMemory };
+  explicit SqliteDatabase(Alone where);
 
   // Runs statements, whose rows are passed over.
   void Run(const std::string& sql);

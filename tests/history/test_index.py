@@ -3,12 +3,14 @@
 import json
 import os
 import pwd
+import resource
 import shutil
 import sqlite3
 import stat
 
 import pytest
 from histories import answer, history, make_run, only_log
+from made_logs import result_of, write_run
 
 NOBODY = {"user": "nobody", "group": "nogroup", "extra_groups": []}
 
@@ -155,6 +157,20 @@ def test_an_index_that_somebody_holds_costs_time_alone(state):
     database.execute("BEGIN EXCLUSIVE")
     assert verdicts(state) == ["failed", "passed"]
     database.close()
+
+
+def test_a_disk_without_room_costs_time_alone(tmp_path):
+    log = tmp_path / "log"
+    values = {f"value-{number}": number for number in range(40000)}
+    first = write_run(log, 0, [result_of("T", **values)])
+    for number in range(1, 8):  # more than SQLite keeps in memory
+        shutil.copy(first, log / f"tarvex-20261101T080000.000Z-{number}.jsonl")
+    room = {"preexec_fn": lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (65536, 65536))}
+    for _ in range(2):
+        told = history("list", "--json", state=tmp_path, **room)
+        assert (told.returncode, told.stderr) == (0, b"")
+        assert len(json.loads(told.stdout)["runs"]) == 8
+    assert len(answer("list", state=tmp_path)["runs"]) == 8
 
 
 def let_in(state, tmp_path):
