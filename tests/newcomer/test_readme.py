@@ -97,8 +97,12 @@ def test_the_readme_shows_what_a_newcomer_sees(folder):
     assert len(outputs) == len(session) > 5
     for step, output in zip(session, outputs, strict=True):
         assert agree(step.lines, seen(output)), f"$ {step.command}\n{output}"
-    page = (folder / "report.html").read_text()
+    page, course = ((folder / name).read_text() for name in ("report.html", "course.html"))
     assert "DISK-0815" in page and "</html>" in page
+    assert "Courses over runs" not in page
+    assert "From 0 to 184 (+184) over 3 runs." in course
+    # The tour is over, and what it left is not where the machine's own runs are.
+    assert list((folder / "state").rglob("*.jsonl")) == []
 
 
 # ---- What the comparison itself finds ------------------------------------------------------------
