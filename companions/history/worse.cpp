@@ -60,6 +60,18 @@ bool Fits(std::string_view pattern, std::string_view name) {
          name.ends_with(end);
 }
 
+// Null for what is never worse.
+const Row* RowOf(std::string_view name) {
+  const auto* const row = std::find_if(kRows.begin(), kRows.end(),
+                                       [name](const Row& one) { return Fits(one.name, name); });
+  return row != kRows.end() ? row : nullptr;
+}
+
+// How far it moved towards worse.
+double Moved(Direction direction, double before, double after) {
+  return direction == Direction::kMore ? after - before : before - after;
+}
+
 // The verdicts that say something of the hardware, the worse the more.
 int Badness(Verdict verdict) {
   if (verdict == Verdict::kFailed) return 2;
@@ -92,13 +104,33 @@ Worsening Told(const TestFacts& test, const DeviceRun& now, const Before& before
   return found;
 }
 
-// The last time that the test said something of the hardware.
+// The worst that the test said of the hardware in the last run in which it said something.
 Before LastJudged(const std::vector<DeviceRun>& runs, std::size_t at, const TestFacts& test) {
   return LastBefore(runs, at, [&test](const DeviceRun& run) {
+    Before worst;
     for (const TestFacts& other : run.facts.tests) {
-      if (IsSameTest(test, other) && Badness(other.verdict) >= 0) return Before{&other, {}, &run};
+      const int badness = IsSameTest(test, other) ? Badness(other.verdict) : -1;
+      if (badness < 0 || (worst && badness <= Badness(worst.test->verdict))) continue;
+      worst = Before{&other, {}, &run};
     }
-    return Before();
+    return worst;
+  });
+}
+
+// The worst that the test measured under that name in the last run in which it did.
+Before LastMeasured(const std::vector<DeviceRun>& runs, std::size_t at, const TestFacts& test,
+                    const Value& value, Direction direction) {
+  return LastBefore(runs, at, [&](const DeviceRun& run) {
+    Before worst;
+    for (const TestFacts& other : run.facts.tests) {
+      if (!IsSameTest(test, other)) continue;
+      for (const Value& old : other.values) {
+        if (old.name != value.name || old.unit != value.unit) continue;
+        if (worst && Moved(direction, worst.value->value, old.value) <= 0) continue;
+        worst = Before{&other, &old, &run};
+      }
+    }
+    return worst;
   });
 }
 
@@ -114,15 +146,9 @@ void CompareVerdict(const std::vector<DeviceRun>& runs, std::size_t at, const Te
 
 void CompareValue(const std::vector<DeviceRun>& runs, std::size_t at, const TestFacts& test,
                   const Value& value, std::vector<Worsening>& all) {
-  const Before before = LastBefore(runs, at, [&](const DeviceRun& run) {
-    for (const TestFacts& other : run.facts.tests) {
-      if (!IsSameTest(test, other)) continue;
-      for (const Value& old : other.values) {
-        if (old.name == value.name && old.unit == value.unit) return Before{&other, &old, &run};
-      }
-    }
-    return Before();
-  });
+  const Row* const row = RowOf(value.name);
+  if (row == nullptr) return;
+  const Before before = LastMeasured(runs, at, test, value, row->direction);
   if (!before || !IsWorse(value.name, before.value->value, value.value)) return;
   Worsening& found = all.emplace_back(Told(test, runs[at], before));
   found.name = value.name;
@@ -176,10 +202,9 @@ void CompareSectors(const std::vector<DeviceRun>& runs, std::size_t at, const Te
 }  // namespace
 
 bool IsWorse(const std::string& name, double before, double after) {
-  const auto* const row = std::find_if(kRows.begin(), kRows.end(),
-                                       [&name](const Row& one) { return Fits(one.name, name); });
-  if (row == kRows.end()) return false;
-  const double moved = row->direction == Direction::kMore ? after - before : before - after;
+  const Row* const row = RowOf(name);
+  if (row == nullptr) return false;
+  const double moved = Moved(row->direction, before, after);
   return moved > row->least && moved > row->part * std::abs(before);
 }
 

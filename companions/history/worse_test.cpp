@@ -63,6 +63,34 @@ TEST(WhatGotWorse, ComparesATestWithItselfAlone) {
   EXPECT_EQ(WhatGotWorse({RunWith("1", {same}), RunWith("2", {now})}, 1).size(), 2U);
 }
 
+// Both diagnostics of a run may have a test of that name.
+TEST(WhatGotWorse, TakesTheWorseOfTwoInOneRunAsWhatWasKnown) {
+  const TestFacts quick{"storage",
+                        "Q",
+                        "TEST",
+                        Verdict::kPassed,
+                        {{"unreadable-sectors", 0, ""}, {"read-rate", 500, ""}},
+                        {}};
+  const TestFacts extended{"storage",
+                           "E",
+                           "TEST",
+                           Verdict::kFailed,
+                           {{"unreadable-sectors", 5, ""}, {"read-rate", 300, ""}},
+                           {}};
+  for (const auto& both : {std::vector{quick, extended}, std::vector{extended, quick}}) {
+    EXPECT_TRUE(WhatGotWorse({RunWith("1", both), RunWith("2", both)}, 1).empty());
+    std::vector<TestFacts> more = both;
+    for (TestFacts& test : more) {
+      if (test.diagnostic == "E")
+        test.values = {{"unreadable-sectors", 6, ""}, {"read-rate", 200, ""}};
+    }
+    const auto found = WhatGotWorse({RunWith("1", both), RunWith("2", more)}, 1);
+    ASSERT_EQ(found.size(), 2U);
+    EXPECT_EQ(found[0].valueBefore, 5);
+    EXPECT_EQ(found[1].valueBefore, 300);
+  }
+}
+
 TEST(Facts, ComeBackFromTheirText) {
   const std::vector<TestFacts> tests{{"storage",
                                       "QUICK_TEST",
