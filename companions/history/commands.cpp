@@ -117,6 +117,7 @@ bool HasTests(const RunSummary& run) {
 
 Answer ShowMetrics(Archive& archive) {
   RunIndex& index = archive.Index();
+  index.LeaveOutSimulated();               // nobody is to be called for a disk that there is not
   std::map<std::string, RunSummary> last;  // by machine: the newest that tested something
   for (RunSummary& run : index.Runs()) {
     const auto [found, isNew] = last.try_emplace(KeyOfMachine(run.machineId, run.machine), run);

@@ -16,12 +16,12 @@ constexpr int kPatienceMs = 1000;
 // To tell the file from another program's: "TvxH".
 constexpr std::int64_t kApplication = 0x54767848;
 // Of the tables, and of what is read out of a log: a change of either makes a new index.
-constexpr std::int64_t kVersion = 5;
+constexpr std::int64_t kVersion = 6;
 
 constexpr char kTables[] =
     "CREATE TABLE log(id INTEGER PRIMARY KEY, path TEXT NOT NULL UNIQUE, bytes INTEGER, changed "
     "INTEGER, inode INTEGER, why TEXT, run TEXT, state INTEGER, machine TEXT, machine_id TEXT, "
-    "start TEXT, end TEXT, verdict INTEGER, devices INTEGER, counts TEXT);"
+    "start TEXT, end TEXT, verdict INTEGER, devices INTEGER, counts TEXT, simulated INTEGER);"
     "CREATE TABLE device(id INTEGER PRIMARY KEY, log INTEGER NOT NULL, identity TEXT, key TEXT, "
     "name TEXT, serial TEXT, place TEXT, module TEXT, verdict INTEGER);"
     // Apart, for it is most of the file, and few questions need it.

@@ -127,13 +127,13 @@ std::int64_t RunIndex::Take(const LogPlace& place, std::string& why) {
   SqliteStatement(
       *database_,
       "INSERT INTO log(path, bytes, changed, inode, why, run, state, machine, machine_id, start, "
-      "end, verdict, devices, counts) VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, ?10, ?11, ?12, "
-      "?13, ?14)")
+      "end, verdict, devices, counts, simulated) VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9, ?10, "
+      "?11, ?12, ?13, ?14, ?15)")
       .Run({place.path, static_cast<std::int64_t>(place.bytes), changed,
             static_cast<std::int64_t>(place.inode), read.why, run.id,
             static_cast<std::int64_t>(run.state), run.machine, run.machineId, run.start, run.end,
             static_cast<std::int64_t>(run.verdict), static_cast<std::int64_t>(run.devices.size()),
-            CountsText(run)});
+            CountsText(run), std::int64_t{run.isSimulated}});
   const std::int64_t log = database_->LastRow();
   if (read.run) Add(log, run);
   why = read.why;
@@ -188,6 +188,10 @@ void RunIndex::Refresh(const std::vector<std::string>& folders,
     if (std::any_of(folders.begin(), folders.end(), lies)) Forget(one.log);
   }
   transaction->Commit();
+}
+
+void RunIndex::LeaveOutSimulated() {
+  database_->Run("DELETE FROM current WHERE log IN (SELECT id FROM log WHERE simulated)");
 }
 
 std::vector<RunSummary> RunIndex::Runs() {

@@ -58,6 +58,9 @@ class RunIndex {
   // tells of these logs alone. Appends to `passedOver`.
   void Refresh(const std::vector<std::string>& folders, std::vector<PassedOver>& passedOver);
 
+  // From now on it tells of no run whose hardware was simulated.
+  void LeaveOutSimulated();
+
   // Newest first.
   std::vector<RunSummary> Runs();
   // The newest of one device, oldest first, of which the last began at that time or before.

@@ -31,13 +31,13 @@ def hardware(one):
     }
 
 
-def start(machine, disks, number):
+def start(machine, disks, number, simulated):
     keys = {str(one["number"]): one["key"] for one in disks}
     subject = {"dutInfoId": "0", "name": machine, "softwareInfos": SOFTWARE}
     subject["hardwareInfos"] = [hardware(one) for one in disks]
     subject["metadata"] = {"deviceKeys": keys, **({"machineId": number} if number else {})}
     head = {"name": "Tarvex Diagnostics", "version": "5.0.0.0", "commandLine": "c"}
-    return {"testRunStart": {**head, "parameters": {}, "dutInfo": subject}}
+    return {"testRunStart": {**head, "parameters": {"simulated": True} if simulated else {}, "dutInfo": subject}}
 
 
 def step_of(one):
@@ -78,13 +78,13 @@ def step_of(one):
         yield {"testStepEnd": {"status": "SKIP"}}
 
 
-def write_run(folder, day, tests, disks=(disk(0),), machine="workshop", number="8f0a", seconds=0):
+def write_run(folder, day, tests, disks=(disk(0),), machine="workshop", number="8f0a", seconds=0, simulated=False):
     """The log of a run on that day, on a machine of that name and number; its path.
 
     It takes so many seconds, all of them at its end.
     """
     artifacts = [{"schemaVersion": {"major": 2, "minor": 0}}]
-    artifacts.append({"testRunArtifact": start(machine, disks, number)})
+    artifacts.append({"testRunArtifact": start(machine, disks, number, simulated)})
     for number, one in enumerate(tests):
         for content in step_of(one):
             artifacts.append({"testStepArtifact": {"testStepId": str(number), **content}})

@@ -7,7 +7,7 @@ import stat
 from xml.etree import ElementTree
 
 import pytest
-from histories import history
+from histories import answer, history
 from made_logs import disk, result_of, write_run
 from prometheus_client.parser import text_string_to_metric_families
 
@@ -188,6 +188,26 @@ def test_a_device_keeps_the_name_that_its_machine_had_when_it_was_tested_last(tm
         known = samples_of(found, "tarvex_device_info", "key", "machine", "machine_id")
         assert [one[1:3] for one in known if one[0] == "bay"] == text
         write_run(tmp_path / "log", 2, [result_of("T")], bay, "old", "2b")
+
+
+def test_simulated_hardware_has_no_metrics(tmp_path):
+    log = tmp_path / "log"
+    write_run(log, 0, [result_of("T")])
+    write_run(log, 1, [result_of("T", "failed")], (disk(0), disk(1, "B", "S-2")), simulated=True)
+    text = history("--prometheus", state=tmp_path).stdout.decode()
+    assert "S-2" not in text
+    found = families(text)
+    assert value(found, "tarvex_last_run_verdict", verdict="passed") == 1
+    assert samples_of(found, "tarvex_test_verdict", "key", "verdict") == [("wwn-S-1", "passed", 1)]
+    # People see both.
+    assert [run["verdict"] for run in answer("list", state=tmp_path)["runs"]] == ["failed", "passed"]
+
+
+def test_the_last_run_of_the_metrics_is_the_newest_that_tested_something(tmp_path):
+    write_run(tmp_path / "log", 0, [result_of("T", "warning")])
+    write_run(tmp_path / "log", 1, [])
+    found = families(history("--prometheus", state=tmp_path).stdout.decode())
+    assert value(found, "tarvex_last_run_verdict", verdict="warning") == 1
 
 
 def test_a_test_that_ran_twice_has_its_worst_verdict_alone(tmp_path):

@@ -79,8 +79,6 @@ def test_the_last_run_is_the_newest_that_tested_something(tmp_path):
     for command in (["run", "last"], ["worse"]):
         told = history(*command, "--json", state=world.state_dir)
         assert json.loads(told.stdout)["run"] == tested.stem
-    metrics = history("--prometheus", state=world.state_dir).stdout.decode()
-    assert re.search(r'tarvex_last_run_verdict\{.*verdict="passed"\} 1\n', metrics)
     tested.unlink()
     assert history("run", "last", state=world.state_dir).returncode == 0
 
@@ -155,6 +153,24 @@ def test_a_damaged_log_is_read_as_far_as_it_goes(tmp_path):
     ]
     assert told.stderr.count(b"\n") == 3
     assert [test["verdict"] for test in run["tests"]] == ["failed"]
+
+
+def test_a_log_without_its_end_tells_why_as_far_as_it_is_known(tmp_path):
+    log = only_log(make_run(tmp_path, ["-Mstorage", "-Qp", "0"]))
+    lines = log.read_bytes().splitlines(keepends=True)[:-1]
+    for ending, state in (("", "crashed"), (".crashed", "crashed"), (".unlocked", "cut")):
+        copy = tmp_path / f"{log.stem}{ending}.jsonl"
+        copy.write_bytes(b"".join(lines))
+        told = answer("run", copy)
+        assert (told["run"], told["state"], told["verdict"]) == (log.stem, state, "unfinished")
+
+
+def test_a_file_that_is_longer_than_any_log_is_not_read(tmp_path):
+    long = tmp_path / "long.jsonl"
+    long.touch()
+    os.truncate(long, 1 << 40)
+    told = history("run", long)
+    assert told.stderr == f"tarvex-history: {long}: is longer than any log\n".encode()
 
 
 def test_a_folder_that_is_not_there_is_said(tmp_path):
