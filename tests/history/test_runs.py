@@ -199,6 +199,16 @@ def test_text_for_people(tmp_path):
     assert "\nfailed: Failing (Quick Test of storage), " in text
 
 
+def test_a_run_without_a_time_has_a_dash(tmp_path):
+    log = only_log(make_run(tmp_path, ["-Mstorage", "-Qp", "0"]))
+    timeless = re.sub(rb'"timestamp":"[^"]*"', b'"timestamp":"x"', log.read_bytes())
+    log.write_bytes(timeless)
+    (run,) = answer("list", "--logs", log.parent)["runs"]
+    assert (run["start"], run["end"], run["verdict"]) == (None, None, "passed")
+    line = history("list", "--logs", log.parent).stdout.decode().splitlines()[1]
+    assert line.split()[:2] == ["-", "passed"]
+
+
 def test_csv_is_for_spreadsheets(tmp_path):
     scenario = json.loads((SCENARIOS / "verdicts.json").read_text(encoding="utf-8"))
     scenario["modules"][0]["devices"][0]["entries"] = [
