@@ -98,6 +98,13 @@ def test_the_course_for_people_has_the_runs_beside_each_other(state):
     assert ["read-rate", "500 MB/s", "-", "350 MB/s"] in rows
 
 
+def test_a_key_is_taken_before_a_serial_number_and_that_before_a_name(tmp_path):
+    disks = [disk(0, "one", "S-1", "two"), disk(1, "two", "S-2", "three"), disk(2, "S-2", "S-3", "x")]
+    write_run(tmp_path / "log", 0, [result_of("T", on=on) for on in range(3)], disks)
+    for name, key in (("two", "two"), ("S-2", "three"), ("one", "two")):
+        assert answer("device", name, state=tmp_path)["device"]["key"] == key
+
+
 def test_what_is_no_finite_number_is_no_value(tmp_path):
     write_run(tmp_path / "log", 0, [result_of("T", good=1, bad_one=None)])
     (run,) = answer("device", "S-1", state=tmp_path)["runs"]

@@ -24,6 +24,15 @@ def test_records_name_the_run_whose_log_is_there(tmp_path):
     assert text[1].endswith("gone")
 
 
+def test_a_record_of_a_time_between_runs_is_of_none(tmp_path):
+    world = make_run(tmp_path, ["-Mstorage", "-W", "-Qp", "0"])
+    with sqlite3.connect(world.state_dir / "records.db") as store:
+        store.execute("UPDATE property SET value = '2099-11-21T08:00:00.000Z' "
+                      "WHERE value LIKE '20__-__-__T%'")
+    (record,) = answer("records", state=world.state_dir)["records"]
+    assert (record["start"], record["run"]) == ("2099-11-21T08:00:00.000Z", None)
+
+
 def test_times_with_an_offset_are_told_in_utc(tmp_path):
     world = make_run(tmp_path, ["-Mstorage", "-W", "-Qp", "0"])
     with sqlite3.connect(world.state_dir / "records.db") as store:
