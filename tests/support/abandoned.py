@@ -1,5 +1,6 @@
 """Whether a test's servers outlive it: a program starts them, and is killed."""
 
+import os
 import shutil
 import subprocess
 import sys
@@ -19,7 +20,9 @@ def is_there(process):
 def left_behind(program, processes):
     """Those of `processes` (what gives their numbers, in `program`) that are there long after it was killed."""
     command = [sys.executable, "-B", "-c", f"{program}\n{LEAVE.format(processes)}"]
-    starter = subprocess.Popen(command, stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True)
+    # It finds what whoever asks does.
+    environment = {**os.environ, "PYTHONPATH": os.pathsep.join(sys.path)}
+    starter = subprocess.Popen(command, stdin=subprocess.PIPE, stdout=subprocess.PIPE, text=True, env=environment)
     folder, *numbers = starter.stdout.readline().split()
     starter.kill()
     starter.communicate()

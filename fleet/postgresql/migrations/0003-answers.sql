@@ -17,26 +17,27 @@ WITH counted AS MATERIALIZED (
     SELECT id, module, test, min(id) OVER (PARTITION BY module, test) AS test_id FROM tarvex.test
 ), result AS MATERIALIZED (
     SELECT test_result.device, test_result.run, test_result.position, same_test.test_id, counted.turn,
-           -- None where nothing was said of the device.
-           CASE test_result.verdict WHEN 'passed' THEN 0 WHEN 'warning' THEN 1 WHEN 'failed' THEN 2
-               END AS badness
+           -- None where nothing was said of the device. With the turn in front the greatest of several is the
+           -- worst of the last time.
+           counted.turn::bigint * 4
+               + CASE test_result.verdict WHEN 'passed' THEN 0 WHEN 'warning' THEN 1 WHEN 'failed' THEN 2 END
+               AS judgement
     FROM tarvex.test_result
     JOIN counted ON counted.id = test_result.run
     JOIN same_test ON same_test.id = test_result.test
     WHERE test_result.device IS NOT NULL
 ), latest AS MATERIALIZED (
-    SELECT device, worst[1] AS turn, worst[2] AS badness
-    FROM (
-        -- With the turn in front the greatest is the worst of the last time.
-        SELECT device, max(ARRAY[turn, badness]) AS worst FROM result WHERE badness IS NOT NULL GROUP BY device
-    ) AS judged
+    SELECT device, (max(judgement) / 4)::integer AS turn, max(judgement) % 4 AS badness
+    FROM result
+    WHERE judgement IS NOT NULL
+    GROUP BY device
 ), judged AS (
     SELECT result.device, result.test_id,
-           max(result.badness) FILTER (WHERE result.turn = latest.turn) AS now,
-           max(ARRAY[result.turn, result.badness]) FILTER (WHERE result.turn < latest.turn) AS before
+           max(judgement) FILTER (WHERE result.turn = latest.turn) AS now,
+           max(judgement) FILTER (WHERE result.turn < latest.turn) AS before
     FROM result
     JOIN latest USING (device)
-    WHERE result.badness IS NOT NULL
+    WHERE judgement IS NOT NULL
     GROUP BY result.device, result.test_id
 ), watched AS MATERIALIZED (
     SELECT DISTINCT ON (known.name) known.name, by_more_than, by_part,
@@ -57,11 +58,11 @@ WITH counted AS MATERIALIZED (
     WHERE value IS NOT NULL AND result.turn <= latest.turn
     GROUP BY result.device, result.test_id, measurement.name, measurement.unit
 ), change AS (
-    SELECT device, test_id, 'verdict' AS what, words[before[2] + 1] AS before, words[now + 1] AS now,
-           NULL::text AS unit, before[1] AS turn_before
+    SELECT device, test_id, 'verdict' AS what, words[before % 4 + 1] AS before, words[now % 4 + 1] AS now,
+           NULL::text AS unit, (before / 4)::integer AS turn_before
     FROM judged
     CROSS JOIN (VALUES (ARRAY['passed', 'warning', 'failed'])) AS badness (words)
-    WHERE now > before[2]
+    WHERE now % 4 > before % 4
     UNION ALL
     SELECT device, test_id, name, (way * before[2])::text, (way * now)::text, unit, before[1]::integer
     FROM measured
