@@ -169,9 +169,15 @@ def test_a_map_shows_what_was_looked_at_and_all_that_was_found(measured, axes):
 
 def test_a_bad_sector_has_a_cross_and_a_slow_one_a_bar():
     figure = surface.surface_map(list(run_of(sample_runs.failing(), "it").tests))
-    marks = [
-        re.sub("[^ML]", "", one.get("d"))
-        for one in ElementTree.fromstring(figure.pictures[0]).iter("path")
-        if one.get("class") == "mark"
-    ]
-    assert sorted(marks) == ["ML"] * 2 + ["MLML"] * 4
+    for picture in figure.pictures:
+        cells, marks = [], []
+        for one in ElementTree.fromstring(picture).iter():
+            if one.get("class") in ("cell bad", "cell slow"):
+                cells.append([float(one.get(name)) for name in ("x", "y", "width", "height")])
+            elif one.get("class") == "mark":
+                marks.append(one.get("d"))
+        shapes = [re.sub("[^ML]", "", mark) for mark in marks]
+        assert (shapes.count("ML"), shapes.count("MLML")) == (2, len(cells) - 2)
+        for (left, top, wide, high), mark in zip(cells, marks, strict=True):
+            for x, y in re.findall(r"([\d.-]+) ([\d.-]+)", mark):
+                assert left < float(x) < left + wide and top < float(y) < top + high
