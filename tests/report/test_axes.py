@@ -120,8 +120,8 @@ def test_a_change_says_whether_it_is_more_or_less():
     def course(*values):
         return courses.Course("Test", "temperature", "C", tuple(courses.Seen(None, value) for value in values))
 
-    told = [course(*values).change.replace(SPACE, " ") for values in ((31, 47), (47, 31), (31, 40, 31))]
-    assert told == ["+16 °C", "\N{MINUS SIGN}16 °C", "the same"]
+    told = [course(*values).change.replace(SPACE, " ") for values in ((31, 47), (47, 31), (0, 0.5), (31, 40, 31))]
+    assert told == ["+16 °C", "\N{MINUS SIGN}16 °C", "+0.5 °C", "the same"]
     assert [course(31, 40, 31).has_changed, course(31, 31).has_changed] == [True, False]
 
 

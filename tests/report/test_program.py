@@ -164,6 +164,15 @@ def test_a_page_that_finds_no_room_leaves_nothing_behind(desk):
     assert page.read_text(encoding="utf-8") == "an older one"
 
 
+def test_a_file_of_no_sensible_length_is_refused(desk):
+    path = desk.folder / "long.json"
+    with path.open("wb") as file:
+        file.truncate((64 << 20) + 1)
+    done = made_by_program([path, "-o", "-"])
+    assert (done.returncode, done.stdout) == (1, b"")
+    assert done.stderr.decode() == f"tarvex-report: {path} has more than 64 MiB\n"
+
+
 @pytest.mark.parametrize(
     "text, said",
     [

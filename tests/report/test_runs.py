@@ -1,6 +1,7 @@
 """Documents that are runs, and documents that are none."""
 
 import copy
+import re
 
 import pytest
 import sample_runs
@@ -174,3 +175,12 @@ def test_the_page_tells_nobody_to_type_what_a_log_is_called(monkeypatch, name, s
 def test_the_headline_leaves_nothing_untold(got, verdict, told):
     tests = [sample_runs.test_of(f"T{number}", "Test", one) for number, one in enumerate(got)]
     assert f"<p>{told}</p>" in page_of([run_of(sample_runs.run(tests, verdict), "it")], "5.0.0.0")
+
+
+@pytest.mark.parametrize("number, named", [(3, "Disk 0, Disk 1, Disk 2"), (4, "Disk 0, Disk 1, Disk 2, ...")])
+def test_the_headline_names_a_few_devices(number, named):
+    devices = [sample_runs.device(f"Disk {one}", f"key {one}") for one in range(number)]
+    tests = [sample_runs.test_of("T", "Test", "failed", device=one) for one in range(number)]
+    text = page_of([run_of(sample_runs.run(tests, "failed", devices), "it")], "5.0.0.0")
+    (headline,) = re.findall(r"<p>(.* A fault was found\.)</p>", text)
+    assert re.sub("<.*?>", "", headline) == f"{number} of {number} devices: {named}. A fault was found."

@@ -210,3 +210,13 @@ def test_a_course_over_hundreds_of_runs_is_a_line():
     text = page_of([run_at(day, [test]) for day, test in enumerate(tests)])
     (drawn,) = re.findall(r'<section class="courses".*?</section>', text, re.S)
     assert pictures_in(drawn) == 1 and "<circle" not in drawn
+
+
+def test_a_map_without_room_is_left_out_and_said_to_be(monkeypatch):
+    monkeypatch.setattr(page, "FOR_RUNS", 0)
+    ranges = sample_runs.series("bad", "RANGES", [[7, 1]])
+    documents = [run_at(day, [sample_runs.test_of("T", "Test", "failed", series=[ranges])]) for day in range(2)]
+    text = page_of(documents)
+    assert text.count("report of this run alone") == 2 and "Map of the surface" not in text
+    text = page_of([run_at(day, [sample_runs.test_of("T", "Test")]) for day in range(2)])
+    assert "report of this run alone" not in text  # where nothing is left out

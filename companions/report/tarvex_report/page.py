@@ -45,8 +45,7 @@ class ShownDevice:
     verdict: Verdict
     counts: list[tuple[Verdict, int]]
     tests: list[ShownTest]
-    map: Figure | None
-    is_brief: bool  # without its map
+    map: Figure | None  # none also where it has no room; the tests that it is made of are brief then
 
 
 @dataclass(frozen=True)
@@ -71,11 +70,8 @@ class ShownRun:
 
     @property
     def is_brief(self) -> bool:
-        return any(
-            device.is_brief or any(test.is_brief for test in device.tests)
-            for module in self.modules
-            for device in module.devices
-        )
+        devices = (device for module in self.modules for device in module.devices)
+        return any(test.is_brief for device in devices for test in device.tests)
 
 
 def _shown_test(test: Test, room: Room) -> ShownTest:
@@ -97,7 +93,6 @@ def _shown_device(device: Device | None, tests: list[Test], room: Room) -> Shown
         verdicts.counts(got),
         [shown[number] for number in range(len(tests))],
         found if has_room else None,
-        not has_room,
     )
 
 
