@@ -124,6 +124,7 @@ Answer ShowMetrics(Archive& archive) {
     if (!isNew && !HasTests(found->second) && HasTests(run)) found->second = std::move(run);
   }
   std::vector<RunSummary> runs;
+  runs.reserve(last.size());
   for (auto& [machine, run] : last) runs.push_back(std::move(run));
   std::vector<DeviceRun> devices;
   for (const KnownDevice& known : index.Devices()) {

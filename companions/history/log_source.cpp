@@ -183,6 +183,7 @@ std::vector<LogPlace> LogsIn(const std::vector<std::string>& folders,
   }
   passedOver.insert(passedOver.end(), others.begin(), others.end());
   std::vector<LogPlace> all;
+  all.reserve(logs.size());
   for (auto& [path, log] : logs) all.push_back(std::move(log));
   return all;
 }

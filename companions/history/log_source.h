@@ -22,7 +22,7 @@ struct LogPlace {
 struct PassedOver {
   std::string file;
   std::string why;
-  auto operator<=>(const PassedOver&) const = default;
+  auto operator<=>(const PassedOver&) const = default;  // NOLINT(modernize-use-nullptr): has none
 };
 
 // "…/tarvex-20261121T080000.000Z-4711.crashed.jsonl": what a run is called, whatever became of it.

@@ -64,7 +64,7 @@ class Labels {
     return *this;
   }
   const std::string& Text() const { return text_; }
-  auto operator<=>(const Labels&) const = default;
+  auto operator<=>(const Labels&) const = default;  // NOLINT(modernize-use-nullptr): has none
 
  private:
   std::string text_;

@@ -69,7 +69,7 @@ std::string KeyOfMachine(const LoggedRun& run) {
 }
 
 std::string KeyOfDevice(const LoggedRun& run, const RunDevice& device) {
-  const std::string key = device.module + '/' + device.key;
+  std::string key = device.module + '/' + device.key;
   if (IsWorldWide(device.key)) return key;
   // A key may be no more than a place, and serial numbers of two models may be the same.
   if (!device.serial.empty()) return key + '/' + device.name + '/' + device.serial;
