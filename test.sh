@@ -3,13 +3,15 @@
 #
 #   ./test.sh               all tests, then the unit tests again under the sanitizers
 #   ./test.sh deep          all tests, each system call of six command lines made to fail in turn,
-#                           twenty runs on sound drives in the laboratory, and all but these, the
-#                           laboratory's, those of disks and of packages again under the sanitizers
+#                           twenty runs on sound drives in the laboratory, the packages built twice,
+#                           and all but these, the laboratory's, those of disks and of packages again
+#                           under the sanitizers
 #   ./test.sh quick         all tests but those of the laboratory, packages and fleets, without the sanitizers
 #   ./test.sh -R PATTERN    the tests whose name matches, without the sanitizers
 #   ./test.sh -L LABEL      the tests of one label: unit, layering, golden, terminal, channels,
 #                           records, history, report, completion, manual, newcomer, fleet,
-#                           strangers, supervisor, worker, disks, packaging, lab, faults, often
+#                           strangers, supervisor, worker, disks, packaging, lab, faults, often,
+#                           twice
 #
 # The last line reads "N passed, M failed" (and ", K skipped" when something could not be tried
 # here; each of those is named). The exit status is 0 only when all was built and nothing failed.
@@ -56,14 +58,15 @@ check() {
 }
 
 sanitize='-L ^unit$'
-# Thousands of runs with a failing system call take half an hour, those on sound drives a quarter.
-all='-LE ^(faults|often)$'
+# Thousands of runs with a failing system call take half an hour, those on sound drives a quarter, and
+# so does compiling all anew for packages.
+all='-LE ^(faults|often|twice)$'
 selection=
 pattern=
 while [ $# -gt 0 ]; do
     case "$1" in
-        deep) sanitize='-LE ^(disks|packaging|lab|layering|faults|often)$' all= ;;
-        quick) sanitize= all='-LE ^(lab|packaging|fleet|faults|often)$' ;;
+        deep) sanitize='-LE ^(disks|packaging|lab|layering|faults|often|twice)$' all= ;;
+        quick) sanitize= all='-LE ^(lab|packaging|fleet|faults|often|twice)$' ;;
         -R | -L)
             [ $# -ge 2 ] || usage
             selection=$1 pattern=$2 sanitize=

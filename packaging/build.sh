@@ -7,6 +7,10 @@
 # The root has what debian/control asks for and nothing else, is kept in build/packaging, and has no
 # network while the packages are built, by a user without rights. When nothing has changed since the
 # last time, nothing is done. Needs root rights.
+#
+# The same files give the same packages, byte for byte, wherever, whenever and by whomever they are built.
+# To see that it is so, the environment may have them built one folder deeper (BUILD_FOLDER, its name), with
+# another time of the files (SOURCE_DATE_EPOCH), and without what was compiled before (CCACHE_DISABLE).
 set -eu
 
 root=$(CDPATH='' cd -- "$(dirname -- "$0")/.." && pwd -P)
@@ -44,6 +48,10 @@ while_there() {
 
 # When the tree was last changed, in seconds since 1970.
 time_of_tree() {
+    [ -z "${SOURCE_DATE_EPOCH:-}" ] || {
+        echo "$SOURCE_DATE_EPOCH"
+        return
+    }
     git log -1 --format=%ct 2>/dev/null || stat -c %Y CHANGELOG.md
 }
 
@@ -84,6 +92,7 @@ in_root() {
 
 # Where compiled files are kept from build to build: only when this machine has ccache.
 cache_folder() {
+    [ -z "${CCACHE_DISABLE:-}" ] || return 0
     command -v ccache >/dev/null 2>&1 || return 0
     echo "$(ccache --get-config cache_dir)-packages"
 }
@@ -114,7 +123,7 @@ if [ -n "$cache" ]; then
 fi
 
 version=$(sed -n 's/^project([A-Za-z]* VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt)
-place="/build/tarvex-diagnostics-$version"
+place="/build/${BUILD_FOLDER:+$BUILD_FOLDER/}tarvex-diagnostics-$version"
 stage "$work/root$place"
 say "building (log: build/packaging/build.log)"
 in_root env -i PATH="$path" HOME=/build LC_ALL=C.UTF-8 CCACHE_DIR=/ccache \
@@ -125,7 +134,7 @@ in_root env -i PATH="$path" HOME=/build LC_ALL=C.UTF-8 CCACHE_DIR=/ccache \
 }
 rm -rf "$out"
 mkdir -p "$out"
-find "$work/root/build" -maxdepth 1 -type f -name 'tarvex*' -exec cp {} "$out" \;
+find "$work/root${place%/*}" -maxdepth 1 -type f -name 'tarvex*' -exec cp {} "$out" \;
 for package in "$out"/*.deb; do
     case "$package" in
         *-dbgsym_*) ;;
