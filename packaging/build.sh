@@ -37,7 +37,7 @@ files() {
     if git rev-parse --git-dir >/dev/null 2>&1; then
         git ls-files -z --cached --others --exclude-standard
     else
-        find . -path ./build -prune -o -type f -print0
+        find . -path ./build -prune -o -type f -printf '%P\0'
     fi | LC_ALL=C sort -zu | while_there
 }
 
