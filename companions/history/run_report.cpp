@@ -49,7 +49,7 @@ std::string RunText(const LoggedRun& run) {
   std::string text = "Run " + run.id + ": " + WordOf(run.verdict);
   if (run.state != RunState::kComplete) text += " (" + std::string(WordOf(run.state)) + ')';
   text += '\n';
-  if (run.isSimulated) text += "The hardware was simulated.\n";
+  if (run.isSimulated) text += "The hardware was simulated, or played from a recording.\n";
   std::vector<Row> rows{
       {"Machine", OrDash(run.machine)},      {"Start (UTC)", TimeForPeople(run.start)},
       {"End (UTC)", TimeForPeople(run.end)}, {"Program", OrDash(run.program)},

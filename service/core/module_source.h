@@ -40,6 +40,9 @@ class ModuleSource {
   virtual std::optional<std::string> PseudoDeviceResult() const { return std::nullopt; }
   // True when tests say what a script says: parameters, applicability and percents pass unchecked.
   virtual bool IsScripted() const { return false; }
+  // False when the hardware is a script's or a recording's: what is found says nothing of this
+  // machine.
+  virtual bool IsOfThisMachine() const { return true; }
   // Lives as long as the source.
   virtual CallObserver& Observer() { return noObserver_; }
 

@@ -28,6 +28,7 @@ class PluginSource final : public ModuleSource {
   void Close() override;
   void CheckSettings(const OrvanSettings& settings) const override;
   void CheckCaller(const CallerInfo& caller) const override;
+  bool IsOfThisMachine() const override { return machine_.kind != protocol::MachineKind::kReplay; }
   const std::vector<PluginRefusal>& Refusals() const { return refusals_; }
 
  private:

@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <utility>
+
 #include "service/core/platform.h"
 #include "tests/support/service_test_support.h"
 
@@ -62,6 +64,17 @@ TEST_F(PluginSourceTest, TheSourceKeepsTheRulesForCallers) {
   CallerInfo caller;
   caller.appKey = "short";
   EXPECT_THROW(source.CheckCaller(caller), InvalidAppKey);
+}
+
+TEST_F(PluginSourceTest, OnlyARecordingsHardwareIsNotThisMachines) {
+  const auto isOfThisMachine = [this](protocol::MachineKind kind) {
+    remote::MachinePlan machine;
+    machine.kind = kind;
+    return PluginSource(folder.Path(), "", std::move(machine)).IsOfThisMachine();
+  };
+  EXPECT_TRUE(isOfThisMachine(protocol::MachineKind::kLive));
+  EXPECT_TRUE(isOfThisMachine(protocol::MachineKind::kRecording));
+  EXPECT_FALSE(isOfThisMachine(protocol::MachineKind::kReplay));
 }
 
 }  // namespace

@@ -29,7 +29,7 @@ log::LogSubject SubjectOf(const ServiceOptions& options, const ModuleSource& sou
   subject.version = options.version;
   subject.machine = machine.hostName;
   subject.machineId = machine.id;
-  subject.isSimulated = source.IsScripted();
+  subject.isSimulated = !source.IsOfThisMachine();
   subject.software = {{"Tarvex Diagnostics", options.version},
                       {machine.system, machine.release, "SYSTEM"}};
   return subject;

@@ -47,7 +47,7 @@ struct LogSubject {
   std::string version;  // of the program
   std::string machine;  // its host name
   std::string machineId;
-  bool isSimulated = false;  // the hardware is one of a scenario file
+  bool isSimulated = false;  // the hardware is a scenario file's or a recording's
   std::vector<LogSoftware> software;
   std::vector<LogHardware> hardware;
 };

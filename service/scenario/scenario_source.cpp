@@ -51,6 +51,7 @@ class ScenarioSource final : public core::ModuleSource {
   std::optional<std::string> FinalResultCode() const override { return scenario_.finalResultCode; }
   std::optional<std::string> PseudoDeviceResult() const override { return "SCENARIO"; }
   bool IsScripted() const override { return true; }
+  bool IsOfThisMachine() const override { return false; }
   core::CallObserver& Observer() override { return trace_; }
 
  private:

@@ -1,5 +1,6 @@
 """Recorded machines in the place of the real one: which are taken, and which are refused."""
 
+import json
 import os
 from pathlib import Path
 
@@ -135,7 +136,11 @@ def test_the_log_says_which_machine_it_was(world):
     world.environment["ORVAN_REPLAY"] = str(path)
     said(world)
     (log,) = (world.state_dir / "log").iterdir()
-    assert f"this run sees no hardware but the recording {path}" in log.read_text(encoding="utf-8")
+    text = log.read_text(encoding="utf-8")
+    assert f"this run sees no hardware but the recording {path}" in text
+    # So that nobody takes its devices for this machine's own.
+    start = json.loads(text.splitlines()[1])["testRunArtifact"]["testRunStart"]
+    assert start["parameters"] == {"simulated": True}
 
 
 # How each command to a drive ends, by its line in smart.recording: the drive, and words of the

@@ -195,7 +195,7 @@ def test_text_for_people(tmp_path):
     wanted = rf"\d{{4}}-\d\d-\d\d \d\d:\d\d:\d\d +failed +\S+ +{re.escape(run)} +1 failed, 1 passed"
     assert re.fullmatch(wanted, line)
     text = history("run", "last", state=world.state_dir).stdout.decode()
-    assert f"Run {run}: failed\nThe hardware was simulated.\n" in text
+    assert f"Run {run}: failed\nThe hardware was simulated, or played from a recording.\n" in text
     assert "\nfailed: Failing (Quick Test of storage), " in text
 
 

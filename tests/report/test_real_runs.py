@@ -41,7 +41,7 @@ def test_a_run_of_the_program_becomes_a_page(world):
     assert verdicts_in(page) == SHOWN
     assert re.search(r'<h1 id="verdict">Failed', page)
     assert str(only_log(world)) in page and "Disk A" in page
-    assert "A simulation: its devices do not exist." in page
+    assert "Not this machine's own hardware: it was simulated, or played from a recording." in page
     assert "Repeat the test. What fails again is repaired or replaced." in page
 
 
