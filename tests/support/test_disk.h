@@ -39,15 +39,44 @@ class SizeLimit {
   void (*handler_)(int) = nullptr;
 };
 
+// Mounts of the calling thread's own, which threads that it starts meanwhile share, and the way
+// back: beside them the path of the test's own program may be another (/proc/self/exe).
+class OwnMounts {
+ public:
+  OwnMounts()
+      : mounts_(open("/proc/thread-self/ns/mnt", O_RDONLY | O_CLOEXEC)),
+        root_(open("/", O_PATH | O_CLOEXEC)),
+        work_(open(".", O_PATH | O_CLOEXEC)),
+        areThere_(unshare(CLONE_NEWNS) == 0 &&
+                  mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0) {}
+  // The threads that share them have ended.
+  ~OwnMounts() {
+    EXPECT_EQ(setns(mounts_.Get(), CLONE_NEWNS), 0);
+    EXPECT_EQ(fchdir(root_.Get()), 0);
+    EXPECT_EQ(chroot("."), 0);
+    EXPECT_EQ(fchdir(work_.Get()), 0);
+  }
+  OwnMounts(const OwnMounts&) = delete;
+  OwnMounts& operator=(const OwnMounts&) = delete;
+  bool AreThere() const { return areThere_; }
+
+ private:
+  tarvex::Descriptor mounts_;
+  tarvex::Descriptor root_;
+  tarvex::Descriptor work_;
+  bool areThere_;
+};
+
 // A file system of 1 MiB in memory that only the calling thread, and threads that it starts later,
 // can see. Only root can have one: a test begins with NEEDS_A_SMALL_DISK.
 class SmallDisk {
  public:
   static bool CanBe() {
-    static const bool canBe = ChildCanEnter() && Enter();
+    static const bool canBe = ChildCanMount();
     return canBe;
   }
   SmallDisk() {
+    EXPECT_TRUE(mounts_.AreThere());
     EXPECT_TRUE(Mount(folder_));
     EXPECT_EQ(mkdir(Path().c_str(), 0700), 0);
   }
@@ -71,27 +100,24 @@ class SmallDisk {
 
  private:
   static constexpr off_t kBytes = 1 << 20;
-  // A child tries first: where only a part succeeds, as in a chroot, the process may be left
-  // without /proc.
-  static bool ChildCanEnter() {
+  // A child tries: where only a part succeeds, as in a chroot, a process may be left without /proc.
+  static bool ChildCanMount() {
     const pid_t child = fork();
-    if (child == 0) _exit(Enter() ? 0 : 1);
+    if (child == 0) _exit(CanMount() ? 0 : 1);
     int status = -1;
     return waitpid(child, &status, 0) == child && status == 0;
   }
-  static bool Enter() {
-    return unshare(CLONE_NEWNS) == 0 &&
-           mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 && CanMount();
-  }
   static bool CanMount() {
     const TestFolder trial;
-    return Mount(trial) && umount2(trial.Path().c_str(), MNT_DETACH) == 0;
+    const OwnMounts mounts;
+    return mounts.AreThere() && Mount(trial) && umount2(trial.Path().c_str(), MNT_DETACH) == 0;
   }
   static bool Mount(const TestFolder& folder) {
     return mount("none", folder.Path().c_str(), "tmpfs", 0, "size=1m,mode=0700") == 0;
   }
 
   TestFolder folder_;
+  OwnMounts mounts_;
   tarvex::Descriptor filler_;
 };
 
