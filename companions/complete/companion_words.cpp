@@ -83,7 +83,9 @@ void OfferKnownDevices(Answer& answer, const Places& places, const std::string& 
     const history::DeviceNames names(devices);
     for (const history::KnownDevice& known : devices) {
       const std::string& serial = known.device.serial;
-      const bool isEnough = IsPlainName(serial) && names.Called(serial).size() == 1;
+      // It may be another's key, which counts first.
+      const std::vector<const history::KnownDevice*> called = names.Called(serial);
+      const bool isEnough = IsPlainName(serial) && called.size() == 1 && called.front() == &known;
       const std::string name = isEnough ? serial : names.NameOf(known);
       if (IsPlainName(name)) answer.Offer(before + name, known.device.name);
     }

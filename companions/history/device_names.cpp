@@ -1,5 +1,8 @@
 #include "companions/history/device_names.h"
 
+#include <algorithm>
+#include <functional>
+
 namespace tarvex::history {
 namespace {
 
@@ -30,6 +33,10 @@ std::vector<const KnownDevice*> DeviceNames::Called(const std::string& wanted) c
     const auto [first, last] = way.equal_range(wanted);
     for (auto at = first; at != last; ++at) found.push_back(at->second);
     if (!found.empty()) break;
+  }
+  const auto isOfAMachine = [](const KnownDevice* one) { return !one->isSimulated; };
+  if (std::any_of(found.begin(), found.end(), isOfAMachine)) {
+    std::erase_if(found, std::not_fn(isOfAMachine));
   }
   return found;
 }

@@ -18,7 +18,8 @@ class DeviceNames {
   explicit DeviceNames(std::span<const KnownDevice> devices);
 
   // Those that are meant: by key, by key and machine ("KEY@MACHINE", by its name or its number), by
-  // key and place, by serial number, by name; the first of these that fits any decides.
+  // key and place, by serial number, by name; the first of these that fits any decides,
+  // and of those that it fits a simulated one is meant only where there is no other.
   std::vector<const KnownDevice*> Called(const std::string& wanted) const;
   // The first of these that means this device alone: its key, and its machine or its place with it
   // where others have the same.

@@ -133,6 +133,7 @@ std::string KnownJson(const KnownDevice& known) {
       .Raw("lastStart", TextOrNull(known.lastStart))
       .Text("verdict", WordOf(known.verdict))
       .Raw("runs", std::to_string(known.runs))
+      .Raw("simulated", known.isSimulated ? "true" : "false")
       .Take();
 }
 
@@ -143,20 +144,22 @@ std::string DevicesText(const std::vector<KnownDevice>& devices) {
   for (const KnownDevice& known : devices) {
     rows.push_back({known.device.name, known.device.serial.empty() ? "-" : known.device.serial,
                     known.machine.empty() ? "-" : known.machine, TimeForPeople(known.lastStart),
-                    WordOf(known.verdict), std::to_string(known.runs), known.device.key});
+                    WordOf(known.verdict) + std::string(known.isSimulated ? ", simulated" : ""),
+                    std::to_string(known.runs), known.device.key});
   }
   return TableText(rows);
 }
 
 std::string DevicesCsv(const std::vector<KnownDevice>& devices) {
   std::string text = CsvHead({"key", "device", "serial", "place", "module", "machine", "last_run",
-                              "last_start", "verdict", "runs"});
+                              "last_start", "verdict", "runs", "simulated"});
   for (const KnownDevice& known : devices) {
     CsvLine line;
     line.Text(known.device.key).Text(known.device.name).Text(known.device.serial);
     line.Text(known.device.place).Text(known.device.module).Text(known.machine);
     line.Text(known.lastRun).Text(known.lastStart).Text(WordOf(known.verdict));
-    text += line.Number(static_cast<double>(known.runs)).Take();
+    line.Number(static_cast<double>(known.runs));
+    text += line.Text(known.isSimulated ? "true" : "false").Take();
   }
   return text;
 }

@@ -94,7 +94,8 @@ bool TakeTest(const JsonValue& item, std::vector<TestFacts>& tests) {
 }
 
 std::string IdentityOf(const RunDevice& device, const LoggedRun& run, bool isAlone) {
-  const std::string key = isAlone ? device.key : device.key + ' ' + device.place;
+  const std::string key = (run.isSimulated ? "simulated " : "") +
+                          (isAlone ? device.key : device.key + ' ' + device.place);
   if (!device.serial.empty()) return key;
   return KeyOfMachine(run.machineId, run.machine) + ' ' + key;
 }

@@ -16,7 +16,7 @@ constexpr int kPatienceMs = 1000;
 // To tell the file from another program's: "TvxH".
 constexpr std::int64_t kApplication = 0x54767848;
 // Of the tables, and of what is read out of a log: a change of either makes a new index.
-constexpr std::int64_t kVersion = 6;
+constexpr std::int64_t kVersion = 7;
 
 constexpr char kTables[] =
     "CREATE TABLE log(id INTEGER PRIMARY KEY, path TEXT NOT NULL UNIQUE, bytes INTEGER, changed "

@@ -243,13 +243,14 @@ std::vector<DeviceRun> RunIndex::DevicesIn(const std::string& file) {
 std::vector<KnownDevice> RunIndex::Devices() {
   std::vector<KnownDevice> devices;
   // Beside max() SQLite takes the other columns from the row that has it.
-  SqliteStatement rows(*database_,
-                       (std::string("SELECT ") + kDeviceColumns +
-                        ", log.machine, log.machine_id, log.run, max(log.start), "
-                        "device.verdict, count(*) FROM device JOIN log ON log.id = device.log "
-                        "JOIN current ON current.log = log.id GROUP BY device.identity "
-                        "ORDER BY log.machine, device.name, device.identity")
-                           .c_str());
+  SqliteStatement rows(
+      *database_,
+      (std::string("SELECT ") + kDeviceColumns +
+       ", log.machine, log.machine_id, log.run, max(log.start), "
+       "device.verdict, count(*), log.simulated FROM device JOIN log ON log.id = device.log "
+       "JOIN current ON current.log = log.id GROUP BY device.identity "
+       "ORDER BY log.machine, device.name, device.identity")
+          .c_str());
   while (rows.Next()) {
     KnownDevice known;
     known.device = DeviceIn(rows, 0);
@@ -260,6 +261,7 @@ std::vector<KnownDevice> RunIndex::Devices() {
     known.lastStart = rows.Text(kDeviceColumnCount + 3);
     known.verdict = EnumOf<Verdict>(rows.Number(kDeviceColumnCount + 4), kVerdicts);
     known.runs = static_cast<std::size_t>(rows.Number(kDeviceColumnCount + 5));
+    known.isSimulated = rows.Number(kDeviceColumnCount + 6) != 0;
     devices.push_back(std::move(known));
   }
   return devices;

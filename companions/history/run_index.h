@@ -45,6 +45,7 @@ struct KnownDevice {
   std::string lastStart;
   Verdict verdict = Verdict::kUnfinished;  // the worst of its tests in that run
   std::size_t runs = 0;
+  bool isSimulated = false;  // another than the one of this machine that is called alike
 };
 
 // What the logs tell, in tables: history.db of the state folder, a cache that anybody may remove.

@@ -95,6 +95,11 @@ TEST(JournalLines, ALogThatIsNotWholeIsAWarning) {
                                "/log/a.jsonl"}));
 }
 
+TEST(JournalLines, ARunWithoutATestHasNotPassedWithoutAWord) {
+  EXPECT_EQ(Of(0, RunOf({})), Lines{"<4>The scheduled run passed, and tells of no test; 0 tests on "
+                                    "2 devices; log /log/a.jsonl"});
+}
+
 TEST(JournalLines, WithoutALogTheStatusSpeaks) {
   struct Row {
     ProcessEnd end;
@@ -110,6 +115,7 @@ TEST(JournalLines, WithoutALogTheStatusSpeaks) {
            {{3, 0},
             "<3>The scheduled run could not begin: it has not enough privileges; no log",
             3},
+           {{0, 0}, "<4>The scheduled run passed, and tells of no test; no log", 0},
            {{22, 0}, "<4>The scheduled run ended with a warning; no log", 22},
            {{23, 0}, "<5>The scheduled run found nothing that applies here; no log", 23},
            {{24, 0}, "<5>The scheduled run could not be tried; no log", 24},

@@ -94,6 +94,8 @@ def test_tab_completes_where_the_output_goes(kind, tmp_path):
             assert shell.line_after(f"\x15{line}{TAB}") == f"{line}er.txt "
         # Behind that the program's own words go on.
         assert shell.line_after(f"--js{TAB}") == f"{line}er.txt --json "
+        line = "tarvex-history --logs 'a>b' --js"
+        assert shell.line_after(f"\x15{line}{TAB}") == f"{line}on "
 
 
 def test_tab_completes_inside_quotes(kind, tmp_path):
@@ -207,6 +209,18 @@ def test_devices_that_share_a_key_are_completed_with_their_machines(tmp_path):
     run = World(tmp_path / "world").run([str(len(words) - 1), *words], program=COMPLETER)
     offered = sorted(line.split("\t")[0] for line in run.stdout.decode().splitlines())
     assert offered == ["bay-0@one", "bay-0@other", "bay-one", "bay-other"]
+
+
+def test_a_serial_number_that_is_anothers_key_is_not_completed(tmp_path):
+    sys.path.insert(0, str(SOURCE_DIR / "tests/history"))
+    from made_logs import disk, result_of, write_run
+
+    disks = [disk(0, "two", "S-2", "three"), disk(1, "other", "S-3", "S-2")]
+    write_run(tmp_path / "log", 0, [result_of("T", on=on) for on in range(2)], disks)
+    words = ["tarvex-history", f"--logs={tmp_path}", "device", ""]
+    run = World(tmp_path / "world").run([str(len(words) - 1), *words], program=COMPLETER)
+    offered = [line for line in run.stdout.decode().splitlines() if not line.startswith("-")]
+    assert sorted(offered) == ["S-3\tother", "three\ttwo"]
 
 
 def test_words_of_the_report_are_those_of_its_parser(tmp_path):

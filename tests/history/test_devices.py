@@ -202,6 +202,29 @@ def test_a_device_that_changes_its_name_amid_a_run_is_the_same(tmp_path):
     assert (one["test"], one["before"], one["after"]) == ("T", "passed", "failed")
 
 
+def test_simulated_hardware_is_another_than_that_which_is_called_alike(tmp_path):
+    disks = [disk(0, "Disk", serial="", key="pci-0000:00:17.0")]
+    for day, (bad, simulated) in enumerate(((1, False), (0, True), (3, False), (7, True))):
+        verdict = "passed" if simulated else "failed"
+        tests = [result_of("T", verdict, unreadable_sectors=bad)]
+        write_run(tmp_path / "log", day, tests, disks, simulated=simulated)
+    devices = answer("devices", state=tmp_path)["devices"]
+    assert sorted((one["simulated"], one["verdict"], one["runs"]) for one in devices) == [
+        (False, "failed", 2),
+        (True, "passed", 2),
+    ]
+    text = history("devices", state=tmp_path).stdout.decode()
+    assert (text.count("failed  "), text.count("passed, simulated  ")) == (1, 1)
+    lines = history("devices", "--csv", state=tmp_path).stdout.decode().splitlines()
+    assert sorted(line.rpartition(",")[2] for line in lines) == ["false", "simulated", "true"]
+    # The real one is meant.
+    told = answer("device", "pci-0000:00:17.0", state=tmp_path)
+    assert [run["values"]["unreadable-sectors"]["value"] for run in told["runs"]] == [1, 3]
+    for run, before, after in (("last", "0", "7"), ("tarvex-20261103", "1", "3")):
+        (one,) = answer("worse", run, state=tmp_path)["worse"]
+        assert (one["before"], one["after"]) == (before, after)
+
+
 def test_the_course_for_people_shows_the_newest_runs_of_all(tmp_path):
     for day in range(8):
         write_run(tmp_path / "log", day, [result_of("T", degrees=(day, "C"))])

@@ -99,7 +99,7 @@ def test_a_log_that_cannot_be_read_is_named(world):
     (line,), status = scheduled(world, "/bin/sh", "-c", script)
     assert status == 0
     assert re.fullmatch(
-        rf"<6>The scheduled run passed; its log {re.escape(str(logs))}/\S+\.jsonl is no log", line
+        rf"<4>The scheduled run passed, and tells of no test; its log {re.escape(str(logs))}/\S+\.jsonl is no log", line
     )
 
 
@@ -111,7 +111,7 @@ def test_an_older_log_of_a_process_of_that_number_is_not_the_runs(world):
     words = ["--pid", "--fork", SCHEDULED, "/bin/sh", "-c", "exit $(($$ - 2))"]
     done = world.run([str(word) for word in words], program="unshare")
     (line,) = done.stderr.decode().splitlines()
-    assert line == f"<6>The scheduled run passed; it left no log in {log.parent}"
+    assert line == f"<4>The scheduled run passed, and tells of no test; it left no log in {log.parent}"
     assert done.returncode == 0
 
 

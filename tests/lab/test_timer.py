@@ -80,7 +80,7 @@ def test_metrics_are_made_anew_after_a_run_that_failed(machine, services):
     """As docs/timer.md has it; the plus is for a folder that the unit itself may not write."""
     metrics = "/srv/tarvex.prom"
     services.guest.write(f"/run/systemd/system/{SERVICE}.d/metrics.conf",
-                         f"[Service]\nExecStopPost=+{BINARIES}/tarvex-history --prometheus={metrics}\n",
+                         f"[Service]\nExecStopPost=-+{BINARIES}/tarvex-history --prometheus={metrics}\n",
                          mode=0o644)  # fmt: skip
     services.guest.said("systemctl", "daemon-reload")
     machine.drives["nvme"].fail(0, 64)

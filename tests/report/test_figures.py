@@ -179,6 +179,17 @@ def test_one_thing_with_two_names_is_drawn_once():
     assert titles == ["Temperature", "SMART 5 reallocated sectors", "Slowest answer"]
 
 
+def test_a_device_without_a_serial_number_is_that_of_its_machine_alone():
+    def visit(machine, serial, **more):
+        devices = [sample_runs.device(key="pci-0000:00:17.0", serial=serial)]
+        return run_of(sample_runs.healthy() | {"machine": machine, "devices": devices, **more}, "it")
+
+    assert courses_of([visit("one", None), visit("other", None)]) == []
+    assert len(courses_of([visit("one", None), visit("other", None), visit("one", None)])) == 1
+    assert len(courses_of([visit("one", "S-1"), visit("other", "S-1")])) == 1
+    assert courses_of([visit("one", None), visit("one", None, simulated=True)]) == []
+
+
 def test_a_device_that_was_tested_once_has_no_course():
     document = sample_runs.healthy()
     other = sample_runs.healthy() | {"devices": [sample_runs.device(key="another")]}

@@ -49,8 +49,11 @@ class OwnMounts {
         work_(open(".", O_PATH | O_CLOEXEC)),
         areThere_(unshare(CLONE_NEWNS) == 0 &&
                   mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0) {}
-  // The threads that share them have ended.
   ~OwnMounts() {
+    if (!areThere_) return;
+    // Nobody goes back who shares his folders with another thread, as with one that is about to
+    // end.
+    EXPECT_EQ(unshare(CLONE_FS), 0);
     EXPECT_EQ(setns(mounts_.Get(), CLONE_NEWNS), 0);
     EXPECT_EQ(fchdir(root_.Get()), 0);
     EXPECT_EQ(chroot("."), 0);

@@ -12,7 +12,8 @@ namespace tarvex::history {
 DatabaseError::Kind KindOf(const std::string& state);
 // The text of the error in one line, and behind it what helps.
 std::string WordsOf(const std::string& state, const std::string& text);
-// Why an address cannot be read; the reason may be empty. It may hold a password, which the reason may quote.
+// Why an address cannot be read; the reason may be empty. It may hold a password, which the reason
+// may quote.
 std::string AddressWords(const std::string& address, const std::string& reason);
 // The same of a connection that did not come about.
 std::string ConnectWords(const std::string& text, bool needsPassword);

@@ -164,12 +164,17 @@ def _figure(course: Course) -> Figure:
     )
 
 
-def _tests_of(run: Run, key: tuple[str, str]) -> list[Test]:
+def _identity(run: Run, device: Device) -> tuple[object, ...]:
+    """What makes it the same device in other runs: the machine, too, where there is no serial number."""
+    machine = "" if device.serial else run.origin
+    return device.module, device.key, machine, run.is_simulated
+
+
+def _tests_of(run: Run, identity: tuple[object, ...]) -> list[Test]:
     return [
         test
         for test in run.tests
-        if test.device is not None
-        and (run.devices[test.device].module, run.devices[test.device].key) == key
+        if test.device is not None and _identity(run, run.devices[test.device]) == identity
     ]
 
 
@@ -205,8 +210,8 @@ def _verdicts_of(tests: list[Test], keys: list[str]) -> tuple[Verdict | None, ..
     return tuple(found)
 
 
-def _device_course(device: Device, runs: list[Run]) -> DeviceCourse:
-    by_run = [(run, _tests_of(run, (device.module, device.key))) for run in runs]
+def _device_course(device: Device, identity: tuple[object, ...], runs: list[Run]) -> DeviceCourse:
+    by_run = [(run, _tests_of(run, identity)) for run in runs]
     by_run = [(run, tests) for run, tests in by_run if tests]
     every = [(run, test) for run, tests in by_run for test in tests]
     names = {test.key: test.name for _, test in every}
@@ -232,14 +237,14 @@ def _pictured(course: DeviceCourse, room: Room) -> DeviceCourse:
 def courses_of(runs: list[Run], room: Room) -> list[DeviceCourse]:
     """Of each device that was tested in more than one of the runs, which are in order of time; that
     with the worst verdict first."""
-    newest: dict[tuple[str, str], Device] = {}
-    times: dict[tuple[str, str], int] = {}
+    newest: dict[tuple[object, ...], Device] = {}
+    times: dict[tuple[object, ...], int] = {}
     for run in runs:
-        for key in {(run.devices[t.device].module, run.devices[t.device].key): None
-                    for t in run.tests if t.device is not None}:  # fmt: skip
-            times[key] = times.get(key, 0) + 1
+        for one in dict.fromkeys(_identity(run, run.devices[test.device])
+                                 for test in run.tests if test.device is not None):  # fmt: skip
+            times[one] = times.get(one, 0) + 1
         for device in run.devices:
-            newest[device.module, device.key] = device
-    found = [_device_course(newest[key], runs) for key, number in times.items() if number > 1]
+            newest[_identity(run, device)] = device
+    found = [_device_course(newest[one], one, runs) for one, number in times.items() if number > 1]
     worst_first = sorted(found, key=lambda course: verdicts.place(course.verdict))
     return [_pictured(course, room) for course in worst_first]

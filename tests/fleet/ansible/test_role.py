@@ -206,19 +206,22 @@ def test_logs_come_home_once_and_whole(fleet):
 def test_run_that_cannot_be_is_told_of_and_another_run_is_no_failure(fleet):
     command = {"tarvex_run": ["-Mstorage", "-Q"], "tarvex_environment": fleet.scenario(0)}
     own = {name: str(fleet.folder / name) for name in ("TARVEX_RUN_DIR", "TARVEX_STATE_DIR")}
+    nothing = fleet.folder / "nothing.json"
+    nothing.write_text('{"service": {"loadModules": "null"}, "modules": []}', encoding="utf-8")
     busy = " ".join(f"{name}={value}" for name, value in (fleet.scenario(0, 600_000) | own).items())
     said = fleet.play(
-        command | {"tarvex_run": ["-Mstorage", "--no-such-option"]},
+        command | {"tarvex_environment": {"ORVAN_SCENARIO": str(nothing)}},
+        command | {"tarvex_run": ["-Mnone", "-Q"]},
         command | {"tarvex_environment": {"PATH": "/no/such/folder"}},
         f"{busy} {BINARY_DIR}/bin/TarvexDiagnosticsCLI -Mstorage -Q >/dev/null 2>&1 & busy=$!\n"
         f"until grep -qs READ_TEST {own['TARVEX_STATE_DIR']}/log/*; do sleep 0.1; done",
         command | {"tarvex_environment": fleet.scenario(0) | own},
         "kill $busy; wait $busy || :",
     )
-    unknown, missing, busy = recaps(said)
-    assert unknown[1] == 1, said
-    assert missing[1] == 1, said
+    *none, busy = recaps(said)
+    assert [failed for _, failed in none] == [1, 1, 1], said
     assert busy == (0, 0), said
     assert "the diagnostics did not run on machine-1: " in said
-    assert "(status 5)" in said
+    assert "(status 0)" in said
+    assert "(status 30)" in said
     assert "No such file or directory" in said

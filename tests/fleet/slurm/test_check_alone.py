@@ -57,6 +57,11 @@ def test_without_that_it_is_the_machine_by_its_short_name(check):
     assert check.calls.read_text(encoding="ascii").startswith(f"--oneliner show node {name}\n")
 
 
+def test_the_settings_may_name_the_node(check):
+    assert check.run(FAILED, "SLURMD_NODENAME=node-7").returncode == 1
+    assert check.calls.read_text(encoding="ascii").startswith("--oneliner show node node-7\n")
+
+
 def test_who_cannot_drain_does_not_say_so(check):
     said = check.run(FAILED, scontrol="echo no controller >&2; exit 1", node="n")
     assert said.returncode == 1, "a prolog that ends so drains the node by itself"
@@ -72,7 +77,9 @@ def test_a_node_out_of_service_keeps_its_reason(check, state):
 
 
 @pytest.mark.parametrize(
-    "line", ["if then", "CHECK='", "exit 3 )", ". /no/such/file"], ids=["syntax", "quote", "bracket", "file"]
+    "line",
+    ["if then", "CHECK='", "exit 3 )", ". /no/such/file", "exit 0"],
+    ids=["syntax", "quote", "bracket", "file", "end"],
 )
 def test_settings_with_a_slip_cost_no_node(check, line):
     said = check.run(FAILED, line, node="n")
@@ -85,6 +92,15 @@ def test_settings_with_a_slip_cost_no_node(check, line):
 def test_settings_whose_last_line_is_false_are_none_with_a_slip(check, line):
     assert check.run(PASSED, line).returncode == 0
     assert check.run(FAILED, line, node="n").returncode == 1
+
+
+def test_a_check_that_tested_nothing_costs_no_node_and_is_told(check):
+    nothing = check.folder / "nothing.json"
+    nothing.write_text('{"service": {"loadModules": "null"}, "modules": []}', encoding="ascii")
+    said = check.run(PASSED, f"ORVAN_SCENARIO={nothing}", node="n")
+    assert (said.returncode, check.calls.exists()) == (0, False)
+    assert "node n stays: tarvex: The scheduled run passed, and tells of no test" in said.stderr
+    assert check.run(PASSED, node="n").stderr == ""
 
 
 def test_a_program_that_is_not_there_costs_no_node(check):
