@@ -69,6 +69,8 @@ def with_the_drives_own_names(recording, listed):
     for stand_in, serial in zip(stand_ins, SERIALS, strict=True):
         for seen, meant in zip(forms(stand_in), forms(serial), strict=True):
             recording = recording.replace(seen, meant)
+    # Where this tree lies is nobody's business.
+    recording = recording.replace(f"{ROOT}/", "/tarvex/")
     recording = re.sub(r"(nvme\.1b36-)[0-9a-f]+", rf"\g<1>{SERIALS[0].encode().hex()}", recording)
     return re.sub(r"naa\.[0-9a-f]{16}", WORLD_WIDE_NAME, recording)
 
