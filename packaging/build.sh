@@ -72,9 +72,9 @@ stage() {
 }
 
 # Runs a command in the clean root: without network, with processes and mounts of its own that are gone
-# when it ends. The first of these processes stays root, for another user's is not told to end.
+# when it ends, or this program. The first of these processes stays root, for another user's is not told to end.
 in_root() {
-    unshare --mount --pid --fork --kill-child --net --ipc --uts sh -eu -c '
+    setpriv --pdeathsig KILL unshare --mount --pid --fork --kill-child --net --ipc --uts sh -eu -c '
         root=$1 cache=$2
         shift 2
         mount -t proc proc "$root/proc"
