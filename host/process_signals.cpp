@@ -158,4 +158,11 @@ void EndBySignal(int signal) {
   ::kill(::getpid(), signal);
 }
 
+void EndByLateSignal(int signal) {
+  struct sigaction current {};
+  const bool isIgnored = ::sigaction(signal, nullptr, &current) == 0 &&
+                         (current.sa_flags & SA_SIGINFO) == 0 && current.sa_handler == SIG_IGN;
+  if (!isIgnored) EndBySignal(signal);
+}
+
 }  // namespace tarvex

@@ -34,4 +34,8 @@ std::uint32_t TakeTerminations(int signal);
 // be called in a signal handler. Returns, since another thread may be the one to take the signal.
 void EndBySignal(int signal);
 
+// The same for a request that came while somebody took requests, and that nobody takes any more;
+// nothing when the signal is ignored by now. Any thread.
+void EndByLateSignal(int signal);
+
 }  // namespace tarvex

@@ -67,7 +67,7 @@ void SignalHandler::Dispatch(Shared& shared, int signal) {
   const std::vector<HostSignalCallback> functions = shared.functions;
   if (functions.empty()) {
     // The last function went while this request was on its way. It is not lost for that.
-    EndBySignal(signal);
+    EndByLateSignal(signal);
     return;
   }
   for (const HostSignalCallback function : functions) {

@@ -13,6 +13,7 @@
 #include <thread>
 #include <vector>
 
+#include "host/process_signals.h"
 #include "tests/support/test_pipe.h"
 #include "tests/support/test_threads.h"
 
@@ -193,6 +194,16 @@ TEST_F(SignalHandlerTest, WithItsLastFunctionGoneASignalEndsTheProcess) {
   EXPECT_EQ(EndAfter([](SignalHandler& handler) {
               handler.SetHandler(First);
               handler.RemoveHandler(First);
+            }),
+            SIGTERM);
+}
+
+TEST_F(SignalHandlerTest,
+       ARequestThatNobodyTakesAnyMoreEndsTheProcessUnlessItsSignalIsIgnoredByNow) {
+  EXPECT_EQ(EndAfter([](SignalHandler& /*handler*/) { EndByLateSignal(SIGHUP); }), SIGHUP);
+  EXPECT_EQ(EndAfter([](SignalHandler& /*handler*/) {
+              ::signal(SIGHUP, SIG_IGN);
+              EndByLateSignal(SIGHUP);
             }),
             SIGTERM);
 }
