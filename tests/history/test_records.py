@@ -24,23 +24,22 @@ def test_records_name_the_run_whose_log_is_there(tmp_path):
     assert text[1].endswith("gone")
 
 
-def test_a_record_of_a_time_between_runs_is_of_none(tmp_path):
-    world = make_run(tmp_path, ["-Mstorage", "-W", "-Qp", "0"])
+def record_of(folder, time):
+    """What is told of a record all of whose times are that one."""
+    world = make_run(folder, ["-Mstorage", "-W", "-Qp", "0"])
     with sqlite3.connect(world.state_dir / "records.db") as store:
-        store.execute("UPDATE property SET value = '2099-11-21T08:00:00.000Z' "
-                      "WHERE value LIKE '20__-__-__T%'")
+        store.execute("UPDATE property SET value = ? WHERE value LIKE '20__-__-__T%'", (time,))
     (record,) = answer("records", state=world.state_dir)["records"]
-    assert (record["start"], record["run"]) == ("2099-11-21T08:00:00.000Z", None)
+    return record["start"], record["run"]
+
+
+def test_a_record_of_a_time_between_runs_is_of_none(tmp_path):
+    assert record_of(tmp_path, "2099-11-21T08:00:00.000Z") == ("2099-11-21T08:00:00.000Z", None)
 
 
 def test_times_with_an_offset_are_told_in_utc(tmp_path):
-    world = make_run(tmp_path, ["-Mstorage", "-W", "-Qp", "0"])
-    with sqlite3.connect(world.state_dir / "records.db") as store:
-        store.execute("UPDATE property SET value = '2026-11-21T09:00:00.007+01:00' "
-                      "WHERE value LIKE '20__-__-__T%'")
-    (record,) = answer("records", state=world.state_dir)["records"]
-    assert record["start"] == "2026-11-21T08:00:00.007Z"
-    assert record["run"] is None
+    told = record_of(tmp_path, "2026-11-21T09:00:00.007+01:00")
+    assert told == ("2026-11-21T08:00:00.007Z", None)
 
 
 def test_no_store_has_no_records_and_a_bad_one_is_said(tmp_path):
